@@ -1,0 +1,39 @@
+# cmake --install: the library, its public headers as the tree they have under src/, a CMake package
+# and a pkg-config module.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS applist EXPORT applist-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+foreach(header
+        applist/AppListItem.h
+        applist/AppListModel.h
+        applist/AppListProxy.h
+        applist/ItemChangeListener.h
+        applist/ItemClickListener.h
+        applist/ItemSelectionListener.h
+        applist/RemoteAppListItem.h
+        common/Export.h
+        common/PTAutoLock.h
+        common/PTMutex.h
+        common/ThreadAnnotations.h
+        ipc/javamw-dbus-remote.h)
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${PROJECT_SOURCE_DIR}/src/${header}
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/applist-1/${folder})
+    list(APPEND APPLIST_PUBLIC_HEADERS ${header})
+endforeach()
+set(APPLIST_PUBLIC_HEADERS ${APPLIST_PUBLIC_HEADERS} PARENT_SCOPE)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/applist)
+install(EXPORT applist-targets NAMESPACE applist:: DESTINATION ${package_folder})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/applist-config.cmake.in
+    ${PROJECT_BINARY_DIR}/applist-config.cmake INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/applist-config-version.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/applist-config.cmake
+    ${PROJECT_BINARY_DIR}/applist-config-version.cmake DESTINATION ${package_folder})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/applist.pc.in ${PROJECT_BINARY_DIR}/applist.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/applist.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,7 @@
+# applist_warnings(TARGET): the warnings that all of the project's own code is free of.
+function(applist_warnings target)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Werror=thread-safety>
+        $<$<BOOL:${APPLIST_WERROR}>:-Werror>)
+endfunction()

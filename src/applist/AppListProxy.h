@@ -1,0 +1,66 @@
+// The library's entry point: an application list that is kept in step with the partner.
+#ifndef APPLIST_APPLIST_APPLISTPROXY_H
+#define APPLIST_APPLIST_APPLISTPROXY_H
+
+#include <vector>
+
+#include <common/Export.h>
+
+class AppListItem;
+class AppListModel;
+class ItemChangeListener;
+class ItemClickListener;
+class ItemSelectionListener;
+
+/**
+ * The list of one host. Creating it joins the system bus and starts looking for the partner;
+ * destroying it ends the connection and leaves the partner's list as it is.
+ *
+ * The connection comes up by itself once the host iterates the GLib main context that is the
+ * thread-default one of the creating thread; until then operations change this side's list and
+ * their requests are lost. Listeners are called on the thread that iterates that context.
+ *
+ * Every operation does what the one of the same name does in AppListModel, where ownership, threads
+ * and failures are told. Reading the whole list, counting it and reporting a click go through the
+ * model that a listener is given.
+ *
+ * **Destroying.** No thread may be inside an operation, and not from inside a listener. The
+ * destructor waits for a handshake step under way, but not for a notification being handled: a host
+ * whose loop runs in another thread destroys the proxy on that thread, or stops the loop first.
+ * JavaMWDbusRemote tells what stays on the bus connection afterwards. One proxy in a process at a
+ * time: a second one would never find the partner.
+ */
+class APPLIST_API AppListProxy {
+public:
+    /** Blocks for up to five round trips to the bus daemon. Throws only std::bad_alloc. */
+    AppListProxy();
+    ~AppListProxy();
+
+    void SetSelection(AppListItem* item);
+    AppListItem* GetSelection();
+    void RemoveAllItems();
+    void AddItems(const std::vector<AppListItem*>& items);
+    void AddItemAtEnd(AppListItem* item);
+    void RemoveItem(AppListItem* item);
+    void ModifyItem(AppListItem* oldItem, AppListItem* newItem);
+    void AddItemSelectionListener(ItemSelectionListener* listener);
+    void RemoveItemSelectionListener(ItemSelectionListener* listener);
+    void AddItemChangeListener(ItemChangeListener* listener);
+    void RemoveItemChangeListener(ItemChangeListener* listener);
+    void AddItemClickedListener(ItemClickListener* listener);
+    void RemoveItemClickedListener(ItemClickListener* listener);
+
+    /**
+     * Copies nothing: the new proxy has no list. Destroying it or assigning to it is all that may
+     * be done with it; no other operation checks.
+     */
+    AppListProxy(const AppListProxy& other);
+
+    /** Copies nothing: both proxies keep their own lists. */
+    AppListProxy& operator=(const AppListProxy& other);
+
+private:
+    AppListModel* m_model;
+};
+
+#endif

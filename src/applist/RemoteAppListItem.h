@@ -1,0 +1,50 @@
+// An item as a plain value, and its form on the wire.
+#ifndef APPLIST_APPLIST_REMOTEAPPLISTITEM_H
+#define APPLIST_APPLIST_REMOTEAPPLISTITEM_H
+
+#include <istream>
+#include <ostream>
+#include <string>
+
+#include <applist/AppListItem.h>
+#include <common/Export.h>
+
+/**
+ * An item that holds its name and id by value. Both are empty after default construction.
+ *
+ * The stream operators write and read the item record that travels to the partner: the bytes of the
+ * visible name, a line feed, the bytes of the unique id, a line feed. Nothing is escaped. A list is
+ * the concatenation of its records.
+ */
+class APPLIST_API RemoteAppListItem : public AppListItem {
+public:
+    RemoteAppListItem() = default;
+
+    /** Takes a snapshot of any item: first its visible name, then its unique id. */
+    RemoteAppListItem(AppListItem& other); // NOLINT(google-explicit-constructor): a conversion
+    RemoteAppListItem& operator=(AppListItem& other);
+
+    RemoteAppListItem(const RemoteAppListItem&) = default;
+    RemoteAppListItem& operator=(const RemoteAppListItem&) = default;
+
+    std::string GetVisibleName() override;
+    std::string GetUnigueId() override;
+
+    ~RemoteAppListItem() override = default;
+
+    /** Writes one item record, each line feed with a flush. @return @p os */
+    friend APPLIST_API std::ostream& operator<<(std::ostream& os, const RemoteAppListItem& item);
+
+    /**
+     * Reads one item record. Reads nothing from a stream that has any of badbit, eofbit and failbit
+     * set, and leaves the id as it was when the name reaches the end of the stream. A record is
+     * complete only when the stream is still good() afterwards. @return @p is
+     */
+    friend APPLIST_API std::istream& operator>>(std::istream& is, RemoteAppListItem& item);
+
+private:
+    std::string m_visibleName;
+    std::string m_uniqueId;
+};
+
+#endif

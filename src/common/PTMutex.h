@@ -1,0 +1,38 @@
+// A POSIX mutex as an object.
+#ifndef APPLIST_COMMON_PTMUTEX_H
+#define APPLIST_COMMON_PTMUTEX_H
+
+#include <pthread.h>
+
+#include <common/Export.h>
+#include <common/ThreadAnnotations.h>
+
+/**
+ * A mutex with default attributes: not recursive, not shared between processes.
+ *
+ * Locking it twice from one thread blocks that thread for ever; unlocking it from a thread that
+ * does not hold it, or destroying it while it is held, is undefined (pthread_mutex_lock(3p)).
+ * Prefer PTAutoLock to explicit Lock/Unlock pairs.
+ */
+class APPLIST_API APPLIST_CAPABILITY("mutex") PTMutex {
+public:
+    PTMutex();
+    ~PTMutex();
+
+    PTMutex(const PTMutex&) = delete;
+    PTMutex& operator=(const PTMutex&) = delete;
+
+    /** Blocks until the calling thread holds the mutex. */
+    void Lock() APPLIST_ACQUIRE();
+
+    /** Takes the mutex if nobody holds it. @return true when the lock was taken. Never blocks. */
+    bool TryLock() APPLIST_TRY_ACQUIRE(true);
+
+    /** Releases the mutex, which the calling thread must hold. */
+    void Unlock() APPLIST_RELEASE();
+
+private:
+    pthread_mutex_t m_mutex;
+};
+
+#endif

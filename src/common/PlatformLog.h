@@ -1,0 +1,22 @@
+// The one call to the platform's system log.
+//
+// A device with another logger replaces the source file behind this function: the build takes it
+// from the CMake cache variable APPLIST_PLATFORM_LOG_SOURCE.
+#ifndef APPLIST_COMMON_PLATFORMLOG_H
+#define APPLIST_COMMON_PLATFORMLOG_H
+
+/**
+ * Writes one line to the system log.
+ *
+ * May be called from any thread, with locks held; must not throw and must not call back.
+ *
+ * @param bufferId the log buffer; this library writes to the main log, 0
+ * @param priority 3 debug, 4 info, 6 error
+ * @param tag who writes; this library is "applist"
+ * @param format a printf format, whose text ends in a line feed. Names that come from outside are
+ *        always arguments, never formats.
+ */
+void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
+
+#endif

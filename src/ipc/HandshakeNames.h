@@ -1,0 +1,35 @@
+// The bus names of the handshake and the path of the communication object, all built from an
+// endpoint id. With the id "Applist" the endpoint announces org.morva.JavaMW.Applist_CLIENT_SYN,
+// _CLIENT_SYN_ACK and _CLIENT_ACK, and its partner the same names with _SERVICE.
+#ifndef APPLIST_IPC_HANDSHAKENAMES_H
+#define APPLIST_IPC_HANDSHAKENAMES_H
+
+#include <string>
+
+#include <ipc/javamw-dbus-remote.h>
+
+namespace HandshakeNames {
+
+/** The stem of all handshake names of one endpoint id. */
+inline std::string BaseName(const std::string& id) {
+    return std::string(JavaMWDbusRemote::JAVAMW_DBUS_PREFIX) + "." + id;
+}
+
+/** A name that the endpoint owns for a moment and its partner watches. */
+inline std::string EndpointName(const std::string& id, const std::string& suffix) {
+    return BaseName(id) + JavaMWDbusRemote::BROADCAST_PREFIX + suffix;
+}
+
+/** A name that the partner owns for a moment and the endpoint watches. */
+inline std::string PartnerName(const std::string& id, const std::string& suffix) {
+    return BaseName(id) + JavaMWDbusRemote::LISTEN_PREFIX + suffix;
+}
+
+/** Where both sides register their communication object. */
+inline std::string ObjectPath(const std::string& id) {
+    return std::string(JavaMWDbusRemote::JAVAMW_DBUS_OBJ_NAME) + "/" + id;
+}
+
+} // namespace HandshakeNames
+
+#endif

@@ -1,0 +1,289 @@
+// One end of a private byte channel to a partner process over the D-Bus system bus.
+#ifndef APPLIST_IPC_JAVAMW_DBUS_REMOTE_H
+#define APPLIST_IPC_JAVAMW_DBUS_REMOTE_H
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+#include <pthread.h>
+
+#include <common/Export.h>
+#include <common/PTMutex.h>
+
+class EndpointRegistration;
+
+/**
+ * A channel endpoint: it joins the system bus, publishes a communication object, finds its partner
+ * through a three-step handshake, and then carries byte messages both ways.
+ *
+ * **The handshake.** Neither side keeps a well-known bus name. To announce a step, a side owns a
+ * name for one round trip; the other side sees the NameOwnerChanged signal of its release, whose
+ * old owner is the announcer's unique name. This endpoint announces names with "_CLIENT" and
+ * watches names with "_SERVICE":
+ *
+ *     partner runs already: we _CLIENT_SYN, it _SERVICE_SYN_ACK, we _CLIENT_ACK: connected
+ *     partner comes later:  it _SERVICE_SYN, we _CLIENT_SYN_ACK, it _SERVICE_ACK: connected
+ *
+ * **Bytes on the bus.** Every message, reply and notification is the D-Bus type "(ay)", one array
+ * element per vector element. The bytes are opaque here.
+ *
+ * **Threads.** The library runs no main loop. GDBus delivers every callback through the main
+ * context that is the thread-default one of the constructing thread
+ * (g_main_context_get_thread_default(); the global default context when there is none), so the host
+ * must iterate that context: without it the endpoint never connects. The handlers run on the thread
+ * that iterates it; HandleConnectionReady may also run on the endpoint's resend thread. The send
+ * operations may be called from any thread.
+ *
+ * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts,
+ * and it must not be destroyed from inside its own handlers. The destructor waits for a handshake
+ * callback under way in another thread, and no later one enters; it does not wait for an incoming
+ * message or notification being handled there. A host whose loop runs in another thread therefore
+ * destroys the endpoint on that thread, or stops the loop first.
+ *
+ * **Failures** are logged and end the operation; nothing is thrown apart from std::bad_alloc.
+ *
+ * **The bus connection** is the process's shared one (g_bus_get_sync()). It has GDBus's
+ * exit-on-close property, which is the host's to set: as long as it is on, losing the bus ends the
+ * process.
+ */
+class APPLIST_API JavaMWDbusRemote {
+public:
+    /** How far the handshake has come. */
+    enum HandshakeState {
+        HANDSHAKE_NONE = 0,         ///< no partner, or the bus could not be reached
+        HANDSHAKE_SYN_SENT = 1,     ///< announced ourselves, waiting for a partner
+        HANDSHAKE_SYN_ACK_SENT = 2, ///< bound to a partner that came later, waiting for its ACK
+        HANDSHAKE_CONNECTED = 3     ///< complete
+    };
+
+    /** The introspection document of the communication object; SendSignal is not declared in it. */
+    static const char* const INTERFACE_XML;
+    static const char* const LISTEN_PREFIX;             ///< in the names that the partner announces
+    static const char* const BROADCAST_PREFIX;          ///< in the names that this side announces
+    static const char* const JAVAMW_DBUS_ACK_SUFFIX;    ///< handshake step "ready"
+    static const char* const JAVAMW_DBUS_SYNACK_SUFFIX; ///< handshake step "bound to you"
+    static const char* const JAVAMW_DBUS_SYN_SUFFIX;    ///< handshake step "started"
+    static const char* const JAVAMW_DBUS_SIG_NAME;      ///< the signal of a notification
+    static const char* const JAVAMW_DBUS_OBJ_METHOD;    ///< the method of a message
+    static const char* const JAVAMW_DBUS_OBJ_IFACE;     ///< the interface of both
+    static const char* const JAVAMW_DBUS_OBJ_NAME;      ///< object path without the endpoint id
+    static const char* const JAVAMW_DBUS_PREFIX;        ///< bus names without the endpoint id
+
+    /**
+     * Joins the system bus and announces the endpoint, with up to five blocking round trips to the
+     * bus daemon. Never fails outward: an endpoint that could not reach the bus logs why, never
+     * becomes ready and refuses to send.
+     *
+     * @param id part of all bus names and of the object path; both sides use the same one. Must
+     *        consist of characters that D-Bus allows in both: letters, digits and '_'.
+     */
+    explicit JavaMWDbusRemote(std::string id);
+
+    /**
+     * Leaves the partner and releases the connection. Blocks for up to half a second, plus one
+     * announcement, while a failed handshake answer is being resent.
+     *
+     * The handshake subscriptions and the registered object stay on the bus connection for as long
+     * as another part of the process holds it; what they deliver is refused. Releasing the
+     * subscriptions prints GLib warnings ("Invalid id ... passed to g_bus_unwatch_name()") and ends
+     * a name watch of the host that happens to have the same number: make the host's own name
+     * watches before the endpoint, or keep the endpoint for the life of the process.
+     */
+    virtual ~JavaMWDbusRemote();
+
+    /**
+     * Answers one request of the partner. Called on the thread that iterates the main context; the
+     * partner waits until it returns.
+     *
+     * @param data the request's bytes, valid and changeable during the call
+     * @return the reply's bytes; an empty vector is answered with an empty array
+     *
+     * The default logs the bytes, writes them and a line feed to standard output, and returns
+     * "Default handler from : " followed by this connection's unique name. An exception is logged
+     * and answered with the D-Bus error org.freedesktop.DBus.Error.Failed.
+     */
+    virtual std::vector<char> HandleMessage(std::vector<char>& data);
+
+    /**
+     * Takes one notification of the partner. Called on the thread that iterates the main context.
+     *
+     * @param data the notification's bytes, valid and changeable during the call
+     *
+     * The default logs the bytes and writes them and a line feed to standard output. An exception
+     * is logged.
+     */
+    virtual void HandleNotification(std::vector<char>& data);
+
+    /**
+     * Told that the partner became ready (true) or was lost (false).
+     *
+     * Called with the handshake's mutex held, on the thread that iterates the main context or on
+     * the resend thread. It may send, but must not wait for anything that needs a handshake
+     * callback to run. After a loss it runs before the partner's objects are released. "Ready" may
+     * be told more than once for one partner.
+     *
+     * @param partner the partner's unique bus name, valid during the call
+     *
+     * The default logs. An exception is logged.
+     */
+    virtual void HandleConnectionReady(bool ready, const std::string& partner);
+
+    JavaMWDbusRemote(const JavaMWDbusRemote&) = delete;
+    JavaMWDbusRemote& operator=(const JavaMWDbusRemote&) = delete;
+
+    /** @return whether the handshake is complete. Takes no lock; may be outdated on return. */
+    bool IsConnectionReady() const;
+
+    /**
+     * Announces @p name: owns it with RequestName (do not queue) and at once releases it. Two
+     * blocking round trips to the bus daemon, each at most GDBus's default timeout of 25 s.
+     *
+     * @return true when this connection became the primary owner and the release was answered.
+     *         Otherwise an error was logged: the call's own error, the reply code (3: another
+     *         connection owns the name, 4: this one owns it already; see RequestName of
+     *         org.freedesktop.DBus), or the missing reply.
+     */
+    bool BroadcastName(std::string& name);
+
+    /**
+     * Sends @p data to the partner as a method call and waits for the reply, at most GDBus's
+     * default timeout of 25 s. Call it from any thread; on the thread that iterates the main
+     * context it stops all callbacks meanwhile.
+     *
+     * @return the reply's bytes. Empty on failure too: without a partner the line
+     *         "Connection not set." or "Proxy not ready" goes to standard output; a failed call and
+     *         a reply of another type than "(ay)" are logged as errors.
+     *
+     * The reply's GVariant is kept for ever: each answered request costs about 360 bytes plus the
+     * reply.
+     */
+    std::vector<char> SendMessage(std::vector<char>& data);
+
+    /**
+     * Emits @p data as a signal to the partner alone and returns without waiting. Failures are
+     * logged as errors: "Connection not set." without a partner, "SignalSubscription not ready"
+     * before the partner's signals are subscribed, or the error of
+     * g_dbus_connection_emit_signal(). GDBus queues without bound, and what is still queued when
+     * the process drops the connection is lost.
+     */
+    void SendNotification(std::vector<char>& data);
+
+    /** The same, if @p partner is the current partner's unique name; otherwise logs an error. */
+    void SendNotification(std::vector<char>& data, const std::string& partner);
+
+    // GDBus callbacks. The user data is the endpoint; one that is gone is refused like a null.
+    static void cb_MethodCall(GDBusConnection* connection, const char* sender,
+                              const char* object_path, const char* interface_name,
+                              const char* method_name, GVariant* parameters,
+                              GDBusMethodInvocation* invocation, void* user_data);
+    static void cb_SignalCall(GDBusConnection* connection, const char* sender,
+                              const char* object_path, const char* interface_name,
+                              const char* signal_name, GVariant* parameters, void* user_data);
+    static void cb_SynNameOwnerChanged(GDBusConnection* connection, const char* sender,
+                                       const char* object_path, const char* interface_name,
+                                       const char* signal_name, GVariant* parameters,
+                                       void* user_data);
+    static void cb_SynAckNameOwnerChanged(GDBusConnection* connection, const char* sender,
+                                          const char* object_path, const char* interface_name,
+                                          const char* signal_name, GVariant* parameters,
+                                          void* user_data);
+    static void cb_AckNameOwnerChanged(GDBusConnection* connection, const char* sender,
+                                       const char* object_path, const char* interface_name,
+                                       const char* signal_name, GVariant* parameters,
+                                       void* user_data);
+    static void cb_PartnerNameVanished(GDBusConnection* connection, const char* name,
+                                       void* user_data);
+
+    /** The resend thread: a pass every half second until nothing is left. @return null. */
+    static void* TimerThread(void* arg);
+    /** One resend pass for the endpoint @p arg. @return 1 while answers are left, otherwise 0. */
+    static int OnResendHandshake(void* arg);
+
+protected:
+    /** Chosen by a derived class that calls StartHandlers itself. */
+    struct HandlersLater {};
+
+    /**
+     * For a derived class whose objects are made while the loop runs in another thread: until it
+     * calls StartHandlers at the end of its constructor, callbacks reach the default handlers and
+     * leave the half-built object alone.
+     */
+    JavaMWDbusRemote(std::string id, HandlersLater);
+    void StartHandlers();
+
+    /**
+     * For the destructor of a derived class, as its first act: waits for the handshake callback
+     * or resend pass under way, and no later one reaches the object. Must not be called from
+     * inside a handler.
+     */
+    void StopHandlers();
+
+private:
+    /** A handshake step's work once the partner's unique name is known. */
+    using HandshakeStep = void (JavaMWDbusRemote::*)(const std::string& partner);
+
+    JavaMWDbusRemote(std::string id, bool handlersReady);
+
+    bool Connect();
+    void RegisterObject();
+    void StartHandshake();
+    static void DeliverHandshakeStep(GDBusConnection* connection, GVariant* parameters,
+                                     void* user_data, const char* callbackName, HandshakeStep step);
+    void TakeHandshakeStep(GVariant* parameters, const char* callbackName, HandshakeStep step);
+    void OnPartnerSyn(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    void OnPartnerSynAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    void OnPartnerAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    void OnPartnerVanished(const std::string& partner);
+
+    bool Bind(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    bool IsBound() APPLIST_REQUIRES(m_mutex);
+    void Unbind() APPLIST_REQUIRES(m_mutex);
+    std::string PartnerId();
+    void ReportConnectionReady(bool ready, const std::string& partner) APPLIST_REQUIRES(m_mutex);
+
+    bool AnnounceAnswer(const std::string& suffix) APPLIST_REQUIRES(m_mutex);
+    void StartResendThread() APPLIST_REQUIRES(m_mutex);
+    int ResendPass();
+    bool Resend(const std::string& partner, const std::string& suffix) APPLIST_REQUIRES(m_mutex);
+
+    void EmitNotification(const std::vector<char>& data, const std::string& partner);
+    bool HasSignalSubscription();
+    std::vector<char> AnswerMessage(GVariant* parameters);
+    void TakeNotification(GVariant* parameters);
+
+    static const GDBusInterfaceVTable m_vtable;
+
+    std::string m_id;
+    std::string m_uniqueName;
+    std::string m_partnerId APPLIST_GUARDED_BY(m_partnerMutex);
+    std::string m_objectPath;
+    GDBusNodeInfo* m_nodeInfo = nullptr;
+    unsigned int m_ownerId = 0;
+    unsigned int m_registrationId = 0;
+    unsigned int m_synSubscriptionId = 0;
+    unsigned int m_synAckSubscriptionId = 0;
+    unsigned int m_ackSubscriptionId = 0;
+    unsigned int m_partnerWatchId APPLIST_GUARDED_BY(m_mutex) = 0;
+    GDBusProxy* m_partnerProxy APPLIST_GUARDED_BY(m_partnerMutex) = nullptr;
+    unsigned int m_signalSubscriptionId APPLIST_GUARDED_BY(m_partnerMutex) = 0;
+    std::atomic<int> m_state;
+    GDBusConnection* m_connection = nullptr;
+    PTMutex m_mutex;
+    pthread_t m_resendThread APPLIST_GUARDED_BY(m_mutex) = 0;
+    std::map<std::string, std::string> m_resendNames APPLIST_GUARDED_BY(m_mutex);
+
+    // m_mutex is held across bus calls and handlers, so senders must not wait for it. They take a
+    // reference or a copy of the partner's fields under this one, which is held for nothing else.
+    PTMutex m_partnerMutex;
+    // The last resend thread started, until it has been joined; m_resendThread is zero again when
+    // that thread is about to end.
+    pthread_t m_threadToJoin APPLIST_GUARDED_BY(m_mutex) = 0;
+    // Declared last: it ends before any other member goes.
+    std::unique_ptr<EndpointRegistration> m_registration;
+};
+
+#endif
