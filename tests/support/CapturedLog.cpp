@@ -1,0 +1,125 @@
+#include "CapturedLog.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+#include <common/PlatformLog.h>
+
+namespace {
+
+struct Capture {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<CapturedLog::Line> lines;
+};
+
+Capture& TheCapture() {
+    static auto* const capture = new Capture();
+    return *capture;
+}
+
+// "file: function(line) > [function:line] message\n"
+CapturedLog::Line Parse(int bufferId, int priority, const char* tag, std::string text) {
+    CapturedLog::Line line{bufferId, priority, tag, text, "", "", text};
+    const auto fileEnd = text.find(": ");
+    const auto functionEnd = text.find('(');
+    const auto prefixEnd = text.find("] ");
+    if (fileEnd == std::string::npos || functionEnd == std::string::npos ||
+        prefixEnd == std::string::npos) {
+        return line;
+    }
+    line.file = text.substr(0, fileEnd);
+    line.function = text.substr(fileEnd + 2, functionEnd - fileEnd - 2);
+    line.message = text.substr(prefixEnd + 2);
+    while (!line.message.empty() && line.message.back() == '\n') {
+        line.message.pop_back();
+    }
+    return line;
+}
+
+std::string PriorityName(int priority) {
+    switch (priority) {
+    case CapturedLog::DEBUG:
+        return "DEBUG";
+    case CapturedLog::INFO:
+        return "INFO";
+    case CapturedLog::ERROR:
+        return "ERROR";
+    default:
+        return std::to_string(priority);
+    }
+}
+
+template <class Matches>
+std::size_t CountMatching(Matches matches) {
+    Capture& capture = TheCapture();
+    const std::lock_guard<std::mutex> lock(capture.mutex);
+    return static_cast<std::size_t>(
+        std::count_if(capture.lines.begin(), capture.lines.end(), matches));
+}
+
+} // namespace
+
+void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    char* text = nullptr;
+    const int length = vasprintf(&text, format, arguments);
+    va_end(arguments);
+    std::string copy(text != nullptr && length >= 0 ? std::string(text) : std::string());
+    free(text);
+
+    Capture& capture = TheCapture();
+    const std::lock_guard<std::mutex> lock(capture.mutex);
+    capture.lines.push_back(Parse(bufferId, priority, tag, std::move(copy)));
+    capture.changed.notify_all();
+}
+
+std::ostream& CapturedLog::operator<<(std::ostream& os, const Line& line) {
+    return os << PriorityName(line.priority) << " " << line.text;
+}
+
+void CapturedLog::Clear() {
+    Capture& capture = TheCapture();
+    const std::lock_guard<std::mutex> lock(capture.mutex);
+    capture.lines.clear();
+}
+
+std::vector<CapturedLog::Line> CapturedLog::Lines() {
+    Capture& capture = TheCapture();
+    const std::lock_guard<std::mutex> lock(capture.mutex);
+    return capture.lines;
+}
+
+std::vector<std::string> CapturedLog::Messages() {
+    std::vector<std::string> messages;
+    for (const Line& line : Lines()) {
+        messages.push_back(PriorityName(line.priority) + " " + line.message);
+    }
+    return messages;
+}
+
+std::size_t CapturedLog::Count(int priority, const std::string& message) {
+    return CountMatching(
+        [&](const Line& line) { return line.priority == priority && line.message == message; });
+}
+
+std::size_t CapturedLog::CountStarting(int priority, const std::string& start) {
+    return CountMatching([&](const Line& line) {
+        return line.priority == priority && line.message.compare(0, start.size(), start) == 0;
+    });
+}
+
+bool CapturedLog::WaitFor(int priority, const std::string& message,
+                          std::chrono::milliseconds timeout) {
+    Capture& capture = TheCapture();
+    std::unique_lock<std::mutex> lock(capture.mutex);
+    return capture.changed.wait_for(lock, timeout, [&] {
+        return std::any_of(capture.lines.begin(), capture.lines.end(), [&](const Line& line) {
+            return line.priority == priority && line.message == message;
+        });
+    });
+}

@@ -1,0 +1,46 @@
+// The system log, captured at the platform call: tests link this in place of the platform's log.
+#ifndef APPLIST_TESTS_CAPTUREDLOG_H
+#define APPLIST_TESTS_CAPTUREDLOG_H
+
+#include <chrono>
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace CapturedLog {
+
+struct Line {
+    int bufferId;
+    int priority;
+    std::string tag;
+    std::string text;     ///< the whole line: prefix, message and line feed
+    std::string file;     ///< out of the prefix
+    std::string function; ///< out of the prefix
+    std::string message;  ///< the text without prefix and line feed
+};
+std::ostream& operator<<(std::ostream& os, const Line& line);
+
+constexpr int DEBUG = 3;
+constexpr int INFO = 4;
+constexpr int ERROR = 6;
+
+void Clear();
+std::vector<Line> Lines();
+
+/** The messages in order, each as "DEBUG text", "INFO text" or "ERROR text". */
+std::vector<std::string> Messages();
+
+/** How many lines have exactly this priority and message. */
+std::size_t Count(int priority, const std::string& message);
+
+/** How many lines have this priority and a message that starts with @p start. */
+std::size_t CountStarting(int priority, const std::string& start);
+
+/** Waits for a line with exactly this message, for threads that no main loop drives. */
+bool WaitFor(int priority, const std::string& message,
+             std::chrono::milliseconds timeout = std::chrono::seconds(20));
+
+} // namespace CapturedLog
+
+#endif

@@ -1,0 +1,42 @@
+// A dbus-daemon of the test's own, which the library takes for the system bus.
+#ifndef APPLIST_TESTS_PRIVATEBUS_H
+#define APPLIST_TESTS_PRIVATEBUS_H
+
+#include <string>
+
+#include <gio/gio.h>
+#include <sys/types.h>
+
+/**
+ * Starts a daemon that dies with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
+ * allowed, unless a policy says otherwise.
+ */
+class PrivateBus {
+public:
+    /** @param policy XML rules for the default context, behind the one that allows everything. */
+    explicit PrivateBus(const std::string& policy = "");
+    ~PrivateBus();
+
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    const std::string& Address() const { return m_address; }
+
+    /** A connection of its own (not the process's shared one). The caller owns it. */
+    GDBusConnection* Connect() const;
+
+    /** Puts other rules in the place of the present ones; in force on return. */
+    void SetPolicy(const std::string& policy);
+
+    /** SIGKILL: the bus goes away. */
+    void Kill();
+
+private:
+    void WriteConfiguration(const std::string& policy) const;
+
+    std::string m_folder;
+    std::string m_address;
+    pid_t m_pid = -1;
+};
+
+#endif

@@ -1,0 +1,103 @@
+// A partner for the library, on a bus connection and a thread of its own. Its names, paths and
+// bytes are literals here, not taken from the library.
+#ifndef APPLIST_TESTS_TESTPARTNER_H
+#define APPLIST_TESTS_TESTPARTNER_H
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include "PrivateBus.h"
+
+class TestPartner {
+public:
+    using Bytes = std::vector<char>;
+    using Answer = std::function<Bytes(const Bytes& request)>;
+
+    /**
+     * Connects and registers the object for @p endpointId. With @p shakesHands it answers the
+     * endpoint's announcements (SYN with SYN_ACK, SYN_ACK with ACK); it announces nothing by
+     * itself.
+     */
+    explicit TestPartner(const PrivateBus& bus, bool shakesHands = true,
+                         const std::string& endpointId = "Applist");
+
+    /** Leaves the bus. */
+    ~TestPartner();
+
+    TestPartner(const TestPartner&) = delete;
+    TestPartner& operator=(const TestPartner&) = delete;
+
+    const std::string& UniqueName() const { return m_uniqueName; }
+
+    /** Owns and releases org.morva.JavaMW.ENDPOINTID_SERVICE + @p suffix ("_SYN", ...). */
+    void Announce(const std::string& suffix);
+
+    /** Emits SendSignal with these bytes as "(ay)" to the endpoint's unique name. */
+    void Notify(const std::string& endpointName, const Bytes& bytes);
+
+    /** The same with any body, which is consumed. */
+    void NotifyBody(const std::string& endpointName, GVariant* body);
+
+    /** Calls Send of the endpoint and waits. @return the reply's body; null sets @p error. */
+    GVariant* Call(const std::string& endpointName, const Bytes& bytes, GError** error);
+
+    /** What "Send" is answered with from now on; an empty array at first. Runs on the partner's
+        thread. */
+    void AnswerWith(Answer answer);
+
+    /** Answers "Send" with any body (a factory that returns a new floating variant each time). */
+    void AnswerWithBody(std::function<GVariant*()> body);
+
+    /** Answers "Send" with this D-Bus error. */
+    void AnswerWithError(const std::string& name, const std::string& message);
+
+    /** The requests so far, in order of arrival. */
+    std::vector<Bytes> Requests();
+
+    /** The notifications of the endpoint so far, and the announcements seen, like "_CLIENT_SYN". */
+    std::vector<Bytes> Notifications();
+    std::vector<std::string> Announcements();
+
+    /** Waits, without iterating any context of the test, for so many of them. */
+    bool WaitForRequests(std::size_t count);
+    bool WaitForNotifications(std::size_t count);
+    bool WaitForAnnouncement(const std::string& name);
+
+    GDBusConnection* Connection() { return m_connection; }
+
+private:
+    static void OnAnnouncement(GDBusConnection*, const char*, const char*, const char*, const char*,
+                               GVariant* parameters, void* user_data);
+    static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*,
+                         GVariant* parameters, void* user_data);
+    static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char*,
+                       GVariant* parameters, GDBusMethodInvocation* invocation, void* user_data);
+    void Run();
+    bool WaitUntil(const std::function<bool()>& happened);
+
+    std::string m_baseName;
+    std::string m_objectPath;
+    bool m_shakesHands;
+    GDBusConnection* m_connection;
+    std::string m_uniqueName;
+    GMainContext* m_context;
+    GMainLoop* m_loop;
+    std::thread m_thread;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_started = false;
+    std::function<void(GDBusMethodInvocation*, const Bytes&)> m_answer;
+    std::vector<Bytes> m_requests;
+    std::vector<Bytes> m_notifications;
+    std::vector<std::string> m_announcements;
+};
+
+#endif
