@@ -62,7 +62,7 @@ void AppListProxy::RemoveItemClickedListener(ItemClickListener* listener) {
 
 // Both copy operations are empty on purpose: member-wise copies would delete one model twice.
 
-AppListProxy::AppListProxy(const AppListProxy& /*other*/) : m_model(nullptr) {}
+AppListProxy::AppListProxy(const AppListProxy& /*other*/) {}
 
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment,modernize-use-equals-default)
 AppListProxy& AppListProxy::operator=(const AppListProxy& /*other*/) {

@@ -60,7 +60,7 @@ public:
     AppListProxy& operator=(const AppListProxy& other);
 
 private:
-    AppListModel* m_model;
+    AppListModel* m_model = nullptr;
 };
 
 #endif

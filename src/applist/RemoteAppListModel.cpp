@@ -105,7 +105,7 @@ void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
 void RemoteAppListModel::RemoveItem(AppListItem* item) {
     APPLIST_LOG_DEBUG("RemoveItem: %p", static_cast<void*>(item));
     std::string payload;
-    {
+    if (item != nullptr) {
         const PTAutoLock lock(m_mutex);
         const auto found = Find(item);
         if (found != m_items.end()) {
@@ -126,9 +126,9 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
     APPLIST_LOG_DEBUG("ModifyItem oldItem: %p, newItem: %p", static_cast<void*>(oldItem),
                       static_cast<void*>(newItem));
     std::string payload;
-    {
+    if (oldItem != nullptr && newItem != nullptr) {
         const PTAutoLock lock(m_mutex);
-        const auto found = newItem != nullptr ? Find(oldItem) : m_items.end();
+        const auto found = Find(oldItem);
         if (found != m_items.end()) {
             APPLIST_LOG_DEBUG("Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
                               (*found)->GetVisibleName().c_str(), (*found)->GetUnigueId().c_str(),
@@ -149,11 +149,9 @@ int RemoteAppListModel::GetItemsCount() {
     return static_cast<int>(m_items.size());
 }
 
-// The first item with the unique id of @p item; the end for a null one.
+// The first item with the unique id of @p item.
 std::vector<AppListItem*>::iterator RemoteAppListModel::Find(AppListItem* item) {
-    return item == nullptr
-               ? m_items.end()
-               : std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(item));
+    return std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(item));
 }
 
 // The host's listeners. Meant: adding is logged, removing is not.
