@@ -138,7 +138,8 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
                 m_selectedItem = newItem;
             }
             *found = newItem;
-            payload = Serialize(oldItem) + Serialize(newItem);
+            payload = Serialize(oldItem);
+            payload += Serialize(newItem);
         }
     }
     SendMessageToRemote(APPLIST_MODIFY_ITEM_FNC, payload);

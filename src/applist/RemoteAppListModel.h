@@ -19,7 +19,8 @@ class ApplistItemComparator {
 public:
     explicit ApplistItemComparator(AppListItem* item) : m_item(item) {}
     bool operator()(AppListItem* element) const {
-        return m_item->GetUnigueId() == element->GetUnigueId();
+        const std::string uniqueId = m_item->GetUnigueId(); // before the element's
+        return uniqueId == element->GetUnigueId();
     }
 
 private:
