@@ -1,0 +1,45 @@
+// The applications of a machine, out of its desktop entries.
+#ifndef APPLIST_TOOLS_DESKTOPENTRIES_H
+#define APPLIST_TOOLS_DESKTOPENTRIES_H
+
+#include <cstddef>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <shared/ItemListing.h>
+
+/**
+ * Reads folders of desktop entries. The unique id is the desktop file id: the path below the
+ * folder, with '-' for '/'. An id that was read once hides those of later folders, as the desktop
+ * menus have it.
+ */
+class DesktopEntries {
+public:
+    /** The XDG application folders of the user and the machine, those that are there. */
+    void ReadDefaultFolders();
+
+    /** @return false when @p folder cannot be read; @p problem says why */
+    bool ReadFolder(const std::string& folder, std::string& problem);
+
+    /** The visible ones, by name. */
+    std::vector<ListedItem> Shown() const;
+
+    /** How many are marked Hidden or NoDisplay. */
+    std::size_t HiddenCount() const { return m_hiddenCount; }
+
+    /** The files that could not be used, each with the reason. */
+    const std::vector<std::string>& Skipped() const { return m_skipped; }
+
+private:
+    bool ReadSubfolder(const std::string& folder, const std::string& idPrefix,
+                       std::string& problem);
+    void ReadFile(const std::string& path, const std::string& id);
+
+    std::vector<ListedItem> m_shown;
+    std::set<std::string> m_ids;
+    std::size_t m_hiddenCount = 0;
+    std::vector<std::string> m_skipped;
+};
+
+#endif

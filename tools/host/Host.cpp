@@ -1,0 +1,233 @@
+#include <host/Host.h>
+
+#include <limits>
+#include <numeric>
+#include <utility>
+
+#include <applist/AppListModel.h>
+
+namespace {
+
+constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
+
+// The words from @p first on, for names that the user did not quote.
+std::string JoinFrom(const std::vector<std::string>& words, std::size_t first) {
+    return std::accumulate(
+        words.begin() + static_cast<std::ptrdiff_t>(first) + 1, words.end(), words[first],
+        [](const std::string& text, const std::string& word) { return text + " " + word; });
+}
+
+} // namespace
+
+Host::Host(Output& output)
+    : m_output(output),
+      m_libraryOutput([this](const std::string& line) { OnLibraryLine(line); }),
+      m_list([this] { OnItemRead(); }) {
+    m_list.Proxy().AddItemSelectionListener(this);
+    m_list.Proxy().AddItemChangeListener(this);
+    m_list.Proxy().AddItemClickedListener(this);
+}
+
+Host::~Host() {
+    if (m_listWasReadId != 0) {
+        g_source_remove(m_listWasReadId);
+    }
+}
+
+std::vector<Command> Host::CommandsFor(Host* host) {
+    using Words = std::vector<std::string>;
+    return {
+        {"add", "ID NAME", "append an item", 2, ANY_NUMBER,
+         [host](const Words& words) { return host->Add(words); }},
+        {"remove", "ID", "remove the first item with this id", 1, 1,
+         [host](const Words& words) { return host->Remove(words); }},
+        {"modify", "ID NEW_ID NAME", "replace the first item with this id", 3, ANY_NUMBER,
+         [host](const Words& words) { return host->Modify(words); }},
+        {"select", "ID", "select the first item with this id", 1, 1,
+         [host](const Words& words) { return host->Select(words); }},
+        {"clear", "", "remove all items", 0, 0, [host](const Words&) { return host->Clear(); }},
+        {"list", "", "show list and selection (once an event has come)", 0, 0,
+         [host](const Words&) { return host->List(); }},
+        {"click", "ID", "tell the partner of a click (once an event has come)", 1, 1,
+         [host](const Words& words) { return host->Click(words); }},
+    };
+}
+
+// Commands
+
+void Host::Fill(const std::vector<ListedItem>& items) {
+    ItemListing::ShowItems(m_output, items);
+    if (items.empty()) {
+        return;
+    }
+    Request("AddItems: " + ItemListing::Count(items.size()), [&] { m_list.AddAll(items); });
+}
+
+bool Host::Add(const std::vector<std::string>& arguments) {
+    const ListedItem item{JoinFrom(arguments, 1), arguments[0]};
+    Request("AddItemAtEnd: " + ItemListing::Describe(item), [&] { m_list.Append(item); });
+    return true;
+}
+
+bool Host::Remove(const std::vector<std::string>& arguments) {
+    HostItem* const item = FindOrComplain(arguments[0]);
+    if (item == nullptr) {
+        return false;
+    }
+    Request("RemoveItem: " + ItemListing::Describe(item->Listed()), [&] { m_list.Remove(item); });
+    return true;
+}
+
+bool Host::Modify(const std::vector<std::string>& arguments) {
+    HostItem* const item = FindOrComplain(arguments[0]);
+    if (item == nullptr) {
+        return false;
+    }
+    const ListedItem replacement{JoinFrom(arguments, 2), arguments[1]};
+    Request("ModifyItem: " + ItemListing::Describe(item->Listed()) + " becomes " +
+                ItemListing::Describe(replacement),
+            [&] { m_list.Replace(item, replacement); });
+    return true;
+}
+
+bool Host::Select(const std::vector<std::string>& arguments) {
+    HostItem* const item = FindOrComplain(arguments[0]);
+    if (item == nullptr) {
+        return false;
+    }
+    if (arguments[0].empty()) {
+        m_output.Error("an item with an empty id cannot be selected");
+        return false;
+    }
+    Request("SetSelection: " + ItemListing::Describe(item->Listed()), [&] {
+        m_list.Proxy().SetSelection(item);
+        m_list.DropUnused();
+    });
+    return true;
+}
+
+bool Host::Clear() {
+    Request("RemoveAllItems", [&] { m_list.Clear(); });
+    return true;
+}
+
+bool Host::List() {
+    if (!HasModelOrComplains()) {
+        return false;
+    }
+    std::vector<ListedItem> items;
+    for (AppListItem* const item : m_model->GetAllItems()) {
+        items.push_back(static_cast<HostItem*>(item)->Listed());
+    }
+    ItemListing::ShowList(m_output, items, Selection());
+    return true;
+}
+
+bool Host::Click(const std::vector<std::string>& arguments) {
+    HostItem* const item = HasModelOrComplains() ? FindOrComplain(arguments[0]) : nullptr;
+    if (item == nullptr) {
+        return false;
+    }
+    Request("SetClicked: " + ItemListing::Describe(item->Listed()),
+            [&] { m_model->SetClicked(item); });
+    return true;
+}
+
+HostItem* Host::FindOrComplain(const std::string& id) {
+    HostItem* const item = m_list.Find(id);
+    if (item == nullptr) {
+        m_output.Error("no item with the id \"" + id + "\"");
+    }
+    return item;
+}
+
+bool Host::HasModelOrComplains() {
+    if (m_model == nullptr) {
+        m_output.Error("no event has come from the partner yet, and only an event brings the model "
+                       "that this command needs");
+    }
+    return m_model != nullptr;
+}
+
+// Says what is asked of the library, and whether there was a partner to be told of it.
+template <class Operation>
+void Host::Request(const std::string& text, Operation operation) {
+    m_output.Sent(text);
+    m_inRequest = true;
+    m_requestWasLost = false;
+    operation();
+    m_inRequest = false;
+    if (!m_requestWasLost) {
+        m_partner = Partner::There;
+    }
+}
+
+const ListedItem* Host::Selection() {
+    AppListItem* const item = m_list.Proxy().GetSelection();
+    return item != nullptr ? &static_cast<HostItem*>(item)->Listed() : nullptr;
+}
+
+// What the library lets the host know
+
+void Host::OnLibraryLine(const std::string& line) {
+    // The two lines that JavaMWDbusRemote::SendMessage writes instead of sending.
+    if (line != "Connection not set." && line != "Proxy not ready") {
+        m_output.Line("the library: " + ItemListing::Printable(line));
+        return;
+    }
+    m_requestWasLost = true;
+    m_output.State((m_partner == Partner::There ? "the partner is gone" : "no partner yet") +
+                   std::string(": changed on this side only. A partner gets the whole list when it "
+                               "comes."));
+    if (m_partner == Partner::There) {
+        m_partner = Partner::Absent;
+    }
+}
+
+void Host::OnEvent(AppListModel* model, const std::string& text) {
+    m_model = model;
+    m_partner = Partner::There;
+    // What the library has read so far, it has read for this event.
+    if (m_listWasReadId != 0) {
+        g_source_remove(std::exchange(m_listWasReadId, 0U));
+    }
+    m_output.Received(text);
+    m_list.DropUnused();
+}
+
+void Host::OnItemSelectionEvent(AppListModel* model) {
+    const ListedItem* const selection = Selection();
+    OnEvent(model, "OnItemSelectionEvent: the partner has selected " +
+                       (selection != nullptr ? ItemListing::Describe(*selection) : "none"));
+}
+
+void Host::OnItemChangeEvent(AppListModel* model) {
+    OnEvent(model, "OnItemChangeEvent: the partner's list has changed");
+}
+
+void Host::OnItemClickedEvent(AppListModel* model) {
+    OnEvent(model, "OnItemClickedEvent: the partner has seen a click");
+}
+
+// Called with the list's lock held, so the news waits for the main loop. Its high priority lets it
+// come before the partner's next event.
+void Host::OnItemRead() {
+    if (!m_inRequest && m_listWasReadId == 0) {
+        m_requestWasLost = false;
+        m_listWasReadId = g_idle_add_full(G_PRIORITY_HIGH, OnListWasRead, this, /*notify=*/nullptr);
+    }
+}
+
+gboolean Host::OnListWasRead(void* user_data) {
+    auto* const self = static_cast<Host*>(user_data);
+    self->m_listWasReadId = 0;
+    if (self->m_requestWasLost) {
+        return G_SOURCE_REMOVE;
+    }
+    self->m_partner = Partner::There;
+    const ListedItem* const selection = self->Selection();
+    self->m_output.Sent("the partner has a new list: the library sent it all " +
+                        ItemListing::Count(self->m_list.Size()) + ", selection: " +
+                        (selection != nullptr ? ItemListing::Describe(*selection) : "none"));
+    return G_SOURCE_REMOVE;
+}

@@ -1,0 +1,31 @@
+// An item of this host. It counts how often the library reads it.
+#ifndef APPLIST_TOOLS_HOSTITEM_H
+#define APPLIST_TOOLS_HOSTITEM_H
+
+#include <functional>
+#include <string>
+#include <utility>
+
+#include <applist/AppListItem.h>
+#include <shared/ItemListing.h>
+
+class HostItem : public AppListItem {
+public:
+    /** @param onRead called when the library reads the name; it must not touch the list */
+    HostItem(ListedItem item, const std::function<void()>& onRead)
+        : m_item(std::move(item)), m_onRead(onRead) {}
+
+    std::string GetVisibleName() override {
+        m_onRead();
+        return m_item.name;
+    }
+    std::string GetUnigueId() override { return m_item.id; }
+
+    const ListedItem& Listed() const { return m_item; }
+
+private:
+    ListedItem m_item;
+    const std::function<void()>& m_onRead;
+};
+
+#endif

@@ -1,0 +1,80 @@
+#include <host/HostVerb.h>
+
+#include <memory>
+
+#include <gio/gio.h>
+
+#include <host/DesktopEntries.h>
+#include <host/Host.h>
+#include <shared/CommandInput.h>
+#include <shared/ExitStatus.h>
+#include <shared/ItemListing.h>
+#include <shared/Output.h>
+#include <shared/SystemBus.h>
+
+namespace {
+
+// Shows what was found. Returns false when a folder that the user named cannot be read.
+bool ReadEntries(const std::vector<std::string>& folders, Output& output, DesktopEntries& entries) {
+    std::string problem;
+    if (folders.empty()) {
+        entries.ReadDefaultFolders();
+    }
+    for (const std::string& folder : folders) {
+        if (!entries.ReadFolder(folder, problem)) {
+            output.Error(problem);
+            return false;
+        }
+    }
+    for (const std::string& skipped : entries.Skipped()) {
+        output.Problem("left out " + ItemListing::Printable(skipped));
+    }
+    output.State(ItemListing::Count(entries.Shown().size()) +
+                 " from desktop entries; hidden: " + std::to_string(entries.HiddenCount()));
+    return true;
+}
+
+} // namespace
+
+Usage HostVerb::Describe() {
+    return {
+        "applistctl host", "[DIR...]",
+        "Owns an application list, keeps the partner in step with it, and prints the partner's\n"
+        "events as they come. The list is filled from the desktop entries in DIR (default: the\n"
+        "XDG application folders): name = the localized Name, unique id = the desktop file id.",
+        "Commands on standard input, quoted as in a shell:\n" +
+            DescribeCommands(WithCommonCommands(Host::CommandsFor(nullptr))) +
+            "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 no bus.",
+        false};
+}
+
+int HostVerb::Run(const std::vector<std::string>& folders) {
+    Output output("applistctl host");
+    DesktopEntries entries;
+    if (!ReadEntries(folders, output, entries)) {
+        return EXIT_STATUS_FAILED;
+    }
+
+    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+    int status = EXIT_STATUS_DONE;
+    SystemBus bus([&](const std::string& reason) {
+        output.Error("the bus is gone: " + reason);
+        status = EXIT_STATUS_NO_BUS;
+        g_main_loop_quit(loop);
+    });
+    if (bus.Connection() == nullptr) {
+        output.Error("no bus: " + bus.Problem());
+        return EXIT_STATUS_NO_BUS;
+    }
+    output.State("on " + SystemBus::Describe() + " as " +
+                 g_dbus_connection_get_unique_name(bus.Connection()));
+
+    // Never deleted: a host keeps its proxy for the life of the process (JavaMWDbusRemote tells
+    // what its destructor does to a connection that others hold).
+    static Host* host = nullptr;
+    host = new Host(output);
+    host->Fill(entries.Shown());
+    CommandInput input(Host::CommandsFor(host), output, [&] { g_main_loop_quit(loop); });
+    g_main_loop_run(loop);
+    return status == EXIT_STATUS_DONE && input.ScriptFailed() ? EXIT_STATUS_FAILED : status;
+}

@@ -1,0 +1,68 @@
+// applistctl: runs the verb that the command line names.
+#include <clocale>
+#include <string>
+#include <vector>
+
+#include <host/HostVerb.h>
+#include <partner/PartnerVerb.h>
+#include <shared/CommandLine.h>
+#include <shared/SystemBus.h>
+
+namespace {
+
+struct Verb {
+    const char* name;
+    Usage (*usage)();
+    int (*run)(const std::vector<std::string>& arguments);
+};
+
+constexpr Verb VERBS[] = {
+    {"host", HostVerb::Describe, HostVerb::Run},
+    {"partner", PartnerVerb::Describe, PartnerVerb::Run},
+};
+
+Usage ProgramUsage() {
+    return {"applistctl", "VERB ...",
+            "Keeps an application list in step over D-Bus: both sides of it, to run from a shell.\n"
+            "\n"
+            "Verbs:\n"
+            "  host [DIR...]  Own a list of the desktop entries, and keep a partner in step\n"
+            "  partner        Stand in for the partner: keep the list that the host describes\n"
+            "\n"
+            "'applistctl VERB --help' tells about one of them.",
+            "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus.", true};
+}
+
+int RunVerb(const Verb& verb, const std::vector<std::string>& words) {
+    const CommandLine line = ReadCommandLine(verb.usage(), words);
+    if (line.exitStatus) {
+        return *line.exitStatus;
+    }
+    if (!line.bus.empty()) {
+        SystemBus::UseAddress(line.bus);
+    }
+    return verb.run(line.arguments);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_ALL, "");
+    const CommandLine line =
+        ReadCommandLine(ProgramUsage(), std::vector<std::string>(argv + 1, argv + argc));
+    if (line.exitStatus) {
+        return *line.exitStatus;
+    }
+    if (line.arguments.empty()) {
+        return WrongUsage("applistctl", "no verb given");
+    }
+    if (!line.bus.empty()) {
+        SystemBus::UseAddress(line.bus);
+    }
+    for (const Verb& verb : VERBS) {
+        if (line.arguments.front() == verb.name) {
+            return RunVerb(verb, {line.arguments.begin() + 1, line.arguments.end()});
+        }
+    }
+    return WrongUsage("applistctl", "no verb \"" + line.arguments.front() + "\"");
+}

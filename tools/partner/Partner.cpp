@@ -1,0 +1,295 @@
+#include <partner/Partner.h>
+
+#include <utility>
+
+#include <ipc/ByteArray.h>
+#include <ipc/HandshakeNames.h>
+#include <ipc/MessageFraming.h>
+#include <partner/Endpoint.h>
+
+const GDBusInterfaceVTable Partner::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
+
+namespace {
+
+const char* NameOf(AppListNotification id) {
+    switch (id) {
+    case APPLIST_ITEM_CHANGE_EVENT:
+        return "APPLIST_ITEM_CHANGE_EVENT";
+    case APPLIST_ITEM_SELECTION_EVENT:
+        return "APPLIST_ITEM_SELECTION_EVENT";
+    case APPLIST_ITEM_CLICKED_EVENT:
+        return "APPLIST_ITEM_CLICKED_EVENT";
+    case APPLIST_LOCAL_CREATED_EVENT:
+        break;
+    }
+    return "APPLIST_LOCAL_CREATED_EVENT";
+}
+
+} // namespace
+
+Partner::Partner(GDBusConnection* connection, Output& output, std::function<void()> onFailure)
+    : m_connection(connection),
+      m_output(output),
+      m_onFailure(std::move(onFailure)),
+      m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)),
+      m_handshake(connection, output,
+                  {[this](const std::string& host) { OnBound(host); },
+                   [this](const std::string&) { OnReady(); },
+                   [this](const std::string& host) { OnLost(host); }, [this] { m_onFailure(); }}) {}
+
+Partner::~Partner() {
+    ListenTo("");
+    if (m_registrationId != 0) {
+        g_dbus_connection_unregister_object(m_connection, m_registrationId);
+    }
+}
+
+void Partner::Start() {
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GDBusNodeInfo) node =
+        g_dbus_node_info_new_for_xml(JavaMWDbusRemote::INTERFACE_XML, &error);
+    if (node != nullptr) {
+        m_registrationId = g_dbus_connection_register_object(
+            m_connection, m_path.c_str(), node->interfaces[0], &VTABLE, this, nullptr, &error);
+    }
+    if (m_registrationId == 0) {
+        m_output.Error(std::string("cannot register the object: ") + error->message);
+        m_onFailure();
+        return;
+    }
+    m_handshake.Start();
+}
+
+// The host comes and goes
+
+// A host that is new to us gets a new list, which it will be asked to fill.
+void Partner::OnBound(const std::string& host) {
+    m_list.Clear();
+    ListenTo(host);
+}
+
+void Partner::OnReady() {
+    m_output.State("connected with " + m_handshake.Host());
+    Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+}
+
+void Partner::OnLost(const std::string& host) {
+    m_output.State("lost the host " + host);
+    ListenTo("");
+}
+
+void Partner::ListenTo(const std::string& host) {
+    if (m_signalSubscriptionId != 0) {
+        g_dbus_connection_signal_unsubscribe(m_connection,
+                                             std::exchange(m_signalSubscriptionId, 0U));
+    }
+    if (!host.empty()) {
+        m_signalSubscriptionId = g_dbus_connection_signal_subscribe(
+            m_connection, host.c_str(), JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE, nullptr,
+            m_path.c_str(), nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnSignal, this, nullptr);
+    }
+}
+
+// Requests of the host
+
+void Partner::OnCall(GDBusConnection* /*connection*/, const char* sender, const char* /*path*/,
+                     const char* /*interface*/, const char* /*method*/, GVariant* parameters,
+                     GDBusMethodInvocation* invocation, void* user_data) {
+    auto* const self = static_cast<Partner*>(user_data);
+    std::vector<char> message;
+    ByteArray::FromVariant(parameters, message); // GDBus has checked the type
+    if (self->m_handshake.Host() != sender) {
+        self->m_output.Problem(std::string("a request of ") + sender +
+                               ", which is not our host, is ignored");
+        g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant({}));
+        return;
+    }
+    const Request request = ReadRequest(std::move(message));
+    g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant(self->Answer(request)));
+    self->Carry(request);
+}
+
+// Only the query for the selection is answered with something.
+std::vector<char> Partner::Answer(const Request& request) const {
+    const ListedItem* const selection = m_list.Selection();
+    const bool isQuery = request.id == APPLIST_GET_SELECTION_FNC && request.problem.empty();
+    return isQuery && selection != nullptr ? WriteRecord(*selection) : std::vector<char>();
+}
+
+void Partner::Carry(const Request& request) {
+    if (!request.problem.empty()) {
+        m_output.Problem("a malformed request" + (request.name.empty() ? "" : " " + request.name) +
+                         " is ignored: " + request.problem);
+        return;
+    }
+    Show(request);
+    Apply(request);
+}
+
+void Partner::Apply(const Request& request) {
+    switch (request.id) {
+    case APPLIST_SET_SELECTION_FNC:
+        m_list.Select(request.items[0]);
+        break;
+    case APPLIST_REMOVE_ALL_ITEMS_FNC:
+        m_list.Clear();
+        ShowSize();
+        break;
+    case APPLIST_ADD_ITEMS_FNC:
+        m_list.AddMissing(request.items);
+        ShowSize();
+        break;
+    case APPLIST_ADD_ITEM_AT_END_FNC:
+        m_list.AddAtEnd(request.items[0]);
+        ShowSize();
+        break;
+    case APPLIST_SET_CLICKED_FNC:
+        // What a user's click does: whoever listens for clicks is told.
+        Notify(APPLIST_ITEM_CLICKED_EVENT, ItemListing::Describe(request.items[0]));
+        break;
+    case APPLIST_REMOVE_ITEM_FNC:
+        if (!m_list.Remove(request.items[0].id)) {
+            m_output.Problem("that item is not in the list");
+        }
+        ShowSize();
+        break;
+    case APPLIST_MODIFY_ITEM_FNC:
+        if (!m_list.Modify(request.items[0].id, request.items[1])) {
+            m_output.Problem("that item is not in the list");
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+void Partner::Show(const Request& request) {
+    const std::string start = request.name + " (" + std::to_string(request.id) + ")";
+    if (request.id == APPLIST_GET_SELECTION_FNC) {
+        const ListedItem* const selection = m_list.Selection();
+        m_output.Received(start + ": answered with " +
+                          (selection != nullptr ? ItemListing::Describe(*selection) : "nothing"));
+    } else if (request.id == APPLIST_MODIFY_ITEM_FNC) {
+        m_output.Received(start + ": " + ItemListing::Describe(request.items[0]) + " becomes " +
+                          ItemListing::Describe(request.items[1]));
+    } else if (request.id == APPLIST_ADD_ITEMS_FNC) {
+        m_output.Received(start + ": " + ItemListing::Count(request.items.size()));
+        ItemListing::ShowItems(m_output, request.items);
+    } else if (request.items.empty()) {
+        m_output.Received(start);
+    } else {
+        m_output.Received(start + ": " + ItemListing::Describe(request.items[0]));
+    }
+}
+
+void Partner::ShowSize() {
+    m_output.Line("   my list has " + ItemListing::Count(m_list.Size()) + " now");
+}
+
+// The library's hosts send no notifications, but the channel can.
+void Partner::OnSignal(GDBusConnection* /*connection*/, const char* sender, const char* /*path*/,
+                       const char* /*interface*/, const char* signal, GVariant* parameters,
+                       void* user_data) {
+    Output& output = static_cast<Partner*>(user_data)->m_output;
+    std::vector<char> message;
+    std::int32_t id = 0;
+    if (g_strcmp0(signal, JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME) != 0) {
+        output.Problem(std::string("a signal ") + signal + " of " + sender + " is ignored");
+    } else if (!ByteArray::FromVariant(parameters, message)) {
+        output.Problem(std::string("a malformed notification is ignored: its type is ") +
+                       g_variant_get_type_string(parameters) + ", not (ay)");
+    } else if (!MessageFraming::TakeId(message, id)) {
+        output.Problem("a malformed notification is ignored: " + std::to_string(message.size()) +
+                       " bytes are too short for an id");
+    } else {
+        output.Received("a notification with the id " + std::to_string(id) + " and " +
+                        std::to_string(message.size()) + " bytes: none of ours, ignored");
+    }
+}
+
+// Notifications to the host
+
+bool Partner::Notify(AppListNotification id, const std::string& meaning) {
+    const std::string event =
+        std::string(NameOf(id)) + " (" + std::to_string(static_cast<int>(id)) + ")";
+    if (!m_handshake.IsReady()) {
+        m_output.Error("no host to tell: " + event + " is not sent");
+        return false;
+    }
+    std::vector<char> message;
+    MessageFraming::AppendId(message, id);
+    g_autoptr(GError) error = nullptr;
+    if (g_dbus_connection_emit_signal(m_connection, m_handshake.Host().c_str(), m_path.c_str(),
+                                      JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE,
+                                      JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME,
+                                      ByteArray::ToVariant(message), &error) == FALSE) {
+        m_output.Error(event + " is not sent: " + error->message);
+        return false;
+    }
+    m_output.Sent(event + ": " + meaning);
+    return true;
+}
+
+// Commands
+
+std::vector<Command> Partner::CommandsFor(Partner* partner) {
+    using Words = std::vector<std::string>;
+    return {
+        {"list", "", "show list and selection", 0, 0,
+         [partner](const Words&) { return partner->List(); }},
+        {"select", "N|none", "move the selection, and notify the host", 1, 1,
+         [partner](const Words& words) { return partner->Select(words[0]); }},
+        {"click", "N", "notify the host of a click", 1, 1,
+         [partner](const Words& words) { return partner->Click(words[0]); }},
+        {"change", "", "notify the host of a change of the list", 0, 0,
+         [partner](const Words&) {
+             return partner->Notify(APPLIST_ITEM_CHANGE_EVENT, "my list has changed");
+         }},
+        {"recreate", "", "make the list anew, and ask the host to fill it", 0, 0,
+         [partner](const Words&) { return partner->Recreate(); }},
+    };
+}
+
+bool Partner::List() {
+    ItemListing::ShowList(m_output, m_list.Items(), m_list.Selection());
+    return true;
+}
+
+bool Partner::Select(const std::string& number) {
+    std::size_t index = 0;
+    if (number == "none") {
+        m_list.SelectNone();
+        return Notify(APPLIST_ITEM_SELECTION_EVENT, "none");
+    }
+    if (!ParseNumber(number, index)) {
+        return false;
+    }
+    m_list.SelectAt(index);
+    return Notify(APPLIST_ITEM_SELECTION_EVENT, ItemListing::Describe(m_list.At(index)));
+}
+
+bool Partner::Click(const std::string& number) {
+    std::size_t index = 0;
+    return ParseNumber(number, index) &&
+           Notify(APPLIST_ITEM_CLICKED_EVENT, ItemListing::Describe(m_list.At(index)));
+}
+
+bool Partner::Recreate() {
+    m_list.Clear();
+    return Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+}
+
+bool Partner::ParseNumber(const std::string& text, std::size_t& index) {
+    const std::size_t size = m_list.Size();
+    if (size == 0) {
+        m_output.Error("the list is empty");
+        return false;
+    }
+    guint64 number = 0;
+    if (g_ascii_string_to_unsigned(text.c_str(), 10, 1, size, &number, nullptr) == FALSE) {
+        m_output.Error("N is a number from 1 to " + std::to_string(size));
+        return false;
+    }
+    index = static_cast<std::size_t>(number - 1);
+    return true;
+}

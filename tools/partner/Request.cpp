@@ -1,0 +1,86 @@
+#include <partner/Request.h>
+
+#include <algorithm>
+#include <limits>
+#include <sstream>
+
+#include <applist/ItemRecords.h>
+#include <applist/MessageIds.h>
+#include <ipc/MessageFraming.h>
+
+namespace {
+
+constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
+
+struct Kind {
+    std::int32_t id;
+    const char* name;
+    std::size_t leastItems;
+    std::size_t mostItems;
+};
+
+constexpr Kind KINDS[] = {
+    {APPLIST_SET_SELECTION_FNC, "APPLIST_SET_SELECTION_FNC", 1, 1},
+    {APPLIST_GET_SELECTION_FNC, "APPLIST_GET_SELECTION_FNC", 0, 0},
+    {APPLIST_REMOVE_ALL_ITEMS_FNC, "APPLIST_REMOVE_ALL_ITEMS_FNC", 0, 0},
+    {APPLIST_ADD_ITEMS_FNC, "APPLIST_ADD_ITEMS_FNC", 1, ANY_NUMBER},
+    {APPLIST_ADD_ITEM_AT_END_FNC, "APPLIST_ADD_ITEM_AT_END_FNC", 1, 1},
+    {APPLIST_SET_CLICKED_FNC, "APPLIST_SET_CLICKED_FNC", 1, 1},
+    {APPLIST_REMOVE_ITEM_FNC, "APPLIST_REMOVE_ITEM_FNC", 1, 1},
+    {APPLIST_MODIFY_ITEM_FNC, "APPLIST_MODIFY_ITEM_FNC", 2, 2},
+};
+
+std::vector<ListedItem> ReadItems(const std::vector<char>& payload) {
+    std::vector<ListedItem> items;
+    std::istringstream stream(std::string(payload.begin(), payload.end()));
+    RemoteAppListItem item;
+    while (ItemRecords::ReadNext(stream, item)) {
+        items.push_back({item.GetVisibleName(), item.GetUnigueId()});
+    }
+    return items;
+}
+
+// A record is two lines; the last complete one may be followed by a piece of another.
+bool EndsInsideARecord(const std::vector<char>& payload) {
+    return !payload.empty() &&
+           (payload.back() != '\n' || std::count(payload.begin(), payload.end(), '\n') % 2 != 0);
+}
+
+std::string FindProblem(const Kind& kind, const Request& request,
+                        const std::vector<char>& payload) {
+    if (EndsInsideARecord(payload)) {
+        return "its " + std::to_string(payload.size()) +
+               " bytes end inside an item record, after " +
+               ItemListing::Count(request.items.size());
+    }
+    if (request.items.size() < kind.leastItems || request.items.size() > kind.mostItems) {
+        return "it carries " + ItemListing::Count(request.items.size()) + ", not " +
+               std::to_string(kind.leastItems);
+    }
+    return "";
+}
+
+} // namespace
+
+Request ReadRequest(std::vector<char> message) {
+    Request request;
+    if (!MessageFraming::TakeId(message, request.id)) {
+        request.problem = std::to_string(message.size()) + " bytes are too short for an id";
+        return request;
+    }
+    const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
+                                          [&](const Kind& one) { return one.id == request.id; });
+    if (kind == std::end(KINDS)) {
+        request.problem = "no request has the id " + std::to_string(request.id);
+        return request;
+    }
+    request.name = kind->name;
+    request.items = ReadItems(message);
+    request.problem = FindProblem(*kind, request, message);
+    return request;
+}
+
+std::vector<char> WriteRecord(const ListedItem& item) {
+    const std::string record = item.name + "\n" + item.id + "\n";
+    return {record.begin(), record.end()};
+}

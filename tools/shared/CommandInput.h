@@ -1,0 +1,64 @@
+// Commands on standard input, read within the main loop.
+#ifndef APPLIST_TOOLS_COMMANDINPUT_H
+#define APPLIST_TOOLS_COMMANDINPUT_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <glib.h>
+
+#include <shared/Output.h>
+
+struct Command {
+    std::string name;
+    std::string arguments; ///< as help shows them
+    std::string help;
+    std::size_t leastArguments;
+    std::size_t mostArguments;
+    /** @return whether the command could be carried out */
+    std::function<bool(const std::vector<std::string>&)> run;
+};
+
+/** The commands as a text, one a line, for --help and for the command "help". */
+std::string DescribeCommands(const std::vector<Command>& commands);
+
+/**
+ * Runs one command a line, with the shell's quoting. "help" and "quit" are added to the others, and
+ * the end of the input is a quit.
+ */
+class CommandInput {
+public:
+    CommandInput(std::vector<Command> commands, Output& output, std::function<void()> quit);
+    ~CommandInput();
+
+    CommandInput(const CommandInput&) = delete;
+    CommandInput& operator=(const CommandInput&) = delete;
+
+    /** Whether a command that nobody typed by hand, and so nobody saw fail, failed. */
+    bool ScriptFailed() const { return m_failed && !m_isTerminal; }
+
+private:
+    static gboolean OnReadable(gint fd, GIOCondition condition, gpointer user_data);
+    bool Read(int fd);
+    void RunLine(const std::string& line);
+    bool Run(const std::vector<std::string>& words);
+    void Quit();
+
+    std::vector<Command> m_commands;
+    Output& m_output;
+    std::function<void()> m_quit;
+    bool m_isTerminal;
+    bool m_quitting = false;
+    bool m_failed = false;
+    std::string m_unfinishedLine;
+    guint m_sourceId = 0;
+};
+
+/** The commands that every verb has, for its --help. */
+std::vector<Command> WithCommonCommands(std::vector<Command> commands,
+                                        std::function<bool()> help = nullptr,
+                                        std::function<bool()> quit = nullptr);
+
+#endif

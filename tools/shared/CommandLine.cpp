@@ -1,0 +1,83 @@
+#include <shared/CommandLine.h>
+
+#include <iostream>
+
+#include <gio/gio.h>
+
+#include <shared/ExitStatus.h>
+
+namespace {
+
+// GLib's own help has a character that plain terminals lack.
+std::string WithPlainDots(std::string text) {
+    static const std::string ellipsis = "\xe2\x80\xa6";
+    for (auto at = text.find(ellipsis); at != std::string::npos; at = text.find(ellipsis)) {
+        text.replace(at, ellipsis.size(), "...");
+    }
+    return text;
+}
+
+GOptionContext* MakeContext(const Usage& usage, const GOptionEntry* entries) {
+    g_set_prgname(usage.program.c_str());
+    GOptionContext* const context = g_option_context_new(usage.parameters.c_str());
+    g_option_context_set_summary(context, usage.summary.c_str());
+    g_option_context_set_description(context, usage.description.c_str());
+    g_option_context_set_strict_posix(context, usage.hasVerbs ? TRUE : FALSE);
+    // GLib's --help would end the process from inside the parser.
+    g_option_context_set_help_enabled(context, FALSE);
+    g_option_context_add_main_entries(context, entries, nullptr);
+    return context;
+}
+
+GStrv CopyWords(const Usage& usage, const std::vector<std::string>& words) {
+    GStrv const copy = g_new0(char*, words.size() + 2);
+    copy[0] = g_strdup(usage.program.c_str());
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        copy[i + 1] = g_strdup(words[i].c_str());
+    }
+    return copy;
+}
+
+} // namespace
+
+CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& words) {
+    gboolean help = FALSE;
+    gboolean version = FALSE;
+    g_autofree char* bus = nullptr;
+    g_auto(GStrv) rest = nullptr;
+    const GOptionEntry entries[] = {
+        {"bus", 0, 0, G_OPTION_ARG_STRING, &bus,
+         "Use the bus at this D-Bus address (default: the system bus)", "ADDRESS"},
+        {"help", 'h', 0, G_OPTION_ARG_NONE, &help, "Show this help", nullptr},
+        {"version", 0, 0, G_OPTION_ARG_NONE, &version, "Show the version", nullptr},
+        {G_OPTION_REMAINING, 0, 0, G_OPTION_ARG_FILENAME_ARRAY, &rest, nullptr, nullptr},
+        {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
+    g_autoptr(GOptionContext) context = MakeContext(usage, entries);
+    g_auto(GStrv) copy = CopyWords(usage, words);
+    g_autoptr(GError) error = nullptr;
+
+    CommandLine line;
+    if (g_option_context_parse_strv(context, &copy, &error) == FALSE) {
+        line.exitStatus = WrongUsage(usage.program, error->message);
+    } else if (help != FALSE) {
+        g_autofree char* text = g_option_context_get_help(context, TRUE, nullptr);
+        std::cout << WithPlainDots(text) << std::flush;
+        line.exitStatus = EXIT_STATUS_DONE;
+    } else if (version != FALSE) {
+        std::cout << "applistctl " APPLIST_VERSION << std::endl;
+        line.exitStatus = EXIT_STATUS_DONE;
+    } else if (bus != nullptr && g_dbus_is_address(bus) == FALSE) {
+        line.exitStatus =
+            WrongUsage(usage.program, "\"" + std::string(bus) + "\" is no D-Bus address");
+    }
+    line.bus = bus != nullptr ? bus : "";
+    for (char** word = rest; word != nullptr && *word != nullptr; ++word) {
+        line.arguments.emplace_back(*word);
+    }
+    return line;
+}
+
+int WrongUsage(const std::string& program, const std::string& problem) {
+    std::cerr << program << ": " << problem << "\nTry '" << program << " --help'." << std::endl;
+    return EXIT_STATUS_USAGE;
+}

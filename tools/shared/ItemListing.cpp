@@ -1,0 +1,83 @@
+#include <shared/ItemListing.h>
+
+#include <algorithm>
+
+#include <glib.h>
+
+namespace {
+
+constexpr std::size_t WIDEST_COLUMN = 32;
+
+// Characters on the screen; bytes where the text is no UTF-8.
+std::size_t Width(const std::string& text) {
+    return g_utf8_validate(text.c_str(), -1, nullptr) != FALSE
+               ? static_cast<std::size_t>(g_utf8_strlen(text.c_str(), -1))
+               : text.size();
+}
+
+std::size_t NameColumn(const std::vector<ListedItem>& items) {
+    std::size_t widest = 0;
+    for (const ListedItem& item : items) {
+        widest = std::max(widest, Width(ItemListing::Printable(item.name)));
+    }
+    return std::min(widest, WIDEST_COLUMN);
+}
+
+std::string InColumns(const ListedItem& item, std::size_t column) {
+    const std::string name = ItemListing::Printable(item.name);
+    const std::size_t width = Width(name);
+    return name + std::string(width < column ? column - width : 0, ' ') + "  " +
+           ItemListing::Printable(item.id);
+}
+
+} // namespace
+
+namespace ItemListing {
+
+std::string Count(std::size_t items) {
+    return std::to_string(items) + (items == 1 ? " item" : " items");
+}
+
+std::string Describe(const ListedItem& item) {
+    return Printable(item.name) + " (" + Printable(item.id) + ")";
+}
+
+void ShowItems(Output& output, const std::vector<ListedItem>& items) {
+    const std::size_t column = NameColumn(items);
+    for (const ListedItem& item : items) {
+        output.Line("     " + InColumns(item, column));
+    }
+}
+
+void ShowList(Output& output, const std::vector<ListedItem>& items, const ListedItem* selection) {
+    output.Line("list: " + Count(items.size()));
+    const std::size_t column = NameColumn(items);
+    const std::size_t digits = std::to_string(items.size()).size();
+    bool marked = false;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const std::string number = std::to_string(i + 1);
+        const bool isSelected = !marked && selection != nullptr && items[i].id == selection->id;
+        marked = marked || isSelected;
+        output.Line((isSelected ? "  * " : "    ") + std::string(digits - number.size(), ' ') +
+                    number + "  " + InColumns(items[i], column));
+    }
+    output.Line("selection: " + (selection != nullptr ? Describe(*selection) : "none"));
+}
+
+std::string Printable(const std::string& text) {
+    static const char* const digits = "0123456789abcdef";
+    std::string printable;
+    for (const char byte : text) {
+        const auto code = static_cast<unsigned char>(byte);
+        if (code < 0x20 || code == 0x7f) {
+            printable += "\\x";
+            printable += digits[code >> 4];
+            printable += digits[code & 0xf];
+        } else {
+            printable += byte;
+        }
+    }
+    return printable;
+}
+
+} // namespace ItemListing
