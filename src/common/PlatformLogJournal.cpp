@@ -1,12 +1,17 @@
 // The system log of a systemd device: the journal, and syslog(3) where no journal answers.
 #include <common/PlatformLog.h>
 
+#include <atomic>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
+#include <ctime>
 
 #include <glib.h>
+#include <paths.h>
 #include <syslog.h>
+#include <unistd.h>
 
 namespace {
 
@@ -14,12 +19,34 @@ namespace {
 // costs an allocation and a megabyte of name does not go to the log.
 constexpr std::size_t LINE_CAPACITY = 4096;
 
+// Where there is no log at all, the journal is asked again after this time only: a line that
+// nobody hears must not cost its caller a tenth of a request.
+constexpr std::int64_t DEAF_PERIOD_MS = 100;
+std::atomic<std::int64_t> g_deafUntilMs{0};
+
+std::int64_t NowMs() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+bool SyslogListens() {
+    return access(_PATH_LOG, F_OK) == 0;
+}
+
 // The journal and syslog share one numbering of severities.
 int Severity(int priority) {
     if (priority >= 6) {
         return LOG_ERR;
     }
     return priority == 4 ? LOG_INFO : LOG_DEBUG;
+}
+
+void FormatLine(char* line, const char* format, va_list arguments) {
+    if (std::vsnprintf(line, LINE_CAPACITY, format, arguments) < 0) {
+        // A line of more than INT_MAX bytes: the C library gives up on it; say at least which.
+        std::snprintf(line, LINE_CAPACITY, "%s", format);
+    }
 }
 
 bool WriteToJournal(int bufferId, int severity, const char* tag, const char* line) {
@@ -40,20 +67,24 @@ bool WriteToJournal(int bufferId, int severity, const char* tag, const char* lin
 } // namespace
 
 void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
-    char line[LINE_CAPACITY] = "";
+    const bool deaf = NowMs() < g_deafUntilMs.load(std::memory_order_relaxed);
+    if (deaf && !SyslogListens()) {
+        return;
+    }
+    char line[LINE_CAPACITY];
     va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(line, sizeof(line), format, arguments);
+    FormatLine(line, format, arguments);
     va_end(arguments);
-    if (length < 0) {
-        // A line of more than INT_MAX bytes: the C library gives up on it, we say at least where
-        // it came from.
-        std::snprintf(line, sizeof(line), "%s", format);
-    }
 
     const int severity = Severity(priority);
-    if (!WriteToJournal(bufferId, severity, tag, line)) {
-        // No openlog: the ident belongs to the host process.
-        syslog(severity, "%s: %s", tag, line);
+    if (WriteToJournal(bufferId, severity, tag, line)) {
+        return;
     }
+    if (!SyslogListens()) {
+        g_deafUntilMs.store(NowMs() + DEAF_PERIOD_MS, std::memory_order_relaxed);
+        return;
+    }
+    // No openlog: the ident belongs to the host process.
+    syslog(severity, "%s: %s", tag, line);
 }
