@@ -227,7 +227,7 @@ gboolean Host::OnListWasRead(void* user_data) {
     self->m_partner = Partner::There;
     const ListedItem* const selection = self->Selection();
     self->m_output.Sent("the partner has a new list: the library sent it all " +
-                        ItemListing::Count(self->m_list.Size()) + ", selection: " +
+                        ItemListing::Count(self->m_list.Size()) + ", selected: " +
                         (selection != nullptr ? ItemListing::Describe(*selection) : "none"));
     return G_SOURCE_REMOVE;
 }

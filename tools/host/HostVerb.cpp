@@ -1,7 +1,5 @@
 #include <host/HostVerb.h>
 
-#include <memory>
-
 #include <gio/gio.h>
 
 #include <host/DesktopEntries.h>
@@ -29,8 +27,8 @@ bool ReadEntries(const std::vector<std::string>& folders, Output& output, Deskto
     for (const std::string& skipped : entries.Skipped()) {
         output.Problem("left out " + ItemListing::Printable(skipped));
     }
-    output.State(ItemListing::Count(entries.Shown().size()) +
-                 " from desktop entries; hidden: " + std::to_string(entries.HiddenCount()));
+    output.State(ItemListing::Count(entries.Shown().size()) + " from desktop entries, " +
+                 std::to_string(entries.HiddenCount()) + " hidden left out");
     return true;
 }
 
