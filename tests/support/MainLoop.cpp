@@ -4,6 +4,11 @@
 
 namespace {
 
+gboolean QuitLoop(void* loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_REMOVE;
+}
+
 gboolean WakeUp(void* /*user_data*/) {
     return G_SOURCE_CONTINUE;
 }
@@ -30,4 +35,29 @@ bool MainLoop::IterateUntil(const std::function<bool()>& happened,
 void MainLoop::IterateUntilIdle() {
     while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
     }
+}
+
+bool MainLoop::WaitWithoutIterating(const std::function<bool()>& happened,
+                                    std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!happened()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+LoopThread::LoopThread()
+    : m_loop(g_main_loop_new(nullptr, FALSE)), m_thread([this] { g_main_loop_run(m_loop); }) {}
+
+LoopThread::~LoopThread() {
+    // A source and not a plain quit, which would be lost on a loop that has not started yet.
+    GSource* const quit = g_idle_source_new();
+    g_source_set_callback(quit, QuitLoop, m_loop, nullptr);
+    g_source_attach(quit, nullptr);
+    g_source_unref(quit);
+    m_thread.join();
+    g_main_loop_unref(m_loop);
 }

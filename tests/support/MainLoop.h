@@ -1,9 +1,12 @@
-// Iterates the test's main context until something has happened.
+// Iterates the test's main context until something has happened, here or in a thread of its own.
 #ifndef APPLIST_TESTS_MAINLOOP_H
 #define APPLIST_TESTS_MAINLOOP_H
 
 #include <chrono>
 #include <functional>
+#include <thread>
+
+#include <glib.h>
 
 namespace MainLoop {
 
@@ -14,6 +17,29 @@ bool IterateUntil(const std::function<bool()>& happened,
 /** Dispatches what is ready now, until nothing is. */
 void IterateUntilIdle();
 
+/**
+ * Waits for what other threads do, without dispatching anything here. @return whether @p happened
+ * became true in time.
+ */
+bool WaitWithoutIterating(const std::function<bool()>& happened,
+                          std::chrono::milliseconds timeout = std::chrono::seconds(20));
+
 } // namespace MainLoop
+
+/** Iterates the global default context in a thread of its own for as long as it lives. */
+class LoopThread {
+public:
+    LoopThread();
+    ~LoopThread();
+
+    LoopThread(const LoopThread&) = delete;
+    LoopThread& operator=(const LoopThread&) = delete;
+
+    std::thread::id Id() const { return m_thread.get_id(); }
+
+private:
+    GMainLoop* m_loop;
+    std::thread m_thread;
+};
 
 #endif

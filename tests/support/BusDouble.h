@@ -1,0 +1,119 @@
+// A message bus that misbehaves on command: it answers the bus's own methods, and the partner's, as
+// a test has scripted it. For what a real daemon does not do; everything else belongs on a real one.
+#ifndef APPLIST_TESTS_BUSDOUBLE_H
+#define APPLIST_TESTS_BUSDOUBLE_H
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gio/gio.h>
+
+/**
+ * Listens on a socket of its own and points DBUS_SYSTEM_BUS_ADDRESS at it. It accepts on a thread
+ * and context of its own and answers on GDBus's worker thread, so a test may block in a call.
+ *
+ * Unscripted, it is a bus on which all goes well: names can be owned and released, every unique
+ * name is alive until it has vanished, and the partner answers "Send" with an empty array. It emits
+ * no signal by itself.
+ */
+class BusDouble {
+public:
+    /** What a method call is answered with. */
+    class Reply {
+    public:
+        /** A body, which is consumed; null for an empty one. */
+        static Reply Body(GVariant* body);
+        /** The body "(u)" of RequestName and ReleaseName. */
+        static Reply Code(guint32 code) { return Body(g_variant_new("(u)", code)); }
+        static Reply Error(const std::string& name, const std::string& text);
+        /** The caller waits in vain. */
+        static Reply Missing();
+        /** The connection is closed instead. */
+        static Reply Disconnect();
+
+    private:
+        friend class BusDouble;
+        enum class Kind { BODY, ERROR, MISSING, DISCONNECT };
+        Kind kind = Kind::BODY;
+        std::shared_ptr<GVariant> body;
+        std::string name;
+        std::string text;
+    };
+
+    BusDouble();
+    ~BusDouble();
+
+    BusDouble(const BusDouble&) = delete;
+    BusDouble& operator=(const BusDouble&) = delete;
+
+    /**
+     * From now on answers @p method so, where its first argument contains @p argument. The latest
+     * script that fits is the one that counts.
+     */
+    void Script(const std::string& method, const std::string& argument, Reply reply);
+    void Script(const std::string& method, Reply reply);
+
+    /** All goes well again. */
+    void ForgetScripts();
+
+    /** What came in so far, each as "Method" or "Method argument" if a string comes first. */
+    std::vector<std::string> Calls();
+    std::size_t CountCalls(const std::string& call);
+    bool WaitForCall(const std::string& call);
+    void ForgetCalls();
+
+    /** Told of every call before it is answered, on GDBus's worker thread. */
+    void OnCall(std::function<void(const std::string& call)> watcher);
+
+    /** Emits any signal to whoever is connected; @p body is consumed. */
+    void Emit(const std::string& sender, const std::string& path, const std::string& interface,
+              const std::string& member, GVariant* body);
+    void EmitNameOwnerChanged(const std::string& name, const std::string& oldOwner,
+                              const std::string& newOwner);
+
+    /** The unique name @p name leaves the bus: GetNameOwner and a signal say so. */
+    void Vanish(const std::string& name);
+    /** No name is gone. */
+    void ForgetVanished();
+
+    /** Closes all connections. */
+    void Disconnect();
+
+private:
+    struct Rule {
+        std::string method;
+        std::string argument;
+        Reply reply;
+    };
+
+    static gboolean OnConnection(GDBusServer* server, GDBusConnection* connection, void* self);
+    static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
+                                   gboolean incoming, void* self);
+    void Run();
+    void Take(GDBusConnection* connection, GDBusMessage* message);
+    Reply ReplyTo(const std::string& method, const std::string& argument);
+    Reply DefaultReply(const std::string& method, const std::string& argument);
+    void Answer(GDBusConnection* connection, GDBusMessage* call, const Reply& reply);
+
+    GMainContext* m_context;
+    GMainLoop* m_loop;
+    GDBusServer* m_server = nullptr;
+    std::thread m_thread;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::string m_address;
+    std::vector<GDBusConnection*> m_connections;
+    std::vector<Rule> m_rules;
+    std::vector<std::string> m_calls;
+    std::set<std::string> m_vanished;
+    std::function<void(const std::string&)> m_watcher;
+};
+
+#endif

@@ -1,0 +1,106 @@
+#include "BusMonitor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+
+namespace {
+
+std::string Text(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+BusMonitor::Message Describe(GDBusMessage* message) {
+    BusMonitor::Message seen{g_dbus_message_get_message_type(message),
+                             Text(g_dbus_message_get_sender(message)),
+                             Text(g_dbus_message_get_destination(message)),
+                             Text(g_dbus_message_get_path(message)),
+                             Text(g_dbus_message_get_interface(message)),
+                             Text(g_dbus_message_get_member(message)),
+                             ""};
+    if (GVariant* const body = g_dbus_message_get_body(message)) {
+        g_autofree char* text = g_variant_print(body, TRUE);
+        seen.body = text;
+    }
+    return seen;
+}
+
+} // namespace
+
+BusMonitor::BusMonitor(const PrivateBus& bus) : m_bus(bus), m_connection(bus.Connect()) {
+    g_dbus_connection_add_filter(m_connection, OnMessage, this, nullptr);
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        "org.freedesktop.DBus.Monitoring", "BecomeMonitor",
+        g_variant_new("(@asu)", g_variant_new_strv(nullptr, 0), guint32{0}), nullptr,
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    if (reply == nullptr) {
+        throw std::runtime_error(error->message);
+    }
+}
+
+BusMonitor::~BusMonitor() {
+    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+    g_object_unref(m_connection);
+}
+
+// Runs on GDBus's own thread. A monitor must answer nothing, so every message ends here.
+GDBusMessage* BusMonitor::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* message,
+                                    gboolean incoming, void* user_data) {
+    auto* const self = static_cast<BusMonitor*>(user_data);
+    const bool isOwnReply = g_dbus_message_get_reply_serial(message) != 0 &&
+                            Text(g_dbus_message_get_destination(message)) ==
+                                Text(g_dbus_connection_get_unique_name(self->m_connection));
+    if (incoming == FALSE || isOwnReply) {
+        return message;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(self->m_mutex);
+        self->m_messages.push_back(Describe(message));
+    }
+    self->m_changed.notify_all();
+    g_object_unref(message);
+    return nullptr;
+}
+
+// The daemon handles messages in order: once the monitor has seen a mark sent now, it has seen
+// what was sent before.
+void BusMonitor::CatchUp() {
+    const std::string mark = "org.example.Mark" + std::to_string(++m_marks);
+    g_autoptr(GDBusConnection) connection = m_bus.Connect();
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "NameHasOwner", g_variant_new("(s)", mark.c_str()), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+        nullptr, nullptr);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const bool seen = m_changed.wait_for(lock, std::chrono::seconds(20), [&] {
+        return std::any_of(m_messages.begin(), m_messages.end(), [&](const Message& message) {
+            return message.member == "NameHasOwner" &&
+                   message.body.find("'" + mark + "'") != std::string::npos;
+        });
+    });
+    if (!seen) {
+        throw std::runtime_error("the monitor sees nothing");
+    }
+}
+
+std::vector<BusMonitor::Message> BusMonitor::SentBy(const std::string& sender) {
+    CatchUp();
+    std::vector<Message> sent;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::copy_if(m_messages.begin(), m_messages.end(), std::back_inserter(sent),
+                 [&](const Message& message) { return message.sender == sender; });
+    return sent;
+}
+
+std::vector<std::string> BusMonitor::BodiesSentBy(const std::string& sender, GDBusMessageType type,
+                                                  const std::string& member) {
+    std::vector<std::string> bodies;
+    for (const Message& message : SentBy(sender)) {
+        if (message.type == type && message.member == member) {
+            bodies.push_back(message.body);
+        }
+    }
+    return bodies;
+}

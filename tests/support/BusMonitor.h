@@ -1,0 +1,53 @@
+// Everything that goes over a test's bus, as a monitor sees it.
+#ifndef APPLIST_TESTS_BUSMONITOR_H
+#define APPLIST_TESTS_BUSMONITOR_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include "PrivateBus.h"
+
+class BusMonitor {
+public:
+    struct Message {
+        GDBusMessageType type;
+        std::string sender;
+        std::string destination;
+        std::string path;
+        std::string interface;
+        std::string member;
+        std::string body; ///< in GVariant's text form
+    };
+
+    explicit BusMonitor(const PrivateBus& bus);
+    ~BusMonitor();
+
+    BusMonitor(const BusMonitor&) = delete;
+    BusMonitor& operator=(const BusMonitor&) = delete;
+
+    /** All that @p sender has sent to the bus before this call, in order. */
+    std::vector<Message> SentBy(const std::string& sender);
+
+    /** The bodies of those of them that have this type and member. */
+    std::vector<std::string> BodiesSentBy(const std::string& sender, GDBusMessageType type,
+                                          const std::string& member);
+
+private:
+    static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
+                                   gboolean incoming, void* user_data);
+    void CatchUp();
+
+    const PrivateBus& m_bus;
+    GDBusConnection* m_connection;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<Message> m_messages;
+    unsigned m_marks = 0;
+};
+
+#endif
