@@ -1,0 +1,71 @@
+// The fixtures of the list's tests: a model on a bus of its own, alone or with a partner.
+#ifndef APPLIST_TESTS_LISTTEST_H
+#define APPLIST_TESTS_LISTTEST_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <applist/RemoteAppListModel.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "CapturedLog.h"
+#include "ListBytes.h"
+#include "PrivateBus.h"
+#include "TestPartner.h"
+
+/** A model that no partner has found. */
+class ListTest : public testing::Test {
+protected:
+    ListTest();
+    ~ListTest() override;
+
+    /** Ends the model as its owner does, and lets the bus connection finish what is queued. */
+    void DestroyModel();
+
+    /** The ids of the list's items, in order. */
+    std::vector<std::string> Ids();
+
+    PrivateBus bus;
+    std::unique_ptr<RemoteAppListModel> model;
+};
+
+/** A model whose partner is connected; the log starts empty. */
+class ConnectedListTest : public ListTest {
+protected:
+    ConnectedListTest();
+    ~ConnectedListTest() override;
+
+    /** Emits the notification @p bytes and iterates until this side has dealt with it. */
+    void Notify(const std::string& bytes);
+
+    /** What the partner answers to the question for its selection; all else gets nothing. */
+    void PartnerSelects(const std::string& reply);
+
+    /** The requests that the partner has had so far. */
+    std::vector<std::string> Requests();
+
+    std::unique_ptr<TestPartner> partner;
+    std::string hostName;
+};
+
+/** The log as tests compare it: "PRIORITY FILE FUNCTION > MESSAGE". */
+namespace LogLines {
+std::vector<std::string> All();
+std::string Model(const std::string& function, const std::string& message);
+std::string Adapter(const std::string& function, const std::string& message);
+std::string Channel(const std::string& function, const std::string& message);
+
+/** The lines of a request with so much payload that the partner answers with nothing. */
+std::vector<std::string> Sent(std::size_t payloadSize);
+
+std::vector<std::string> Concat(std::vector<std::string> first,
+                                const std::vector<std::string>& second);
+
+/** A pointer as the log shows it. */
+std::string Pointer(const void* pointer);
+} // namespace LogLines
+
+#endif

@@ -1,0 +1,43 @@
+// An item of the test's own: it tells who reads it and when it is deleted.
+#ifndef APPLIST_TESTS_TESTITEM_H
+#define APPLIST_TESTS_TESTITEM_H
+
+#include <functional>
+#include <string>
+#include <utility>
+
+#include <applist/AppListItem.h>
+
+class TestItem : public AppListItem {
+public:
+    TestItem(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
+    ~TestItem() override {
+        if (onDeleted) {
+            onDeleted();
+        }
+    }
+
+    std::string GetVisibleName() override {
+        Tell("name");
+        return m_name;
+    }
+    std::string GetUnigueId() override {
+        Tell("id");
+        return m_id;
+    }
+
+    std::function<void(const std::string& field)> onRead;
+    std::function<void()> onDeleted;
+
+private:
+    void Tell(const std::string& field) {
+        if (onRead) {
+            onRead(field);
+        }
+    }
+
+    std::string m_name;
+    std::string m_id;
+};
+
+#endif

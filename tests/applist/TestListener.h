@@ -1,0 +1,46 @@
+// Listeners of the test's own: all three kinds at once, each event with what the test hangs on it.
+#ifndef APPLIST_TESTS_TESTLISTENER_H
+#define APPLIST_TESTS_TESTLISTENER_H
+
+#include <functional>
+
+#include <applist/ItemChangeListener.h>
+#include <applist/ItemClickListener.h>
+#include <applist/ItemSelectionListener.h>
+
+class TestListener : public ItemSelectionListener,
+                     public ItemChangeListener,
+                     public ItemClickListener {
+public:
+    using Event = std::function<void(AppListModel*)>;
+
+    TestListener() = default;
+    /** What any of the three events does. */
+    explicit TestListener(const Event& event)
+        : onSelection(event), onChange(event), onClicked(event) {}
+    ~TestListener() override {
+        if (onDeleted) {
+            onDeleted();
+        }
+    }
+    TestListener(const TestListener&) = delete;
+    TestListener& operator=(const TestListener&) = delete;
+
+    void OnItemSelectionEvent(AppListModel* model) override { Call(onSelection, model); }
+    void OnItemChangeEvent(AppListModel* model) override { Call(onChange, model); }
+    void OnItemClickedEvent(AppListModel* model) override { Call(onClicked, model); }
+
+    Event onSelection;
+    Event onChange;
+    Event onClicked;
+    std::function<void()> onDeleted;
+
+private:
+    static void Call(const Event& event, AppListModel* model) {
+        if (event) {
+            event(model);
+        }
+    }
+};
+
+#endif
