@@ -1,0 +1,89 @@
+// What applistctl says to every kind of command line, and its exit status.
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "PrivateBus.h"
+#include "ToolProcess.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+constexpr const char* NO_BUS = "--bus=unix:path=/nonexistent/bus";
+
+struct Case {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+    const char* output;
+    const char* errors;
+};
+
+const Case CASES[] = {
+    {"HelpNamesTheVerbs", {"--help"}, 0, "host [DIR...]", ""},
+    {"HelpHasAShortForm", {"-h"}, 0, "applistctl [OPTION...] VERB", ""},
+    {"HelpTellsTheExitStatuses", {"--help"}, 0, "0 done, 1 failed, 2 wrong usage, 3 no bus", ""},
+    {"HostHelpShowsItsCommands", {"host", "--help"}, 0, "modify ID NEW_ID NAME", ""},
+    {"HostHelpShowsItsArguments",
+     {"host", "--help"},
+     0,
+     "applistctl host [OPTION...] [DIR...]",
+     ""},
+    {"PartnerHelpShowsItsCommands", {"partner", "--help"}, 0, "select N|none", ""},
+    {"PartnerHelpShowsTheBusOption", {"partner", "-h"}, 0, "--bus=ADDRESS", ""},
+    {"VersionIsShown", {"--version"}, 0, "applistctl 1.", ""},
+    {"NoVerbIsWrongUsage", {}, 2, "", "no verb given"},
+    {"AnUnknownVerbIsWrongUsage", {"guest"}, 2, "", "no verb \"guest\""},
+    {"AnUnknownOptionIsWrongUsage", {"--loud"}, 2, "", "Unknown option --loud"},
+    {"AnUnknownOptionOfAVerbIsWrongUsage", {"host", "--loud"}, 2, "", "applistctl host: Unknown"},
+    {"ABusThatIsNoAddressIsWrongUsage", {"host", "--bus", "7"}, 2, "", "\"7\" is no D-Bus address"},
+    {"AMissingAddressIsWrongUsage", {"partner", "--bus"}, 2, "", "Missing argument for --bus"},
+    {"APartnerTakesNoArguments", {"partner", "x"}, 2, "", "it takes no arguments"},
+    {"AHostWithoutABusSaysSo", {"host", NO_BUS, SAMPLE_APPLICATIONS}, 3, "", "no bus: "},
+    {"APartnerWithoutABusSaysSo", {"partner", NO_BUS}, 3, "", "no bus: "},
+    {"TheBusMayBeNamedBeforeTheVerb", {NO_BUS, "partner"}, 3, "", "no bus: "},
+    {"AFolderThatIsNotThereFails", {"host", "/nonexistent/x"}, 1, "", "/nonexistent/x"},
+};
+
+void PrintTo(const Case& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class CommandLine : public testing::TestWithParam<Case> {};
+
+TEST_P(CommandLine, IsAnswered) {
+    ToolProcess tool(GetParam().arguments);
+    EXPECT_EQ(tool.WaitForExit(), GetParam().status);
+    EXPECT_THAT(tool.Output(), HasSubstr(GetParam().output));
+    EXPECT_THAT(tool.Errors(), HasSubstr(GetParam().errors));
+    if (GetParam().status == 0) {
+        EXPECT_THAT(tool.Errors(), IsEmpty());
+    } else {
+        EXPECT_THAT(tool.Errors(), StartsWith("applistctl"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(CASES),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(BusOption, WinsOverTheEnvironment) {
+    const PrivateBus bus;
+    ToolProcess tool({"partner", "--bus", bus.Address()},
+                     {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"});
+    EXPECT_TRUE(tool.WaitFor("_SERVICE_SYN"));
+    tool.CloseInput();
+    EXPECT_EQ(tool.WaitForExit(), 0);
+}
+
+TEST(Colour, DoesNotGoIntoAPipe) {
+    const PrivateBus bus;
+    ToolProcess tool({"partner"}, {"TERM=xterm"});
+    EXPECT_TRUE(tool.WaitFor("_SERVICE_SYN: a partner has started\n"));
+    EXPECT_EQ(tool.Output().find('\033'), std::string::npos);
+}
+
+} // namespace

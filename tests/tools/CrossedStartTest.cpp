@@ -1,0 +1,119 @@
+// Host and partner started at the same instant: whoever is first, and however their announcements
+// cross, they end connected.
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include <applist/AppListProxy.h>
+#include <applist/RemoteAppListItem.h>
+
+#include "MainLoop.h"
+#include "PrivateBus.h"
+#include "ToolProcess.h"
+
+namespace {
+
+// Whether each side was bound on the other's first announcement.
+bool WasCrossed(const std::string& partnerOutput) {
+    return partnerOutput.find("<- _CLIENT_SYN from") != std::string::npos &&
+           partnerOutput.find("<- _CLIENT_SYN_ACK from") != std::string::npos;
+}
+
+using Clock = std::chrono::steady_clock;
+
+// Sees who takes which name on the bus.
+class NameWatcher {
+public:
+    explicit NameWatcher(const PrivateBus& bus) : m_connection(bus.Connect()) {
+        m_subscription = g_dbus_connection_signal_subscribe(
+            m_connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+            "/org/freedesktop/DBus", "org.morva.JavaMW.Applist_SERVICE_SYN",
+            G_DBUS_SIGNAL_FLAGS_NONE, OnChange, this, nullptr);
+        // The daemon has the match rule once it has answered a call made behind it.
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    }
+    ~NameWatcher() {
+        g_dbus_connection_signal_unsubscribe(m_connection, m_subscription);
+        g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+        g_object_unref(m_connection);
+        MainLoop::IterateUntilIdle();
+    }
+    NameWatcher(const NameWatcher&) = delete;
+    NameWatcher& operator=(const NameWatcher&) = delete;
+
+    bool WaitForPartnerSyn() {
+        const int before = m_count;
+        return MainLoop::IterateUntil([&] { return m_count > before; });
+    }
+
+private:
+    static void OnChange(GDBusConnection* /*connection*/, const char* /*sender*/,
+                         const char* /*path*/, const char* /*interface*/, const char* /*signal*/,
+                         GVariant* /*parameters*/, void* user_data) {
+        ++static_cast<NameWatcher*>(user_data)->m_count;
+    }
+
+    GDBusConnection* m_connection;
+    guint m_subscription = 0;
+    int m_count = 0;
+};
+
+// How much longer the partner takes to its announcement than the host takes to its own.
+Clock::duration PartnersLag(const PrivateBus& bus) {
+    NameWatcher names(bus);
+    std::vector<Clock::duration> lags;
+    for (int i = 0; i < 9; ++i) {
+        const auto partnerStart = Clock::now();
+        const ToolProcess partner({"partner"});
+        EXPECT_TRUE(names.WaitForPartnerSyn());
+        const auto partnerTime = Clock::now() - partnerStart;
+        const auto hostStart = Clock::now();
+        const AppListProxy list;
+        lags.push_back(partnerTime - (Clock::now() - hostStart));
+    }
+    std::sort(lags.begin(), lags.end());
+    return lags[lags.size() / 2];
+}
+
+void WaitUntil(Clock::time_point time) {
+    while (Clock::now() < time) {
+        std::this_thread::yield();
+    }
+}
+
+// Both announce themselves at the same instant, give or take; the shift, a different one each time,
+// sweeps the one announcement over the other.
+TEST(CrossedStart, AHundredSimultaneousStartsAllEndConnected) {
+    constexpr int STARTS = 100;
+    const PrivateBus bus;
+    const Clock::duration lag = PartnersLag(bus);
+    std::istringstream record("Clock\nclock\n");
+    RemoteAppListItem item;
+    record >> item;
+    int crossed = 0;
+    for (int i = 0; i < STARTS; ++i) {
+        const auto shift = std::chrono::microseconds(20 * (i - STARTS / 2));
+        const auto start = Clock::now();
+        ToolProcess partner({"partner"});
+        WaitUntil(start + lag + shift);
+        AppListProxy list;
+        list.AddItems({&item});
+        // The partner has the item only when both sides have found each other: it asks for the
+        // list, and the host sends it.
+        ASSERT_TRUE(partner.WaitFor("my list has 1 item now")) << "start " << i << "\n"
+                                                               << partner.Output();
+        crossed += WasCrossed(partner.Output()) ? 1 : 0;
+    }
+    RecordProperty("crossed", crossed);
+    std::cout << crossed << " of " << STARTS << " starts were crossed\n";
+}
+
+} // namespace

@@ -1,0 +1,117 @@
+// Host and partner as two processes: what they show of their lists must be equal in the end.
+#include <csignal>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "PrivateBus.h"
+#include "ToolProcess.h"
+
+namespace {
+
+TEST(EndToEnd, BothSidesHaveTheSameListAfterEveryCommand) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    partner.Send("change"); // brings the host the model that its "list" needs
+    ASSERT_TRUE(host.WaitFor("OnItemChangeEvent"));
+
+    for (const char* command : {
+             "add radio Car Radio",
+             "select radio",
+             "modify radio radio2 'World  Radio'",
+             "add clock.desktop Another Clock",
+             "select clock.desktop",
+             "remove clock.desktop",
+             "select clock.desktop",
+             "remove clock.desktop",
+             "click radio2",
+             "select radio2",
+             "modify calculator.desktop radio2 Twin",
+             "remove radio2",
+         }) {
+        host.Send(command);
+        // The host's requests have been answered when it shows its list.
+        const std::string hostList = host.List();
+        EXPECT_THAT(hostList, testing::StartsWith("list: "));
+        EXPECT_EQ(hostList, partner.List()) << "after: " << command;
+    }
+}
+
+TEST(EndToEnd, AClearedListIsEmptyOnBothSides) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    partner.Send("select 3");
+    ASSERT_TRUE(host.WaitFor("OnItemSelectionEvent: the partner has selected Music Player"));
+    host.Send("clear");
+    EXPECT_EQ(host.List(), "list: 0 items\nselection: none\n");
+    EXPECT_EQ(partner.List(), "list: 0 items\nselection: none\n");
+}
+
+TEST(EndToEnd, APartnerThatWasKilledGetsListAndSelectionAgain) {
+    const PrivateBus bus;
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(host.WaitFor("no partner yet"));
+    {
+        ToolProcess partner({"partner"});
+        ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+        partner.Send("select 4");
+        ASSERT_TRUE(host.WaitFor("OnItemSelectionEvent: the partner has selected Navigation"));
+        partner.Kill(SIGKILL);
+        EXPECT_EQ(partner.WaitForExit(), 128 + SIGKILL);
+    }
+    host.Send("add camera Camera");
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("APPLIST_SET_SELECTION_FNC (2000): Navigation"));
+    const std::string list = partner.List();
+    EXPECT_THAT(list, testing::HasSubstr("list: 6 items"));
+    EXPECT_THAT(list, testing::HasSubstr("Camera"));
+    EXPECT_EQ(list, host.List());
+}
+
+TEST(EndToEnd, AHostThatWasKilledIsForgottenAndTheNextOneServed) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    {
+        ToolProcess host({"host", SAMPLE_APPLICATIONS});
+        ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+        host.Kill(SIGKILL);
+        ASSERT_TRUE(partner.WaitFor("lost the host"));
+    }
+    ToolProcess host({"host", std::string(SAMPLE_APPLICATIONS) + "/media"});
+    EXPECT_TRUE(partner.WaitFor("my list has 2 items now"));
+}
+
+TEST(EndToEnd, APartnerThatRecreatesItsListIsFilledAgain) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    ASSERT_TRUE(host.WaitFor("the partner has a new list: the library sent it all 5 items"));
+    partner.Send("recreate");
+    EXPECT_TRUE(partner.WaitFor("APPLIST_ADD_ITEMS_FNC (2004): 5 items"));
+    EXPECT_TRUE(partner.WaitFor("my list has 5 items now"));
+    EXPECT_TRUE(host.WaitFor("the partner has a new list: the library sent it all 5 items"));
+}
+
+TEST(EndToEnd, ASecondHostGetsItsTurnWhenTheFirstHasGone) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess first({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    ToolProcess second({"host", std::string(SAMPLE_APPLICATIONS) + "/media"});
+    ASSERT_TRUE(partner.WaitFor("is our host, one at a time"));
+    first.CloseInput();
+    EXPECT_EQ(first.WaitForExit(), 0);
+    EXPECT_TRUE(partner.WaitFor("my list has 2 items now"));
+}
+
+} // namespace

@@ -1,0 +1,174 @@
+// How "applistctl partner" finds its host and keeps to it.
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "MainLoop.h"
+#include "PrivateBus.h"
+#include "RawHost.h"
+#include "ToolProcess.h"
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char* PARTNER_SYN = "org.morva.JavaMW.Applist_SERVICE_SYN";
+
+guint32 CallBus(RawHost& host, const char* method, GVariant* parameters) {
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        host.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        method, parameters, G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    guint32 code = 0;
+    if (reply != nullptr) {
+        g_variant_get(reply, "(u)", &code);
+    }
+    return code;
+}
+
+TEST(PartnerHandshake, AnnouncesItselfWhenItStarts) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    EXPECT_TRUE(host.WaitForAnnouncement("_SYN"));
+}
+
+TEST(PartnerHandshake, AnswersAHostThatIsThereAlready) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
+    host.Announce("_SYN_ACK");
+    EXPECT_TRUE(host.WaitForAnnouncement("_ACK"));
+    EXPECT_TRUE(host.WaitForNotification("\x04\0\0\0"s));
+}
+
+// The match rules are at the daemon before the name is: an answer made at the very instant of the
+// announcement is seen.
+TEST(PartnerHandshake, MissesNoAnswerToItsFirstAnnouncement) {
+    for (int i = 0; i < 20; ++i) {
+        const PrivateBus bus;
+        RawHost host(bus);
+        ToolProcess partner({"partner"});
+        ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
+        host.Announce("_SYN_ACK");
+        ASSERT_TRUE(host.WaitForAnnouncement("_ACK")) << "start " << i;
+    }
+}
+
+TEST(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost host(bus);
+    host.Announce("_SYN");
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN_ACK"));
+    partner.Send("change");
+    EXPECT_TRUE(partner.WaitForError("no host to tell"));
+    EXPECT_THAT(host.Notifications(), IsEmpty());
+}
+
+// A crossed start: both sides announced SYN, each is bound on the other's, and the host drops our
+// SYN_ACK. Its own SYN_ACK must be answered although we are bound already.
+TEST(PartnerHandshake, AcknowledgesAHostThatItIsBoundToAlready) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
+    host.Announce("_SYN");
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN_ACK"));
+    host.Announce("_SYN_ACK");
+    EXPECT_TRUE(host.WaitForAnnouncement("_ACK"));
+    EXPECT_TRUE(host.WaitForNotification("\x04\0\0\0"s));
+}
+
+TEST(PartnerHandshake, AsksForTheListOnceWhenTheHostAsksForTheAcknowledgementTwice) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
+    host.Announce("_SYN_ACK");
+    ASSERT_TRUE(host.WaitForAnnouncement("_ACK"));
+    host.Announce("_SYN_ACK");
+    ASSERT_TRUE(host.WaitForAnnouncement("_ACK", 2));
+    partner.Send("change");
+    ASSERT_TRUE(host.WaitForNotification("\x01\0\0\0"s));
+    EXPECT_THAT(host.Notifications(), ElementsAre("\x04\0\0\0"s, "\x01\0\0\0"s));
+}
+
+TEST(PartnerHandshake, StartsAnewWithAHostThatStartsAnewOnItsConnection) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost host(bus);
+    ASSERT_TRUE(host.Connect());
+    ASSERT_TRUE(partner.WaitFor("connected with"));
+    host.Request("A\n1\n\xd5\x07\0\0"s);
+    host.Announce("_SYN");
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN_ACK", 2));
+    host.Announce("_ACK");
+    EXPECT_TRUE(partner.WaitFor("connected with"));
+    partner.Send("list");
+    EXPECT_TRUE(partner.WaitFor("list: 0 items"));
+}
+
+TEST(PartnerHandshake, KeepsToItsHostAndDoesNotServeAnother) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost host(bus);
+    RawHost other(bus);
+    ASSERT_TRUE(host.Connect());
+    ASSERT_TRUE(partner.WaitFor("connected with " + host.UniqueName()));
+    ASSERT_TRUE(other.WaitForAnnouncement("_SYN_ACK")); // tells it the partner's name
+    other.Announce("_SYN");
+    EXPECT_TRUE(partner.WaitFor("!! _CLIENT_SYN of " + other.UniqueName() + " is not answered"));
+    other.Announce("_SYN_ACK");
+    EXPECT_TRUE(
+        partner.WaitFor("!! _CLIENT_SYN_ACK of " + other.UniqueName() + " is not answered"));
+    EXPECT_EQ(other.Request("A\n1\n\xd5\x07\0\0"s), "");
+    EXPECT_TRUE(partner.WaitFor("a request of " + other.UniqueName()));
+    partner.Send("list");
+    EXPECT_TRUE(partner.WaitFor("list: 0 items"));
+}
+
+TEST(PartnerHandshake, NoticesThatItsHostHasGoneAndAnnouncesItselfAgain) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost other(bus);
+    {
+        RawHost host(bus);
+        ASSERT_TRUE(host.Connect());
+        ASSERT_TRUE(partner.WaitFor("connected with"));
+    }
+    EXPECT_TRUE(partner.WaitFor("lost the host"));
+    EXPECT_TRUE(other.WaitForAnnouncement("_SYN"));
+}
+
+TEST(PartnerHandshake, TriesAgainWhileSomebodyElseOwnsTheName) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ASSERT_EQ(CallBus(host, "RequestName", g_variant_new("(su)", PARTNER_SYN, guint32{4})), 1U);
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor(" as :"));
+    // It has had its answer, "somebody else owns the name", when it reads commands.
+    partner.Send("list");
+    ASSERT_TRUE(partner.WaitFor("list: 0 items"));
+    EXPECT_EQ(partner.Output().find("_SERVICE_SYN"), std::string::npos);
+    ASSERT_EQ(CallBus(host, "ReleaseName", g_variant_new("(s)", PARTNER_SYN)), 1U);
+    EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN: "));
+}
+
+TEST(PartnerHandshake, GivesUpANameThatIsNeverFreeAndStaysThere) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ASSERT_EQ(CallBus(host, "RequestName", g_variant_new("(su)", PARTNER_SYN, guint32{4})), 1U);
+    ToolProcess partner({"partner"});
+    EXPECT_TRUE(partner.WaitFor("!! cannot own the name "s + PARTNER_SYN));
+    EXPECT_TRUE(host.Connect()) << "a host that announces itself is still served";
+}
+
+} // namespace

@@ -1,0 +1,24 @@
+// A folder that lives as long as the test.
+#ifndef APPLIST_TESTS_TEMPORARYFOLDER_H
+#define APPLIST_TESTS_TEMPORARYFOLDER_H
+
+#include <string>
+
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+    /** Writes a file, and makes the folders on the way to it. @return its path */
+    std::string Write(const std::string& name, const std::string& text) const;
+
+private:
+    std::string m_path;
+};
+
+#endif
