@@ -202,8 +202,8 @@ void BusDouble::Answer(GDBusConnection* connection, GDBusMessage* call, const Re
     }
     g_autoptr(GDBusMessage) answer = nullptr;
     if (reply.kind == Reply::Kind::ERROR) {
-        answer = g_dbus_message_new_method_error_literal(call, reply.name.c_str(),
-                                                         reply.text.c_str());
+        answer =
+            g_dbus_message_new_method_error_literal(call, reply.name.c_str(), reply.text.c_str());
     } else {
         answer = g_dbus_message_new_method_reply(call);
         if (reply.body != nullptr) {

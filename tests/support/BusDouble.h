@@ -1,5 +1,6 @@
 // A message bus that misbehaves on command: it answers the bus's own methods, and the partner's, as
-// a test has scripted it. For what a real daemon does not do; everything else belongs on a real one.
+// a test has scripted it. For what a real daemon does not do; everything else belongs on a real
+// one.
 #ifndef APPLIST_TESTS_BUSDOUBLE_H
 #define APPLIST_TESTS_BUSDOUBLE_H
 

@@ -1,0 +1,82 @@
+// A host on the bus double: it holds the shared connection, as another part of a process does, and
+// knows when everything that the double has emitted has been delivered.
+#ifndef APPLIST_TESTS_DOUBLEHOST_H
+#define APPLIST_TESTS_DOUBLEHOST_H
+
+#include <string>
+
+#include <BusDouble.h>
+#include <MainLoop.h>
+#include <SharedBus.h>
+
+class DoubleHost {
+public:
+    static constexpr const char* BASE_NAME = "org.morva.JavaMW.Applist";
+    static constexpr const char* OBJECT_PATH = "/org/morva/javamw/CommunicationChannel/Applist";
+    static constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
+
+    DoubleHost() {
+        m_shared.SurviveTheBus();
+        m_subscription = g_dbus_connection_signal_subscribe(
+            Connection(), ":2.Marker", MARKER, "Marker", "/marker", nullptr,
+            G_DBUS_SIGNAL_FLAGS_NONE, OnMarker, &m_markers, nullptr);
+    }
+    ~DoubleHost() { g_dbus_connection_signal_unsubscribe(Connection(), m_subscription); }
+
+    DoubleHost(const DoubleHost&) = delete;
+    DoubleHost& operator=(const DoubleHost&) = delete;
+
+    BusDouble& Bus() { return m_bus; }
+    GDBusConnection* Connection() const { return m_shared.Connection(); }
+
+    /** The partner @p owner takes the name of the step @p suffix ("_SYN", ...). */
+    void EmitTaking(const std::string& suffix, const std::string& owner) {
+        m_bus.EmitNameOwnerChanged(PartnerName(suffix), "", owner);
+    }
+    void EmitRelease(const std::string& suffix, const std::string& owner) {
+        m_bus.EmitNameOwnerChanged(PartnerName(suffix), owner, "");
+    }
+    void EmitAnnouncement(const std::string& suffix, const std::string& owner) {
+        EmitTaking(suffix, owner);
+        EmitRelease(suffix, owner);
+    }
+
+    /** An announcement of the partner, taken in before this returns. */
+    bool Announce(const std::string& suffix, const std::string& owner) {
+        EmitAnnouncement(suffix, owner);
+        return Deliver();
+    }
+    bool Vanish(const std::string& owner) {
+        m_bus.Vanish(owner);
+        return Deliver();
+    }
+
+    /** Iterates until all that was emitted before has been dispatched: signals keep their order. */
+    bool Deliver() {
+        const int before = m_markers;
+        m_bus.Emit(":2.Marker", "/marker", MARKER, "Marker", g_variant_new("()"));
+        return MainLoop::IterateUntil([&] { return m_markers > before; });
+    }
+
+    static std::string PartnerName(const std::string& suffix) {
+        return std::string(BASE_NAME) + "_SERVICE" + suffix;
+    }
+    static std::string EndpointName(const std::string& suffix) {
+        return std::string(BASE_NAME) + "_CLIENT" + suffix;
+    }
+
+private:
+    static constexpr const char* MARKER = "org.example.Marker";
+
+    static void OnMarker(GDBusConnection*, const char*, const char*, const char*, const char*,
+                         GVariant*, void* markers) {
+        ++*static_cast<int*>(markers);
+    }
+
+    BusDouble m_bus;
+    SharedBus m_shared;
+    int m_markers = 0;
+    unsigned int m_subscription = 0;
+};
+
+#endif

@@ -1,0 +1,94 @@
+// What the tests on the bus double share: the host, the errors that the log tells, and looks at an
+// endpoint's state from the outside.
+#ifndef APPLIST_TESTS_FAULTTEST_H
+#define APPLIST_TESTS_FAULTTEST_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <CapturedLog.h>
+
+#include "DoubleHost.h"
+#include "LibraryCalls.h"
+#include "RecordingEndpoint.h"
+
+using Strings = std::vector<std::string>;
+
+/** The messages of the log at error priority, in order. */
+inline Strings Errors() {
+    Strings errors;
+    for (const CapturedLog::Line& line : CapturedLog::Lines()) {
+        if (line.priority == CapturedLog::ERROR) {
+            errors.push_back(line.message);
+        }
+    }
+    return errors;
+}
+
+inline std::size_t CountDebug(const std::string& message) {
+    return CapturedLog::Count(CapturedLog::DEBUG, message);
+}
+
+/** Compares texts; an expected one that ends in '*' says only how the text starts. */
+inline void ExpectTexts(const Strings& texts, const Strings& expected) {
+    ASSERT_EQ(texts.size(), expected.size()) << testing::PrintToString(texts);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const std::string& pattern = expected[i];
+        if (!pattern.empty() && pattern.back() == '*') {
+            const std::size_t length = pattern.size() - 1;
+            EXPECT_EQ(texts[i].substr(0, length), pattern.substr(0, length)) << texts[i];
+        } else {
+            EXPECT_EQ(texts[i], pattern);
+        }
+    }
+}
+
+class FaultTest : public testing::Test {
+protected:
+    FaultTest() {
+        m_host.emplace();
+        CapturedLog::Clear();
+    }
+    ~FaultTest() override {
+        m_endpoint.reset();
+        LibraryCalls::RefuseThreads(false);
+        LibraryCalls::RefusePartnerSubscriptions(false);
+        LibraryCalls::LoseReplies(false);
+        MainLoop::IterateUntilIdle();
+        m_host.reset();
+        MainLoop::IterateUntilIdle();
+    }
+
+    DoubleHost& Host() { return *m_host; }
+    BusDouble& Bus() { return m_host->Bus(); }
+    RecordingEndpoint& Endpoint() { return *m_endpoint; }
+    void MakeEndpoint() { m_endpoint.emplace(); }
+    void DestroyEndpoint() { m_endpoint.reset(); }
+
+    /** Binds @p partner, which has just started, and completes the handshake. */
+    void ConnectTo(const std::string& partner) {
+        ASSERT_TRUE(Host().Announce("_SYN", partner));
+        ASSERT_TRUE(Host().Announce("_ACK", partner));
+        ASSERT_TRUE(Endpoint().IsConnectionReady());
+    }
+
+    /**
+     * Whether a partner is bound: only then does an acknowledgement count, whosever it is. Leaves
+     * the endpoint ready if so.
+     */
+    bool IsBound() {
+        EXPECT_TRUE(Host().Announce("_ACK", ":2.Probe"));
+        return Endpoint().IsConnectionReady();
+    }
+
+    static constexpr const char* PARTNER = ":2.Partner";
+
+private:
+    std::optional<DoubleHost> m_host;
+    std::optional<RecordingEndpoint> m_endpoint;
+};
+
+#endif

@@ -1,0 +1,208 @@
+#include "LibraryCalls.h"
+
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+
+#include <gio/gio.h>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace {
+
+struct Calls {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool refuseThreads = false;
+    bool refuseSubscriptions = false;
+    bool loseReplies = false;
+    bool held = false;
+    int waiting = 0; // threads that stand in usleep
+    int steps = 0;   // how many of them may go on
+    int running = 0;
+    int started = 0;
+    unsigned int lastSleep = 0;
+};
+
+Calls& TheCalls() {
+    static auto* const calls = new Calls();
+    return *calls;
+}
+
+struct ThreadStart {
+    void* (*routine)(void*);
+    void* argument;
+};
+
+void* RunThread(void* start) {
+    const ThreadStart copy = *static_cast<ThreadStart*>(start);
+    delete static_cast<ThreadStart*>(start);
+    void* const result = copy.routine(copy.argument);
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    --calls.running;
+    calls.changed.notify_all();
+    return result;
+}
+
+void SetFlag(bool Calls::*flag, bool value) {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    calls.*flag = value;
+    calls.changed.notify_all();
+}
+
+bool Flag(bool Calls::*flag) {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    return calls.*flag;
+}
+
+} // namespace
+
+extern "C" {
+
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*routine)(void*), void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*routine)(void*), void* argument);
+int __real_usleep(useconds_t period);
+int __wrap_usleep(useconds_t period);
+guint __real_g_dbus_connection_signal_subscribe(GDBusConnection* connection, const char* sender,
+                                                const char* interface, const char* member,
+                                                const char* path, const char* arg0,
+                                                GDBusSignalFlags flags,
+                                                GDBusSignalCallback callback, void* userData,
+                                                GDestroyNotify destroy);
+guint __wrap_g_dbus_connection_signal_subscribe(GDBusConnection* connection, const char* sender,
+                                                const char* interface, const char* member,
+                                                const char* path, const char* arg0,
+                                                GDBusSignalFlags flags,
+                                                GDBusSignalCallback callback, void* userData,
+                                                GDestroyNotify destroy);
+GVariant* __real_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
+                                        GDBusCallFlags flags, int timeout,
+                                        GCancellable* cancellable, GError** error);
+GVariant* __wrap_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
+                                        GDBusCallFlags flags, int timeout,
+                                        GCancellable* cancellable, GError** error);
+
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*routine)(void*), void* argument) {
+    Calls& calls = TheCalls();
+    {
+        const std::lock_guard<std::mutex> lock(calls.mutex);
+        if (calls.refuseThreads) {
+            return EAGAIN;
+        }
+        ++calls.running;
+        ++calls.started;
+    }
+    return __real_pthread_create(thread, attributes, RunThread, new ThreadStart{routine, argument});
+}
+
+int __wrap_usleep(useconds_t period) {
+    Calls& calls = TheCalls();
+    std::unique_lock<std::mutex> lock(calls.mutex);
+    calls.lastSleep = period;
+    if (!calls.held) {
+        lock.unlock();
+        return __real_usleep(period);
+    }
+    ++calls.waiting;
+    calls.changed.notify_all();
+    calls.changed.wait(lock, [&] { return calls.steps > 0 || !calls.held; });
+    --calls.waiting;
+    if (calls.steps > 0) {
+        --calls.steps;
+    }
+    calls.changed.notify_all();
+    return 0;
+}
+
+guint __wrap_g_dbus_connection_signal_subscribe(GDBusConnection* connection, const char* sender,
+                                                const char* interface, const char* member,
+                                                const char* path, const char* arg0,
+                                                GDBusSignalFlags flags,
+                                                GDBusSignalCallback callback, void* userData,
+                                                GDestroyNotify destroy) {
+    const bool isPartners = std::strcmp(interface, "org.morva.javamw.DbusCommunication") == 0;
+    if (isPartners && Flag(&Calls::refuseSubscriptions)) {
+        return 0;
+    }
+    return __real_g_dbus_connection_signal_subscribe(connection, sender, interface, member, path,
+                                                     arg0, flags, callback, userData, destroy);
+}
+
+GVariant* __wrap_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
+                                        GDBusCallFlags flags, int timeout,
+                                        GCancellable* cancellable, GError** error) {
+    if (Flag(&Calls::loseReplies)) {
+        g_variant_unref(g_variant_ref_sink(parameters));
+        return nullptr;
+    }
+    return __real_g_dbus_proxy_call_sync(proxy, method, parameters, flags, timeout, cancellable,
+                                         error);
+}
+
+} // extern "C"
+
+void LibraryCalls::RefuseThreads(bool refuse) {
+    SetFlag(&Calls::refuseThreads, refuse);
+}
+
+void LibraryCalls::RefusePartnerSubscriptions(bool refuse) {
+    SetFlag(&Calls::refuseSubscriptions, refuse);
+}
+
+void LibraryCalls::LoseReplies(bool lose) {
+    SetFlag(&Calls::loseReplies, lose);
+}
+
+void LibraryCalls::HoldResendThread() {
+    SetFlag(&Calls::held, true);
+}
+
+void LibraryCalls::ReleaseResendThread() {
+    SetFlag(&Calls::held, false);
+}
+
+void LibraryCalls::StepResendThread() {
+    Calls& calls = TheCalls();
+    std::unique_lock<std::mutex> lock(calls.mutex);
+    calls.changed.wait(lock, [&] { return calls.waiting > 0 || calls.running == 0; });
+    if (calls.running == 0) {
+        return;
+    }
+    ++calls.steps;
+    calls.changed.notify_all();
+    calls.changed.wait(lock, [&] { return calls.steps == 0; });
+    calls.changed.wait(lock, [&] { return calls.waiting > 0 || calls.running == 0; });
+}
+
+bool LibraryCalls::ResendThreadRuns() {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    return calls.running > 0;
+}
+
+bool LibraryCalls::WaitForResendThreadsEnd() {
+    Calls& calls = TheCalls();
+    std::unique_lock<std::mutex> lock(calls.mutex);
+    return calls.changed.wait_for(lock, std::chrono::seconds(20),
+                                  [&] { return calls.running == 0; });
+}
+
+int LibraryCalls::ThreadsStarted() {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    return calls.started;
+}
+
+unsigned int LibraryCalls::LastSleep() {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    return calls.lastSleep;
+}

@@ -1,0 +1,49 @@
+// The few calls of the library to GDBus and to the system that no bus can make fail, or that would
+// wait for the clock. The linker puts these in between (--wrap); untouched, they pass everything
+// on.
+#ifndef APPLIST_TESTS_LIBRARYCALLS_H
+#define APPLIST_TESTS_LIBRARYCALLS_H
+
+namespace LibraryCalls {
+
+/** pthread_create fails with EAGAIN. */
+void RefuseThreads(bool refuse);
+
+/** g_dbus_connection_signal_subscribe gives 0 for the signals of a partner. */
+void RefusePartnerSubscriptions(bool refuse);
+
+/** g_dbus_proxy_call_sync gives neither a reply nor an error. */
+void LoseReplies(bool lose);
+
+/** The resend thread's usleep waits for StepResendThread instead of for the clock. */
+void HoldResendThread();
+
+/** Lets a held resend thread make one pass. Returns when it waits again or has ended. */
+void StepResendThread();
+
+/** The resend thread keeps its own time again; one that waits goes on at once. */
+void ReleaseResendThread();
+
+/** Whether a thread that the library started has not ended yet. */
+bool ResendThreadRuns();
+bool WaitForResendThreadsEnd();
+
+/** Since the start of the process. */
+int ThreadsStarted();
+
+/** The period that the resend thread last slept, in microseconds. */
+unsigned int LastSleep();
+
+} // namespace LibraryCalls
+
+/** The resend thread stands still for the length of a scope, but for the steps it is told. */
+class HeldResendThread {
+public:
+    HeldResendThread() { LibraryCalls::HoldResendThread(); }
+    ~HeldResendThread() { LibraryCalls::ReleaseResendThread(); }
+
+    HeldResendThread(const HeldResendThread&) = delete;
+    HeldResendThread& operator=(const HeldResendThread&) = delete;
+};
+
+#endif
