@@ -3,8 +3,12 @@
 #include <cstdio>
 
 #include "MainLoop.h"
+#include "SharedBus.h"
 
-ListTest::ListTest() : model(std::make_unique<RemoteAppListModel>()) {
+ListTest::ListTest() {
+    // Another test's lines name the same bus names.
+    CapturedLog::Clear();
+    model = std::make_unique<RemoteAppListModel>();
     MainLoop::IterateUntilIdle();
 }
 
@@ -13,8 +17,11 @@ ListTest::~ListTest() {
 }
 
 void ListTest::DestroyModel() {
+    if (model == nullptr) {
+        return;
+    }
     model.reset();
-    MainLoop::IterateUntilIdle();
+    EXPECT_TRUE(SharedBus::WaitUntilReleased());
 }
 
 std::vector<std::string> ListTest::Ids() {
@@ -26,8 +33,7 @@ std::vector<std::string> ListTest::Ids() {
 }
 
 ConnectedListTest::ConnectedListTest() : partner(std::make_unique<TestPartner>(bus)) {
-    g_autoptr(GDBusConnection) shared = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    hostName = g_dbus_connection_get_unique_name(shared);
+    hostName = SharedBus::CurrentUniqueName();
     partner->Announce("_SYN");
     const std::string ready = "HandleConnectionReady state=1, partner=" + partner->UniqueName();
     EXPECT_TRUE(
