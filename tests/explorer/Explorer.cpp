@@ -1,0 +1,307 @@
+#include "Explorer.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <CapturedLog.h>
+#include <DoubleHost.h>
+#include <LibraryCalls.h>
+#include <RecordingEndpoint.h>
+
+#include "HandshakeModel.h"
+
+namespace {
+
+using Trace = std::vector<std::string>;
+
+// So often everything is made anew: bus, connection and endpoint.
+constexpr long RUNS_PER_ENDPOINT = 1000;
+
+std::string Joined(const Trace& trace) {
+    std::string text;
+    for (const std::string& entry : trace) {
+        text += (text.empty() ? "" : "; ") + entry;
+    }
+    return text.empty() ? "nothing" : text;
+}
+
+// A partner's processes, one after the other, each with a unique name of its own.
+class PartnerNames {
+public:
+    explicit PartnerNames(int partner) : m_letter(static_cast<char>('A' + partner)) {}
+
+    std::string Current() const { return Name(m_current); }
+    bool IsGone() const { return m_vanished == m_current; }
+    void Restart() { ++m_current; }
+    /** The name that leaves next; the last one again when all have left. */
+    std::string Vanish() {
+        m_vanished = std::min(m_vanished + 1, m_current);
+        return Name(m_vanished);
+    }
+
+private:
+    std::string Name(int process) const {
+        return std::string(":2.") + m_letter + std::to_string(process);
+    }
+
+    char m_letter;
+    int m_current = 1;
+    int m_vanished = 0;
+};
+
+} // namespace
+
+/** The real side, in use for many schedules, and the model of the present one. */
+class ScheduleRun {
+public:
+    ScheduleRun(Explorer::Delivery delivery, Figures& figures)
+        : m_delivery(delivery), m_figures(figures) {
+        m_host.Bus().OnCall([this](const std::string& call) { OnBusCall(call); });
+        m_endpoint.emplace("Applist", [this](const std::string& report) { Append(report); });
+        m_ownName = g_dbus_connection_get_unique_name(m_host.Connection());
+        m_held.emplace();
+        TakeTrace();
+    }
+
+    ~ScheduleRun() {
+        m_held.reset();
+        m_endpoint.reset();
+        m_host.Bus().OnCall(nullptr);
+        MainLoop::IterateUntilIdle();
+    }
+
+    ScheduleRun(const ScheduleRun&) = delete;
+    ScheduleRun& operator=(const ScheduleRun&) = delete;
+
+    std::string Run(const Schedule& schedule) {
+        m_partners = {PartnerNames(0), PartnerNames(1)};
+        std::string done;
+        for (const Event& event : schedule) {
+            done += (done.empty() ? "" : ",") + EventText(event);
+            if (!CanHappen(event)) {
+                ++m_figures.skipped;
+                return CleanUp(done);
+            }
+            Apply(event);
+            const std::string difference = Compare(done);
+            if (!difference.empty()) {
+                return difference;
+            }
+        }
+        ++m_figures.schedules;
+        return CleanUp(done);
+    }
+
+private:
+    bool CanHappen(const Event& event) const {
+        const bool announces = event.kind == Event::TAKE || event.kind == Event::RELEASE;
+        return m_delivery == Explorer::Delivery::CALLBACKS || !announces ||
+               !Partner(event).IsGone();
+    }
+
+    void Apply(const Event& event) {
+        ++m_figures.events;
+        switch (event.kind) {
+        case Event::TAKE:
+            ChangeOwner(event.suffix, "", Partner(event).Current());
+            break;
+        case Event::RELEASE:
+            Release(event.suffix, Partner(event).Current());
+            break;
+        case Event::VANISH:
+            Vanish(Partner(event).Vanish());
+            break;
+        case Event::RESTART:
+            Partner(event).Restart();
+            break;
+        case Event::OWN_RELEASES:
+            for (const char* suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
+                ChangeOwner(suffix, m_ownName, "");
+            }
+            break;
+        case Event::REQUESTS_FAIL:
+            SetFault(BusFault::REQUEST);
+            break;
+        case Event::RELEASES_FAIL:
+            SetFault(BusFault::RELEASE);
+            break;
+        case Event::BUS_WORKS:
+            SetFault(BusFault::NONE);
+            break;
+        case Event::RESEND:
+            Resend();
+            break;
+        }
+    }
+
+    void Release(const std::string& suffix, const std::string& owner) {
+        ChangeOwner(suffix, owner, "");
+        m_model.OnRelease(suffix, owner);
+    }
+
+    void ChangeOwner(const std::string& suffix, const std::string& oldOwner,
+                     const std::string& newOwner) {
+        const std::string name = DoubleHost::PartnerName(suffix);
+        if (m_delivery == Explorer::Delivery::BUS) {
+            m_host.Bus().EmitNameOwnerChanged(name, oldOwner, newOwner);
+            DeliverAll();
+            return;
+        }
+        static const std::map<std::string, GDBusSignalCallback> callbacks = {
+            {"_SYN", JavaMWDbusRemote::cb_SynNameOwnerChanged},
+            {"_SYN_ACK", JavaMWDbusRemote::cb_SynAckNameOwnerChanged},
+            {"_ACK", JavaMWDbusRemote::cb_AckNameOwnerChanged}};
+        g_autoptr(GVariant) parameters = g_variant_ref_sink(
+            g_variant_new("(sss)", name.c_str(), oldOwner.c_str(), newOwner.c_str()));
+        callbacks.at(suffix)(m_host.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                             "org.freedesktop.DBus", "NameOwnerChanged", parameters, Endpoint());
+    }
+
+    void Vanish(const std::string& name) {
+        if (m_delivery == Explorer::Delivery::BUS) {
+            m_host.Bus().Vanish(name);
+            DeliverAll();
+        } else {
+            JavaMWDbusRemote::cb_PartnerNameVanished(m_host.Connection(), name.c_str(), Endpoint());
+        }
+        m_model.OnVanished(name);
+    }
+
+    void Resend() {
+        if (LibraryCalls::ResendThreadRuns()) {
+            LibraryCalls::StepResendThread();
+        } else {
+            JavaMWDbusRemote::OnResendHandshake(Endpoint());
+        }
+        m_model.OnResend();
+    }
+
+    void SetFault(BusFault fault) {
+        m_host.Bus().ForgetScripts();
+        if (fault == BusFault::REQUEST) {
+            m_host.Bus().Script("RequestName", BusDouble::Reply::Code(3));
+        } else if (fault == BusFault::RELEASE) {
+            m_host.Bus().Script("ReleaseName",
+                                BusDouble::Reply::Error("org.freedesktop.DBus.Error.NoReply", ""));
+        }
+        m_model.SetFault(fault);
+    }
+
+    // Twice: what the first round leads to, like the answer that starts a name watch, is in too.
+    void DeliverAll() {
+        if (!m_host.Deliver() || !m_host.Deliver()) {
+            g_error("The bus double's signals are not delivered");
+        }
+        MainLoop::IterateUntilIdle();
+    }
+
+    std::string CleanUp(const std::string& done) {
+        SetFault(BusFault::NONE);
+        if (m_model.IsBound()) {
+            Vanish(std::string(m_model.Partner()));
+        }
+        Resend();
+        Release("_SYN", ":2.Z");
+        Release("_ACK", ":2.Z");
+        std::string difference = Compare(done + ", then a new partner");
+        if (difference.empty() && !m_endpoint->IsConnectionReady()) {
+            difference = "after " + done + " a new partner does not connect";
+        }
+        Vanish(":2.Z");
+        if (difference.empty()) {
+            difference = Compare(done + ", then a new partner, then its loss");
+        }
+        m_host.Bus().ForgetVanished();
+        m_host.Bus().ForgetCalls();
+        MainLoop::IterateUntilIdle();
+        CapturedLog::Clear();
+        return difference;
+    }
+
+    std::string Compare(const std::string& done) {
+        const int threads = LibraryCalls::ThreadsStarted();
+        for (; m_threadsSeen < threads; ++m_threadsSeen) {
+            Append("thread");
+        }
+        m_figures.states.insert(m_model.Text());
+        const Trace seen = TakeTrace();
+        const Trace expected = m_model.TakeTrace();
+        Count(seen);
+        if (seen == expected && m_endpoint->IsConnectionReady() == m_model.IsReady()) {
+            return {};
+        }
+        return "after " + done + "\n  expected: " + Joined(expected) +
+               (m_model.IsReady() ? " (ready)" : " (not ready)") + "\n  seen:     " + Joined(seen) +
+               (m_endpoint->IsConnectionReady() ? " (ready)" : " (not ready)");
+    }
+
+    void Count(const Trace& trace) {
+        for (const std::string& entry : trace) {
+            const std::string word = entry.substr(0, entry.find(' '));
+            m_figures.announcements += word == "RequestName" ? 1 : 0;
+            m_figures.ready += word == "ready" ? 1 : 0;
+            m_figures.lost += word == "lost" ? 1 : 0;
+            m_figures.threads += word == "thread" ? 1 : 0;
+        }
+    }
+
+    void OnBusCall(const std::string& call) {
+        const std::string name = std::string("Name ") + DoubleHost::BASE_NAME;
+        const auto at = call.find(name);
+        if (at != std::string::npos && at != 0) {
+            Append(call.substr(0, at) + "Name " + call.substr(at + name.size()));
+        }
+    }
+
+    void Append(const std::string& entry) {
+        const std::lock_guard<std::mutex> lock(m_traceMutex);
+        m_trace.push_back(entry);
+    }
+    Trace TakeTrace() {
+        const std::lock_guard<std::mutex> lock(m_traceMutex);
+        return std::exchange(m_trace, {});
+    }
+
+    void* Endpoint() { return static_cast<JavaMWDbusRemote*>(&*m_endpoint); }
+    PartnerNames& Partner(const Event& event) {
+        return m_partners[static_cast<std::size_t>(event.partner)];
+    }
+    const PartnerNames& Partner(const Event& event) const {
+        return m_partners[static_cast<std::size_t>(event.partner)];
+    }
+
+    Explorer::Delivery m_delivery;
+    Figures& m_figures;
+    DoubleHost m_host;
+    std::mutex m_traceMutex;
+    Trace m_trace;
+    std::optional<RecordingEndpoint> m_endpoint;
+    std::optional<HeldResendThread> m_held;
+    std::string m_ownName;
+    HandshakeModel m_model;
+    std::vector<PartnerNames> m_partners;
+    int m_threadsSeen = LibraryCalls::ThreadsStarted();
+};
+
+Explorer::Explorer(Delivery delivery) : m_delivery(delivery) {}
+
+Explorer::~Explorer() = default;
+
+std::string Explorer::Run(const Schedule& schedule) {
+    if (m_run == nullptr || m_runsSinceStart == RUNS_PER_ENDPOINT) {
+        m_run.reset();
+        m_run = std::make_unique<ScheduleRun>(m_delivery, m_figures);
+        m_runsSinceStart = 0;
+    }
+    ++m_runsSinceStart;
+    std::string difference = m_run->Run(schedule);
+    if (!difference.empty()) {
+        // What state the endpoint is in now nobody knows.
+        m_run.reset();
+    }
+    return difference;
+}

@@ -1,0 +1,44 @@
+// What an endpoint must do, as a plain table of states: no bus, no threads, no locks. It is written
+// apart from the library and shares nothing with it.
+#ifndef APPLIST_TESTS_HANDSHAKEMODEL_H
+#define APPLIST_TESTS_HANDSHAKEMODEL_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+/** The bus as the model sees it: which call of an announcement fails. */
+enum class BusFault { NONE, REQUEST, RELEASE };
+
+class HandshakeModel {
+public:
+    /** What is to be seen from the outside, in order; taken away by asking. */
+    std::vector<std::string> TakeTrace();
+
+    void SetFault(BusFault fault) { m_fault = fault; }
+    void OnRelease(const std::string& suffix, const std::string& owner);
+    void OnVanished(const std::string& name);
+    void OnResend();
+
+    bool IsReady() const { return m_state == 3; }
+    bool IsBound() const { return m_bound; }
+    const std::string& Partner() const { return m_partner; }
+
+    /** All of the state in one text. */
+    std::string Text() const;
+
+private:
+    void BindAndAnswer(const std::string& partner, const std::string& answer);
+    bool Announce(const std::string& suffix);
+    void Announced(const std::string& answer);
+
+    int m_state = 1;
+    bool m_bound = false;
+    std::string m_partner;
+    std::map<std::string, std::string> m_owed;
+    bool m_threadRuns = false;
+    BusFault m_fault = BusFault::NONE;
+    std::vector<std::string> m_trace;
+};
+
+#endif
