@@ -1,0 +1,25 @@
+// The warnings and criticals that GLib and GIO print in this process, caught while this lives.
+#ifndef APPLIST_TESTS_GLIBLOG_H
+#define APPLIST_TESTS_GLIBLOG_H
+
+#include <string>
+#include <vector>
+
+#include <glib.h>
+
+class GLibLog {
+public:
+    GLibLog();
+    ~GLibLog();
+
+    GLibLog(const GLibLog&) = delete;
+    GLibLog& operator=(const GLibLog&) = delete;
+
+    /** Each as "domain: message". */
+    std::vector<std::string> Messages() const;
+
+private:
+    GLogFunc m_before;
+};
+
+#endif
