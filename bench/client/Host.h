@@ -1,0 +1,83 @@
+// What the client process uses of the library: the list through its public entry points, and an
+// endpoint of the channel with an id of its own. Connected to the partner once constructed.
+#ifndef APPLIST_BENCH_CLIENT_HOST_H
+#define APPLIST_BENCH_CLIENT_HOST_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include <applist/AppListItem.h>
+#include <applist/AppListModel.h>
+#include <applist/AppListProxy.h>
+#include <applist/ItemChangeListener.h>
+#include <ipc/javamw-dbus-remote.h>
+
+class Item : public AppListItem {
+public:
+    Item(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
+    std::string GetVisibleName() override { return m_name; }
+    std::string GetUnigueId() override { return m_id; }
+
+    std::string Record() const { return m_name + "\n" + m_id + "\n"; }
+
+private:
+    std::string m_name;
+    std::string m_id;
+};
+
+/** The channel by itself: knows its partner and counts notifications. */
+class Endpoint : public JavaMWDbusRemote {
+public:
+    explicit Endpoint(const std::string& id) : JavaMWDbusRemote(id) {}
+    ~Endpoint() override { StopHandlers(); }
+
+    void HandleConnectionReady(bool ready, const std::string& partner) override {
+        m_partner = ready ? partner : "";
+    }
+    void HandleNotification(std::vector<char>& /*data*/) override { ++m_received; }
+
+    const std::string& Partner() const { return m_partner; }
+    unsigned long Received() const { return m_received; }
+
+private:
+    std::string m_partner;
+    unsigned long m_received = 0;
+};
+
+class Host : private ItemChangeListener {
+public:
+    /** Ends the program when no partner answers. */
+    Host();
+
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    AppListProxy& List() { return m_list; }
+    /** Waits for an event of the partner first, which brings the model. */
+    AppListModel& Model();
+    Endpoint& Channel() { return m_endpoint; }
+    GDBusConnection* Connection() const { return m_connection; }
+    const char* UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
+
+    /** Iterates the main context. @return whether @p happened became true within ten seconds. */
+    static bool IterateUntil(const std::function<bool()>& happened);
+
+private:
+    void OnItemChangeEvent(AppListModel* model) override { m_model = model; }
+
+    // The list first: its handshake is then complete when the endpoint's is.
+    AppListProxy m_list;
+    Endpoint m_endpoint;
+    GDBusConnection* m_connection;
+    AppListModel* m_model = nullptr;
+};
+
+/** The bytes of a request on the bus. */
+std::vector<char> Framed(const std::string& payload, int id);
+
+#endif

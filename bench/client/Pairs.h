@@ -1,0 +1,48 @@
+// Takes measurements pair by pair: in each round the reference, the library and the reference once
+// more (the control) run one after the other, in an order that changes from round to round so that
+// none always comes first or after the same neighbour.
+#ifndef APPLIST_BENCH_PAIRS_H
+#define APPLIST_BENCH_PAIRS_H
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+#include "ResultFile.h"
+
+struct Lanes {
+    std::function<void()> reference;
+    std::function<void()> library;
+    std::function<void()> control;
+    // Not measured, before and after each round.
+    std::function<void()> prepare = [] {};
+    std::function<void()> finish = [] {};
+};
+
+/** What each round took, in seconds: by the clock, and of processor time in all threads. */
+class Pairs {
+public:
+    /** The first @p warmUp rounds are run and not recorded; after that nothing is discarded. */
+    Pairs(const Lanes& lanes, std::size_t warmUp, std::size_t rounds);
+
+    /** Adds medians, spreads and ratios to @p result. */
+    void Report(Result& result) const;
+
+private:
+    struct Samples {
+        std::vector<double> wall;
+        std::vector<double> processCpu;
+        std::vector<double> threadCpu;
+    };
+
+    static constexpr int REFERENCE = 0;
+    static constexpr int LIBRARY = 1;
+    static constexpr int CONTROL = 2;
+
+    void RunRound(const Lanes& lanes, std::size_t round, bool recorded);
+
+    Samples m_samples[3];
+    std::size_t m_warmUp;
+};
+
+#endif

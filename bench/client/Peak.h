@@ -1,0 +1,14 @@
+// How much memory one large request needs at its peak, in a process that does nothing else.
+#ifndef APPLIST_BENCH_PEAK_H
+#define APPLIST_BENCH_PEAK_H
+
+#include <cstddef>
+#include <string>
+
+/**
+ * Sends one request of @p bytes and writes the growth of the peak to standard output, in bytes.
+ * @param kind "reference", "sendmessage" or "additematend"
+ */
+void MeasurePeak(const std::string& kind, std::size_t bytes);
+
+#endif

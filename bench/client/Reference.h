@@ -1,0 +1,55 @@
+// The floor that everything is compared with: bare GDBus on a connection of its own, to the same
+// object of the same partner, with the same bytes.
+#ifndef APPLIST_BENCH_REFERENCE_H
+#define APPLIST_BENCH_REFERENCE_H
+
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+class Reference {
+public:
+    /** Talks to @p partner, a unique bus name. Ends the program when there is no bus. */
+    explicit Reference(std::string partner);
+    ~Reference();
+
+    Reference(const Reference&) = delete;
+    Reference& operator=(const Reference&) = delete;
+
+    const char* UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
+
+    /** One request: a call of "Send" whose reply is thrown away. */
+    void Call(const char* path, const std::vector<char>& data) const;
+
+    /** One notification. */
+    void Emit(const char* path, const std::vector<char>& data) const;
+
+    /** From here on the partner's notifications from @p path are counted in Received. */
+    void Subscribe(const char* path);
+    unsigned long Received() const { return m_received; }
+
+    GDBusConnection* Connection() const { return m_connection; }
+
+    /**
+     * How many notifications the partner has got since it was last asked. The question waits
+     * behind what was emitted on @p connection before.
+     */
+    unsigned long PartnerCount(GDBusConnection* connection) const;
+
+    /** Asks the partner to emit; does not wait. */
+    void AskToEmit(const std::string& destination, const char* path, unsigned count, unsigned size,
+                   int id) const;
+
+private:
+    static void OnSignal(GDBusConnection* connection, const char* sender, const char* path,
+                         const char* interface, const char* signal, GVariant* parameters,
+                         void* self);
+
+    GDBusConnection* m_connection = nullptr;
+    std::string m_partner;
+    unsigned long m_received = 0;
+    unsigned long m_bytes = 0;
+};
+
+#endif

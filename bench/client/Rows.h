@@ -1,0 +1,18 @@
+// What is measured pair by pair in the client process, row by row.
+#ifndef APPLIST_BENCH_ROWS_H
+#define APPLIST_BENCH_ROWS_H
+
+#include <functional>
+#include <string>
+
+/** Where a run writes its results and which of the rows it takes. */
+struct Run {
+    std::string out;
+    std::string log;                                  ///< the room's name, noted with each row
+    std::function<bool(const std::string&)> isWanted; ///< asked with the row's name
+    bool quick = false;
+};
+
+void RunRows(const Run& run);
+
+#endif

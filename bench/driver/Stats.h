@@ -1,0 +1,26 @@
+// Medians with their spread. Nothing is discarded: every sample counts.
+#ifndef APPLIST_BENCH_STATS_H
+#define APPLIST_BENCH_STATS_H
+
+#include <cstddef>
+#include <vector>
+
+namespace Stats {
+
+struct Spread {
+    double median = 0;
+    double q1 = 0;
+    double q3 = 0;
+    double low95 = 0;  ///< the median's 95 % confidence interval, from the order of the samples
+    double high95 = 0; ///< (no assumption about how they are distributed)
+    std::size_t count = 0;
+};
+
+Spread Of(std::vector<double> samples);
+
+/** The ratios of samples taken pair by pair. */
+std::vector<double> Ratios(const std::vector<double>& of, const std::vector<double>& to);
+
+} // namespace Stats
+
+#endif

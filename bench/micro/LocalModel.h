@@ -1,0 +1,47 @@
+// A model without a bus, and items for it.
+#ifndef APPLIST_BENCH_LOCALMODEL_H
+#define APPLIST_BENCH_LOCALMODEL_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <applist/RemoteAppListModel.h>
+
+/** Items as hosts have them: texts are copied out at each question. */
+class LocalItems {
+public:
+    explicit LocalItems(long count) {
+        for (long number = 0; number < count; ++number) {
+            const std::string digits = std::to_string(10000 + number);
+            m_items.push_back(
+                std::make_unique<Item>("Application " + digits, "application." + digits));
+            m_pointers.push_back(m_items.back().get());
+        }
+    }
+
+    const std::vector<AppListItem*>& Pointers() const { return m_pointers; }
+
+private:
+    class Item : public AppListItem {
+    public:
+        Item(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
+        std::string GetVisibleName() override { return m_name; }
+        std::string GetUnigueId() override { return m_id; }
+
+    private:
+        std::string m_name;
+        std::string m_id;
+    };
+
+    std::vector<std::unique_ptr<Item>> m_items;
+    std::vector<AppListItem*> m_pointers;
+};
+
+/** One for the whole process, as there is in a host. */
+inline RemoteAppListModel& LocalModel() {
+    static auto* const model = new RemoteAppListModel();
+    return *model;
+}
+
+#endif
