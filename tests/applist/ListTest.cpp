@@ -5,6 +5,13 @@
 #include "MainLoop.h"
 #include "SharedBus.h"
 
+bool ConnectPartner(TestPartner& partner) {
+    partner.Announce("_SYN");
+    const std::string ready = "HandleConnectionReady state=1, partner=" + partner.UniqueName();
+    return MainLoop::IterateUntil(
+        [&] { return CapturedLog::Count(CapturedLog::DEBUG, ready) == 1; });
+}
+
 ListTest::ListTest() {
     // Another test's lines name the same bus names.
     CapturedLog::Clear();
@@ -34,10 +41,7 @@ std::vector<std::string> ListTest::Ids() {
 
 ConnectedListTest::ConnectedListTest() : partner(std::make_unique<TestPartner>(bus)) {
     hostName = SharedBus::CurrentUniqueName();
-    partner->Announce("_SYN");
-    const std::string ready = "HandleConnectionReady state=1, partner=" + partner->UniqueName();
-    EXPECT_TRUE(
-        MainLoop::IterateUntil([&] { return CapturedLog::Count(CapturedLog::DEBUG, ready) == 1; }));
+    EXPECT_TRUE(ConnectPartner(*partner));
     CapturedLog::Clear();
 }
 
@@ -51,14 +55,14 @@ void ConnectedListTest::Notify(const std::string& bytes) {
         return CapturedLog::Count(CapturedLog::DEBUG, "IPC HandleNotification");
     };
     const std::size_t before = handled();
-    partner->Notify(hostName, ListBytes::Vector(bytes));
+    partner->Notify(hostName, ByteVector(bytes));
     // The line is the first of a delivery, which is over when the iteration returns.
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return handled() == before + 1; }));
 }
 
 void ConnectedListTest::PartnerSelects(const std::string& reply) {
     partner->AnswerWith([reply](const TestPartner::Bytes& request) {
-        return ListBytes::String(request) == ListBytes::GET_SELECTION ? ListBytes::Vector(reply)
+        return ListBytes::String(request) == ListBytes::GET_SELECTION ? ByteVector(reply)
                                                                       : TestPartner::Bytes();
     });
 }

@@ -11,10 +11,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Bytes.h"
 #include "CapturedLog.h"
 #include "ListBytes.h"
 #include "PrivateBus.h"
 #include "TestPartner.h"
+
+/** Has @p partner announce itself. @return whether the model's channel became ready for it. */
+bool ConnectPartner(TestPartner& partner);
 
 /** A model that no partner has found. */
 class ListTest : public testing::Test {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "ListTest.h"
-#include "MainLoop.h"
 #include "TestItem.h"
 
 using namespace std::string_literals;
@@ -99,13 +98,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(WithoutAPartner, NothingIsKeptForAPartnerThatComesLater) {
     TestPartner partner(bus);
-    partner.Announce("_SYN");
-    ASSERT_TRUE(MainLoop::IterateUntil([&] {
-        return CapturedLog::Count(CapturedLog::DEBUG, "HandleConnectionReady state=1, partner=" +
-                                                          partner.UniqueName()) == 1;
-    }));
+    ASSERT_TRUE(ConnectPartner(partner));
     model->SetClicked(&other);
-    EXPECT_THAT(partner.Requests(), ElementsAre(ListBytes::Vector("B\n2\n\xD6\x07\0\0"s)));
+    EXPECT_THAT(partner.Requests(), ElementsAre(ByteVector("B\n2\n\xD6\x07\0\0"s)));
     DestroyModel();
 }
 

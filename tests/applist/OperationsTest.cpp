@@ -502,7 +502,7 @@ TEST_F(Operations, GetRemoteSelectionDataAsksWithTheIdAloneAndReturnsTheReplyUnc
 }
 
 TEST_F(Operations, DiscardWhatThePartnerAnswers) {
-    partner->AnswerWith([](const TestPartner::Bytes&) { return ListBytes::Vector("B\n2\n"); });
+    partner->AnswerWith([](const TestPartner::Bytes&) { return ByteVector("B\n2\n"); });
     model->AddItemAtEnd(&a);
     model->SetSelection(&a);
     model->SetClicked(&a);

@@ -25,7 +25,7 @@ protected:
 
     Fields Deserialized(const std::string& bytes) {
         Fields fields;
-        for (RemoteAppListItem& item : model->Deserialize(ListBytes::Vector(bytes))) {
+        for (RemoteAppListItem& item : model->Deserialize(ByteVector(bytes))) {
             fields.emplace_back(item.GetVisibleName(), item.GetUnigueId());
         }
         return fields;

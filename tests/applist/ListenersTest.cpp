@@ -1,0 +1,281 @@
+// Listeners: their registration, the order of the calls, and what a listener may do to the walk.
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "ListTest.h"
+#include "TestListener.h"
+
+using LogLines::Model;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/** One kind of listener: its operations and its event, under one shape. */
+struct Kind {
+    const char* caseName;
+    std::function<void(AppListModel&, TestListener*)> add;
+    std::function<void(AppListModel&, TestListener*)> remove;
+    std::string addOperation;
+    int id;
+    std::string eventText; ///< the log's, without the number of listeners
+};
+
+const Kind KINDS[] = {
+    {"Selection", [](auto& model, auto* listener) { model.AddItemSelectionListener(listener); },
+     [](auto& model, auto* listener) { model.RemoveItemSelectionListener(listener); },
+     "AddItemSelectionListener", 2, "ItemSelectionEvent from local model. Listeners :"},
+    {"Change", [](auto& model, auto* listener) { model.AddItemChangeListener(listener); },
+     [](auto& model, auto* listener) { model.RemoveItemChangeListener(listener); },
+     "AddItemChangeListener", 1, "ItemChageEvent from local model. Listeners :"},
+    {"Click", [](auto& model, auto* listener) { model.AddItemClickedListener(listener); },
+     [](auto& model, auto* listener) { model.RemoveItemClickedListener(listener); },
+     "AddItemClickedListener", 3, "ItemClickedEvent from local model. Listeners :"},
+};
+
+std::string CaseName(const testing::TestParamInfo<Kind>& row) {
+    return row.param.caseName;
+}
+
+/** Three listeners, A, B and C, of one kind, which write their names into the calls. */
+class Listeners : public ListTest, public testing::WithParamInterface<Kind> {
+protected:
+    Listeners() { CapturedLog::Clear(); }
+
+    void Add(TestListener& listener) { GetParam().add(*model, &listener); }
+    void Remove(TestListener& listener) { GetParam().remove(*model, &listener); }
+
+    /** @return who was called, in order. */
+    std::vector<std::string> CallsOfAnEvent() {
+        calls.clear();
+        model->OnNotificationReceive(GetParam().id, {});
+        return calls;
+    }
+
+    /** How often the log told of an event with so many listeners. */
+    std::size_t EventsLoggedWith(const std::string& listeners) {
+        return CapturedLog::Count(CapturedLog::DEBUG, GetParam().eventText + listeners);
+    }
+
+    TestListener::Event Calls(const std::string& name) {
+        return [this, name](AppListModel*) { calls.push_back(name); };
+    }
+
+    /** The event of a listener that first writes its name and then does @p more. */
+    void Replace(TestListener& listener, const TestListener::Event& event) {
+        listener.onSelection = listener.onChange = listener.onClicked = event;
+    }
+
+    std::vector<std::string> calls;
+    TestListener a{Calls("A")};
+    TestListener b{Calls("B")};
+    TestListener c{Calls("C")};
+};
+
+INSTANTIATE_TEST_SUITE_P(OfKind, Listeners, testing::ValuesIn(KINDS), CaseName);
+
+} // namespace
+
+TEST_P(Listeners, AreCalledOncePerEventInTheOrderOfRegistration) {
+    Add(b);
+    Add(c);
+    Add(a);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("B", "C", "A"));
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("B", "C", "A"));
+    EXPECT_EQ(EventsLoggedWith("3"), 2U);
+}
+
+TEST_P(Listeners, AreGivenTheModelThatHoldsTheRegistration) {
+    AppListModel* told = nullptr;
+    Replace(a, [&](AppListModel* with) { told = with; });
+    Add(a);
+    CallsOfAnEvent();
+    EXPECT_EQ(told, model.get());
+}
+
+TEST_P(Listeners, LogTheirAddingWithTheNameOfTheOperation) {
+    Add(a);
+    EXPECT_THAT(LogLines::All(),
+                ElementsAre(Model(GetParam().addOperation, GetParam().addOperation)));
+}
+
+TEST_P(Listeners, AddedTwiceKeepTheirFirstPlaceAndLogBothTimes) {
+    Add(a);
+    Add(b);
+    Add(a);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, GetParam().addOperation), 3U);
+}
+
+TEST_P(Listeners, AddedTwiceAreGoneAfterOneRemoval) {
+    Add(a);
+    Add(a);
+    Remove(a);
+    EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
+}
+
+TEST_P(Listeners, CloseTheGapOfARemovedOneAndTakeItBackAtTheEnd) {
+    Add(a);
+    Add(b);
+    Add(c);
+    Remove(b);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "C"));
+    Add(b);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "C", "B"));
+}
+
+TEST_P(Listeners, AreRemovedWithoutALogLine) {
+    Add(a);
+    CapturedLog::Clear();
+    Remove(a);
+    EXPECT_THAT(LogLines::All(), IsEmpty());
+}
+
+TEST_P(Listeners, NeverAddedAreRemovedWithoutEffectAndWithoutALogLine) {
+    Add(a);
+    CapturedLog::Clear();
+    Remove(b);
+    EXPECT_THAT(LogLines::All(), IsEmpty());
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
+}
+
+TEST_P(Listeners, MayBeNoneAndAreCountedAsZero) {
+    EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
+    EXPECT_EQ(EventsLoggedWith("0"), 1U);
+}
+
+TEST_P(Listeners, RegisteredAfterAnEventDoNotHearOfIt) {
+    CallsOfAnEvent();
+    Add(a);
+    EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_P(Listeners, OfOneKindHearOnlyTheEventsOfThatKind) {
+    Add(a);
+    for (const int id : {1, 2, 3, 4, 5}) {
+        if (id != GetParam().id) {
+            model->OnNotificationReceive(id, {});
+        }
+    }
+    EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_P(Listeners, RemovedOfOneKindStayRegisteredForTheOthers) {
+    for (const Kind& kind : KINDS) {
+        kind.add(*model, &a);
+    }
+    Remove(a);
+    for (const int id : {1, 2, 3}) {
+        model->OnNotificationReceive(id, {});
+    }
+    EXPECT_THAT(calls, ElementsAre("A", "A"));
+    EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
+}
+
+TEST_P(Listeners, RegisteredAsNullAreCountedAndPassedOver) {
+    GetParam().add(*model, nullptr);
+    Add(a);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
+    EXPECT_EQ(EventsLoggedWith("2"), 1U);
+    GetParam().remove(*model, nullptr);
+    CallsOfAnEvent();
+    EXPECT_EQ(EventsLoggedWith("1"), 1U);
+}
+
+// Listeners that break their contract
+
+TEST_P(Listeners, RemovedByAnotherBeforeTheirTurnAreNotCalled) {
+    Replace(a, [this](AppListModel*) {
+        calls.emplace_back("A");
+        Remove(c);
+    });
+    Add(a);
+    Add(b);
+    Add(c);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
+}
+
+TEST_P(Listeners, RemovedAllByTheFirstEndTheWalkThere) {
+    Replace(a, [this](AppListModel*) {
+        calls.emplace_back("A");
+        Remove(a);
+        Remove(b);
+        Remove(c);
+    });
+    Add(a);
+    Add(b);
+    Add(c);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
+    EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
+}
+
+TEST_P(Listeners, ThatRemoveThemselvesAreNotCalledAgainAndTheRestIs) {
+    Replace(b, [this](AppListModel*) {
+        calls.emplace_back("B");
+        Remove(b);
+    });
+    Add(a);
+    Add(b);
+    Add(c);
+    // Whether C hears this one event is open: it has moved to the place that was just called.
+    EXPECT_THAT(CallsOfAnEvent(),
+                testing::AnyOf(ElementsAre("A", "B"), ElementsAre("A", "B", "C")));
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "C"));
+}
+
+TEST_P(Listeners, ThatRemoveThemselvesAsTheLastEndTheWalk) {
+    Replace(b, [this](AppListModel*) {
+        calls.emplace_back("B");
+        Remove(b);
+    });
+    Add(a);
+    Add(b);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
+}
+
+TEST_P(Listeners, AddedDuringAnEventHearTheNextOneOnly) {
+    Replace(a, [this](AppListModel*) {
+        calls.emplace_back("A");
+        Add(b);
+    });
+    Add(a);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
+}
+
+TEST_P(Listeners, AddedDuringAnEventInNumbersLeaveTheWalkIntact) {
+    std::vector<std::unique_ptr<TestListener>> many;
+    for (int i = 0; i < 1000; ++i) {
+        many.push_back(std::make_unique<TestListener>());
+    }
+    Replace(a, [&](AppListModel*) {
+        calls.emplace_back("A");
+        for (const auto& listener : many) {
+            Add(*listener);
+        }
+    });
+    Add(a);
+    Add(b);
+    EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
+}
+
+// One object of several kinds
+
+TEST_F(ListTest, OneObjectOfTwoKindsIsCalledOncePerEventOfEachKind) {
+    int selections = 0;
+    int clicks = 0;
+    TestListener listener;
+    listener.onSelection = [&](AppListModel*) { ++selections; };
+    listener.onClicked = [&](AppListModel*) { ++clicks; };
+    model->AddItemSelectionListener(&listener);
+    model->AddItemClickedListener(&listener);
+    model->OnNotificationReceive(2, {});
+    EXPECT_EQ(selections, 1);
+    EXPECT_EQ(clicks, 0);
+    model->OnNotificationReceive(3, {});
+    EXPECT_EQ(selections, 1);
+    EXPECT_EQ(clicks, 1);
+}

@@ -1,0 +1,168 @@
+// The model's lock: held while items are read, never while the partner or a listener is called.
+#include <atomic>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "ListTest.h"
+#include "LockProbe.h"
+#include "TestItem.h"
+#include "TestListener.h"
+
+namespace {
+
+class Locks : public ConnectedListTest {
+protected:
+    Locks() { model->AddItemAtEnd(&inList); }
+
+    TestItem inList{"A", "1"};
+    TestItem other{"B", "2"};
+    LockProbe probe{*model};
+};
+
+} // namespace
+
+// While the partner is asked
+
+struct RequestRow {
+    const char* caseName;
+    std::function<void(RemoteAppListModel& model, TestItem& inList, TestItem& other)> request;
+};
+
+class LocksDuringARequest : public Locks, public testing::WithParamInterface<RequestRow> {};
+
+TEST_P(LocksDuringARequest, AreFree) {
+    std::atomic<int> requests{0};
+    std::atomic<int> freeOnes{0};
+    partner->AnswerWith([&](const TestPartner::Bytes&) {
+        ++requests;
+        freeOnes += probe.LockIsFree() ? 1 : 0;
+        return TestPartner::Bytes();
+    });
+    GetParam().request(*model, inList, other);
+    EXPECT_GT(requests, 0);
+    EXPECT_EQ(freeOnes, requests);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, LocksDuringARequest,
+    testing::Values(
+        RequestRow{"SetSelection", [](auto& m, auto& a, auto&) { m.SetSelection(&a); }},
+        RequestRow{"SetClicked", [](auto& m, auto& a, auto&) { m.SetClicked(&a); }},
+        RequestRow{"RemoveAllItems", [](auto& m, auto&, auto&) { m.RemoveAllItems(); }},
+        RequestRow{"AddItems",
+                   [](auto& m, auto& a, auto& b) {
+                       m.AddItems({&a, &b});
+                   }},
+        RequestRow{"AddItemAtEnd", [](auto& m, auto&, auto& b) { m.AddItemAtEnd(&b); }},
+        RequestRow{"RemoveItem", [](auto& m, auto& a, auto&) { m.RemoveItem(&a); }},
+        RequestRow{"ModifyItem", [](auto& m, auto& a, auto& b) { m.ModifyItem(&a, &b); }},
+        RequestRow{"SelectionEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(2, {}); }},
+        RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
+    [](const auto& row) { return row.param.caseName; });
+
+// While items are read
+
+class LocksDuringARead : public Locks, public testing::WithParamInterface<RequestRow> {};
+
+TEST_P(LocksDuringARead, AreHeld) {
+    PartnerSelects("A\n1\n");
+    int reads = 0;
+    int heldOnes = 0;
+    inList.onRead = [&](const std::string&) {
+        ++reads;
+        heldOnes += probe.LockIsHeld() ? 1 : 0;
+    };
+    GetParam().request(*model, inList, other);
+    inList.onRead = nullptr;
+    EXPECT_GT(reads, 0);
+    EXPECT_EQ(heldOnes, reads);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, LocksDuringARead,
+    testing::Values(
+        RequestRow{"SetSelection", [](auto& m, auto& a, auto&) { m.SetSelection(&a); }},
+        RequestRow{"AddItems",
+                   [](auto& m, auto& a, auto& b) {
+                       m.AddItems({&a, &b});
+                   }},
+        RequestRow{"AddItemAtEnd", [](auto& m, auto& a, auto&) { m.AddItemAtEnd(&a); }},
+        RequestRow{"RemoveItem", [](auto& m, auto& a, auto&) { m.RemoveItem(&a); }},
+        RequestRow{"ModifyItem", [](auto& m, auto& a, auto& b) { m.ModifyItem(&a, &b); }},
+        RequestRow{"SelectionEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(2, {}); }},
+        RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
+    [](const auto& row) { return row.param.caseName; });
+
+TEST_F(Locks, AreNotTakenByAClick) {
+    int reads = 0;
+    inList.onRead = [&](const std::string&) {
+        ++reads;
+        EXPECT_TRUE(probe.LockIsFree());
+    };
+    model->SetClicked(&inList);
+    inList.onRead = nullptr;
+    EXPECT_GT(reads, 0);
+}
+
+TEST_F(Locks, AreReleasedWhenAnItemThrows) {
+    inList.onRead = [](const std::string&) { throw std::runtime_error("no name"); };
+    EXPECT_THROW(model->SetSelection(&inList), std::runtime_error);
+    EXPECT_THROW(model->AddItems({&inList, &other}), std::runtime_error);
+    EXPECT_THROW(model->RemoveItem(&inList), std::runtime_error);
+    EXPECT_THROW(model->ModifyItem(&inList, &other), std::runtime_error);
+    inList.onRead = nullptr;
+    EXPECT_TRUE(probe.LockIsFree());
+}
+
+// While listeners are called
+
+struct EventRow {
+    const char* caseName;
+    int id;
+};
+
+class LocksDuringAnEvent : public Locks, public testing::WithParamInterface<EventRow> {};
+
+TEST_P(LocksDuringAnEvent, AreFree) {
+    int calls = 0;
+    TestListener listener([&](AppListModel*) {
+        ++calls;
+        EXPECT_TRUE(probe.LockIsFree());
+    });
+    model->AddItemSelectionListener(&listener);
+    model->AddItemChangeListener(&listener);
+    model->AddItemClickedListener(&listener);
+    model->OnNotificationReceive(GetParam().id, {});
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_P(LocksDuringAnEvent, LetAListenerCallAnyOperationOfTheModel) {
+    TestListener otherKind;
+    int calls = 0;
+    TestListener listener([&](AppListModel* told) {
+        ASSERT_TRUE(probe.LockIsFree());
+        ++calls;
+        told->AddItems({&other});
+        told->AddItemAtEnd(&other);
+        told->SetSelection(&other);
+        EXPECT_EQ(told->GetSelection(), &other);
+        told->SetClicked(&other);
+        EXPECT_EQ(told->GetItemsCount(), 3);
+        told->ModifyItem(&inList, &other);
+        told->RemoveItem(&other);
+        EXPECT_EQ(told->GetAllItems().size(), 2U);
+        told->RemoveAllItems();
+    });
+    model->AddItemSelectionListener(&listener);
+    model->AddItemChangeListener(&listener);
+    model->AddItemClickedListener(&listener);
+    model->OnNotificationReceive(GetParam().id, {});
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(model->GetItemsCount(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, LocksDuringAnEvent,
+                         testing::Values(EventRow{"Change", 1}, EventRow{"Selection", 2},
+                                         EventRow{"Click", 3}),
+                         [](const auto& row) { return row.param.caseName; });

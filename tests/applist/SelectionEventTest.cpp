@@ -1,0 +1,228 @@
+// The partner moved its selection: it is asked which item is selected now, its answer decides, and
+// then the listeners are told.
+#include <string>
+#include <vector>
+
+#include "ListTest.h"
+#include "TestItem.h"
+#include "TestListener.h"
+
+using namespace std::string_literals;
+using LogLines::Adapter;
+using LogLines::Channel;
+using LogLines::Model;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+/** A list of A (selected) and B, and a listener that asks the model what is selected. */
+class SelectionEvent : public ConnectedListTest {
+protected:
+    SelectionEvent() {
+        model->AddItems({&a, &b});
+        model->SetSelection(&a);
+        listener.onSelection = [this](AppListModel* told) {
+            ++calls;
+            seen = told->GetSelection();
+        };
+        model->AddItemSelectionListener(&listener);
+        CapturedLog::Clear();
+    }
+
+    /** The log from the event's first line in the model on. */
+    static std::vector<std::string> LogOfTheEvent() {
+        std::vector<std::string> lines = LogLines::All();
+        while (!lines.empty() &&
+               lines.front().find("Getting remote selection") == std::string::npos) {
+            lines.erase(lines.begin());
+        }
+        return lines;
+    }
+
+    static std::size_t FoundLines() {
+        return CapturedLog::CountStarting(CapturedLog::DEBUG, "Found selected item on list.");
+    }
+
+    TestItem a{"A", "1"};
+    TestItem b{"B", "2"};
+    TestListener listener;
+    int calls = 0;
+    AppListItem* seen = nullptr;
+};
+
+} // namespace
+
+TEST_F(SelectionEvent, SelectsTheHostsOwnItemWithTheIdThatThePartnerNames) {
+    PartnerSelects("another name\n2\n");
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), &b);
+    EXPECT_EQ(seen, &b);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(SelectionEvent, AsksWithTheIdAlone) {
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(Requests().back(), "\xD1\x07\0\0"s);
+    EXPECT_EQ(Requests().size(), 3U);
+}
+
+TEST_F(SelectionEvent, LogsEachStep) {
+    PartnerSelects("X\n2\n");
+    Notify("\x02\0\0\0"s);
+    EXPECT_THAT(
+        LogOfTheEvent(),
+        ElementsAre(
+            Model("OnSelectionEvent", "Getting remote selection"),
+            Model("GetRemoteSelectionData", "Get remote selection data"),
+            Channel("SendMessage", "Sending sync message with 4 bytes"),
+            Channel("SendMessage", "Reply with 4 bytes"),
+            Model("Deserialize", "Deserialize data length: 4"),
+            Model("Deserialize", " - RemoteAppListItem name: X, uniqueId: 2"),
+            Model("FindRemoteSelection", "Found selected item on list. Name: B, uniqueId: 2"),
+            Model("OnSelectionEvent", "ItemSelectionEvent from local model. Listeners :1")));
+}
+
+TEST_F(SelectionEvent, LogsAnEmptyAnswer) {
+    Notify("\x02\0\0\0"s);
+    EXPECT_THAT(
+        LogOfTheEvent(),
+        ElementsAre(
+            Model("OnSelectionEvent", "Getting remote selection"),
+            Model("GetRemoteSelectionData", "Get remote selection data"),
+            Channel("SendMessage", "Sending sync message with 4 bytes"),
+            Channel("SendMessage", "Reply with 0 bytes"),
+            Model("Deserialize", "Deserialize data length: 0"),
+            Model("FindRemoteSelection",
+                  "Received empty data from APPLIST_GET_SELECTION_FNC. Selected item is NULL"),
+            Model("OnSelectionEvent", "ItemSelectionEvent from local model. Listeners :1")));
+}
+
+TEST_F(SelectionEvent, SelectsTheFirstOfTwoItemsWithThatId) {
+    TestItem secondB("B again", "2");
+    model->AddItemAtEnd(&secondB);
+    PartnerSelects("B again\n2\n");
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), &b);
+}
+
+TEST_F(SelectionEvent, SelectsAnItemWithoutAnIdWhenThePartnerNamesIt) {
+    TestItem noId("N", "");
+    model->AddItemAtEnd(&noId);
+    PartnerSelects("\n\n");
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), &noId);
+}
+
+TEST_F(SelectionEvent, FindsIdsOfAnyBytes) {
+    TestItem odd("odd", "\0\xFF\r"s);
+    model->AddItemAtEnd(&odd);
+    PartnerSelects("odd\n\0\xFF\r\n"s);
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), &odd);
+}
+
+TEST_F(SelectionEvent, CallsTheListenersInTheirOrder) {
+    std::vector<std::string> order;
+    TestListener first([&](AppListModel*) { order.emplace_back("first"); });
+    TestListener second([&](AppListModel*) { order.emplace_back("second"); });
+    model->AddItemSelectionListener(&first);
+    model->AddItemSelectionListener(&second);
+    Notify("\x02\0\0\0"s);
+    EXPECT_THAT(order, ElementsAre("first", "second"));
+}
+
+TEST_F(SelectionEvent, ReadsTheAnswersIdBeforeTheElements) {
+    std::vector<std::string> reads;
+    a.onRead = [&](const std::string& field) { reads.push_back("a." + field); };
+    b.onRead = [&](const std::string& field) { reads.push_back("b." + field); };
+    PartnerSelects("X\n9\n");
+    Notify("\x02\0\0\0"s);
+    EXPECT_THAT(reads, ElementsAre("a.id", "b.id"));
+}
+
+// Answers that select nothing
+
+struct AnswerRow {
+    const char* caseName;
+    std::string answer;
+    bool isEmptyList; ///< no complete record in it
+};
+
+class SelectionEventWithAnAnswer : public SelectionEvent,
+                                   public testing::WithParamInterface<AnswerRow> {};
+
+TEST_P(SelectionEventWithAnAnswer, SelectsNothingAndTellsTheListeners) {
+    PartnerSelects(GetParam().answer);
+    seen = &a;
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), nullptr);
+    EXPECT_EQ(seen, nullptr);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(FoundLines(), 0U);
+    EXPECT_EQ(CapturedLog::Count(
+                  CapturedLog::DEBUG,
+                  "Received empty data from APPLIST_GET_SELECTION_FNC. Selected item is NULL"),
+              GetParam().isEmptyList ? 1U : 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, SelectionEventWithAnAnswer,
+    testing::Values(AnswerRow{"Nothing", "", true}, AnswerRow{"AnUnknownId", "B\n3\n", false},
+                    AnswerRow{"NoLastLineFeed", "B\n2", true}, AnswerRow{"ANameAlone", "B\n", true},
+                    AnswerRow{"AnUnknownIdBeforeAKnownOne", "C\n3\nB\n2\n", false},
+                    AnswerRow{"ACarriageReturnInTheId", "B\r\n2\r\n", false},
+                    AnswerRow{"AZeroByteBehindTheId", "B\n2\0\n"s, false},
+                    AnswerRow{"ATrailingMessageId", "B\n2\n\xD1\x07\0\0"s.substr(4), true}),
+    [](const auto& row) { return row.param.caseName; });
+
+TEST_F(SelectionEvent, GoesByTheFirstOfSeveralRecords) {
+    PartnerSelects("B\n2\nA\n1\n");
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), &b);
+}
+
+TEST_F(SelectionEvent, IgnoresWhatFollowsTheFirstRecordUnfinished) {
+    PartnerSelects("B\n2\nA\n1");
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), &b);
+}
+
+// Answers that are none
+
+TEST_F(SelectionEvent, SelectsNothingWhenThePartnerAnswersWithAnError) {
+    partner->AnswerWithError("org.example.Error", "not now");
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), nullptr);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message ["), 1U);
+}
+
+struct BodyRow {
+    const char* caseName;
+    GVariant* (*body)();
+    std::string type;
+};
+
+class SelectionEventWithABody : public SelectionEvent,
+                                public testing::WithParamInterface<BodyRow> {};
+
+TEST_P(SelectionEventWithABody, OfAnotherTypeSelectsNothing) {
+    partner->AnswerWithBody(GetParam().body);
+    Notify("\x02\0\0\0"s);
+    EXPECT_EQ(model->GetSelection(), nullptr);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Reply of type " + GetParam().type),
+              1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, SelectionEventWithABody,
+    testing::Values(
+        BodyRow{"AString", [] { return g_variant_new("(s)", "B\n2\n"); }, "(s)"},
+        BodyRow{"AnIntegerArray", [] { return g_variant_new_parsed("([66, 10],)"); }, "(ai)"},
+        BodyRow{"TwoArrays", [] { return g_variant_new_parsed("(b'B', b'2')"); }, "(ayay)"},
+        BodyRow{"NothingAtAll", [] { return g_variant_new("()"); }, "()"}),
+    [](const auto& row) { return row.param.caseName; });
