@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <future>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,9 @@
 class ChannelTest : public testing::Test {
 protected:
     using Bytes = std::vector<char>;
+    static constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
+    static constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
+
     using Readiness = RecordingEndpoint::Readiness;
 
     explicit ChannelTest(const std::string& policy = "") : bus(policy) { CapturedLog::Clear(); }
@@ -119,6 +123,35 @@ protected:
 private:
     std::optional<SharedBus> m_held{std::in_place};
 };
+
+/** A channel test with a partner that shakes hands, to which Connect brings the endpoint. */
+class ConnectedTest : public HeldBusTest {
+protected:
+    /** The log is empty afterwards, and the partner has seen the last step. */
+    void Connect(RecordingEndpoint::Actions actions = {}) {
+        endpoint = std::make_unique<RecordingEndpoint>(std::move(actions));
+        ASSERT_TRUE(IterateUntilReady(*endpoint));
+        ASSERT_TRUE(partner.WaitForAnnouncement("_CLIENT_ACK"));
+        MainLoop::IterateUntilIdle();
+        CapturedLog::Clear();
+    }
+
+    void TearDown() override {
+        endpoint.reset();
+        HeldBusTest::TearDown();
+    }
+
+    TestPartner partner{bus};
+    std::unique_ptr<RecordingEndpoint> endpoint;
+};
+
+/** What @p work writes to standard output. */
+template <class Work>
+std::string Written(Work work) {
+    testing::internal::CaptureStdout();
+    work();
+    return testing::internal::GetCapturedStdout();
+}
 
 /** Rules for PrivateBus that make announcements fail. */
 namespace Deny {

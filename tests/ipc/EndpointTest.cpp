@@ -16,8 +16,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-
 // GVariant prints a text with single quotes in it between double quotes.
 std::string PrintedRule(const std::string& name) {
     return "(\"type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
