@@ -198,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(, HostCommand, testing::ValuesIn(REFUSALS),
 TEST(HostInput, RunsALastLineWithoutALineFeed) {
     const PrivateBus bus;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    host.Send("add one One\n\nadd two Two");
+    host.SendBytes("add one One\n\nadd two Two");
     host.CloseInput();
     EXPECT_EQ(host.WaitForExit(), 0);
     EXPECT_THAT(host.Output(), HasSubstr("AddItemAtEnd: Two (two)"));

@@ -31,6 +31,10 @@ RawHost::RawHost(const PrivateBus& bus)
     m_subscriptions.push_back(g_dbus_connection_signal_subscribe(
         m_connection, nullptr, INTERFACE, "SendSignal", PATH, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
         OnSignal, this, nullptr));
+    // The daemon has all the match rules once it has answered a call made behind them.
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
 }
 
 RawHost::~RawHost() {

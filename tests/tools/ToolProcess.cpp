@@ -91,8 +91,7 @@ ToolProcess::~ToolProcess() {
     close(m_errors.fd);
 }
 
-void ToolProcess::Send(const std::string& line) {
-    const std::string bytes = line + "\n";
+void ToolProcess::SendBytes(const std::string& bytes) {
     if (write(m_input, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         throw std::runtime_error("the tool takes no input");
     }

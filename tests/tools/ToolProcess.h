@@ -19,7 +19,8 @@ public:
     ToolProcess& operator=(const ToolProcess&) = delete;
 
     /** Writes one line to its standard input. */
-    void Send(const std::string& line);
+    void Send(const std::string& line) { SendBytes(line + "\n"); }
+    void SendBytes(const std::string& bytes);
     void CloseInput();
     void Kill(int signal);
 
