@@ -1,0 +1,54 @@
+// What the list and the selection must be, told without the library: a plain vector, and for each
+// operation of the host the bytes that the partner must get.
+#ifndef APPLIST_TESTS_PLAINLIST_H
+#define APPLIST_TESTS_PLAINLIST_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <applist/AppListItem.h>
+
+#include "../stress/partner/Records.h"
+
+class PlainItem : public AppListItem {
+public:
+    explicit PlainItem(Records::Record content) : record(std::move(content)) {}
+    std::string GetVisibleName() override { return record.name; }
+    std::string GetUnigueId() override { return record.id; }
+
+    const Records::Record record;
+};
+
+/** Each operation returns the request that it causes, or nothing when it causes none. */
+struct PlainList {
+    using Items = std::vector<PlainItem*>;
+
+    std::string SetSelection(PlainItem* item);
+    std::string SetClicked(PlainItem* item) const;
+    std::string RemoveAllItems();
+    std::string AddItems(const Items& added);
+    std::string AddItemAtEnd(PlainItem* item);
+    std::string RemoveItem(PlainItem* item);
+    std::string ModifyItem(PlainItem* before, PlainItem* after);
+
+    /** The partner has said that its selection moved, and answered the question with @p reply. */
+    void MoveSelection(const std::string& reply);
+
+    /** What a partner must have whose list is new: the list's records as they can be read back. */
+    std::string PartnersList() const;
+    std::string PartnersSelection() const;
+    /** The requests that its created event causes. */
+    std::vector<std::string> Push() const;
+
+    bool Holds(const PlainItem* item) const;
+
+    Items items;
+    PlainItem* selection = nullptr;
+
+private:
+    std::size_t Find(const std::string& id) const;
+    std::string Stream() const;
+};
+
+#endif

@@ -1,0 +1,95 @@
+// One random run: edits, selections, clicks, the partner's events, its deaths and returns; after
+// each step this side's list is compared with the plain one.
+#ifndef APPLIST_TESTS_RANDOMRUN_H
+#define APPLIST_TESTS_RANDOMRUN_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <applist/AppListModel.h>
+#include <applist/AppListProxy.h>
+#include <applist/ItemChangeListener.h>
+#include <applist/ItemClickListener.h>
+#include <applist/ItemSelectionListener.h>
+
+#include "../stress/PartnerProcess.h"
+#include "Dice.h"
+#include "PlainList.h"
+
+class RandomRun : private ItemSelectionListener, ItemChangeListener, ItemClickListener {
+public:
+    explicit RandomRun(std::uint64_t seed);
+    ~RandomRun() override;
+
+    RandomRun(const RandomRun&) = delete;
+    RandomRun& operator=(const RandomRun&) = delete;
+
+    /** Throws std::runtime_error when the two sides differ from what they must be. */
+    void Step();
+
+    /** How often each thing was done. */
+    const std::map<std::string, unsigned long>& Done() const { return m_done; }
+
+    /** A number for all that the lists have been; the same for the same seed and steps. */
+    std::uint64_t Digest() const { return m_digest; }
+
+    std::size_t LongestList() const { return m_longest; }
+
+private:
+    void OnItemSelectionEvent(AppListModel* model) override;
+    void OnItemChangeEvent(AppListModel* model) override;
+    void OnItemClickedEvent(AppListModel* model) override;
+
+    // The host
+    void Edit();
+    void EditAs(std::size_t kind);
+    PlainItem* NewItem();
+    PlainItem* AnyItem();
+    PlainItem* AnyItemOrNull();
+    void EditWhileThePartnerIsStopped();
+
+    // The partner
+    void PartnerEvent();
+    void PartnerSelects();
+    void PartnerCreatesItsList();
+    void PartnerCalls();
+    std::string AnyReply();
+    void LosePartner();
+    void StartPartner();
+    void ReplacePartner();
+    void WaitForPartner();
+    void Tell(int event);
+    void WaitForAllEvents();
+
+    // The comparison
+    void Expect(const std::string& request);
+    void Check();
+    void CheckRequests();
+    void DropItems();
+    void Mix(const std::string& bytes);
+
+    Dice m_dice;
+    PlainList m_plain;
+    std::vector<std::unique_ptr<PlainItem>> m_pool;
+    std::unique_ptr<PartnerProcess> m_partner; ///< null while there is none
+    AppListProxy m_proxy;
+    AppListModel* m_model = nullptr;
+    std::vector<std::string> m_expectedRequests;
+    struct Events {
+        unsigned long changes = 0;
+        unsigned long clicks = 0;
+        unsigned long selections = 0;
+    };
+    Events m_expected;
+    Events m_seen;
+    bool m_wrongSelectionTold = false;
+    std::size_t m_aloneFor = 0; ///< steps until the partner comes back
+    std::map<std::string, unsigned long> m_done;
+    std::uint64_t m_digest = 14695981039346656037U;
+    std::size_t m_longest = 0;
+};
+
+#endif

@@ -1,0 +1,44 @@
+// The system log for long runs: keeps no line, but counts what happened and wakes who waits for it.
+// Linked in place of the platform's log.
+#ifndef APPLIST_TESTS_EVENTLOG_H
+#define APPLIST_TESTS_EVENTLOG_H
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace EventLog {
+
+struct Counts {
+    unsigned long lines = 0;
+    unsigned long errors = 0;
+    unsigned long ready = 0;   ///< "ready" was reported
+    unsigned long lost = 0;    ///< "lost" was reported
+    unsigned long steps = 0;   ///< handshake callbacks
+    unsigned long resends = 0; ///< resend passes
+    unsigned long timers = 0;  ///< resend threads started
+};
+
+Counts Now();
+
+/** The partner last reported as ready; empty after a loss. */
+std::string Partner();
+bool IsReady();
+
+/** Waits, without iterating any context, until @p partner is ready. */
+bool WaitUntilReady(const std::string& partner, int seconds = 60);
+
+/** Waits, without iterating any context, until the counts are so. */
+bool WaitUntil(const std::function<bool(const Counts&)>& reached,
+               std::chrono::milliseconds patience);
+
+/** Nobody is ready any more: for a new endpoint in the place of one that is gone. */
+void ForgetPartner();
+
+/** The last error lines, the newest last. */
+std::vector<std::string> LastErrors();
+
+} // namespace EventLog
+
+#endif

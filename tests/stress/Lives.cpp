@@ -1,0 +1,234 @@
+// Proxies created and destroyed at random moments: before, while and after the handshake runs,
+// during resend passes, with and without another holder of the shared bus connection.
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include <applist/AppListProxy.h>
+#include <applist/RemoteAppListItem.h>
+#include <unistd.h>
+
+#include "EventLog.h"
+#include "MainLoop.h"
+#include "OnLoop.h"
+#include "PartnerProcess.h"
+#include "Phase.h"
+#include "SharedBus.h"
+
+// The library's resend period, made short, so that lives with resend passes are.
+extern "C" int __real_usleep(useconds_t period);
+extern "C" int __wrap_usleep(useconds_t period);
+int __wrap_usleep(useconds_t period) {
+    constexpr useconds_t SHORTER = 250;
+    return __real_usleep(period / SHORTER);
+}
+
+namespace {
+
+/** Owns a name of the endpoint, so that its announcements fail. */
+class Squatter {
+public:
+    explicit Squatter(const PrivateBus& bus) : m_connection(bus.Connect()) {}
+    ~Squatter() {
+        g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+        g_object_unref(m_connection);
+    }
+
+    Squatter(const Squatter&) = delete;
+    Squatter& operator=(const Squatter&) = delete;
+
+    void Take(const std::string& step) {
+        m_name = "org.morva.JavaMW.Applist_CLIENT" + step;
+        Call("RequestName", g_variant_new("(su)", m_name.c_str(), guint32{4}));
+    }
+    void Release() {
+        if (!m_name.empty()) {
+            Call("ReleaseName", g_variant_new("(s)", m_name.c_str()));
+            m_name.clear();
+        }
+    }
+
+private:
+    void Call(const char* method, GVariant* parameters) {
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    }
+
+    GDBusConnection* m_connection;
+    std::string m_name;
+};
+
+class Lives {
+public:
+    explicit Lives(Phase& phase) : m_phase(phase), m_squatter(phase.bus) {}
+
+    void One(unsigned long number) {
+        constexpr unsigned long STRETCH = 100;
+        if (number % STRETCH == 0) {
+            ChangePartner();
+        }
+        HoldOrRelease();
+        m_before = EventLog::Now();
+        EventLog::ForgetPartner();
+        const bool squats = m_phase.Pick(4) == 0;
+        if (squats) {
+            m_squatter.Take(m_phase.Pick(2) == 0 ? "_ACK" : "_SYN_ACK");
+        }
+        auto proxy = std::make_unique<AppListProxy>();
+        if (m_phase.Pick(2) == 0) {
+            m_partner->Tell("syn");
+        }
+        Live(*proxy, squats);
+        NoteTheMoment();
+        Destroy(std::move(proxy));
+        m_squatter.Release();
+    }
+
+    void Report() {
+        m_phase.Did("  with the shared connection held", m_held);
+        m_phase.Did("  without", m_free);
+        m_phase.Did("  ended when ready", m_endedReady);
+        m_phase.Did("  ended in a handshake", m_endedInHandshake);
+        m_phase.Did("  ended before any handshake", m_endedBare);
+        m_phase.Did("  ended with a resend thread", m_endedResending);
+        m_phase.Did("  ended on the loop's thread", m_endedOnLoop);
+    }
+
+private:
+    // Noisy partners notify all the time, so the proxy must go on the loop's thread. Another
+    // partner's notifications never reach a later proxy.
+    void ChangePartner() {
+        m_partner.reset();
+        m_noisy = m_phase.Pick(2) == 0;
+        std::vector<std::string> options{"--retry-ms", "2"};
+        if (m_noisy) {
+            options.emplace_back("--created");
+        }
+        m_partner = std::make_unique<PartnerProcess>(options);
+        m_partner->Ask(m_noisy ? "noise 1" : "noise 0");
+    }
+
+    // Endpoints leave subscriptions on a connection that is held, so it is let go now and then.
+    void HoldOrRelease() {
+        if (m_phase.Pick(20) == 0) {
+            m_holder = m_holder == nullptr ? std::make_unique<SharedBus>() : nullptr;
+        }
+        ++(m_holder == nullptr ? m_free : m_held);
+    }
+
+    void Live(AppListProxy& proxy, bool squats) {
+        constexpr std::chrono::milliseconds PATIENCE(30);
+        const EventLog::Counts& before = m_before;
+        switch (m_phase.Pick(6)) {
+        case 0:
+            break;
+        case 1:
+            std::this_thread::sleep_for(std::chrono::microseconds(m_phase.Pick(5000)));
+            break;
+        case 2: // into the middle of a handshake callback
+            EventLog::WaitUntil(
+                [&](const EventLog::Counts& now) { return now.steps > before.steps; }, PATIENCE);
+            break;
+        case 3: // into the middle of a resend pass, or to the moment that all is well again
+            EventLog::WaitUntil(
+                [&](const EventLog::Counts& now) {
+                    return squats ? now.resends > before.resends : now.ready > before.ready;
+                },
+                PATIENCE);
+            break;
+        case 4:
+            m_squatter.Release();
+            std::this_thread::sleep_for(std::chrono::microseconds(m_phase.Pick(5000)));
+            break;
+        default:
+            EditInTwoThreads(proxy);
+            break;
+        }
+    }
+
+    static void EditInTwoThreads(AppListProxy& proxy) {
+        RemoteAppListItem item;
+        const auto edit = [&] {
+            for (int i = 0; i < 10; ++i) {
+                proxy.AddItemAtEnd(&item);
+                proxy.RemoveItem(&item);
+            }
+        };
+        std::thread other(edit);
+        edit();
+        other.join();
+        proxy.RemoveAllItems();
+    }
+
+    void NoteTheMoment() {
+        const EventLog::Counts now = EventLog::Now();
+        const bool ready = EventLog::IsReady();
+        if (ready) {
+            ++m_endedReady;
+        } else if (now.steps > m_before.steps) {
+            ++m_endedInHandshake;
+        } else {
+            ++m_endedBare;
+        }
+        if (!ready && now.timers > m_before.timers) {
+            ++m_endedResending;
+        }
+    }
+
+    void Destroy(std::unique_ptr<AppListProxy> proxy) {
+        if (m_noisy || m_phase.Pick(4) == 0) {
+            ++m_endedOnLoop;
+            OnLoop([&] { proxy.reset(); });
+        }
+    }
+
+    Phase& m_phase;
+    Squatter m_squatter;
+    std::unique_ptr<PartnerProcess> m_partner;
+    std::unique_ptr<SharedBus> m_holder;
+    bool m_noisy = false;
+    EventLog::Counts m_before;
+    unsigned long m_held = 0;
+    unsigned long m_free = 0;
+    unsigned long m_endedReady = 0;
+    unsigned long m_endedInHandshake = 0;
+    unsigned long m_endedBare = 0;
+    unsigned long m_endedResending = 0;
+    unsigned long m_endedOnLoop = 0;
+};
+
+// After all those that went, one more finds the partner as ever.
+void ExpectALastOneToConnect() {
+    const PartnerProcess partner;
+    EventLog::ForgetPartner();
+    auto proxy = std::make_unique<AppListProxy>();
+    if (!EventLog::WaitUntilReady(partner.Name())) {
+        throw std::runtime_error("a proxy after many others does not find the partner");
+    }
+    OnLoop([&] { proxy.reset(); });
+}
+
+} // namespace
+
+void ProxyLives(Phase& phase) {
+    const EventLog::Counts before = EventLog::Now();
+    unsigned long done = 0;
+    const LoopThread loop;
+    {
+        Lives lives(phase);
+        for (; done < phase.count && phase.HasTime(); ++done) {
+            phase.watchdog.Beat("proxy life " + std::to_string(done));
+            lives.One(done);
+        }
+        phase.Did("proxies created and destroyed", done);
+        lives.Report();
+    }
+    ExpectALastOneToConnect();
+    const EventLog::Counts after = EventLog::Now();
+    phase.Did("handshake callbacks", after.steps - before.steps);
+    phase.Did("resend threads", after.timers - before.timers);
+    phase.Did("resend passes", after.resends - before.resends);
+    phase.Did("log lines", after.lines - before.lines);
+}

@@ -1,0 +1,44 @@
+// What the phases of the stress program have in common: their bounds, their dice and their table.
+#ifndef APPLIST_TESTS_PHASE_H
+#define APPLIST_TESTS_PHASE_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "PrivateBus.h"
+#include "Watchdog.h"
+
+struct Phase {
+    using Rows = std::vector<std::pair<std::string, std::string>>;
+
+    const PrivateBus& bus;
+    Watchdog& watchdog;
+    std::mt19937_64& numbers;
+    unsigned long count; ///< how often the phase does what it does
+    std::chrono::steady_clock::time_point deadline;
+    Rows rows; ///< what it did
+
+    bool HasTime() const { return std::chrono::steady_clock::now() < deadline; }
+    std::size_t Pick(std::size_t choices) { return numbers() % choices; }
+    void Did(const std::string& what, unsigned long number) {
+        rows.emplace_back(what, std::to_string(number));
+    }
+};
+
+// Each throws std::runtime_error when a promise is broken.
+
+/** Partner restarts while four threads send and the listeners ask back. */
+void RestartsUnderLoad(Phase& phase);
+
+/** Proxies created and destroyed at random moments. */
+void ProxyLives(Phase& phase);
+
+/** Notifications, both ways, with a loop that stalls. */
+void NotificationOrder(Phase& phase);
+
+#endif

@@ -1,0 +1,32 @@
+// A host that survives the loss of its bus and whose output is its own: what the library writes to
+// standard output is dropped, and GLib's expected warnings are counted instead of printed.
+#ifndef APPLIST_TESTS_QUIETHOST_H
+#define APPLIST_TESTS_QUIETHOST_H
+
+#include <iostream>
+#include <streambuf>
+
+class QuietHost {
+public:
+    QuietHost();
+    ~QuietHost();
+
+    QuietHost(const QuietHost&) = delete;
+    QuietHost& operator=(const QuietHost&) = delete;
+
+    /** Warnings of GLib and GIO so far: of watches that are not there, when endpoints go. */
+    static unsigned long Warnings();
+    /** Everything worse, or another warning; each was printed. None is expected. */
+    static unsigned long Criticals();
+
+private:
+    struct Nowhere : std::streambuf {
+        int overflow(int byte) override { return byte; }
+        std::streamsize xsputn(const char* /*text*/, std::streamsize size) override { return size; }
+    };
+
+    Nowhere m_nowhere;
+    std::streambuf* m_before;
+};
+
+#endif

@@ -1,0 +1,34 @@
+// Ends a program that hangs, and says what it was doing.
+#ifndef APPLIST_TESTS_WATCHDOG_H
+#define APPLIST_TESTS_WATCHDOG_H
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+
+class Watchdog {
+public:
+    explicit Watchdog(std::chrono::seconds patience);
+    ~Watchdog();
+
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+
+    /** Work goes on; @p what is next. */
+    void Beat(const std::string& what);
+
+private:
+    void Watch();
+
+    const std::chrono::seconds m_patience;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::string m_what = "starting";
+    bool m_beaten = false;
+    bool m_ends = false;
+    std::thread m_thread;
+};
+
+#endif

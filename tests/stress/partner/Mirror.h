@@ -1,0 +1,38 @@
+// The partner's copy of the host's list, kept up from the host's requests alone.
+#ifndef APPLIST_TESTS_MIRROR_H
+#define APPLIST_TESTS_MIRROR_H
+
+#include <string>
+#include <vector>
+
+#include "Records.h"
+
+class Mirror {
+public:
+    /** Forgets everything: what comes next fills the list as it is, also with equal ids. */
+    void CreateAnew();
+
+    /** Takes one request, with its id behind it. @return the reply */
+    std::string Take(const std::string& message);
+
+    /** From now on the question for the selection is answered with these bytes. */
+    void Answer(const std::string& selection) { m_selection = selection; }
+
+    /** The records of the list, one behind the other. */
+    std::string Stream() const;
+
+    /** The bytes of the selection's record. */
+    const std::string& Selection() const { return m_selection; }
+
+private:
+    void Add(const std::vector<Records::Record>& records);
+    std::vector<Records::Record>::iterator Find(const std::string& id);
+    void Remove(const Records::Record& record);
+    void Modify(const Records::Record& before, const Records::Record& after);
+
+    std::vector<Records::Record> m_list;
+    std::string m_selection;
+    bool m_isNew = true;
+};
+
+#endif

@@ -1,0 +1,85 @@
+// The partner on the bus: it shakes hands, keeps a copy of the list, sends notifications, and dies
+// where it has been told to.
+#ifndef APPLIST_TESTS_PARTNER_H
+#define APPLIST_TESTS_PARTNER_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include "Mirror.h"
+
+class Partner {
+public:
+    struct Options {
+        std::string id = "Applist";
+        std::string dieAt;         ///< a moment; empty for never
+        unsigned retryMs = 20;     ///< between two SYN until it is connected; 0 for a single one
+        std::size_t replySize = 0; ///< of replies to all requests but that for the selection
+        bool createsList = false;  ///< sends the created event each time it is connected
+        bool keepsRequests = false;
+    };
+
+    explicit Partner(Options options);
+    ~Partner();
+
+    Partner(const Partner&) = delete;
+    Partner& operator=(const Partner&) = delete;
+
+    const std::string& Name() const { return m_name; }
+
+    /** Owns and releases the name of a step, such as "_SYN". */
+    void Announce(const std::string& step);
+
+    void CreateList();
+    void Notify(const std::string& bytes);
+    /** Notifies of 0 to @p count - 1, four bytes each. */
+    void Burst(unsigned count);
+    /** A notification of each kind every @p periodMs; 0 for silence, once all are on the bus. */
+    void MakeNoise(unsigned periodMs);
+    /** Calls "Send" of the host. @return the reply's bytes, or "error" and the error's text */
+    std::string Call(const std::string& bytes);
+
+    Mirror& List() { return m_mirror; }
+    std::vector<std::string> TakeRequests();
+    /** How many notifications the host has sent, and how many of them were the next in order. */
+    std::string Received() const;
+
+private:
+    static void OnAnnouncement(GDBusConnection*, const char*, const char*, const char*, const char*,
+                               GVariant* parameters, void* self);
+    static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*,
+                         GVariant* parameters, void* self);
+    static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char*,
+                       GVariant* parameters, GDBusMethodInvocation* invocation, void* self);
+    static void OnHostVanished(GDBusConnection*, const char* name, void* self);
+    static gboolean OnRetry(void* self);
+    static gboolean OnNoise(void* self);
+    void Connect();
+    void TakeStep(const std::string& step, const std::string& host);
+    void Bind(const std::string& host);
+    void Connected();
+    void DieAt(const std::string& moment) const;
+    GVariant* CallBus(const char* method, GVariant* parameters);
+
+    const Options m_options;
+    const std::string m_baseName;
+    const std::string m_path;
+    GDBusConnection* m_connection = nullptr;
+    std::string m_name;
+    std::string m_host;
+    guint m_hostWatch = 0;
+    guint m_noise = 0;
+    bool m_connected = false;
+    Mirror m_mirror;
+    std::vector<std::string> m_requests;
+    unsigned m_received = 0;
+    unsigned m_inOrder = 0;
+};
+
+/** Writes one line to standard output, at once. */
+void Say(const std::string& line);
+
+#endif

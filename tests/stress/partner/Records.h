@@ -1,0 +1,79 @@
+// Item records and message ids, read and written without the library: whoever uses these is to
+// find its mistakes, not to share them.
+#ifndef APPLIST_TESTS_RECORDS_H
+#define APPLIST_TESTS_RECORDS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Records {
+
+struct Record {
+    std::string name;
+    std::string id;
+
+    bool operator==(const Record& other) const { return name == other.name && id == other.id; }
+};
+
+constexpr int SET_SELECTION = 2000;
+constexpr int GET_SELECTION = 2001;
+constexpr int REMOVE_ALL_ITEMS = 2003;
+constexpr int ADD_ITEMS = 2004;
+constexpr int ADD_ITEM_AT_END = 2005;
+constexpr int SET_CLICKED = 2006;
+constexpr int REMOVE_ITEM = 2007;
+constexpr int MODIFY_ITEM = 2008;
+
+constexpr int CHANGE_EVENT = 1;
+constexpr int SELECTION_EVENT = 2;
+constexpr int CLICKED_EVENT = 3;
+constexpr int CREATED_EVENT = 4;
+
+inline std::string Write(const Record& record) {
+    return record.name + '\n' + record.id + '\n';
+}
+
+/** The complete records in @p stream: each is two lines, and a line ends with a line feed. */
+inline std::vector<Record> Read(const std::string& stream) {
+    std::vector<Record> records;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t nameEnd = stream.find('\n', start);
+        if (nameEnd == std::string::npos) {
+            return records;
+        }
+        const std::size_t idEnd = stream.find('\n', nameEnd + 1);
+        if (idEnd == std::string::npos) {
+            return records;
+        }
+        records.push_back({stream.substr(start, nameEnd - start),
+                           stream.substr(nameEnd + 1, idEnd - nameEnd - 1)});
+        start = idEnd + 1;
+    }
+}
+
+/** @p payload with the four bytes of @p id behind it, the least significant one first. */
+inline std::string Frame(const std::string& payload, int id) {
+    std::string message = payload;
+    auto rest = static_cast<std::uint32_t>(id);
+    for (int i = 0; i < 4; ++i) {
+        message += static_cast<char>(static_cast<unsigned char>(rest & 255));
+        rest /= 256;
+    }
+    return message;
+}
+
+/** The id behind a message of at least four bytes. */
+inline int IdOf(const std::string& message) {
+    std::uint32_t id = 0;
+    for (std::size_t i = 1; i <= 4; ++i) {
+        id = id * 256 + static_cast<unsigned char>(message[message.size() - i]);
+    }
+    return static_cast<int>(id);
+}
+
+} // namespace Records
+
+#endif
