@@ -3,6 +3,8 @@
 #ifndef APPLIST_TESTS_DOUBLEHOST_H
 #define APPLIST_TESTS_DOUBLEHOST_H
 
+#include <atomic>
+#include <optional>
 #include <string>
 
 #include <BusDouble.h>
@@ -16,18 +18,33 @@ public:
     static constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 
     DoubleHost() {
-        m_shared.SurviveTheBus();
+        m_shared.emplace();
+        m_shared->SurviveTheBus();
         m_subscription = g_dbus_connection_signal_subscribe(
             Connection(), ":2.Marker", MARKER, "Marker", "/marker", nullptr,
             G_DBUS_SIGNAL_FLAGS_NONE, OnMarker, &m_markers, nullptr);
     }
-    ~DoubleHost() { g_dbus_connection_signal_unsubscribe(Connection(), m_subscription); }
+
+    /** Returns when nobody holds the shared connection any more: the next host makes a new one. */
+    ~DoubleHost() {
+        g_dbus_connection_signal_unsubscribe(Connection(), m_subscription);
+        // The last reference may go in GDBus's own thread.
+        static std::atomic<bool> isHeld;
+        isHeld = true;
+        g_object_weak_ref(
+            G_OBJECT(Connection()), [](void*, GObject*) { isHeld = false; }, nullptr);
+        m_shared.reset();
+        if (!MainLoop::IterateUntil([] { return !isHeld; })) {
+            g_error("The shared connection is still held");
+        }
+        MainLoop::IterateUntilIdle();
+    }
 
     DoubleHost(const DoubleHost&) = delete;
     DoubleHost& operator=(const DoubleHost&) = delete;
 
     BusDouble& Bus() { return m_bus; }
-    GDBusConnection* Connection() const { return m_shared.Connection(); }
+    GDBusConnection* Connection() const { return m_shared->Connection(); }
 
     /** The partner @p owner takes the name of the step @p suffix ("_SYN", ...). */
     void EmitTaking(const std::string& suffix, const std::string& owner) {
@@ -74,7 +91,7 @@ private:
     }
 
     BusDouble m_bus;
-    SharedBus m_shared;
+    std::optional<SharedBus> m_shared;
     int m_markers = 0;
     unsigned int m_subscription = 0;
 };

@@ -57,9 +57,6 @@ protected:
         LibraryCalls::RefuseThreads(false);
         LibraryCalls::RefusePartnerSubscriptions(false);
         LibraryCalls::LoseReplies(false);
-        MainLoop::IterateUntilIdle();
-        m_host.reset();
-        MainLoop::IterateUntilIdle();
     }
 
     DoubleHost& Host() { return *m_host; }
