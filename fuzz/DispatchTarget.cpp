@@ -1,0 +1,108 @@
+// Arbitrary notifications and messages through the adapter into a model whose partner answers
+// arbitrary bytes. The input: how many items, their texts, then events, each with the partner's
+// answer.
+#include <memory>
+
+#include <applist/RemoteAppListModel.h>
+
+#include "Listeners.h"
+#include "PlainModel.h"
+#include "Target.h"
+
+namespace {
+
+// The id behind the payload, or -1 for bytes that hold none (which is no event's id).
+long IdOf(const std::string& bytes) {
+    if (bytes.size() < 4) {
+        return -1;
+    }
+    unsigned long id = 0;
+    for (std::size_t i = 1; i <= 4; ++i) {
+        id = id << 8 | static_cast<unsigned char>(bytes[bytes.size() - i]);
+    }
+    return static_cast<long>(id);
+}
+
+class Dispatch {
+public:
+    Dispatch() {
+        m_model.AddItemChangeListener(&m_listener);
+        m_model.AddItemClickedListener(&m_listener);
+        m_model.AddItemSelectionListener(&m_listener);
+    }
+
+    void AddItem(const std::string& name, const std::string& id) {
+        m_items.push_back(std::make_unique<PlainItem>(name, id));
+        m_plain.Add(m_items.back().get());
+        m_model.AddItemAtEnd(m_items.back().get());
+    }
+
+    void Notify(const std::string& bytes, const std::string& answer) {
+        Channel().reply = BytesOf(answer);
+        const CountingListener before = m_listener;
+        std::vector<char> data = BytesOf(bytes);
+        Channel().HandleNotification(data);
+
+        const long id = IdOf(bytes);
+        if (id == 2) {
+            m_plain.SelectionEvent(answer);
+        } else if (id == 4) {
+            m_plain.CreatedEvent();
+        }
+        FUZZ_EXPECT(m_listener.changes == before.changes + (id == 1 ? 1 : 0));
+        FUZZ_EXPECT(m_listener.selections == before.selections + (id == 2 ? 1 : 0));
+        FUZZ_EXPECT(m_listener.clicks == before.clicks + (id == 3 ? 1 : 0));
+        FUZZ_EXPECT(m_model.GetSelection() == m_plain.selected);
+        FUZZ_EXPECT(Channel().requests == m_plain.requests);
+    }
+
+    void Call(const std::string& bytes) {
+        std::vector<char> data = BytesOf(bytes);
+        FUZZ_EXPECT(Channel().HandleMessage(data).empty());
+        FUZZ_EXPECT(Channel().requests == m_plain.requests);
+    }
+
+    void TellReady(bool ready, const std::string& partner) {
+        Channel().HandleConnectionReady(ready, partner);
+        FUZZ_EXPECT(Channel().requests == m_plain.requests);
+    }
+
+private:
+    static JavaMWDbusRemote& Channel() { return *JavaMWDbusRemote::Current(); }
+
+    RemoteAppListModel m_model;
+    PlainModel m_plain;
+    CountingListener m_listener;
+    std::vector<std::unique_ptr<PlainItem>> m_items;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Choices choices(data, size);
+    Dispatch dispatch;
+    for (int count = choices.Byte() % 8; count > 0; --count) {
+        const std::string name = choices.Text();
+        dispatch.AddItem(name, choices.Text());
+    }
+    while (choices.AreLeft()) {
+        const int kind = choices.Byte() % 8;
+        const std::string bytes = choices.LongText();
+        if (kind < 4) {
+            // Well-formed ones, so that the fuzzer need not find the frame.
+            dispatch.Notify(bytes + static_cast<char>(kind + 1) + std::string(3, '\0'),
+                            choices.LongText());
+        } else if (kind < 6) {
+            dispatch.Notify(bytes, choices.LongText());
+        } else if (kind == 6) {
+            dispatch.Call(bytes);
+        } else {
+            dispatch.TellReady(bytes.size() % 2 == 1, bytes);
+        }
+    }
+    return 0;
+}
