@@ -92,6 +92,7 @@ TEST_F(BusPolicy, RefusesTheHostsNamesToAnotherUser) {
         host, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "RequestName", g_variant_new("(su)", "org.morva.JavaMW.Applist_CLIENT_SYN", guint32{4}),
         nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    EXPECT_EQ(reply, nullptr);
     EXPECT_TRUE(g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED));
 }
 
@@ -104,12 +105,14 @@ TEST_F(BusPolicy, RefusesOtherNamesAndObjects) {
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "RequestName", g_variant_new("(su)", "org.morva.JavaMW.Other_CLIENT_SYN", guint32{4}),
         nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &nameError);
+    EXPECT_EQ(nameReply, nullptr);
     EXPECT_TRUE(g_error_matches(nameError, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED));
     g_autoptr(GError) callError = nullptr;
     g_autoptr(GVariant) callReply = g_dbus_connection_call_sync(
         connection, g_dbus_connection_get_unique_name(other), "/org/other",
         "org.morva.javamw.DbusCommunication", "Send", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
         nullptr, &callError);
+    EXPECT_EQ(callReply, nullptr);
     EXPECT_TRUE(g_error_matches(callError, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED));
 }
 

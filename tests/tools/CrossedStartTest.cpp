@@ -39,6 +39,7 @@ public:
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
             "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        EXPECT_NE(reply, nullptr);
     }
     ~NameWatcher() {
         g_dbus_connection_signal_unsubscribe(m_connection, m_subscription);

@@ -35,6 +35,9 @@ RawHost::RawHost(const PrivateBus& bus)
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    if (reply == nullptr) {
+        throw std::runtime_error("the bus does not answer");
+    }
 }
 
 RawHost::~RawHost() {
