@@ -7,6 +7,7 @@
 
 #include "ListTest.h"
 #include "MainLoop.h"
+#include "NamedRow.h"
 #include "TestItem.h"
 #include "TestListener.h"
 
@@ -96,8 +97,7 @@ TEST_F(Events, RunOnTheThreadThatIteratesTheMainContext) {
 
 // Payloads
 
-struct PayloadRow {
-    const char* caseName;
+struct PayloadRow : NamedRow {
     std::string payload;
 };
 
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(Of, EventsWithAPayload,
                          testing::Values(PayloadRow{"OneByte", "x"}, PayloadRow{"AnItem", "A\n1\n"},
                                          PayloadRow{"AnotherId", "\x03\0\0\0"s},
                                          PayloadRow{"AMegabyte", std::string(1 << 20, 'x')}),
-                         [](const auto& row) { return row.param.caseName; });
+                         RowName<PayloadRow>);
 
 TEST_F(Events, TakeTheLastFourBytesForTheId) {
     Notify("\x61\x62\x02\0\0\0"s);
@@ -125,8 +125,7 @@ TEST_F(Events, TakeTheLastFourBytesForTheId) {
 
 // Unknown ids
 
-struct UnknownRow {
-    const char* caseName;
+struct UnknownRow : NamedRow {
     std::string bytes;
     std::string shown;
 };
@@ -152,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
                     UnknownRow{"TheLowest", "\0\0\0\x80"s, "-2147483648"},
                     UnknownRow{"TheHighest", "\xFF\xFF\xFF\x7F"s, "2147483647"},
                     UnknownRow{"ARequest", "\xD1\x07\0\0"s, "2001"}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<UnknownRow>);
 
 // Broken notifications
 
@@ -205,8 +204,7 @@ TEST_F(Events, SentAsCallsAreAnsweredWithAnEmptyArrayAndReachNobody) {
 
 // A listener that throws
 
-struct ThrowingRow {
-    const char* caseName;
+struct ThrowingRow : NamedRow {
     std::string event;
 };
 
@@ -235,4 +233,4 @@ INSTANTIATE_TEST_SUITE_P(Of, EventsOfAThrowingListener,
                          testing::Values(ThrowingRow{"Change", "\x01\0\0\0"s},
                                          ThrowingRow{"Selection", "\x02\0\0\0"s},
                                          ThrowingRow{"Click", "\x03\0\0\0"s}),
-                         [](const auto& row) { return row.param.caseName; });
+                         RowName<ThrowingRow>);

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "NamedRow.h"
 #include "TestItem.h"
 
 using namespace std::string_literals;
@@ -114,8 +115,7 @@ TEST(ValueItem, StreamOperatorsReturnTheirStream) {
 
 // What is written for which fields
 
-struct WriteRow {
-    const char* caseName;
+struct WriteRow : NamedRow {
     std::string name;
     std::string id;
     std::string record;
@@ -137,12 +137,11 @@ INSTANTIATE_TEST_SUITE_P(
                     WriteRow{"NotUtf8", "\xFF\xC3", "\x80", "\xFF\xC3\n\x80\n"},
                     WriteRow{"Blanks", " A ", "\t1 ", " A \n\t1 \n"},
                     WriteRow{"LineFeedInside", "Two\nLines", "x", "Two\nLines\nx\n"}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<WriteRow>);
 
 // What is read from which bytes into an item that held "old name" and "old id"
 
-struct ReadRow {
-    const char* caseName;
+struct ReadRow : NamedRow {
     std::string bytes;
     std::string name;
     std::string id;
@@ -175,10 +174,9 @@ INSTANTIATE_TEST_SUITE_P(
                     ReadRow{"CarriageReturns", "A\r\n1\r\n", "A\r", "1\r", std::ios::goodbit},
                     ReadRow{"NotUtf8", "\xFF\n\x80\n", "\xFF", "\x80", std::ios::goodbit},
                     ReadRow{"BlanksAreKept", " A \n\t1 \n", " A ", "\t1 ", std::ios::goodbit}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<ReadRow>);
 
-struct StateRow {
-    const char* caseName;
+struct StateRow : NamedRow {
     std::ios::iostate state;
 };
 
@@ -199,4 +197,4 @@ INSTANTIATE_TEST_SUITE_P(StreamWith, ValueItemRefusesToRead,
                          testing::Values(StateRow{"Badbit", std::ios::badbit},
                                          StateRow{"Eofbit", std::ios::eofbit},
                                          StateRow{"Failbit", std::ios::failbit}),
-                         [](const auto& row) { return row.param.caseName; });
+                         RowName<StateRow>);

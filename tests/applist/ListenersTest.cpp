@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ListTest.h"
+#include "NamedRow.h"
 #include "TestListener.h"
 
 using LogLines::Model;
@@ -14,8 +15,7 @@ using testing::IsEmpty;
 namespace {
 
 /** One kind of listener: its operations and its event, under one shape. */
-struct Kind {
-    const char* caseName;
+struct Kind : NamedRow {
     std::function<void(AppListModel&, TestListener*)> add;
     std::function<void(AppListModel&, TestListener*)> remove;
     std::string addOperation;
@@ -34,10 +34,6 @@ const Kind KINDS[] = {
      [](auto& model, auto* listener) { model.RemoveItemClickedListener(listener); },
      "AddItemClickedListener", 3, "ItemClickedEvent from local model. Listeners :"},
 };
-
-std::string CaseName(const testing::TestParamInfo<Kind>& row) {
-    return row.param.caseName;
-}
 
 /** Three listeners, A, B and C, of one kind, which write their names into the calls. */
 class Listeners : public ListTest, public testing::WithParamInterface<Kind> {
@@ -74,7 +70,7 @@ protected:
     TestListener c{Calls("C")};
 };
 
-INSTANTIATE_TEST_SUITE_P(OfKind, Listeners, testing::ValuesIn(KINDS), CaseName);
+INSTANTIATE_TEST_SUITE_P(OfKind, Listeners, testing::ValuesIn(KINDS), RowName<Kind>);
 
 } // namespace
 

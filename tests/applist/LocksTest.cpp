@@ -6,6 +6,7 @@
 
 #include "ListTest.h"
 #include "LockProbe.h"
+#include "NamedRow.h"
 #include "TestItem.h"
 #include "TestListener.h"
 
@@ -24,8 +25,7 @@ protected:
 
 // While the partner is asked
 
-struct RequestRow {
-    const char* caseName;
+struct RequestRow : NamedRow {
     std::function<void(RemoteAppListModel& model, TestItem& inList, TestItem& other)> request;
 };
 
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         RequestRow{"ModifyItem", [](auto& m, auto& a, auto& b) { m.ModifyItem(&a, &b); }},
         RequestRow{"SelectionEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(2, {}); }},
         RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<RequestRow>);
 
 // While items are read
 
@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
         RequestRow{"ModifyItem", [](auto& m, auto& a, auto& b) { m.ModifyItem(&a, &b); }},
         RequestRow{"SelectionEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(2, {}); }},
         RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<RequestRow>);
 
 TEST_F(Locks, AreNotTakenByAClick) {
     int reads = 0;
@@ -117,8 +117,7 @@ TEST_F(Locks, AreReleasedWhenAnItemThrows) {
 
 // While listeners are called
 
-struct EventRow {
-    const char* caseName;
+struct EventRow : NamedRow {
     int id;
 };
 
@@ -165,4 +164,4 @@ TEST_P(LocksDuringAnEvent, LetAListenerCallAnyOperationOfTheModel) {
 INSTANTIATE_TEST_SUITE_P(Of, LocksDuringAnEvent,
                          testing::Values(EventRow{"Change", 1}, EventRow{"Selection", 2},
                                          EventRow{"Click", 3}),
-                         [](const auto& row) { return row.param.caseName; });
+                         RowName<EventRow>);

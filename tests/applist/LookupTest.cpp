@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "ListTest.h"
+#include "NamedRow.h"
 #include "TestItem.h"
 
 using namespace std::string_literals;
@@ -62,8 +63,7 @@ TEST_F(Lookup, OfAddItemsRunsOverTheGrowingList) {
     EXPECT_THAT(reads, ElementsAre("second.id", "first.id"));
 }
 
-struct IdRow {
-    const char* caseName;
+struct IdRow : NamedRow {
     std::string key;
     std::string element;
     bool same;
@@ -86,4 +86,4 @@ INSTANTIATE_TEST_SUITE_P(Of, LookupCompares,
                                          IdRow{"AZeroByteBehind", "clock", "clock\0"s, false},
                                          IdRow{"BytesBehindAZeroByte", "c\0a"s, "c\0b"s, false},
                                          IdRow{"EqualBytesThatAreNoUtf8", "\xFF", "\xFF", true}),
-                         [](const auto& row) { return row.param.caseName; });
+                         RowName<IdRow>);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ListTest.h"
+#include "NamedRow.h"
 #include "TestItem.h"
 
 using namespace std::string_literals;
@@ -21,8 +22,7 @@ struct World {
     TestItem& other;
 };
 
-struct Row {
-    const char* caseName;
+struct Row : NamedRow {
     std::function<void(World)> operation;
     std::vector<std::string> idsAfter; ///< the list held "1" before
     std::string selectionAfter;        ///< "1" was selected before; "" for none
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
             "",
             1},
         Row{"CreatedEvent", [](World w) { w.model.OnNotificationReceive(4, {}); }, {"1"}, "1", 2}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<Row>);
 
 TEST_F(WithoutAPartner, NothingIsKeptForAPartnerThatComesLater) {
     TestPartner partner(bus);

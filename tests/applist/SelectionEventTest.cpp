@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "ListTest.h"
+#include "NamedRow.h"
 #include "TestItem.h"
 #include "TestListener.h"
 
@@ -145,8 +146,7 @@ TEST_F(SelectionEvent, ReadsTheAnswersIdBeforeTheElements) {
 
 // Answers that select nothing
 
-struct AnswerRow {
-    const char* caseName;
+struct AnswerRow : NamedRow {
     std::string answer;
     bool isEmptyList; ///< no complete record in it
 };
@@ -176,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
                     AnswerRow{"ACarriageReturnInTheId", "B\r\n2\r\n", false},
                     AnswerRow{"AZeroByteBehindTheId", "B\n2\0\n"s, false},
                     AnswerRow{"ATrailingMessageId", "B\n2\n\xD1\x07\0\0"s.substr(4), true}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<AnswerRow>);
 
 TEST_F(SelectionEvent, GoesByTheFirstOfSeveralRecords) {
     PartnerSelects("B\n2\nA\n1\n");
@@ -200,8 +200,7 @@ TEST_F(SelectionEvent, SelectsNothingWhenThePartnerAnswersWithAnError) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message ["), 1U);
 }
 
-struct BodyRow {
-    const char* caseName;
+struct BodyRow : NamedRow {
     GVariant* (*body)();
     std::string type;
 };
@@ -225,4 +224,4 @@ INSTANTIATE_TEST_SUITE_P(
         BodyRow{"AnIntegerArray", [] { return g_variant_new_parsed("([66, 10],)"); }, "(ai)"},
         BodyRow{"TwoArrays", [] { return g_variant_new_parsed("(b'B', b'2')"); }, "(ayay)"},
         BodyRow{"NothingAtAll", [] { return g_variant_new("()"); }, "()"}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<BodyRow>);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ListTest.h"
+#include "NamedRow.h"
 #include "TestItem.h"
 
 using namespace std::string_literals;
@@ -145,8 +146,7 @@ TEST_F(SerialForm, GivesTheSameFieldsBackForAnyFieldsWithoutLineFeeds) {
     }
 }
 
-struct DeserializeRow {
-    const char* caseName;
+struct DeserializeRow : NamedRow {
     std::string bytes;
     Fields fields;
 };
@@ -179,4 +179,4 @@ INSTANTIATE_TEST_SUITE_P(
         DeserializeRow{"TheSameRecordTwice", "A\n1\nA\n1\n", {{"A", "1"}, {"A", "1"}}},
         DeserializeRow{
             "RecordsInTheirOrder", "C\n3\nA\n1\nB\n2\n", {{"C", "3"}, {"A", "1"}, {"B", "2"}}}),
-    [](const auto& row) { return row.param.caseName; });
+    RowName<DeserializeRow>);

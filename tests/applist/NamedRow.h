@@ -1,0 +1,23 @@
+// The base of a table's rows: the name is what the test of a row is called and how it is shown.
+#ifndef APPLIST_TESTS_NAMEDROW_H
+#define APPLIST_TESTS_NAMEDROW_H
+
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+struct NamedRow {
+    const char* caseName;
+};
+
+inline std::ostream& operator<<(std::ostream& os, const NamedRow& row) {
+    return os << row.caseName;
+}
+
+template <class Row>
+std::string RowName(const testing::TestParamInfo<Row>& row) {
+    return row.param.caseName;
+}
+
+#endif
