@@ -5,7 +5,7 @@ set terminal svg size 800,480 font "sans,13" background "white"
 set output out
 set title "Time of a request relative to bare GDBus (no log socket, one core)"
 set logscale x 2
-set format x "%.0b %BB"
+set xtics ("41 B" 41, "4 KiB" 4096, "64 KiB" 65536, "1 MiB" 1048576, "8 MiB" 8388608)
 set xlabel "payload"
 set ylabel "median ratio, quartiles of the pairs"
 set grid

@@ -126,9 +126,12 @@ void UseRealPaths(const Room& room) {
     }
 }
 
+constexpr const char* JOURNAL_FOLDER = "/run/systemd/journal";
+bool madeJournalFolder = false;
+
 void MakeJournalFolder() {
     mkdir("/run/systemd", 0755);
-    mkdir("/run/systemd/journal", 0755);
+    madeJournalFolder = mkdir(JOURNAL_FOLDER, 0755) == 0;
 }
 
 // What the room sends to the sink when the command has ended; no log line is that short.
@@ -271,6 +274,9 @@ void StopListener(const Listener& listener, const Room& room) {
     const bool counted =
         listener.pipe >= 0 && read(listener.pipe, &count, sizeof(count)) == sizeof(count);
     waitpid(listener.pid, nullptr, 0);
+    if (madeJournalFolder) {
+        rmdir(JOURNAL_FOLDER); // it may be the machine's own /run
+    }
     if (counted && !room.report.empty()) {
         Result("sink")
             .Text("log", room.log)
