@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t KIB = 1024;
 constexpr std::size_t MIB = 1024 * KIB;
-constexpr std::size_t ID_SIZE = 4;
 constexpr std::size_t SMALL = 41;
 
 constexpr int SET_SELECTION = 2000;

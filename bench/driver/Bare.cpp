@@ -18,9 +18,10 @@ struct Client {
 #define PARTNER_NAME(suffix) "org.morva.JavaMW.Applist_SERVICE" suffix
 
 void CallBus(const Client& client, const char* method, GVariant* parameters) {
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+    GVariant* reply = g_dbus_connection_call_sync(
         client.connection, Names::BUS, Names::BUS_PATH, Names::BUS, method, parameters,
         G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    g_clear_pointer(&reply, g_variant_unref);
 }
 
 void Announce(const Client& client, const char* name) {
