@@ -69,6 +69,11 @@ def spread(value):
     return f"{value['median']:6.3f} [{value['q1']:.3f} {value['q3']:.3f}]"
 
 
+def control(value):
+    """The control's spread, marked when it is too far from 1 for the row to be trusted."""
+    return spread(value) + (" OFF" if abs(value["median"] - 1) > 0.02 else "")
+
+
 def inverse(value):
     return {"median": 1 / value["median"], "q1": 1 / value["q3"], "q3": 1 / value["q1"]}
 
@@ -96,14 +101,14 @@ def print_requests(table, results):
         table.head(f"Requests, {words} (median ratio to bare GDBus)", columns)
         for r in rows:
             print(f"  {title_of(r['row']):24}{r['pairs']:6}  {spread(r['ratio']):26}"
-                  f"{spread(r['control']):26}{r['reference_s']['median'] * 1e6:8.0f} us  "
+                  f"{control(r['control']):26}{r['reference_s']['median'] * 1e6:8.0f} us  "
                   f"{table.goal(r['row'], 'ratio', log, r['ratio']['median'])}")
         large = [r for r in rows if r["row"].endswith(("-1m", "-8m"))]
         if large:
             table.head(f"Client's processor time, all threads, {words}", columns)
         for r in large:
             print(f"  {title_of(r['row']):24}{r['pairs']:6}  {spread(r['cpu_ratio']):26}"
-                  f"{spread(r['cpu_control']):26}"
+                  f"{control(r['cpu_control']):26}"
                   f"{r['reference_cpu_s']['median'] * 1e6:8.0f} us  "
                   f"{table.goal(r['row'], 'cpu_ratio', log, r['cpu_ratio']['median'])}")
 
@@ -117,7 +122,7 @@ def print_notifications(table, results):
     for r in rows:
         rate = inverse(r["ratio"])
         print(f"  {r['row'] + ', ' + LOGS[r['log']]:30}{r['pairs']:6}  {spread(rate):26}"
-              f"{spread(inverse(r['control'])):26}{r['sent']:7.0f}{r['lost']:6.0f}  "
+              f"{control(inverse(r['control'])):26}{r['sent']:7.0f}{r['lost']:6.0f}  "
               f"{table.goal(r['row'], 'rate', r['log'], rate['median'])}  lost "
               f"{table.goal(r['row'], 'lost', r['log'], r['lost'])}")
 
@@ -138,7 +143,7 @@ def print_processes(table, results):
     for r in rows:
         log = LOGS[r["log"]]
         if r["row"] == "startup":
-            print(f"  main to ready, {log}: {spread(r['ratio'])}  control {spread(r['control'])}"
+            print(f"  main to ready, {log}: {spread(r['ratio'])}  control {control(r['control'])}"
                   f"  {r['pairs']} pairs  bare {r['reference_s']['median'] * 1e3:.2f} ms  "
                   f"{table.goal('startup', 'ratio', r['log'], r['ratio']['median'])}")
         elif r["row"] == "startup-traffic":
@@ -148,7 +153,7 @@ def print_processes(table, results):
                       f"(bare {r['reference_' + what]:.0f})  "
                       f"{table.goal('startup-traffic', 'library_' + what, r['log'], value)}")
         else:
-            print(f"  private dirty, {log}: {spread(r['ratio'])}  control {spread(r['control'])}"
+            print(f"  private dirty, {log}: {spread(r['ratio'])}  control {control(r['control'])}"
                   f"  {r['pairs']} pairs  {r['library_kib']['median']:.0f} KiB to "
                   f"{r['reference_kib']['median']:.0f} KiB  "
                   f"{table.goal('idle', 'ratio', r['log'], r['ratio']['median'])}")
