@@ -1,0 +1,534 @@
+// An answer that could not be announced is announced again until it goes through, the partner
+// changes or the endpoint ends.
+#include "ChannelTest.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <future>
+#include <optional>
+
+#include "ThreadCalls.h"
+
+namespace {
+
+using testing::AnyOf;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::StartsWith;
+
+const std::string CLIENT_ACK = "org.morva.JavaMW.Applist_CLIENT_ACK";
+
+std::size_t ThreadCount() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+class Resend : public HeldBusTest {
+protected:
+    Resend() { ThreadCalls::Reset(); }
+
+    void DenyAnswers() {
+        bus.SetPolicy(Deny::Owning("_CLIENT_ACK") + Deny::Owning("_CLIENT_SYN_ACK"));
+    }
+    void AllowAnswers() { bus.SetPolicy(""); }
+
+    void Announce(TestPartner& who, const std::string& suffix) {
+        who.Announce(suffix);
+        IterateThroughTheBus();
+    }
+
+    static bool WaitForPasses(std::size_t count) {
+        return MainLoop::WaitWithoutIterating([=] {
+            return CapturedLog::CountStarting(CapturedLog::DEBUG, "Failed to broadcasted: ") +
+                       CapturedLog::Count(CapturedLog::DEBUG,
+                                          "Nothing left to resend, closing timer") >=
+                   count;
+        });
+    }
+
+    static bool WaitForTheThreadsEnd(JavaMWDbusRemote& endpoint) {
+        return MainLoop::WaitWithoutIterating([&] {
+            const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
+            return EndpointInside::m_resendThread(endpoint) == 0;
+        });
+    }
+
+    static EndpointInside::Names Pending(JavaMWDbusRemote& endpoint) {
+        const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
+        return EndpointInside::m_resendNames(endpoint);
+    }
+
+    // The messages from the first that equals @p first on.
+    static std::vector<std::string> MessagesFrom(const std::string& first) {
+        const auto all = CapturedLog::Messages();
+        return {std::find(all.begin(), all.end(), first), all.end()};
+    }
+
+    TestPartner partner{bus, false};
+};
+
+struct OwedAnswer {
+    const char* name;
+    const char* partnersStep;
+    const char* suffix;
+    const char* announced;
+    int stateAfter;
+};
+
+class FailedAnswer : public Resend, public testing::WithParamInterface<OwedAnswer> {};
+
+TEST_P(FailedAnswer, IsRecordedWhileTheBindingStays) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    CapturedLog::Clear();
+    Announce(partner, GetParam().partnersStep);
+    const std::string announced = GetParam().announced;
+    const auto messages = MessagesFrom("DEBUG Subscribe for signals from " + partner.UniqueName() +
+                                       " on object " + PATH + ".");
+    EXPECT_THAT(messages,
+                ElementsAre(StartsWith("DEBUG Subscribe"),
+                            "DEBUG BroadcastName " + announced + " Public unique name " + OwnName(),
+                            StartsWith("ERROR Error during request name call [9] "),
+                            "ERROR Cannot get response for name request",
+                            "DEBUG Failed to broadcast: " + announced + ". Requested resend",
+                            "DEBUG Creating timer that will execute OnResendHandshake()",
+                            "DEBUG Timer thread create status: 1"));
+    EXPECT_EQ(EndpointInside::State(endpoint), 1);
+    EXPECT_EQ(EndpointInside::m_partnerId(endpoint), partner.UniqueName());
+    EXPECT_NE(EndpointInside::m_partnerWatchId(endpoint), 0u);
+    EXPECT_NE(EndpointInside::m_partnerProxy(endpoint), nullptr);
+    EXPECT_NE(EndpointInside::m_signalSubscriptionId(endpoint), 0u);
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), GetParam().suffix)));
+    EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
+}
+
+TEST_P(FailedAnswer, IsAnnouncedAgainUntilItGoesThrough) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(partner, GetParam().partnersStep);
+    ASSERT_TRUE(WaitForPasses(2));
+    EXPECT_EQ(EndpointInside::State(endpoint), 1);
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), GetParam().suffix)));
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_EQ(EndpointInside::State(endpoint), GetParam().stateAfter);
+    EXPECT_THAT(Pending(endpoint), IsEmpty());
+    EXPECT_EQ(ThreadCalls::Requested(), 1);
+}
+
+TEST_P(FailedAnswer, TellsInTheLogHowItIsResent) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(partner, GetParam().partnersStep);
+    ASSERT_TRUE(WaitForPasses(1));
+    const std::string announced = GetParam().announced;
+    const std::string first = "DEBUG Executed OnResendHandshake function";
+    auto pass = MessagesFrom(first);
+    pass.resize(7);
+    const std::string resending = "DEBUG Resending handshake: partner " + partner.UniqueName() +
+                                  ", handshakeSuffix " + GetParam().suffix;
+    const std::string broadcast =
+        "DEBUG BroadcastName " + announced + " Public unique name " + OwnName();
+    EXPECT_THAT(pass,
+                ElementsAre(first, "DEBUG Number of handshakes to resend: 1", resending, broadcast,
+                            StartsWith("ERROR Error during request name call "),
+                            "ERROR Cannot get response for name request",
+                            "DEBUG Failed to broadcasted: " + announced + ". Will try once again"));
+
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    auto messages = CapturedLog::Messages();
+    ASSERT_GE(messages.size(), 8u);
+    messages.erase(messages.begin(), messages.end() - 8);
+    EXPECT_THAT(messages,
+                ElementsAre(first, "DEBUG Number of handshakes to resend: 1", resending, broadcast,
+                            "DEBUG Become primary owner for name. Releasing it.",
+                            "DEBUG Successfully broadcasted: " + announced,
+                            "DEBUG Nothing left to resend, closing timer",
+                            "DEBUG Finished timer thread"));
+}
+
+std::string NameOfAnswer(const testing::TestParamInfo<OwedAnswer>& info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, FailedAnswer,
+                         testing::Values(OwedAnswer{"SynAck", "_SYN", "_SYN_ACK",
+                                                    "org.morva.JavaMW.Applist_CLIENT_SYN_ACK", 2},
+                                         OwedAnswer{"Ack", "_SYN_ACK", "_ACK",
+                                                    "org.morva.JavaMW.Applist_CLIENT_ACK", 3}),
+                         NameOfAnswer);
+
+TEST_F(Resend, ReportsReadyOnTheResendThreadForAnAckAlone) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(partner, "_SYN_ACK");
+    EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, partner.UniqueName()}));
+    EXPECT_NE(endpoint.ReadinessThreads().front(), std::this_thread::get_id());
+    EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_ACK"));
+}
+
+TEST_F(Resend, ReportsNothingForASynAck) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(partner, "_SYN");
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
+    EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_SYN_ACK"));
+}
+
+// Meant: what goes through late counts late.
+TEST_F(Resend, TakesTheStateBackFromThreeToTwo) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(partner, "_SYN");
+    Announce(partner, "_ACK");
+    EXPECT_EQ(EndpointInside::State(endpoint), 3);
+    EXPECT_TRUE(endpoint.IsConnectionReady());
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_EQ(EndpointInside::State(endpoint), 2);
+    EXPECT_FALSE(endpoint.IsConnectionReady());
+    Announce(partner, "_ACK");
+    EXPECT_TRUE(endpoint.IsConnectionReady());
+}
+
+// A release that failed leaves the name owned, and a name that is owned cannot be requested.
+TEST_F(Resend, GoesOnForAsLongAsARefusedReleaseLeavesTheNameOwned) {
+    RecordingEndpoint endpoint;
+    bus.SetPolicy(Deny::Calling("ReleaseName"));
+    // Not announced by the partner, who could not release its name either.
+    g_autoptr(GVariant) change =
+        OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", partner.UniqueName().c_str(), "");
+    JavaMWDbusRemote::cb_SynAckNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
+                                                &endpoint);
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Release failed due to empty response."), 1u);
+    EXPECT_EQ(EndpointInside::State(endpoint), 1);
+    ASSERT_TRUE(CapturedLog::WaitFor(CapturedLog::ERROR, "Cannot own name due to return code = 4"));
+    AllowAnswers();
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        Shared().Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        "org.freedesktop.DBus", "ReleaseName", g_variant_new("(s)", CLIENT_ACK.c_str()), nullptr,
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_EQ(EndpointInside::State(endpoint), 3);
+}
+
+// Partners that change
+
+TEST_F(Resend, DropsAnAnswerOwedToALostPartner) {
+    auto leaving = std::make_unique<TestPartner>(bus, false);
+    const std::string name = leaving->UniqueName();
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(*leaving, "_SYN_ACK");
+    leaving.reset();
+    ASSERT_TRUE(IterateUntilLogged(CapturedLog::DEBUG, "Stop watching old partner messages."));
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
+                                 "Partner name:  different then resend partner name: " + name),
+              1u);
+    EXPECT_THAT(Pending(endpoint), IsEmpty());
+    EXPECT_EQ(EndpointInside::State(endpoint), 0);
+}
+
+TEST_F(Resend, DropsAnAnswerOwedToAReplacedPartnerAndKeepsTheOther) {
+    auto leaving = std::make_unique<TestPartner>(bus, false);
+    const std::string old = leaving->UniqueName();
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(*leaving, "_SYN_ACK");
+    leaving.reset();
+    ASSERT_TRUE(IterateUntilLogged(CapturedLog::DEBUG, "Stop watching old partner messages."));
+    Announce(partner, "_SYN");
+    // The first entry may be gone already when the pass was quick.
+    ASSERT_TRUE(MainLoop::WaitWithoutIterating([&] { return Pending(endpoint).size() == 1; }));
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
+    EXPECT_THAT(CapturedLog::Messages(),
+                testing::Contains(
+                    AnyOf("DEBUG Partner name: " + partner.UniqueName() +
+                              " different then resend partner name: " + old,
+                          "DEBUG Partner name:  different then resend partner name: " + old)));
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_EQ(EndpointInside::State(endpoint), 2);
+}
+
+// The thread
+
+TEST_F(Resend, StartsNoSecondThreadWhileOneIsRunning) {
+    auto leaving = std::make_unique<TestPartner>(bus, false);
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(*leaving, "_SYN_ACK");
+    {
+        // The first entry stays, so the thread does too: nobody is told of the loss yet.
+        const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
+        EXPECT_NE(EndpointInside::m_resendThread(endpoint), 0u);
+    }
+    g_autoptr(GVariant) change =
+        OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN", partner.UniqueName().c_str(), "");
+    JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), leaving->UniqueName().c_str(),
+                                             &endpoint);
+    JavaMWDbusRemote::cb_SynNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
+                                             &endpoint);
+    ASSERT_TRUE(WaitForPasses(1));
+    EXPECT_EQ(ThreadCalls::Requested(), 1);
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
+                                 "Creating timer that will execute OnResendHandshake()"),
+              1u);
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Resending handshake: partner " +
+                                                         partner.UniqueName() +
+                                                         ", handshakeSuffix _SYN_ACK"),
+              1u);
+}
+
+// Bound, lost and bound again by the same partner before the first pass.
+TEST_F(Resend, OverwritesTheAnswerOwedToTheSamePartner) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    Announce(partner, "_SYN_ACK");
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_ACK")));
+    JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
+                                             &endpoint);
+    Announce(partner, "_SYN");
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
+    EXPECT_EQ(ThreadCalls::Requested(), 1);
+}
+
+TEST_F(Resend, StartsAnotherThreadAfterTheFirstHasEnded) {
+    std::optional<RecordingEndpoint> endpoint(std::in_place);
+    DenyAnswers();
+    Announce(partner, "_SYN_ACK");
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(*endpoint));
+    DenyAnswers();
+    JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
+                                             &*endpoint);
+    Announce(partner, "_SYN_ACK");
+    EXPECT_EQ(ThreadCalls::Created(), 2);
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(*endpoint));
+    EXPECT_EQ(EndpointInside::State(*endpoint), 3);
+    endpoint.reset();
+    EXPECT_EQ(ThreadCalls::Joined(), 2);
+}
+
+TEST_F(Resend, LeavesNoThreadBehind) {
+    const std::size_t before = ThreadCount();
+    {
+        RecordingEndpoint endpoint;
+        DenyAnswers();
+        Announce(partner, "_SYN_ACK");
+        ASSERT_TRUE(WaitForPasses(1));
+        EXPECT_EQ(ThreadCount(), before + 1);
+    }
+    EXPECT_EQ(ThreadCount(), before);
+    EXPECT_EQ(ThreadCalls::Joined(), 1);
+}
+
+TEST_F(Resend, KeepsTheAnswerWhenNoThreadCanBeStarted) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    ThreadCalls::FailCreation(true);
+    CapturedLog::Clear();
+    Announce(partner, "_SYN_ACK");
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Timer thread create status: 0"), 1u);
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_ACK")));
+    EXPECT_EQ(ThreadCalls::Requested(), 1);
+
+    // The next failure starts one.
+    ThreadCalls::FailCreation(false);
+    JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
+                                             &endpoint);
+    Announce(partner, "_SYN_ACK");
+    EXPECT_EQ(ThreadCalls::Created(), 1);
+    AllowAnswers();
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_EQ(EndpointInside::State(endpoint), 3);
+}
+
+TEST_F(Resend, IsLeftAloneByAnEndpointThatCouldNotStartIt) {
+    {
+        RecordingEndpoint endpoint;
+        DenyAnswers();
+        ThreadCalls::FailCreation(true);
+        Announce(partner, "_SYN_ACK");
+    }
+    EXPECT_EQ(ThreadCalls::Joined(), 0);
+}
+
+// The endpoint's end
+
+TEST_F(Resend, EndsSoonWithAnEndpointWhoseAnswerKeepsFailing) {
+    std::optional<RecordingEndpoint> endpoint(std::in_place);
+    DenyAnswers();
+    Announce(partner, "_SYN_ACK");
+    ASSERT_TRUE(WaitForPasses(1));
+    CapturedLog::Clear();
+    const auto start = std::chrono::steady_clock::now();
+    endpoint.reset();
+    // Half a second, a pass, and room for a busy machine.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(ThreadCalls::Joined(), 1);
+    auto messages = CapturedLog::Messages();
+    ASSERT_GE(messages.size(), 4u);
+    messages.erase(messages.begin(), messages.end() - 4);
+    EXPECT_THAT(messages, ElementsAre("DEBUG Executed OnResendHandshake function",
+                                      "DEBUG Number of handshakes to resend: 0",
+                                      "DEBUG Nothing left to resend, closing timer",
+                                      "DEBUG Finished timer thread"));
+}
+
+// Each endpoint ends somewhere else in its thread's period and passes.
+TEST_F(Resend, EndsWithItsEndpointWhereverItIs) {
+    DenyAnswers();
+    for (int i = 0; i < 6; ++i) {
+        std::optional<RecordingEndpoint> endpoint(std::in_place);
+        partner.Announce("_SYN_ACK");
+        ASSERT_TRUE(IterateUntilLogged(CapturedLog::DEBUG, "Timer thread create status: 1"));
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(i * 170);
+        MainLoop::WaitWithoutIterating([=] { return std::chrono::steady_clock::now() >= end; });
+        const auto start = std::chrono::steady_clock::now();
+        endpoint.reset();
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+        CapturedLog::Clear();
+    }
+    EXPECT_EQ(ThreadCalls::Joined(), 6);
+}
+
+TEST_F(Resend, LetsItsReportFinishBeforeTheEndpointGoes) {
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::atomic<bool> finished{false};
+    RecordingEndpoint::Actions actions;
+    actions.onReady = [&](bool, const std::string&) {
+        entered.set_value();
+        release.get_future().wait();
+        finished = true;
+    };
+    auto endpoint = std::make_unique<RecordingEndpoint>(actions);
+    DenyAnswers();
+    Announce(partner, "_SYN_ACK");
+    AllowAnswers();
+    entered.get_future().wait();
+    std::future<bool> destroyed = std::async(std::launch::async, [&] {
+        endpoint.reset();
+        return finished.load();
+    });
+    // Too short a wait could only miss a fault.
+    EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    release.set_value();
+    EXPECT_TRUE(destroyed.get());
+    EXPECT_EQ(ThreadCalls::Joined(), 1);
+}
+
+// One pass, with a table of the test's own
+
+class ResendPass : public Resend {
+protected:
+    static void Owe(JavaMWDbusRemote& endpoint, const EndpointInside::Names& names) {
+        const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
+        EndpointInside::m_resendNames(endpoint) = names;
+    }
+
+    int Pass(JavaMWDbusRemote& endpoint) {
+        CapturedLog::Clear();
+        return JavaMWDbusRemote::OnResendHandshake(&endpoint);
+    }
+};
+
+TEST_F(ResendPass, EndsTheTimerWhenTheTableIsEmpty) {
+    RecordingEndpoint endpoint;
+    EXPECT_EQ(Pass(endpoint), 0);
+    EXPECT_THAT(CapturedLog::Messages(),
+                ElementsAre("DEBUG Executed OnResendHandshake function",
+                            "DEBUG Number of handshakes to resend: 0",
+                            "DEBUG Nothing left to resend, closing timer"));
+}
+
+TEST_F(ResendPass, DropsAnUnknownSuffixWithoutAWord) {
+    RecordingEndpoint endpoint;
+    Announce(partner, "_SYN_ACK");
+    for (const char* suffix : {"_SYN", "", "ACK", "_ACK_", "_SYN_ACK "}) {
+        Owe(endpoint, {{partner.UniqueName(), suffix}});
+        EXPECT_EQ(Pass(endpoint), 0);
+        EXPECT_THAT(CapturedLog::Messages(),
+                    ElementsAre("DEBUG Executed OnResendHandshake function",
+                                "DEBUG Number of handshakes to resend: 1",
+                                "DEBUG Resending handshake: partner " + partner.UniqueName() +
+                                    ", handshakeSuffix " + suffix,
+                                "DEBUG Nothing left to resend, closing timer"));
+        EXPECT_THAT(Pending(endpoint), IsEmpty());
+    }
+    EXPECT_EQ(EndpointInside::State(endpoint), 3);
+}
+
+TEST_F(ResendPass, GoesThroughTheTableInTheOrderOfItsKeysAndKeepsWhatFails) {
+    RecordingEndpoint endpoint;
+    Announce(partner, "_SYN_ACK");
+    DenyAnswers();
+    const std::string name = partner.UniqueName();
+    Owe(endpoint, {{":2.1", "_ACK"}, {name, "_ACK"}, {":1.10", "_SYN_ACK"}, {":0", "_ACK"}});
+    EXPECT_EQ(Pass(endpoint), 1);
+    std::vector<std::string> order;
+    for (const CapturedLog::Line& line : CapturedLog::Lines()) {
+        if (line.message.rfind("Resending handshake: partner ", 0) == 0) {
+            order.push_back(line.message.substr(29, line.message.find(',') - 29));
+        }
+    }
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+    EXPECT_EQ(order.size(), 4u);
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Number of handshakes to resend: 4"), 1u);
+    EXPECT_EQ(
+        CapturedLog::Count(CapturedLog::DEBUG,
+                           "Partner name: " + name + " different then resend partner name: :2.1"),
+        1u);
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
+                                 "Failed to broadcasted: " + CLIENT_ACK + ". Will try once again"),
+              1u);
+    EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(name, "_ACK")));
+}
+
+TEST_F(ResendPass, ComparesNamesOfPartnersExactly) {
+    RecordingEndpoint endpoint;
+    Announce(partner, "_SYN_ACK");
+    const std::string name = partner.UniqueName();
+    Owe(endpoint, {{name + "0", "_SYN_ACK"}, {name.substr(0, name.size() - 1), "_SYN_ACK"}});
+    EXPECT_EQ(Pass(endpoint), 0);
+    EXPECT_EQ(EndpointInside::State(endpoint), 3);
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG,
+                                         "Partner name: " + name + " different then resend"),
+              2u);
+}
+
+TEST_F(ResendPass, WaitsForAHandshakeCallbackUnderWay) {
+    RecordingEndpoint endpoint;
+    std::future<int> pass;
+    {
+        const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
+        pass = std::async(std::launch::async, [&] { return Pass(endpoint); });
+        ASSERT_TRUE(
+            CapturedLog::WaitFor(CapturedLog::DEBUG, "Executed OnResendHandshake function"));
+        EXPECT_EQ(pass.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+        EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Number of handshakes"), 0u);
+    }
+    EXPECT_EQ(pass.get(), 0);
+}
+
+TEST_F(ResendPass, FindsNothingForAnEndpointThatIsGone) {
+    std::optional<RecordingEndpoint> endpoint(std::in_place);
+    void* const address = &*endpoint;
+    endpoint.reset();
+    EXPECT_EQ(JavaMWDbusRemote::OnResendHandshake(address), 0);
+    EXPECT_EQ(JavaMWDbusRemote::OnResendHandshake(nullptr), 0);
+}
+
+} // namespace
