@@ -1,62 +1,64 @@
-// What a line of the library looks like when it reaches the platform's log.
+// The logging facility: buffer, priority, tag and prefix of a line.
+#include <common/Log.h>
+
 #include <string>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <common/Log.h>
 
 #include "CapturedLog.h"
 
 namespace {
 
-using testing::ElementsAre;
-
 class Log : public testing::Test {
 protected:
-    void SetUp() override { CapturedLog::Clear(); }
+    Log() { CapturedLog::Clear(); }
+
+    static CapturedLog::Line TheLine() {
+        const auto lines = CapturedLog::Lines();
+        EXPECT_EQ(lines.size(), 1u);
+        return lines.empty() ? CapturedLog::Line{} : lines.back();
+    }
 };
 
-void Log_Once(const char* name) {
-    APPLIST_LOG_DEBUG("Hello %s", name);
-}
-constexpr int LOG_ONCE_LINE = __LINE__ - 2;
-
-TEST_F(Log, SaysFileFunctionAndLineBeforeTheMessageAndEndsInALineFeed) {
-    Log_Once("you");
-    ASSERT_EQ(CapturedLog::Lines().size(), 1U);
-    const std::string line = std::to_string(LOG_ONCE_LINE);
-    EXPECT_EQ(CapturedLog::Lines()[0].text,
-              "LogTest.cpp: Log_Once(" + line + ") > [Log_Once:" + line + "] Hello you\n");
+int LogOneLine(const char* name) {
+    APPLIST_LOG_DEBUG("Hello %s, %d times", name, 3);
+    return __LINE__ - 1;
 }
 
-TEST_F(Log, GoesToTheMainBufferUnderTheLibrarysTag) {
-    Log_Once("you");
-    ASSERT_EQ(CapturedLog::Lines().size(), 1U);
-    EXPECT_EQ(CapturedLog::Lines()[0].bufferId, 0);
-    EXPECT_EQ(CapturedLog::Lines()[0].tag, "applist");
+TEST_F(Log, PutsFileFunctionAndLineTwiceBeforeTheMessage) {
+    const std::string line = std::to_string(LogOneLine("you"));
+    EXPECT_EQ(TheLine().text, "LogTest.cpp: LogOneLine(" + line + ") > [LogOneLine:" + line +
+                                  "] Hello you, 3 times\n");
+}
+
+TEST_F(Log, WritesToTheMainBufferWithTheTag) {
+    LogOneLine("you");
+    EXPECT_EQ(TheLine().bufferId, 0);
+    EXPECT_EQ(TheLine().tag, "applist");
 }
 
 TEST_F(Log, HasThreePriorities) {
-    APPLIST_LOG_DEBUG("a");
-    APPLIST_LOG_INFO("b");
-    APPLIST_LOG_ERROR("c");
-    std::vector<int> priorities;
-    for (const CapturedLog::Line& line : CapturedLog::Lines()) {
-        priorities.push_back(line.priority);
-    }
-    EXPECT_THAT(priorities, ElementsAre(3, 4, 6));
+    APPLIST_LOG_DEBUG("debug");
+    APPLIST_LOG_INFO("info");
+    APPLIST_LOG_ERROR("error");
+    const auto lines = CapturedLog::Lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].priority, 3);
+    EXPECT_EQ(lines[1].priority, 4);
+    EXPECT_EQ(lines[2].priority, 6);
+    EXPECT_EQ(lines[1].message, "info");
 }
 
-TEST_F(Log, TakesNamesFromOutsideAsArgumentsNeverAsFormats) {
-    Log_Once("%s%n%d 100%");
-    EXPECT_THAT(CapturedLog::Messages(), ElementsAre("DEBUG Hello %s%n%d 100%"));
+TEST_F(Log, TakesAPercentSignInANameAsText) {
+    LogOneLine("100%s%n%d");
+    EXPECT_EQ(TheLine().message, "Hello 100%s%n%d, 3 times");
 }
 
-TEST_F(Log, NamesAFileWithoutItsFolders) {
-    static_assert(LogBaseName("/a/b/c.cpp")[0] == 'c');
-    EXPECT_STREQ(LogBaseName("/a/b/c.cpp"), "c.cpp");
-    EXPECT_STREQ(LogBaseName("c.cpp"), "c.cpp");
+TEST_F(Log, LeavesTheFoldersOutOfTheFilesName) {
+    EXPECT_STREQ(LogBaseName("/home/you/src/ipc/IPCApplist.h"), "IPCApplist.h");
+    EXPECT_STREQ(LogBaseName("src/main.cpp"), "main.cpp");
+    EXPECT_STREQ(LogBaseName("main.cpp"), "main.cpp");
+    EXPECT_STREQ(LogBaseName("folder/"), "");
     EXPECT_STREQ(LogBaseName(""), "");
 }
 

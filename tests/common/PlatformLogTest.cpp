@@ -1,190 +1,250 @@
-// The default platform log on real sockets: the journal's, and /dev/log where no journal answers.
-#include <cstdint>
-#include <cstring>
-#include <map>
-#include <string>
-#include <vector>
+// The platform's log as it is shipped, against real sockets: the journal, syslog where there is no
+// journal, and neither.
+#include <common/PlatformLog.h>
 
-#include <unistd.h>
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <syslog.h>
 
-#include <common/PlatformLog.h>
-
-#include "CountedMalloc.h"
-#include "LogRoom.h"
+#include "AllocationCount.h"
+#include "PrivateSystemLog.h"
 
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Pair;
+using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
-using testing::UnorderedElementsAre;
 
-using Texts = std::vector<std::string>;
+constexpr int BUFFER = 0;
+constexpr int DEBUG = 3;
+constexpr int INFO = 4;
+constexpr int ERROR = 6;
+constexpr const char* TAG = "applist";
 
-#define RUN_IN_LOG_ROOM(name, work)                                                                \
-    const auto name##Result = LogRoom::Run(work);                                                  \
-    if (!name##Result) {                                                                           \
-        GTEST_SKIP() << "this machine permits no mount namespace of the test's own";               \
-    }                                                                                              \
-    const Texts name = *name##Result
+#define IN_A_CHILD_WITH_ITS_OWN_LOG(body)                                                          \
+    do {                                                                                           \
+        const std::string outcome = InAChildWithItsOwnLog(body);                                   \
+        if (outcome.rfind("skip: ", 0) == 0) {                                                     \
+            GTEST_SKIP() << outcome;                                                               \
+        }                                                                                          \
+        EXPECT_EQ(outcome, "");                                                                    \
+    } while (false)
 
-// The journal's native protocol: "FIELD=value\n", or "FIELD\n", the value's size as a 64-bit
-// little-endian integer, the value and "\n" for values with a line feed in them.
-std::map<std::string, std::string> Fields(const std::string& datagram) {
-    std::map<std::string, std::string> fields;
-    for (std::size_t at = 0; at < datagram.size();) {
-        const std::size_t end = datagram.find('\n', at);
-        const std::size_t equals = datagram.find('=', at);
-        if (equals < end) {
-            fields[datagram.substr(at, equals - at)] =
-                datagram.substr(equals + 1, end - equals - 1);
-            at = end + 1;
-        } else {
-            std::uint64_t size = 0;
-            for (unsigned i = 0; i < 8; ++i) {
-                size |= std::uint64_t{static_cast<unsigned char>(datagram[end + 1 + i])} << 8 * i;
-            }
-            fields[datagram.substr(at, end - at)] = datagram.substr(end + 9, size);
-            at = end + 9 + size + 1;
+// The journal
+
+TEST(Journal, GetsALineWithItsFields) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        log.OpenSyslog();
+        PlatformLogPrint(2, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "Hello you, 3 times\n");
+        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+        EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "a-tag");
+        EXPECT_EQ(JournalField(entries[0], "LOG_BUFFER"), "2");
+        EXPECT_THAT(log.SyslogLines(), IsEmpty());
+    });
+}
+
+TEST(Journal, GetsTheSeverityOfThePriority) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        for (const int priority : {DEBUG, INFO, ERROR}) {
+            PlatformLogPrint(BUFFER, priority, TAG, "line\n");
         }
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(3));
+        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+        EXPECT_EQ(JournalField(entries[1], "PRIORITY"), "6");
+        EXPECT_EQ(JournalField(entries[2], "PRIORITY"), "3");
+    });
+}
+
+TEST(Journal, GetsALongLineCutAndNotLost) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        const std::string name(3 * 1024 * 1024, 'n');
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        const std::string message = JournalField(entries[0], "MESSAGE");
+        EXPECT_EQ(message.substr(0, 10), "before nnn");
+        EXPECT_GE(message.size(), 1000u);
+        EXPECT_LT(message.size(), 64u * 1024);
+        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+    });
+}
+
+TEST(Journal, GetsANamesPercentSignsAsTheyAre) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "100%s%n%d%");
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name 100%s%n%d%\n");
+    });
+}
+
+TEST(Journal, GetsBytesThatAreNoText) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "a\xff\n=b");
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name a\xff\n=b\n");
+        EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "applist");
+    });
+}
+
+TEST(Journal, CostsNoAllocationForAnOrdinaryLine) {
+    if (!AllocationCount::IsPossible()) {
+        GTEST_SKIP() << "allocations cannot be counted under a sanitizer";
     }
-    return fields;
-}
-
-TEST(PlatformLog, SendsALineToTheJournalWithItsFields) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        const LogSocket journal(LogRoom::JOURNAL);
-        PlatformLogPrint(0, 3, "applist", "Hello %s %d\n", "you", 7);
-        return journal.Datagrams();
-    });
-    ASSERT_THAT(datagrams, SizeIs(1));
-    EXPECT_THAT(Fields(datagrams[0]),
-                UnorderedElementsAre(Pair("MESSAGE", "Hello you 7\n"), Pair("PRIORITY", "7"),
-                                     Pair("SYSLOG_IDENTIFIER", "applist"),
-                                     Pair("LOG_BUFFER", "0")));
-}
-
-TEST(PlatformLog, TurnsThePrioritiesOfTheLibraryIntoThoseOfTheJournal) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        const LogSocket journal(LogRoom::JOURNAL);
-        for (const int priority : {3, 4, 6}) {
-            PlatformLogPrint(0, priority, "applist", "line\n");
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "the first line opens the journal\n");
+        const long before = AllocationCount::Now();
+        for (int i = 0; i < 5; ++i) {
+            PlatformLogPrint(BUFFER, DEBUG, TAG, "ordinary line %d of %s\n", i, "the library");
         }
-        return journal.Datagrams();
+        EXPECT_EQ(AllocationCount::Now() - before, 0);
+        EXPECT_THAT(log.JournalEntries(), SizeIs(6));
     });
-    Texts priorities;
-    for (const std::string& datagram : datagrams) {
-        priorities.push_back(Fields(datagram)["PRIORITY"]);
+}
+
+// Syslog
+
+TEST(Syslog, GetsTagAndTextWhereThereIsNoJournal) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
+        const auto lines = log.SyslogLines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0], HasSubstr(": a-tag: Hello you, 3 times"));
+    });
+}
+
+TEST(Syslog, GetsTheSeverityOfThePriority) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        for (const int priority : {DEBUG, INFO, ERROR}) {
+            PlatformLogPrint(BUFFER, priority, TAG, "line\n");
+        }
+        const auto lines = log.SyslogLines();
+        ASSERT_THAT(lines, SizeIs(3));
+        // The facility is the C library's default, user (1), times eight, plus the severity.
+        EXPECT_EQ(lines[0].substr(0, 4), "<15>");
+        EXPECT_EQ(lines[1].substr(0, 4), "<14>");
+        EXPECT_EQ(lines[2].substr(0, 4), "<11>");
+    });
+}
+
+// Nobody calls openlog, so the C library puts the program's own name.
+TEST(Syslog, LeavesTheIdentToTheHost) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "line\n");
+        const auto lines = log.SyslogLines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0],
+                    HasSubstr(std::string(" ") + program_invocation_short_name + ": applist: "));
+    });
+}
+
+TEST(Syslog, GetsALongLineCutAndNotLost) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        const std::string name(3 * 1024 * 1024, 'n');
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
+        const auto lines = log.SyslogLines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0], HasSubstr(": applist: before nnn"));
+        EXPECT_LT(lines[0].size(), 64u * 1024);
+    });
+}
+
+TEST(Syslog, GetsANamesPercentSignsAsTheyAre) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, "t%s", "name %s\n", "100%s%n%d");
+        const auto lines = log.SyslogLines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0], HasSubstr(": t%s: name 100%s%n%d"));
+    });
+}
+
+// What the C library's own syslog(3) costs is its own: the library adds nothing to it.
+TEST(Syslog, CostsNoAllocationOfTheLibrarysOwn) {
+    if (!AllocationCount::IsPossible()) {
+        GTEST_SKIP() << "allocations cannot be counted under a sanitizer";
     }
-    EXPECT_THAT(priorities, ElementsAre("7", "6", "3"));
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "the first line opens the log\n");
+        long before = AllocationCount::Now();
+        syslog(7, "%s: %s", TAG, "ordinary line 1 of the library\n");
+        const long ofSyslog = AllocationCount::Now() - before;
+        before = AllocationCount::Now();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "ordinary line %d of %s\n", 1, "the library");
+        EXPECT_EQ(AllocationCount::Now() - before, ofSyslog);
+        EXPECT_THAT(log.SyslogLines(), SizeIs(3));
+    });
 }
 
-TEST(PlatformLog, SendsTagAndTextToSyslogWhereNoJournalAnswers) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        const LogSocket syslogSocket(LogRoom::SYSLOG);
-        for (const int priority : {3, 4, 6}) {
-            PlatformLogPrint(0, priority, "applist", "Hello %s\n", "you");
+// Neither
+
+TEST(NoLog, LosesTheLineAndNothingElse) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        for (int i = 0; i < 100; ++i) {
+            PlatformLogPrint(BUFFER, ERROR, TAG, "line %d\n", i);
         }
-        return syslogSocket.Datagrams();
     });
-    ASSERT_THAT(datagrams, SizeIs(3));
-    // "<facility user (1) * 8 + severity>date host-ident: text"
-    EXPECT_THAT(datagrams[0], StartsWith("<15>"));
-    EXPECT_THAT(datagrams[1], StartsWith("<14>"));
-    EXPECT_THAT(datagrams[2], StartsWith("<11>"));
-    EXPECT_THAT(datagrams, testing::Each(HasSubstr(": applist: Hello you")));
 }
 
-TEST(PlatformLog, LeavesTheSyslogIdentToTheHost) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        const LogSocket syslogSocket(LogRoom::SYSLOG);
-        PlatformLogPrint(0, 3, "applist", "Hello\n");
-        return syslogSocket.Datagrams();
+TEST(NoLog, EndsAtOnceWhenSyslogComes) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
+        const auto lines = log.SyslogLines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0], HasSubstr(": applist: heard"));
     });
-    ASSERT_THAT(datagrams, SizeIs(1));
-    EXPECT_THAT(datagrams[0], HasSubstr("platform_log_test: applist: Hello"));
 }
 
-TEST(PlatformLog, TellsTheJournalAloneWhenBothListen) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        const LogSocket journal(LogRoom::JOURNAL);
-        const LogSocket syslogSocket(LogRoom::SYSLOG);
-        PlatformLogPrint(0, 3, "applist", "Hello\n");
-        Texts counts;
-        counts.push_back(std::to_string(journal.Datagrams().size()));
-        counts.push_back(std::to_string(syslogSocket.Datagrams().size()));
-        return counts;
-    });
-    EXPECT_THAT(datagrams, ElementsAre("1", "0"));
-}
-
-TEST(PlatformLog, GoesOnWithoutAnyLogAndFindsSyslogAtOnceWhenItComes) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        PlatformLogPrint(0, 3, "applist", "nobody hears this\n");
-        PlatformLogPrint(0, 3, "applist", "nor this\n");
-        const LogSocket syslogSocket(LogRoom::SYSLOG);
-        PlatformLogPrint(0, 3, "applist", "heard\n");
-        return syslogSocket.Datagrams();
-    });
-    ASSERT_THAT(datagrams, SizeIs(1));
-    EXPECT_THAT(datagrams[0], HasSubstr("applist: heard"));
-}
-
-TEST(PlatformLog, FindsAJournalThatComesLater) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        PlatformLogPrint(0, 3, "applist", "nobody hears this\n");
-        const LogSocket journal(LogRoom::JOURNAL);
-        Texts received;
-        // The journal is asked again after a while; 20 s is far more.
-        for (int i = 0; i < 20000 && received.empty(); ++i) {
-            PlatformLogPrint(0, 3, "applist", "heard\n");
-            received = journal.Datagrams();
-            usleep(1000);
+TEST(NoLog, EndsSoonWhenTheJournalComes) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        log.OpenJournal();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        std::vector<std::string> entries;
+        while (entries.empty() && std::chrono::steady_clock::now() < deadline) {
+            PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
+            entries = log.JournalEntries();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        return received;
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "heard\n");
     });
-    ASSERT_THAT(datagrams, SizeIs(1));
-    EXPECT_EQ(Fields(datagrams[0])["MESSAGE"], "heard\n");
 }
 
-TEST(PlatformLog, CutsALineThatIsTooLongInsteadOfLosingIt) {
-    const std::string name(100000, 'x');
-    RUN_IN_LOG_ROOM(datagrams, [&] {
-        const LogSocket journal(LogRoom::JOURNAL);
-        PlatformLogPrint(0, 3, "applist", "name: %s\n", name.c_str());
-        return journal.Datagrams();
+TEST(NoLog, ComesBackWhenSyslogEnds) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
+        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
+        log.CloseSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard again\n");
+        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
     });
-    ASSERT_THAT(datagrams, SizeIs(1));
-    EXPECT_EQ(Fields(datagrams[0])["MESSAGE"], "name: " + std::string(4095 - 6, 'x'));
-}
-
-TEST(PlatformLog, KeepsBytesThatAreNoText) {
-    RUN_IN_LOG_ROOM(datagrams, [] {
-        const LogSocket journal(LogRoom::JOURNAL);
-        PlatformLogPrint(0, 3, "applist", "name: %s\n", "\xff\xfe%d\x01");
-        return journal.Datagrams();
-    });
-    ASSERT_THAT(datagrams, SizeIs(1));
-    EXPECT_EQ(Fields(datagrams[0])["MESSAGE"], "name: \xff\xfe%d\x01\n");
-}
-
-TEST(PlatformLog, AllocatesNothingForAnOrdinaryLine) {
-    if (!CountedMalloc::COUNTS) {
-        GTEST_SKIP() << "the checker has put its own malloc in place";
-    }
-    RUN_IN_LOG_ROOM(allocations, [] {
-        const LogSocket journal(LogRoom::JOURNAL);
-        PlatformLogPrint(0, 3, "applist", "the first line opens the socket\n");
-        const long before = CountedMalloc::Count();
-        PlatformLogPrint(0, 3, "applist", "Sending sync message with %d bytes\n", 41);
-        return Texts{std::to_string(CountedMalloc::Count() - before)};
-    });
-    EXPECT_THAT(allocations, ElementsAre("0"));
 }
 
 } // namespace
