@@ -85,6 +85,22 @@ INSTANTIATE_TEST_SUITE_P(Bus, HandshakeCallback, testing::ValuesIn(CALLBACKS),
                              return row.param.testName;
                          });
 
+class LossFault : public FaultTest {};
+
+// As a name watch left over from an earlier partner would.
+TEST_F(LossFault, OfAnotherNameThanThePartnersChangesNothing) {
+    MakeEndpoint();
+    ConnectTo(PARTNER);
+    for (const char* other : {":2.Partner2", ":2.Part", ":2.Earlier"}) {
+        JavaMWDbusRemote::cb_PartnerNameVanished(Host().Connection(), other, &Endpoint());
+    }
+    EXPECT_EQ(Endpoint().Reports(), Strings{"ready :2.Partner"});
+    EXPECT_TRUE(Endpoint().IsConnectionReady());
+    std::vector<char> data = ByteVector("x");
+    Endpoint().SendNotification(data, PARTNER);
+    EXPECT_EQ(Errors(), Strings{});
+}
+
 class ProxyFault : public FaultTest {
 protected:
     // GDBus asks the bus for the owner only of a name that is not unique: only then can it fail.
