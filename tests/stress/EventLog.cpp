@@ -16,6 +16,7 @@ struct State {
     std::mutex mutex;
     std::condition_variable changed;
     EventLog::Counts counts;
+    std::string bound;
     std::string partner;
     std::vector<std::string> errors;
 };
@@ -29,11 +30,13 @@ State& TheState() {
 std::atomic<unsigned long> g_lines{0};
 std::atomic<bool> g_ready{false};
 
-void TakeReadiness(State& state, const std::string& line) {
-    const std::size_t at = line.find("state=");
-    const bool ready = line[at + 6] == '1';
-    const std::size_t name = line.find("partner=") + 8;
-    state.partner = ready ? line.substr(name, line.find('\n') - name) : "";
+std::string Behind(const char* text, const std::string& line) {
+    const std::size_t start = line.find(text) + std::strlen(text);
+    return line.substr(start, line.find('\n') - start);
+}
+
+void TakeReadiness(State& state, bool ready, const std::string& partner) {
+    state.partner = ready ? partner : "";
     ++(ready ? state.counts.ready : state.counts.lost);
     g_ready = ready;
 }
@@ -53,12 +56,16 @@ void PlatformLogPrint(int /*bufferId*/, int priority, const char* /*tag*/, const
                       ...) {
     g_lines.fetch_add(1, std::memory_order_relaxed);
     const auto has = [&](const char* text) { return std::strstr(format, text) != nullptr; };
+    const bool isBinding = has("Monitor unique name ");
     const bool isReadiness = has("HandleConnectionReady state=");
+    // An endpoint that is still being constructed says so, and does not name its partner.
+    const bool isEarlyReadiness = has("Default handler - HandleConnectionReady = ");
     const bool isStep = has("NameOwnerChanged called");
     const bool isResend = has("Executed OnResendHandshake");
     const bool isTimer = has("Creating timer");
     const bool isError = priority == LOG_PRIORITY_ERROR;
-    if (!isReadiness && !isStep && !isResend && !isTimer && !isError) {
+    if (!isBinding && !isReadiness && !isEarlyReadiness && !isStep && !isResend && !isTimer &&
+        !isError) {
         return;
     }
     char line[1024];
@@ -71,8 +78,14 @@ void PlatformLogPrint(int /*bufferId*/, int priority, const char* /*tag*/, const
     state.counts.steps += isStep ? 1 : 0;
     state.counts.resends += isResend ? 1 : 0;
     state.counts.timers += isTimer ? 1 : 0;
+    if (isBinding) {
+        state.bound = Behind("Monitor unique name ", line);
+    }
     if (isReadiness) {
-        TakeReadiness(state, line);
+        TakeReadiness(state, Behind("state=", line)[0] == '1', Behind("partner=", line));
+    }
+    if (isEarlyReadiness) {
+        TakeReadiness(state, Behind("Ready = ", line)[0] == '1', state.bound);
     }
     if (isError) {
         TakeError(state, line);

@@ -1,0 +1,69 @@
+// A connected list whose partner means no good, or cannot help it.
+#ifndef APPLIST_TESTS_HOSTILETEST_H
+#define APPLIST_TESTS_HOSTILETEST_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <applist/ItemChangeListener.h>
+#include <applist/ItemSelectionListener.h>
+#include <applist/RemoteAppListModel.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "CapturedLog.h"
+#include "MainLoop.h"
+#include "PrivateBus.h"
+#include "SharedBus.h"
+#include "TestPartner.h"
+#include "partner/Records.h"
+
+class HostileTest : public testing::Test {
+protected:
+    /** The list has one item, "Clock" with the id "clock.01", which is selected. */
+    HostileTest();
+    ~HostileTest() override;
+
+    /** Starts the partner and waits until this side is connected with it. */
+    void Connect();
+    void WaitUntilReady(const std::string& partner);
+    void WaitUntilLost(const std::string& partner);
+
+    /** Ends the model and waits until nobody holds the bus connection any more. */
+    void ReleaseAll();
+
+    /** Deals with all that the bus has sent to this side so far. */
+    void WaitForTheBus();
+
+    /** Waits until all that the partner sent before this has been dealt with. */
+    void WaitForAllEvents();
+
+    /** The list, the selection and the connection are as ever. */
+    void ExpectAllIsWell();
+
+    /** How many requests of this message id the partner has had. */
+    std::size_t CountRequests(int id);
+
+    /** "(ay)" with @p bytes, of any size; "Send" of this side with any body. Sets @p error. */
+    static GVariant* Body(const std::string& bytes);
+    GVariant* CallHost(GDBusConnection* caller, GVariant* body, GError** error);
+
+    struct Listener : ItemChangeListener, ItemSelectionListener {
+        void OnItemChangeEvent(AppListModel* /*model*/) override { ++changes; }
+        void OnItemSelectionEvent(AppListModel* /*model*/) override { ++selections; }
+        unsigned changes = 0;
+        unsigned selections = 0;
+    };
+
+    PrivateBus bus;
+    std::unique_ptr<SharedBus> shared;
+    std::string hostName;
+    RemoteAppListItem item;
+    Listener listener;
+    std::unique_ptr<RemoteAppListModel> model;
+    std::unique_ptr<TestPartner> partner;
+};
+
+#endif

@@ -1,0 +1,88 @@
+// Messages on both sides of what the bus takes, 32 MiB; also above what D-Bus allows, 64 MiB.
+#include "HostileTest.h"
+
+namespace {
+
+constexpr std::size_t MIB = 1024 * 1024;
+
+class SizeLimit : public HostileTest {
+protected:
+    /** Appends an item whose name has so many bytes. It stays in the list. */
+    void AppendItem(std::size_t nameSize) {
+        m_big = std::make_unique<NamedItem>(std::string(nameSize, 'n'));
+        model->AddItemAtEnd(m_big.get());
+    }
+    ~SizeLimit() override { model.reset(); } // before the item
+
+private:
+    class NamedItem : public AppListItem {
+    public:
+        explicit NamedItem(std::string name) : m_name(std::move(name)) {}
+        std::string GetVisibleName() override { return m_name; }
+        std::string GetUnigueId() override { return "big"; }
+
+    private:
+        std::string m_name;
+    };
+    std::unique_ptr<NamedItem> m_big;
+};
+
+class RequestAboveTheLimit : public SizeLimit, public testing::WithParamInterface<std::size_t> {};
+class RequestBelowTheLimit : public SizeLimit, public testing::WithParamInterface<std::size_t> {};
+
+} // namespace
+
+TEST_P(RequestBelowTheLimit, ReachesThePartnerWhole) {
+    Connect();
+    AppendItem(GetParam());
+    const std::vector<TestPartner::Bytes> requests = partner->Requests();
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(requests[0].size(), GetParam() + std::string("\nbig\n").size() + 4);
+}
+INSTANTIATE_TEST_SUITE_P(Sizes, RequestBelowTheLimit, testing::Values(1 * MIB, 16 * MIB, 31 * MIB));
+
+TEST_P(RequestAboveTheLimit, CostsTheBusConnectionAndNoMore) {
+    Connect();
+    AppendItem(GetParam());
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 1U);
+    ASSERT_TRUE(MainLoop::IterateUntil(
+        [&] { return g_dbus_connection_is_closed(shared->Connection()) != FALSE; }));
+    EXPECT_EQ(model->GetItemsCount(), 2);
+
+    model->RemoveAllItems();
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 2U);
+    EXPECT_EQ(model->GetItemsCount(), 0);
+    MainLoop::IterateUntilIdle();
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, RequestAboveTheLimit, testing::Values(33 * MIB, 65 * MIB));
+
+TEST_F(SizeLimit, ANewListConnectsOnceTheDroppedConnectionIsReleased) {
+    Connect();
+    AppendItem(33 * MIB);
+    ReleaseAll();
+    CapturedLog::Clear();
+    shared = std::make_unique<SharedBus>();
+    model = std::make_unique<RemoteAppListModel>();
+    Connect();
+}
+
+TEST_F(SizeLimit, APartnerThatNotifiesAboveTheBussLimitIsLostAndAnotherOneFound) {
+    Connect();
+    const std::string name = partner->UniqueName();
+    partner->NotifyBody(hostName, Body(std::string(33 * MIB, 'n')));
+    WaitUntilLost(name);
+    Connect();
+    ExpectAllIsWell();
+}
+
+TEST_F(SizeLimit, APartnerThatAnswersAboveTheBussLimitIsLostAndAnotherOneFound) {
+    Connect();
+    const std::string name = partner->UniqueName();
+    partner->AnswerWithBody([] { return Body(std::string(33 * MIB, 'r')); });
+    model->SetClicked(&item);
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 1U);
+    WaitUntilLost(name);
+    Connect();
+    ExpectAllIsWell();
+}

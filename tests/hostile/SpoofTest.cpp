@@ -1,0 +1,124 @@
+// Another connection on the bus that pretends to be the partner, or the bus.
+#include <ostream>
+
+#include "HostileTest.h"
+
+namespace {
+
+class Spoofed : public HostileTest {
+protected:
+    Spoofed() : stranger(std::make_unique<TestPartner>(bus, false)) {}
+    ~Spoofed() override { stranger.reset(); }
+
+    static std::size_t Readies() {
+        return CapturedLog::CountStarting(CapturedLog::DEBUG, "HandleConnectionReady state=1");
+    }
+
+    /** Waits until this side has dealt with what the stranger announced before. */
+    void WaitForAnnouncement(const std::string& callback) {
+        const std::string start = callback + " org.morva";
+        // The taking of the name and its release.
+        ASSERT_TRUE(MainLoop::IterateUntil(
+            [&] { return CapturedLog::CountStarting(CapturedLog::DEBUG, start) >= 2; }));
+    }
+
+    std::unique_ptr<TestPartner> stranger;
+};
+
+struct Step {
+    const char* name;
+    const char* suffix;
+    const char* callback;
+};
+
+void PrintTo(const Step& step, std::ostream* os) {
+    *os << step.name;
+}
+
+class SpoofedStep : public Spoofed, public testing::WithParamInterface<Step> {};
+
+} // namespace
+
+TEST_P(SpoofedStep, DoesNotMoveABoundListToTheStranger) {
+    Connect();
+    CapturedLog::Clear();
+    stranger->Announce(GetParam().suffix);
+    WaitForAnnouncement(GetParam().callback);
+    EXPECT_EQ(Readies(), 0U);
+    ExpectAllIsWell();
+    EXPECT_TRUE(stranger->Requests().empty());
+}
+INSTANTIATE_TEST_SUITE_P(Steps, SpoofedStep,
+                         testing::Values(Step{"Syn", "_SYN", "cb_SynNameOwnerChanged"},
+                                         Step{"SynAck", "_SYN_ACK", "cb_SynAckNameOwnerChanged"}),
+                         [](const auto& step) { return step.param.name; });
+
+TEST_F(Spoofed, AckIsBelievedButNoRequestGoesToTheStranger) {
+    Connect();
+    CapturedLog::Clear();
+    stranger->Announce("_ACK");
+    WaitForAnnouncement("cb_AckNameOwnerChanged");
+    EXPECT_EQ(Readies(), 1U);
+    ExpectAllIsWell();
+    EXPECT_TRUE(stranger->Requests().empty());
+}
+
+TEST_F(Spoofed, AckConnectsNobodyWhileNoPartnerIsBound) {
+    stranger->Announce("_ACK");
+    WaitForAnnouncement("cb_AckNameOwnerChanged");
+    EXPECT_EQ(Readies(), 0U);
+    model->SetClicked(&item);
+    EXPECT_TRUE(stranger->Requests().empty());
+    Connect();
+    ExpectAllIsWell();
+}
+
+TEST_F(Spoofed, NotificationsOfTheStrangerAreNotHeard) {
+    Connect();
+    for (const int event :
+         {Records::CHANGE_EVENT, Records::SELECTION_EVENT, Records::CREATED_EVENT}) {
+        stranger->NotifyBody(hostName, Body(Records::Frame("", event)));
+    }
+    // What the stranger sent is on the bus; a call of the stranger comes behind it.
+    g_autoptr(GVariant) reply = CallHost(stranger->Connection(), Body("behind"), nullptr);
+    EXPECT_EQ(listener.changes, 0U);
+    EXPECT_EQ(listener.selections, 0U);
+    EXPECT_EQ(CountRequests(Records::ADD_ITEMS), 0U);
+    ExpectAllIsWell();
+}
+
+TEST_F(Spoofed, CallsOfTheStrangerAreAnsweredWithNothing) {
+    Connect();
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GVariant) reply =
+        CallHost(stranger->Connection(), Body(Records::Frame("", Records::CREATED_EVENT)), &error);
+    ASSERT_NE(reply, nullptr) << error->message;
+    g_autofree char* text = g_variant_print(reply, TRUE);
+    EXPECT_STREQ(text, "(@ay [],)");
+    EXPECT_EQ(CountRequests(Records::ADD_ITEMS), 0U);
+    ExpectAllIsWell();
+}
+
+TEST_F(Spoofed, NameOwnerChangedThatIsNotOfTheBusIsNotHeard) {
+    CapturedLog::Clear();
+    const std::string name = "org.morva.JavaMW.Applist_SERVICE_SYN";
+    g_dbus_connection_emit_signal(
+        stranger->Connection(), hostName.c_str(), "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "NameOwnerChanged",
+        g_variant_new("(sss)", name.c_str(), stranger->UniqueName().c_str(), ""), nullptr);
+    g_autoptr(GVariant) reply = CallHost(stranger->Connection(), Body("behind"), nullptr);
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "cb_SynNameOwnerChanged called"), 0U);
+    Connect();
+    ExpectAllIsWell();
+}
+
+TEST_F(Spoofed, TheLossOfTheStrangerIsNotThatOfThePartner) {
+    Connect();
+    stranger->Announce("_SYN");
+    WaitForAnnouncement("cb_SynNameOwnerChanged");
+    CapturedLog::Clear();
+    stranger.reset();
+    WaitForAllEvents();
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Connection lost"), 0U);
+    ExpectAllIsWell();
+}

@@ -1,0 +1,36 @@
+// What a process costs: memory, threads, descriptors, and its match rules on the bus.
+#ifndef APPLIST_TESTS_RESOURCES_H
+#define APPLIST_TESTS_RESOURCES_H
+
+#include <string>
+
+#include "PrivateBus.h"
+
+struct Resources {
+    long residentKb = 0;
+    long long heapBytes = 0; ///< in use, as the C library tells; 0 under another allocator
+    long threads = 0;
+    long descriptors = 0;
+    long matchRules = 0; ///< -1 on a bus that does not tell
+
+    static long CountDescriptors();
+};
+
+/** Reads the resources of this process. Its own bus connection is there from the start. */
+class ResourceMeter {
+public:
+    explicit ResourceMeter(const PrivateBus& bus);
+    ~ResourceMeter();
+
+    ResourceMeter(const ResourceMeter&) = delete;
+    ResourceMeter& operator=(const ResourceMeter&) = delete;
+
+    Resources Read() const;
+
+private:
+    long CountMatchRules() const;
+
+    GDBusConnection* m_connection;
+};
+
+#endif
