@@ -19,9 +19,6 @@
 #include "MainLoop.h"
 #include "SharedBus.h"
 
-// AddressSanitizer and ThreadSanitizer count for themselves.
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
-
 namespace {
 
 constexpr const char* PARTNER = ":2.Partner";
@@ -42,9 +39,6 @@ __attribute__((constructor)) void TakeGLibsMemoryFromMalloc(int /*argc*/, char**
 }
 
 std::size_t LiveBytes() {
-    if (__sanitizer_get_current_allocated_bytes != nullptr) {
-        return __sanitizer_get_current_allocated_bytes();
-    }
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
 }
