@@ -1,4 +1,5 @@
-// A dbus-daemon of the test's own, which the library takes for the system bus.
+// A bus of the test's own, which the library takes for the system bus: a dbus-daemon, or with
+// APPLIST_TEST_BUS=dbus-broker in the environment that one.
 #ifndef APPLIST_TESTS_PRIVATEBUS_H
 #define APPLIST_TESTS_PRIVATEBUS_H
 
@@ -8,7 +9,7 @@
 #include <sys/types.h>
 
 /**
- * Starts a daemon that dies with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
+ * Starts a bus that dies with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
  * allowed, unless a policy says otherwise.
  */
 class PrivateBus {
@@ -32,6 +33,8 @@ public:
     void Kill();
 
 private:
+    void StartDaemon();
+    void StartBroker();
     void WriteConfiguration(const std::string& policy) const;
 
     std::string m_folder;
