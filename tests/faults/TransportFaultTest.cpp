@@ -173,6 +173,15 @@ TEST_F(IncomingFault, ASignalWithoutUserDataIsRefused) {
     ExpectRefused(SignalLine(DoubleHost::OBJECT_PATH));
 }
 
+TEST_F(IncomingFault, ASignalForAnEndpointThatIsGoneIsRefused) {
+    void* const gone = UserData();
+    DestroyEndpoint();
+    CapturedLog::Clear();
+    Signal(Host().Connection(), DoubleHost::OBJECT_PATH, "(@ay [1],)", gone);
+    EXPECT_EQ(CapturedLog::Messages(), (Strings{SignalLine(DoubleHost::OBJECT_PATH),
+                                                "ERROR Empty user_data or connection not valid."}));
+}
+
 TEST_F(IncomingFault, ASignalOfAnotherPathIsIgnoredWithoutAWord) {
     Signal(Host().Connection(), "/elsewhere", "(@ay [1],)", UserData());
     EXPECT_EQ(CapturedLog::Messages(), Strings{SignalLine("/elsewhere")});
