@@ -1,0 +1,54 @@
+// A client's way to the bus that lets through no more than what gives the client its unique name,
+// until the test has done something with that name.
+#ifndef APPLIST_TESTS_HELDCONNECTION_H
+#define APPLIST_TESTS_HELDCONNECTION_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "PrivateBus.h"
+
+/** For one client. It needs no iteration of the test's context. */
+class HeldConnection {
+public:
+    explicit HeldConnection(const PrivateBus& bus);
+    ~HeldConnection();
+
+    HeldConnection(const HeldConnection&) = delete;
+    HeldConnection& operator=(const HeldConnection&) = delete;
+
+    /** What the client has to connect to. */
+    std::string Address() const { return "unix:path=" + m_path; }
+
+    /** Waits for the client. @return its unique name, empty when it does not come */
+    std::string UniqueName();
+
+    /** Lets everything through from now on. */
+    void Release();
+
+private:
+    void Run();
+    bool TakeFromClient(int client);
+    bool TakeFromBus(int bus, int client);
+    bool ForwardToBus(int bus);
+    std::size_t Forwardable() const;
+
+    std::string m_busPath;
+    std::string m_path;
+    int m_listener;
+    int m_wake[2];
+    std::thread m_thread;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::string m_uniqueName;
+    std::atomic<bool> m_released{false};
+    std::string m_fromClient;
+    std::size_t m_forwarded = 0;
+    std::string m_fromBus;
+};
+
+#endif

@@ -1,0 +1,93 @@
+// What clients read of the communication object's interface, byte for byte.
+#include <string>
+#include <vector>
+
+#include "ChannelTest.h"
+#include "ClientProcess.h"
+
+namespace {
+
+struct Client {
+    const char* name;
+    std::vector<std::string> (*words)(const std::string& bus, const std::string& endpoint);
+    /** The whole of the output that is about the interface, and what it starts with. */
+    const char* start;
+    const char* text;
+    const char* end;
+};
+
+constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
+constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
+constexpr const char* XML_START = "  <interface name=\"org.morva";
+constexpr const char* XML = R"(  <interface name="org.morva.javamw.DbusCommunication">
+    <method name="Send">
+      <arg type="ay" name="data" direction="in">
+      </arg>
+      <arg type="ay" name="response" direction="out">
+      </arg>
+    </method>
+  </interface>
+</node>
+)";
+
+const Client CLIENTS[] = {
+    {"GdbusAsText",
+     [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
+         return {"gdbus", "introspect", "--address", bus, "--dest", endpoint, "-o", PATH};
+     },
+     "  interface org.morva", R"(  interface org.morva.javamw.DbusCommunication {
+    methods:
+      Send(in  ay data,
+           out ay response);
+    signals:
+    properties:
+  };
+};
+)",
+     ""},
+    {"GdbusAsXml",
+     [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
+         return {"gdbus", "introspect", "--address", bus, "--dest", endpoint, "-o", PATH, "--xml"};
+     },
+     XML_START, XML, ""},
+    {"BusctlAsTable",
+     [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
+         return {"busctl", "--address=" + bus, "--no-legend", "introspect", endpoint,
+                 PATH,     INTERFACE};
+     },
+     ".", ".Send                              method    ay        ay           -\n", ""},
+    {"BusctlAsXml",
+     [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
+         return {"busctl", "--address=" + bus, "introspect", "--xml-interface", endpoint, PATH};
+     },
+     XML_START, XML, "\n"},
+    {"DbusSend",
+     [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
+         return {"dbus-send",
+                 "--bus=" + bus,
+                 "--dest=" + endpoint,
+                 "--print-reply=literal",
+                 PATH,
+                 "org.freedesktop.DBus.Introspectable.Introspect"};
+     },
+     XML_START, XML, ""},
+};
+
+class Introspection : public HeldBusTest, public testing::WithParamInterface<Client> {};
+
+TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
+    const RecordingEndpoint endpoint;
+    const std::vector<std::string> words = GetParam().words(bus.Address(), OwnName());
+    APPLIST_NEEDS_CLIENT(words[0]);
+    const ClientProcess::Result result = ClientProcess(words).WaitForExit();
+    EXPECT_EQ(result.exitStatus, 0) << result.errors;
+    const std::size_t start = result.output.find(GetParam().start);
+    ASSERT_NE(start, std::string::npos) << result.output;
+    EXPECT_EQ(result.output.substr(start), GetParam().text + std::string(GetParam().end));
+    EXPECT_EQ(result.output.find("SendSignal"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Clients, Introspection, testing::ValuesIn(CLIENTS),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+} // namespace

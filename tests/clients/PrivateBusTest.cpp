@@ -1,0 +1,42 @@
+// The tests' own bus is what APPLIST_TEST_BUS says, so that a run on dbus-broker is one.
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "PrivateBus.h"
+
+namespace {
+
+// The name of the process behind the bus.
+std::string ProgramOf(const PrivateBus& bus) {
+    g_autoptr(GDBusConnection) connection = bus.Connect();
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetConnectionUnixProcessID", g_variant_new("(s)", "org.freedesktop.DBus"),
+        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    guint32 pid = 0;
+    g_variant_get(reply, "(u)", &pid);
+    std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+    std::string program;
+    file >> program;
+    return program;
+}
+
+TEST(PrivateBusTest, IsTheBusThatTheEnvironmentAsksFor) {
+    const char* const wanted = std::getenv("APPLIST_TEST_BUS");
+    const PrivateBus bus;
+    EXPECT_THAT(ProgramOf(bus), testing::StartsWith(wanted == nullptr ? "dbus-daemon" : wanted));
+}
+
+TEST(PrivateBusTest, RefusesABusThatItDoesNotKnow) {
+    const char* const wanted = std::getenv("APPLIST_TEST_BUS");
+    const std::string present = wanted == nullptr ? "dbus-daemon" : wanted;
+    setenv("APPLIST_TEST_BUS", "another", 1);
+    EXPECT_THROW(PrivateBus(), std::runtime_error);
+    setenv("APPLIST_TEST_BUS", present.c_str(), 1);
+}
+
+} // namespace

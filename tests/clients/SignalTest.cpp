@@ -1,0 +1,163 @@
+// "SendSignal" from and to clients, byte for byte.
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "ChannelTest.h"
+#include "ClientProcess.h"
+#include "HeldConnection.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
+constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
+constexpr const char* SIGNAL = "org.morva.javamw.DbusCommunication.SendSignal";
+
+const std::vector<char> BYTES = ByteVector({0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00});
+
+struct Emission {
+    const char* name;
+    Words (*words)(const std::string& bus, const std::string& endpoint);
+};
+
+const Emission EMISSIONS[] = {
+    {"Gdbus",
+     [](const std::string& bus, const std::string& endpoint) -> Words {
+         return {"gdbus",
+                 "emit",
+                 "--address",
+                 bus,
+                 "--dest",
+                 endpoint,
+                 "-o",
+                 PATH,
+                 "-s",
+                 SIGNAL,
+                 "[byte 0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00]"};
+     }},
+    {"Busctl",
+     [](const std::string& bus, const std::string& endpoint) -> Words {
+         return {"busctl",     "--address=" + bus,
+                 "emit",       "--destination=" + endpoint,
+                 PATH,         INTERFACE,
+                 "SendSignal", "ay",
+                 "8",          "65",
+                 "0",          "10",
+                 "255",        "2",
+                 "0",          "0",
+                 "0"};
+     }},
+    {"DbusSend",
+     [](const std::string& bus, const std::string& endpoint) -> Words {
+         return {"dbus-send",
+                 "--bus=" + bus,
+                 "--type=signal",
+                 "--dest=" + endpoint,
+                 PATH,
+                 SIGNAL,
+                 "array:byte:0x41,0x00,0x0a,0xff,0x02,0x00,0x00,0x00"};
+     }},
+};
+
+/** An endpoint that takes a client, which cannot shake hands itself, for its partner. */
+class ClientAsPartner : public HeldBusTest {
+protected:
+    void Bind(const std::string& uniqueName) {
+        g_autoptr(GVariant) change =
+            OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", uniqueName.c_str(), "");
+        JavaMWDbusRemote::cb_SynAckNameOwnerChanged(Shared().Connection(), "org.freedesktop.DBus",
+                                                    "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                                    "NameOwnerChanged", change, endpoint.get());
+        ASSERT_TRUE(endpoint->IsConnectionReady());
+        IterateThroughTheBus();
+    }
+
+    void TearDown() override {
+        endpoint.reset();
+        HeldBusTest::TearDown();
+    }
+
+    std::unique_ptr<RecordingEndpoint> endpoint = std::make_unique<RecordingEndpoint>();
+};
+
+class Emitted : public ClientAsPartner, public testing::WithParamInterface<Emission> {};
+
+TEST_P(Emitted, ByThePartnerArrivesAsItIs) {
+    HeldConnection way(bus);
+    const Words words = GetParam().words(way.Address(), OwnName());
+    APPLIST_NEEDS_CLIENT(words[0]);
+    ClientProcess client(words);
+    Bind(way.UniqueName());
+    way.Release();
+    EXPECT_EQ(client.WaitForExit().exitStatus, 0);
+    EXPECT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
+    EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(BYTES));
+}
+
+TEST_P(Emitted, ByAnotherThanThePartnerReachesNobody) {
+    const Words words = GetParam().words(bus.Address(), OwnName());
+    APPLIST_NEEDS_CLIENT(words[0]);
+    TestPartner partner(bus);
+    Bind(partner.UniqueName());
+    EXPECT_EQ(ClientProcess(words).WaitForExit().exitStatus, 0);
+    // Arrives behind it, the client having left.
+    partner.Notify(OwnName(), ByteVector("second"));
+    EXPECT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
+    EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(ByteVector("second")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Clients, Emitted, testing::ValuesIn(EMISSIONS),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+class Monitored : public ClientAsPartner {};
+
+TEST_F(Monitored, ByGdbusAsThePartner) {
+    APPLIST_NEEDS_CLIENT("gdbus");
+    HeldConnection way(bus);
+    ClientProcess client({"gdbus", "monitor", "--address", way.Address(), "--dest", OwnName()});
+    Bind(way.UniqueName());
+    way.Release();
+    // It says so when it listens.
+    ASSERT_TRUE(client.WaitFor("is owned by"));
+    IterateThroughTheBus();
+    std::vector<char> bytes = BYTES;
+    endpoint->SendNotification(bytes);
+    const std::string line = std::string(PATH) + ": " + SIGNAL +
+                             " ([byte 0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00],)\n";
+    EXPECT_TRUE(client.WaitFor(line)) << client.Stop();
+}
+
+TEST_F(Monitored, ByBusctl) {
+    APPLIST_NEEDS_CLIENT("busctl");
+    TestPartner partner(bus);
+    Bind(partner.UniqueName());
+    ClientProcess client({"busctl", "--address=" + bus.Address(), "--json=short", "monitor"});
+    ASSERT_TRUE(client.WaitForError("Monitoring bus message stream"));
+    std::vector<char> bytes = BYTES;
+    endpoint->SendNotification(bytes);
+    EXPECT_TRUE(client.WaitFor("\"destination\":\"" + partner.UniqueName() + "\",\"path\":\"" +
+                               PATH + "\",\"interface\":\"" + INTERFACE +
+                               "\",\"member\":\"SendSignal\",\"payload\":{\"type\":\"ay\","
+                               "\"data\":[[65,0,10,255,2,0,0,0]]}}\n"))
+        << client.Stop();
+}
+
+TEST_F(Monitored, ByDbusMonitor) {
+    APPLIST_NEEDS_CLIENT("dbus-monitor");
+    TestPartner partner(bus);
+    Bind(partner.UniqueName());
+    ClientProcess client({"dbus-monitor", "--address", bus.Address()});
+    // What a monitor is told first.
+    ASSERT_TRUE(client.WaitFor("member=NameLost"));
+    std::vector<char> bytes = BYTES;
+    endpoint->SendNotification(bytes);
+    EXPECT_TRUE(client.WaitFor(std::string("path=") + PATH + "; interface=" + INTERFACE +
+                               "; member=SendSignal\n   array of bytes [\n"
+                               "      41 00 0a ff 02 00 00 00\n   ]\n"))
+        << client.Stop();
+}
+
+} // namespace
