@@ -4,20 +4,20 @@
 
 #include "ChannelTest.h"
 #include "ClientProcess.h"
+#include "NamedRow.h"
 
 namespace {
 
 using Words = std::vector<std::string>;
 
-struct Announcer {
-    const char* name;
+struct Announcer : NamedRow {
     Words (*words)(const std::string& bus);
 };
 
 constexpr const char* SYN = "org.morva.JavaMW.Applist_SERVICE_SYN";
 
 const Announcer ANNOUNCERS[] = {
-    {"Gdbus",
+    {{"Gdbus"},
      [](const std::string& bus) -> Words {
          return {"gdbus",     "call",
                  "--address", bus,
@@ -26,7 +26,7 @@ const Announcer ANNOUNCERS[] = {
                  "--method",  "org.freedesktop.DBus.RequestName",
                  SYN,         "4"};
      }},
-    {"Busctl",
+    {{"Busctl"},
      [](const std::string& bus) -> Words {
          return {"busctl",
                  "--address=" + bus,
@@ -39,7 +39,7 @@ const Announcer ANNOUNCERS[] = {
                  SYN,
                  "4"};
      }},
-    {"DbusSend",
+    {{"DbusSend"},
      [](const std::string& bus) -> Words {
          return {"dbus-send",
                  "--bus=" + bus,
@@ -67,7 +67,6 @@ TEST_P(Announced, IsAnsweredAndThenLost) {
     EXPECT_EQ(EndpointInside::State(endpoint), JavaMWDbusRemote::HANDSHAKE_NONE);
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, Announced, testing::ValuesIn(ANNOUNCERS),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clients, Announced, testing::ValuesIn(ANNOUNCERS), RowName<Announcer>);
 
 } // namespace

@@ -4,11 +4,11 @@
 
 #include "ChannelTest.h"
 #include "ClientProcess.h"
+#include "NamedRow.h"
 
 namespace {
 
-struct Client {
-    const char* name;
+struct Client : NamedRow {
     std::vector<std::string> (*words)(const std::string& bus, const std::string& endpoint);
     /** The whole of the output that is about the interface, and what it starts with. */
     const char* start;
@@ -31,11 +31,12 @@ constexpr const char* XML = R"(  <interface name="org.morva.javamw.DbusCommunica
 )";
 
 const Client CLIENTS[] = {
-    {"GdbusAsText",
+    {{"GdbusAsText"},
      [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
          return {"gdbus", "introspect", "--address", bus, "--dest", endpoint, "-o", PATH};
      },
-     "  interface org.morva", R"(  interface org.morva.javamw.DbusCommunication {
+     "  interface org.morva",
+     R"(  interface org.morva.javamw.DbusCommunication {
     methods:
       Send(in  ay data,
            out ay response);
@@ -45,23 +46,29 @@ const Client CLIENTS[] = {
 };
 )",
      ""},
-    {"GdbusAsXml",
+    {{"GdbusAsXml"},
      [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
          return {"gdbus", "introspect", "--address", bus, "--dest", endpoint, "-o", PATH, "--xml"};
      },
-     XML_START, XML, ""},
-    {"BusctlAsTable",
+     XML_START,
+     XML,
+     ""},
+    {{"BusctlAsTable"},
      [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
          return {"busctl", "--address=" + bus, "--no-legend", "introspect", endpoint,
                  PATH,     INTERFACE};
      },
-     ".", ".Send                              method    ay        ay           -\n", ""},
-    {"BusctlAsXml",
+     ".",
+     ".Send                              method    ay        ay           -\n",
+     ""},
+    {{"BusctlAsXml"},
      [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
          return {"busctl", "--address=" + bus, "introspect", "--xml-interface", endpoint, PATH};
      },
-     XML_START, XML, "\n"},
-    {"DbusSend",
+     XML_START,
+     XML,
+     "\n"},
+    {{"DbusSend"},
      [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
          return {"dbus-send",
                  "--bus=" + bus,
@@ -70,7 +77,9 @@ const Client CLIENTS[] = {
                  PATH,
                  "org.freedesktop.DBus.Introspectable.Introspect"};
      },
-     XML_START, XML, ""},
+     XML_START,
+     XML,
+     ""},
 };
 
 class Introspection : public HeldBusTest, public testing::WithParamInterface<Client> {};
@@ -87,7 +96,6 @@ TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
     EXPECT_EQ(result.output.find("SendSignal"), std::string::npos);
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, Introspection, testing::ValuesIn(CLIENTS),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clients, Introspection, testing::ValuesIn(CLIENTS), RowName<Client>);
 
 } // namespace

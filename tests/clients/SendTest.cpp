@@ -4,6 +4,7 @@
 
 #include "ChannelTest.h"
 #include "ClientProcess.h"
+#include "NamedRow.h"
 
 namespace {
 
@@ -29,8 +30,7 @@ Words DbusSend(const std::string& bus, const std::string& endpoint, const std::s
             METHOD,      argument};
 }
 
-struct Call {
-    const char* name;
+struct Call : NamedRow {
     Words (*words)(const std::string& bus, const std::string& endpoint);
     std::vector<char> request;
     std::vector<char> reply;
@@ -41,33 +41,39 @@ const std::vector<char> REQUEST = ByteVector({0x41, 0x00, 0x0a, 0xff, 0xd1, 0x07
 const std::vector<char> REPLY = ByteVector({0x00, 0x61, 0xff});
 
 const Call CALLS[] = {
-    {"Gdbus",
+    {{"Gdbus"},
      [](const std::string& bus, const std::string& endpoint) {
          return Gdbus(bus, endpoint, "[0x41, 0x00, 0x0a, 0xff, 0xd1, 0x07, 0x00, 0x00]");
      },
-     REQUEST, REPLY, "([byte 0x00, 0x61, 0xff],)\n"},
-    {"GdbusWithNothing",
+     REQUEST,
+     REPLY,
+     "([byte 0x00, 0x61, 0xff],)\n"},
+    {{"GdbusWithNothing"},
      [](const std::string& bus, const std::string& endpoint) { return Gdbus(bus, endpoint, "[]"); },
      {},
      {},
      "(@ay [],)\n"},
-    {"Busctl",
+    {{"Busctl"},
      [](const std::string& bus, const std::string& endpoint) {
          return Busctl(bus, endpoint, {"ay", "8", "65", "0", "10", "255", "209", "7", "0", "0"});
      },
-     REQUEST, REPLY, "ay 3 0 97 255\n"},
-    {"BusctlWithNothing",
+     REQUEST,
+     REPLY,
+     "ay 3 0 97 255\n"},
+    {{"BusctlWithNothing"},
      [](const std::string& bus, const std::string& endpoint) {
          return Busctl(bus, endpoint, {"ay", "0"});
      },
      {},
      {},
      "ay 0\n"},
-    {"DbusSend",
+    {{"DbusSend"},
      [](const std::string& bus, const std::string& endpoint) {
          return DbusSend(bus, endpoint, "array:byte:0x41,0x00,0x0a,0xff,0xd1,0x07,0x00,0x00");
      },
-     REQUEST, REPLY, "   array of bytes [\n      00 61 ff\n   ]\n"},
+     REQUEST,
+     REPLY,
+     "   array of bytes [\n      00 61 ff\n   ]\n"},
 };
 
 class Send : public HeldBusTest, public testing::WithParamInterface<Call> {};
@@ -82,8 +88,7 @@ TEST_P(Send, CarriesTheBytesBothWays) {
     EXPECT_THAT(endpoint.Messages(), testing::ElementsAre(GetParam().request));
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, Send, testing::ValuesIn(CALLS),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clients, Send, testing::ValuesIn(CALLS), RowName<Call>);
 
 class WrongSend : public HeldBusTest {
 protected:

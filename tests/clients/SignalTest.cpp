@@ -7,6 +7,7 @@
 #include "ChannelTest.h"
 #include "ClientProcess.h"
 #include "HeldConnection.h"
+#include "NamedRow.h"
 
 namespace {
 
@@ -18,13 +19,12 @@ constexpr const char* SIGNAL = "org.morva.javamw.DbusCommunication.SendSignal";
 
 const std::vector<char> BYTES = ByteVector({0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00});
 
-struct Emission {
-    const char* name;
+struct Emission : NamedRow {
     Words (*words)(const std::string& bus, const std::string& endpoint);
 };
 
 const Emission EMISSIONS[] = {
-    {"Gdbus",
+    {{"Gdbus"},
      [](const std::string& bus, const std::string& endpoint) -> Words {
          return {"gdbus",
                  "emit",
@@ -38,7 +38,7 @@ const Emission EMISSIONS[] = {
                  SIGNAL,
                  "[byte 0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00]"};
      }},
-    {"Busctl",
+    {{"Busctl"},
      [](const std::string& bus, const std::string& endpoint) -> Words {
          return {"busctl",     "--address=" + bus,
                  "emit",       "--destination=" + endpoint,
@@ -50,7 +50,7 @@ const Emission EMISSIONS[] = {
                  "0",          "0",
                  "0"};
      }},
-    {"DbusSend",
+    {{"DbusSend"},
      [](const std::string& bus, const std::string& endpoint) -> Words {
          return {"dbus-send",
                  "--bus=" + bus,
@@ -109,8 +109,7 @@ TEST_P(Emitted, ByAnotherThanThePartnerReachesNobody) {
     EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(ByteVector("second")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, Emitted, testing::ValuesIn(EMISSIONS),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clients, Emitted, testing::ValuesIn(EMISSIONS), RowName<Emission>);
 
 class Monitored : public ClientAsPartner {};
 
