@@ -18,7 +18,9 @@
  * selection has moved away from it, or until the list's proxy is gone.
  *
  * **Threads.** The accessors are called on any thread that uses the list and on the thread that
- * delivers the partner's events, with the list's lock held: they must not call back into the list.
+ * delivers the partner's events, with the list's lock held: they must not call back into the list
+ * and must not throw. What one throws reaches the caller, with the list changed and the partner not
+ * told.
  */
 class APPLIST_API AppListItem {
 public:

@@ -18,7 +18,8 @@ class ItemSelectionListener;
  * partner with one synchronous request, which blocks the caller until the partner answers (at most
  * GDBus's 25 s). Without a partner the copy changes all the same and the request is lost; the
  * partner gets the whole list when it says that its own has been created anew. Nothing is reported
- * to the caller: failures are in the log.
+ * to the caller: failures are in the log, but for a missing partner, which "Connection not set." or
+ * "Proxy not ready" on standard output tells.
  *
  * Items and listeners are the host's and are never deleted (AppListItem, and the three listener
  * interfaces, say how long they must live). Items are looked up by unique id, from the front.

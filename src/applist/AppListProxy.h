@@ -18,7 +18,8 @@ class ItemSelectionListener;
  *
  * The connection comes up by itself once the host iterates the GLib main context that is the
  * thread-default one of the creating thread; until then operations change this side's list and
- * their requests are lost. Listeners are called on the thread that iterates that context.
+ * their requests are lost. Listeners are called on the thread that iterates that context, which
+ * must have pushed it as its thread-default one, unless it is the global default context.
  *
  * Every operation does what the one of the same name does in AppListModel, where ownership, threads
  * and failures are told. Reading the whole list, counting it and reporting a click go through the
@@ -27,12 +28,17 @@ class ItemSelectionListener;
  * **Destroying.** No thread may be inside an operation, and not from inside a listener. The
  * destructor waits for a handshake step under way, but not for a notification being handled: a host
  * whose loop runs in another thread destroys the proxy on that thread, or stops the loop first.
- * JavaMWDbusRemote tells what stays on the bus connection afterwards. One proxy in a process at a
- * time: a second one would never find the partner.
+ * JavaMWDbusRemote tells what stays on the bus connection afterwards. One proxy a process:
+ * while the first lives, or while the host holds the shared bus connection after the first has
+ * gone, a second one may never find the partner, and destroying one may end the other's watch of
+ * it.
  */
 class APPLIST_API AppListProxy {
 public:
-    /** Blocks for up to five round trips to the bus daemon. Throws only std::bad_alloc. */
+    /**
+     * Blocks for five round trips to the bus daemon, a few hundred microseconds on an idle device
+     * and at most GDBus's time-outs on a stalled one. Throws only std::bad_alloc.
+     */
     AppListProxy();
     ~AppListProxy();
 

@@ -1,12 +1,53 @@
-// Reads item streams: item records one after the other, with no count and no separator.
+// Writes and reads item streams: item records one after the other, with no count and no separator.
+// What a record is, the stream operators of RemoteAppListItem say.
 #ifndef APPLIST_APPLIST_ITEMRECORDS_H
 #define APPLIST_APPLIST_ITEMRECORDS_H
 
+#include <cstddef>
 #include <istream>
+#include <ostream>
+#include <streambuf>
+#include <string>
 
 #include <applist/RemoteAppListItem.h>
 
 namespace ItemRecords {
+
+/** Appends what is streamed to a string, without the copies of a string stream. */
+class StringBuffer : public std::streambuf {
+public:
+    explicit StringBuffer(std::string& target) : m_target(target) {}
+
+protected:
+    std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+        const auto size = static_cast<std::size_t>(count);
+        if (m_target.capacity() - m_target.size() < size) {
+            // With room for the short fields that follow a long one.
+            m_target.reserve(m_target.size() + size + m_target.size() / 2 + 64);
+        }
+        m_target.append(bytes, size);
+        return count;
+    }
+
+    int_type overflow(int_type byte) override {
+        if (!traits_type::eq_int_type(byte, traits_type::eof())) {
+            m_target.push_back(traits_type::to_char_type(byte));
+        }
+        return traits_type::not_eof(byte);
+    }
+
+private:
+    std::string& m_target;
+};
+
+/** Appends the record of @p item to @p records. */
+inline void Append(std::string& records, const RemoteAppListItem& item) {
+    StringBuffer buffer(records);
+    std::ostream stream(&buffer);
+    // Out of memory is an exception here, not half a record that shifts all fields behind it.
+    stream.exceptions(std::ios::badbit);
+    stream << item;
+}
 
 /**
  * Reads the next complete record into @p item.

@@ -293,9 +293,9 @@ void RemoteAppListModel::OnLocalCreatedEvent() {
 
 std::string RemoteAppListModel::Serialize(AppListItem* item) {
     APPLIST_LOG_DEBUG("Serialize item: %p", static_cast<void*>(item));
-    std::ostringstream stream;
-    stream << RemoteAppListItem(*item);
-    return stream.str();
+    std::string record;
+    ItemRecords::Append(record, RemoteAppListItem(*item));
+    return record;
 }
 
 std::string RemoteAppListModel::Serialize(const std::vector<AppListItem*>& items) {

@@ -12,7 +12,7 @@ constexpr int LOG_PRIORITY_DEBUG = 3;
 constexpr int LOG_PRIORITY_INFO = 4;
 constexpr int LOG_PRIORITY_ERROR = 6;
 
-/** The part of @p path after its last slash, found at compile time for a literal. */
+/** The part of @p path after its last slash; a compiler that optimises finds it for a literal. */
 constexpr const char* LogBaseName(const char* path) {
     const char* name = path;
     for (const char* at = path; *at != '\0'; ++at) {

@@ -5,8 +5,9 @@
 // anybody holds it, and deliveries already queued on the main context run even later. So a pointer
 // that comes in from GDBus is only a question, and the answer is here.
 //
-// An address may be used again by a later endpoint. A delivery meant for the dead one then reaches
-// the living one, which sees the handshake step twice; its guards make the second one harmless.
+// An address may be used again by a later endpoint, which then gets the dead one's deliveries too.
+// It refuses those of another connection or for other names than its own; a step that it watches
+// itself it sees twice, and is told twice that it is ready.
 #ifndef APPLIST_IPC_LIVEENDPOINTS_H
 #define APPLIST_IPC_LIVEENDPOINTS_H
 

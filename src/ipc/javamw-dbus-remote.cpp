@@ -99,8 +99,11 @@ JavaMWDbusRemote::JavaMWDbusRemote(std::string id, bool handlersReady)
     // Callbacks may come from here on, in another thread; they see what was set before.
     m_registration->Begin();
     if (connected) {
-        RegisterObject();
-        StartHandshake();
+        // No exception may undo the construction now: a resend thread may be at work on it.
+        KeepExceptions(__func__, [this] {
+            RegisterObject();
+            StartHandshake();
+        });
     }
 }
 
@@ -203,8 +206,9 @@ void JavaMWDbusRemote::cb_SynNameOwnerChanged(GDBusConnection* connection, const
                                               const char* /*signal_name*/, GVariant* parameters,
                                               void* user_data) {
     APPLIST_LOG_DEBUG("cb_SynNameOwnerChanged called");
-    DeliverHandshakeStep(connection, parameters, user_data, "cb_SynNameOwnerChanged",
-                         &JavaMWDbusRemote::OnPartnerSyn);
+    DeliverHandshakeStep(
+        connection, parameters, user_data,
+        {"cb_SynNameOwnerChanged", JAVAMW_DBUS_SYN_SUFFIX, &JavaMWDbusRemote::OnPartnerSyn});
 }
 
 void JavaMWDbusRemote::cb_SynAckNameOwnerChanged(GDBusConnection* connection,
@@ -214,8 +218,9 @@ void JavaMWDbusRemote::cb_SynAckNameOwnerChanged(GDBusConnection* connection,
                                                  const char* /*signal_name*/, GVariant* parameters,
                                                  void* user_data) {
     APPLIST_LOG_DEBUG("cb_SynAckNameOwnerChanged called");
-    DeliverHandshakeStep(connection, parameters, user_data, "cb_SynAckNameOwnerChanged",
-                         &JavaMWDbusRemote::OnPartnerSynAck);
+    DeliverHandshakeStep(connection, parameters, user_data,
+                         {"cb_SynAckNameOwnerChanged", JAVAMW_DBUS_SYNACK_SUFFIX,
+                          &JavaMWDbusRemote::OnPartnerSynAck});
 }
 
 void JavaMWDbusRemote::cb_AckNameOwnerChanged(GDBusConnection* connection, const char* /*sender*/,
@@ -224,13 +229,13 @@ void JavaMWDbusRemote::cb_AckNameOwnerChanged(GDBusConnection* connection, const
                                               const char* /*signal_name*/, GVariant* parameters,
                                               void* user_data) {
     APPLIST_LOG_DEBUG("cb_AckNameOwnerChanged called");
-    DeliverHandshakeStep(connection, parameters, user_data, "cb_AckNameOwnerChanged",
-                         &JavaMWDbusRemote::OnPartnerAck);
+    DeliverHandshakeStep(
+        connection, parameters, user_data,
+        {"cb_AckNameOwnerChanged", JAVAMW_DBUS_ACK_SUFFIX, &JavaMWDbusRemote::OnPartnerAck});
 }
 
 void JavaMWDbusRemote::DeliverHandshakeStep(GDBusConnection* connection, GVariant* parameters,
-                                            void* user_data, const char* callbackName,
-                                            HandshakeStep step) {
+                                            void* user_data, const HandshakeStep& step) {
     const EndpointTurn turn(user_data);
     auto* const endpoint = turn ? static_cast<JavaMWDbusRemote*>(user_data) : nullptr;
     // A connection other than the endpoint's own delivers for a dead endpoint whose address this
@@ -239,15 +244,13 @@ void JavaMWDbusRemote::DeliverHandshakeStep(GDBusConnection* connection, GVarian
         APPLIST_LOG_ERROR("Empty user_data or connection not valid.");
         return;
     }
-    KeepExceptions(callbackName,
-                   [&] { endpoint->TakeHandshakeStep(parameters, callbackName, step); });
+    KeepExceptions(step.callbackName, [&] { endpoint->TakeHandshakeStep(parameters, step); });
 }
 
 // Finds out from a NameOwnerChanged signal who announced, and takes the step with it.
-void JavaMWDbusRemote::TakeHandshakeStep(GVariant* parameters, const char* callbackName,
-                                         HandshakeStep step) {
+void JavaMWDbusRemote::TakeHandshakeStep(GVariant* parameters, const HandshakeStep& step) {
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) {
-        APPLIST_LOG_ERROR("%s with parameters of type %s", callbackName,
+        APPLIST_LOG_ERROR("%s with parameters of type %s", step.callbackName,
                           g_variant_get_type_string(parameters));
         return;
     }
@@ -257,12 +260,14 @@ void JavaMWDbusRemote::TakeHandshakeStep(GVariant* parameters, const char* callb
     g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
 
     const PTAutoLock lock(m_mutex);
-    APPLIST_LOG_DEBUG("%s %s %s from '%s' => '%s' ", callbackName, name, m_uniqueName.c_str(),
+    APPLIST_LOG_DEBUG("%s %s %s from '%s' => '%s' ", step.callbackName, name, m_uniqueName.c_str(),
                       oldOwner, newOwner);
+    // Another name was watched by a dead endpoint whose address this one has taken over.
+    const bool isWatched = HandshakeNames::PartnerName(m_id, step.suffix) == name;
     // An announcement is the release of the name; its taking says nothing yet.
     const bool isRelease = *newOwner == '\0';
-    if (isRelease && m_uniqueName != oldOwner) {
-        (this->*step)(oldOwner);
+    if (isWatched && isRelease && m_uniqueName != oldOwner) {
+        (this->*step.take)(oldOwner);
     }
 }
 
@@ -524,7 +529,7 @@ bool JavaMWDbusRemote::Resend(const std::string& partner, const std::string& suf
 
 std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     if (!IsConnectionReady()) {
-        std::cout << "Connection not set." << std::endl;
+        std::cout << "Connection not set.\n" << std::flush;
         return {};
     }
     g_autoptr(GDBusProxy) proxy = nullptr;
@@ -534,7 +539,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
         g_set_object(&proxy, m_partnerProxy);
     }
     if (proxy == nullptr) {
-        std::cout << "Proxy not ready" << std::endl;
+        std::cout << "Proxy not ready\n" << std::flush;
         return {};
     }
     APPLIST_LOG_DEBUG("Sending sync message with %d bytes", static_cast<int>(data.size()));
@@ -615,7 +620,8 @@ void JavaMWDbusRemote::cb_MethodCall(GDBusConnection* connection, const char* se
     }
     auto* const endpoint = static_cast<JavaMWDbusRemote*>(user_data);
     if (endpoint->m_objectPath != object_path) {
-        // Meant: no answer. GDBus delivers only calls to the path that was registered.
+        // Meant: no answer. GDBus delivers only calls to a path that was registered, which may be
+        // that of a dead endpoint whose address this one has taken over.
         return;
     }
     std::vector<char> reply;
@@ -694,14 +700,15 @@ void JavaMWDbusRemote::StartHandlers() {
 }
 
 void JavaMWDbusRemote::StopHandlers() {
+    m_state = HANDSHAKE_NONE;
     m_registration->End();
+    m_state = HANDSHAKE_NONE; // whatever the step that was under way has made of it
 }
 
 JavaMWDbusRemote::~JavaMWDbusRemote() {
     // After this no callback and no resend pass touches the endpoint, so nothing below needs a
     // lock. The resend thread itself only looks, finds the endpoint dying and ends.
-    m_registration->End();
-    m_state = HANDSHAKE_NONE;
+    StopHandlers();
     m_resendNames.clear();
     if (m_threadToJoin != 0) {
         pthread_join(m_threadToJoin, nullptr);

@@ -34,21 +34,29 @@ class EndpointRegistration;
  * **Threads.** The library runs no main loop. GDBus delivers every callback through the main
  * context that is the thread-default one of the constructing thread
  * (g_main_context_get_thread_default(); the global default context when there is none), so the host
- * must iterate that context: without it the endpoint never connects. The handlers run on the thread
- * that iterates it; HandleConnectionReady may also run on the endpoint's resend thread. The send
- * operations may be called from any thread.
+ * must iterate that context: without it the endpoint never connects. A context other than the
+ * global default one must also be the thread-default one of the thread that iterates it
+ * (g_main_context_push_thread_default(); g_main_loop_run() alone does not do this): what is set up
+ * once the partner is found is delivered to that thread's default context. The handlers run on the
+ * thread that iterates; HandleConnectionReady may also run on the endpoint's resend thread. The
+ * send operations may be called from any thread.
  *
  * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts,
  * and it must not be destroyed from inside its own handlers. The destructor waits for a handshake
  * callback under way in another thread, and no later one enters; it does not wait for an incoming
  * message or notification being handled there. A host whose loop runs in another thread therefore
- * destroys the endpoint on that thread, or stops the loop first.
+ * destroys the endpoint on that thread, or stops the loop first. A derived class that overrides
+ * HandleConnectionReady calls StopHandlers first in its destructor, wherever the loop runs: the
+ * resend thread is always another one.
  *
- * **Failures** are logged and end the operation; nothing is thrown apart from std::bad_alloc.
+ * **Failures** are logged and end the operation; the library itself throws nothing apart from
+ * std::bad_alloc.
  *
  * **The bus connection** is the process's shared one (g_bus_get_sync()). It has GDBus's
  * exit-on-close property, which is the host's to set: as long as it is on, losing the bus ends the
- * process.
+ * process. With it off, the loss is not told: HandleConnectionReady is not called and
+ * IsConnectionReady stays as it was, but what is sent fails with the logged error "The connection
+ * is closed", and so does a new endpoint's start as long as anybody holds the closed connection.
  */
 class APPLIST_API JavaMWDbusRemote {
 public:
@@ -74,18 +82,21 @@ public:
     static const char* const JAVAMW_DBUS_PREFIX;        ///< bus names without the endpoint id
 
     /**
-     * Joins the system bus and announces the endpoint, with up to five blocking round trips to the
-     * bus daemon. Never fails outward: an endpoint that could not reach the bus logs why, never
+     * Joins the system bus and announces the endpoint, with blocking round trips to the bus daemon:
+     * an idle daemon takes less than a millisecond, a stalled one up to 25 s for each. Never fails
+     * outward: an endpoint that could not reach the bus logs why, never
      * becomes ready and refuses to send.
      *
-     * @param id part of all bus names and of the object path; both sides use the same one. Must
-     *        consist of characters that D-Bus allows in both: letters, digits and '_'.
+     * @param id part of all bus names and of the object path; both sides use the same one. Letters,
+     *        digits and '_' only, not empty, no digit first, and short enough for bus names of at
+     *        most 255 bytes. Another one leads to GLib warnings and an endpoint without an object.
      */
     explicit JavaMWDbusRemote(std::string id);
 
     /**
-     * Leaves the partner and releases the connection. Blocks for up to half a second, plus one
-     * announcement, while a failed handshake answer is being resent.
+     * Leaves the partner and releases the connection. Waits for the handshake step under way, with
+     * its announcement and its HandleConnectionReady, and for the resend thread, if there is one,
+     * up to half a second more.
      *
      * The handshake subscriptions and the registered object stay on the bus connection for as long
      * as another part of the process holds it; what they deliver is refused. Releasing the
@@ -123,7 +134,8 @@ public:
      *
      * Called with the handshake's mutex held, on the thread that iterates the main context or on
      * the resend thread. It may send, but must not wait for anything that needs a handshake
-     * callback to run. After a loss it runs before the partner's objects are released. "Ready" may
+     * callback to run. After a loss it runs before the partner's objects are released:
+     * IsConnectionReady is still true then, and notifications are refused. "Ready" may
      * be told more than once for one partner.
      *
      * @param partner the partner's unique bus name, valid during the call
@@ -223,8 +235,12 @@ protected:
     void StopHandlers();
 
 private:
-    /** A handshake step's work once the partner's unique name is known. */
-    using HandshakeStep = void (JavaMWDbusRemote::*)(const std::string& partner);
+    /** A step of the partner: who is told of it, its name's suffix, and what is to be done. */
+    struct HandshakeStep {
+        const char* callbackName;
+        const char* suffix;
+        void (JavaMWDbusRemote::*take)(const std::string& partner);
+    };
 
     JavaMWDbusRemote(std::string id, bool handlersReady);
 
@@ -232,8 +248,8 @@ private:
     void RegisterObject();
     void StartHandshake();
     static void DeliverHandshakeStep(GDBusConnection* connection, GVariant* parameters,
-                                     void* user_data, const char* callbackName, HandshakeStep step);
-    void TakeHandshakeStep(GVariant* parameters, const char* callbackName, HandshakeStep step);
+                                     void* user_data, const HandshakeStep& step);
+    void TakeHandshakeStep(GVariant* parameters, const HandshakeStep& step);
     void OnPartnerSyn(const std::string& partner) APPLIST_REQUIRES(m_mutex);
     void OnPartnerSynAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
     void OnPartnerAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);

@@ -19,6 +19,7 @@ const std::string METHOD_CALL = "DEBUG cb_MethodCall sender=:1.7 obj_path=/path 
 
 struct Callback {
     const char* name;
+    const char* watchedName;
     void (*call)(GDBusConnection* connection, GVariant* parameters, void* endpoint);
     std::string firstLine;
 };
@@ -49,12 +50,19 @@ void Method(GDBusConnection* connection, GVariant* parameters, void* endpoint) {
                                     nullptr, endpoint);
 }
 
-const Callback SYN{"Syn", Syn, "DEBUG cb_SynNameOwnerChanged called"};
-const Callback SYN_ACK{"SynAck", SynAck, "DEBUG cb_SynAckNameOwnerChanged called"};
-const Callback ACK{"Ack", Ack, "DEBUG cb_AckNameOwnerChanged called"};
-const Callback VANISHED{"Vanished", Vanished, "DEBUG cb_PartnerNameVanished name=:1.7"};
-const Callback SIGNAL{"Signal", Signal, SYN_CALL};
-const Callback METHOD{"Method", Method, METHOD_CALL};
+const Callback SYN{"Syn", "org.morva.JavaMW.Applist_SERVICE_SYN", Syn,
+                   "DEBUG cb_SynNameOwnerChanged called"};
+const Callback SYN_ACK{"SynAck", "org.morva.JavaMW.Applist_SERVICE_SYN_ACK", SynAck,
+                       "DEBUG cb_SynAckNameOwnerChanged called"};
+const Callback ACK{"Ack", "org.morva.JavaMW.Applist_SERVICE_ACK", Ack,
+                   "DEBUG cb_AckNameOwnerChanged called"};
+const Callback VANISHED{"Vanished", "", Vanished, "DEBUG cb_PartnerNameVanished name=:1.7"};
+const Callback SIGNAL{"Signal", "", Signal, SYN_CALL};
+const Callback METHOD{"Method", "", Method, METHOD_CALL};
+
+std::ostream& operator<<(std::ostream& os, const Callback& callback) {
+    return os << callback.name;
+}
 
 std::string NameOfCallback(const testing::TestParamInfo<Callback>& info) {
     return info.param.name;
@@ -64,8 +72,7 @@ class CallbackTest : public ConnectedTest, public testing::WithParamInterface<Ca
 protected:
     // With what would change a living endpoint if it was taken.
     void Call(GDBusConnection* connection, void* user) {
-        g_autoptr(GVariant) parameters =
-            OwnerChange("org.morva.JavaMW.Applist_SERVICE_ACK", ":1.7", "");
+        g_autoptr(GVariant) parameters = OwnerChange(GetParam().watchedName, ":1.7", "");
         CapturedLog::Clear();
         GetParam().call(connection, parameters, user);
     }
@@ -166,6 +173,11 @@ TEST_P(HandshakeCallback, TakesNamesAsTheyAre) {
 INSTANTIATE_TEST_SUITE_P(All, HandshakeCallback, testing::Values(SYN, SYN_ACK, ACK),
                          NameOfCallback);
 
+std::string WatchedName(const Callback& callback) {
+    return std::string("org.morva.JavaMW.Applist_SERVICE_") +
+           (callback.name == std::string("Syn") ? "SYN" : "SYN_ACK");
+}
+
 class HandshakeWithABadName : public CallbackTest {};
 
 // No daemon says this. GDBus would only warn, and the endpoint would be bound to nobody for ever.
@@ -173,7 +185,7 @@ TEST_P(HandshakeWithABadName, BindsToNobody) {
     RecordingEndpoint unbound;
     const GLibLog glib;
     for (const char* name : {"", "not a name", "nodots", ":", "a..b"}) {
-        g_autoptr(GVariant) parameters = OwnerChange("name", name, "");
+        g_autoptr(GVariant) parameters = OwnerChange(WatchedName(GetParam()).c_str(), name, "");
         CapturedLog::Clear();
         GetParam().call(Shared().Connection(), parameters, &unbound);
         EXPECT_EQ(CapturedLog::Messages().back(),
@@ -183,6 +195,16 @@ TEST_P(HandshakeWithABadName, BindsToNobody) {
     EXPECT_EQ(EndpointInside::m_partnerWatchId(unbound), 0u);
     EXPECT_EQ(EndpointInside::m_partnerId(unbound), "");
     EXPECT_THAT(glib.Messages(), IsEmpty());
+}
+
+// Subscriptions of a dead endpoint outlive it, and its address may be another endpoint's by then.
+TEST_P(HandshakeWithABadName, IsRefusedWhenTheEndpointDoesNotWatchIt) {
+    RecordingEndpoint unbound;
+    g_autoptr(GVariant) parameters =
+        OwnerChange("org.morva.JavaMW.Another_SERVICE_SYN", ":1.7", "");
+    GetParam().call(Shared().Connection(), parameters, &unbound);
+    EXPECT_EQ(EndpointInside::State(unbound), 1);
+    EXPECT_EQ(EndpointInside::m_partnerWatchId(unbound), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, HandshakeWithABadName, testing::Values(SYN, SYN_ACK), NameOfCallback);
