@@ -16,6 +16,10 @@ std::vector<GVariant*> g_keptReplies;
 
 enum Step { SYN, SYN_ACK, ACK };
 
+constexpr const char* WATCHED_NAMES[] = {"org.morva.JavaMW.Applist_SERVICE_SYN",
+                                         "org.morva.JavaMW.Applist_SERVICE_SYN_ACK",
+                                         "org.morva.JavaMW.Applist_SERVICE_ACK"};
+
 class Handshake {
 public:
     Handshake() : m_uniqueName(m_bus.shared.UniqueName()) {}
@@ -31,7 +35,8 @@ public:
             const char* oldOwner = nullptr;
             const char* newOwner = nullptr;
             g_variant_get(body.get(), "(&s&s&s)", &name, &oldOwner, &newOwner);
-            if (*newOwner == '\0' && m_uniqueName != oldOwner) {
+            const bool isWatched = std::string(WATCHED_NAMES[step]) == name;
+            if (isWatched && *newOwner == '\0' && m_uniqueName != oldOwner) {
                 Announced(step, oldOwner);
             }
         }
@@ -126,12 +131,12 @@ std::string Owner(Choices& choices) {
     }
 }
 
-Body OwnerChange(Choices& choices) {
+Body OwnerChange(Step step, Choices& choices) {
     const auto valid = [](const std::string& text) {
         g_autofree char* made = g_utf8_make_valid(text.c_str(), -1);
         return g_variant_new_string(made);
     };
-    GVariant* const parts[] = {valid("org.morva.JavaMW.Applist_SERVICE_SYN"), valid(Owner(choices)),
+    GVariant* const parts[] = {valid(WATCHED_NAMES[step]), valid(Owner(choices)),
                                valid(choices.Byte() < 200 ? "" : Owner(choices))};
     return Body(g_variant_ref_sink(g_variant_new_tuple(parts, 3)));
 }
@@ -164,7 +169,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < MOST_STEPS && choices.AreLeft(); ++i) {
         const int kind = choices.Byte() % 8;
         if (kind < 3) {
-            handshake.Take(static_cast<Step>(kind), OwnerChange(choices));
+            const auto step = static_cast<Step>(kind);
+            handshake.Take(step, OwnerChange(step, choices));
         } else if (kind < 6) {
             handshake.Take(static_cast<Step>(kind - 3), ReadBody(choices));
         } else if (kind == 6) {
