@@ -34,7 +34,8 @@ public:
         g_object_weak_ref(
             G_OBJECT(Connection()), [](void*, GObject*) { isHeld = false; }, nullptr);
         m_shared.reset();
-        if (!MainLoop::IterateUntil([] { return !isHeld; })) {
+        // A call that the bus never answers holds it for the 25 s after which GDBus gives up.
+        if (!MainLoop::IterateUntil([] { return !isHeld; }, std::chrono::seconds(60))) {
             g_error("The shared connection is still held");
         }
         MainLoop::IterateUntilIdle();
