@@ -57,6 +57,7 @@ protected:
             [](GObject* source, GAsyncResult* result, void* done) {
                 g_autoptr(GVariant) reply =
                     g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, nullptr);
+                EXPECT_NE(reply, nullptr);
                 *static_cast<bool*>(done) = true;
             },
             &answered);

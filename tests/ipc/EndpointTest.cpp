@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "BusDaemon.h"
 #include "BusMonitor.h"
 #include "GLibLog.h"
 
@@ -23,18 +24,7 @@ std::string PrintedRule(const std::string& name) {
            name + "'\",)";
 }
 
-class Endpoint : public ChannelTest {
-protected:
-    static std::uint32_t Own(GDBusConnection* connection, const char* name) {
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", name, guint32{4}), nullptr, G_DBUS_CALL_FLAGS_NONE,
-            -1, nullptr, nullptr);
-        guint32 code = 0;
-        g_variant_get(reply, "(u)", &code);
-        return code;
-    }
-};
+class Endpoint : public ChannelTest {};
 
 TEST_F(Endpoint, TellsInTheLogHowItJoinsTheBus) {
     const JavaMWDbusRemote endpoint("Applist");
@@ -157,7 +147,7 @@ TEST_F(Endpoint, HearsThroughTheContextOfTheThreadThatMadeIt) {
 
 TEST_F(Endpoint, CarriesOnWhenItsSynNameHasAnotherOwner) {
     g_autoptr(GDBusConnection) other = bus.Connect();
-    ASSERT_EQ(Own(other, "org.morva.JavaMW.Applist_CLIENT_SYN"), 1u);
+    ASSERT_EQ(BusDaemon::RequestName(other, "org.morva.JavaMW.Applist_CLIENT_SYN"), 1u);
     JavaMWDbusRemote endpoint("Applist");
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot own name due to return code = 3"), 1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
@@ -201,7 +191,7 @@ TEST_F(Endpoint, AnnouncesANameByOwningAndReleasingIt) {
 TEST_F(Endpoint, CannotAnnounceWhatItOwnsAlready) {
     JavaMWDbusRemote endpoint("Applist");
     const SharedBus shared;
-    ASSERT_EQ(Own(shared.Connection(), "org.example.Mine"), 1u);
+    ASSERT_EQ(BusDaemon::RequestName(shared.Connection(), "org.example.Mine"), 1u);
     BusMonitor monitor(bus);
     CapturedLog::Clear();
     std::string name = "org.example.Mine";

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 
+#include "BusDaemon.h"
 #include "BusMonitor.h"
 
 namespace {
@@ -164,10 +165,7 @@ TEST_F(Handshake, IgnoresItsOwnAnnouncements) {
 TEST_F(Handshake, IgnoresTheFirstHalfOfAnAnnouncement) {
     RecordingEndpoint endpoint;
     for (const auto& name : {SERVICE_SYN, SERVICE_SYN_ACK, SERVICE_ACK}) {
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            partner.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-            "org.freedesktop.DBus", "RequestName", g_variant_new("(su)", name.c_str(), guint32{4}),
-            nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        EXPECT_EQ(BusDaemon::RequestName(partner.Connection(), name), 1u);
     }
     IterateThroughTheBus();
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "cb_AckNameOwnerChanged called"), 1u);
@@ -390,7 +388,7 @@ TEST_F(LosingThePartner, IsReportedBeforeReadinessToo) {
 TEST_F(LosingThePartner, IsFollowedByTheNextOne) {
     RecordingEndpoint endpoint;
     std::vector<Readiness> expected;
-    for (int i = 0; i < 5; ++i) {
+    for (std::size_t i = 0; i < 5; ++i) {
         TestPartner next(bus);
         const std::string name = next.UniqueName();
         next.Announce("_SYN");
@@ -398,9 +396,9 @@ TEST_F(LosingThePartner, IsFollowedByTheNextOne) {
         Bytes data = ByteVector("to the new one");
         next.AnswerWith([](const Bytes&) { return ByteVector("new"); });
         EXPECT_EQ(endpoint.SendMessage(data), ByteVector("new"));
-        next.Notify(OwnName(), ByteVector({i}));
+        next.Notify(OwnName(), ByteVector({7}));
         ASSERT_TRUE(
-            MainLoop::IterateUntil([&] { return endpoint.Notifications().size() == i + 1u; }));
+            MainLoop::IterateUntil([&] { return endpoint.Notifications().size() == i + 1; }));
         expected.push_back({true, name});
         expected.push_back({false, name});
         g_dbus_connection_close_sync(next.Connection(), nullptr, nullptr);

@@ -8,6 +8,8 @@
 #include <new>
 #include <optional>
 
+#include "BusDaemon.h"
+
 namespace {
 
 using testing::ElementsAre;
@@ -71,16 +73,10 @@ TEST_F(DeadEndpoint, HearsNothingOfItsPartnersEndAndSignals) {
 // What was under way when the endpoint ended, with nobody else on the connection.
 class QueuedDelivery : public ChannelTest {
 protected:
-    static void AskTheBus(GDBusConnection* connection) {
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    }
-
     /** All that was sent to the shared connection so far has come in, undelivered. */
     static void ComeIn() {
         const SharedBus shared;
-        AskTheBus(shared.Connection());
+        BusDaemon::Ping(shared.Connection());
     }
 
     TestPartner partner{bus, false};
@@ -116,7 +112,7 @@ TEST_F(QueuedDelivery, OfAMessageIsAnsweredWithAnError) {
         },
         &error);
     // The daemon has passed the call on once it has answered one made behind it.
-    AskTheBus(partner.Connection());
+    BusDaemon::Ping(partner.Connection());
     ComeIn();
     endpoint.reset();
     CapturedLog::Clear();

@@ -8,6 +8,7 @@
 #include <future>
 #include <optional>
 
+#include "BusDaemon.h"
 #include "ThreadCalls.h"
 
 namespace {
@@ -212,10 +213,7 @@ TEST_F(Resend, GoesOnForAsLongAsARefusedReleaseLeavesTheNameOwned) {
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
     ASSERT_TRUE(CapturedLog::WaitFor(CapturedLog::ERROR, "Cannot own name due to return code = 4"));
     AllowAnswers();
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        Shared().Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-        "org.freedesktop.DBus", "ReleaseName", g_variant_new("(s)", CLIENT_ACK.c_str()), nullptr,
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    EXPECT_TRUE(BusDaemon::ReleaseName(Shared().Connection(), CLIENT_ACK));
     ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
 }

@@ -438,8 +438,11 @@ TEST_F(ReceivingMessages, NeverSeesOtherMethodsAndTypes) {
             g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
                 partner.Connection(), OwnName().c_str(), PATH, INTERFACE, method,
                 g_variant_new_parsed(body), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-            g_autofree char* name = error ? g_dbus_error_get_remote_error(error) : nullptr;
-            return name != nullptr ? name : "";
+            if (reply != nullptr) {
+                return "answered";
+            }
+            g_autofree char* name = g_dbus_error_get_remote_error(error);
+            return name != nullptr ? name : error->message;
         });
     };
     EXPECT_EQ(errorOf("Receive", "([byte 1],)"), "org.freedesktop.DBus.Error.UnknownMethod");

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "BusDaemon.h"
+
 namespace {
 
 std::string Text(const char* text) {
@@ -69,10 +71,7 @@ GDBusMessage* BusMonitor::OnMessage(GDBusConnection* /*connection*/, GDBusMessag
 void BusMonitor::CatchUp() {
     const std::string mark = "org.example.Mark" + std::to_string(++m_marks);
     g_autoptr(GDBusConnection) connection = m_bus.Connect();
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "NameHasOwner", g_variant_new("(s)", mark.c_str()), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-        nullptr, nullptr);
+    BusDaemon::Call(connection, "NameHasOwner", g_variant_new("(s)", mark.c_str()));
     std::unique_lock<std::mutex> lock(m_mutex);
     const bool seen = m_changed.wait_for(lock, std::chrono::seconds(20), [&] {
         return std::any_of(m_messages.begin(), m_messages.end(), [&](const Message& message) {

@@ -114,7 +114,7 @@ void PrivateBus::StartBroker() {
     close(listener);
     m_address = "unix:path=" + path;
     // Connects once it serves, and fails when it has given up.
-    g_autoptr(GDBusConnection) connection = Connect();
+    g_object_unref(Connect());
 }
 
 PrivateBus::~PrivateBus() {

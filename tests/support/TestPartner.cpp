@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "BusDaemon.h"
+
 namespace {
 
 constexpr const char* XML =
@@ -84,9 +86,7 @@ void TestPartner::Run() {
                                        m_objectPath.c_str(), nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
                                        OnSignal, this, nullptr);
     // The daemon has all the match rules once it has answered a call made behind them.
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    BusDaemon::Ping(m_connection);
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_started = true;
@@ -98,14 +98,8 @@ void TestPartner::Run() {
 
 void TestPartner::Announce(const std::string& suffix) {
     const std::string name = m_baseName + "_SERVICE" + suffix;
-    for (const char* method : {"RequestName", "ReleaseName"}) {
-        GVariant* const parameters = std::string(method) == "RequestName"
-                                         ? g_variant_new("(su)", name.c_str(), guint32{4})
-                                         : g_variant_new("(s)", name.c_str());
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    }
+    BusDaemon::RequestName(m_connection, name);
+    BusDaemon::ReleaseName(m_connection, name);
 }
 
 void TestPartner::NotifyBody(const std::string& endpointName, GVariant* body) {

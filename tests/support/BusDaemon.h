@@ -1,0 +1,29 @@
+// Calls to the bus daemon itself.
+#ifndef APPLIST_TESTS_BUSDAEMON_H
+#define APPLIST_TESTS_BUSDAEMON_H
+
+#include <cstdint>
+#include <string>
+
+#include <gio/gio.h>
+
+namespace BusDaemon {
+
+/** Calls @p method, whose parameters are consumed, and waits. @return whether it was answered. */
+bool Call(GDBusConnection* connection, const char* method, GVariant* parameters);
+
+/**
+ * Waits for an answer that says nothing: the daemon has handled what the connection sent before,
+ * and what the daemon sent it before has come in.
+ */
+void Ping(GDBusConnection* connection);
+
+/** Without queueing. @return the daemon's code: 1 owned, 3 another owns it, 4 owned already. */
+std::uint32_t RequestName(GDBusConnection* connection, const std::string& name);
+
+/** @return whether it was answered. */
+bool ReleaseName(GDBusConnection* connection, const std::string& name);
+
+} // namespace BusDaemon
+
+#endif
