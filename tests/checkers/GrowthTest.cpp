@@ -138,7 +138,7 @@ protected:
 
     /** Returns when the double has taken all that was sent to it. */
     void Settle() {
-        g_autoptr(GVariant) reply = __real_g_dbus_connection_call_sync(
+        [[maybe_unused]] g_autoptr(GVariant) reply = __real_g_dbus_connection_call_sync(
             shared.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
             "org.freedesktop.DBus", "GetNameOwner", g_variant_new("(s)", PARTNER), nullptr,
             G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);

@@ -90,9 +90,10 @@ GVariant* Partner::CallBus(const char* method, GVariant* parameters) {
 
 void Partner::Announce(const std::string& step) {
     const std::string name = m_baseName + "_SERVICE" + step;
-    g_autoptr(GVariant) requested =
+    [[maybe_unused]] g_autoptr(GVariant) requested =
         CallBus("RequestName", g_variant_new("(su)", name.c_str(), DO_NOT_QUEUE));
-    g_autoptr(GVariant) released = CallBus("ReleaseName", g_variant_new("(s)", name.c_str()));
+    [[maybe_unused]] g_autoptr(GVariant) released =
+        CallBus("ReleaseName", g_variant_new("(s)", name.c_str()));
 }
 
 gboolean Partner::OnRetry(void* self) {
