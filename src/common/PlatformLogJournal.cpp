@@ -42,13 +42,6 @@ int Severity(int priority) {
     return priority == 4 ? LOG_INFO : LOG_DEBUG;
 }
 
-void FormatLine(char* line, const char* format, va_list arguments) {
-    if (std::vsnprintf(line, LINE_CAPACITY, format, arguments) < 0) {
-        // A line of more than INT_MAX bytes: the C library gives up on it; say at least which.
-        std::snprintf(line, LINE_CAPACITY, "%s", format);
-    }
-}
-
 bool WriteToJournal(int bufferId, int severity, const char* tag, const char* line) {
     char severityText[12];
     char bufferText[12];
@@ -74,8 +67,13 @@ void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* f
     char line[LINE_CAPACITY];
     va_list arguments;
     va_start(arguments, format);
-    FormatLine(line, format, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is two lines up
+    const int length = std::vsnprintf(line, sizeof(line), format, arguments);
     va_end(arguments);
+    if (length < 0) {
+        // A line of more than INT_MAX bytes: the C library gives up on it; say at least which.
+        std::snprintf(line, sizeof(line), "%s", format);
+    }
 
     const int severity = Severity(priority);
     if (WriteToJournal(bufferId, severity, tag, line)) {

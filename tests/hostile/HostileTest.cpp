@@ -49,7 +49,7 @@ void HostileTest::WaitUntilLost(const std::string& name) {
 }
 
 void HostileTest::WaitForTheBus() {
-    g_autoptr(GVariant) reply =
+    [[maybe_unused]] g_autoptr(GVariant) reply =
         g_dbus_connection_call_sync(shared->Connection(), "org.freedesktop.DBus",
                                     "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
                                     nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);

@@ -51,7 +51,7 @@ public:
 
 private:
     void Call(const char* method, GVariant* parameters) {
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        [[maybe_unused]] g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
             method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     }

@@ -30,7 +30,7 @@ GOptionContext* MakeContext(const Usage& usage, const GOptionEntry* entries) {
 }
 
 GStrv CopyWords(const Usage& usage, const std::vector<std::string>& words) {
-    GStrv const copy = g_new0(char*, words.size() + 2);
+    auto* const copy = g_new0(char*, words.size() + 2);
     copy[0] = g_strdup(usage.program.c_str());
     for (std::size_t i = 0; i < words.size(); ++i) {
         copy[i + 1] = g_strdup(words[i].c_str());
