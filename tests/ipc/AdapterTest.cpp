@@ -121,6 +121,10 @@ struct SignedId {
     int id;
 };
 
+std::ostream& operator<<(std::ostream& os, const SignedId& row) {
+    return os << row.id;
+}
+
 class AdapterId : public AdapterTest, public testing::WithParamInterface<SignedId> {};
 
 TEST_P(AdapterId, IsSignedAndLittleEndian) {

@@ -142,6 +142,20 @@ TEST_P(HandshakeCallback, RefusesAnotherConnection) {
     EXPECT_EQ(endpoint->Readinesses().size(), 1u);
 }
 
+// It was watched by an endpoint that lived at the same address.
+TEST_P(HandshakeCallback, IgnoresANameThatItDoesNotWatch) {
+    RecordingEndpoint unbound({}, "Unbound");
+    for (const std::string& name :
+         {std::string(GetParam().watchedName), std::string("org.morva.JavaMW.Unbound_CLIENT_SYN"),
+          std::string("org.morva.JavaMW.Unbound"), std::string()}) {
+        g_autoptr(GVariant) parameters = OwnerChange(name.c_str(), ":1.7", "");
+        GetParam().call(Shared().Connection(), parameters, &unbound);
+    }
+    EXPECT_EQ(EndpointInside::State(unbound), 1);
+    EXPECT_EQ(EndpointInside::m_partnerId(unbound), "");
+    EXPECT_THAT(unbound.Readinesses(), IsEmpty());
+}
+
 TEST_P(HandshakeCallback, RefusesParametersOfAnotherType) {
     Connect();
     const GLibLog glib;

@@ -189,6 +189,10 @@ struct SecondStep {
     const char* callback;
 };
 
+std::ostream& operator<<(std::ostream& os, const SecondStep& row) {
+    return os << row.suffix;
+}
+
 class SecondPartner : public Handshake, public testing::WithParamInterface<SecondStep> {};
 
 TEST_P(SecondPartner, IsDroppedWithoutAWordWhileOneIsBound) {

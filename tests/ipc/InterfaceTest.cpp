@@ -11,6 +11,10 @@ struct Constant {
     const char* expected;
 };
 
+std::ostream& operator<<(std::ostream& os, const Constant& row) {
+    return os << row.expected;
+}
+
 class Constants : public testing::TestWithParam<Constant> {};
 
 TEST_P(Constants, HaveTheValuesThatThePartnerKnows) {

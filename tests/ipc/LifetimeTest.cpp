@@ -30,6 +30,10 @@ struct Step {
     const char* callback;
 };
 
+std::ostream& operator<<(std::ostream& os, const Step& row) {
+    return os << row.suffix;
+}
+
 class StepForADeadEndpoint : public DeadEndpoint, public testing::WithParamInterface<Step> {};
 
 TEST_P(StepForADeadEndpoint, IsRefusedWhileTheHostHoldsTheConnection) {
@@ -230,6 +234,23 @@ TEST_F(SecondEndpoint, ConnectsAlsoAtTheAddressOfTheFirst) {
     }
     CallFrom(partner, ByteVector("x"), shared.UniqueName());
     EXPECT_EQ(second->Messages().size(), 1u);
+    second->~RecordingEndpoint();
+}
+
+TEST_F(SecondEndpoint, IsNotBoundToThePartnerOfTheFirstAtItsAddress) {
+    const SharedBus shared;
+    alignas(RecordingEndpoint) unsigned char memory[sizeof(RecordingEndpoint)];
+    auto* const first = new (memory) RecordingEndpoint();
+    first->~RecordingEndpoint();
+    auto* const second = new (memory) RecordingEndpoint({}, "Other");
+    TestPartner partner(bus, false);
+    for (const char* suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
+        partner.Announce(suffix);
+    }
+    IterateThroughTheBus();
+    EXPECT_EQ(EndpointInside::State(*second), 1);
+    EXPECT_EQ(EndpointInside::m_partnerId(*second), "");
+    EXPECT_THAT(second->Readinesses(), IsEmpty());
     second->~RecordingEndpoint();
 }
 

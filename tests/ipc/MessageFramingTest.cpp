@@ -16,6 +16,10 @@ struct Framed {
     Bytes bytes;
 };
 
+std::ostream& operator<<(std::ostream& os, const Framed& row) {
+    return os << row.id;
+}
+
 class FramedId : public testing::TestWithParam<Framed> {};
 
 TEST_P(FramedId, IsWrittenLeastSignificantByteFirst) {

@@ -78,6 +78,10 @@ struct OwedAnswer {
     int stateAfter;
 };
 
+std::ostream& operator<<(std::ostream& os, const OwedAnswer& row) {
+    return os << row.name;
+}
+
 class FailedAnswer : public Resend, public testing::WithParamInterface<OwedAnswer> {};
 
 TEST_P(FailedAnswer, IsRecordedWhileTheBindingStays) {
@@ -299,6 +303,25 @@ TEST_F(Resend, OverwritesTheAnswerOwedToTheSamePartner) {
     Announce(partner, "_SYN");
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
     EXPECT_EQ(ThreadCalls::Requested(), 1);
+}
+
+TEST_F(Resend, EndsItsThreadAfterOnePassOverAnEmptyTable) {
+    RecordingEndpoint endpoint;
+    DenyAnswers();
+    const auto start = std::chrono::steady_clock::now();
+    Announce(partner, "_SYN_ACK");
+    {
+        const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
+        EndpointInside::m_resendNames(endpoint).clear();
+    }
+    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_THAT(MessagesFrom("DEBUG Executed OnResendHandshake function"),
+                ElementsAre("DEBUG Executed OnResendHandshake function",
+                            "DEBUG Number of handshakes to resend: 0",
+                            "DEBUG Nothing left to resend, closing timer",
+                            "DEBUG Finished timer thread"));
+    EXPECT_EQ(EndpointInside::State(endpoint), 1);
 }
 
 TEST_F(Resend, StartsAnotherThreadAfterTheFirstHasEnded) {

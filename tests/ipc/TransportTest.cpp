@@ -114,9 +114,13 @@ TEST_F(SendingMessages, FailsAtOnceWhenThePartnerHasGoneUnnoticed) {
 
 struct WrongBody {
     const char* name;
-    const char* text; ///< null: no body at all
+    const char* text;
     const char* type;
 };
+
+std::ostream& operator<<(std::ostream& os, const WrongBody& row) {
+    return os << row.text;
+}
 
 class ReplyOfAnotherType : public ConnectedTest, public testing::WithParamInterface<WrongBody> {};
 
