@@ -143,12 +143,14 @@ TEST_F(CreatedEvent, ComesAsOftenAsThePartnerSaysSo) {
 
 TEST_F(CreatedEvent, CarriesALargeList) {
     std::vector<std::unique_ptr<TestItem>> owned;
+    std::vector<AppListItem*> items;
     std::string expected;
     for (int i = 0; i < 2000; ++i) {
         const std::string id = std::to_string(i);
         owned.push_back(std::make_unique<TestItem>("Application " + id, id));
-        model->AddItemAtEnd(owned.back().get());
+        items.push_back(owned.back().get());
         expected += "Application " + id + "\n" + id + "\n";
     }
+    model->AddItems(items);
     EXPECT_THAT(RequestsOfTheEvent(), ElementsAre(expected + "\xD4\x07\0\0"s));
 }
