@@ -1,7 +1,7 @@
 // An endpoint's private fields, for what nothing public tells: the handshake state between "no
 // partner" and "connected", and states that no bus daemon can be made to produce.
 //
-// An explicit instantiation may name private members ([temp.spec.general]); the friend that it
+// An explicit instantiation may name private members; the friend that it
 // defines hands the pointer out.
 #ifndef APPLIST_TESTS_ENDPOINTINSIDE_H
 #define APPLIST_TESTS_ENDPOINTINSIDE_H
