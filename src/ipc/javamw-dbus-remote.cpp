@@ -561,7 +561,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
         return {};
     }
     APPLIST_LOG_DEBUG("Reply with %d bytes", static_cast<int>(bytes.size()));
-    // Meant: the reply is not released. It costs about 360 bytes plus its content a request.
+    // Meant: the reply is not released. It costs some 240 bytes plus its content a request.
     return bytes;
 }
 

@@ -170,7 +170,7 @@ public:
      *         "Connection not set." or "Proxy not ready" goes to standard output; a failed call and
      *         a reply of another type than "(ay)" are logged as errors.
      *
-     * The reply's GVariant is kept for ever: each answered request costs about 360 bytes plus the
+     * The reply's GVariant is kept for ever: each answered request costs some 240 bytes plus the
      * reply.
      */
     std::vector<char> SendMessage(std::vector<char>& data);
