@@ -1,4 +1,6 @@
 // The partner's list is new: it is given the whole list and then the selection.
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -31,7 +33,9 @@ protected:
     /** The log behind the lines of the channel and the adapter that bring the event. */
     static std::vector<std::string> LogOfTheEvent() {
         std::vector<std::string> lines = LogLines::All();
-        lines.erase(lines.begin(), lines.begin() + 2);
+        lines.erase(lines.begin(),
+                    lines.begin() +
+                        std::min<std::ptrdiff_t>(2, static_cast<std::ptrdiff_t>(lines.size())));
         return lines;
     }
 

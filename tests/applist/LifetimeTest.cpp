@@ -82,6 +82,7 @@ TEST_F(Lifetime, NothingIsDeletedOrToldToThePartnerAtTheEnd) {
 TEST_F(Lifetime, EndsWithTheUnbindingAndNoLineOfItsOwn) {
     DestroyModel();
     const std::vector<std::string> lines = LogLines::All();
+    ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front(), "4 IPCApplist.h UnregisterOnNotification > "
                              "Unregistered callbackNotificationObject");
     EXPECT_THAT(lines, Not(Contains(StartsWith("3 RemoteAppListModel.cpp"))));

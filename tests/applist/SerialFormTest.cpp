@@ -156,9 +156,9 @@ class SerialFormReads : public SerialForm, public testing::WithParamInterface<De
 TEST_P(SerialFormReads, TheCompleteRecords) {
     const DeserializeRow& row = GetParam();
     EXPECT_EQ(Deserialized(row.bytes), row.fields);
+    ASSERT_THAT(LogLines::All(), SizeIs(1 + row.fields.size()));
     EXPECT_EQ(LogLines::All().front(),
               Model("Deserialize", "Deserialize data length: " + std::to_string(row.bytes.size())));
-    EXPECT_THAT(LogLines::All(), SizeIs(1 + row.fields.size()));
 }
 
 INSTANTIATE_TEST_SUITE_P(
