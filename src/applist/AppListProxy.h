@@ -16,6 +16,9 @@ class ItemSelectionListener;
  * The list of one host. Creating it joins the system bus and starts looking for the partner;
  * destroying it ends the connection and leaves the partner's list as it is.
  *
+ * The list itself is made here and owned by the proxy, and goes with it: a model that a listener
+ * was given must not be used after that.
+ *
  * The connection comes up by itself once the host iterates the GLib main context that is the
  * thread-default one of the creating thread; until then operations change this side's list and
  * their requests are lost. Listeners are called on the thread that iterates that context, which
@@ -37,23 +40,39 @@ class APPLIST_API AppListProxy {
 public:
     /**
      * Blocks for five round trips to the bus daemon, a few hundred microseconds on an idle device
-     * and at most GDBus's time-outs on a stalled one. Throws only std::bad_alloc.
+     * and at most GDBus's default time-out, 25 s each, on a stalled one. Throws only
+     * std::bad_alloc. A bus that cannot be reached is logged, and leaves a list that never finds a
+     * partner.
      */
     AppListProxy();
+    /** Tells the partner nothing. See the class for what must have ended before. */
     ~AppListProxy();
 
+    /** @copydoc AppListModel::SetSelection */
     void SetSelection(AppListItem* item);
+    /** @copydoc AppListModel::GetSelection */
     AppListItem* GetSelection();
+    /** @copydoc AppListModel::RemoveAllItems */
     void RemoveAllItems();
+    /** @copydoc AppListModel::AddItems */
     void AddItems(const std::vector<AppListItem*>& items);
+    /** @copydoc AppListModel::AddItemAtEnd */
     void AddItemAtEnd(AppListItem* item);
+    /** @copydoc AppListModel::RemoveItem */
     void RemoveItem(AppListItem* item);
+    /** @copydoc AppListModel::ModifyItem */
     void ModifyItem(AppListItem* oldItem, AppListItem* newItem);
+    /** @copydoc AppListModel::AddItemSelectionListener */
     void AddItemSelectionListener(ItemSelectionListener* listener);
+    /** @copydoc AppListModel::RemoveItemSelectionListener */
     void RemoveItemSelectionListener(ItemSelectionListener* listener);
+    /** @copydoc AppListModel::AddItemChangeListener */
     void AddItemChangeListener(ItemChangeListener* listener);
+    /** @copydoc AppListModel::RemoveItemChangeListener */
     void RemoveItemChangeListener(ItemChangeListener* listener);
+    /** @copydoc AppListModel::AddItemClickedListener */
     void AddItemClickedListener(ItemClickListener* listener);
+    /** @copydoc AppListModel::RemoveItemClickedListener */
     void RemoveItemClickedListener(ItemClickListener* listener);
 
     /**

@@ -10,6 +10,7 @@
  */
 class APPLIST_SCOPED_CAPABILITY PTAutoLock {
 public:
+    /** Blocks until the calling thread holds @p mutex, which it must not hold yet. */
     explicit PTAutoLock(PTMutex& mutex) APPLIST_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.Lock(); }
     ~PTAutoLock() APPLIST_RELEASE() { m_mutex.Unlock(); }
 

@@ -11,8 +11,9 @@
  * A mutex with default attributes: not recursive, not shared between processes.
  *
  * Locking it twice from one thread blocks that thread for ever; unlocking it from a thread that
- * does not hold it, or destroying it while it is held, is undefined (pthread_mutex_lock(3p)).
- * Prefer PTAutoLock to explicit Lock/Unlock pairs.
+ * does not hold it, or destroying it while it is held, is undefined (pthread_mutex_lock(3p),
+ * pthread_mutex_destroy(3p)). No operation reports an error: with default attributes there is none
+ * but those of a wrong use. Prefer PTAutoLock to explicit Lock/Unlock pairs.
  */
 class APPLIST_API APPLIST_CAPABILITY("mutex") PTMutex {
 public:
