@@ -13,7 +13,7 @@ namespace {
 struct Verb {
     const char* name;
     Usage (*usage)();
-    int (*run)(const std::vector<std::string>& arguments);
+    int (*run)(const CommandLine& line);
 };
 
 constexpr Verb VERBS[] = {
@@ -41,7 +41,7 @@ int RunVerb(const Verb& verb, const std::vector<std::string>& words) {
     if (!line.bus.empty()) {
         SystemBus::UseAddress(line.bus);
     }
-    return verb.run(line.arguments);
+    return verb.run(line);
 }
 
 } // namespace

@@ -46,10 +46,10 @@ Usage HostVerb::Describe() {
         false};
 }
 
-int HostVerb::Run(const std::vector<std::string>& folders) {
+int HostVerb::Run(const CommandLine& line) {
     Output output("applistctl host");
     DesktopEntries entries;
-    if (!ReadEntries(folders, output, entries)) {
+    if (!ReadEntries(line.arguments, output, entries)) {
         return EXIT_STATUS_FAILED;
     }
 

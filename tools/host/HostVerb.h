@@ -2,14 +2,11 @@
 #ifndef APPLIST_TOOLS_HOSTVERB_H
 #define APPLIST_TOOLS_HOSTVERB_H
 
-#include <string>
-#include <vector>
-
 #include <shared/CommandLine.h>
 
 namespace HostVerb {
 Usage Describe();
-int Run(const std::vector<std::string>& folders);
+int Run(const CommandLine& line);
 } // namespace HostVerb
 
 #endif

@@ -5,27 +5,10 @@
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
 #include <ipc/MessageFraming.h>
-#include <partner/Endpoint.h>
+#include <shared/Endpoint.h>
+#include <shared/NotificationName.h>
 
 const GDBusInterfaceVTable Partner::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
-
-namespace {
-
-const char* NameOf(AppListNotification id) {
-    switch (id) {
-    case APPLIST_ITEM_CHANGE_EVENT:
-        return "APPLIST_ITEM_CHANGE_EVENT";
-    case APPLIST_ITEM_SELECTION_EVENT:
-        return "APPLIST_ITEM_SELECTION_EVENT";
-    case APPLIST_ITEM_CLICKED_EVENT:
-        return "APPLIST_ITEM_CLICKED_EVENT";
-    case APPLIST_LOCAL_CREATED_EVENT:
-        break;
-    }
-    return "APPLIST_LOCAL_CREATED_EVENT";
-}
-
-} // namespace
 
 Partner::Partner(GDBusConnection* connection, Output& output, std::function<void()> onFailure)
     : m_connection(connection),
@@ -211,7 +194,7 @@ void Partner::OnSignal(GDBusConnection* /*connection*/, const char* sender, cons
 
 bool Partner::Notify(AppListNotification id, const std::string& meaning) {
     const std::string event =
-        std::string(NameOf(id)) + " (" + std::to_string(static_cast<int>(id)) + ")";
+        std::string(NotificationName(id)) + " (" + std::to_string(static_cast<int>(id)) + ")";
     if (!m_handshake.IsReady()) {
         m_output.Error("no host to tell: " + event + " is not sent");
         return false;

@@ -11,10 +11,10 @@
 
 #include <applist/MessageIds.h>
 #include <partner/PartnerList.h>
-#include <partner/Request.h>
 #include <partner/ServiceHandshake.h>
 #include <shared/CommandInput.h>
 #include <shared/Output.h>
+#include <shared/Request.h>
 
 /**
  * The host waits for the answer to every request, so each is answered before anything else is done,

@@ -20,8 +20,8 @@ Usage PartnerVerb::Describe() {
             false};
 }
 
-int PartnerVerb::Run(const std::vector<std::string>& arguments) {
-    if (!arguments.empty()) {
+int PartnerVerb::Run(const CommandLine& line) {
+    if (!line.arguments.empty()) {
         return WrongUsage("applistctl partner", "it takes no arguments");
     }
     Output output("applistctl partner");

@@ -2,14 +2,11 @@
 #ifndef APPLIST_TOOLS_PARTNERVERB_H
 #define APPLIST_TOOLS_PARTNERVERB_H
 
-#include <string>
-#include <vector>
-
 #include <shared/CommandLine.h>
 
 namespace PartnerVerb {
 Usage Describe();
-int Run(const std::vector<std::string>& arguments);
+int Run(const CommandLine& line);
 } // namespace PartnerVerb
 
 #endif

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include <ipc/HandshakeNames.h>
-#include <partner/Endpoint.h>
+#include <shared/Endpoint.h>
 
 namespace {
 

@@ -21,7 +21,7 @@
 
 #include <gio/gio.h>
 
-#include <partner/NameAnnouncement.h>
+#include <shared/NameAnnouncement.h>
 #include <shared/Output.h>
 
 class ServiceHandshake {

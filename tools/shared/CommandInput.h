@@ -2,27 +2,14 @@
 #ifndef APPLIST_TOOLS_COMMANDINPUT_H
 #define APPLIST_TOOLS_COMMANDINPUT_H
 
-#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include <glib.h>
 
+#include <shared/CommandRunner.h>
 #include <shared/Output.h>
-
-struct Command {
-    std::string name;
-    std::string arguments; ///< as help shows them
-    std::string help;
-    std::size_t leastArguments;
-    std::size_t mostArguments;
-    /** @return whether the command could be carried out */
-    std::function<bool(const std::vector<std::string>&)> run;
-};
-
-/** The commands as a text, one a line, for --help and for the command "help". */
-std::string DescribeCommands(const std::vector<Command>& commands);
 
 /**
  * Runs one command a line, with the shell's quoting. "help" and "quit" are added to the others, and
@@ -43,11 +30,9 @@ private:
     static gboolean OnReadable(gint fd, GIOCondition condition, gpointer user_data);
     bool Read(int fd);
     void RunLine(const std::string& line);
-    bool Run(const std::vector<std::string>& words);
     void Quit();
 
-    std::vector<Command> m_commands;
-    Output& m_output;
+    CommandRunner m_runner;
     std::function<void()> m_quit;
     bool m_isTerminal;
     bool m_quitting = false;

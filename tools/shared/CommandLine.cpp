@@ -17,7 +17,24 @@ std::string WithPlainDots(std::string text) {
     return text;
 }
 
-GOptionContext* MakeContext(const Usage& usage, const GOptionEntry* entries) {
+// GLib takes it as an object pointer, and hands over the name with its dashes, and null as the
+// value of an option without parameter.
+gboolean OnVerbOption(const char* name, const char* value, void* data, GError** /*error*/) {
+    static_cast<CommandLine*>(data)->options[name + 2] = value != nullptr ? value : "";
+    return TRUE;
+}
+
+std::vector<GOptionEntry> EntriesFor(const std::vector<VerbOption>& options) {
+    std::vector<GOptionEntry> entries;
+    for (const VerbOption& option : options) {
+        const int flags = option.parameter != nullptr ? 0 : G_OPTION_FLAG_NO_ARG;
+        entries.push_back({option.name, 0, flags, G_OPTION_ARG_CALLBACK,
+                           reinterpret_cast<void*>(OnVerbOption), option.help, option.parameter});
+    }
+    return entries;
+}
+
+GOptionContext* MakeContext(const Usage& usage, const GOptionEntry* entries, CommandLine& line) {
     g_set_prgname(usage.program.c_str());
     GOptionContext* const context = g_option_context_new(usage.parameters.c_str());
     g_option_context_set_summary(context, usage.summary.c_str());
@@ -25,7 +42,9 @@ GOptionContext* MakeContext(const Usage& usage, const GOptionEntry* entries) {
     g_option_context_set_strict_posix(context, usage.hasVerbs ? TRUE : FALSE);
     // GLib's --help would end the process from inside the parser.
     g_option_context_set_help_enabled(context, FALSE);
-    g_option_context_add_main_entries(context, entries, nullptr);
+    GOptionGroup* const group = g_option_group_new("", "", "", &line, nullptr);
+    g_option_group_add_entries(group, entries);
+    g_option_context_set_main_group(context, group);
     return context;
 }
 
@@ -45,18 +64,20 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
     gboolean version = FALSE;
     g_autofree char* bus = nullptr;
     g_auto(GStrv) rest = nullptr;
-    const GOptionEntry entries[] = {
-        {"bus", 0, 0, G_OPTION_ARG_STRING, &bus,
-         "Use the bus at this D-Bus address (default: the system bus)", "ADDRESS"},
-        {"help", 'h', 0, G_OPTION_ARG_NONE, &help, "Show this help", nullptr},
-        {"version", 0, 0, G_OPTION_ARG_NONE, &version, "Show the version", nullptr},
-        {G_OPTION_REMAINING, 0, 0, G_OPTION_ARG_FILENAME_ARRAY, &rest, nullptr, nullptr},
-        {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
-    g_autoptr(GOptionContext) context = MakeContext(usage, entries);
+    CommandLine line;
+    std::vector<GOptionEntry> entries = EntriesFor(usage.options);
+    entries.insert(
+        entries.end(),
+        {{"bus", 0, 0, G_OPTION_ARG_STRING, &bus,
+          "Use the bus at this D-Bus address (default: the system bus)", "ADDRESS"},
+         {"help", 'h', 0, G_OPTION_ARG_NONE, &help, "Show this help", nullptr},
+         {"version", 0, 0, G_OPTION_ARG_NONE, &version, "Show the version", nullptr},
+         {G_OPTION_REMAINING, 0, 0, G_OPTION_ARG_FILENAME_ARRAY, &rest, nullptr, nullptr},
+         {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}});
+    g_autoptr(GOptionContext) context = MakeContext(usage, entries.data(), line);
     g_auto(GStrv) copy = CopyWords(usage, words);
     g_autoptr(GError) error = nullptr;
 
-    CommandLine line;
     if (g_option_context_parse_strv(context, &copy, &error) == FALSE) {
         line.exitStatus = WrongUsage(usage.program, error->message);
     } else if (help != FALSE) {

@@ -45,5 +45,5 @@ void Output::Line(const std::string& text, Tone tone) {
 }
 
 void Output::Error(const std::string& text) const {
-    std::cerr << m_program << ": " << text << std::endl;
+    std::cerr << m_program << ": " << m_place << text << std::endl;
 }

@@ -21,11 +21,15 @@ public:
     /** An event that should not have come; the program goes on. */
     void Problem(const std::string& text) { Line("!! " + text, Tone::Problem); }
 
+    /** Where the errors from here on belong, like "script:3"; empty for nowhere. */
+    void SetPlace(const std::string& place) { m_place = place.empty() ? "" : place + ": "; }
+
     /** What the user asked for failed: to standard error. */
     void Error(const std::string& text) const;
 
 private:
     std::string m_program;
+    std::string m_place;
     std::ostream m_stream; // std::cout may be led elsewhere meanwhile
     bool m_colour;
 };

@@ -3,13 +3,29 @@
 #include <utility>
 
 namespace {
+
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
+
+GDBusConnection* ConnectOnOurOwn(GError** error) {
+    g_autofree char* address =
+        g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
+    if (address == nullptr) {
+        return nullptr;
+    }
+    return g_dbus_connection_new_for_address_sync(
+        address,
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, error);
 }
 
-SystemBus::SystemBus(std::function<void(const std::string&)> onClosed)
-    : m_onClosed(std::move(onClosed)) {
+} // namespace
+
+SystemBus::SystemBus(std::function<void(const std::string&)> onClosed, Kind kind)
+    : m_onClosed(std::move(onClosed)), m_kind(kind) {
     g_autoptr(GError) error = nullptr;
-    m_connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    m_connection = kind == Kind::Own ? ConnectOnOurOwn(&error)
+                                     : g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
     if (m_connection == nullptr) {
         m_problem = error->message;
         return;
@@ -22,6 +38,11 @@ SystemBus::SystemBus(std::function<void(const std::string&)> onClosed)
 SystemBus::~SystemBus() {
     if (m_connection != nullptr) {
         g_signal_handler_disconnect(m_connection, m_handlerId);
+        if (m_kind == Kind::Own) {
+            // Signals are queued; they would be lost with the connection.
+            g_dbus_connection_flush_sync(m_connection, nullptr, nullptr);
+            g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+        }
         g_object_unref(m_connection);
     }
 }

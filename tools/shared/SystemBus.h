@@ -1,4 +1,4 @@
-// The process's connection to the system bus, which tells when the bus is gone instead of ending
+// A connection to the system bus, the process's shared one or one of its own, which tells when the bus is gone instead of ending
 // the process.
 #ifndef APPLIST_TOOLS_SYSTEMBUS_H
 #define APPLIST_TOOLS_SYSTEMBUS_H
@@ -10,8 +10,14 @@
 
 class SystemBus {
 public:
+    enum class Kind {
+        Shared, ///< the one that the library uses too
+        Own     ///< with a unique name of its own; closed at the end
+    };
+
     /** @param onClosed called within the main loop, with the reason */
-    explicit SystemBus(std::function<void(const std::string& reason)> onClosed);
+    explicit SystemBus(std::function<void(const std::string& reason)> onClosed,
+                       Kind kind = Kind::Shared);
     ~SystemBus();
 
     SystemBus(const SystemBus&) = delete;
@@ -32,6 +38,7 @@ private:
                          void* user_data);
 
     std::function<void(const std::string&)> m_onClosed;
+    Kind m_kind;
     GDBusConnection* m_connection;
     gulong m_handlerId = 0;
     std::string m_problem;

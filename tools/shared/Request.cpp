@@ -1,4 +1,4 @@
-#include <partner/Request.h>
+#include <shared/Request.h>
 
 #include <algorithm>
 #include <limits>

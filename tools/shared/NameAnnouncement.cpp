@@ -1,4 +1,4 @@
-#include <partner/NameAnnouncement.h>
+#include <shared/NameAnnouncement.h>
 
 #include <utility>
 

@@ -1,0 +1,127 @@
+#include <partner/Faults.h>
+
+#include <algorithm>
+
+#include <glib.h>
+
+#include <shared/CommandRunner.h>
+#include <shared/Request.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+enum class Takes { Nothing, Request, SecondsAndRequest, Count };
+
+struct Kind {
+    const char* name;
+    Fault fault;
+    Takes takes;
+    const char* help;
+};
+
+constexpr Kind KINDS[] = {
+    {"no-syn", Fault::NoSyn, Takes::Nothing, "never announce _SERVICE_SYN"},
+    {"no-syn-ack", Fault::NoSynAck, Takes::Nothing, "leave _CLIENT_SYN unanswered"},
+    {"no-ack", Fault::NoAck, Takes::Nothing, "leave _CLIENT_SYN_ACK unanswered"},
+    {"no-crossed-ack", Fault::NoCrossedAck, Takes::Nothing,
+     "leave _CLIENT_SYN_ACK unanswered when bound already"},
+    {"on-taking", Fault::OnTaking, Takes::Nothing, "answer the taking of a name, not its release"},
+    {"any-host", Fault::AnyHost, Takes::Nothing, "leave the host for every other one that comes"},
+    {"keep-host", Fault::KeepHost, Takes::Nothing, "stay bound to a host that has gone"},
+    {"no-object", Fault::NoObject, Takes::Nothing, "have no communication object"},
+    {"no-created", Fault::NoCreated, Takes::Nothing, "do not ask for the list"},
+    {"broadcast", Fault::Broadcast, Takes::Nothing, "send notifications to everybody"},
+    {"wrong-id", Fault::WrongId, Takes::Nothing, "send notifications with the id 0"},
+    {"delay", Fault::Delay, Takes::SecondsAndRequest, "answer so much later"},
+    {"wrong-type", Fault::WrongType, Takes::Request, "answer with a text instead of bytes"},
+    {"error", Fault::Error, Takes::Request, "answer with a D-Bus error"},
+    {"silence", Fault::Silence, Takes::Request, "do not answer"},
+    {"with-id", Fault::WithId, Takes::Request, "put the request's id behind the reply"},
+    {"cut", Fault::Cut, Takes::Request, "leave out the reply's last byte"},
+    {"ask-back", Fault::AskBack, Takes::Request, "ask the host, and answer when it has answered"},
+    {"ignore", Fault::Ignore, Takes::Request, "answer, but do nothing else"},
+    {"vanish", Fault::Vanish, Takes::Count, "leave the bus on the Nth request from here on"},
+};
+
+const char* ParameterOf(Takes takes) {
+    switch (takes) {
+    case Takes::Request:
+        return " [REQUEST]";
+    case Takes::SecondsAndRequest:
+        return " SECONDS [REQUEST]";
+    case Takes::Count:
+        return " N";
+    case Takes::Nothing:
+        break;
+    }
+    return "";
+}
+
+} // namespace
+
+std::string Faults::Set(const std::vector<std::string>& words) {
+    if (words.size() == 1 && words[0] == "none") {
+        *this = Faults();
+        return "";
+    }
+    const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
+                                          [&](const Kind& one) { return words[0] == one.name; });
+    if (kind == std::end(KINDS)) {
+        return "no fault \"" + words[0] + "\"; --help tells those there are";
+    }
+    const std::string usage = "usage: fault " + std::string(kind->name) + ParameterOf(kind->takes);
+    std::size_t next = 1;
+    guint64 count = 0;
+    if (kind->takes == Takes::SecondsAndRequest &&
+        (words.size() == next || !ParseSeconds(words[next++], m_delay))) {
+        return usage;
+    }
+    if (kind->takes == Takes::Count &&
+        (words.size() == next ||
+         g_ascii_string_to_unsigned(words[next++].c_str(), 10, 1, G_MAXUINT32, &count, nullptr) ==
+             FALSE)) {
+        return usage;
+    }
+    std::set<std::int32_t> requests;
+    const bool ofReplies = kind->takes == Takes::Request || kind->takes == Takes::SecondsAndRequest;
+    if (ofReplies && words.size() > next) {
+        const std::int32_t id = RequestIdOf(words[next]);
+        if (id == 0) {
+            return "no request \"" + words[next] + "\"; " + usage;
+        }
+        requests.insert(id);
+        ++next;
+    }
+    if (words.size() > next) {
+        return usage;
+    }
+    if (kind->fault == Fault::Vanish) {
+        m_requestsLeft = count;
+    } else if (ofReplies) {
+        // Once for one request, again for another; or for all of them.
+        std::set<std::int32_t>& ids = m_ofReplies[kind->fault];
+        requests.empty() ? ids.clear() : ids.insert(requests.begin(), requests.end());
+    } else {
+        m_plain.insert(kind->fault);
+    }
+    return "";
+}
+
+std::string Faults::Describe() {
+    std::vector<std::pair<std::string, std::string>> rows;
+    for (const Kind& kind : KINDS) {
+        rows.emplace_back(std::string(kind.name) + ParameterOf(kind.takes), kind.help);
+    }
+    rows.emplace_back("none", "do everything right from here on");
+    return InTwoColumns(rows);
+}
+
+bool Faults::Has(Fault fault, std::int32_t request) const {
+    const auto found = m_ofReplies.find(fault);
+    return found != m_ofReplies.end() &&
+           (found->second.empty() || found->second.count(request) != 0);
+}
+
+bool Faults::VanishesNow() {
+    return m_requestsLeft > 0 && --m_requestsLeft == 0;
+}

@@ -1,0 +1,72 @@
+#include <shared/CommandRunner.h>
+
+#include <algorithm>
+
+#include <glib.h>
+
+std::string InTwoColumns(const std::vector<std::pair<std::string, std::string>>& rows) {
+    std::size_t column = 0;
+    for (const auto& [left, right] : rows) {
+        column = std::max(column, left.size());
+    }
+    std::string text;
+    for (const auto& [left, right] : rows) {
+        text += "  " + left + std::string(column - left.size() + 2, ' ') + right + "\n";
+    }
+    return text;
+}
+
+std::string DescribeCommands(const std::vector<Command>& commands) {
+    std::vector<std::pair<std::string, std::string>> rows;
+    for (const Command& command : commands) {
+        rows.emplace_back(command.name + (command.arguments.empty() ? "" : " ") + command.arguments,
+                          command.help);
+    }
+    return InTwoColumns(rows);
+}
+
+bool CommandRunner::RunLine(const std::string& line) {
+    std::vector<std::string> arguments;
+    std::string problem;
+    const Command* const command = Parse(line, arguments, problem);
+    if (!problem.empty()) {
+        m_output.Error(problem);
+        return false;
+    }
+    return command == nullptr || command->run(arguments);
+}
+
+std::string CommandRunner::FindProblem(const std::string& line) const {
+    std::vector<std::string> arguments;
+    std::string problem;
+    Parse(line, arguments, problem);
+    return problem;
+}
+
+const Command* CommandRunner::Parse(const std::string& line, std::vector<std::string>& arguments,
+                                    std::string& problem) const {
+    const std::size_t start = line.find_first_not_of(" \t\r");
+    if (start == std::string::npos || line[start] == '#') {
+        return nullptr;
+    }
+    g_autoptr(GError) error = nullptr;
+    g_auto(GStrv) words = nullptr;
+    int count = 0;
+    if (g_shell_parse_argv(line.c_str(), &count, &words, &error) == FALSE) {
+        problem = error->message;
+        return nullptr;
+    }
+    const std::string name = words[0];
+    const auto command =
+        std::find_if(m_commands.begin(), m_commands.end(),
+                     [&](const Command& candidate) { return candidate.name == name; });
+    if (command == m_commands.end()) {
+        problem = "no command \"" + name + "\"; type help for those there are";
+        return nullptr;
+    }
+    arguments.assign(words + 1, words + count);
+    if (arguments.size() < command->leastArguments || arguments.size() > command->mostArguments) {
+        problem = "usage: " + name + (command->arguments.empty() ? "" : " ") + command->arguments;
+    }
+    return &*command;
+}
