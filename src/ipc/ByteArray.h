@@ -11,8 +11,8 @@ namespace ByteArray {
 
 /** @return a floating "(ay)" with a copy of @p data. */
 inline GVariant* ToVariant(const std::vector<char>& data) {
-    return g_variant_new(
-        "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data.data(), data.size(), 1));
+    GVariant* array = g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data.data(), data.size(), 1);
+    return g_variant_new_tuple(&array, 1);
 }
 
 /**

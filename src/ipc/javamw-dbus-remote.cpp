@@ -12,6 +12,7 @@
 #include <common/PTAutoLock.h>
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
+#include <ipc/LentBytes.h>
 #include <ipc/LiveEndpoints.h>
 
 const char* const JavaMWDbusRemote::INTERFACE_XML =
@@ -544,9 +545,12 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     }
     APPLIST_LOG_DEBUG("Sending sync message with %d bytes", static_cast<int>(data.size()));
     g_autoptr(GError) error = nullptr;
-    GVariant* const reply =
-        g_dbus_proxy_call_sync(proxy, JAVAMW_DBUS_OBJ_METHOD, ByteArray::ToVariant(data),
-                               G_DBUS_CALL_FLAGS_NONE, DEFAULT_TIMEOUT, nullptr, &error);
+    GVariant* reply = nullptr;
+    {
+        const LentBytes message(data);
+        reply = g_dbus_proxy_call_sync(proxy, JAVAMW_DBUS_OBJ_METHOD, message.Body(),
+                                       G_DBUS_CALL_FLAGS_NONE, DEFAULT_TIMEOUT, nullptr, &error);
+    }
     if (error != nullptr) {
         APPLIST_LOG_ERROR("Error while sending message [%d] %s", error->code, error->message);
         return {};

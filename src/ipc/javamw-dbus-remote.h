@@ -166,6 +166,10 @@ public:
      * default timeout of 25 s. Call it from any thread; on the thread that iterates the main
      * context it stops all callbacks meanwhile.
      *
+     * @param data the request's bytes, which are sent without another copy of them: no other thread
+     *        may touch the vector during the call. It comes back with the same bytes, seldom at
+     *        another address.
+     *
      * @return the reply's bytes. Empty on failure too: without a partner the line
      *         "Connection not set." or "Proxy not ready" goes to standard output; a failed call and
      *         a reply of another type than "(ay)" are logged as errors.

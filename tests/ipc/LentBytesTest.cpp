@@ -1,0 +1,139 @@
+// Bodies over a vector's own bytes, and who frees what when the body outlives the loan.
+#include <ipc/LentBytes.h>
+
+#include <memory>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ChannelTest.h"
+
+namespace {
+
+using Bytes = std::vector<char>;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::string Printed(GVariant* value) {
+    g_autofree char* text = g_variant_print(value, TRUE);
+    return text;
+}
+
+TEST(LentBytes, AreAStructureOfOneArrayInTheVectorsOrder) {
+    Bytes data = ByteVector({0x61, 0x00, 0xff, 0x80});
+    const LentBytes message(data);
+    EXPECT_STREQ(g_variant_get_type_string(message.Body()), "(ay)");
+    EXPECT_EQ(Printed(message.Body()), "([byte 0x61, 0x00, 0xff, 0x80],)");
+}
+
+TEST(LentBytes, AreAnEmptyArrayForAnEmptyVector) {
+    Bytes data;
+    {
+        const LentBytes message(data);
+        EXPECT_EQ(Printed(message.Body()), "(@ay [],)");
+    }
+    EXPECT_THAT(data, IsEmpty());
+}
+
+TEST(LentBytes, AreNotCopied) {
+    Bytes data = ByteVector("data");
+    const char* const before = data.data();
+    {
+        const LentBytes message(data);
+        g_autoptr(GVariant) array = g_variant_get_child_value(message.Body(), 0);
+        EXPECT_EQ(g_variant_get_data(array), before);
+    }
+    EXPECT_EQ(data.data(), before);
+    EXPECT_EQ(data, ByteVector("data"));
+}
+
+TEST(LentBytes, GoToABodyThatOutlivesTheLoan) {
+    Bytes data = ByteVector("data");
+    g_autoptr(GVariant) kept = nullptr;
+    {
+        const LentBytes message(data);
+        kept = g_variant_ref(message.Body());
+    }
+    EXPECT_EQ(data, ByteVector("data"));
+    data.assign(data.size(), 'x');
+    data.shrink_to_fit();
+    EXPECT_EQ(Printed(kept), Printed(g_variant_new_parsed("([byte 0x64, 0x61, 0x74, 0x61],)")));
+}
+
+// Some part of the host that keeps what goes out, to write it down later.
+class KeptMessages {
+public:
+    explicit KeptMessages(GDBusConnection* connection)
+        : m_connection(connection),
+          m_filterId(g_dbus_connection_add_filter(connection, cb_Filter, this, nullptr)) {}
+    ~KeptMessages() {
+        for (GDBusMessage* message : m_messages) {
+            g_object_unref(message);
+        }
+    }
+
+    KeptMessages(const KeptMessages&) = delete;
+    KeptMessages& operator=(const KeptMessages&) = delete;
+
+    /** Ends the keeping. @return the bodies, printed */
+    std::vector<std::string> End() {
+        g_dbus_connection_remove_filter(m_connection, m_filterId);
+        const PTAutoLock lock(m_mutex);
+        std::vector<std::string> bodies;
+        for (GDBusMessage* message : m_messages) {
+            bodies.push_back(Printed(g_dbus_message_get_body(message)));
+        }
+        return bodies;
+    }
+
+private:
+    static GDBusMessage* cb_Filter(GDBusConnection* /*connection*/, GDBusMessage* message,
+                                   gboolean incoming, void* self) {
+        if (incoming == FALSE && g_strcmp0(g_dbus_message_get_member(message), "Send") == 0) {
+            auto& kept = *static_cast<KeptMessages*>(self);
+            const PTAutoLock lock(kept.m_mutex);
+            kept.m_messages.push_back(G_DBUS_MESSAGE(g_object_ref(message)));
+        }
+        return message;
+    }
+
+    GDBusConnection* m_connection;
+    guint m_filterId;
+    PTMutex m_mutex;
+    std::vector<GDBusMessage*> m_messages;
+};
+
+class LentMessages : public ConnectedTest {};
+
+TEST_F(LentMessages, ArriveAsTheyWereWhenTheVectorIsOverwrittenAfterTheCall) {
+    Connect();
+    constexpr std::size_t COUNT = 100;
+    Bytes data(64 * 1024);
+    for (std::size_t i = 0; i < COUNT; ++i) {
+        data.assign(data.size(), static_cast<char>(i));
+        endpoint->SendMessage(data);
+        data.assign(data.size(), 'x');
+    }
+    const std::vector<Bytes> requests = partner.Requests();
+    ASSERT_THAT(requests, SizeIs(COUNT));
+    for (std::size_t i = 0; i < COUNT; ++i) {
+        EXPECT_TRUE(requests[i] == Bytes(data.size(), static_cast<char>(i)));
+    }
+}
+
+TEST_F(LentMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
+    Connect();
+    const SharedBus shared;
+    KeptMessages kept(shared.Connection());
+    Bytes data = ByteVector("first");
+    endpoint->SendMessage(data);
+    EXPECT_EQ(data, ByteVector("first"));
+    data.assign(5, 'x');
+    endpoint->SendMessage(data);
+    data.assign(5, 'y');
+    EXPECT_THAT(kept.End(), ElementsAre("([byte 0x66, 0x69, 0x72, 0x73, 0x74],)",
+                                        "([byte 0x78, 0x78, 0x78, 0x78, 0x78],)"));
+}
+
+} // namespace
