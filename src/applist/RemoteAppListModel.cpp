@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include <applist/ItemChangeListener.h>
 #include <applist/ItemClickListener.h>
@@ -39,7 +40,7 @@ void RemoteAppListModel::SetSelection(AppListItem* item) {
                               m_selectedItem->GetUnigueId().c_str());
         }
     }
-    SendMessageToRemote(APPLIST_SET_SELECTION_FNC, payload);
+    SendMessageToRemote(APPLIST_SET_SELECTION_FNC, std::move(payload));
 }
 
 AppListItem* RemoteAppListModel::GetSelection() {
@@ -85,7 +86,7 @@ void RemoteAppListModel::AddItems(const std::vector<AppListItem*>& items) {
         // for itself what is new to it.
         payload = Serialize(items);
     }
-    SendMessageToRemote(APPLIST_ADD_ITEMS_FNC, payload);
+    SendMessageToRemote(APPLIST_ADD_ITEMS_FNC, std::move(payload));
 }
 
 void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
@@ -99,7 +100,7 @@ void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
             payload = Serialize(item);
         }
     }
-    SendMessageToRemote(APPLIST_ADD_ITEM_AT_END_FNC, payload);
+    SendMessageToRemote(APPLIST_ADD_ITEM_AT_END_FNC, std::move(payload));
 }
 
 void RemoteAppListModel::RemoveItem(AppListItem* item) {
@@ -119,7 +120,7 @@ void RemoteAppListModel::RemoveItem(AppListItem* item) {
             payload = Serialize(item);
         }
     }
-    SendMessageToRemote(APPLIST_REMOVE_ITEM_FNC, payload);
+    SendMessageToRemote(APPLIST_REMOVE_ITEM_FNC, std::move(payload));
 }
 
 void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) {
@@ -142,7 +143,7 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
             payload += Serialize(newItem);
         }
     }
-    SendMessageToRemote(APPLIST_MODIFY_ITEM_FNC, payload);
+    SendMessageToRemote(APPLIST_MODIFY_ITEM_FNC, std::move(payload));
 }
 
 int RemoteAppListModel::GetItemsCount() {
@@ -187,6 +188,10 @@ void RemoteAppListModel::RemoveItemClickedListener(ItemClickListener* listener) 
 // Requests to the partner
 
 void RemoteAppListModel::SendMessageToRemote(int id, const std::string& data) {
+    SendMessageToRemote(id, std::string(data));
+}
+
+void RemoteAppListModel::SendMessageToRemote(int id, std::string&& data) {
     APPLIST_LOG_DEBUG("SendMessageToRemote data length: %d", static_cast<int>(data.size()));
     if (data.empty()) {
         return;
@@ -195,6 +200,8 @@ void RemoteAppListModel::SendMessageToRemote(int id, const std::string& data) {
     message.reserve(data.size() + MessageFraming::ID_SIZE);
     message.assign(data.begin(), data.end());
     MessageFraming::AppendId(message, id);
+    // A large payload is not held twice while the partner is waited for.
+    std::string().swap(data);
     m_ipc.SendMessage(message);
 }
 
@@ -285,8 +292,8 @@ void RemoteAppListModel::OnLocalCreatedEvent() {
             }
         }
     }
-    SendMessageToRemote(APPLIST_ADD_ITEMS_FNC, itemsPayload);
-    SendMessageToRemote(APPLIST_SET_SELECTION_FNC, selectionPayload);
+    SendMessageToRemote(APPLIST_ADD_ITEMS_FNC, std::move(itemsPayload));
+    SendMessageToRemote(APPLIST_SET_SELECTION_FNC, std::move(selectionPayload));
 }
 
 // Items and their serial form

@@ -64,6 +64,9 @@ public:
     /** Sends a request with payload and id; an empty payload sends nothing. */
     void SendMessageToRemote(int id, const std::string& data);
 
+    /** The same, and frees @p data before it waits for the partner. */
+    void SendMessageToRemote(int id, std::string&& data);
+
     /** Asks the partner for its selection. @return its item stream; empty on failure too. */
     std::vector<char> GetRemoteSelectionData();
 

@@ -189,7 +189,10 @@ TEST(ModelSlotNumbers, FollowTheDeclaration) {
 
 TEST(ModelSlotNumbers, LeaveTheModelsOwnMembersOutOfTheTable) {
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::RemoveRemoteAllItems), -1);
-    EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::SendMessageToRemote), -1);
+    using SendCopy = void (RemoteAppListModel::*)(int, const std::string&);
+    using SendAndFree = void (RemoteAppListModel::*)(int, std::string&&);
+    EXPECT_EQ(VirtualSlot::Of<SendCopy>(&RemoteAppListModel::SendMessageToRemote), -1);
+    EXPECT_EQ(VirtualSlot::Of<SendAndFree>(&RemoteAppListModel::SendMessageToRemote), -1);
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::GetRemoteSelectionData), -1);
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::OnNotificationReceive), -1);
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::Deserialize), -1);
