@@ -19,8 +19,8 @@ namespace {
 // costs an allocation and a megabyte of name does not go to the log.
 constexpr std::size_t LINE_CAPACITY = 4096;
 
-// Where there is no log at all, the journal is asked again after this time only: a line that
-// nobody hears must not cost its caller a tenth of a request.
+// Where there is no log at all, one is looked for again after this time only: the lines that nobody
+// hears must not cost their caller a tenth of a request. An error always looks.
 constexpr std::int64_t DEAF_PERIOD_MS = 100;
 std::atomic<std::int64_t> g_deafUntilMs{0};
 
@@ -60,8 +60,8 @@ bool WriteToJournal(int bufferId, int severity, const char* tag, const char* lin
 } // namespace
 
 void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
-    const bool deaf = NowMs() < g_deafUntilMs.load(std::memory_order_relaxed);
-    if (deaf && !SyslogListens()) {
+    const int severity = Severity(priority);
+    if (severity != LOG_ERR && NowMs() < g_deafUntilMs.load(std::memory_order_relaxed)) {
         return;
     }
     char line[LINE_CAPACITY];
@@ -75,7 +75,6 @@ void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* f
         std::snprintf(line, sizeof(line), "%s", format);
     }
 
-    const int severity = Severity(priority);
     if (WriteToJournal(bufferId, severity, tag, line)) {
         return;
     }

@@ -207,12 +207,24 @@ TEST(NoLog, LosesTheLineAndNothingElse) {
     });
 }
 
-TEST(NoLog, EndsAtOnceWhenSyslogComes) {
+// Repeats a line until @p hear gets one.
+template <class Hear>
+auto SaidUntilHeard(Hear hear) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    std::vector<std::string> heard;
+    while (heard.empty() && std::chrono::steady_clock::now() < deadline) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
+        heard = hear();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return heard;
+}
+
+TEST(NoLog, EndsSoonWhenSyslogComes) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
         log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
-        const auto lines = log.SyslogLines();
+        const auto lines = SaidUntilHeard([&] { return log.SyslogLines(); });
         ASSERT_THAT(lines, SizeIs(1));
         EXPECT_THAT(lines[0], HasSubstr(": applist: heard"));
     });
@@ -222,15 +234,18 @@ TEST(NoLog, EndsSoonWhenTheJournalComes) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
         log.OpenJournal();
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        std::vector<std::string> entries;
-        while (entries.empty() && std::chrono::steady_clock::now() < deadline) {
-            PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
-            entries = log.JournalEntries();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        const auto entries = SaidUntilHeard([&] { return log.JournalEntries(); });
         ASSERT_THAT(entries, SizeIs(1));
         EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "heard\n");
+    });
+}
+
+TEST(NoLog, EndsAtOnceForAnError) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, ERROR, TAG, "heard\n");
+        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
     });
 }
 
@@ -242,8 +257,7 @@ TEST(NoLog, ComesBackWhenSyslogEnds) {
         log.CloseSyslog();
         PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
         log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard again\n");
-        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
+        EXPECT_THAT(SaidUntilHeard([&] { return log.SyslogLines(); }), SizeIs(1));
     });
 }
 
