@@ -22,18 +22,21 @@ class EndpointRegistration;
  *
  * **The handshake.** Neither side keeps a well-known bus name. To announce a step, a side owns a
  * name for one round trip; the other side sees the NameOwnerChanged signal of its release, whose
- * old owner is the announcer's unique name. This endpoint announces names with "_CLIENT" and
- * watches names with "_SERVICE":
+ * old owner is the announcer's unique name (D-Bus protocol: the message bus's RequestName,
+ * ReleaseName and NameOwnerChanged; a unique name is never given to another connection). This
+ * endpoint announces names with "_CLIENT" and watches names with "_SERVICE":
  *
  *     partner runs already: we _CLIENT_SYN, it _SERVICE_SYN_ACK, we _CLIENT_ACK: connected
  *     partner comes later:  it _SERVICE_SYN, we _CLIENT_SYN_ACK, it _SERVICE_ACK: connected
  *
  * **Bytes on the bus.** Every message, reply and notification is the D-Bus type "(ay)", one array
- * element per vector element. The bytes are opaque here.
+ * element per vector element. The bytes are opaque here. A message above the bus's limit (32 MiB on
+ * dbus-daemon by default) makes the bus cut off its sender.
  *
  * **Threads.** The library runs no main loop. GDBus delivers every callback through the main
  * context that is the thread-default one of the constructing thread
- * (g_main_context_get_thread_default(); the global default context when there is none), so the host
+ * (g_main_context_get_thread_default(); the global default context when there is none), as
+ * g_dbus_connection_signal_subscribe() and g_dbus_connection_register_object() promise. So the host
  * must iterate that context: without it the endpoint never connects. A context other than the
  * global default one must also be the thread-default one of the thread that iterates it
  * (g_main_context_push_thread_default(); g_main_loop_run() alone does not do this): what is set up
@@ -52,11 +55,12 @@ class EndpointRegistration;
  * **Failures** are logged and end the operation; the library itself throws nothing apart from
  * std::bad_alloc.
  *
- * **The bus connection** is the process's shared one (g_bus_get_sync()). It has GDBus's
- * exit-on-close property, which is the host's to set: as long as it is on, losing the bus ends the
- * process. With it off, the loss is not told: HandleConnectionReady is not called and
- * IsConnectionReady stays as it was, but what is sent fails with the logged error "The connection
- * is closed", and so does a new endpoint's start as long as anybody holds the closed connection.
+ * **The bus connection** is the process's shared one (g_bus_get_sync()), of which the endpoint
+ * holds one reference. It has the property GDBusConnection:exit-on-close, which is the host's to
+ * set: as long as it is on, losing the bus ends the process. With it off, the loss is not told:
+ * HandleConnectionReady is not called and IsConnectionReady stays as it was, but what is sent fails
+ * with the logged error "The connection is closed", and so does a new endpoint's start as long as
+ * anybody holds the closed connection.
  */
 class APPLIST_API JavaMWDbusRemote {
 public:
@@ -134,11 +138,14 @@ public:
      *
      * Called with the handshake's mutex held, on the thread that iterates the main context or on
      * the resend thread. It may send, but must not wait for anything that needs a handshake
-     * callback to run. After a loss it runs before the partner's objects are released:
-     * IsConnectionReady is still true then, and notifications are refused. "Ready" may
-     * be told more than once for one partner.
+     * callback to run, nor destroy the endpoint. After a loss it runs before the partner's objects
+     * are released: IsConnectionReady is still true then, and notifications are refused. "Ready"
+     * may be told more than once for one partner.
      *
-     * @param partner the partner's unique bus name, valid during the call
+     * @param ready true for ready, false for lost
+     * @param partner the partner's unique bus name, valid during the call. For "ready" it is the
+     *        one that announced the last step, which only the bus's policy keeps from being another
+     *        than the partner that requests go to.
      *
      * The default logs. An exception is logged.
      */
@@ -147,13 +154,18 @@ public:
     JavaMWDbusRemote(const JavaMWDbusRemote&) = delete;
     JavaMWDbusRemote& operator=(const JavaMWDbusRemote&) = delete;
 
-    /** @return whether the handshake is complete. Takes no lock; may be outdated on return. */
+    /**
+     * @return whether the handshake is complete. Takes no lock; may be outdated on return, so what
+     *         is sent afterwards may fail all the same.
+     */
     bool IsConnectionReady() const;
 
     /**
      * Announces @p name: owns it with RequestName (do not queue) and at once releases it. Two
-     * blocking round trips to the bus daemon, each at most GDBus's default timeout of 25 s.
+     * blocking round trips to the bus daemon, each at most GDBus's default timeout of 25 s. Takes
+     * no lock; may be called from any thread.
      *
+     * @param name a bus name of at most 255 bytes; not changed and not kept
      * @return true when this connection became the primary owner and the release was answered.
      *         Otherwise an error was logged: the call's own error, the reply code (3: another
      *         connection owns the name, 4: this one owns it already; see RequestName of
@@ -168,7 +180,8 @@ public:
      *
      * @param data the request's bytes, which are sent without another copy of them: no other thread
      *        may touch the vector during the call. It comes back with the same bytes, seldom at
-     *        another address.
+     *        another address (when the message outlived the call, and then empty if there is no
+     *        memory for a copy).
      *
      * @return the reply's bytes. Empty on failure too: without a partner the line
      *         "Connection not set." or "Proxy not ready" goes to standard output; a failed call and
@@ -184,39 +197,66 @@ public:
      * logged as errors: "Connection not set." without a partner, "SignalSubscription not ready"
      * before the partner's signals are subscribed, or the error of
      * g_dbus_connection_emit_signal(). GDBus queues without bound, and what is still queued when
-     * the process drops the connection is lost.
+     * the process drops the connection is lost (g_dbus_connection_flush_sync() waits for it). A
+     * signal that the bus's policy drops is not told. May be called from any thread.
+     *
+     * @param data the notification's bytes, copied before the call returns
      */
     void SendNotification(std::vector<char>& data);
 
-    /** The same, if @p partner is the current partner's unique name; otherwise logs an error. */
+    /**
+     * The same, if @p partner is the current partner's unique name; otherwise logs the error
+     * "Attempt to send notification to not connected partner!" and sends nothing.
+     */
     void SendNotification(std::vector<char>& data, const std::string& partner);
 
-    // GDBus callbacks. The user data is the endpoint; one that is gone is refused like a null.
+    /**
+     * @name GDBus callbacks
+     * Called by GDBus on the thread that iterates the main context, and by nobody else. All that
+     * they are given is borrowed for the call, but for the invocation, which the answer consumes.
+     * The user data is the endpoint; one that is gone is refused like a null, with the logged error
+     * "Empty user_data or connection not valid.". They let no exception out.
+     */
+    /** @{ */
+    /** A GDBusInterfaceMethodCallFunc: a message of the partner, or of anybody the bus lets. */
     static void cb_MethodCall(GDBusConnection* connection, const char* sender,
                               const char* object_path, const char* interface_name,
                               const char* method_name, GVariant* parameters,
                               GDBusMethodInvocation* invocation, void* user_data);
+    /** A GDBusSignalCallback: a signal of the partner. */
     static void cb_SignalCall(GDBusConnection* connection, const char* sender,
                               const char* object_path, const char* interface_name,
                               const char* signal_name, GVariant* parameters, void* user_data);
+    /** A GDBusSignalCallback: the owner of the partner's SYN name has changed. */
     static void cb_SynNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                        const char* object_path, const char* interface_name,
                                        const char* signal_name, GVariant* parameters,
                                        void* user_data);
+    /** A GDBusSignalCallback: the owner of the partner's SYN_ACK name has changed. */
     static void cb_SynAckNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                           const char* object_path, const char* interface_name,
                                           const char* signal_name, GVariant* parameters,
                                           void* user_data);
+    /** A GDBusSignalCallback: the owner of the partner's ACK name has changed. */
     static void cb_AckNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                        const char* object_path, const char* interface_name,
                                        const char* signal_name, GVariant* parameters,
                                        void* user_data);
+    /**
+     * A GBusNameVanishedCallback: @p name is on the bus no more. Without a connection it is the bus
+     * that has gone, which is logged as above and is no loss of the partner.
+     */
     static void cb_PartnerNameVanished(GDBusConnection* connection, const char* name,
                                        void* user_data);
+    /** @} */
 
-    /** The resend thread: a pass every half second until nothing is left. @return null. */
+    /** The resend thread of the endpoint @p arg: a pass every 500 ms until nothing is left. @return
+     * null. */
     static void* TimerThread(void* arg);
-    /** One resend pass for the endpoint @p arg. @return 1 while answers are left, otherwise 0. */
+    /**
+     * One resend pass for the endpoint @p arg, with the handshake's mutex held. Lets no exception
+     * out. @return 1 while answers are left, otherwise 0, also for an endpoint that is gone.
+     */
     static int OnResendHandshake(void* arg);
 
 protected:
@@ -227,8 +267,12 @@ protected:
      * For a derived class whose objects are made while the loop runs in another thread: until it
      * calls StartHandlers at the end of its constructor, callbacks reach the default handlers and
      * leave the half-built object alone.
+     *
+     * @param id as for the public constructor
      */
     JavaMWDbusRemote(std::string id, HandlersLater);
+
+    /** From here on callbacks reach the handlers of the derived class. */
     void StartHandlers();
 
     /**
