@@ -10,15 +10,18 @@
 
 const GDBusInterfaceVTable Partner::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
 
-Partner::Partner(GDBusConnection* connection, Output& output, std::function<void()> onFailure)
+Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Events events)
     : m_connection(connection),
       m_output(output),
-      m_onFailure(std::move(onFailure)),
+      m_faults(faults),
+      m_events(std::move(events)),
+      m_replier(faults),
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)),
-      m_handshake(connection, output,
+      m_handshake(connection, output, faults,
                   {[this](const std::string& host) { OnBound(host); },
                    [this](const std::string&) { OnReady(); },
-                   [this](const std::string& host) { OnLost(host); }, [this] { m_onFailure(); }}) {}
+                   [this](const std::string& host) { OnLost(host); },
+                   [this] { m_events.onFailure(); }}) {}
 
 Partner::~Partner() {
     ListenTo("");
@@ -29,18 +32,22 @@ Partner::~Partner() {
 
 void Partner::Start() {
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GDBusNodeInfo) node =
-        g_dbus_node_info_new_for_xml(JavaMWDbusRemote::INTERFACE_XML, &error);
-    if (node != nullptr) {
-        m_registrationId = g_dbus_connection_register_object(
-            m_connection, m_path.c_str(), node->interfaces[0], &VTABLE, this, nullptr, &error);
-    }
-    if (m_registrationId == 0) {
+    if (!m_faults.Has(Fault::NoObject) && !RegisterObject(&error)) {
         m_output.Error(std::string("cannot register the object: ") + error->message);
-        m_onFailure();
+        m_events.onFailure();
         return;
     }
     m_handshake.Start();
+}
+
+bool Partner::RegisterObject(GError** error) {
+    g_autoptr(GDBusNodeInfo) node =
+        g_dbus_node_info_new_for_xml(JavaMWDbusRemote::INTERFACE_XML, error);
+    if (node != nullptr) {
+        m_registrationId = g_dbus_connection_register_object(
+            m_connection, m_path.c_str(), node->interfaces[0], &VTABLE, this, nullptr, error);
+    }
+    return m_registrationId != 0;
 }
 
 // The host comes and goes
@@ -53,7 +60,9 @@ void Partner::OnBound(const std::string& host) {
 
 void Partner::OnReady() {
     m_output.State("connected with " + m_handshake.Host());
-    Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+    if (!m_faults.Has(Fault::NoCreated)) {
+        Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+    }
 }
 
 void Partner::OnLost(const std::string& host) {
@@ -88,7 +97,12 @@ void Partner::OnCall(GDBusConnection* /*connection*/, const char* sender, const 
         return;
     }
     const Request request = ReadRequest(std::move(message));
-    g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant(self->Answer(request)));
+    if (self->m_faults.VanishesNow()) {
+        g_object_unref(invocation);
+        self->m_events.onVanish();
+        return;
+    }
+    self->m_replier.Reply(invocation, request.id, self->Answer(request));
     self->Carry(request);
 }
 
@@ -100,13 +114,16 @@ std::vector<char> Partner::Answer(const Request& request) const {
 }
 
 void Partner::Carry(const Request& request) {
+    m_events.onRequest(request);
     if (!request.problem.empty()) {
         m_output.Problem("a malformed request" + (request.name.empty() ? "" : " " + request.name) +
                          " is ignored: " + request.problem);
         return;
     }
     Show(request);
-    Apply(request);
+    if (!m_faults.Has(Fault::Ignore, request.id)) {
+        Apply(request);
+    }
 }
 
 void Partner::Apply(const Request& request) {
@@ -200,9 +217,11 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
         return false;
     }
     std::vector<char> message;
-    MessageFraming::AppendId(message, id);
+    MessageFraming::AppendId(message, m_faults.Has(Fault::WrongId) ? 0 : id);
+    const char* const receiver =
+        m_faults.Has(Fault::Broadcast) ? nullptr : m_handshake.Host().c_str();
     g_autoptr(GError) error = nullptr;
-    if (g_dbus_connection_emit_signal(m_connection, m_handshake.Host().c_str(), m_path.c_str(),
+    if (g_dbus_connection_emit_signal(m_connection, receiver, m_path.c_str(),
                                       JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE,
                                       JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME,
                                       ByteArray::ToVariant(message), &error) == FALSE) {
@@ -213,27 +232,9 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
     return true;
 }
 
-// Commands
+// What the user does
 
-std::vector<Command> Partner::CommandsFor(Partner* partner) {
-    using Words = std::vector<std::string>;
-    return {
-        {"list", "", "show list and selection", 0, 0,
-         [partner](const Words&) { return partner->List(); }},
-        {"select", "N|none", "move the selection, and notify the host", 1, 1,
-         [partner](const Words& words) { return partner->Select(words[0]); }},
-        {"click", "N", "notify the host of a click", 1, 1,
-         [partner](const Words& words) { return partner->Click(words[0]); }},
-        {"change", "", "notify the host of a change of the list", 0, 0,
-         [partner](const Words&) {
-             return partner->Notify(APPLIST_ITEM_CHANGE_EVENT, "my list has changed");
-         }},
-        {"recreate", "", "make the list anew, and ask the host to fill it", 0, 0,
-         [partner](const Words&) { return partner->Recreate(); }},
-    };
-}
-
-bool Partner::List() {
+bool Partner::ShowList() {
     ItemListing::ShowList(m_output, m_list.Items(), m_list.Selection());
     return true;
 }
@@ -255,6 +256,10 @@ bool Partner::Click(const std::string& number) {
     std::size_t index = 0;
     return ParseNumber(number, index) &&
            Notify(APPLIST_ITEM_CLICKED_EVENT, ItemListing::Describe(m_list.At(index)));
+}
+
+bool Partner::Change() {
+    return Notify(APPLIST_ITEM_CHANGE_EVENT, "my list has changed");
 }
 
 bool Partner::Recreate() {

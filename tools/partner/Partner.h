@@ -10,9 +10,10 @@
 #include <gio/gio.h>
 
 #include <applist/MessageIds.h>
+#include <partner/Faults.h>
 #include <partner/PartnerList.h>
+#include <partner/Replier.h>
 #include <partner/ServiceHandshake.h>
-#include <shared/CommandInput.h>
 #include <shared/Output.h>
 #include <shared/Request.h>
 
@@ -22,8 +23,13 @@
  */
 class Partner {
 public:
-    /** @param onFailure called when there is no use in going on; the reason has been told */
-    Partner(GDBusConnection* connection, Output& output, std::function<void()> onFailure);
+    struct Events {
+        std::function<void()> onFailure; ///< no use in going on; the reason has been told
+        std::function<void(const Request&)> onRequest; ///< what the host asks, also if malformed
+        std::function<void()> onVanish; ///< the partner is to leave the bus, but not from in here
+    };
+
+    Partner(GDBusConnection* connection, Output& output, Faults& faults, Events events);
     ~Partner();
 
     Partner(const Partner&) = delete;
@@ -32,8 +38,15 @@ public:
     /** Publishes the object, and only then lets hosts know. */
     void Start();
 
-    /** @param partner null for the texts alone */
-    static std::vector<Command> CommandsFor(Partner* partner);
+    bool IsConnected() const { return m_handshake.IsReady(); }
+    const PartnerList& List() const { return m_list; }
+
+    // What the partner's user does; false when it cannot be done, which has been told.
+    bool ShowList();
+    bool Select(const std::string& number);
+    bool Click(const std::string& number);
+    bool Change();
+    bool Recreate();
 
 private:
     static void OnCall(GDBusConnection* connection, const char* sender, const char* path,
@@ -43,6 +56,7 @@ private:
                          const char* interface, const char* signal, GVariant* parameters,
                          void* user_data);
 
+    bool RegisterObject(GError** error);
     void OnBound(const std::string& host);
     void OnReady();
     void OnLost(const std::string& host);
@@ -55,17 +69,15 @@ private:
     void ShowSize();
     bool Notify(AppListNotification id, const std::string& meaning);
 
-    bool List();
-    bool Select(const std::string& number);
-    bool Click(const std::string& number);
-    bool Recreate();
     bool ParseNumber(const std::string& text, std::size_t& index);
 
     static const GDBusInterfaceVTable VTABLE;
 
     GDBusConnection* m_connection;
     Output& m_output;
-    std::function<void()> m_onFailure;
+    Faults& m_faults;
+    Events m_events;
+    Replier m_replier;
     std::string m_path;
     guint m_registrationId = 0;
     guint m_signalSubscriptionId = 0;

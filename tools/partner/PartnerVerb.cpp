@@ -2,22 +2,62 @@
 
 #include <gio/gio.h>
 
-#include <partner/Partner.h>
+#include <partner/PartnerCommands.h>
+#include <partner/PartnerSession.h>
 #include <shared/CommandInput.h>
 #include <shared/ExitStatus.h>
 #include <shared/Output.h>
-#include <shared/SystemBus.h>
+#include <shared/Script.h>
+
+namespace {
+
+std::string DescribeAllCommands() {
+    Output output("");
+    PartnerSession session(output, nullptr);
+    return DescribeCommands(WithCommonCommands(PartnerCommands(session, output).All()));
+}
+
+int RunInput(PartnerSession& session, PartnerCommands& commands, Output& output, GMainLoop* loop) {
+    session.StartOnce();
+    if (session.HasStopped()) {
+        return EXIT_STATUS_DONE;
+    }
+    CommandInput input(commands.All(), output, [loop] { g_main_loop_quit(loop); });
+    g_main_loop_run(loop);
+    return input.ScriptFailed() ? EXIT_STATUS_FAILED : EXIT_STATUS_DONE;
+}
+
+int RunScript(const std::string& file, PartnerSession& session, PartnerCommands& commands,
+              Output& output) {
+    bool quit = false;
+    CommandRunner runner(WithCommonCommands(
+                             commands.All(), [] { return true; }, [&] { return quit = true; }),
+                         output);
+    Script script(runner, output);
+    if (!script.Read(file)) {
+        return EXIT_STATUS_USAGE;
+    }
+    session.KeepRequests();
+    const bool isGood = script.Run([&] { return quit || session.HasStopped(); });
+    return isGood ? EXIT_STATUS_DONE : EXIT_STATUS_FAILED;
+}
+
+} // namespace
 
 Usage PartnerVerb::Describe() {
-    return {"applistctl partner", "",
-            "Stands in for the partner of a host: finds it with the handshake, asks it for its\n"
-            "list, keeps what its requests describe, answers its query for the selection, and\n"
-            "prints every request by name with its items. One host at a time.",
-            "Commands on standard input, quoted as in a shell; N is a number in the list:\n" +
-                DescribeCommands(WithCommonCommands(Partner::CommandsFor(nullptr))) +
-                "\nExit status: 0 done, 1 failed (also when the bus policy refuses a name),\n"
-                "2 wrong usage, 3 no bus.",
-            false};
+    return {
+        "applistctl partner",
+        "",
+        "Stands in for the partner of a host: finds it with the handshake, asks it for its\n"
+        "list, keeps what its requests describe, answers its query for the selection, and\n"
+        "prints every request by name with its items. One host at a time.",
+        "Commands on standard input, or one a line in FILE; quoted as in a shell. N is a\n"
+        "number in the list. The partner starts behind the faults at the top of FILE.\n" +
+            DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
+            "\nExit status: 0 done, 1 failed (a command, an expect, or the bus policy refuses a\n"
+            "name), 2 wrong usage, 3 no bus.",
+        false,
+        {{"script", "FILE", "Run the commands in FILE; the first that fails ends the run"}}};
 }
 
 int PartnerVerb::Run(const CommandLine& line) {
@@ -26,34 +66,14 @@ int PartnerVerb::Run(const CommandLine& line) {
     }
     Output output("applistctl partner");
     g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
-    int status = EXIT_STATUS_DONE;
-    bool stopped = false;
-    const auto stop = [&](int newStatus) {
-        status = newStatus;
-        stopped = true;
+    int stopStatus = EXIT_STATUS_DONE;
+    PartnerSession session(output, [&](int status) {
+        stopStatus = status;
         g_main_loop_quit(loop);
-    };
-    SystemBus bus([&](const std::string& reason) {
-        output.Error("the bus is gone: " + reason);
-        stop(EXIT_STATUS_NO_BUS);
     });
-    if (bus.Connection() == nullptr) {
-        output.Error("no bus: " + bus.Problem());
-        return EXIT_STATUS_NO_BUS;
-    }
-    output.State("on " + SystemBus::Describe() + " as " +
-                 g_dbus_connection_get_unique_name(bus.Connection()));
-
-    Partner partner(bus.Connection(), output, [&] { stop(EXIT_STATUS_FAILED); });
-    partner.Start();
-    if (!stopped) {
-        CommandInput input(Partner::CommandsFor(&partner), output, [&] { stop(EXIT_STATUS_DONE); });
-        g_main_loop_run(loop);
-        if (status == EXIT_STATUS_DONE && input.ScriptFailed()) {
-            status = EXIT_STATUS_FAILED;
-        }
-    }
-    // Signals are queued; they would be lost with the connection.
-    g_dbus_connection_flush_sync(bus.Connection(), nullptr, nullptr);
-    return status;
+    PartnerCommands commands(session, output);
+    const int status = line.Has("script")
+                           ? RunScript(line.options.at("script"), session, commands, output)
+                           : RunInput(session, commands, output, loop);
+    return session.HasStopped() ? stopStatus : status;
 }

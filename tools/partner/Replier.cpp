@@ -98,8 +98,8 @@ void Replier::ReplyNow(GDBusMethodInvocation* invocation, std::int32_t request,
         return;
     }
     if (m_faults.Has(Fault::Error, request)) {
-        g_dbus_method_invocation_return_dbus_error(
-            invocation, "org.freedesktop.DBus.Error.Failed", "an error on purpose");
+        g_dbus_method_invocation_return_dbus_error(invocation, "org.freedesktop.DBus.Error.Failed",
+                                                   "an error on purpose");
         return;
     }
     if (m_faults.Has(Fault::WithId, request)) {

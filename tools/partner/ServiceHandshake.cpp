@@ -14,9 +14,11 @@ constexpr const char* STEPS[] = {SYN, SYN_ACK, ACK};
 
 } // namespace
 
-ServiceHandshake::ServiceHandshake(GDBusConnection* connection, Output& output, Events events)
+ServiceHandshake::ServiceHandshake(GDBusConnection* connection, Output& output,
+                                   const Faults& faults, Events events)
     : m_connection(connection),
       m_output(output),
+      m_faults(faults),
       m_events(std::move(events)),
       m_announcement(connection) {}
 
@@ -39,7 +41,7 @@ void ServiceHandshake::Start() {
     }
     // The bus takes our messages in order: the watches are in place before the name is owned, and
     // no answer of a host is missed.
-    Announce(SYN, "a partner has started", nullptr);
+    AnnounceSyn("a partner has started");
 }
 
 void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const char* /*sender*/,
@@ -54,8 +56,10 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
     const char* oldOwner = nullptr;
     const char* newOwner = nullptr;
     g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
-    if (*newOwner != '\0') {
-        return; // being taken; the announcement is the release
+    // The announcement is the release of the name, not its taking.
+    const char* const announcer = self->m_faults.Has(Fault::OnTaking) ? newOwner : oldOwner;
+    if (*announcer == '\0') {
+        return;
     }
     static const std::pair<const char*, Step> steps[] = {
         {SYN, &ServiceHandshake::OnHostSyn},
@@ -64,7 +68,7 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
     };
     for (const auto& [suffix, step] : steps) {
         if (HandshakeNames::EndpointName(ENDPOINT_ID, suffix) == name) {
-            (self->*step)(oldOwner);
+            (self->*step)(announcer);
         }
     }
 }
@@ -76,7 +80,7 @@ void ServiceHandshake::OnHostSyn(const std::string& host) {
         Unbind();
     }
     m_output.Received("_CLIENT_SYN from " + host + ": a host has started");
-    if (Bind(host, "_CLIENT_SYN")) {
+    if (Bind(host, "_CLIENT_SYN") && !m_faults.Has(Fault::NoSynAck)) {
         Announce(SYN_ACK, "bound to " + host, nullptr);
     }
 }
@@ -84,7 +88,11 @@ void ServiceHandshake::OnHostSyn(const std::string& host) {
 // The host is bound to us and wants to be told that we are ready.
 void ServiceHandshake::OnHostSynAck(const std::string& host) {
     m_output.Received("_CLIENT_SYN_ACK from " + host + ": it is bound to us");
-    if (host == m_host || Bind(host, "_CLIENT_SYN_ACK")) {
+    const bool isCrossed = host == m_host;
+    if (isCrossed && m_faults.Has(Fault::NoCrossedAck)) {
+        return;
+    }
+    if ((isCrossed || Bind(host, "_CLIENT_SYN_ACK")) && !m_faults.Has(Fault::NoAck)) {
         Announce(ACK, "ready", [this] { BecomeReady(); });
     }
 }
@@ -98,6 +106,9 @@ void ServiceHandshake::OnHostAck(const std::string& host) {
 }
 
 bool ServiceHandshake::Bind(const std::string& host, const char* step) {
+    if (!m_host.empty() && m_faults.Has(Fault::AnyHost)) {
+        Unbind();
+    }
     if (!m_host.empty()) {
         m_output.Problem(std::string(step) + " of " + host + " is not answered: " + m_host +
                          " is our host, one at a time");
@@ -130,14 +141,20 @@ void ServiceHandshake::BecomeReady() {
 void ServiceHandshake::OnHostVanished(GDBusConnection* connection, const char* name,
                                       void* user_data) {
     auto* const self = static_cast<ServiceHandshake*>(user_data);
-    if (connection == nullptr || self->m_host != name) {
+    if (connection == nullptr || self->m_host != name || self->m_faults.Has(Fault::KeepHost)) {
         return; // the bus itself is gone, or a watch of an earlier host
     }
     const std::string host = name;
     self->Unbind();
     self->m_events.onLost(host);
     // A host that came while the place was taken has not been answered, and does not ask again.
-    self->Announce(SYN, "a partner is free", nullptr);
+    self->AnnounceSyn("a partner is free");
+}
+
+void ServiceHandshake::AnnounceSyn(const std::string& meaning) {
+    if (!m_faults.Has(Fault::NoSyn)) {
+        Announce(SYN, meaning, nullptr);
+    }
 }
 
 void ServiceHandshake::Announce(const char* suffix, const std::string& meaning,

@@ -21,6 +21,7 @@
 
 #include <gio/gio.h>
 
+#include <partner/Faults.h>
 #include <shared/NameAnnouncement.h>
 #include <shared/Output.h>
 
@@ -33,7 +34,8 @@ public:
         std::function<void()> onRefused; ///< the bus policy refuses a name: no use in going on
     };
 
-    ServiceHandshake(GDBusConnection* connection, Output& output, Events events);
+    ServiceHandshake(GDBusConnection* connection, Output& output, const Faults& faults,
+                     Events events);
     ~ServiceHandshake();
 
     ServiceHandshake(const ServiceHandshake&) = delete;
@@ -56,6 +58,7 @@ private:
     void OnHostSynAck(const std::string& host);
     void OnHostAck(const std::string& host);
 
+    void AnnounceSyn(const std::string& meaning);
     bool Bind(const std::string& host, const char* step);
     void Unbind();
     void BecomeReady();
@@ -64,6 +67,7 @@ private:
 
     GDBusConnection* m_connection;
     Output& m_output;
+    const Faults& m_faults;
     Events m_events;
     NameAnnouncement m_announcement;
     guint m_subscriptionIds[3] = {};

@@ -1,4 +1,5 @@
-// The options that the program and each of its verbs have, and those of one verb, read with GOption.
+// The options that the program and each of its verbs have, and those of one verb, read with
+// GOption.
 #ifndef APPLIST_TOOLS_COMMANDLINE_H
 #define APPLIST_TOOLS_COMMANDLINE_H
 

@@ -15,20 +15,27 @@ constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
 struct Kind {
     std::int32_t id;
     const char* name;
+    const char* word;
     std::size_t leastItems;
     std::size_t mostItems;
 };
 
 constexpr Kind KINDS[] = {
-    {APPLIST_SET_SELECTION_FNC, "APPLIST_SET_SELECTION_FNC", 1, 1},
-    {APPLIST_GET_SELECTION_FNC, "APPLIST_GET_SELECTION_FNC", 0, 0},
-    {APPLIST_REMOVE_ALL_ITEMS_FNC, "APPLIST_REMOVE_ALL_ITEMS_FNC", 0, 0},
-    {APPLIST_ADD_ITEMS_FNC, "APPLIST_ADD_ITEMS_FNC", 1, ANY_NUMBER},
-    {APPLIST_ADD_ITEM_AT_END_FNC, "APPLIST_ADD_ITEM_AT_END_FNC", 1, 1},
-    {APPLIST_SET_CLICKED_FNC, "APPLIST_SET_CLICKED_FNC", 1, 1},
-    {APPLIST_REMOVE_ITEM_FNC, "APPLIST_REMOVE_ITEM_FNC", 1, 1},
-    {APPLIST_MODIFY_ITEM_FNC, "APPLIST_MODIFY_ITEM_FNC", 2, 2},
+    {APPLIST_SET_SELECTION_FNC, "APPLIST_SET_SELECTION_FNC", "select", 1, 1},
+    {APPLIST_GET_SELECTION_FNC, "APPLIST_GET_SELECTION_FNC", "query", 0, 0},
+    {APPLIST_REMOVE_ALL_ITEMS_FNC, "APPLIST_REMOVE_ALL_ITEMS_FNC", "clear", 0, 0},
+    {APPLIST_ADD_ITEMS_FNC, "APPLIST_ADD_ITEMS_FNC", "add", 1, ANY_NUMBER},
+    {APPLIST_ADD_ITEM_AT_END_FNC, "APPLIST_ADD_ITEM_AT_END_FNC", "append", 1, 1},
+    {APPLIST_SET_CLICKED_FNC, "APPLIST_SET_CLICKED_FNC", "click", 1, 1},
+    {APPLIST_REMOVE_ITEM_FNC, "APPLIST_REMOVE_ITEM_FNC", "remove", 1, 1},
+    {APPLIST_MODIFY_ITEM_FNC, "APPLIST_MODIFY_ITEM_FNC", "modify", 2, 2},
 };
+
+const Kind* FindKind(std::int32_t id) {
+    const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
+                                          [&](const Kind& one) { return one.id == id; });
+    return kind != std::end(KINDS) ? kind : nullptr;
+}
 
 std::vector<ListedItem> ReadItems(const std::vector<char>& payload) {
     std::vector<ListedItem> items;
@@ -68,9 +75,8 @@ Request ReadRequest(std::vector<char> message) {
         request.problem = std::to_string(message.size()) + " bytes are too short for an id";
         return request;
     }
-    const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
-                                          [&](const Kind& one) { return one.id == request.id; });
-    if (kind == std::end(KINDS)) {
+    const Kind* const kind = FindKind(request.id);
+    if (kind == nullptr) {
         request.problem = "no request has the id " + std::to_string(request.id);
         return request;
     }
@@ -78,6 +84,26 @@ Request ReadRequest(std::vector<char> message) {
     request.items = ReadItems(message);
     request.problem = FindProblem(*kind, request, message);
     return request;
+}
+
+std::string RequestTitle(std::int32_t id) {
+    const Kind* const kind = FindKind(id);
+    const std::string number = std::to_string(id);
+    return kind != nullptr ? std::string(kind->name) + " (" + number + ")" : number;
+}
+
+std::int32_t RequestIdOf(const std::string& word) {
+    const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
+                                          [&](const Kind& one) { return word == one.word; });
+    return kind != std::end(KINDS) ? kind->id : 0;
+}
+
+std::string RequestWords() {
+    std::string words;
+    for (const Kind& kind : KINDS) {
+        words += (words.empty() ? "" : "|") + std::string(kind.word);
+    }
+    return words;
 }
 
 std::vector<char> WriteRecord(const ListedItem& item) {

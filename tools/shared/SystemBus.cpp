@@ -7,8 +7,7 @@ namespace {
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 
 GDBusConnection* ConnectOnOurOwn(GError** error) {
-    g_autofree char* address =
-        g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
+    g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
     if (address == nullptr) {
         return nullptr;
     }

@@ -1,5 +1,5 @@
-// A connection to the system bus, the process's shared one or one of its own, which tells when the bus is gone instead of ending
-// the process.
+// A connection to the system bus, the process's shared one or one of its own, which tells when the
+// bus is gone instead of ending the process.
 #ifndef APPLIST_TOOLS_SYSTEMBUS_H
 #define APPLIST_TOOLS_SYSTEMBUS_H
 

@@ -1,0 +1,130 @@
+#include <partner/Expectations.h>
+
+#include <shared/CommandRunner.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+std::string Describe(const Request& request) {
+    std::string text = request.name.empty() ? "a malformed one" : RequestTitle(request.id);
+    for (std::size_t i = 0; i < request.items.size(); ++i) {
+        text += (i == 0 ? ": " : ", ") + ItemListing::Describe(request.items[i]);
+    }
+    return text + (request.problem.empty() ? "" : " (" + request.problem + ")");
+}
+
+std::vector<std::string> IdsOf(const std::vector<ListedItem>& items) {
+    std::vector<std::string> ids;
+    for (const ListedItem& item : items) {
+        ids.push_back(item.id);
+    }
+    return ids;
+}
+
+std::string Join(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + ItemListing::Printable(word);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string Expectations::Describe() {
+    return InTwoColumns(
+        {{"connected", "the handshake is complete"},
+         {"lost", "there is no host"},
+         {"REQUEST [ID...]", "the host's next request, with exactly these items if any are named"},
+         {"nothing SECONDS", "no request comes for so long"},
+         {"list [ID...]", "the list is this, in this order"},
+         {"selection ID|none", "this item is selected"}});
+}
+
+bool Expectations::Expect(const Words& words) {
+    m_what = "expect " + Join(words);
+    const Words rest(words.begin() + 1, words.end());
+    if (words[0] == "connected" || words[0] == "lost") {
+        return ExpectState(words[0] == "connected");
+    }
+    if (words[0] == "nothing") {
+        return ExpectNothing(rest);
+    }
+    if (words[0] == "list") {
+        return ExpectList(rest);
+    }
+    if (words[0] == "selection") {
+        return ExpectSelection(rest);
+    }
+    if (const std::int32_t id = RequestIdOf(words[0])) {
+        return ExpectRequest(id, rest);
+    }
+    return Complain("cannot be expected; --help tells what can");
+}
+
+bool Expectations::ExpectState(bool connected) {
+    const auto isSo = [&] {
+        return (m_session.Partner() != nullptr && m_session.Partner()->IsConnected()) == connected;
+    };
+    return WaitUntilTrue(isSo) ||
+           Complain(std::string(connected ? "no host" : "the host is there") + " after " +
+                    InSeconds(m_timeout));
+}
+
+bool Expectations::ExpectRequest(std::int32_t id, const Words& ids) {
+    auto& requests = m_session.Requests();
+    if (!WaitUntilTrue([&] { return !requests.empty(); })) {
+        return Complain("no request within " + InSeconds(m_timeout));
+    }
+    const Request request = requests.front();
+    requests.pop_front();
+    return (request.problem.empty() && request.id == id &&
+            (ids.empty() || ids == IdsOf(request.items))) ||
+           Complain("the next request is " + ::Describe(request));
+}
+
+bool Expectations::ExpectNothing(const Words& words) {
+    double seconds = 0;
+    if (words.size() != 1 || !ParseSeconds(words[0], seconds)) {
+        return Complain("usage: expect nothing SECONDS");
+    }
+    const auto& requests = m_session.Requests();
+    const bool came =
+        WaitUntil([&] { return !requests.empty() || m_session.HasStopped(); }, seconds);
+    return !came || Complain(requests.empty() ? "the run was stopped"
+                                              : "there is " + ::Describe(requests.front()));
+}
+
+bool Expectations::ExpectList(const Words& ids) {
+    const auto present = [&] {
+        return m_session.Partner() != nullptr ? IdsOf(m_session.Partner()->List().Items())
+                                              : Words();
+    };
+    return WaitUntilTrue([&] { return present() == ids; }) ||
+           Complain("after " + InSeconds(m_timeout) + " the list is " +
+                    (present().empty() ? "empty" : Join(present())));
+}
+
+bool Expectations::ExpectSelection(const Words& words) {
+    if (words.size() != 1) {
+        return Complain("usage: expect selection ID|none");
+    }
+    const auto present = [&]() -> std::string {
+        const ListedItem* const item =
+            m_session.Partner() != nullptr ? m_session.Partner()->List().Selection() : nullptr;
+        return item != nullptr ? item->id : "none";
+    };
+    return WaitUntilTrue([&] { return present() == words[0]; }) ||
+           Complain("after " + InSeconds(m_timeout) + " the selection is " +
+                    ItemListing::Printable(present()));
+}
+
+bool Expectations::WaitUntilTrue(const std::function<bool()>& happened) const {
+    WaitUntil([&] { return happened() || m_session.HasStopped(); }, m_timeout);
+    return happened();
+}
+
+bool Expectations::Complain(const std::string& problem) const {
+    m_output.Error(m_what + ": " + problem);
+    return false;
+}

@@ -1,0 +1,113 @@
+#include <partner/PartnerCommands.h>
+
+#include <limits>
+
+#include <shared/Request.h>
+#include <shared/Waiting.h>
+
+namespace {
+constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
+}
+
+std::vector<Command> PartnerCommands::All() {
+    return {
+        OnPartner("list", "", "show list and selection", &Partner::ShowList),
+        OnPartner("select", "N|none", "move the selection, and notify the host", &Partner::Select),
+        OnPartner("click", "N", "notify the host of a click", &Partner::Click),
+        OnPartner("change", "", "notify the host of a change of the list", &Partner::Change),
+        OnPartner("recreate", "", "make the list anew, and ask the host to fill it",
+                  &Partner::Recreate),
+        {"vanish", "", "leave the bus", 0, 0, [this](const Words&) { return Vanish(); }},
+        {"restart", "[SECONDS]", "leave the bus and come back, at once or so much later", 0, 1,
+         [this](const Words& words) { return Restart(words); }},
+        {"fault", "FAULT", "do this wrong from here on", 1, 3,
+         [this](const Words& words) { return SetFault(words); }},
+        {"expect", "WHAT", "fail unless this comes within the time-out", 1, ANY_NUMBER,
+         [this](const Words& words) {
+             m_session.StartOnce();
+             return m_expectations.Expect(words);
+         }},
+        {"forget", "", "expect nothing more of the requests so far", 0, 0,
+         [this](const Words&) {
+             m_session.Requests().clear();
+             return true;
+         }},
+        {"timeout", "SECONDS", "how long an expect waits (10)", 1, 1,
+         [this](const Words& words) { return SetTimeout(words); }},
+        {"wait", "SECONDS", "do nothing for so long", 1, 1,
+         [this](const Words& words) { return Wait(words); }},
+    };
+}
+
+std::string PartnerCommands::DescribeArguments() {
+    return "What can be expected; requests are called\n" + RequestWords() + ":\n" +
+           Expectations::Describe() + "\nFaults:\n" + Faults::Describe();
+}
+
+Command PartnerCommands::OnPartner(const char* name, const char* arguments, const char* help,
+                                   bool (Partner::*run)()) {
+    return {name, arguments,
+            help, 0,
+            0,    [this, run](const Words&) {
+                return IsThere() && (m_session.Partner()->*run)(); }};
+}
+
+Command PartnerCommands::OnPartner(const char* name, const char* arguments, const char* help,
+                                   bool (Partner::*run)(const std::string&)) {
+    return {name, arguments, help, 1, 1, [this, run](const Words& words) {
+                return IsThere() && (m_session.Partner()->*run)(words[0]);
+            }};
+}
+
+bool PartnerCommands::IsThere() {
+    m_session.StartOnce();
+    if (m_session.Partner() == nullptr) {
+        m_output.Error("the partner has left the bus; restart brings it back");
+    }
+    return m_session.Partner() != nullptr;
+}
+
+bool PartnerCommands::SetFault(const Words& words) {
+    const std::string problem = m_session.Faults().Set(words);
+    if (!problem.empty()) {
+        m_output.Error(problem);
+    }
+    return problem.empty();
+}
+
+bool PartnerCommands::SetTimeout(const Words& words) {
+    double seconds = 0;
+    if (!ParseSeconds(words[0], seconds)) {
+        m_output.Error("SECONDS is a number from 0 to 3600");
+        return false;
+    }
+    m_expectations.SetTimeout(seconds);
+    return true;
+}
+
+bool PartnerCommands::Wait(const Words& words) {
+    double seconds = 0;
+    if (!ParseSeconds(words[0], seconds)) {
+        m_output.Error("SECONDS is a number from 0 to 3600");
+        return false;
+    }
+    m_session.StartOnce();
+    WaitUntil([this] { return m_session.HasStopped(); }, seconds);
+    return true;
+}
+
+bool PartnerCommands::Vanish() {
+    m_session.StartOnce();
+    m_session.Vanish();
+    m_output.State("vanished from the bus");
+    return true;
+}
+
+bool PartnerCommands::Restart(const Words& words) {
+    Vanish();
+    if (!words.empty() && !Wait(words)) {
+        return false;
+    }
+    m_session.Start();
+    return true;
+}

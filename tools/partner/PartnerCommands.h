@@ -1,0 +1,42 @@
+// What can be told the partner, on standard input and in a script.
+#ifndef APPLIST_TOOLS_PARTNERCOMMANDS_H
+#define APPLIST_TOOLS_PARTNERCOMMANDS_H
+
+#include <string>
+#include <vector>
+
+#include <partner/Expectations.h>
+#include <partner/PartnerSession.h>
+#include <shared/CommandRunner.h>
+#include <shared/Output.h>
+
+class PartnerCommands {
+public:
+    PartnerCommands(PartnerSession& session, Output& output)
+        : m_session(session), m_output(output), m_expectations(session, output) {}
+
+    std::vector<Command> All();
+
+    /** What "fault" and "expect" can be told, for --help. */
+    static std::string DescribeArguments();
+
+private:
+    using Words = std::vector<std::string>;
+
+    Command OnPartner(const char* name, const char* arguments, const char* help,
+                      bool (Partner::*run)());
+    Command OnPartner(const char* name, const char* arguments, const char* help,
+                      bool (Partner::*run)(const std::string&));
+    bool IsThere();
+    bool SetFault(const Words& words);
+    bool SetTimeout(const Words& words);
+    bool Wait(const Words& words);
+    bool Vanish();
+    bool Restart(const Words& words);
+
+    PartnerSession& m_session;
+    Output& m_output;
+    Expectations m_expectations;
+};
+
+#endif

@@ -1,0 +1,59 @@
+// The partner's life on the bus: it comes, goes, and comes back under another unique name.
+#ifndef APPLIST_TOOLS_PARTNERSESSION_H
+#define APPLIST_TOOLS_PARTNERSESSION_H
+
+#include <deque>
+#include <functional>
+#include <memory>
+
+#include <partner/Faults.h>
+#include <partner/Partner.h>
+#include <shared/Output.h>
+#include <shared/SystemBus.h>
+
+class PartnerSession {
+public:
+    /** @param onStop called with an exit status when there is no use in going on */
+    PartnerSession(Output& output, std::function<void(int status)> onStop);
+    ~PartnerSession();
+
+    PartnerSession(const PartnerSession&) = delete;
+    PartnerSession& operator=(const PartnerSession&) = delete;
+
+    /** Joins the bus, with a new list. Does nothing while the partner is there. */
+    void Start();
+
+    /** The same for the first time; one that has left the bus since stays away. */
+    void StartOnce();
+
+    /** Leaves the bus without a word. */
+    void Vanish();
+
+    bool HasStopped() const { return m_stopped; }
+
+    /** @return null while the partner is away */
+    ::Partner* Partner() { return m_partner.get(); }
+    ::Faults& Faults() { return m_faults; }
+
+    /** What the hosts have asked, the oldest first; kept only for who takes it from there. */
+    void KeepRequests() { m_keepsRequests = true; }
+    std::deque<Request>& Requests() { return m_requests; }
+
+private:
+    void Stop(int status);
+    void Keep(const Request& request);
+    static gboolean OnVanish(void* user_data);
+
+    Output& m_output;
+    std::function<void(int)> m_onStop;
+    ::Faults m_faults;
+    bool m_started = false;
+    bool m_stopped = false;
+    bool m_keepsRequests = false;
+    std::deque<Request> m_requests;
+    guint m_vanishId = 0;
+    std::unique_ptr<SystemBus> m_bus;
+    std::unique_ptr<::Partner> m_partner;
+};
+
+#endif
