@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <host/HostVerb.h>
+#include <monitor/MonitorVerb.h>
 #include <partner/PartnerVerb.h>
 #include <shared/CommandLine.h>
 #include <shared/SystemBus.h>
@@ -19,6 +20,7 @@ struct Verb {
 constexpr Verb VERBS[] = {
     {"host", HostVerb::Describe, HostVerb::Run},
     {"partner", PartnerVerb::Describe, PartnerVerb::Run},
+    {"monitor", MonitorVerb::Describe, MonitorVerb::Run},
 };
 
 Usage ProgramUsage() {
@@ -28,9 +30,12 @@ Usage ProgramUsage() {
             "Verbs:\n"
             "  host [DIR...]  Own a list of the desktop entries, and keep a partner in step\n"
             "  partner        Stand in for the partner: keep the list that the host describes\n"
+            "  monitor        Tell what the two say to each other, live or from a capture\n"
             "\n"
             "'applistctl VERB --help' tells about one of them.",
-            "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus.", true};
+            "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
+            "4 something is not as it should be.",
+            true};
 }
 
 int RunVerb(const Verb& verb, const std::vector<std::string>& words) {

@@ -6,7 +6,8 @@ enum ExitStatus : int {
     EXIT_STATUS_DONE = 0,
     EXIT_STATUS_FAILED = 1,
     EXIT_STATUS_USAGE = 2,
-    EXIT_STATUS_NO_BUS = 3 ///< there is no bus, or it went away
+    EXIT_STATUS_NO_BUS = 3, ///< there is no bus, or it went away
+    EXIT_STATUS_TROUBLE = 4 ///< done, and what was looked at is not as it should be
 };
 
 #endif

@@ -1,0 +1,28 @@
+// Takes the bodies of the channel's messages apart, with the library's own framing and items.
+#ifndef APPLIST_TOOLS_DECODER_H
+#define APPLIST_TOOLS_DECODER_H
+
+#include <cstddef>
+#include <string>
+
+#include <gio/gio.h>
+
+#include <monitor/Events.h>
+
+namespace Decoder {
+
+/** What a call of "Send" carries. @param cutBytes missing at its end */
+Content ReadMessage(GVariant* body, std::size_t cutBytes, Side from);
+
+/** What a signal "SendSignal" carries. */
+Content ReadNotification(GVariant* body, std::size_t cutBytes, Side from);
+
+/** The reply to a message with @p content. */
+void ReadReply(GVariant* body, std::size_t cutBytes, const Content& content, ReplySeen& reply);
+
+/** "APPLIST_ADD_ITEMS_FNC (2004)", "id 7", or that there is no id */
+std::string Title(const Content& content);
+
+} // namespace Decoder
+
+#endif

@@ -1,0 +1,100 @@
+#include <monitor/FileCapture.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include <glib.h>
+
+namespace {
+
+constexpr Microseconds LAST_SECOND = 253402300799; // of the year 9999
+
+Microseconds TimeOf(const pcap_pkthdr& header) {
+    const auto seconds = static_cast<Microseconds>(header.ts.tv_sec);
+    const auto rest = static_cast<Microseconds>(header.ts.tv_usec);
+    return std::clamp<Microseconds>(seconds, 0, LAST_SECOND) * SECOND +
+           std::clamp<Microseconds>(rest, 0, SECOND - 1);
+}
+
+// libdbus and sd-bus tell their own program that the bus is gone by a message, and capture that
+// too.
+bool IsLocal(const std::vector<unsigned char>& blob) {
+    static const std::string path = "/org/freedesktop/DBus/Local";
+    return std::search(blob.begin(), blob.end(), path.begin(), path.end()) != blob.end();
+}
+
+} // namespace
+
+bool FileCapture::Open(const std::string& file, std::string& problem) {
+    std::FILE* const stream = file == "-" ? stdin : std::fopen(file.c_str(), "rbe");
+    if (stream == nullptr) {
+        problem = file + ": " + std::strerror(errno);
+        return false;
+    }
+    char text[PCAP_ERRBUF_SIZE] = "";
+    m_capture.reset(pcap_fopen_offline(stream, text)); // closes the stream with itself
+    if (m_capture == nullptr) {
+        if (stream != stdin) {
+            std::fclose(stream);
+        }
+        problem = file + " is no capture: " + text;
+        return false;
+    }
+    if (pcap_datalink(m_capture.get()) != DLT_DBUS) {
+        const char* const type = pcap_datalink_val_to_name(pcap_datalink(m_capture.get()));
+        problem = file + " is a capture of " + (type != nullptr ? type : "something else") +
+                  ", not of D-Bus";
+        return false;
+    }
+    return true;
+}
+
+FileCapture::Result FileCapture::Read(SeenMessage& seen, std::string& problem) {
+    pcap_pkthdr* header = nullptr;
+    const unsigned char* bytes = nullptr;
+    const int status = pcap_next_ex(m_capture.get(), &header, &bytes);
+    if (status == PCAP_ERROR_BREAK) {
+        return Result::End;
+    }
+    if (status != 1) {
+        problem = pcap_geterr(m_capture.get());
+        return Result::Damaged;
+    }
+    m_time = std::max(m_time, TimeOf(*header));
+    seen.time = m_time;
+    return Parse(bytes, header->caplen, header->len, seen, problem);
+}
+
+// What was not captured is filled with zeros: the rest of the message can then be told.
+FileCapture::Result FileCapture::Parse(const unsigned char* bytes, std::size_t captured,
+                                       std::size_t length, SeenMessage& seen,
+                                       std::string& problem) const {
+    std::vector<unsigned char> blob(bytes, bytes + captured);
+    g_autoptr(GError) error = nullptr;
+    const gssize needed = g_dbus_message_bytes_needed(blob.data(), blob.size(), &error);
+    const bool isCut =
+        needed > 0 && static_cast<std::size_t>(needed) == length && captured < length;
+    if (isCut) {
+        blob.resize(length);
+    }
+    GDBusMessage* message = nullptr;
+    if (error == nullptr && (isCut || static_cast<std::size_t>(needed) == captured)) {
+        message = g_dbus_message_new_from_blob(blob.data(), blob.size(),
+                                               G_DBUS_CAPABILITY_FLAGS_UNIX_FD_PASSING, &error);
+    }
+    if (message == nullptr && IsLocal(blob)) {
+        return Result::Foreign;
+    }
+    if (message == nullptr) {
+        problem = "a packet of " + std::to_string(captured) + " bytes is no D-Bus message: " +
+                  (error != nullptr ? std::string(error->message)
+                                    : "it says that it has " + std::to_string(needed));
+        return Result::Unreadable;
+    }
+    seen.message.reset(message);
+    seen.cutBytes = length - std::min(captured, length);
+    return Result::Message;
+}

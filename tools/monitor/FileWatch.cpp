@@ -1,0 +1,56 @@
+#include <monitor/FileWatch.h>
+
+#include <csignal>
+
+#include <monitor/FileCapture.h>
+#include <shared/ExitStatus.h>
+
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void OnInterrupt(int /*signal*/) {
+    interrupted = 1;
+}
+
+// Ends a read from a pipe, too: reads that a signal interrupts are not begun again.
+void EndOnSignals() {
+    struct sigaction action {};
+    action.sa_handler = OnInterrupt;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+} // namespace
+
+int WatchFile(const std::string& file, guint64 count, Story& story, Narrator& narrator,
+              Output& output) {
+    FileCapture capture;
+    std::string problem;
+    EndOnSignals();
+    if (!capture.Open(file, problem)) {
+        output.Error(problem);
+        return EXIT_STATUS_FAILED;
+    }
+    narrator.Begin("reading the capture " + (file == "-" ? "on standard input" : file));
+    int status = EXIT_STATUS_DONE;
+    while (interrupted == 0 && (count == 0 || story.Told() < count)) {
+        SeenMessage seen{};
+        const FileCapture::Result result = capture.Read(seen, problem);
+        if (result == FileCapture::Result::Message) {
+            story.Take(seen);
+        } else if (result == FileCapture::Result::Unreadable) {
+            story.TakeUnreadable(seen.time, problem);
+        } else if (result == FileCapture::Result::Foreign) {
+            continue;
+        } else if (result == FileCapture::Result::End || interrupted != 0) {
+            break;
+        } else {
+            output.Error("the capture is damaged here: " + problem);
+            status = EXIT_STATUS_FAILED;
+            break;
+        }
+    }
+    story.End();
+    return status;
+}

@@ -1,0 +1,184 @@
+#include <monitor/JsonNarrator.h>
+
+#include <nlohmann/json.hpp>
+
+#include <monitor/TimeText.h>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+// What is no UTF-8 in a name or an id is replaced: JSON cannot carry it.
+std::string Write(const Json& object) {
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+double Milliseconds(Microseconds span) {
+    return static_cast<double>(span) / 1e3;
+}
+
+Json Event(const char* name, Microseconds time) {
+    return {{"event", name}, {"time", TimeText::Iso(time)}};
+}
+
+Json ItemsOf(const std::vector<ListedItem>& items) {
+    Json array = Json::array();
+    for (const ListedItem& item : items) {
+        array.push_back({{"name", item.name}, {"id", item.id}});
+    }
+    return array;
+}
+
+void AddPeers(Json& object, const Peer& from, const Peer& to) {
+    object["from"] = from.name;
+    object["from_side"] = SideName(from.side);
+    object["to"] = to.name;
+    object["to_side"] = SideName(to.side);
+}
+
+void AddContent(Json& object, const Content& content) {
+    if (content.hasId) {
+        object["id"] = content.id;
+    }
+    if (!content.name.empty()) {
+        object["name"] = content.name;
+    }
+    object["bytes"] = content.size;
+    if (!content.problem.empty()) {
+        object["malformed"] = content.problem;
+    }
+}
+
+Json RequestEvent(const char* name, const Exchange& exchange) {
+    Json object = Event(name, exchange.time);
+    object["number"] = exchange.number;
+    AddPeers(object, exchange.from, exchange.to);
+    AddContent(object, exchange.content);
+    object["items"] = ItemsOf(exchange.content.items);
+    return object;
+}
+
+Json ReplyOf(const ReplySeen& reply) {
+    Json object = {{"bytes", reply.size}, {"items", ItemsOf(reply.items)}};
+    if (!reply.problem.empty()) {
+        object["malformed"] = reply.problem;
+    }
+    return object;
+}
+
+const char* KindName(HandshakeEvent::Kind kind) {
+    switch (kind) {
+    case HandshakeEvent::Kind::Announced:
+        return "announced";
+    case HandshakeEvent::Kind::Ready:
+        return "ready";
+    case HandshakeEvent::Kind::Found:
+        return "found";
+    case HandshakeEvent::Kind::Missing:
+        return "missing";
+    case HandshakeEvent::Kind::Held:
+        return "held";
+    case HandshakeEvent::Kind::Refused:
+        return "refused";
+    case HandshakeEvent::Kind::Left:
+        break;
+    }
+    return "left";
+}
+
+Json RequestCounts(const Summary& summary) {
+    Json all = Json::object();
+    for (const auto& [title, requests] : summary.RequestsByTitle()) {
+        Json counts = {{"answered", requests.answered},
+                       {"failed", requests.failed},
+                       {"unanswered", requests.unanswered}};
+        if (requests.latencies.Count() > 0) {
+            Json& latency = counts["latency_ms"];
+            for (const unsigned percent : {50U, 90U, 99U}) {
+                latency["p" + std::to_string(percent)] =
+                    Milliseconds(requests.latencies.Percentile(percent));
+            }
+            latency["max"] = Milliseconds(requests.latencies.Percentile(100));
+        }
+        all[title] = std::move(counts);
+    }
+    return all;
+}
+
+} // namespace
+
+void JsonNarrator::Begin(const std::string& source) {
+    m_output.Line(Write({{"event", "begin"}, {"source", source}}));
+}
+
+void JsonNarrator::Handshake(const HandshakeEvent& event) {
+    Json object = Event("handshake", event.time);
+    object["what"] = KindName(event.kind);
+    object["who"] = event.who.name;
+    object["side"] = SideName(event.who.side);
+    if (!event.step.empty()) {
+        object["step"] = event.step;
+    }
+    if (!event.host.empty()) {
+        object["host"] = event.host;
+        object["partner"] = event.partner;
+    }
+    if (event.elapsed > 0) {
+        object["elapsed_ms"] = Milliseconds(event.elapsed);
+    }
+    object["text"] = event.text;
+    m_output.Line(Write(object));
+}
+
+void JsonNarrator::Late(const Exchange& exchange, Microseconds waited) {
+    Json object = RequestEvent("late", exchange);
+    object["waited_ms"] = Milliseconds(waited);
+    m_output.Line(Write(object));
+}
+
+void JsonNarrator::Done(const Exchange& exchange) {
+    Json object = RequestEvent("request", exchange);
+    if (!exchange.reply) {
+        object["result"] = "unanswered";
+    } else {
+        object["result"] = exchange.Failed() ? "failed" : "answered";
+        object["latency_ms"] = Milliseconds(exchange.Latency());
+        if (exchange.Failed()) {
+            object["error"] = {{"name", exchange.reply->errorName},
+                               {"text", exchange.reply->errorText}};
+        } else {
+            object["reply"] = ReplyOf(*exchange.reply);
+        }
+    }
+    m_output.Line(Write(object));
+}
+
+void JsonNarrator::Notified(const NotificationSeen& notification) {
+    Json object = Event("notification", notification.time);
+    AddPeers(object, notification.from, notification.to);
+    AddContent(object, notification.content);
+    m_output.Line(Write(object));
+}
+
+void JsonNarrator::Malformed(Microseconds time, const std::string& text) {
+    Json object = Event("malformed", time);
+    object["text"] = text;
+    m_output.Line(Write(object));
+}
+
+void JsonNarrator::End(const Summary& summary) {
+    Json object = {{"event", "summary"},
+                   {"duration_ms", Milliseconds(summary.Duration())},
+                   {"messages", summary.Messages()},
+                   {"handshakes",
+                    {{"completed", summary.ReadyCount()},
+                     {"problems", summary.HandshakeProblems()},
+                     {"states", summary.Handshakes()}}},
+                   {"requests", RequestCounts(summary)},
+                   {"notifications", Json::object()},
+                   {"malformed", summary.MalformedCount()}};
+    for (const auto& [title, count] : summary.NotificationsByTitle()) {
+        object["notifications"][title] = count;
+    }
+    m_output.Line(Write(object));
+}

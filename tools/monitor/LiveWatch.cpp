@@ -1,0 +1,81 @@
+#include <monitor/LiveWatch.h>
+
+#include <csignal>
+#include <functional>
+#include <string>
+
+#include <glib-unix.h>
+
+#include <monitor/BusCapture.h>
+#include <shared/ExitStatus.h>
+#include <shared/SystemBus.h>
+
+namespace {
+
+constexpr guint TICK_MS = 250;
+
+gboolean CallFunction(void* function) {
+    (*static_cast<std::function<void()>*>(function))();
+    return G_SOURCE_CONTINUE;
+}
+
+/** Calls a function again and again for as long as it lives. */
+class Repeat {
+public:
+    Repeat(guint id) : m_id(id) {}
+    ~Repeat() { g_source_remove(m_id); }
+
+    Repeat(const Repeat&) = delete;
+    Repeat& operator=(const Repeat&) = delete;
+
+private:
+    guint m_id;
+};
+
+} // namespace
+
+int WatchBus(guint64 seconds, guint64 count, Story& story, Narrator& narrator, Output& output) {
+    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+    int status = EXIT_STATUS_DONE;
+    SystemBus bus(
+        [&](const std::string& reason) {
+            output.Error("the bus is gone: " + reason);
+            status = EXIT_STATUS_NO_BUS;
+            g_main_loop_quit(loop);
+        },
+        SystemBus::Kind::Own);
+    if (bus.Connection() == nullptr) {
+        output.Error("no bus: " + bus.Problem());
+        return EXIT_STATUS_NO_BUS;
+    }
+    bool ended = false;
+    std::function<void()> end = [&] {
+        ended = true;
+        g_main_loop_quit(loop);
+    };
+    BusCapture capture(bus.Connection(), [&](const SeenMessage& seen) {
+        if (!ended) {
+            story.Take(seen);
+        }
+        if (count != 0 && story.Told() >= count) {
+            end();
+        }
+    });
+    std::string problem;
+    if (!capture.Start(problem)) {
+        output.Error(SystemBus::Describe() + " does not let us watch: " + problem);
+        output.Error("run it as root, or let root capture (busctl capture --size=1000000 > FILE)"
+                     " and read that: applistctl monitor --read FILE");
+        return EXIT_STATUS_FAILED;
+    }
+    narrator.Begin("watching " + SystemBus::Describe());
+    std::function<void()> tick = [&] { story.Tick(capture.Now()); };
+    const Repeat ticks(g_timeout_add(TICK_MS, CallFunction, &tick));
+    const Repeat interrupt(g_unix_signal_add(SIGINT, CallFunction, &end));
+    const Repeat termination(g_unix_signal_add(SIGTERM, CallFunction, &end));
+    const guint limit = seconds != 0 ? static_cast<guint>(seconds) : G_MAXUINT;
+    const Repeat limitReached(g_timeout_add_seconds(limit, CallFunction, &end));
+    g_main_loop_run(loop);
+    story.End();
+    return status;
+}

@@ -1,0 +1,12 @@
+// "applistctl monitor": tells what host and partner say to each other, live or from a capture.
+#ifndef APPLIST_TOOLS_MONITORVERB_H
+#define APPLIST_TOOLS_MONITORVERB_H
+
+#include <shared/CommandLine.h>
+
+namespace MonitorVerb {
+Usage Describe();
+int Run(const CommandLine& line);
+} // namespace MonitorVerb
+
+#endif

@@ -1,0 +1,251 @@
+#include <monitor/Story.h>
+
+#include <algorithm>
+#include <vector>
+
+#include <ipc/HandshakeNames.h>
+#include <monitor/Decoder.h>
+#include <shared/Endpoint.h>
+
+namespace {
+
+constexpr const char* DAEMON = "org.freedesktop.DBus";
+constexpr Microseconds LATE = 1 * SECOND;
+constexpr Microseconds TICK = SECOND / 10;
+constexpr Microseconds GIVEN_UP = 60 * SECOND; // a host has done so after 25 s
+
+std::string Text(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+std::string Sender(const SeenMessage& seen) {
+    return Text(g_dbus_message_get_sender(seen.message.get()));
+}
+
+std::string Destination(const SeenMessage& seen) {
+    return Text(g_dbus_message_get_destination(seen.message.get()));
+}
+
+std::string Member(const SeenMessage& seen) {
+    return Text(g_dbus_message_get_member(seen.message.get()));
+}
+
+GVariant* Body(const SeenMessage& seen) {
+    return g_dbus_message_get_body(seen.message.get());
+}
+
+bool BodyIs(const SeenMessage& seen, const char* type) {
+    GVariant* const body = Body(seen);
+    return body != nullptr && g_variant_is_of_type(body, G_VARIANT_TYPE(type));
+}
+
+} // namespace
+
+Story::Story(Narrator& narrator)
+    : m_narrator(narrator),
+      m_handshake([this](const HandshakeEvent& event) {
+          m_summary.Add(event);
+          m_narrator.Handshake(event);
+      }),
+      m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)) {}
+
+void Story::Take(const SeenMessage& seen) {
+    Tick(seen.time);
+    m_summary.Saw(seen.time);
+    switch (g_dbus_message_get_message_type(seen.message.get())) {
+    case G_DBUS_MESSAGE_TYPE_SIGNAL:
+        OnSignal(seen);
+        break;
+    case G_DBUS_MESSAGE_TYPE_METHOD_CALL:
+        OnCall(seen);
+        break;
+    case G_DBUS_MESSAGE_TYPE_METHOD_RETURN:
+    case G_DBUS_MESSAGE_TYPE_ERROR:
+        if (Sender(seen) == DAEMON) {
+            OnNameAnswer(seen);
+        }
+        OnAnswer(seen);
+        break;
+    case G_DBUS_MESSAGE_TYPE_INVALID:
+        break;
+    }
+}
+
+void Story::TakeUnreadable(Microseconds time, const std::string& problem) {
+    Tick(time);
+    m_summary.Saw(time);
+    Malformed(time, problem);
+}
+
+void Story::Malformed(Microseconds time, const std::string& text) {
+    m_summary.AddMalformed();
+    m_narrator.Malformed(time, text);
+}
+
+Peer Story::PeerOf(const std::string& name) const {
+    return {name, m_handshake.SideOf(name)};
+}
+
+// Signals
+
+void Story::OnSignal(const SeenMessage& seen) {
+    if (Text(g_dbus_message_get_path(seen.message.get())) == m_path) {
+        OnNotification(seen);
+    } else if (Sender(seen) == DAEMON && Member(seen) == "NameOwnerChanged") {
+        OnOwnerChanged(seen);
+    }
+}
+
+void Story::OnOwnerChanged(const SeenMessage& seen) {
+    if (!BodyIs(seen, "(sss)")) {
+        Malformed(seen.time, "a NameOwnerChanged of another type than (sss)");
+        return;
+    }
+    const char* name = nullptr;
+    const char* oldOwner = nullptr;
+    const char* newOwner = nullptr;
+    g_variant_get(Body(seen), "(&s&s&s)", &name, &oldOwner, &newOwner);
+    m_handshake.OwnerChanged(seen.time, name, oldOwner, newOwner);
+}
+
+void Story::OnNotification(const SeenMessage& seen) {
+    if (Member(seen) != JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME) {
+        Malformed(seen.time,
+                  "a signal " + Member(seen) + " of " + Sender(seen) + ", which nobody knows");
+        return;
+    }
+    NotificationSeen notification;
+    notification.time = seen.time;
+    notification.content =
+        Decoder::ReadNotification(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
+    if (!notification.content.name.empty()) {
+        m_handshake.Talked(seen.time, Destination(seen), Sender(seen));
+    }
+    notification.from = PeerOf(Sender(seen));
+    notification.to = PeerOf(Destination(seen));
+    ++m_told;
+    m_summary.Add(notification);
+    m_narrator.Notified(notification);
+}
+
+// Calls
+
+void Story::OnCall(const SeenMessage& seen) {
+    const std::string interface = Text(g_dbus_message_get_interface(seen.message.get()));
+    if (Destination(seen) == DAEMON) {
+        OnNameCall(seen);
+    } else if (Text(g_dbus_message_get_path(seen.message.get())) != m_path ||
+               (!interface.empty() && interface != JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE)) {
+        return; // introspection and the like
+    } else if (Member(seen) == JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD) {
+        OnSend(seen);
+    } else {
+        Malformed(seen.time,
+                  "a call of " + Member(seen) + " by " + Sender(seen) + ", which is no method");
+    }
+}
+
+void Story::OnNameCall(const SeenMessage& seen) {
+    if (Member(seen) == "RequestName" && BodyIs(seen, "(su)")) {
+        const char* name = nullptr;
+        g_variant_get(Body(seen), "(&su)", &name, nullptr);
+        m_handshake.NameAsked(Sender(seen), g_dbus_message_get_serial(seen.message.get()), name);
+    }
+}
+
+void Story::OnSend(const SeenMessage& seen) {
+    Exchange exchange;
+    exchange.number = ++m_number;
+    exchange.time = seen.time;
+    exchange.content =
+        Decoder::ReadMessage(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
+    if (!exchange.content.name.empty()) {
+        m_handshake.Talked(seen.time, Sender(seen), Destination(seen));
+    }
+    exchange.from = PeerOf(Sender(seen));
+    exchange.to = PeerOf(Destination(seen));
+    m_narrator.Called(exchange);
+    const Call call(Sender(seen), g_dbus_message_get_serial(seen.message.get()));
+    m_pending[call] = {exchange, false};
+}
+
+// Replies and errors
+
+void Story::OnAnswer(const SeenMessage& seen) {
+    GDBusMessage* const message = seen.message.get();
+    const auto found =
+        m_pending.find({Destination(seen), g_dbus_message_get_reply_serial(message)});
+    if (found == m_pending.end()) {
+        return;
+    }
+    Exchange exchange = std::move(found->second.exchange);
+    m_pending.erase(found);
+    ReplySeen reply;
+    reply.time = seen.time;
+    if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
+        reply.errorName = Text(g_dbus_message_get_error_name(message));
+        reply.errorText = Text(g_dbus_message_get_arg0(message));
+    } else {
+        Decoder::ReadReply(Body(seen), seen.cutBytes, exchange.content, reply);
+    }
+    exchange.reply = std::move(reply);
+    Finish(exchange);
+}
+
+void Story::OnNameAnswer(const SeenMessage& seen) {
+    GDBusMessage* const message = seen.message.get();
+    const guint32 serial = g_dbus_message_get_reply_serial(message);
+    if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
+        m_handshake.NameRefused(seen.time, Destination(seen), serial,
+                                Text(g_dbus_message_get_arg0(message)));
+    } else if (BodyIs(seen, "(u)")) {
+        guint32 code = 0;
+        g_variant_get(Body(seen), "(u)", &code);
+        m_handshake.NameAnswered(seen.time, Destination(seen), serial, code);
+    }
+}
+
+void Story::Finish(const Exchange& exchange) {
+    ++m_told;
+    m_summary.Add(exchange);
+    m_narrator.Done(exchange);
+}
+
+// Time passes
+
+void Story::Tick(Microseconds now) {
+    if (now - m_lastTick < TICK) {
+        return;
+    }
+    m_lastTick = now;
+    m_handshake.Tick(now);
+    for (auto entry = m_pending.begin(); entry != m_pending.end();) {
+        Pending& pending = entry->second;
+        const Microseconds waited = now - pending.exchange.time;
+        if (!pending.late && waited >= LATE) {
+            pending.late = true;
+            m_narrator.Late(pending.exchange, waited);
+        }
+        if (waited >= GIVEN_UP) {
+            Finish(pending.exchange);
+            entry = m_pending.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
+}
+
+void Story::End() {
+    std::vector<Exchange> open;
+    for (auto& [call, pending] : m_pending) {
+        open.push_back(std::move(pending.exchange));
+    }
+    m_pending.clear();
+    std::sort(open.begin(), open.end(),
+              [](const Exchange& one, const Exchange& two) { return one.number < two.number; });
+    for (const Exchange& exchange : open) {
+        Finish(exchange);
+    }
+    m_summary.SetHandshakes(m_handshake.States());
+    m_narrator.End(m_summary);
+}

@@ -1,0 +1,73 @@
+#include <monitor/Summary.h>
+
+#include <algorithm>
+
+#include <monitor/Decoder.h>
+
+void Latencies::Add(Microseconds latency) {
+    m_sorted.push_back(latency);
+    m_isSorted = false;
+}
+
+Microseconds Latencies::Percentile(unsigned percent) const {
+    if (m_sorted.empty()) {
+        return 0;
+    }
+    if (!m_isSorted) {
+        std::sort(m_sorted.begin(), m_sorted.end());
+        m_isSorted = true;
+    }
+    const std::size_t rank = (m_sorted.size() * percent + 99) / 100;
+    return m_sorted[std::max<std::size_t>(rank, 1) - 1];
+}
+
+void Summary::Saw(Microseconds time) {
+    if (m_messages == 0) {
+        m_start = time;
+    }
+    ++m_messages;
+    m_end = std::max(m_end, time);
+}
+
+void Summary::Add(const HandshakeEvent& event) {
+    switch (event.kind) {
+    case HandshakeEvent::Kind::Ready:
+        ++m_ready;
+        break;
+    case HandshakeEvent::Kind::Missing:
+    case HandshakeEvent::Kind::Held:
+    case HandshakeEvent::Kind::Refused:
+        ++m_handshakeProblems;
+        break;
+    case HandshakeEvent::Kind::Announced:
+    case HandshakeEvent::Kind::Found:
+    case HandshakeEvent::Kind::Left:
+        break;
+    }
+}
+
+void Summary::Add(const Exchange& exchange) {
+    Requests& requests = m_requests[Decoder::Title(exchange.content)];
+    if (!exchange.reply) {
+        ++requests.unanswered;
+    } else if (exchange.Failed()) {
+        ++requests.failed;
+    } else {
+        ++requests.answered;
+        requests.latencies.Add(exchange.Latency());
+    }
+    const bool badReply = exchange.reply && !exchange.reply->problem.empty();
+    m_malformed += (exchange.content.problem.empty() ? 0U : 1U) + (badReply ? 1U : 0U);
+}
+
+void Summary::Add(const NotificationSeen& notification) {
+    ++m_notifications[Decoder::Title(notification.content)];
+    m_malformed += notification.content.problem.empty() ? 0U : 1U;
+}
+
+bool Summary::HasTrouble() const {
+    return m_malformed > 0 || m_handshakeProblems > 0 ||
+           std::any_of(m_requests.begin(), m_requests.end(), [](const auto& entry) {
+               return entry.second.failed > 0 || entry.second.unanswered > 0;
+           });
+}

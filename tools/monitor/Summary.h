@@ -1,0 +1,73 @@
+// Counts, and latencies by request, of everything that was told.
+#ifndef APPLIST_TOOLS_SUMMARY_H
+#define APPLIST_TOOLS_SUMMARY_H
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <monitor/Events.h>
+
+/** Keeps every latency: a number a request. */
+class Latencies {
+public:
+    void Add(Microseconds latency);
+    std::size_t Count() const { return m_sorted.size(); }
+
+    /** The least latency that @p percent of all do not exceed; 0 when there is none. */
+    Microseconds Percentile(unsigned percent) const;
+
+private:
+    mutable std::vector<Microseconds> m_sorted; // once somebody asks
+    mutable bool m_isSorted = true;
+};
+
+class Summary {
+public:
+    struct Requests {
+        std::size_t answered = 0;
+        std::size_t failed = 0;     ///< with an error
+        std::size_t unanswered = 0; ///< until the end
+        Latencies latencies;        ///< of those answered
+        std::size_t Total() const { return answered + failed + unanswered; }
+    };
+
+    void Saw(Microseconds time);
+    void Add(const HandshakeEvent& event);
+    void Add(const Exchange& exchange);
+    void Add(const NotificationSeen& notification);
+    void AddMalformed() { ++m_malformed; }
+    void SetHandshakes(std::vector<std::string> states) { m_handshakes = std::move(states); }
+
+    Microseconds Duration() const { return m_end - m_start; }
+    std::size_t Messages() const { return m_messages; }
+    std::size_t ReadyCount() const { return m_ready; }
+    std::size_t HandshakeProblems() const { return m_handshakeProblems; }
+    std::size_t MalformedCount() const { return m_malformed; }
+
+    /** How the handshake of each host stands in the end, in words. */
+    const std::vector<std::string>& Handshakes() const { return m_handshakes; }
+
+    /** By title, like "APPLIST_ADD_ITEMS_FNC (2004)". */
+    const std::map<std::string, Requests>& RequestsByTitle() const { return m_requests; }
+    const std::map<std::string, std::size_t>& NotificationsByTitle() const {
+        return m_notifications;
+    }
+
+    /** Whether anything was told that should not have happened. */
+    bool HasTrouble() const;
+
+private:
+    std::size_t m_messages = 0;
+    Microseconds m_start = 0;
+    Microseconds m_end = 0;
+    std::size_t m_ready = 0;
+    std::size_t m_handshakeProblems = 0;
+    std::size_t m_malformed = 0;
+    std::vector<std::string> m_handshakes;
+    std::map<std::string, Requests> m_requests;
+    std::map<std::string, std::size_t> m_notifications;
+};
+
+#endif

@@ -1,0 +1,196 @@
+#include <monitor/TextNarrator.h>
+
+#include <cstdio>
+
+#include <applist/MessageIds.h>
+#include <monitor/Decoder.h>
+#include <monitor/TimeText.h>
+#include <shared/ItemListing.h>
+
+namespace {
+
+std::string Describe(const Peer& peer) {
+    const std::string name = peer.name.empty() ? "everybody" : ItemListing::Printable(peer.name);
+    return peer.side == Side::Unknown ? name : SideName(peer.side) + (" " + name);
+}
+
+Output::Tone ToneOf(Side side) {
+    return side == Side::Partner ? Output::Tone::Received : Output::Tone::Sent;
+}
+
+std::string Bytes(std::size_t size) {
+    return std::to_string(size) + (size == 1 ? " byte" : " bytes");
+}
+
+std::string Number(const Exchange& exchange) {
+    return "#" + std::to_string(exchange.number) + " ";
+}
+
+// What follows the title of a request that is well formed.
+std::string Items(const Content& content) {
+    if (content.id == APPLIST_MODIFY_ITEM_FNC && content.items.size() == 2) {
+        return ": " + ItemListing::Describe(content.items[0]) + " becomes " +
+               ItemListing::Describe(content.items[1]);
+    }
+    if (content.id == APPLIST_ADD_ITEMS_FNC) {
+        return ": " + ItemListing::Count(content.items.size());
+    }
+    return content.items.empty() ? "" : ": " + ItemListing::Describe(content.items[0]);
+}
+
+} // namespace
+
+void TextNarrator::Line(Microseconds time, const std::string& text, Output::Tone tone) {
+    m_output.Line(TimeText::OfDay(time) + "  " + text, tone);
+}
+
+void TextNarrator::Problem(Microseconds time, const std::string& text) {
+    Line(time, "!! " + ItemListing::Printable(text), Output::Tone::Problem);
+}
+
+void TextNarrator::Begin(const std::string& source) {
+    m_output.State(source);
+}
+
+void TextNarrator::Handshake(const HandshakeEvent& event) {
+    const std::string start = Describe(event.who) + "  " + event.step + ": ";
+    switch (event.kind) {
+    case HandshakeEvent::Kind::Announced:
+        Line(event.time, start + event.text, ToneOf(event.who.side));
+        break;
+    case HandshakeEvent::Kind::Ready:
+    case HandshakeEvent::Kind::Found:
+    case HandshakeEvent::Kind::Left:
+        Line(event.time, "== " + event.text, Output::Tone::State);
+        break;
+    case HandshakeEvent::Kind::Missing:
+    case HandshakeEvent::Kind::Held:
+        Problem(event.time, event.text);
+        break;
+    case HandshakeEvent::Kind::Refused:
+        Problem(event.time, start + event.text);
+        break;
+    }
+}
+
+// Requests
+
+void TextNarrator::Called(const Exchange& exchange) {
+    const Content& content = exchange.content;
+    const std::string start = Describe(exchange.from) + " -> " + Describe(exchange.to) + "  " +
+                              Number(exchange) + Decoder::Title(content);
+    if (!content.problem.empty()) {
+        Problem(exchange.time, start + " is malformed: " + content.problem);
+    } else if (content.name.empty()) {
+        Line(exchange.time, start + " with a payload of " + Bytes(content.size - 4),
+             ToneOf(exchange.from.side));
+    } else {
+        Line(exchange.time, start + Items(content), ToneOf(exchange.from.side));
+    }
+    if (content.id == APPLIST_ADD_ITEMS_FNC) {
+        ItemListing::ShowItems(m_output, content.items);
+    }
+}
+
+void TextNarrator::Late(const Exchange& exchange, Microseconds waited) {
+    Problem(exchange.time + waited, Number(exchange) + Decoder::Title(exchange.content) +
+                                        " has no reply after " + TimeText::Span(waited));
+}
+
+void TextNarrator::Done(const Exchange& exchange) {
+    if (!exchange.reply) {
+        m_output.Problem(Number(exchange) + Decoder::Title(exchange.content) +
+                         " got no reply until the end");
+    } else {
+        Answered(exchange);
+    }
+}
+
+void TextNarrator::Answered(const Exchange& exchange) {
+    const ReplySeen& reply = *exchange.reply;
+    const std::string start = Describe(exchange.to) + "  " + Number(exchange);
+    const std::string end = " after " + TimeText::Span(exchange.Latency());
+    if (exchange.Failed()) {
+        Problem(reply.time,
+                start + "failed" + end + ": " + reply.errorName + ": " + reply.errorText);
+    } else if (!reply.problem.empty()) {
+        Problem(reply.time, start + "answered" + end + ", malformed: " + reply.problem);
+    } else {
+        std::string with = reply.size > 0 ? " with " + Bytes(reply.size) : "";
+        if (exchange.content.id == APPLIST_GET_SELECTION_FNC) {
+            with = reply.items.empty() ? " with nothing"
+                                       : " with " + ItemListing::Describe(reply.items[0]);
+        }
+        Line(reply.time, start + "answered" + with + end, ToneOf(exchange.to.side));
+    }
+}
+
+// Notifications, and what is neither
+
+void TextNarrator::Notified(const NotificationSeen& notification) {
+    const Content& content = notification.content;
+    const std::string text = Describe(notification.from) + " ~> " + Describe(notification.to) +
+                             "  " + Decoder::Title(content);
+    if (!content.problem.empty()) {
+        Problem(notification.time, text + " is malformed: " + content.problem);
+        return;
+    }
+    const bool hasPayload = content.size > 4;
+    Line(notification.time,
+         text + (hasPayload ? ", with a payload of " + Bytes(content.size - 4) : ""),
+         ToneOf(notification.from.side));
+}
+
+void TextNarrator::Malformed(Microseconds time, const std::string& text) {
+    Problem(time, text);
+}
+
+// The summary
+
+void TextNarrator::End(const Summary& summary) {
+    m_output.Line("");
+    m_output.State("summary of " + TimeText::Span(summary.Duration()) + ", " +
+                   std::to_string(summary.Messages()) + " messages");
+    ShowHandshakes(summary);
+    ShowRequests(summary);
+    ShowNotifications(summary);
+    m_output.Line("malformed: " + std::to_string(summary.MalformedCount()),
+                  summary.MalformedCount() > 0 ? Output::Tone::Problem : Output::Tone::Plain);
+}
+
+void TextNarrator::ShowHandshakes(const Summary& summary) {
+    m_output.Line("handshakes: " + std::to_string(summary.ReadyCount()) + " completed, " +
+                  std::to_string(summary.HandshakeProblems()) + " problems");
+    for (const std::string& state : summary.Handshakes()) {
+        m_output.Line("  " + ItemListing::Printable(state));
+    }
+}
+
+void TextNarrator::ShowRequests(const Summary& summary) {
+    char line[200];
+    if (!summary.RequestsByTitle().empty()) {
+        std::snprintf(line, sizeof(line), "%-36s %8s %6s %8s %9s %9s %9s %9s", "requests",
+                      "answered", "failed", "no reply", "50% ms", "90% ms", "99% ms", "most ms");
+        m_output.Line(line);
+    }
+    for (const auto& [title, requests] : summary.RequestsByTitle()) {
+        const auto milliseconds = [&latencies = requests.latencies](unsigned percent) {
+            return static_cast<double>(latencies.Percentile(percent)) / 1e3;
+        };
+        std::snprintf(line, sizeof(line), "  %-34s %8zu %6zu %8zu %9.2f %9.2f %9.2f %9.2f",
+                      title.c_str(), requests.answered, requests.failed, requests.unanswered,
+                      milliseconds(50), milliseconds(90), milliseconds(99), milliseconds(100));
+        m_output.Line(line);
+    }
+}
+
+void TextNarrator::ShowNotifications(const Summary& summary) {
+    if (!summary.NotificationsByTitle().empty()) {
+        m_output.Line("notifications");
+    }
+    for (const auto& [title, count] : summary.NotificationsByTitle()) {
+        char line[200];
+        std::snprintf(line, sizeof(line), "  %-34s %8zu", title.c_str(), count);
+        m_output.Line(line);
+    }
+}

@@ -1,0 +1,34 @@
+// Tells the story to a reader.
+#ifndef APPLIST_TOOLS_TEXTNARRATOR_H
+#define APPLIST_TOOLS_TEXTNARRATOR_H
+
+#include <string>
+
+#include <monitor/Narrator.h>
+#include <shared/Output.h>
+
+class TextNarrator : public Narrator {
+public:
+    explicit TextNarrator(Output& output) : m_output(output) {}
+
+    void Begin(const std::string& source) override;
+    void Handshake(const HandshakeEvent& event) override;
+    void Called(const Exchange& exchange) override;
+    void Late(const Exchange& exchange, Microseconds waited) override;
+    void Done(const Exchange& exchange) override;
+    void Notified(const NotificationSeen& notification) override;
+    void Malformed(Microseconds time, const std::string& text) override;
+    void End(const Summary& summary) override;
+
+private:
+    void Line(Microseconds time, const std::string& text, Output::Tone tone);
+    void Problem(Microseconds time, const std::string& text);
+    void Answered(const Exchange& exchange);
+    void ShowHandshakes(const Summary& summary);
+    void ShowRequests(const Summary& summary);
+    void ShowNotifications(const Summary& summary);
+
+    Output& m_output;
+};
+
+#endif
