@@ -1,0 +1,28 @@
+################################################################################
+#
+# applist
+#
+################################################################################
+
+APPLIST_VERSION = 1.0.0
+APPLIST_SOURCE = applist_$(APPLIST_VERSION).tar.xz
+# The archive lies beside this file.
+APPLIST_SITE = $(APPLIST_PKGDIR)
+APPLIST_SITE_METHOD = file
+APPLIST_INSTALL_STAGING = YES
+APPLIST_DEPENDENCIES = host-pkgconf libglib2
+
+APPLIST_CONF_OPTS = \
+	-DBUILD_TESTING=OFF \
+	-DCMAKE_SKIP_INSTALL_RPATH=ON \
+	-DAPPLIST_BUS_HOST_USER=$(call qstrip,$(BR2_PACKAGE_APPLIST_BUS_HOST_USER)) \
+	-DAPPLIST_BUS_PARTNER_USER=$(call qstrip,$(BR2_PACKAGE_APPLIST_BUS_PARTNER_USER))
+
+ifeq ($(BR2_PACKAGE_APPLIST_TOOLS),y)
+APPLIST_CONF_OPTS += -DAPPLIST_BUILD_TOOLS=ON
+APPLIST_DEPENDENCIES += json-for-modern-cpp libpcap
+else
+APPLIST_CONF_OPTS += -DAPPLIST_BUILD_TOOLS=OFF
+endif
+
+$(eval $(cmake-package))

@@ -1,0 +1,32 @@
+SUMMARY = "Application list kept in step with a partner process over D-Bus"
+SECTION = "libs"
+# The source tree states no licence; this is how a recipe says so.
+LICENSE = "CLOSED"
+
+SRC_URI = "file://applist_${PV}.tar.xz"
+
+DEPENDS = "glib-2.0"
+
+inherit cmake pkgconfig
+
+# Who may play which role on the bus.
+APPLIST_BUS_HOST_USER ?= "root"
+APPLIST_BUS_PARTNER_USER ?= "root"
+
+EXTRA_OECMAKE = "\
+    -DBUILD_TESTING=OFF \
+    -DCMAKE_SKIP_INSTALL_RPATH=ON \
+    -DAPPLIST_BUS_HOST_USER=${APPLIST_BUS_HOST_USER} \
+    -DAPPLIST_BUS_PARTNER_USER=${APPLIST_BUS_PARTNER_USER} \
+"
+
+PACKAGECONFIG ??= "tools"
+PACKAGECONFIG[tools] = "-DAPPLIST_BUILD_TOOLS=ON,-DAPPLIST_BUILD_TOOLS=OFF,libpcap nlohmann-json"
+
+# A device may replace the policy alone.
+PACKAGES =+ "${PN}-tools ${PN}-policy"
+FILES:${PN} = "${libdir}/libapplist.so.*"
+FILES:${PN}-dev = "${includedir}/applist-1 ${libdir}/libapplist.so ${libdir}/cmake ${libdir}/pkgconfig"
+FILES:${PN}-policy = "${datadir}/dbus-1/system.d"
+FILES:${PN}-tools = "${bindir}/applistctl"
+RDEPENDS:${PN} += "${PN}-policy"
