@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -39,15 +40,29 @@ int UnixSocket(int type, const std::string& path) {
 } // namespace
 
 PrivateBus::PrivateBus(const std::string& policy) {
-    const bool isBroker = IsBroker();
+    MakeFolder();
+    WriteConfiguration(OpenConfiguration(policy));
+    Start();
+}
+
+PrivateBus::PrivateBus(const std::function<std::string(const std::string&)>& configuration) {
+    MakeFolder();
+    chmod(m_folder.c_str(), 0755);
+    WriteConfiguration(configuration("unix:path=" + m_folder + "/bus"));
+    Start();
+}
+
+void PrivateBus::MakeFolder() {
+    IsBroker(); // throws while there is nothing to tidy up
     char folder[] = "/tmp/applist-bus-XXXXXX";
     if (mkdtemp(folder) == nullptr) {
         throw std::runtime_error("no temporary folder");
     }
     m_folder = folder;
-    WriteConfiguration(policy);
+}
 
-    if (isBroker) {
+void PrivateBus::Start() {
+    if (IsBroker()) {
         StartBroker();
     } else {
         StartDaemon();
@@ -86,6 +101,7 @@ void PrivateBus::StartDaemon() {
 void PrivateBus::StartBroker() {
     const std::string path = m_folder + "/bus";
     const int listener = UnixSocket(SOCK_STREAM, path);
+    chmod(path.c_str(), 0666); // the folder decides
     const int journal = UnixSocket(SOCK_DGRAM, m_folder + "/socket");
     if (listen(listener, SOMAXCONN) != 0) {
         throw std::runtime_error("no listening socket");
@@ -125,19 +141,22 @@ PrivateBus::~PrivateBus() {
     rmdir(m_folder.c_str());
 }
 
-void PrivateBus::WriteConfiguration(const std::string& policy) const {
-    std::ofstream config(m_folder + "/bus.conf");
+std::string PrivateBus::OpenConfiguration(const std::string& policy) const {
     // dbus-broker complains of a rule that it does not know.
     const std::string eavesdrop = IsBroker() ? "/>" : " eavesdrop='true'/>";
-    config << "<!DOCTYPE busconfig PUBLIC '-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN'\n"
-              " 'http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd'>\n"
-              "<busconfig>\n<listen>unix:path="
-           << m_folder
-           << "/bus</listen>\n<auth>EXTERNAL</auth>\n<policy context='default'>\n"
-              "<allow user='*'/><allow own='*'/><allow send_type='method_call'/>\n"
-              "<allow send_destination='*'"
-           << eavesdrop << "<allow receive_sender='*'" << eavesdrop << '\n'
-           << policy << "\n</policy>\n</busconfig>\n";
+    return "<!DOCTYPE busconfig PUBLIC '-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN'\n"
+           " 'http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd'>\n"
+           "<busconfig>\n<listen>unix:path=" +
+           m_folder +
+           "/bus</listen>\n<auth>EXTERNAL</auth>\n<policy context='default'>\n"
+           "<allow user='*'/><allow own='*'/><allow send_type='method_call'/>\n"
+           "<allow send_destination='*'" +
+           eavesdrop + "<allow receive_sender='*'" + eavesdrop + "\n" + policy +
+           "\n</policy>\n</busconfig>\n";
+}
+
+void PrivateBus::WriteConfiguration(const std::string& text) const {
+    std::ofstream(m_folder + "/bus.conf") << text;
 }
 
 GDBusConnection* PrivateBus::Connect() const {
@@ -154,7 +173,11 @@ GDBusConnection* PrivateBus::Connect() const {
 }
 
 void PrivateBus::SetPolicy(const std::string& policy) {
-    WriteConfiguration(policy);
+    WriteConfiguration(OpenConfiguration(policy));
+    Reload();
+}
+
+void PrivateBus::Reload() const {
     g_autoptr(GDBusConnection) connection = Connect();
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(

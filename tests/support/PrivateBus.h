@@ -3,6 +3,7 @@
 #ifndef APPLIST_TESTS_PRIVATEBUS_H
 #define APPLIST_TESTS_PRIVATEBUS_H
 
+#include <functional>
 #include <string>
 
 #include <gio/gio.h>
@@ -16,6 +17,13 @@ class PrivateBus {
 public:
     /** @param policy XML rules for the default context, behind the one that allows everything. */
     explicit PrivateBus(const std::string& policy = "");
+
+    /**
+     * A bus of other rules, which every user of the machine can reach.
+     * @param configuration makes the whole XML text, given the address to listen at
+     */
+    explicit PrivateBus(
+        const std::function<std::string(const std::string& address)>& configuration);
     ~PrivateBus();
 
     PrivateBus(const PrivateBus&) = delete;
@@ -32,10 +40,16 @@ public:
     /** SIGKILL: the bus goes away. */
     void Kill();
 
+    /** The bus reads its configuration again; in force on return. */
+    void Reload() const;
+
 private:
+    void MakeFolder();
+    void Start();
     void StartDaemon();
     void StartBroker();
-    void WriteConfiguration(const std::string& policy) const;
+    std::string OpenConfiguration(const std::string& policy) const;
+    void WriteConfiguration(const std::string& text) const;
 
     std::string m_folder;
     std::string m_address;

@@ -22,15 +22,10 @@ GVariant* Body(const TestPartner::Bytes& bytes) {
 }
 
 TestPartner::Bytes BytesOf(GVariant* body) {
-    GVariantIter* iterator = nullptr;
-    g_variant_get(body, "(ay)", &iterator);
-    TestPartner::Bytes bytes;
-    guchar byte = 0;
-    while (g_variant_iter_loop(iterator, "y", &byte) != FALSE) {
-        bytes.push_back(static_cast<char>(byte));
-    }
-    g_variant_iter_free(iterator);
-    return bytes;
+    g_autoptr(GVariant) array = g_variant_get_child_value(body, 0);
+    gsize size = 0;
+    const auto* bytes = static_cast<const char*>(g_variant_get_fixed_array(array, &size, 1));
+    return {bytes, bytes + size};
 }
 
 void AnswerBytes(GDBusMethodInvocation* invocation, const TestPartner::Bytes& bytes) {
