@@ -29,7 +29,8 @@ private:
 
 /**
  * The only implementation of AppListModel. The lock is never held across a call to the partner or
- * to a listener: each operation writes its payload under the lock and sends it afterwards.
+ * to a listener: each operation writes its payload under the lock and sends it afterwards. A
+ * request that fails is logged by the channel and not noticed here.
  */
 class RemoteAppListModel : public AppListModel {
 public:
@@ -73,10 +74,14 @@ public:
     /** Takes a notification of the partner; its payload is not read. */
     void OnNotificationReceive(int id, const std::vector<char>& data);
 
-    /** @return the item record of @p item, which must not be null. */
+    /**
+     * @return the item record of @p item, which must not be null. Takes no lock: operations call it
+     *         with the lock held. What the item's accessors throw goes to the caller.
+     */
     std::string Serialize(AppListItem* item);
 
-    /** @return the item stream of @p items. */
+    /** @return the item stream of @p items; a null among them is left out and logged as an error.
+     */
     std::string Serialize(const std::vector<AppListItem*>& items);
 
     /** @return the complete records at the start of @p data. */

@@ -9,14 +9,18 @@
 
 namespace ByteArray {
 
-/** @return a floating "(ay)" with a copy of @p data. */
+/**
+ * @return a floating "(ay)" with a copy of @p data; the GDBus call that it is given to takes it
+ * over. On the bus (D-Bus protocol, marshalling of arrays): the length in bytes, 32 bits in the
+ *         message's byte order, then the bytes; 64 MiB at most.
+ */
 inline GVariant* ToVariant(const std::vector<char>& data) {
     GVariant* array = g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data.data(), data.size(), 1);
     return g_variant_new_tuple(&array, 1);
 }
 
 /**
- * Copies the bytes of @p body into @p data.
+ * Copies the bytes of @p body, which is borrowed, into @p data.
  * @return false, with @p data empty, when @p body is anything but "(ay)": a peer's signals and
  *         replies are type-checked by nobody before they get here.
  */

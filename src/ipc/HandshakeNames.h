@@ -1,6 +1,10 @@
 // The bus names of the handshake and the path of the communication object, all built from an
 // endpoint id. With the id "Applist" the endpoint announces org.morva.JavaMW.Applist_CLIENT_SYN,
 // _CLIENT_SYN_ACK and _CLIENT_ACK, and its partner the same names with _SERVICE.
+//
+// Nothing is checked here. The bus takes names of at most 255 bytes whose elements are letters,
+// digits,
+// '_' and '-' and start with no digit, and paths without '-' (D-Bus protocol, valid names).
 #ifndef APPLIST_IPC_HANDSHAKENAMES_H
 #define APPLIST_IPC_HANDSHAKENAMES_H
 

@@ -19,7 +19,10 @@
  * null. The adapter owns no object. Bind after the adapter is built and unbind before anything of
  * the model is torn down: a call into the model that is already running is not waited for.
  *
- * The handlers run on the thread that delivers the channel's callbacks, one at a time.
+ * The message and notification handlers run on the thread that delivers the channel's callbacks,
+ * one at a time; "ready" may also come on the channel's resend thread. What a method of the model
+ * throws goes on to the channel. Registering is done on one thread; a second registration takes the
+ * place of the first, and only before the first delivery.
  */
 template <class Remote, class Model>
 class IPCApplist : public Remote {
@@ -43,6 +46,10 @@ public:
     IPCApplist(const IPCApplist&) = delete;
     IPCApplist& operator=(const IPCApplist&) = delete;
 
+    /**
+     * From here on messages go to @p method of @p object, which stays the caller's and must live
+     * until it is unregistered and no call into it runs. Its result is the reply, without an id.
+     */
     void RegisterOnMessage(Model* object, MessageMethod method) {
         callbackMessageMethod = method;
         callbackMessageObject = object;
@@ -55,6 +62,7 @@ public:
         }
     }
 
+    /** The same for notifications. */
     void RegisterOnNotification(Model* object, NotificationMethod method) {
         callbackNotificationMethod = method;
         callbackNotificationObject = object;
@@ -67,6 +75,7 @@ public:
         }
     }
 
+    /** The same for "ready", which comes with the channel's handshake mutex held. */
     void RegisterOnConnectionReady(Model* object, ConnectionReadyMethod method) {
         callbackConnectionReadyMethod = method;
         callbackConnectionReadyObject = object;
@@ -79,7 +88,10 @@ public:
         }
     }
 
-    /** Answers a message without an id, or that nobody is bound for, with an empty vector. */
+    /**
+     * Answers a message without an id (logged as an error), or that nobody is bound for (logged as
+     * information), with an empty vector.
+     */
     std::vector<char> HandleMessage(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleMessage");
         std::int32_t id = 0;
@@ -95,6 +107,7 @@ public:
         return (object->*callbackMessageMethod)(id, data);
     }
 
+    /** Drops a notification without an id, or that nobody is bound for; logged in the same way. */
     void HandleNotification(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleNotification");
         std::int32_t id = 0;

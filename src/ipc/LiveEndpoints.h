@@ -39,9 +39,11 @@ namespace LiveEndpoints {
 std::shared_ptr<EndpointLife> Find(const void* endpoint);
 } // namespace LiveEndpoints
 
-/** Keeps an endpoint among the living; owned by that endpoint. */
+/** Keeps an endpoint among the living; owned by that endpoint, which it points to and never
+ * follows. */
 class EndpointRegistration {
 public:
+    /** The endpoint is not found before Begin. */
     EndpointRegistration(const void* endpoint, bool handlersReady);
     ~EndpointRegistration() { End(); }
 
@@ -69,6 +71,7 @@ private:
 /** One handshake callback's or resend pass's turn with an endpoint, if that is still alive. */
 class EndpointTurn {
 public:
+    /** Waits for the turn under way, if there is one. @p endpoint may be null or long gone. */
     explicit EndpointTurn(const void* endpoint);
     ~EndpointTurn();
 

@@ -1,5 +1,6 @@
 // The frame of every message and notification: the payload, then the message id as a signed 32-bit
-// integer, least significant byte first. Replies are bare payloads and carry no id.
+// integer, least significant byte first: 2004 is D4 07 00 00. Replies are bare payloads and carry
+// no id.
 #ifndef APPLIST_IPC_MESSAGEFRAMING_H
 #define APPLIST_IPC_MESSAGEFRAMING_H
 
