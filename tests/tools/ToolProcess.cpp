@@ -50,7 +50,8 @@ std::vector<std::string> Environment(const std::vector<std::string>& additions) 
 } // namespace
 
 ToolProcess::ToolProcess(const std::vector<std::string>& arguments,
-                         const std::vector<std::string>& environment) {
+                         const std::vector<std::string>& environment,
+                         const std::function<void()>& prepare) {
     std::vector<std::string> words = {APPLISTCTL};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = Environment(environment);
@@ -62,6 +63,9 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments,
     const Pipe errors;
     m_pid = fork();
     if (m_pid == 0) {
+        if (prepare) {
+            prepare();
+        }
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(input.reader, STDIN_FILENO);
         dup2(output.writer, STDOUT_FILENO);

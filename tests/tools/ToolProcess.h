@@ -2,6 +2,7 @@
 #ifndef APPLIST_TESTS_TOOLPROCESS_H
 #define APPLIST_TESTS_TOOLPROCESS_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,9 +11,13 @@
 /** Dies with the test. All waiting iterates the test's main context. */
 class ToolProcess {
 public:
-    /** @param environment "NAME=VALUE", on top of the test's own and of LC_ALL=C */
+    /**
+     * @param environment "NAME=VALUE", on top of the test's own and of LC_ALL=C
+     * @param prepare called in the new process before the tool takes it over
+     */
     explicit ToolProcess(const std::vector<std::string>& arguments,
-                         const std::vector<std::string>& environment = {});
+                         const std::vector<std::string>& environment = {},
+                         const std::function<void()>& prepare = {});
     ~ToolProcess();
 
     ToolProcess(const ToolProcess&) = delete;

@@ -1,0 +1,42 @@
+// A user of the machine, with the groups that the test gives to it: whom the bus sees.
+#ifndef APPLIST_TESTS_BUSUSER_H
+#define APPLIST_TESTS_BUSUSER_H
+
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+#include <sys/types.h>
+
+#include "PrivateBus.h"
+
+class BusUser {
+public:
+    /** Who runs the test. */
+    BusUser();
+
+    /**
+     * Only root can act for others.
+     * @param group the primary one, the user's own if empty
+     * @param more supplementary groups; those that the user has by itself do not count
+     */
+    explicit BusUser(const std::string& name, const std::string& group = "",
+                     const std::vector<std::string>& more = {});
+
+    /** A connection of this user's. The caller owns it. */
+    GDBusConnection* Connect(const PrivateBus& bus) const;
+
+    /** For good, in a process that is about to run something else. Ends it if that fails. */
+    void Become() const;
+
+    bool MayRun(const std::string& program) const;
+
+private:
+    class Turn;
+
+    uid_t m_uid;
+    gid_t m_gid;
+    std::vector<gid_t> m_groups;
+};
+
+#endif

@@ -1,0 +1,132 @@
+// Host and partner under the users that the policy names do their whole work on a stock bus.
+#include "PolicyTest.h"
+
+#include <functional>
+
+#include <gmock/gmock.h>
+
+#include "ToolProcess.h"
+
+namespace {
+
+struct Cast {
+    const char* name;
+    bool needsRoot; // to act for others
+    std::vector<std::string> settings;
+    std::function<BusUser()> host;
+    std::function<BusUser()> partner;
+};
+
+std::string Setting(const char* variable, const std::string& value) {
+    return std::string("APPLIST_BUS_") + variable + "=" + value;
+}
+
+BusUser Me() {
+    return BusUser();
+}
+
+BusUser Named(const char* user) {
+    return BusUser(user);
+}
+
+const std::string MY_UID = std::to_string(geteuid());
+const std::string MY_GID = std::to_string(getegid());
+
+const Cast CASTS[] = {
+    {"ThreeUsers", true, SettingsForUsers(), [] { return Named(Users::HOST); },
+     [] { return Named(Users::PARTNER); }},
+    {"AGroupOfHosts",
+     true,
+     {Setting("HOST_GROUP", Users::GROUP), Setting("PARTNER_USER", Users::PARTNER)},
+     [] { return BusUser(Users::HOST, "", {Users::GROUP}); },
+     [] { return Named(Users::PARTNER); }},
+    {"OneUserForBoth",
+     true,
+     {Setting("HOST_USER", Users::HOST), Setting("PARTNER_USER", Users::HOST)},
+     [] { return Named(Users::HOST); },
+     [] { return Named(Users::HOST); }},
+    {"TheDefaults", true, {}, Me, Me},
+    {"Me", false, {Setting("HOST_USER", MY_UID), Setting("PARTNER_USER", MY_UID)}, Me, Me},
+    {"MyGroupAndMe",
+     false,
+     {Setting("HOST_GROUP", MY_GID), Setting("PARTNER_USER", MY_UID)},
+     Me,
+     Me},
+};
+
+using Row = std::tuple<Daemon, Cast>;
+
+class MainJob : public testing::TestWithParam<Row> {
+protected:
+    MainJob() : m_cast(std::get<Cast>(GetParam())) {}
+
+    void SetUp() override {
+        if (m_cast.needsRoot) {
+            SkipUnlessRoot();
+        }
+        if (!IsSkipped()) {
+            UseDaemon(std::get<Daemon>(GetParam()));
+        }
+        if (!IsSkipped() && !m_cast.host().MayRun(APPLISTCTL)) {
+            GTEST_SKIP() << "others may not enter the folder of " << APPLISTCTL;
+        }
+    }
+
+    std::unique_ptr<ToolProcess> StartHost() const {
+        return Start(m_cast.host(), {"host", SAMPLE_APPLICATIONS});
+    }
+    std::unique_ptr<ToolProcess> StartPartner() const {
+        return Start(m_cast.partner(), {"partner"});
+    }
+
+    // Requests and notifications with what they bring about, and the query for the selection.
+    static void ExchangeEverything(ToolProcess& host, ToolProcess& partner) {
+        ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+        partner.Send("select 2");
+        ASSERT_TRUE(host.WaitFor("OnItemSelectionEvent: the partner has selected Clock"));
+        partner.Send("change");
+        ASSERT_TRUE(host.WaitFor("OnItemChangeEvent"));
+        for (const char* command : {"add radio Radio", "select radio", "modify radio radio2 FM",
+                                    "click radio2", "remove clock.desktop"}) {
+            host.Send(command);
+        }
+        const std::string list = host.List();
+        EXPECT_THAT(list, testing::HasSubstr("FM"));
+        EXPECT_EQ(list, partner.List());
+        EXPECT_THAT(partner.Output(), testing::HasSubstr("APPLIST_GET_SELECTION_FNC (2001)"));
+    }
+
+    const Cast m_cast;
+
+private:
+    static std::unique_ptr<ToolProcess> Start(const BusUser& user,
+                                              const std::vector<std::string>& arguments) {
+        return std::make_unique<ToolProcess>(arguments, std::vector<std::string>(),
+                                             [&user] { user.Become(); });
+    }
+};
+
+TEST_P(MainJob, IsDoneWhenThePartnerIsThereFirst) {
+    const StockBus bus(Policy::Make(m_cast.settings));
+    const auto partner = StartPartner();
+    ASSERT_TRUE(partner->WaitFor("_SERVICE_SYN"));
+    const auto host = StartHost();
+    ExchangeEverything(*host, *partner);
+}
+
+TEST_P(MainJob, IsDoneWhenTheHostIsThereFirst) {
+    const StockBus bus(Policy::Make(m_cast.settings));
+    const auto host = StartHost();
+    ASSERT_TRUE(host->WaitFor("no partner yet"));
+    const auto partner = StartPartner();
+    ExchangeEverything(*host, *partner);
+}
+
+INSTANTIATE_TEST_SUITE_P(On, MainJob,
+                         testing::Combine(testing::ValuesIn(DAEMONS), testing::ValuesIn(CASTS)),
+                         [](const testing::TestParamInfo<Row>& row) {
+                             return NameOf(std::get<Daemon>(row.param)) +
+                                    std::get<Cast>(row.param).name;
+                         });
+
+} // namespace

@@ -1,0 +1,56 @@
+// What the tests of the bus policy share: both bus daemons, and users of their own.
+#ifndef APPLIST_TESTS_POLICYTEST_H
+#define APPLIST_TESTS_POLICYTEST_H
+
+#include <cstdlib>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "BusUser.h"
+#include "Policy.h"
+#include "StockBus.h"
+
+enum class Daemon { DBUS_DAEMON, DBUS_BROKER };
+
+inline constexpr Daemon DAEMONS[] = {Daemon::DBUS_DAEMON, Daemon::DBUS_BROKER};
+
+inline std::string NameOf(Daemon daemon) {
+    return daemon == Daemon::DBUS_DAEMON ? "DbusDaemon" : "DbusBroker";
+}
+
+/** From here on, this is the kind of a PrivateBus. Skips the test if there is none. */
+inline void UseDaemon(Daemon daemon) {
+    const bool isBroker = daemon == Daemon::DBUS_BROKER;
+    setenv("APPLIST_TEST_BUS", isBroker ? "dbus-broker" : "dbus-daemon", 1);
+    if (isBroker && std::system("command -v dbus-broker-launch >/dev/null") != 0) {
+        GTEST_SKIP() << "dbus-broker is not installed (scripts/install-packages broker)";
+    }
+    if (isBroker && std::system("unshare --mount true 2>/dev/null ||"
+                                " unshare --mount --user true 2>/dev/null") != 0) {
+        GTEST_SKIP() << "dbus-broker needs a mount namespace, which this machine refuses";
+    }
+}
+
+inline void SkipUnlessRoot() {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can act for other users";
+    }
+}
+
+/** Users that every machine has and nobody works as. */
+namespace Users {
+inline constexpr const char* HOST = "daemon";
+inline constexpr const char* PARTNER = "bin";
+inline constexpr const char* STRANGER = "nobody";
+inline constexpr const char* GROUP = "games";
+} // namespace Users
+
+/** The settings for the first two of them. */
+inline std::vector<std::string> SettingsForUsers() {
+    return {std::string("APPLIST_BUS_HOST_USER=") + Users::HOST,
+            std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER};
+}
+
+#endif

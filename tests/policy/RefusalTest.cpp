@@ -1,0 +1,59 @@
+// What the log and the tools say on a bus that lacks the policy, or has that of others.
+#include "PolicyTest.h"
+
+#include <gmock/gmock.h>
+
+#include <applist/AppListProxy.h>
+
+#include "CapturedLog.h"
+#include "SharedBus.h"
+#include "ToolProcess.h"
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class Refusal : public testing::TestWithParam<Daemon> {
+protected:
+    void SetUp() override {
+        UseDaemon(GetParam());
+        CapturedLog::Clear();
+    }
+};
+
+// Root too: the rules for everybody hold for it.
+TEST_P(Refusal, WithoutThePolicyIsInTheLogWithTheBussOwnWords) {
+    const StockBus bus("");
+    { const AppListProxy list; }
+    EXPECT_TRUE(SharedBus::WaitUntilReleased());
+    EXPECT_THAT(CapturedLog::Messages(),
+                Contains(AllOf(StartsWith("ERROR Error during request name call [9] "
+                                          "GDBus.Error:org.freedesktop.DBus.Error.AccessDenied: "),
+                               HasSubstr("polic"))));
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot get response for name request"), 1U);
+}
+
+TEST_P(Refusal, IsWhatThePartnerToolSaysAndEndsWith) {
+    const StockBus bus("");
+    ToolProcess partner({"partner"});
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    EXPECT_THAT(partner.Errors(),
+                HasSubstr("the bus policy refuses the name org.morva.JavaMW.Applist_SERVICE_SYN"));
+}
+
+TEST_P(Refusal, MeetsWhoHasTheOtherRole) {
+    const std::string me = std::to_string(geteuid());
+    const StockBus bus(Policy::Make({"APPLIST_BUS_HOST_USER=" + me,
+                                     std::string("APPLIST_BUS_PARTNER_USER=") + Users::STRANGER}));
+    ToolProcess partner({"partner"});
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    EXPECT_THAT(partner.Errors(), HasSubstr("the bus policy refuses the name"));
+}
+
+INSTANTIATE_TEST_SUITE_P(On, Refusal, testing::ValuesIn(DAEMONS),
+                         [](const auto& row) { return NameOf(row.param); });
+
+} // namespace

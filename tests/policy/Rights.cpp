@@ -1,0 +1,140 @@
+#include "Rights.h"
+
+#include <cstring>
+
+#include "BusDaemon.h"
+
+namespace {
+
+constexpr const char* MATCH = "interface='org.morva.javamw.DbusCommunication'";
+
+} // namespace
+
+Player::Player(const PrivateBus& bus, const BusUser& user)
+    : m_bus(bus), m_user(user), m_connection(user.Connect(bus)) {
+    g_dbus_connection_add_filter(m_connection, OnMessage, this, nullptr);
+    // The second one may be refused, or mean nothing.
+    for (const std::string& rule : {std::string(MATCH), std::string("eavesdrop='true',") + MATCH}) {
+        BusDaemon::Call(m_connection, "AddMatch", g_variant_new("(s)", rule.c_str()));
+    }
+}
+
+Player::~Player() {
+    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+    g_object_unref(m_connection);
+}
+
+// Runs on GDBus's own thread.
+GDBusMessage* Player::OnMessage(GDBusConnection* connection, GDBusMessage* message,
+                                gboolean incoming, void* user_data) {
+    auto* const self = static_cast<Player*>(user_data);
+    const GDBusMessageType type = g_dbus_message_get_message_type(message);
+    if (incoming == FALSE ||
+        (type != G_DBUS_MESSAGE_TYPE_METHOD_CALL && type != G_DBUS_MESSAGE_TYPE_SIGNAL)) {
+        return message;
+    }
+    if (*g_dbus_message_get_sender(message) != ':') { // the bus
+        if (std::strcmp(g_dbus_message_get_member(message), "NameOwnerChanged") == 0) {
+            self->m_told = true;
+        }
+        return message;
+    }
+    const char* const destination = g_dbus_message_get_destination(message);
+    const bool isOurs =
+        destination == nullptr ||
+        std::strcmp(destination, g_dbus_connection_get_unique_name(connection)) == 0;
+    (isOurs ? self->m_reached : self->m_overheard) = true;
+    g_object_unref(message); // and ends here
+    return nullptr;
+}
+
+bool Player::Owns(const std::string& name) {
+    const std::string whole = "org.morva.JavaMW." + name;
+    return BusDaemon::RequestName(m_connection, whole) == 1 &&
+           BusDaemon::ReleaseName(m_connection, whole);
+}
+
+bool Player::Sends(const char* destination, Player& other, const Message& message) {
+    other.m_reached = false;
+    g_autoptr(GDBusMessage) sent =
+        message.type == G_DBUS_MESSAGE_TYPE_SIGNAL
+            ? g_dbus_message_new_signal(message.path, message.interface, message.member)
+            : g_dbus_message_new_method_call(destination, message.path, message.interface,
+                                             message.member);
+    g_dbus_message_set_destination(sent, destination);
+    g_dbus_message_set_body(sent, g_variant_new("(@ay)", g_variant_new_bytestring("")));
+    g_dbus_message_set_flags(sent, G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED);
+    g_dbus_connection_send_message(m_connection, sent, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
+                                   nullptr);
+    // The bus has dealt with it, and then, what the bus has passed on has come in.
+    BusDaemon::Ping(m_connection);
+    BusDaemon::Ping(other.m_connection);
+    return other.m_reached;
+}
+
+bool Player::Reaches(Player& other, const Message& message) {
+    return Sends(g_dbus_connection_get_unique_name(other.m_connection), other, message);
+}
+
+bool Player::ReachesAsListener(Player& other, const Message& message) {
+    return Sends(nullptr, other, message);
+}
+
+bool Player::Monitors() {
+    // It would do nothing else from then on.
+    g_autoptr(GDBusConnection) monitor = m_user.Connect(m_bus);
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        monitor, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.Monitoring",
+        "BecomeMonitor", g_variant_new("(@asu)", g_variant_new_strv(nullptr, 0), guint32{0}),
+        nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    g_dbus_connection_close_sync(monitor, nullptr, nullptr);
+    return reply != nullptr;
+}
+
+bool Player::HearsOwnerChanges() {
+    BusDaemon::Call(m_connection, "AddMatch",
+                    g_variant_new("(s)", "sender='org.freedesktop.DBus',type='signal'"));
+    m_told = false;
+    g_autoptr(GDBusConnection) newcomer = m_user.Connect(m_bus);
+    BusDaemon::Ping(m_connection);
+    g_dbus_connection_close_sync(newcomer, nullptr, nullptr);
+    return m_told;
+}
+
+Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
+                const BusUser& stranger) {
+    struct Role {
+        const char* name;
+        Player player;
+    };
+    Role roles[] = {
+        {"host", {bus, host}}, {"partner", {bus, partner}}, {"stranger", {bus, stranger}}};
+    Rights rights;
+    const auto grant = [&](const Role& role, const std::string& right, bool isGranted) {
+        if (isGranted) {
+            rights.insert(std::string(role.name) + " " + right);
+        }
+    };
+    for (Role& role : roles) {
+        for (const char* name : {"CLIENT_SYN", "CLIENT_SYN_ACK", "CLIENT_ACK", "SERVICE_SYN",
+                                 "SERVICE_SYN_ACK", "SERVICE_ACK"}) {
+            grant(role, std::string("owns ") + name,
+                  role.player.Owns(std::string("Applist_") + name));
+        }
+        bool calls = false;
+        bool signals = false;
+        for (Role& other : {std::ref(roles[0]), std::ref(roles[1])}) {
+            if (&other != &role) {
+                calls |= role.player.Reaches(other.player, SEND);
+                signals |= role.player.Reaches(other.player, SEND_SIGNAL);
+            }
+        }
+        grant(role, "calls", calls);
+        grant(role, "signals", signals);
+        grant(role, "monitors", role.player.Monitors());
+    }
+    for (const Role& role : roles) {
+        grant(role, "eavesdrops", role.player.HasEavesdropped());
+    }
+    return rights;
+}

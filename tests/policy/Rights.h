@@ -1,0 +1,69 @@
+// What a user may do of the protocol on a bus, found out by trying.
+#ifndef APPLIST_TESTS_RIGHTS_H
+#define APPLIST_TESTS_RIGHTS_H
+
+#include <atomic>
+#include <set>
+#include <string>
+
+#include <gio/gio.h>
+
+#include "BusUser.h"
+
+struct Message {
+    GDBusMessageType type;
+    const char* member;
+    const char* interface = "org.morva.javamw.DbusCommunication"; ///< may be null for a call
+    const char* path = "/org/morva/javamw/CommunicationChannel/Applist";
+};
+inline constexpr Message SEND = {G_DBUS_MESSAGE_TYPE_METHOD_CALL, "Send"};
+inline constexpr Message SEND_SIGNAL = {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal"};
+
+/** The part of one user on the bus: who tries, and at whom others try. */
+class Player {
+public:
+    Player(const PrivateBus& bus, const BusUser& user);
+    ~Player();
+
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+
+    /** Whether it gets org.morva.JavaMW. + @p name. */
+    bool Owns(const std::string& name);
+
+    /** Whether what it sends to @p other arrives there. */
+    bool Reaches(Player& other, const Message& message);
+
+    /** The same without a destination, to whoever listens. */
+    bool ReachesAsListener(Player& other, const Message& message);
+
+    /** Whether it may watch the whole bus. */
+    bool Monitors();
+
+    /** Whether the bus tells it who comes. */
+    bool HearsOwnerChanges();
+
+    /** Whether, with the match rule for that, it has heard a message to somebody else so far. */
+    bool HasEavesdropped() const { return m_overheard; }
+
+private:
+    static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
+                                   gboolean incoming, void* user_data);
+    bool Sends(const char* destination, Player& other, const Message& message);
+
+    const PrivateBus& m_bus;
+    const BusUser m_user;
+    GDBusConnection* const m_connection;
+    std::atomic<bool> m_reached{false};
+    std::atomic<bool> m_overheard{false};
+    std::atomic<bool> m_told{false};
+};
+
+/** "host owns CLIENT_SYN", "stranger calls", "stranger signals", "partner monitors"... */
+using Rights = std::set<std::string>;
+
+/** All that the three may do. */
+Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
+                const BusUser& stranger);
+
+#endif

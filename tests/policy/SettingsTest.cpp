@@ -1,0 +1,70 @@
+// The settings of the build that say who plays which role.
+#include <gmock/gmock.h>
+
+#include "Policy.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+struct Settings {
+    const char* name;
+    std::vector<std::string> settings;
+    std::vector<const char*> expected; // in the policy
+};
+
+void PrintTo(const Settings& row, std::ostream* os) {
+    *os << row.name;
+}
+
+const Settings ACCEPTED[] = {
+    {"NoneMeanRoot", {}, {"<policy user=\"root\">"}},
+    {"Users",
+     {"APPLIST_BUS_HOST_USER=launcher", "APPLIST_BUS_PARTNER_USER=java-mw"},
+     {"<policy user=\"launcher\">", "<policy user=\"java-mw\">"}},
+    {"AGroupTakesThePlaceOfTheHostUser",
+     {"APPLIST_BUS_HOST_USER=launcher", "APPLIST_BUS_HOST_GROUP=ui"},
+     {"<policy group=\"ui\">", "<policy user=\"root\">"}},
+    {"AGroupAndAUserOfOneNameAreTwo",
+     {"APPLIST_BUS_HOST_GROUP=app", "APPLIST_BUS_PARTNER_USER=app"},
+     {"<policy group=\"app\">", "<policy user=\"app\">"}},
+    {"OneUser",
+     {"APPLIST_BUS_HOST_USER=app", "APPLIST_BUS_PARTNER_USER=app"},
+     {"<policy user=\"app\">"}},
+    {"Numbers",
+     {"APPLIST_BUS_HOST_USER=1001", "APPLIST_BUS_PARTNER_USER=1002"},
+     {"<policy user=\"1001\">", "<policy user=\"1002\">"}},
+};
+
+class AcceptedSettings : public testing::TestWithParam<Settings> {};
+
+TEST_P(AcceptedSettings, MakeABlockForEachRole) {
+    const std::string policy = Policy::Make(GetParam().settings);
+    for (const char* block : GetParam().expected) {
+        EXPECT_THAT(policy, HasSubstr(block));
+    }
+    // And one for everybody.
+    std::size_t blocks = 0;
+    for (std::size_t at = 0; (at = policy.find("<policy ", at)) != std::string::npos; ++at) {
+        ++blocks;
+    }
+    EXPECT_EQ(blocks, GetParam().expected.size() + 1);
+    EXPECT_THAT(policy, Not(HasSubstr("@APPLIST")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, AcceptedSettings, testing::ValuesIn(ACCEPTED),
+                         [](const auto& row) { return row.param.name; });
+
+// Each would open the policy wider than its author meant, or leave it without a role.
+TEST(RefusedSettings, StopTheBuild) {
+    for (const char* setting :
+         {"APPLIST_BUS_HOST_USER=", "APPLIST_BUS_PARTNER_USER=", "APPLIST_BUS_HOST_USER=*",
+          "APPLIST_BUS_HOST_GROUP=*", "APPLIST_BUS_PARTNER_USER=two users",
+          "APPLIST_BUS_PARTNER_USER=a\"/><allow own=\"*"}) {
+        EXPECT_THAT(Policy::Make({setting}), IsEmpty()) << setting;
+    }
+}
+
+} // namespace

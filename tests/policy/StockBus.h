@@ -1,0 +1,26 @@
+// A bus with the configuration that the distribution gives its system bus, and nothing else in its
+// folders than a policy of the test's.
+#ifndef APPLIST_TESTS_STOCKBUS_H
+#define APPLIST_TESTS_STOCKBUS_H
+
+#include <string>
+
+#include "PrivateBus.h"
+#include "TemporaryFolder.h"
+
+class StockBus {
+public:
+    /** @param policy the text of the installed policy file; none is installed if empty */
+    explicit StockBus(const std::string& policy);
+
+    const PrivateBus& Bus() const { return m_bus; }
+
+    /** Puts another file in the place of the present one; in force on return. */
+    void Install(const std::string& policy);
+
+private:
+    TemporaryFolder m_folder;
+    PrivateBus m_bus;
+};
+
+#endif
