@@ -78,6 +78,8 @@ BusDouble::~BusDouble() {
         g_dbus_connection_close_sync(connection, nullptr, nullptr);
         g_object_unref(connection);
     }
+    // For ThreadSanitizer, which does not see the locks of the connections' threads.
+    std::unique_lock<std::mutex>(m_mutex).unlock();
     g_main_loop_unref(m_loop);
     g_main_context_unref(m_context);
 }

@@ -29,7 +29,10 @@ BusMonitor::Message Describe(GDBusMessage* message) {
 
 } // namespace
 
+// ThreadSanitizer does not see the locks inside GDBus, so the mutex is taken once more before the
+// filter can run and after it has run last.
 BusMonitor::BusMonitor(const PrivateBus& bus) : m_bus(bus), m_connection(bus.Connect()) {
+    std::unique_lock<std::mutex>(m_mutex).unlock();
     g_dbus_connection_add_filter(m_connection, OnMessage, this, nullptr);
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
@@ -45,6 +48,7 @@ BusMonitor::BusMonitor(const PrivateBus& bus) : m_bus(bus), m_connection(bus.Con
 BusMonitor::~BusMonitor() {
     g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
     g_object_unref(m_connection);
+    std::unique_lock<std::mutex>(m_mutex).unlock();
 }
 
 // Runs on GDBus's own thread. A monitor must answer nothing, so every message ends here.
