@@ -9,14 +9,16 @@ DEPENDS = "glib-2.0"
 
 inherit cmake pkgconfig
 
-# Who may play which role on the bus.
+# Who may play which role on the bus; a group takes the place of the host's user.
 APPLIST_BUS_HOST_USER ?= "root"
+APPLIST_BUS_HOST_GROUP ?= ""
 APPLIST_BUS_PARTNER_USER ?= "root"
 
 EXTRA_OECMAKE = "\
     -DBUILD_TESTING=OFF \
     -DCMAKE_SKIP_INSTALL_RPATH=ON \
     -DAPPLIST_BUS_HOST_USER=${APPLIST_BUS_HOST_USER} \
+    -DAPPLIST_BUS_HOST_GROUP=${APPLIST_BUS_HOST_GROUP} \
     -DAPPLIST_BUS_PARTNER_USER=${APPLIST_BUS_PARTNER_USER} \
 "
 
