@@ -63,13 +63,13 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments,
     const Pipe errors;
     m_pid = fork();
     if (m_pid == 0) {
+        dup2(input.reader, STDIN_FILENO);
+        dup2(output.writer, STDOUT_FILENO);
+        dup2(errors.writer, STDERR_FILENO);
         if (prepare) {
             prepare();
         }
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(input.reader, STDIN_FILENO);
-        dup2(output.writer, STDOUT_FILENO);
-        dup2(errors.writer, STDERR_FILENO);
         execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }

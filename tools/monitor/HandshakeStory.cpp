@@ -87,7 +87,7 @@ void HandshakeStory::NameRefused(Microseconds time, const std::string& caller, g
     if (asked != m_asked.end()) {
         m_sides.emplace(caller, IsHostStep(asked->second) ? Side::Host : Side::Partner);
         Tell(HandshakeEvent::Kind::Refused, time, caller, asked->second,
-             "the bus does not let it own the name: " + why);
+             "cannot own the name: " + why);
         m_asked.erase(asked);
     }
 }
@@ -123,12 +123,12 @@ void HandshakeStory::OnClientSyn(Microseconds time, const std::string& host) {
     HostState& state = m_hosts[host] = {};
     state.start = time;
     state.startStep = CLIENT_SYN;
-    m_newestHost = host;
+    state.announced = time;
     Await(state, SERVICE_SYN_ACK, CLIENT_SYN, time);
 }
 
 void HandshakeStory::OnServiceSyn(Microseconds time, const std::string& partner) {
-    Tell(HandshakeEvent::Kind::Announced, time, partner, SERVICE_SYN, "a partner has started");
+    Tell(HandshakeEvent::Kind::Announced, time, partner, SERVICE_SYN, "a partner is there");
     m_newestPartner = partner;
     m_partnerStart = time;
     for (auto& [name, state] : m_hosts) {
@@ -157,26 +157,37 @@ void HandshakeStory::OnClientSynAck(Microseconds time, const std::string& host) 
     }
 }
 
-// It is meant for a host that has announced itself; the newest, when several have.
+// Announcements have no addressee: every host that waits for this one takes it for its own.
 void HandshakeStory::OnServiceSynAck(Microseconds time, const std::string& partner) {
-    auto host = m_hosts.find(m_newestHost);
-    if (host == m_hosts.end() || host->second.ready) {
-        host = std::find_if(m_hosts.begin(), m_hosts.end(),
-                            [](const auto& entry) { return !entry.second.ready; });
-    }
-    if (host == m_hosts.end()) {
-        Tell(HandshakeEvent::Kind::Announced, time, partner, SERVICE_SYN_ACK,
-             "bound to a host that was not seen");
-        return;
-    }
-    HostState& state = host->second;
+    const std::string bound = FirstWaitingHost();
     Tell(HandshakeEvent::Kind::Announced, time, partner, SERVICE_SYN_ACK,
-         "bound to " + host->first);
-    // Both have started at once: the host is bound already, and waits for its own answer.
-    if (state.awaited != SERVICE_ACK) {
-        state.partner = partner;
-        Await(state, CLIENT_ACK, SERVICE_SYN_ACK, time);
+         "bound to " + (bound.empty() ? "a host that was not seen" : bound));
+    for (auto& [name, state] : m_hosts) {
+        // Both have started at once: the host is bound already, and waits for its own answer.
+        if (state.awaited == SERVICE_SYN_ACK || state.awaited == CLIENT_SYN_ACK) {
+            state.partner = partner;
+            Await(state, CLIENT_ACK, SERVICE_SYN_ACK, time);
+        }
     }
+}
+
+// The one that a partner binds to: the first that has announced itself since the partner is there,
+// else the last before.
+std::string HandshakeStory::FirstWaitingHost() const {
+    std::string before;
+    std::string since;
+    for (const auto& [name, state] : m_hosts) {
+        if (state.ready || state.announced == 0) {
+            continue;
+        }
+        if (state.announced >= m_partnerStart) {
+            since = since.empty() || state.announced < m_hosts.at(since).announced ? name : since;
+        } else {
+            before =
+                before.empty() || state.announced > m_hosts.at(before).announced ? name : before;
+        }
+    }
+    return since.empty() ? before : since;
 }
 
 void HandshakeStory::OnClientAck(Microseconds time, const std::string& host) {
@@ -233,6 +244,13 @@ void HandshakeStory::BecomeReady(Microseconds time, const std::string& host,
             start + ", ready " + TimeText::Span(event.elapsed) + " after " + state.startStep;
     }
     m_onEvent(event);
+    for (const auto& [name, other] : m_hosts) {
+        if (name != host && other.ready && other.partner == partner) {
+            Tell(HandshakeEvent::Kind::Shared, time, host, "",
+                 "hosts " + name + " and " + host + " both take " + partner +
+                     " for their partner, which serves one of them: run one host");
+        }
+    }
 }
 
 void HandshakeStory::Talked(Microseconds time, const std::string& host,
@@ -268,7 +286,7 @@ void HandshakeStory::Left(Microseconds time, const std::string& peer) {
     for (auto& [name, state] : m_hosts) {
         const bool isAsked = state.awaited == CLIENT_SYN_ACK && peer == m_newestPartner;
         if (state.partner == peer || isAsked) {
-            state = {}; // it waits for the next partner, for as long as it takes
+            state = HostState(); // it waits for the next partner, for as long as it takes
         }
     }
     if (m_newestPartner == peer) {

@@ -47,6 +47,7 @@ private:
         Microseconds waitingSince = 0;
         Microseconds start = 0; ///< when both sides were there
         std::string startStep;
+        Microseconds announced = 0; ///< with _CLIENT_SYN; 0 for not seen
         bool ready = false;
         bool told = false; ///< that it is missing
     };
@@ -69,7 +70,7 @@ private:
     void Await(HostState& host, const std::string& step, const std::string& reason,
                Microseconds time);
     void BecomeReady(Microseconds time, const std::string& host, const std::string& partner);
-    std::string* FindAwaiting(const std::string& step);
+    std::string FirstWaitingHost() const;
     std::string Missing(const std::string& host, const HostState& state) const;
     void Tell(HandshakeEvent::Kind kind, Microseconds time, const std::string& who,
               const std::string& step, const std::string& text, Microseconds elapsed = 0);
@@ -77,8 +78,7 @@ private:
     OnEvent m_onEvent;
     std::map<std::string, Side> m_sides;
     std::map<std::string, HostState> m_hosts;
-    std::string m_newestHost;    // that has announced itself
-    std::string m_newestPartner; // likewise
+    std::string m_newestPartner; // that has announced itself
     Microseconds m_partnerStart = 0;
     std::map<std::string, Holder> m_holders; // by step
     std::map<Asked, std::string> m_asked;

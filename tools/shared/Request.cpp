@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <sstream>
 
-#include <applist/ItemRecords.h>
 #include <applist/MessageIds.h>
 #include <ipc/MessageFraming.h>
+#include <shared/ItemStream.h>
 
 namespace {
 
@@ -37,25 +36,9 @@ const Kind* FindKind(std::int32_t id) {
     return kind != std::end(KINDS) ? kind : nullptr;
 }
 
-std::vector<ListedItem> ReadItems(const std::vector<char>& payload) {
-    std::vector<ListedItem> items;
-    std::istringstream stream(std::string(payload.begin(), payload.end()));
-    RemoteAppListItem item;
-    while (ItemRecords::ReadNext(stream, item)) {
-        items.push_back({item.GetVisibleName(), item.GetUnigueId()});
-    }
-    return items;
-}
-
-// A record is two lines; the last complete one may be followed by a piece of another.
-bool EndsInsideARecord(const std::vector<char>& payload) {
-    return !payload.empty() &&
-           (payload.back() != '\n' || std::count(payload.begin(), payload.end(), '\n') % 2 != 0);
-}
-
 std::string FindProblem(const Kind& kind, const Request& request,
                         const std::vector<char>& payload) {
-    if (EndsInsideARecord(payload)) {
+    if (ItemStream::EndsInsideARecord(payload)) {
         return "its " + std::to_string(payload.size()) +
                " bytes end inside an item record, after " +
                ItemListing::Count(request.items.size());
@@ -81,7 +64,7 @@ Request ReadRequest(std::vector<char> message) {
         return request;
     }
     request.name = kind->name;
-    request.items = ReadItems(message);
+    request.items = ItemStream::Read(message);
     request.problem = FindProblem(*kind, request, message);
     return request;
 }

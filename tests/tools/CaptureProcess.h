@@ -1,0 +1,38 @@
+// Another program that captures a test's bus into a file.
+#ifndef APPLIST_TESTS_CAPTUREPROCESS_H
+#define APPLIST_TESTS_CAPTUREPROCESS_H
+
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include "PrivateBus.h"
+
+class CaptureProcess {
+public:
+    /** @param command gets the bus's address as its last argument */
+    CaptureProcess(const PrivateBus& bus, const std::vector<std::string>& command,
+                   const std::string& file);
+    ~CaptureProcess();
+
+    CaptureProcess(const CaptureProcess&) = delete;
+    CaptureProcess& operator=(const CaptureProcess&) = delete;
+
+    const std::string& File() const { return m_file; }
+
+    /** Waits until it sees what goes over the bus. */
+    bool WaitUntilCapturing() { return WaitForAMark("org.example.Begin"); }
+
+    /** Waits until all that went over the bus is in the file, and ends it. */
+    bool Finish();
+
+private:
+    bool WaitForAMark(const std::string& mark) const;
+
+    std::string m_file;
+    GDBusConnection* m_connection;
+    pid_t m_pid;
+};
+
+#endif

@@ -1,0 +1,225 @@
+// "applistctl monitor" on a bus with a host and a partner, and what other programs capture there.
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "CaptureProcess.h"
+#include "PrivateBus.h"
+#include "RawHost.h"
+#include "TemporaryFolder.h"
+#include "ToolProcess.h"
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+TEST(MonitorLive, TellsHandshakeRequestsAndNotifications) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    EXPECT_TRUE(monitor.WaitFor("_SERVICE_SYN: a partner is there"));
+    EXPECT_TRUE(monitor.WaitFor("_CLIENT_SYN: a host has started"));
+    EXPECT_TRUE(monitor.WaitFor("== connected: host "));
+    EXPECT_TRUE(monitor.WaitFor("APPLIST_LOCAL_CREATED_EVENT (4)"));
+    EXPECT_TRUE(monitor.WaitFor("APPLIST_ADD_ITEMS_FNC (2004): 5 items\n     Calculator"));
+    EXPECT_TRUE(monitor.WaitFor("answered after "));
+    partner.Send("select 2");
+    EXPECT_TRUE(monitor.WaitFor("APPLIST_ITEM_SELECTION_EVENT (2)"));
+    EXPECT_TRUE(monitor.WaitFor("answered with Clock (clock.desktop) after "));
+    host.CloseInput();
+    EXPECT_TRUE(monitor.WaitFor(" has left the bus"));
+    monitor.Kill(SIGINT);
+    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_THAT(monitor.Output(), HasSubstr("handshakes: 1 completed, 0 problems"));
+    EXPECT_THAT(monitor.Output(), ContainsRegex("APPLIST_GET_SELECTION_FNC \\(2001\\) +1 "));
+}
+
+TEST(MonitorLive, FindsTwoThatAreConnectedAlready) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    ToolProcess monitor({"monitor", "--count=1"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    partner.Send("change");
+    EXPECT_EQ(monitor.WaitForExit(), 0);
+    EXPECT_THAT(monitor.Output(), HasSubstr("talk: their handshake was before the watching"));
+    EXPECT_THAT(monitor.Output(), HasSubstr("APPLIST_ITEM_CHANGE_EVENT (1)"));
+}
+
+TEST(MonitorLive, MarksMalformedTraffic) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    RawHost host(bus);
+    ASSERT_TRUE(host.Connect());
+    host.Request("abc");
+    EXPECT_TRUE(monitor.WaitFor("malformed: 3 bytes are too short for an id"));
+    host.Notify(g_variant_new("(s)", "x"));
+    EXPECT_TRUE(monitor.WaitFor("malformed: its type is (s), not (ay)"));
+    monitor.Kill(SIGTERM);
+    EXPECT_EQ(monitor.WaitForExit(), 4);
+}
+
+TEST(MonitorLive, NamesTheStepThatAHostWaitsFor) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    EXPECT_TRUE(monitor.WaitFor("!! _SERVICE_SYN_ACK is missing: no partner has answered"));
+}
+
+TEST(MonitorLive, EndsByItselfAfterSoManySeconds) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor", "--seconds=1", "--json"});
+    EXPECT_EQ(monitor.WaitForExit(), 0);
+    EXPECT_THAT(monitor.Output(), HasSubstr("{\"event\":\"summary\""));
+}
+
+TEST(MonitorLive, SaysWhatToDoWhenTheBusRefuses) {
+    const PrivateBus bus("<deny send_interface='org.freedesktop.DBus.Monitoring'/>");
+    ToolProcess monitor({"monitor"});
+    EXPECT_EQ(monitor.WaitForExit(), 1);
+    EXPECT_THAT(monitor.Errors(), HasSubstr(" does not let us watch: "));
+    EXPECT_THAT(monitor.Errors(), HasSubstr("busctl capture --size=1000000 > FILE"));
+    EXPECT_THAT(monitor.Errors(), HasSubstr("applistctl monitor --read FILE"));
+}
+
+TEST(MonitorLive, NeedsABus) {
+    ToolProcess monitor({"monitor", "--bus=unix:path=/nonexistent/bus"});
+    EXPECT_EQ(monitor.WaitForExit(), 3);
+    EXPECT_THAT(monitor.Errors(), HasSubstr("no bus: "));
+}
+
+TEST(MonitorLive, TellsTheSummaryWhenTheBusGoes) {
+    PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    bus.Kill();
+    EXPECT_EQ(monitor.WaitForExit(), 3);
+    EXPECT_THAT(monitor.Errors(), HasSubstr("the bus is gone: "));
+    EXPECT_THAT(monitor.Output(), HasSubstr("summary of"));
+}
+
+// --- Captures of other programs ------------------------------------------------------------------
+
+struct CaptureRow {
+    const char* name;
+    std::vector<std::string> command; ///< the bus's address goes behind it
+    int status;
+    const char* told;
+};
+
+const CaptureRow CAPTURES[] = {
+    {"Busctl",
+     {"busctl", "capture", "--size=1000000", "--address"},
+     0,
+     "APPLIST_ADD_ITEM_AT_END_FNC (2005): "},
+    {"BusctlThatCuts",
+     {"busctl", "capture", "--address"},
+     4,
+     "#2 no id is malformed: the capture lacks its last "},
+    {"DbusMonitor",
+     {"dbus-monitor", "--pcap", "--address"},
+     0,
+     "APPLIST_ADD_ITEM_AT_END_FNC (2005): "},
+};
+
+void PrintTo(const CaptureRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class MonitorCapture : public testing::TestWithParam<CaptureRow> {};
+
+TEST_P(MonitorCapture, IsTold) {
+    const PrivateBus bus;
+    const TemporaryFolder folder;
+    CaptureProcess capture(bus, GetParam().command, folder.Path() + "/capture");
+    ASSERT_TRUE(capture.WaitUntilCapturing());
+    {
+        ToolProcess partner({"partner"});
+        ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+        RawHost host(bus);
+        ASSERT_TRUE(host.Connect());
+        host.Request(std::string("Clock\nc1\n\xd4\x07\0\0", 13));
+        host.Request(std::string(6000, 'a') + std::string("\nb\n\xd5\x07\0\0", 7));
+    }
+    ASSERT_TRUE(capture.Finish());
+    ToolProcess monitor({"monitor", "--read", capture.File()});
+    EXPECT_EQ(monitor.WaitForExit(), GetParam().status) << monitor.Errors();
+    EXPECT_THAT(monitor.Output(), HasSubstr("== connected: host "));
+    EXPECT_THAT(monitor.Output(), HasSubstr("#1 APPLIST_ADD_ITEMS_FNC (2004): 1 item\n     Clock"));
+    EXPECT_THAT(monitor.Output(), HasSubstr(GetParam().told));
+    EXPECT_THAT(monitor.Output(), HasSubstr("#2 answered after "));
+}
+
+INSTANTIATE_TEST_SUITE_P(, MonitorCapture, testing::ValuesIn(CAPTURES),
+                         [](const auto& row) { return row.param.name; });
+
+// --- Colour --------------------------------------------------------------------------------------
+
+/** A terminal that a tool may be given for its standard output. */
+class Terminal {
+public:
+    Terminal() : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+        grantpt(m_master);
+        unlockpt(m_master);
+        m_slave = open(ptsname(m_master), O_RDWR | O_NOCTTY);
+    }
+    ~Terminal() {
+        close(m_slave);
+        close(m_master);
+    }
+
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    void Use() const { dup2(m_slave, STDOUT_FILENO); }
+
+    std::string Text() const {
+        std::string text;
+        char buffer[4096];
+        ssize_t count = 0;
+        while ((count = read(m_master, buffer, sizeof(buffer))) > 0) {
+            text.append(buffer, static_cast<std::size_t>(count));
+        }
+        return text;
+    }
+
+private:
+    int m_master;
+    int m_slave;
+};
+
+std::string ShownOnATerminal(const std::vector<std::string>& environment) {
+    const Terminal terminal;
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor", "--seconds=1"}, environment, [&] { terminal.Use(); });
+    monitor.WaitForExit();
+    return terminal.Text();
+}
+
+TEST(MonitorColour, IsShownOnATerminal) {
+    EXPECT_THAT(ShownOnATerminal({"TERM=xterm"}), HasSubstr("\033[1mwatching"));
+}
+
+TEST(MonitorColour, IsLeftOutWhenNobodyWantsIt) {
+    const std::string text = ShownOnATerminal({"TERM=xterm", "NO_COLOR=1"});
+    EXPECT_THAT(text, HasSubstr("watching"));
+    EXPECT_THAT(text, Not(HasSubstr("\033")));
+}
+
+} // namespace

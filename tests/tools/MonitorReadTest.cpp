@@ -1,0 +1,602 @@
+// What "applistctl monitor --read" tells of captures that are made here, message by message.
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "CaptureWriter.h"
+#include "TemporaryFolder.h"
+#include "ToolProcess.h"
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr const char* HOST = CaptureWriter::HOST;
+constexpr const char* PARTNER = CaptureWriter::PARTNER;
+
+std::string Framed(const std::string& payload, std::int32_t id) {
+    return CaptureWriter::Framed(payload, id);
+}
+
+struct Told {
+    int status;
+    std::string text;
+    std::string errors;
+};
+
+Told Read(const std::string& capture, const std::vector<std::string>& options = {}) {
+    const TemporaryFolder folder;
+    std::vector<std::string> arguments = {"monitor", "--read", folder.Write("capture", capture)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ToolProcess tool(arguments);
+    const int status = tool.WaitForExit();
+    return {status, tool.Output(), tool.Errors()};
+}
+
+Told Read(const CaptureWriter& capture, const std::vector<std::string>& options = {}) {
+    return Read(capture.Bytes(), options);
+}
+
+std::vector<json> ReadAsJson(const CaptureWriter& capture) {
+    std::istringstream lines(Read(capture, {"--json"}).text);
+    std::vector<json> objects;
+    for (std::string line; std::getline(lines, line);) {
+        objects.push_back(json::parse(line));
+    }
+    return objects;
+}
+
+json FindEvent(const std::vector<json>& objects, const std::string& event) {
+    for (const json& object : objects) {
+        if (object.at("event") == event) {
+            return object;
+        }
+    }
+    return json();
+}
+
+// --- The handshake -------------------------------------------------------------------------------
+
+TEST(MonitorHandshake, IsToldStepByStepWhenTheHostComesLater) {
+    CaptureWriter capture;
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.At(5000);
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.At(5001);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(5002.5);
+    capture.Announce("_CLIENT_ACK", HOST);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.errors;
+    EXPECT_THAT(told.text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
+                                         ".*host :1.7  _CLIENT_SYN: a host has started\n"
+                                         ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
+                                         ".*host :1.7  _CLIENT_ACK: ready\n"
+                                         ".*== connected: host :1.7 and partner :1.8, ready 2.50 "
+                                         "ms after _CLIENT_SYN\n"));
+    EXPECT_THAT(told.text, HasSubstr("host :1.7 is connected with partner :1.8"));
+}
+
+TEST(MonitorHandshake, IsToldStepByStepWhenThePartnerComesLater) {
+    CaptureWriter capture;
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.At(1000);
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.At(1003);
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_SERVICE_ACK", PARTNER);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.errors;
+    EXPECT_THAT(told.text, ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
+                                         ".*partner :1.8  _SERVICE_ACK: ready\n"
+                                         ".*ready 3.00 ms after _SERVICE_SYN\n"));
+}
+
+TEST(MonitorHandshake, IsOneStoryWhenBothStartAtOnce) {
+    CaptureWriter capture;
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(1);
+    capture.Announce("_SERVICE_ACK", PARTNER);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.errors;
+    EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 0 problems"));
+}
+
+TEST(MonitorHandshake, BeginsAnewWithARestartedPartner) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Leave(PARTNER);
+    capture.At(9000);
+    capture.Announce("_SERVICE_SYN", ":1.9");
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.At(9001);
+    capture.Announce("_SERVICE_ACK", ":1.9");
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("== the partner :1.8 has left the bus"));
+    EXPECT_THAT(told.text,
+                HasSubstr("host :1.7 and partner :1.9, ready 1.00 ms after _SERVICE_SYN"));
+}
+
+struct MissingRow {
+    const char* name;
+    std::vector<std::string> steps;
+    const char* missing;
+};
+
+const MissingRow MISSING[] = {
+    {"NoPartner",
+     {"_CLIENT_SYN"},
+     "_SERVICE_SYN_ACK is missing: no partner has answered "
+     "_CLIENT_SYN of :1.7"},
+    {"ThePartnersAnswerToSyn",
+     {"_SERVICE_SYN", "_CLIENT_SYN"},
+     "_SERVICE_SYN_ACK is missing: no partner has answered _CLIENT_SYN of :1.7"},
+    {"TheHostsAnswerToSyn",
+     {"_CLIENT_SYN", "_SERVICE_SYN"},
+     "_CLIENT_SYN_ACK is missing: the host :1.7 has not answered _SERVICE_SYN"},
+    {"TheHostsAck",
+     {"_CLIENT_SYN", "_SERVICE_SYN_ACK"},
+     "_CLIENT_ACK is missing: the host :1.7 has not answered _SERVICE_SYN_ACK"},
+    {"ThePartnersAck",
+     {"_SERVICE_SYN", "_CLIENT_SYN_ACK"},
+     "_SERVICE_ACK is missing: the partner :1.8 has not answered _CLIENT_SYN_ACK of :1.7"},
+    {"ThePartnersAckOfACrossedStart",
+     {"_CLIENT_SYN", "_SERVICE_SYN", "_CLIENT_SYN_ACK", "_SERVICE_SYN_ACK"},
+     "_SERVICE_ACK is missing: the partner :1.8 has not answered _CLIENT_SYN_ACK of :1.7"},
+};
+
+class MonitorMissing : public testing::TestWithParam<MissingRow> {};
+
+TEST_P(MonitorMissing, StepIsNamed) {
+    CaptureWriter capture;
+    for (const std::string& step : GetParam().steps) {
+        capture.Announce(step, step[1] == 'C' ? HOST : PARTNER);
+    }
+    capture.At(3000);
+    capture.Leave(":1.99"); // time has passed
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, HasSubstr("!! " + std::string(GetParam().missing) + "\n"));
+    EXPECT_THAT(told.text,
+                HasSubstr("  host :1.7 is not connected: " + std::string(GetParam().missing)));
+}
+
+INSTANTIATE_TEST_SUITE_P(, MonitorMissing, testing::ValuesIn(MISSING),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(MonitorHandshake, SaysThatANameIsNotReleased) {
+    CaptureWriter capture;
+    capture.Take("_SERVICE_SYN", PARTNER);
+    capture.At(3000);
+    capture.Leave(":1.99");
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, HasSubstr("!! _SERVICE_SYN is owned by :1.8 for 3.0 s: the step counts "
+                                     "when the name is released"));
+}
+
+TEST(MonitorHandshake, SaysThatTheBusRefusesAName) {
+    CaptureWriter capture;
+    const std::uint32_t serial = capture.CallDaemon(
+        PARTNER, "RequestName",
+        g_variant_new("(su)", "org.morva.JavaMW.Applist_SERVICE_SYN", guint32{4}));
+    capture.Error("org.freedesktop.DBus", PARTNER, serial,
+                  "org.freedesktop.DBus.Error.AccessDenied", "not you");
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text,
+                HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
+}
+
+TEST(MonitorHandshake, SaysThatTwoHostsTakeOnePartner) {
+    CaptureWriter capture;
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.Announce("_CLIENT_SYN", ":1.9");
+    capture.At(1);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.Announce("_CLIENT_ACK", HOST);
+    capture.Announce("_CLIENT_ACK", ":1.9");
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
+}
+
+TEST(MonitorHandshake, IsTakenForDoneWhenItWasNotSeen) {
+    CaptureWriter capture;
+    capture.Exchange(Framed("", 2003), 1);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
+                                     "before the watching"));
+}
+
+// --- Requests and notifications ------------------------------------------------------------------
+
+struct MessageRow {
+    const char* name;
+    std::string bytes;
+    const char* told;
+};
+
+const MessageRow REQUESTS[] = {
+    {"SetSelection", Framed("Clock\nc1\n", 2000), "APPLIST_SET_SELECTION_FNC (2000): Clock (c1)\n"},
+    {"GetSelection", Framed("", 2001), "APPLIST_GET_SELECTION_FNC (2001)\n"},
+    {"RemoveAllItems", Framed("", 2003), "APPLIST_REMOVE_ALL_ITEMS_FNC (2003)\n"},
+    {"AddItems", Framed("Clock\nc1\nRadio\nr2\n", 2004),
+     "APPLIST_ADD_ITEMS_FNC (2004): 2 items\n     Clock  c1\n     Radio  r2\n"},
+    {"AddItemAtEnd", Framed("Clock\nc1\n", 2005),
+     "APPLIST_ADD_ITEM_AT_END_FNC (2005): Clock (c1)\n"},
+    {"SetClicked", Framed("Clock\nc1\n", 2006), "APPLIST_SET_CLICKED_FNC (2006): Clock (c1)\n"},
+    {"RemoveItem", Framed("Clock\nc1\n", 2007), "APPLIST_REMOVE_ITEM_FNC (2007): Clock (c1)\n"},
+    {"ModifyItem", Framed("Clock\nc1\nUhr\nu2\n", 2008),
+     "APPLIST_MODIFY_ITEM_FNC (2008): Clock (c1) becomes Uhr (u2)\n"},
+    {"Escapes", Framed("\033[31mClock\nc1\n", 2005),
+     "APPLIST_ADD_ITEM_AT_END_FNC (2005): \\x1b[31mClock (c1)\n"},
+};
+
+class MonitorRequest : public testing::TestWithParam<MessageRow> {};
+
+TEST_P(MonitorRequest, IsToldByNameWithItsItems) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(GetParam().bytes, 1);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text,
+                HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().told)));
+}
+
+INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(MonitorRequests, AreToldWithReplyAndLatency) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(Framed("", 2001), 0.42, "Clock\nc1\n");
+    capture.Exchange(Framed("", 2001), 2, "");
+    capture.Exchange(Framed("", 2003), 3, "abc");
+    const Told told = Read(capture);
+    EXPECT_THAT(told.text, HasSubstr("partner :1.8  #1 answered with Clock (c1) after 0.42 ms\n"));
+    EXPECT_THAT(told.text, HasSubstr("partner :1.8  #2 answered with nothing after 2.00 ms\n"));
+    EXPECT_THAT(told.text, HasSubstr("partner :1.8  #3 answered with 3 bytes after 3.00 ms\n"));
+}
+
+TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
+    CaptureWriter capture;
+    capture.Connect();
+    const std::uint32_t first = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2001)));
+    const std::uint32_t second = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
+    capture.Reply("org.example", ":1.50", first, CaptureWriter::Body("not this one"));
+    capture.At(11);
+    capture.Reply(PARTNER, HOST, second, CaptureWriter::Body(""));
+    capture.At(21);
+    capture.Reply(PARTNER, HOST, first, CaptureWriter::Body("A\na\n"));
+    const Told told = Read(capture);
+    EXPECT_THAT(told.text, HasSubstr("#2 answered after 10.00 ms"));
+    EXPECT_THAT(told.text, HasSubstr("#1 answered with A (a) after 20.00 ms"));
+}
+
+TEST(MonitorRequests, ThatFailAreToldWithTheError) {
+    CaptureWriter capture;
+    capture.Connect();
+    const std::uint32_t serial = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
+    capture.At(3);
+    capture.Error("org.freedesktop.DBus", HOST, serial, "org.freedesktop.DBus.Error.NoReply",
+                  "gone");
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
+                                     "org.freedesktop.DBus.Error.NoReply: gone"));
+}
+
+TEST(MonitorRequests, WithoutAReplyAreToldWhileTheyWaitAndInTheEnd) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
+    capture.At(1501);
+    capture.Leave(":1.99");
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text,
+                HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
+    EXPECT_THAT(told.text,
+                HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) got no reply until the end"));
+}
+
+TEST(MonitorNotifications, AreToldByName) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Notify(CaptureWriter::Body(Framed("", 1)));
+    capture.Notify(CaptureWriter::Body(Framed("", 2)));
+    capture.Notify(CaptureWriter::Body(Framed("ab", 3)));
+    capture.Notify(CaptureWriter::Body(Framed("", 4)));
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    const std::string start = "partner :1.8 ~> host :1.7  ";
+    EXPECT_THAT(told.text, HasSubstr(start + "APPLIST_ITEM_CHANGE_EVENT (1)\n"));
+    EXPECT_THAT(told.text, HasSubstr(start + "APPLIST_ITEM_SELECTION_EVENT (2)\n"));
+    EXPECT_THAT(told.text,
+                HasSubstr(start + "APPLIST_ITEM_CLICKED_EVENT (3), with a payload of 2 bytes\n"));
+    EXPECT_THAT(told.text, HasSubstr(start + "APPLIST_LOCAL_CREATED_EVENT (4)\n"));
+}
+
+TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
+    CaptureWriter capture;
+    capture.Connect();
+    for (int i = 100; i >= 1; --i) {
+        capture.Exchange(Framed("A\na\n", 2005), i);
+    }
+    const Told told = Read(capture);
+    EXPECT_THAT(told.text,
+                ContainsRegex("APPLIST_ADD_ITEM_AT_END_FNC \\(2005\\) +100 +0 +0 +50.00 +90.00 "
+                              "+99.00 +100.00\n"));
+}
+
+TEST(MonitorCount, EndsAfterSoManyRequestsAndNotifications) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(Framed("", 2003), 1);
+    capture.Notify(CaptureWriter::Body(Framed("", 1)));
+    capture.Exchange(Framed("", 2001), 1);
+    const Told told = Read(capture, {"--count=2"});
+    EXPECT_THAT(told.text, HasSubstr("APPLIST_ITEM_CHANGE_EVENT"));
+    EXPECT_THAT(told.text, Not(HasSubstr("APPLIST_GET_SELECTION_FNC")));
+    EXPECT_THAT(told.text, HasSubstr("summary of"));
+}
+
+// --- Malformed traffic ---------------------------------------------------------------------------
+
+struct MalformedRow {
+    const char* name;
+    void (*write)(CaptureWriter& capture);
+    const char* told;
+};
+
+const MalformedRow MALFORMED[] = {
+    {"RequestWithoutABody",
+     [](CaptureWriter& capture) {
+         capture.Reply(PARTNER, HOST, capture.Call(HOST, PARTNER, nullptr),
+                       CaptureWriter::Body(""));
+     },
+     "#1 no id is malformed: it has no body"},
+    {"RequestOfAnotherType",
+     [](CaptureWriter& capture) {
+         const auto serial = capture.Call(HOST, PARTNER, g_variant_new("(s)", "x"));
+         capture.Reply(PARTNER, HOST, serial, CaptureWriter::Body(""));
+     },
+     "#1 no id is malformed: its type is (s), not (ay)"},
+    {"RequestTooShort", [](CaptureWriter& capture) { capture.Exchange("abc", 1); },
+     "#1 no id is malformed: 3 bytes are too short for an id"},
+    {"RequestUnknown", [](CaptureWriter& capture) { capture.Exchange(Framed("", 2002), 1); },
+     "#1 id 2002 is malformed: no request has the id 2002"},
+    {"RequestWithHalfARecord",
+     [](CaptureWriter& capture) { capture.Exchange(Framed("A\na\nB\nb", 2004), 1); },
+     "(2004) is malformed: its 7 bytes end inside an item record, after 1 item"},
+    {"RequestWithTooManyItems",
+     [](CaptureWriter& capture) { capture.Exchange(Framed("A\na\nB\nb\n", 2000), 1); },
+     "(2000) is malformed: it carries 2 items, not 1"},
+    {"ReplyWithHalfARecord",
+     [](CaptureWriter& capture) { capture.Exchange(Framed("", 2001), 1, "A\na"); },
+     "#1 answered after 1.00 ms, malformed: its 3 bytes end inside an item record, after 0 items"},
+    {"ReplyOfAnotherType",
+     [](CaptureWriter& capture) {
+         const auto serial = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2001)));
+         capture.Reply(PARTNER, HOST, serial, g_variant_new("(as)", nullptr));
+     },
+     "malformed: its type is (as), not (ay)"},
+    {"NotificationUnknown",
+     [](CaptureWriter& capture) { capture.Notify(CaptureWriter::Body(Framed("", 5))); },
+     "id 5 is malformed: no notification has the id 5"},
+    {"NotificationTooShort",
+     [](CaptureWriter& capture) { capture.Notify(CaptureWriter::Body("")); },
+     "no id is malformed: 0 bytes are too short for an id"},
+    {"NotificationOfAnotherType",
+     [](CaptureWriter& capture) { capture.Notify(g_variant_new("(i)", 4)); },
+     "no id is malformed: its type is (i), not (ay)"},
+    {"SignalUnknown",
+     [](CaptureWriter& capture) { capture.Notify(CaptureWriter::Body(Framed("", 4)), "Shout"); },
+     "a signal Shout of :1.8, which nobody knows"},
+    {"MethodUnknown",
+     [](CaptureWriter& capture) { capture.Call(HOST, PARTNER, nullptr, "Receive"); },
+     "a call of Receive by :1.7, which is no method"},
+    {"Garbage", [](CaptureWriter& capture) { capture.Packet("hello, this is not D-Bus", 24); },
+     "a packet of 24 bytes is no D-Bus message"},
+    {"AnEmptyPacket", [](CaptureWriter& capture) { capture.Packet("", 0); },
+     "a packet of 0 bytes is no D-Bus message"},
+    {"AHugeLengthInTheMessage",
+     [](CaptureWriter& capture) {
+         capture.Packet(std::string("l\1\0\1\xff\xff\xff\x7f\1\0\0\0\xff\xff\xff\x7f", 16), 16);
+     },
+     "a packet of 16 bytes is no D-Bus message"},
+    {"AHugeLengthOfThePacket",
+     [](CaptureWriter& capture) {
+         capture.Packet(std::string("l\1\0\1\0\0\0\x07\1\0\0\0\0\0\0\0", 16), 0x7000010);
+     },
+     "a packet of 16 bytes is no D-Bus message"},
+};
+
+class MonitorMalformed : public testing::TestWithParam<MalformedRow> {};
+
+TEST_P(MonitorMalformed, IsMarkedAndTheRestIsTold) {
+    CaptureWriter capture;
+    capture.Connect();
+    GetParam().write(capture);
+    capture.Exchange(Framed("Z\nz\n", 2005), 1);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, ContainsRegex("!! [^\n]*"));
+    EXPECT_THAT(told.text, HasSubstr(GetParam().told));
+    EXPECT_THAT(told.text, HasSubstr("malformed: 1\n"));
+    EXPECT_THAT(told.text, HasSubstr("APPLIST_ADD_ITEM_AT_END_FNC (2005): Z (z)"));
+}
+
+INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(MonitorRead, TellsWhatIsLeftOfACutMessage) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.CutAt(256);
+    capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, ContainsRegex("#1 no id is malformed: the capture lacks its last "
+                                         "[0-9]+ of 1007 bytes"));
+    EXPECT_THAT(told.text, HasSubstr("#1 answered after 7.00 ms"));
+}
+
+// --- Files ---------------------------------------------------------------------------------------
+
+TEST(MonitorRead, TellsACaptureThatEndsTooEarlyUpToThere) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(Framed("", 2003), 1);
+    const std::string& bytes = capture.Bytes();
+    const Told told = Read(bytes.substr(0, bytes.size() - 10));
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.errors, HasSubstr("the capture is damaged here: truncated"));
+    EXPECT_THAT(told.text, HasSubstr("APPLIST_REMOVE_ALL_ITEMS_FNC"));
+    EXPECT_THAT(told.text, HasSubstr("summary of"));
+}
+
+TEST(MonitorRead, EndsAtAPacketThatClaimsToBeHuge) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Append(std::string("\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff", 16));
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.errors, HasSubstr("the capture is damaged here: "));
+    EXPECT_THAT(told.text, HasSubstr("connected: host :1.7"));
+}
+
+TEST(MonitorRead, RefusesWhatIsNoCapture) {
+    const Told told = Read(std::string("this is a text, and no capture of anything at all\n"));
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.errors, HasSubstr(" is no capture: "));
+}
+
+TEST(MonitorRead, RefusesACaptureOfSomethingElse) {
+    const Told told = Read(CaptureWriter(1));
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.errors, HasSubstr(" is a capture of EN10MB, not of D-Bus"));
+}
+
+TEST(MonitorRead, NamesAFileThatIsNotThere) {
+    ToolProcess tool({"monitor", "--read", "/nonexistent/capture"});
+    EXPECT_EQ(tool.WaitForExit(), 1);
+    EXPECT_THAT(tool.Errors(), HasSubstr("/nonexistent/capture: No such file"));
+}
+
+TEST(MonitorRead, TellsACaptureOnStandardInputAsItComes) {
+    CaptureWriter capture;
+    capture.Connect();
+    ToolProcess tool({"monitor", "--read", "-"});
+    tool.SendBytes(capture.Bytes());
+    EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
+    tool.CloseInput();
+    EXPECT_EQ(tool.WaitForExit(), 0);
+}
+
+TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
+    CaptureWriter capture;
+    capture.Connect();
+    ToolProcess tool({"monitor", "--read", "-"});
+    tool.SendBytes(capture.Bytes());
+    EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
+    tool.Kill(SIGINT);
+    EXPECT_EQ(tool.WaitForExit(), 0);
+    EXPECT_THAT(tool.Output(), HasSubstr("handshakes: 1 completed"));
+}
+
+// --- JSON ----------------------------------------------------------------------------------------
+
+TEST(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(Framed("", 2001), 1.25, "Clock\nc1\n");
+    const json request = FindEvent(ReadAsJson(capture), "request");
+    EXPECT_EQ(request.value("time", ""), "2023-11-14T22:13:20.001000Z");
+    EXPECT_EQ(request.value("id", 0), 2001);
+    EXPECT_EQ(request.value("name", ""), "APPLIST_GET_SELECTION_FNC");
+    EXPECT_EQ(request.value("from", ""), HOST);
+    EXPECT_EQ(request.value("to_side", ""), "partner");
+    EXPECT_EQ(request.value("result", ""), "answered");
+    EXPECT_EQ(request.value("latency_ms", 0.0), 1.25);
+    EXPECT_EQ(request["reply"]["items"], json::parse(R"([{"name": "Clock", "id": "c1"}])"));
+}
+
+TEST(MonitorJson, HasTheHandshakeAndTheSummary) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(Framed("", 2003), 4);
+    capture.Notify(CaptureWriter::Body(Framed("", 1)));
+    const std::vector<json> objects = ReadAsJson(capture);
+    const auto ready = std::find_if(objects.begin(), objects.end(), [](const json& object) {
+        return object.value("what", "") == "ready";
+    });
+    ASSERT_NE(ready, objects.end());
+    EXPECT_EQ(ready->value("host", ""), HOST);
+    EXPECT_EQ(ready->value("partner", ""), PARTNER);
+    EXPECT_EQ(ready->value("elapsed_ms", 0.0), 1.0);
+    const json& summary = objects.back();
+    EXPECT_EQ(summary.value("event", ""), "summary");
+    EXPECT_EQ(summary["requests"]["APPLIST_REMOVE_ALL_ITEMS_FNC (2003)"]["latency_ms"]["p99"], 4.0);
+    EXPECT_EQ(summary["notifications"]["APPLIST_ITEM_CHANGE_EVENT (1)"], 1);
+    EXPECT_EQ(summary["malformed"], 0);
+}
+
+TEST(MonitorJson, StaysJsonWithNamesThatAreNoText) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
+    const json request = FindEvent(ReadAsJson(capture), "request");
+    EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
+}
+
+TEST(MonitorJson, MarksWhatIsMalformed) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange("abc", 1);
+    const json request = FindEvent(ReadAsJson(capture), "request");
+    EXPECT_EQ(request.value("malformed", ""), "3 bytes are too short for an id");
+}
+
+// --- Usage ---------------------------------------------------------------------------------------
+
+struct UsageRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    const char* errors;
+};
+
+const UsageRow USAGE[] = {
+    {"Arguments", {"monitor", "x"}, "it takes no arguments"},
+    {"SecondsThatAreNone", {"monitor", "--seconds=soon"}, "N is a number from 1 on"},
+    {"ACountOfNothing", {"monitor", "--count=0"}, "N is a number from 1 on"},
+    {"ACaptureAndSeconds", {"monitor", "--read=x", "--seconds=1"}, "--read takes neither"},
+    {"ACaptureAndABus", {"monitor", "--read=x", "--bus=unix:path=/x"}, "--read takes neither"},
+};
+
+class MonitorUsage : public testing::TestWithParam<UsageRow> {};
+
+TEST_P(MonitorUsage, ThatIsWrongIsRefused) {
+    ToolProcess tool(GetParam().arguments);
+    EXPECT_EQ(tool.WaitForExit(), 2);
+    EXPECT_THAT(tool.Errors(), HasSubstr(GetParam().errors));
+}
+
+INSTANTIATE_TEST_SUITE_P(, MonitorUsage, testing::ValuesIn(USAGE),
+                         [](const auto& row) { return row.param.name; });
+
+} // namespace
