@@ -1,8 +1,11 @@
 // applistctl: runs the verb that the command line names.
+#include <algorithm>
 #include <clocale>
 #include <string>
 #include <vector>
 
+#include <check/CheckPartnerVerb.h>
+#include <check/CheckVerb.h>
 #include <host/HostVerb.h>
 #include <monitor/MonitorVerb.h>
 #include <partner/PartnerVerb.h>
@@ -20,6 +23,8 @@ struct Verb {
 constexpr Verb VERBS[] = {
     {"host", HostVerb::Describe, HostVerb::Run},
     {"partner", PartnerVerb::Describe, PartnerVerb::Run},
+    {"check", CheckVerb::Describe, CheckVerb::Run},
+    {"check partner", CheckPartnerVerb::Describe, CheckPartnerVerb::Run},
     {"monitor", MonitorVerb::Describe, MonitorVerb::Run},
 };
 
@@ -30,12 +35,27 @@ Usage ProgramUsage() {
             "Verbs:\n"
             "  host [DIR...]  Own a list of the desktop entries, and keep a partner in step\n"
             "  partner        Stand in for the partner: keep the list that the host describes\n"
+            "  check          Say whether this user may be a host here, and what is missing\n"
+            "  check partner  List which of a partner's duties it fulfils\n"
             "  monitor        Tell what the two say to each other, live or from a capture\n"
             "\n"
             "'applistctl VERB --help' tells about one of them.",
             "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
             "4 something is not as it should be.",
             true};
+}
+
+// The verb that the words begin with, two words before one.
+const Verb* FindVerb(const std::vector<std::string>& words, std::size_t& length) {
+    for (length = std::min<std::size_t>(2, words.size()); length > 0; --length) {
+        const std::string name = length == 2 ? words[0] + " " + words[1] : words[0];
+        for (const Verb& verb : VERBS) {
+            if (name == verb.name) {
+                return &verb;
+            }
+        }
+    }
+    return nullptr;
 }
 
 int RunVerb(const Verb& verb, const std::vector<std::string>& words) {
@@ -64,10 +84,10 @@ int main(int argc, char** argv) {
     if (!line.bus.empty()) {
         SystemBus::UseAddress(line.bus);
     }
-    for (const Verb& verb : VERBS) {
-        if (line.arguments.front() == verb.name) {
-            return RunVerb(verb, {line.arguments.begin() + 1, line.arguments.end()});
-        }
+    std::size_t length = 0;
+    if (const Verb* const verb = FindVerb(line.arguments, length)) {
+        return RunVerb(*verb, {line.arguments.begin() + static_cast<std::ptrdiff_t>(length),
+                               line.arguments.end()});
     }
     return WrongUsage("applistctl", "no verb \"" + line.arguments.front() + "\"");
 }

@@ -1,0 +1,196 @@
+#include <check/BareHost.h>
+
+#include <algorithm>
+#include <optional>
+
+#include <applist/MessageIds.h>
+#include <ipc/ByteArray.h>
+#include <ipc/HandshakeNames.h>
+#include <ipc/MessageFraming.h>
+#include <shared/Endpoint.h>
+#include <shared/Request.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
+constexpr double BUS_LIMIT_S = 25;
+constexpr const char* STEPS[] = {"_SYN", "_SYN_ACK", "_ACK"};
+
+void IgnoreSignal(GDBusConnection* /*connection*/, const char* /*sender*/, const char* /*path*/,
+                  const char* /*interface*/, const char* /*signal*/, GVariant* /*parameters*/,
+                  void* /*user_data*/) {}
+
+// Traffic has the answer; without a callback the partner would be told that none is wanted.
+void IgnoreAnswer(GObject* connection, GAsyncResult* result, void* /*user_data*/) {
+    g_autoptr(GVariant) answer =
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr);
+}
+
+} // namespace
+
+// A partner may ask its host at any time; the host has nothing to say.
+const GDBusInterfaceVTable BareHost::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
+
+BareHost::BareHost() : m_bus([](const std::string&) {}, SystemBus::Kind::Own) {
+    GDBusConnection* const connection = m_bus.Connection();
+    m_problem = m_bus.Problem();
+    if (connection == nullptr) {
+        return;
+    }
+    m_traffic = std::make_unique<Traffic>(connection);
+    m_announcement = std::make_unique<NameAnnouncement>(connection);
+    const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
+    g_autoptr(GDBusNodeInfo) node =
+        g_dbus_node_info_new_for_xml(JavaMWDbusRemote::INTERFACE_XML, nullptr);
+    m_registrationId = g_dbus_connection_register_object(
+        connection, path.c_str(), node->interfaces[0], &VTABLE, nullptr, nullptr, nullptr);
+    for (const char* const suffix : STEPS) {
+        m_subscriptionIds.push_back(g_dbus_connection_signal_subscribe(
+            connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+            "/org/freedesktop/DBus", HandshakeNames::PartnerName(ENDPOINT_ID, suffix).c_str(),
+            G_DBUS_SIGNAL_FLAGS_NONE, OnNameOwnerChanged, this, nullptr));
+    }
+    // Also from strangers and to everybody: Traffic tells what is wrong with them.
+    m_subscriptionIds.push_back(g_dbus_connection_signal_subscribe(
+        connection, nullptr, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE, nullptr, path.c_str(),
+        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, IgnoreSignal, nullptr, nullptr));
+    m_problem = CallBus("GetId", nullptr); // answered behind the match rules
+}
+
+BareHost::~BareHost() {
+    for (const guint id : m_subscriptionIds) {
+        g_dbus_connection_signal_unsubscribe(m_bus.Connection(), id);
+    }
+    if (m_registrationId != 0) {
+        g_dbus_connection_unregister_object(m_bus.Connection(), m_registrationId);
+    }
+}
+
+std::string BareHost::UniqueName() const {
+    return g_dbus_connection_get_unique_name(m_bus.Connection());
+}
+
+void BareHost::OnCall(GDBusConnection* /*connection*/, const char* /*sender*/, const char* /*path*/,
+                      const char* /*interface*/, const char* /*method*/, GVariant* /*parameters*/,
+                      GDBusMethodInvocation* invocation, void* /*user_data*/) {
+    g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant({}));
+}
+
+// The handshake
+
+std::string BareHost::Announce(const std::string& suffix) {
+    std::optional<std::string> outcome;
+    m_announcement->Start(HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
+                          [&outcome](NameAnnouncement::Result result, const std::string& problem) {
+                              outcome = result == NameAnnouncement::Result::Done ? "" : problem;
+                          });
+    WaitUntil([&] { return outcome.has_value(); }, BUS_LIMIT_S);
+    m_announcement->Cancel();
+    return outcome.value_or("the bus does not answer");
+}
+
+std::string BareHost::Take(const std::string& suffix) {
+    return CallBus("RequestName",
+                   g_variant_new("(su)", HandshakeNames::EndpointName(ENDPOINT_ID, suffix).c_str(),
+                                 NAME_FLAG_DO_NOT_QUEUE));
+}
+
+void BareHost::Release(const std::string& suffix) {
+    CallBus("ReleaseName",
+            g_variant_new("(s)", HandshakeNames::EndpointName(ENDPOINT_ID, suffix).c_str()));
+}
+
+std::string BareHost::CallBus(const char* method, GVariant* parameters) {
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        m_bus.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    if (reply != nullptr) {
+        return "";
+    }
+    g_dbus_error_strip_remote_error(error);
+    return error->message;
+}
+
+void BareHost::OnNameOwnerChanged(GDBusConnection* /*connection*/, const char* /*sender*/,
+                                  const char* /*path*/, const char* /*interface*/,
+                                  const char* /*signal*/, GVariant* parameters, void* user_data) {
+    const char* name = nullptr;
+    const char* oldOwner = nullptr;
+    const char* newOwner = nullptr;
+    g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
+    if (*newOwner == '\0') {
+        const std::string stem = HandshakeNames::PartnerName(ENDPOINT_ID, "");
+        static_cast<BareHost*>(user_data)->OnStep(name + stem.size(), oldOwner);
+    }
+}
+
+void BareHost::OnStep(const std::string& suffix, const std::string& partner) {
+    m_steps.push_back(suffix);
+    m_partner = partner;
+    if (!m_follows) {
+        return;
+    }
+    if (suffix == "_ACK") {
+        m_isReady = m_isReady || m_isBound;
+    } else if (!m_isBound) {
+        m_isBound = true;
+        const bool isAnswer = suffix == "_SYN_ACK";
+        m_isReady = Announce(isAnswer ? "_ACK" : "_SYN_ACK").empty() && isAnswer;
+    }
+}
+
+bool BareHost::HasSeen(const std::string& suffix) const {
+    return std::find(m_steps.begin(), m_steps.end(), suffix) != m_steps.end();
+}
+
+bool BareHost::WaitForStep(const std::string& suffix, double seconds) {
+    return WaitUntil([&] { return HasSeen(suffix); }, seconds);
+}
+
+// Requests and notifications
+
+Exchange BareHost::Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds) {
+    return AskOf(m_partner, id, items, seconds);
+}
+
+Exchange BareHost::AskOf(const std::string& receiver, std::int32_t id,
+                         const std::vector<ListedItem>& items, double seconds) {
+    std::vector<char> message;
+    for (const ListedItem& item : items) {
+        const std::vector<char> record = WriteRecord(item);
+        message.insert(message.end(), record.begin(), record.end());
+    }
+    MessageFraming::AppendId(message, id);
+    const std::size_t index = m_traffic->Exchanges().size();
+    g_dbus_connection_call(m_bus.Connection(), receiver.c_str(),
+                           HandshakeNames::ObjectPath(ENDPOINT_ID).c_str(),
+                           JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE,
+                           JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD, ByteArray::ToVariant(message),
+                           nullptr, G_DBUS_CALL_FLAGS_NONE, G_MAXINT, nullptr, IgnoreAnswer, nullptr);
+    const auto isAnswered = [&] {
+        const auto exchanges = m_traffic->Exchanges();
+        return exchanges.size() > index && exchanges[index].isAnswered;
+    };
+    const bool came = WaitUntil(isAnswered, seconds);
+    const auto exchanges = m_traffic->Exchanges();
+    Exchange exchange = exchanges.size() > index ? exchanges[index] : Exchange();
+    if (!came) {
+        exchange.problem = "no answer within " + InSeconds(seconds);
+    }
+    return exchange;
+}
+
+void BareHost::NotifyOurselves() {
+    std::vector<char> message;
+    MessageFraming::AppendId(message, APPLIST_ITEM_CHANGE_EVENT);
+    g_dbus_connection_emit_signal(
+        m_bus.Connection(), UniqueName().c_str(), HandshakeNames::ObjectPath(ENDPOINT_ID).c_str(),
+        JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE, JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME,
+        ByteArray::ToVariant(message), nullptr);
+}
+
+bool BareHost::WaitForNotification(std::int32_t id, std::size_t count, double seconds) {
+    return WaitUntil([&] { return m_traffic->CountNotifications(id) >= count; }, seconds);
+}

@@ -1,0 +1,89 @@
+#include <check/CheckPartnerVerb.h>
+
+#include <algorithm>
+
+#include <check/CheckRun.h>
+#include <shared/ExitStatus.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+constexpr const char* PROGRAM = "applistctl check partner";
+
+// What would stop the library for the 25 seconds that it waits for an answer.
+constexpr Duty BEFORE_THE_LIBRARY[] = {
+    Duty::AnswersSyn,    Duty::AnswersSelect,     Duty::AnswersQuery, Duty::AnswersClear,
+    Duty::AnswersAdd,    Duty::AnswersAppend,     Duty::AnswersClick, Duty::AnswersRemove,
+    Duty::AnswersModify, Duty::NeverAsksMeanwhile};
+
+void CheckAll(CheckRun& run) {
+    HandshakeCheck::CheckTwoHosts(run);
+    if (run.partner.IsThere()) {
+        HandshakeCheck::CheckStartsTogether(run);
+        run.partner.Run(); // whatever it was left in
+    } else {
+        run.list.Skip(Duty::StartsTogether, "needs --restart");
+    }
+    run.list.Skip(Duty::AnnouncesItself, "it was running already");
+    const bool isFit = std::none_of(std::begin(BEFORE_THE_LIBRARY), std::end(BEFORE_THE_LIBRARY),
+                                    [&](Duty duty) { return run.list.IsBroken(duty); });
+    if (isFit) {
+        LibraryCheck::Check(run);
+    }
+    for (const Duty duty : {Duty::WorksWithTheLibrary, Duty::ComesBack, Duty::TellsASelection,
+                            Duty::TellsAClick, Duty::TellsAChange}) {
+        run.list.Skip(duty, isFit ? "the library does not work with it"
+                                  : "left out: the library would wait for it");
+    }
+}
+
+} // namespace
+
+Usage CheckPartnerVerb::Describe() {
+    return {
+        PROGRAM,
+        "",
+        "Plays the host against the partner that runs on the bus, through the whole protocol, by\n"
+        "hand and with the library, and lists the partner's duties: each one passed, BROKEN or\n"
+        "not seen, with the evidence. No other host may run meanwhile.",
+        "Without --restart it asks you to start the partner, to restart it, and to select and\n"
+        "click in it; a duty that nobody let it see is \"not seen\" in the end.\n\n"
+        "Exit status: 0 no duty is broken, 1 one is, or there is no partner, 2 wrong usage,\n"
+        "3 no bus.",
+        false,
+        {{"restart", "COMMAND",
+          "Start and restart the partner with this shell command, ended before it is run again"},
+         {"limit", "SECONDS", "Give the partner so long for each step (default: 3)"},
+         {"wait", "SECONDS", "Give you so long to do what it asks (default: 30; 0: ask nothing)"}}};
+}
+
+int CheckPartnerVerb::Run(const CommandLine& line) {
+    double limit = 3;
+    double wait = 30;
+    if (!line.arguments.empty()) {
+        return WrongUsage(PROGRAM, "it takes no arguments");
+    }
+    if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0 ||
+        !ParseSeconds(line.Value("wait", "30"), wait)) {
+        return WrongUsage(PROGRAM, "SECONDS is a number up to 3600");
+    }
+    Output output(PROGRAM);
+    {
+        const BareHost host;
+        if (host.Connection() == nullptr) {
+            output.Error("no bus: " + host.Problem());
+            return EXIT_STATUS_NO_BUS;
+        }
+    }
+    Checklist list;
+    PartnerCommand partner(line.Value("restart", ""));
+    CheckRun run{output, list, partner, limit, wait};
+    if (!HandshakeCheck::FindPartner(run)) {
+        list.Show(output);
+        output.Error("no partner has answered; \"applistctl check\" looks for the reason");
+        return EXIT_STATUS_FAILED;
+    }
+    CheckAll(run);
+    list.Show(output);
+    return list.AnyBroken() ? EXIT_STATUS_FAILED : EXIT_STATUS_DONE;
+}

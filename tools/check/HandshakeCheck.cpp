@@ -1,0 +1,216 @@
+#include <check/CheckRun.h>
+
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <utility>
+
+#include <applist/MessageIds.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double SHORT_WHILE_S = 0.4; ///< in which something must not happen
+constexpr int STARTS_TOGETHER = 5;
+
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string NotWithin(const char* what, const CheckRun& run) {
+    return std::string("no ") + what + " within " + InSeconds(run.limit);
+}
+
+// Waits for the partner's step, and says how long it took.
+bool JudgeStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
+    const auto start = Clock::now();
+    const bool came = host.WaitForStep(suffix, run.limit);
+    const std::string step = std::string("_SERVICE") + suffix;
+    run.list.Judge(duty, came,
+                   step + " of " + host.Partner() + " after " + InMilliseconds(SecondsSince(start)),
+                   NotWithin(step.c_str(), run));
+    return came;
+}
+
+void JudgeListWanted(CheckRun& run, BareHost& host, const char* when) {
+    const bool came = host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, 1, run.limit);
+    run.list.Judge(Duty::AsksForTheList, came, "each time, last " + std::string(when),
+                   NotWithin("notification 4", run) + " " + when);
+}
+
+// The object must be there before the partner's first word.
+void JudgeServesAtOnce(CheckRun& run, BareHost& host) {
+    const Exchange exchange = host.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    run.list.Judge(Duty::ServesAtOnce, exchange.problem.empty(),
+                   "2001 answered in " + InMilliseconds(exchange.seconds),
+                   "2001: " + exchange.problem);
+}
+
+// The partner has announced itself: answer as a host does that was there before.
+bool AnswerPartnersSyn(CheckRun& run, BareHost& host) {
+    host.Announce("_SYN_ACK");
+    if (!JudgeStep(run, Duty::AnswersSynAck, host, "_ACK")) {
+        return false;
+    }
+    JudgeServesAtOnce(run, host);
+    JudgeListWanted(run, host, "when it came later than the host");
+    return true;
+}
+
+bool StartPartner(CheckRun& run, BareHost& host) {
+    double seconds = run.limit;
+    if (run.partner.IsThere()) {
+        run.partner.Run();
+    } else if (run.wait > 0) {
+        run.output.State("Please start the partner, within " + InSeconds(run.wait) + ".");
+        seconds = run.wait;
+    } else {
+        return false;
+    }
+    const auto start = Clock::now();
+    if (!host.WaitForStep("_SYN", seconds)) {
+        // One that does not say so may be there all the same.
+        return false;
+    }
+    run.list.Pass(
+        Duty::AnnouncesItself,
+        "_SERVICE_SYN of " + host.Partner() +
+            (run.partner.IsThere() ? " after " + InMilliseconds(SecondsSince(start)) : ""));
+    return true;
+}
+
+// Owns the name for a while before the announcement, which is its release.
+void AnnounceSlowly(CheckRun& run, BareHost& host) {
+    host.ForgetSteps();
+    host.Take("_SYN");
+    WaitFor(SHORT_WHILE_S);
+    const bool answered = host.HasSeen("_SYN_ACK");
+    host.Release("_SYN");
+    if (answered) {
+        run.list.Break(Duty::IgnoresTaking, "_SERVICE_SYN_ACK while _CLIENT_SYN was still owned");
+    }
+}
+
+// An answer to a step that a bound host's partner must not drop.
+void CheckCrossed(CheckRun& run, BareHost& host) {
+    host.ForgetSteps();
+    host.Announce("_SYN_ACK");
+    JudgeStep(run, Duty::AnswersWhenBound, host, "_ACK");
+}
+
+void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
+    second.ForgetSteps();
+    second.Announce("_SYN");
+    const bool answered = second.WaitForStep("_SYN_ACK", SHORT_WHILE_S);
+    const Exchange exchange = first.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    run.list.Judge(
+        Duty::KeepsItsHost, !answered, "_CLIENT_SYN of " + second.UniqueName() + " got no answer",
+        "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
+}
+
+// The host goes, and whoever comes next finds the partner free, if that notices.
+void LetGo(CheckRun& run, std::unique_ptr<BareHost> host) {
+    BareHost observer;
+    host.reset();
+    observer.WaitForStep("_SYN", run.limit);
+}
+
+bool Find(CheckRun& run, BareHost& host) {
+    if (run.partner.IsThere()) {
+        if (StartPartner(run, host)) {
+            AnswerPartnersSyn(run, host);
+            return true;
+        }
+        run.list.Break(Duty::AnnouncesItself,
+                       NotWithin("_SERVICE_SYN", run) + " of the command that starts it");
+    }
+    host.Announce("_SYN");
+    if (host.WaitForStep("_SYN_ACK", run.limit)) {
+        return true;
+    }
+    host.Announce("_SYN_ACK");
+    if (host.WaitForStep("_ACK", run.limit)) {
+        return true;
+    }
+    if (!run.partner.IsThere() && StartPartner(run, host)) {
+        AnswerPartnersSyn(run, host);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+std::string InMilliseconds(double seconds) {
+    return std::to_string(std::lround(seconds * 1000)) + " ms";
+}
+
+bool HandshakeCheck::FindPartner(CheckRun& run) {
+    auto host = std::make_unique<BareHost>();
+    const bool found = Find(run, *host);
+    if (found) {
+        LetGo(run, std::move(host));
+    }
+    return found;
+}
+
+void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
+    auto host = std::make_unique<BareHost>();
+    BareHost& second = *host;
+    {
+        BareHost first;
+        AnnounceSlowly(run, first);
+        const bool isBound = JudgeStep(run, Duty::AnswersSyn, first, "_SYN_ACK");
+        if (isBound) {
+            run.list.Pass(Duty::IgnoresTaking, "silent for " + InMilliseconds(SHORT_WHILE_S) +
+                                                   " with _CLIENT_SYN owned");
+            JudgeServesAtOnce(run, first);
+            first.Announce("_ACK");
+            JudgeListWanted(run, first, "when it came before the host");
+            CheckCrossed(run, first);
+            CheckSecondHost(run, first, second);
+            RequestCheck::Check(run, first);
+        } else {
+            run.list.Skip(Duty::AnswersWhenBound, "it has not bound to the host");
+        }
+        JudgeTraffic(run, first.Seen());
+        second.ForgetSteps();
+    }
+    if (!JudgeStep(run, Duty::LooksForTheNext, second, "_SYN") || !AnswerPartnersSyn(run, second)) {
+        return;
+    }
+    JudgeTraffic(run, second.Seen());
+    LetGo(run, std::move(host));
+}
+
+// The partner takes a time to start; each time the host starts at another moment of it.
+void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
+    double startTime = 0;
+    run.partner.Stop();
+    {
+        BareHost observer;
+        const auto start = Clock::now();
+        run.partner.Run();
+        if (!observer.WaitForStep("_SYN", run.limit)) {
+            run.list.Skip(Duty::StartsTogether, "it does not announce itself");
+            return;
+        }
+        startTime = SecondsSince(start);
+    }
+    int found = 0;
+    for (int i = 0; i < STARTS_TOGETHER; ++i) {
+        run.partner.Stop(); // it would find the new host before it goes
+        BareHost host;
+        host.FollowHandshake();
+        run.partner.Run();
+        WaitUntil([&] { return host.HasSeen("_SYN"); }, startTime * (i + 1) / STARTS_TOGETHER);
+        host.Announce("_SYN");
+        WaitUntil([&] { return host.IsReady(); }, run.limit);
+        found += host.IsReady() ? 1 : 0;
+    }
+    const std::string count =
+        std::to_string(found) + " of " + std::to_string(STARTS_TOGETHER) + " starts";
+    run.list.Judge(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
+}

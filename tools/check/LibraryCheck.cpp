@@ -1,0 +1,190 @@
+#include <check/CheckRun.h>
+
+#include <algorithm>
+
+#include <applist/AppListModel.h>
+#include <applist/AppListProxy.h>
+#include <applist/ItemChangeListener.h>
+#include <applist/ItemClickListener.h>
+#include <applist/ItemSelectionListener.h>
+#include <applist/MessageIds.h>
+#include <functional>
+
+#include <host/HostItem.h>
+#include <host/LibraryOutput.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+// A host on the library, with a list of three items and a count of its events.
+class LibraryHost : private ItemSelectionListener,
+                    private ItemChangeListener,
+                    private ItemClickListener {
+public:
+    LibraryHost() {
+        m_proxy.AddItemSelectionListener(this);
+        m_proxy.AddItemChangeListener(this);
+        m_proxy.AddItemClickedListener(this);
+        m_proxy.AddItems({&m_clock, &m_music, &m_photos});
+        m_proxy.SetSelection(&m_music);
+    }
+
+    LibraryHost(const LibraryHost&) = delete;
+    LibraryHost& operator=(const LibraryHost&) = delete;
+
+    /** Once each, so that the list is in the end what it was. @return how many requests */
+    std::size_t DoEverything() {
+        m_proxy.SetSelection(&m_clock);
+        m_proxy.AddItemAtEnd(&m_extra);
+        m_proxy.ModifyItem(&m_extra, &m_other);
+        m_proxy.RemoveItem(&m_other);
+        m_proxy.RemoveAllItems();
+        m_proxy.AddItems({&m_clock, &m_music, &m_photos});
+        m_proxy.SetSelection(&m_music);
+        return 7;
+    }
+
+    std::string Selection() {
+        AppListItem* const item = m_proxy.GetSelection();
+        return item != nullptr ? item->GetVisibleName() : "none";
+    }
+
+    int Selections() const { return m_selections; }
+    int Changes() const { return m_changes; }
+    int Clicks() const { return m_clicks; }
+
+private:
+    void OnItemSelectionEvent(AppListModel* /*model*/) override { ++m_selections; }
+    void OnItemChangeEvent(AppListModel* /*model*/) override { ++m_changes; }
+    void OnItemClickedEvent(AppListModel* /*model*/) override { ++m_clicks; }
+
+    std::function<void()> m_onRead = [] {};
+    HostItem m_clock{{"Clock", "check.clock"}, m_onRead};
+    HostItem m_music{{"Music", "check.music"}, m_onRead};
+    HostItem m_photos{{"Photos", "check.photos"}, m_onRead};
+    HostItem m_extra{{"Extra", "check.extra"}, m_onRead};
+    HostItem m_other{{"Other", "check.other"}, m_onRead};
+    int m_selections = 0;
+    int m_changes = 0;
+    int m_clicks = 0;
+    AppListProxy m_proxy;
+};
+
+std::size_t CountAnswered(const Traffic& traffic, std::int32_t id) {
+    const std::vector<Exchange> all = traffic.Exchanges();
+    return static_cast<std::size_t>(
+        std::count_if(all.begin(), all.end(), [id](const Exchange& one) {
+            return one.id == id && one.isAnswered && one.problem.empty();
+        }));
+}
+
+// The list and the selection have been asked for, sent and answered.
+bool WaitUntilFilled(CheckRun& run, const Traffic& traffic, std::size_t fills, double seconds) {
+    return WaitUntil(
+               [&] { return traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) >= fills; },
+               seconds) &&
+           WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) >= fills; },
+                     run.limit);
+}
+
+bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
+    const std::size_t before = traffic.Exchanges().size();
+    const std::size_t count = host.DoEverything();
+    const std::vector<Exchange> all = traffic.Exchanges();
+    double slowest = 0;
+    std::string problem;
+    for (std::size_t i = before; i < all.size(); ++i) {
+        slowest = std::max(slowest, all[i].seconds);
+        problem = all[i].problem.empty() ? problem : all[i].problem;
+    }
+    if (problem.empty() && all.size() - before != count) {
+        problem = std::to_string(all.size() - before) + " of " + std::to_string(count) +
+                  " operations reached it";
+    }
+    run.list.Judge(Duty::WorksWithTheLibrary, problem.empty(),
+                   std::to_string(count) + " operations, the slowest " + InMilliseconds(slowest),
+                   problem);
+    return problem.empty();
+}
+
+void CheckRestart(CheckRun& run, const Traffic& traffic) {
+    const std::size_t fills = CountAnswered(traffic, APPLIST_SET_SELECTION_FNC);
+    const std::size_t created = traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
+    double seconds = run.limit;
+    if (run.partner.IsThere()) {
+        run.partner.Run();
+    } else if (run.wait > 0) {
+        run.output.State("Please restart the partner, within " + InSeconds(run.wait) + ".");
+        seconds = run.wait;
+    } else {
+        run.list.Skip(Duty::ComesBack, "nobody was asked to restart it (--restart, --wait)");
+        return;
+    }
+    const bool asked = WaitUntil(
+        [&] { return traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) > created; }, seconds);
+    const bool filled =
+        asked &&
+        WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) > fills; },
+                  run.limit);
+    if (!asked && !run.partner.IsThere()) {
+        run.list.Skip(Duty::ComesBack, "it was not restarted within " + InSeconds(seconds));
+    } else {
+        run.list.Judge(Duty::ComesBack, filled, "list and selection sent anew",
+                       "the list was not asked for and filled within " + InSeconds(seconds));
+        run.list.Pass(Duty::AnnouncesItself, "the library found it after its restart");
+    }
+}
+
+void AskTheUser(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
+    if (run.wait > 0) {
+        run.output.State("Please select, then click an item in the partner, and change its list, "
+                         "within " +
+                         InSeconds(run.wait) + ".");
+        WaitUntil([&] { return host.Selections() > 0 && host.Clicks() > 0 && host.Changes() > 0; },
+                  run.wait);
+    }
+    const std::string reason =
+        run.wait > 0 ? "none within " + InSeconds(run.wait) : "nobody was asked to (--wait)";
+    for (const Duty duty : {Duty::TellsASelection, Duty::TellsAClick, Duty::TellsAChange}) {
+        run.list.Skip(duty, reason);
+    }
+    if (host.Selections() > 0) {
+        run.list.Judge(Duty::TellsASelection, CountAnswered(traffic, APPLIST_GET_SELECTION_FNC) > 0,
+                       "the library selected " + host.Selection(),
+                       "the library's 2001 got no good answer");
+    }
+    if (host.Clicks() > 0) {
+        run.list.Pass(Duty::TellsAClick, std::to_string(host.Clicks()) + " seen");
+    }
+    if (host.Changes() > 0) {
+        run.list.Pass(Duty::TellsAChange, std::to_string(host.Changes()) + " seen");
+    }
+}
+
+} // namespace
+
+void LibraryCheck::Check(CheckRun& run) {
+    SystemBus bus([](const std::string&) {});
+    if (bus.Connection() == nullptr) {
+        run.output.Error("no bus: " + bus.Problem());
+        return;
+    }
+    const Traffic traffic(bus.Connection());
+    // Never deleted, like every host's proxy. What it writes without a partner is not for our user.
+    static LibraryHost* host = nullptr;
+    {
+        const LibraryOutput unread([](const std::string&) {});
+        host = new LibraryHost();
+    }
+    if (!WaitUntilFilled(run, traffic, 1, run.limit)) {
+        run.list.Break(Duty::WorksWithTheLibrary,
+                       "the library's list was not asked for and filled within " +
+                           InSeconds(run.limit));
+        return;
+    }
+    if (CheckOperations(run, *host, traffic)) {
+        AskTheUser(run, *host, traffic);
+        CheckRestart(run, traffic);
+    }
+    JudgeTraffic(run, traffic);
+}

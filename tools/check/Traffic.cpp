@@ -1,0 +1,153 @@
+#include <check/Traffic.h>
+
+#include <algorithm>
+
+#include <ipc/ByteArray.h>
+#include <ipc/HandshakeNames.h>
+#include <ipc/MessageFraming.h>
+#include <shared/Endpoint.h>
+#include <shared/NotificationName.h>
+#include <shared/Request.h>
+
+struct Traffic::Record {
+    std::mutex mutex;
+    std::vector<Exchange> exchanges;
+    std::vector<Notification> notifications;
+    std::vector<Question> questions;
+
+    void TakeRequest(GDBusMessage* message);
+    void TakeAnswer(GDBusMessage* message);
+    void TakeNotification(GDBusMessage* message);
+    void TakeQuestion();
+};
+
+namespace {
+
+bool IsOurs(GDBusMessage* message, const char* member) {
+    return g_strcmp0(g_dbus_message_get_interface(message),
+                     JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE) == 0 &&
+           g_strcmp0(g_dbus_message_get_member(message), member) == 0 &&
+           HandshakeNames::ObjectPath(ENDPOINT_ID) == g_dbus_message_get_path(message);
+}
+
+std::string TypeOf(GDBusMessage* message) {
+    const std::string signature = g_dbus_message_get_signature(message);
+    return "(" + signature + ")";
+}
+
+} // namespace
+
+Traffic::Traffic(GDBusConnection* connection)
+    : m_connection(connection), m_record(std::make_shared<Record>()) {
+    m_filterId = g_dbus_connection_add_filter(
+        connection, OnMessage, new std::shared_ptr<Record>(m_record),
+        [](gpointer record) { delete static_cast<std::shared_ptr<Record>*>(record); });
+}
+
+Traffic::~Traffic() {
+    g_dbus_connection_remove_filter(m_connection, m_filterId);
+}
+
+std::vector<Exchange> Traffic::Exchanges() const {
+    const std::lock_guard<std::mutex> lock(m_record->mutex);
+    return m_record->exchanges;
+}
+
+std::vector<Notification> Traffic::Notifications() const {
+    const std::lock_guard<std::mutex> lock(m_record->mutex);
+    return m_record->notifications;
+}
+
+std::vector<Question> Traffic::Questions() const {
+    const std::lock_guard<std::mutex> lock(m_record->mutex);
+    return m_record->questions;
+}
+
+std::size_t Traffic::CountNotifications(std::int32_t id) const {
+    const std::vector<Notification> all = Notifications();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [id](const Notification& one) { return one.id == id; }));
+}
+
+// Runs on GDBus's own thread, before the main context hears of the message.
+GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* message,
+                                 gboolean incoming, gpointer user_data) {
+    Record& record = **static_cast<std::shared_ptr<Record>*>(user_data);
+    {
+        const std::lock_guard<std::mutex> lock(record.mutex);
+        switch (g_dbus_message_get_message_type(message)) {
+        case G_DBUS_MESSAGE_TYPE_METHOD_CALL:
+            if (IsOurs(message, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD)) {
+                incoming != FALSE ? record.TakeQuestion() : record.TakeRequest(message);
+            }
+            break;
+        case G_DBUS_MESSAGE_TYPE_SIGNAL:
+            if (incoming != FALSE && IsOurs(message, JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME)) {
+                record.TakeNotification(message);
+            }
+            break;
+        default:
+            if (incoming != FALSE) {
+                record.TakeAnswer(message);
+            }
+            break;
+        }
+    }
+    g_main_context_wakeup(nullptr);
+    return message;
+}
+
+void Traffic::Record::TakeRequest(GDBusMessage* message) {
+    Exchange exchange;
+    std::vector<char> bytes;
+    ByteArray::FromVariant(g_dbus_message_get_body(message), bytes);
+    MessageFraming::TakeId(bytes, exchange.id);
+    exchange.serial = g_dbus_message_get_serial(message);
+    exchange.sent = std::chrono::steady_clock::now();
+    exchanges.push_back(exchange);
+}
+
+void Traffic::Record::TakeAnswer(GDBusMessage* message) {
+    const std::uint32_t serial = g_dbus_message_get_reply_serial(message);
+    const auto exchange =
+        std::find_if(exchanges.begin(), exchanges.end(), [serial](const Exchange& one) {
+            return one.serial == serial && !one.isAnswered;
+        });
+    if (exchange == exchanges.end()) {
+        return;
+    }
+    exchange->isAnswered = true;
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - exchange->sent;
+    exchange->seconds = time.count();
+    if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
+        exchange->problem =
+            std::string("answered with the error ") + g_dbus_message_get_error_name(message);
+    } else if (!ByteArray::FromVariant(g_dbus_message_get_body(message), exchange->answer)) {
+        exchange->problem = "answered with the type " + TypeOf(message) + ", not (ay)";
+    }
+}
+
+void Traffic::Record::TakeNotification(GDBusMessage* message) {
+    Notification notification;
+    std::vector<char> bytes;
+    if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
+        notification.problem = "its type is " + TypeOf(message) + ", not (ay)";
+    } else if (!MessageFraming::TakeId(bytes, notification.id)) {
+        notification.problem = "its " + std::to_string(bytes.size()) + " bytes hold no id";
+    } else if (NotificationName(notification.id) == nullptr) {
+        notification.problem = "its id is " + std::to_string(notification.id);
+    } else if (g_dbus_message_get_destination(message) == nullptr) {
+        notification.problem = "it goes to everybody on the bus";
+    }
+    notifications.push_back(notification);
+}
+
+void Traffic::Record::TakeQuestion() {
+    Question question;
+    for (const Exchange& exchange : exchanges) {
+        if (!exchange.isAnswered) {
+            question.during = RequestTitle(exchange.id);
+        }
+    }
+    questions.push_back(question);
+}
