@@ -480,7 +480,9 @@ TEST_F(Operations, GetAllItemsIsACopy) {
 // The sending primitive
 
 TEST_F(Operations, SendMessageToRemotePutsTheIdBehindThePayloadLeastSignificantByteFirst) {
-    model->SendMessageToRemote(0x01020304, "ab");
+    const std::string payload = "ab";
+    model->SendMessageToRemote(0x01020304, payload);
+    EXPECT_EQ(payload, "ab");
     model->SendMessageToRemote(-1, "\0"s);
     EXPECT_THAT(Requests(), ElementsAre("ab\x04\x03\x02\x01"s, "\0\xFF\xFF\xFF\xFF"s));
 }

@@ -272,8 +272,8 @@ protected:
 };
 
 TEST_F(LoopInAnotherThread, BringsTheCallbacks) {
-    TestPartner partner(bus);
     RecordingEndpoint endpoint;
+    TestPartner partner(bus); // comes later, when the handlers have been started
     ASSERT_TRUE(WaitUntilReady(endpoint));
     ASSERT_TRUE(
         MainLoop::WaitWithoutIterating([&] { return !endpoint.ReadinessThreads().empty(); }));
