@@ -164,11 +164,11 @@ Exchange BareHost::AskOf(const std::string& receiver, std::int32_t id,
     }
     MessageFraming::AppendId(message, id);
     const std::size_t index = m_traffic->Exchanges().size();
-    g_dbus_connection_call(m_bus.Connection(), receiver.c_str(),
-                           HandshakeNames::ObjectPath(ENDPOINT_ID).c_str(),
-                           JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE,
-                           JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD, ByteArray::ToVariant(message),
-                           nullptr, G_DBUS_CALL_FLAGS_NONE, G_MAXINT, nullptr, IgnoreAnswer, nullptr);
+    g_dbus_connection_call(
+        m_bus.Connection(), receiver.c_str(), HandshakeNames::ObjectPath(ENDPOINT_ID).c_str(),
+        JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD,
+        ByteArray::ToVariant(message), nullptr, G_DBUS_CALL_FLAGS_NONE, G_MAXINT, nullptr,
+        IgnoreAnswer, nullptr);
     const auto isAnswered = [&] {
         const auto exchanges = m_traffic->Exchanges();
         return exchanges.size() > index && exchanges[index].isAnswered;

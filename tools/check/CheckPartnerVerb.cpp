@@ -48,13 +48,12 @@ Usage CheckPartnerVerb::Describe() {
         "not seen, with the evidence. No other host may run meanwhile.",
         "Without --restart it asks you to start the partner, to restart it, and to select and\n"
         "click in it; a duty that nobody let it see is \"not seen\" in the end.\n\n"
-        "Exit status: 0 no duty is broken, 1 one is, or there is no partner, 2 wrong usage,\n"
-        "3 no bus.",
+        "Exit status: 0 no duty is broken, 1 there is no partner, 2 wrong usage, 3 no bus,\n"
+        "4 a duty is broken.",
         false,
-        {{"restart", "COMMAND",
-          "Start and restart the partner with this shell command, ended before it is run again"},
+        {{"restart", "COMMAND", "Start the partner with this shell command, each time anew"},
          {"limit", "SECONDS", "Give the partner so long for each step (default: 3)"},
-         {"wait", "SECONDS", "Give you so long to do what it asks (default: 30; 0: ask nothing)"}}};
+         {"wait", "SECONDS", "Give you so long to do what it asks (default: 30; 0 asks nothing)"}}};
 }
 
 int CheckPartnerVerb::Run(const CommandLine& line) {
@@ -85,5 +84,5 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
     }
     CheckAll(run);
     list.Show(output);
-    return list.AnyBroken() ? EXIT_STATUS_FAILED : EXIT_STATUS_DONE;
+    return list.AnyBroken() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
 }

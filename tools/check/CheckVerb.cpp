@@ -52,7 +52,7 @@ public:
         }
         // The taking was enough to see the policy; a release before would have been a step.
         m_host.Release("_SYN_ACK");
-        return m_isGood ? EXIT_STATUS_DONE : EXIT_STATUS_FAILED;
+        return m_isGood ? EXIT_STATUS_DONE : EXIT_STATUS_TROUBLE;
     }
 
 private:
@@ -158,7 +158,7 @@ Usage CheckVerb::Describe() {
         "what is missing. Run it as the user of your host. While it runs, a free partner takes\n"
         "it for its host.",
         "'applistctl check partner' looks at the partner itself.\n\n"
-        "Exit status: 0 all is there, 1 something is missing, 2 wrong usage, 3 no bus.",
+        "Exit status: 0 all is there, 2 wrong usage, 3 no bus, 4 something is missing.",
         false,
         {{"limit", "SECONDS", "Give the partner so long for each step (default: 3)"}}};
 }

@@ -62,7 +62,7 @@ void Checklist::Judge(Duty duty, bool passed, const std::string& evidence,
 
 void Checklist::Skip(Duty duty, const std::string& reason) {
     Row& row = m_rows[duty];
-    if (row.verdict == Verdict::NotSeen) {
+    if (row.verdict == Verdict::NotSeen && row.evidence.empty()) {
         row.evidence = reason;
     }
 }

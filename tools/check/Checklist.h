@@ -44,7 +44,7 @@ public:
     void Break(Duty duty, const std::string& evidence);
     void Judge(Duty duty, bool passed, const std::string& evidence, const std::string& problem);
 
-    /** Why a duty was not seen. */
+    /** Why a duty was not seen; the first reason counts. */
     void Skip(Duty duty, const std::string& reason);
 
     bool IsBroken(Duty duty) const;

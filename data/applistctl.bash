@@ -1,0 +1,51 @@
+# Completion of applistctl's verbs, options and files for bash.
+
+_applistctl() {
+    local word=$2 previous=$3 verb="" i
+    local options="--bus --help --version -h"
+    COMPREPLY=()
+
+    for ((i = 1; i < COMP_CWORD; ++i)); do
+        case ${COMP_WORDS[i]} in
+        host | partner | monitor | check)
+            if [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = partner ]; then
+                verb=check-partner
+            elif [ -z "$verb" ]; then
+                verb=${COMP_WORDS[i]}
+            fi
+            ;;
+        esac
+    done
+
+    # The value of the option before.
+    case $previous in
+    --script | --read)
+        mapfile -t COMPREPLY < <(compgen -f -- "$word")
+        return
+        ;;
+    --restart)
+        mapfile -t COMPREPLY < <(compgen -c -- "$word")
+        return
+        ;;
+    --bus | --count | --limit | --seconds | --wait) return ;;
+    esac
+
+    case $verb in
+    partner) options+=" --script" ;;
+    monitor) options+=" --count --json --read --seconds" ;;
+    check) options+=" --limit" ;;
+    check-partner) options+=" --limit --restart --wait" ;;
+    esac
+
+    if [ "${word:0:1}" = - ]; then
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+    elif [ -z "$verb" ]; then
+        mapfile -t COMPREPLY < <(compgen -W "host partner monitor check" -- "$word")
+    elif [ "$verb" = check ]; then
+        mapfile -t COMPREPLY < <(compgen -W "partner" -- "$word")
+    elif [ "$verb" = host ]; then
+        mapfile -t COMPREPLY < <(compgen -d -- "$word")
+    fi
+}
+
+complete -o filenames -F _applistctl applistctl
