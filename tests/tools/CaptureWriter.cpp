@@ -99,10 +99,10 @@ void CaptureWriter::Error(const std::string& from, const std::string& to, std::u
     Add(message, from, g_variant_new("(s)", text.c_str()));
 }
 
-void CaptureWriter::Notify(GVariant* body, const std::string& member) {
+void CaptureWriter::Notify(GVariant* body, const std::string& member, const std::string& from) {
     GDBusMessage* const message = g_dbus_message_new_signal(PATH, INTERFACE, member.c_str());
     g_dbus_message_set_destination(message, HOST);
-    Add(message, PARTNER, body);
+    Add(message, from, body);
 }
 
 void CaptureWriter::Exchange(const std::string& request, double latency, const std::string& reply) {

@@ -33,7 +33,8 @@ public:
                GVariant* body);
     void Error(const std::string& from, const std::string& to, std::uint32_t serial,
                const std::string& name, const std::string& text);
-    void Notify(GVariant* body, const std::string& member = "SendSignal");
+    void Notify(GVariant* body, const std::string& member = "SendSignal",
+                const std::string& from = PARTNER);
 
     /** A request of the host that is answered with @p reply after so many milliseconds. */
     void Exchange(const std::string& request, double latency, const std::string& reply = "");

@@ -221,6 +221,21 @@ TEST(MonitorHandshake, IsTakenForDoneWhenItWasNotSeen) {
                                      "before the watching"));
 }
 
+TEST(MonitorHandshake, TellsStrangersOnceThatTalkToEitherSide) {
+    CaptureWriter capture;
+    capture.Connect();
+    for (int i = 0; i < 2; ++i) {
+        const auto serial = capture.Call(":1.9", PARTNER, CaptureWriter::Body(Framed("", 2003)));
+        capture.Reply(PARTNER, ":1.9", serial, CaptureWriter::Body(""));
+        capture.Notify(CaptureWriter::Body(Framed("", 4)), "SendSignal", ":1.10");
+    }
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4);
+    EXPECT_THAT(told.text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
+    EXPECT_THAT(told.text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
+    EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 2 problems"));
+}
+
 // --- Requests and notifications ------------------------------------------------------------------
 
 struct MessageRow {

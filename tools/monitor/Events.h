@@ -32,6 +32,7 @@ struct HandshakeEvent {
         Missing,   ///< `step` should have come from the other side of `who`
         Held,      ///< `who` owns the name of `step` and does not release it
         Refused,   ///< the bus does not let `who` own the name of `step`
+        Stranger,  ///< `who` talks to somebody who is connected with another
         Shared,    ///< two hosts have the same partner
         Left       ///< `who` is gone from the bus
     };

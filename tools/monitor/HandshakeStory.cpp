@@ -253,12 +253,20 @@ void HandshakeStory::BecomeReady(Microseconds time, const std::string& host,
     }
 }
 
-void HandshakeStory::Talked(Microseconds time, const std::string& host,
-                            const std::string& partner) {
-    const bool isKnown = m_hosts.count(host) != 0;
+void HandshakeStory::Talked(Microseconds time, const std::string& host, const std::string& partner,
+                            Side sender) {
+    if (sender == Side::Host ? IsTaken(partner, host) : IsBoundToAnother(host, partner)) {
+        const std::string& stranger = sender == Side::Host ? host : partner;
+        if (m_sides.emplace(stranger, Side::Unknown).second) { // told once
+            Tell(HandshakeEvent::Kind::Stranger, time, stranger, "",
+                 stranger + " talks to the " + (sender == Side::Host ? "partner " : "host ") +
+                     (sender == Side::Host ? partner : host) + ", which is connected with another");
+        }
+        return;
+    }
     m_sides.emplace(host, Side::Host);
     m_sides.emplace(partner, Side::Partner);
-    if (isKnown) {
+    if (m_hosts.count(host) != 0) {
         return;
     }
     HostState& state = m_hosts[host];
@@ -275,12 +283,28 @@ void HandshakeStory::Talked(Microseconds time, const std::string& host,
                    " talk: their handshake was before the watching"});
 }
 
+// Whether a host that nobody knows talks to the partner of another.
+bool HandshakeStory::IsTaken(const std::string& partner, const std::string& host) const {
+    return m_hosts.count(host) == 0 &&
+           std::any_of(m_hosts.begin(), m_hosts.end(), [&](const auto& entry) {
+               return entry.second.ready && entry.second.partner == partner;
+           });
+}
+
+bool HandshakeStory::IsBoundToAnother(const std::string& host, const std::string& partner) const {
+    const auto state = m_hosts.find(host);
+    return state != m_hosts.end() && !state->second.partner.empty() &&
+           state->second.partner != partner;
+}
+
 void HandshakeStory::Left(Microseconds time, const std::string& peer) {
     if (m_sides.count(peer) == 0) {
         return;
     }
-    Tell(HandshakeEvent::Kind::Left, time, peer, "",
-         "the " + std::string(SideName(SideOf(peer))) + " " + peer + " has left the bus");
+    if (SideOf(peer) != Side::Unknown) {
+        Tell(HandshakeEvent::Kind::Left, time, peer, "",
+             "the " + std::string(SideName(SideOf(peer))) + " " + peer + " has left the bus");
+    }
     m_sides.erase(peer);
     m_hosts.erase(peer);
     for (auto& [name, state] : m_hosts) {
@@ -310,7 +334,7 @@ void HandshakeStory::Tick(Microseconds now) {
         const Microseconds held = now - holder.since;
         if (!holder.told && held >= PATIENCE) {
             holder.told = true;
-            m_sides.emplace(holder.owner, IsHostStep(step) ? Side::Host : Side::Partner);
+            m_sides.try_emplace(holder.owner, IsHostStep(step) ? Side::Host : Side::Partner);
             Tell(HandshakeEvent::Kind::Held, now, holder.owner, step,
                  step + " is owned by " + holder.owner + " for " + TimeText::Span(held) +
                      ": the step counts when the name is released",

@@ -28,8 +28,9 @@ public:
                      const std::string& why);
     void NameAnswered(Microseconds time, const std::string& caller, guint32 serial, guint32 code);
 
-    /** Two that talk are connected, also when nobody saw how. */
-    void Talked(Microseconds time, const std::string& host, const std::string& partner);
+    /** Two that talk are connected, also when nobody saw how, unless one is with another. */
+    void Talked(Microseconds time, const std::string& host, const std::string& partner,
+                Side sender);
 
     /** Tells what should have happened by now. */
     void Tick(Microseconds now);
@@ -71,6 +72,8 @@ private:
                Microseconds time);
     void BecomeReady(Microseconds time, const std::string& host, const std::string& partner);
     std::string FirstWaitingHost() const;
+    bool IsTaken(const std::string& partner, const std::string& host) const;
+    bool IsBoundToAnother(const std::string& host, const std::string& partner) const;
     std::string Missing(const std::string& host, const HostState& state) const;
     void Tell(HandshakeEvent::Kind kind, Microseconds time, const std::string& who,
               const std::string& step, const std::string& text, Microseconds elapsed = 0);

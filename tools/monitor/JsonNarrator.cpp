@@ -80,6 +80,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "held";
     case HandshakeEvent::Kind::Refused:
         return "refused";
+    case HandshakeEvent::Kind::Stranger:
+        return "stranger";
     case HandshakeEvent::Kind::Shared:
         return "shared";
     case HandshakeEvent::Kind::Left:

@@ -119,7 +119,7 @@ void Story::OnNotification(const SeenMessage& seen) {
     notification.content =
         Decoder::ReadNotification(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
     if (!notification.content.name.empty()) {
-        m_handshake.Talked(seen.time, Destination(seen), Sender(seen));
+        m_handshake.Talked(seen.time, Destination(seen), Sender(seen), Side::Partner);
     }
     notification.from = PeerOf(Sender(seen));
     notification.to = PeerOf(Destination(seen));
@@ -160,7 +160,7 @@ void Story::OnSend(const SeenMessage& seen) {
     exchange.content =
         Decoder::ReadMessage(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
     if (!exchange.content.name.empty()) {
-        m_handshake.Talked(seen.time, Sender(seen), Destination(seen));
+        m_handshake.Talked(seen.time, Sender(seen), Destination(seen), Side::Host);
     }
     exchange.from = PeerOf(Sender(seen));
     exchange.to = PeerOf(Destination(seen));

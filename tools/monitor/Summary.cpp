@@ -37,6 +37,7 @@ void Summary::Add(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Missing:
     case HandshakeEvent::Kind::Held:
     case HandshakeEvent::Kind::Refused:
+    case HandshakeEvent::Kind::Stranger:
     case HandshakeEvent::Kind::Shared:
         ++m_handshakeProblems;
         break;

@@ -65,6 +65,7 @@ void TextNarrator::Handshake(const HandshakeEvent& event) {
         break;
     case HandshakeEvent::Kind::Missing:
     case HandshakeEvent::Kind::Held:
+    case HandshakeEvent::Kind::Stranger:
     case HandshakeEvent::Kind::Shared:
         Problem(event.time, event.text);
         break;
