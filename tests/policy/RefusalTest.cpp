@@ -47,7 +47,7 @@ TEST_P(Refusal, IsWhatThePartnerToolSaysAndEndsWith) {
 TEST_P(Refusal, MeetsWhoHasTheOtherRole) {
     const std::string me = std::to_string(geteuid());
     const StockBus bus(Policy::Make({"APPLIST_BUS_HOST_USER=" + me,
-                                     std::string("APPLIST_BUS_PARTNER_USER=") + Users::STRANGER}));
+                                     std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER}));
     ToolProcess partner({"partner"});
     EXPECT_EQ(partner.WaitForExit(), 1);
     EXPECT_THAT(partner.Errors(), HasSubstr("the bus policy refuses the name"));

@@ -108,6 +108,7 @@ void PrivateBus::StartBroker() {
     }
     const char* const script =
         "mount -t tmpfs none /run && mkdir /run/systemd && ln -s \"$0\" /run/systemd/journal &&\n"
+        "{ setpriv --pdeathsig KILL cat <&4 >/dev/null & } &&\n"
         "export LISTEN_PID=$$ LISTEN_FDS=1 DBUS_SESSION_BUS_ADDRESS=\"unix:path=$0/bus\" &&\n"
         "exec setpriv --pdeathsig KILL dbus-broker-launch --scope user --config-file "
         "\"$0/bus.conf\"";
@@ -117,7 +118,7 @@ void PrivateBus::StartBroker() {
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(listener, 3);
-        dup2(journal, 4); // lives as long as who logs to it; nobody reads it
+        dup2(journal, 4); // read all the time: who logs waits when it is full
         if (isRoot) {
             execlp("unshare", "unshare", "--mount", "sh", "-c", script, m_folder.c_str(), nullptr);
         } else {
