@@ -1,0 +1,201 @@
+// "applistctl partner --script": what a script can expect of a host, how it fails, and that each
+// fault is really done.
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "MainLoop.h"
+#include "PrivateBus.h"
+#include "RawHost.h"
+#include "TemporaryFolder.h"
+#include "ToolProcess.h"
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+class ScriptedPartner : public testing::Test {
+protected:
+    std::vector<std::string> Script(const std::string& lines) {
+        return {"partner", "--script", m_folder.Write("script", lines)};
+    }
+
+    // Runs a script beside the tool's host, which has the commands as its input.
+    int RunBesideAHost(const std::string& script, const std::vector<std::string>& commands = {}) {
+        ToolProcess partner(Script(script));
+        EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN")) << partner.Errors();
+        ToolProcess host({"host", SAMPLE_APPLICATIONS});
+        EXPECT_TRUE(partner.WaitFor("my list has 5 items now"));
+        for (const std::string& command : commands) {
+            host.Send(command);
+        }
+        const int status = partner.WaitForExit();
+        m_output = partner.Output();
+        m_errors = partner.Errors();
+        return status;
+    }
+
+    const PrivateBus m_bus;
+    const TemporaryFolder m_folder;
+    std::string m_output;
+    std::string m_errors;
+};
+
+constexpr const char* ALL_ITEMS =
+    "calculator.desktop clock.desktop media-music-player.desktop navigation.desktop "
+    "media-photos.desktop";
+
+TEST_F(ScriptedPartner, PassesWhenAllThatItExpectsComes) {
+    EXPECT_EQ(RunBesideAHost("# a comment\n\ntimeout 20\nexpect connected\nexpect add " +
+                                 std::string(ALL_ITEMS) +
+                                 "\nexpect append a\nexpect modify a b\nexpect select b\n"
+                                 "expect selection b\nexpect clear\nexpect list\n"
+                                 "expect selection none\nexpect nothing 0.1\n",
+                             {"add a A", "modify a b B", "select b", "clear"}),
+              0)
+        << m_errors;
+    EXPECT_THAT(m_errors, IsEmpty());
+}
+
+TEST_F(ScriptedPartner, FailsOnAnotherRequest) {
+    EXPECT_EQ(
+        RunBesideAHost("timeout 20\nexpect add\nexpect append a\nexpect clear\n", {"add b B"}), 1);
+    EXPECT_THAT(m_errors, HasSubstr("script:3: expect append a: the next request is "
+                                    "APPLIST_ADD_ITEM_AT_END_FNC (2005): B (b)"));
+}
+
+TEST_F(ScriptedPartner, FailsWhenNothingComes) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\ntimeout 0.1\nexpect clear\n"), 1);
+    EXPECT_THAT(m_errors, HasSubstr("script:4: expect clear: no request within 0.1 s"));
+}
+
+TEST_F(ScriptedPartner, FailsOnARequestWhereNoneMayCome) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect nothing 20\n"), 1);
+    EXPECT_THAT(m_errors, HasSubstr("script:2: expect nothing 20: there is APPLIST_ADD_ITEMS_FNC"));
+}
+
+TEST_F(ScriptedPartner, FailsOnAnotherList) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\ntimeout 0.1\nexpect list x\n"), 1);
+    EXPECT_THAT(m_errors, HasSubstr("script:4: expect list x: after 0.1 s the list is " +
+                                    std::string(ALL_ITEMS)));
+}
+
+TEST_F(ScriptedPartner, FailsOnAnotherSelection) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\ntimeout 0.1\nexpect selection x\n"), 1);
+    EXPECT_THAT(m_errors, HasSubstr("expect selection x: after 0.1 s the selection is none"));
+}
+
+TEST_F(ScriptedPartner, FailsWithoutAHost) {
+    ToolProcess partner(Script("timeout 0.1\nexpect connected\n"));
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:2: expect connected: no host after 0.1 s"));
+}
+
+TEST_F(ScriptedPartner, ForgetsRequests) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect list " + std::string(ALL_ITEMS) +
+                                 "\nforget\nexpect append a\n",
+                             {"add a A"}),
+              0)
+        << m_errors;
+}
+
+TEST_F(ScriptedPartner, TellsTheHostOfItsUser) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\nselect 2\nexpect query\n"
+                             "expect selection clock.desktop\nclick 1\nchange\nrecreate\n"
+                             "expect add\nexpect select clock.desktop\n"),
+              0)
+        << m_errors;
+}
+
+TEST_F(ScriptedPartner, IsFoundAgainAfterARestart) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\nrestart\nexpect connected\nexpect add " +
+                             std::string(ALL_ITEMS) + "\n"),
+              0)
+        << m_errors;
+    EXPECT_THAT(m_output, HasSubstr("vanished from the bus"));
+}
+
+TEST_F(ScriptedPartner, SeesTheHostGo) {
+    ToolProcess partner(Script("timeout 20\nexpect connected\nexpect lost\n"));
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    {
+        RawHost host(m_bus);
+        ASSERT_TRUE(host.Connect());
+        ASSERT_TRUE(partner.WaitFor("connected with"));
+    }
+    EXPECT_EQ(partner.WaitForExit(), 0) << partner.Errors();
+}
+
+TEST_F(ScriptedPartner, StopsAtAWrongLineBeforeItStarts) {
+    ToolProcess partner(Script("expect connected\nexpct add\nfault\n"));
+    EXPECT_EQ(partner.WaitForExit(), 2);
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:2: no command \"expct\""));
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:3: usage: fault FAULT"));
+    EXPECT_THAT(partner.Output(), IsEmpty());
+}
+
+TEST_F(ScriptedPartner, NeedsAFileThatIsThere) {
+    ToolProcess partner({"partner", "--script=/nonexistent/script"});
+    EXPECT_EQ(partner.WaitForExit(), 2);
+    EXPECT_THAT(partner.Errors(), HasSubstr("cannot read /nonexistent/script"));
+}
+
+TEST_F(ScriptedPartner, FailsOnAFaultThatIsNone) {
+    ToolProcess partner(Script("fault silence now\n"));
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:1: no request \"now\""));
+}
+
+struct ReplyFault {
+    const char* name;
+    const char* fault;
+    std::string answer; ///< to the query for the selected item A, 1
+};
+
+const ReplyFault REPLY_FAULTS[] = {
+    {"None", "fault none", "A\n1\n"},
+    {"OfAnotherRequest", "fault error add", "A\n1\n"},
+    {"WrongType", "fault wrong-type query", "ERROR: Method “Send” returned type “(s)”"},
+    {"Error", "fault error query", "ERROR: GDBus.Error:org.freedesktop.DBus.Error.Failed"},
+    {"WithId", "fault with-id query", "A\n1\n\xd1\x07\0\0"s},
+    {"Cut", "fault cut query", "A\n1"},
+    {"Delay", "fault delay 0.2 query", "A\n1\n"},
+};
+
+void PrintTo(const ReplyFault& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class FaultyReply : public ScriptedPartner, public testing::WithParamInterface<ReplyFault> {};
+
+TEST_P(FaultyReply, IsGiven) {
+    ToolProcess partner(
+        Script("timeout 20\nexpect select\n" + std::string(GetParam().fault) + "\nwait 600\n"));
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost host(m_bus);
+    ASSERT_TRUE(host.Connect());
+    ASSERT_TRUE(partner.WaitFor("connected with"));
+    ASSERT_EQ(host.Request("A\n1\n\xd0\x07\0\0"s), "");
+    // The fault's line has been run when the partner serves the next request.
+    EXPECT_THAT(host.Request("\xd1\x07\0\0"s), StartsWith(GetParam().answer));
+}
+
+INSTANTIATE_TEST_SUITE_P(, FaultyReply, testing::ValuesIn(REPLY_FAULTS),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(ScriptedPartner, VanishesOnTheRequestThatItWasTold) {
+    ToolProcess partner(Script("fault vanish 2\ntimeout 20\nexpect connected\nexpect lost\n"));
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost host(m_bus);
+    ASSERT_TRUE(host.Connect());
+    EXPECT_EQ(host.Request("A\n1\n\xd5\x07\0\0"s), "");
+    EXPECT_THAT(host.Request("B\n2\n\xd5\x07\0\0"s), StartsWith("ERROR: "));
+    EXPECT_EQ(partner.WaitForExit(), 0) << partner.Errors();
+}
+
+} // namespace
