@@ -29,7 +29,7 @@ int UnixSocket(int type, const std::string& path) {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
     const int first = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
-    const int descriptor = fcntl(first, F_DUPFD_CLOEXEC, 5); // out of the way of 3 and 4
+    const int descriptor = fcntl(first, F_DUPFD_CLOEXEC, 5); // out of the way of 3
     close(first);
     if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         throw std::runtime_error("no socket at " + path);
@@ -108,7 +108,6 @@ void PrivateBus::StartBroker() {
     }
     const char* const script =
         "mount -t tmpfs none /run && mkdir /run/systemd && ln -s \"$0\" /run/systemd/journal &&\n"
-        "{ setpriv --pdeathsig KILL cat <&4 >/dev/null & } &&\n"
         "export LISTEN_PID=$$ LISTEN_FDS=1 DBUS_SESSION_BUS_ADDRESS=\"unix:path=$0/bus\" &&\n"
         "exec setpriv --pdeathsig KILL dbus-broker-launch --scope user --config-file "
         "\"$0/bus.conf\"";
@@ -118,7 +117,6 @@ void PrivateBus::StartBroker() {
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(listener, 3);
-        dup2(journal, 4); // read all the time: who logs waits when it is full
         if (isRoot) {
             execlp("unshare", "unshare", "--mount", "sh", "-c", script, m_folder.c_str(), nullptr);
         } else {
@@ -127,8 +125,16 @@ void PrivateBus::StartBroker() {
         }
         _exit(127);
     }
-    close(journal);
     close(listener);
+    // The bus would wait for a full journal, and with it everybody.
+    m_journalPid = fork();
+    if (m_journalPid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        dup2(journal, STDIN_FILENO);
+        execlp("sh", "sh", "-c", "exec cat >/dev/null 2>&1", nullptr);
+        _exit(127);
+    }
+    close(journal);
     m_address = "unix:path=" + path;
     // Connects once it serves, and fails when it has given up.
     g_object_unref(Connect());
@@ -190,9 +196,11 @@ void PrivateBus::Reload() const {
 }
 
 void PrivateBus::Kill() {
-    if (m_pid > 0) {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-        m_pid = -1;
+    for (pid_t* const pid : {&m_pid, &m_journalPid}) {
+        if (*pid > 0) {
+            kill(*pid, SIGKILL);
+            waitpid(*pid, nullptr, 0);
+            *pid = -1;
+        }
     }
 }

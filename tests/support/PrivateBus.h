@@ -54,6 +54,7 @@ private:
     std::string m_folder;
     std::string m_address;
     pid_t m_pid = -1;
+    pid_t m_journalPid = -1;
 };
 
 #endif
