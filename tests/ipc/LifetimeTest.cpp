@@ -273,7 +273,8 @@ protected:
 
 TEST_F(LoopInAnotherThread, BringsTheCallbacks) {
     RecordingEndpoint endpoint;
-    TestPartner partner(bus); // comes later, when the handlers have been started
+    TestPartner partner(bus); // comes when the handlers have been started
+    partner.Announce("_SYN");
     ASSERT_TRUE(WaitUntilReady(endpoint));
     ASSERT_TRUE(
         MainLoop::WaitWithoutIterating([&] { return !endpoint.ReadinessThreads().empty(); }));
