@@ -74,6 +74,23 @@ TEST(MonitorLive, MarksMalformedTraffic) {
     EXPECT_EQ(monitor.WaitForExit(), 4);
 }
 
+TEST(MonitorLive, TellsTheErrorOfARequestToAPartnerThatHasGone) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    RawHost host(bus);
+    {
+        ToolProcess partner({"partner"});
+        ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+        ASSERT_TRUE(host.Connect());
+        partner.CloseInput();
+        ASSERT_EQ(partner.WaitForExit(), 0);
+    }
+    host.Request(std::string("\xd3\x07\0\0", 4));
+    EXPECT_TRUE(monitor.WaitFor("failed after "));
+    EXPECT_TRUE(monitor.WaitFor("org.freedesktop.DBus.Error.ServiceUnknown"));
+}
+
 TEST(MonitorLive, NamesTheStepThatAHostWaitsFor) {
     const PrivateBus bus;
     ToolProcess monitor({"monitor"});

@@ -471,6 +471,16 @@ TEST(MonitorRead, TellsWhatIsLeftOfACutMessage) {
     EXPECT_THAT(told.text, HasSubstr("#1 answered after 7.00 ms"));
 }
 
+// busctl captures what its own library tells it when the bus goes.
+TEST(MonitorRead, LeavesOutWhatNeverWentOverTheBus) {
+    CaptureWriter capture;
+    capture.Connect();
+    const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
+    capture.Packet(local, local.size());
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+}
+
 // --- Files ---------------------------------------------------------------------------------------
 
 TEST(MonitorRead, TellsACaptureThatEndsTooEarlyUpToThere) {
