@@ -23,8 +23,11 @@ void IgnoreSignal(GDBusConnection* /*connection*/, const char* /*sender*/, const
 
 // Traffic has the answer; without a callback the partner would be told that none is wanted.
 void IgnoreAnswer(GObject* connection, GAsyncResult* result, void* /*user_data*/) {
-    g_autoptr(GVariant) answer =
+    GVariant* const answer =
         g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr);
+    if (answer != nullptr) {
+        g_variant_unref(answer);
+    }
 }
 
 } // namespace

@@ -79,8 +79,11 @@ void Replier::AskBack(Later* later) {
 
 void Replier::OnHostHasAnswered(GObject* connection, GAsyncResult* result, void* user_data) {
     const std::unique_ptr<Later> later(static_cast<Later*>(user_data));
-    g_autoptr(GVariant) answer =
+    GVariant* const answer =
         g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr);
+    if (answer != nullptr) {
+        g_variant_unref(answer);
+    }
     if (later->replier != nullptr) {
         later->replier->m_due.erase(later.get());
         later->replier->ReplyNow(later->invocation, later->request, std::move(later->answer));
