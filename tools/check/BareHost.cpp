@@ -154,12 +154,12 @@ bool BareHost::WaitForStep(const std::string& suffix, double seconds) {
 
 // Requests and notifications
 
-Exchange BareHost::Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds) {
+Enquiry BareHost::Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds) {
     return AskOf(m_partner, id, items, seconds);
 }
 
-Exchange BareHost::AskOf(const std::string& receiver, std::int32_t id,
-                         const std::vector<ListedItem>& items, double seconds) {
+Enquiry BareHost::AskOf(const std::string& receiver, std::int32_t id,
+                        const std::vector<ListedItem>& items, double seconds) {
     std::vector<char> message;
     for (const ListedItem& item : items) {
         const std::vector<char> record = WriteRecord(item);
@@ -178,7 +178,7 @@ Exchange BareHost::AskOf(const std::string& receiver, std::int32_t id,
     };
     const bool came = WaitUntil(isAnswered, seconds);
     const auto exchanges = m_traffic->Exchanges();
-    Exchange exchange = exchanges.size() > index ? exchanges[index] : Exchange();
+    Enquiry exchange = exchanges.size() > index ? exchanges[index] : Enquiry();
     if (!came) {
         exchange.problem = "no answer within " + InSeconds(seconds);
     }

@@ -49,11 +49,11 @@ public:
     bool IsReady() const { return m_isReady; }
 
     /** Asks the partner. An answer that does not come within @p seconds is a problem too. */
-    Exchange Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds);
+    Enquiry Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds);
 
     /** Asks anybody on the bus, also itself. */
-    Exchange AskOf(const std::string& receiver, std::int32_t id,
-                   const std::vector<ListedItem>& items, double seconds);
+    Enquiry AskOf(const std::string& receiver, std::int32_t id,
+                  const std::vector<ListedItem>& items, double seconds);
 
     /** Sends ourselves a notification. */
     void NotifyOurselves();

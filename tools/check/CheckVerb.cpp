@@ -75,7 +75,7 @@ private:
 
     // To ourselves: the bus asks its policy all the same.
     bool CheckSending() {
-        const Exchange exchange =
+        const Enquiry exchange =
             m_host.AskOf(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
         if (!exchange.problem.empty()) {
             Missing("send", "Send to ourselves: " + exchange.problem, PolicyAdvice());
@@ -109,7 +109,7 @@ private:
 
     void CheckAnswer() {
         const std::size_t before = m_host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
-        const Exchange exchange = m_host.Ask(APPLIST_GET_SELECTION_FNC, {}, m_limit);
+        const Enquiry exchange = m_host.Ask(APPLIST_GET_SELECTION_FNC, {}, m_limit);
         if (!exchange.problem.empty()) {
             Missing("answer", "2001 to " + m_host.Partner() + ": " + exchange.problem,
                     "see what \"applistctl check partner\" says");

@@ -42,7 +42,7 @@ void JudgeListWanted(CheckRun& run, BareHost& host, const char* when) {
 
 // The object must be there before the partner's first word.
 void JudgeServesAtOnce(CheckRun& run, BareHost& host) {
-    const Exchange exchange = host.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    const Enquiry exchange = host.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Judge(Duty::ServesAtOnce, exchange.problem.empty(),
                    "2001 answered in " + InMilliseconds(exchange.seconds),
                    "2001: " + exchange.problem);
@@ -104,7 +104,7 @@ void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
     second.ForgetSteps();
     second.Announce("_SYN");
     const bool answered = second.WaitForStep("_SYN_ACK", SHORT_WHILE_S);
-    const Exchange exchange = first.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    const Enquiry exchange = first.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Judge(
         Duty::KeepsItsHost, !answered, "_CLIENT_SYN of " + second.UniqueName() + " got no answer",
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());

@@ -71,11 +71,10 @@ private:
 };
 
 std::size_t CountAnswered(const Traffic& traffic, std::int32_t id) {
-    const std::vector<Exchange> all = traffic.Exchanges();
-    return static_cast<std::size_t>(
-        std::count_if(all.begin(), all.end(), [id](const Exchange& one) {
-            return one.id == id && one.isAnswered && one.problem.empty();
-        }));
+    const std::vector<Enquiry> all = traffic.Exchanges();
+    return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [id](const Enquiry& one) {
+        return one.id == id && one.isAnswered && one.problem.empty();
+    }));
 }
 
 // The list and the selection have been asked for, sent and answered.
@@ -90,7 +89,7 @@ bool WaitUntilFilled(CheckRun& run, const Traffic& traffic, std::size_t fills, d
 bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     const std::size_t before = traffic.Exchanges().size();
     const std::size_t count = host.DoEverything();
-    const std::vector<Exchange> all = traffic.Exchanges();
+    const std::vector<Enquiry> all = traffic.Exchanges();
     double slowest = 0;
     std::string problem;
     for (std::size_t i = before; i < all.size(); ++i) {

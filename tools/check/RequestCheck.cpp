@@ -47,7 +47,7 @@ public:
     Asker(CheckRun& run, BareHost& host) : m_run(run), m_host(host) {}
 
     std::vector<char> Ask(int id, const std::vector<ListedItem>& items) {
-        const Exchange exchange = m_host.Ask(id, items, m_run.limit);
+        const Enquiry exchange = m_host.Ask(id, items, m_run.limit);
         m_run.list.Judge(DutyOf(id), exchange.problem.empty(),
                          "in " + InMilliseconds(exchange.seconds), exchange.problem);
         m_answered = exchange.problem.empty();

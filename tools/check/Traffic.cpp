@@ -11,7 +11,7 @@
 
 struct Traffic::Record {
     std::mutex mutex;
-    std::vector<Exchange> exchanges;
+    std::vector<Enquiry> exchanges;
     std::vector<Notification> notifications;
     std::vector<Question> questions;
 
@@ -48,7 +48,7 @@ Traffic::~Traffic() {
     g_dbus_connection_remove_filter(m_connection, m_filterId);
 }
 
-std::vector<Exchange> Traffic::Exchanges() const {
+std::vector<Enquiry> Traffic::Exchanges() const {
     const std::lock_guard<std::mutex> lock(m_record->mutex);
     return m_record->exchanges;
 }
@@ -98,7 +98,7 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
 }
 
 void Traffic::Record::TakeRequest(GDBusMessage* message) {
-    Exchange exchange;
+    Enquiry exchange;
     std::vector<char> bytes;
     ByteArray::FromVariant(g_dbus_message_get_body(message), bytes);
     MessageFraming::TakeId(bytes, exchange.id);
@@ -110,7 +110,7 @@ void Traffic::Record::TakeRequest(GDBusMessage* message) {
 void Traffic::Record::TakeAnswer(GDBusMessage* message) {
     const std::uint32_t serial = g_dbus_message_get_reply_serial(message);
     const auto exchange =
-        std::find_if(exchanges.begin(), exchanges.end(), [serial](const Exchange& one) {
+        std::find_if(exchanges.begin(), exchanges.end(), [serial](const Enquiry& one) {
             return one.serial == serial && !one.isAnswered;
         });
     if (exchange == exchanges.end()) {
@@ -144,7 +144,7 @@ void Traffic::Record::TakeNotification(GDBusMessage* message) {
 
 void Traffic::Record::TakeQuestion() {
     Question question;
-    for (const Exchange& exchange : exchanges) {
+    for (const Enquiry& exchange : exchanges) {
         if (!exchange.isAnswered) {
             question.during = RequestTitle(exchange.id);
         }

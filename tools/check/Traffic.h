@@ -13,7 +13,7 @@
 #include <gio/gio.h>
 
 /** A request of ours. */
-struct Exchange {
+struct Enquiry {
     std::int32_t id = 0;
     std::uint32_t serial = 0;
     std::chrono::steady_clock::time_point sent;
@@ -42,7 +42,7 @@ public:
     Traffic(const Traffic&) = delete;
     Traffic& operator=(const Traffic&) = delete;
 
-    std::vector<Exchange> Exchanges() const;
+    std::vector<Enquiry> Exchanges() const;
     std::vector<Notification> Notifications() const;
     std::vector<Question> Questions() const;
 
