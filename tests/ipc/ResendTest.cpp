@@ -400,11 +400,10 @@ TEST_F(Resend, EndsSoonWithAnEndpointWhoseAnswerKeepsFailing) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(ThreadCalls::Joined(), 1);
     auto messages = CapturedLog::Messages();
-    ASSERT_GE(messages.size(), 4u);
-    messages.erase(messages.begin(), messages.end() - 4);
-    EXPECT_THAT(messages, ElementsAre("DEBUG Executed OnResendHandshake function",
-                                      "DEBUG Number of handshakes to resend: 0",
-                                      "DEBUG Nothing left to resend, closing timer",
+    ASSERT_GE(messages.size(), 2u);
+    // What comes before depends on where in its pass the thread was.
+    messages.erase(messages.begin(), messages.end() - 2);
+    EXPECT_THAT(messages, ElementsAre("DEBUG Nothing left to resend, closing timer",
                                       "DEBUG Finished timer thread"));
 }
 
