@@ -247,8 +247,8 @@ void HandshakeStory::BecomeReady(Microseconds time, const std::string& host,
     for (const auto& [name, other] : m_hosts) {
         if (name != host && other.ready && other.partner == partner) {
             Tell(HandshakeEvent::Kind::Shared, time, host, "",
-                 "hosts " + name + " and " + host + " both take " + partner +
-                     " for their partner, which serves one of them: run one host");
+                 std::string("hosts ").append(name).append(" and ").append(host) + " both take " +
+                     partner + " for their partner, which serves one of them: run one host");
         }
     }
 }
@@ -345,7 +345,7 @@ void HandshakeStory::Tick(Microseconds now) {
 
 std::string HandshakeStory::Missing(const std::string& host, const HostState& state) const {
     const bool fromHost = IsHostStep(state.awaited);
-    const std::string start =
+    std::string start =
         state.awaited + " is missing: " +
         (fromHost                ? "the host " + host
          : state.partner.empty() ? "no partner"

@@ -15,6 +15,7 @@ std::string Describe(const Request& request) {
 
 std::vector<std::string> IdsOf(const std::vector<ListedItem>& items) {
     std::vector<std::string> ids;
+    ids.reserve(items.size());
     for (const ListedItem& item : items) {
         ids.push_back(item.id);
     }

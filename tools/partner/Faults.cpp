@@ -69,7 +69,7 @@ std::string Faults::Set(const std::vector<std::string>& words) {
     if (kind == std::end(KINDS)) {
         return "no fault \"" + words[0] + "\"; --help tells those there are";
     }
-    const std::string usage = "usage: fault " + std::string(kind->name) + ParameterOf(kind->takes);
+    std::string usage = "usage: fault " + std::string(kind->name) + ParameterOf(kind->takes);
     std::size_t next = 1;
     guint64 count = 0;
     if (kind->takes == Takes::SecondsAndRequest &&

@@ -11,13 +11,14 @@ std::string InTwoColumns(const std::vector<std::pair<std::string, std::string>>&
     }
     std::string text;
     for (const auto& [left, right] : rows) {
-        text += "  " + left + std::string(column - left.size() + 2, ' ') + right + "\n";
+        text.append("  ").append(left).append(column - left.size() + 2, ' ').append(right) += '\n';
     }
     return text;
 }
 
 std::string DescribeCommands(const std::vector<Command>& commands) {
     std::vector<std::pair<std::string, std::string>> rows;
+    rows.reserve(commands.size());
     for (const Command& command : commands) {
         rows.emplace_back(command.name + (command.arguments.empty() ? "" : " ") + command.arguments,
                           command.help);
