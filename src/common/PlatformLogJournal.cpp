@@ -2,6 +2,7 @@
 #include <common/PlatformLog.h>
 
 #include <atomic>
+#include <charconv>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -42,16 +43,20 @@ int Severity(int priority) {
     return priority == 4 ? LOG_INFO : LOG_DEBUG;
 }
 
+// Without the cost of a format. @return the length
+template <std::size_t CAPACITY>
+gssize WriteNumber(char (&text)[CAPACITY], int number) {
+    return std::to_chars(text, text + CAPACITY, number).ptr - text;
+}
+
 bool WriteToJournal(int bufferId, int severity, const char* tag, const char* line) {
     char severityText[12];
     char bufferText[12];
-    std::snprintf(severityText, sizeof(severityText), "%d", severity);
-    std::snprintf(bufferText, sizeof(bufferText), "%d", bufferId);
     const GLogField fields[] = {
         {"MESSAGE", line, -1},
-        {"PRIORITY", severityText, -1},
+        {"PRIORITY", severityText, WriteNumber(severityText, severity)},
         {"SYSLOG_IDENTIFIER", tag, -1},
-        {"LOG_BUFFER", bufferText, -1},
+        {"LOG_BUFFER", bufferText, WriteNumber(bufferText, bufferId)},
     };
     return g_log_writer_journald(G_LOG_LEVEL_DEBUG, fields, G_N_ELEMENTS(fields), nullptr) ==
            G_LOG_WRITER_HANDLED;
