@@ -62,7 +62,13 @@ TEST_F(ScriptedPartner, PassesWhenAllThatItExpectsComes) {
     EXPECT_THAT(m_errors, IsEmpty());
 }
 
-TEST_F(ScriptedPartner, FailsOnAnotherRequest) {
+TEST_F(ScriptedPartner, FailsOnAnotherRequestForTheSameItem) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\nexpect remove b\n", {"add b B"}), 1);
+    EXPECT_THAT(m_errors, HasSubstr("script:3: expect remove b: the next request is "
+                                    "APPLIST_ADD_ITEM_AT_END_FNC (2005): B (b)"));
+}
+
+TEST_F(ScriptedPartner, FailsOnARequestForAnotherItem) {
     EXPECT_EQ(
         RunBesideAHost("timeout 20\nexpect add\nexpect append a\nexpect clear\n", {"add b B"}), 1);
     EXPECT_THAT(m_errors, HasSubstr("script:3: expect append a: the next request is "
