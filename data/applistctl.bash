@@ -5,6 +5,13 @@ _applistctl() {
     local options="--bus --help --version -h"
     COMPREPLY=()
 
+    # Bash takes "--read=FILE" for three words.
+    if [ "$previous" = = ]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    elif [ "$word" = = ]; then
+        word=""
+    fi
+
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
         host | partner | monitor | check)

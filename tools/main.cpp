@@ -30,7 +30,8 @@ constexpr Verb VERBS[] = {
 
 Usage ProgramUsage() {
     return {"applistctl", "VERB ...",
-            "Keeps an application list in step over D-Bus: both sides of it, to run from a shell.\n"
+            "Keeps an application list in step over D-Bus: both sides of it, and what shows what\n"
+            "is wrong between them.\n"
             "\n"
             "Verbs:\n"
             "  host [DIR...]  Own a list of the desktop entries, and keep a partner in step\n"

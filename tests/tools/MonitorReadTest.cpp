@@ -327,6 +327,8 @@ TEST(MonitorRequests, WithoutAReplyAreToldWhileTheyWaitAndInTheEnd) {
                 HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
     EXPECT_THAT(told.text,
                 HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) got no reply until the end"));
+    EXPECT_THAT(told.text,
+                ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1( +-){4}"));
 }
 
 TEST(MonitorNotifications, AreToldByName) {

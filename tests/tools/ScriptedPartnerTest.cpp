@@ -62,6 +62,14 @@ TEST_F(ScriptedPartner, PassesWhenAllThatItExpectsComes) {
     EXPECT_THAT(m_errors, IsEmpty());
 }
 
+TEST_F(ScriptedPartner, ClaimsNoAnswerThatAFaultDecides) {
+    EXPECT_EQ(RunBesideAHost("timeout 20\nfault error query\nexpect add\nselect 1\n"
+                             "expect query\n"),
+              0)
+        << m_errors;
+    EXPECT_THAT(m_output, HasSubstr("(2001): a fault decides the answer, not Calculator"));
+}
+
 TEST_F(ScriptedPartner, FailsOnAnotherRequestForTheSameItem) {
     EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\nexpect remove b\n", {"add b B"}), 1);
     EXPECT_THAT(m_errors, HasSubstr("script:3: expect remove b: the next request is "

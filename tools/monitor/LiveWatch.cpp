@@ -5,6 +5,7 @@
 #include <string>
 
 #include <glib-unix.h>
+#include <unistd.h>
 
 #include <monitor/BusCapture.h>
 #include <shared/ExitStatus.h>
@@ -64,8 +65,10 @@ int WatchBus(guint64 seconds, guint64 count, Story& story, Narrator& narrator, O
     std::string problem;
     if (!capture.Start(problem)) {
         output.Error(SystemBus::Describe() + " does not let us watch: " + problem);
-        output.Error("run it as root, or let root capture (busctl capture --size=1000000 > FILE)"
-                     " and read that: applistctl monitor --read FILE");
+        output.Error(
+            std::string(getuid() == 0 ? "the bus's policy must allow it" : "run it as root") +
+            ", or let root capture (busctl capture --size=1000000 > FILE)"
+            " and read that: applistctl monitor --read FILE");
         return EXIT_STATUS_FAILED;
     }
     narrator.Begin("watching " + SystemBus::Describe());

@@ -179,10 +179,14 @@ void TextNarrator::ShowRequests(const Summary& summary) {
         const auto milliseconds = [&latencies = requests.latencies](unsigned percent) {
             return static_cast<double>(latencies.Percentile(percent)) / 1e3;
         };
-        std::snprintf(line, sizeof(line), "  %-34s %8zu %6zu %8zu %9.2f %9.2f %9.2f %9.2f",
-                      title.c_str(), requests.answered, requests.failed, requests.unanswered,
-                      milliseconds(50), milliseconds(90), milliseconds(99), milliseconds(100));
-        m_output.Line(line);
+        const int end = std::snprintf(line, sizeof(line), "  %-34s %8zu %6zu %8zu", title.c_str(),
+                                      requests.answered, requests.failed, requests.unanswered);
+        std::string text(line, static_cast<std::size_t>(end));
+        for (const unsigned percent : {50U, 90U, 99U, 100U}) {
+            std::snprintf(line, sizeof(line), " %9.2f", milliseconds(percent));
+            text += requests.latencies.Count() > 0 ? line : "         -";
+        }
+        m_output.Line(text);
     }
 }
 

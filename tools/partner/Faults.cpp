@@ -122,6 +122,13 @@ bool Faults::Has(Fault fault, std::int32_t request) const {
            (found->second.empty() || found->second.count(request) != 0);
 }
 
+bool Faults::ChangesReply(std::int32_t request) const {
+    return std::any_of(m_ofReplies.begin(), m_ofReplies.end(), [&](const auto& entry) {
+        return entry.first != Fault::Delay && entry.first != Fault::AskBack &&
+               Has(entry.first, request);
+    });
+}
+
 bool Faults::VanishesNow() {
     return m_requestsLeft > 0 && --m_requestsLeft == 0;
 }

@@ -49,6 +49,9 @@ public:
     bool Has(Fault fault) const { return m_plain.count(fault) != 0; }
     bool Has(Fault fault, std::int32_t request) const;
 
+    /** Whether the reply to @p request is not the partner's own, or none. */
+    bool ChangesReply(std::int32_t request) const;
+
     double Delay() const { return m_delay; }
 
     /** Counts a request. @return whether the partner is to vanish instead of answering it */

@@ -167,7 +167,9 @@ void Partner::Show(const Request& request) {
     const std::string start = request.name + " (" + std::to_string(request.id) + ")";
     if (request.id == APPLIST_GET_SELECTION_FNC) {
         const ListedItem* const selection = m_list.Selection();
-        m_output.Received(start + ": answered with " +
+        m_output.Received(start +
+                          (m_faults.ChangesReply(request.id) ? ": a fault decides the answer, not "
+                                                             : ": answered with ") +
                           (selection != nullptr ? ItemListing::Describe(*selection) : "nothing"));
     } else if (request.id == APPLIST_MODIFY_ITEM_FNC) {
         m_output.Received(start + ": " + ItemListing::Describe(request.items[0]) + " becomes " +
