@@ -1,6 +1,7 @@
 #include <check/Traffic.h>
 
 #include <algorithm>
+#include <utility>
 
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
@@ -14,6 +15,7 @@ struct Traffic::Record {
     std::vector<Enquiry> exchanges;
     std::vector<Notification> notifications;
     std::vector<Question> questions;
+    std::shared_ptr<Record> self; ///< for as long as the filter may run
 
     void TakeRequest(GDBusMessage* message);
     void TakeAnswer(GDBusMessage* message);
@@ -39,9 +41,14 @@ std::string TypeOf(GDBusMessage* message) {
 
 Traffic::Traffic(GDBusConnection* connection)
     : m_connection(connection), m_record(std::make_shared<Record>()) {
-    m_filterId = g_dbus_connection_add_filter(
-        connection, OnMessage, new std::shared_ptr<Record>(m_record),
-        [](gpointer record) { delete static_cast<std::shared_ptr<Record>*>(record); });
+    {
+        const std::lock_guard<std::mutex> lock(m_record->mutex);
+        m_record->self = m_record;
+    }
+    m_filterId =
+        g_dbus_connection_add_filter(connection, OnMessage, m_record.get(), [](gpointer record) {
+            const std::shared_ptr<Record> last = std::move(static_cast<Record*>(record)->self);
+        });
 }
 
 Traffic::~Traffic() {
@@ -72,7 +79,7 @@ std::size_t Traffic::CountNotifications(std::int32_t id) const {
 // Runs on GDBus's own thread, before the main context hears of the message.
 GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* message,
                                  gboolean incoming, gpointer user_data) {
-    Record& record = **static_cast<std::shared_ptr<Record>*>(user_data);
+    Record& record = *static_cast<Record*>(user_data);
     {
         const std::lock_guard<std::mutex> lock(record.mutex);
         switch (g_dbus_message_get_message_type(message)) {
