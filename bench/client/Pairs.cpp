@@ -26,7 +26,7 @@ Pairs::Pairs(const Lanes& lanes, std::size_t warmUp, std::size_t rounds) : m_war
 }
 
 void Pairs::RunRound(const Lanes& lanes, std::size_t round, bool recorded) {
-    const std::function<void()>* const work[] = {&lanes.reference, &lanes.library, &lanes.control};
+    const std::function<void()>* const work[] = {&lanes.reference, &lanes.applist, &lanes.control};
     for (const int lane : ORDERS[round % ORDERS.size()]) {
         // The clock on the inside: reading processor time costs more than reading the clock.
         const double process = Seconds(CLOCK_PROCESS_CPUTIME_ID);

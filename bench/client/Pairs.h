@@ -12,7 +12,7 @@
 
 struct Lanes {
     std::function<void()> reference;
-    std::function<void()> library;
+    std::function<void()> applist;
     std::function<void()> control;
     // Not measured, before and after each round.
     std::function<void()> prepare = [] {};

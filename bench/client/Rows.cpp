@@ -97,7 +97,7 @@ Lanes Rows::Request(const char* path, const std::vector<char>& message,
     Lanes lanes;
     lanes.reference = [this, path, bytes] { m_reference.Call(path, *bytes); };
     lanes.control = [this, path, bytes] { m_control.Call(path, *bytes); };
-    lanes.library = std::move(library);
+    lanes.applist = std::move(library);
     return lanes;
 }
 
@@ -238,7 +238,7 @@ void Rows::NotificationsOut() {
     Lanes lanes;
     lanes.reference = [&] { bare(m_reference); };
     lanes.control = [&] { bare(m_control); };
-    lanes.library = [&] {
+    lanes.applist = [&] {
         for (unsigned sent = 0; sent < BURST; ++sent) {
             m_host.Channel().SendNotification(data);
         }
@@ -272,7 +272,7 @@ void Rows::NotificationsIn() {
     Lanes lanes;
     lanes.reference = [&] { receive(m_reference.UniqueName(), m_reference, referenceLost); };
     lanes.control = [&] { receive(m_control.UniqueName(), m_control, referenceLost); };
-    lanes.library = [&] { receive(m_host.UniqueName(), m_host.Channel(), lost); };
+    lanes.applist = [&] { receive(m_host.UniqueName(), m_host.Channel(), lost); };
     const std::size_t rounds = 20;
     Measure("notify-in", SMALL, rounds, lanes, [&](Result& result) {
         result.Number("burst", BURST)
