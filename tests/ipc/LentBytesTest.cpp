@@ -1,11 +1,13 @@
 // Bodies over a vector's own bytes, and who frees what when the body outlives the loan.
 #include <ipc/LentBytes.h>
 
+#include <csignal>
 #include <memory>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "BusDaemon.h"
 #include "ChannelTest.h"
 
 namespace {
@@ -134,6 +136,26 @@ TEST_F(LentMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
     data.assign(5, 'y');
     EXPECT_THAT(kept.End(), ElementsAre("([byte 0x66, 0x69, 0x72, 0x73, 0x74],)",
                                         "([byte 0x78, 0x78, 0x78, 0x78, 0x78],)"));
+}
+
+// The message is written, and the filter called, long after the call has been given up.
+TEST_F(LentMessages, StayAsTheyWereWhenTheBusStallsLongerThanTheCall) {
+    Connect();
+    const SharedBus shared;
+    KeptMessages kept(shared.Connection());
+    const pid_t daemon = BusDaemon::Process(shared.Connection());
+    ASSERT_GT(daemon, 0);
+    ASSERT_EQ(kill(daemon, SIGSTOP), 0);
+    Bytes queueFiller(8 * 1024 * 1024);
+    endpoint->SendNotification(queueFiller);
+    Bytes data = ByteVector("first");
+    EXPECT_THAT(endpoint->SendMessage(data), IsEmpty());
+    EXPECT_EQ(data, ByteVector("first"));
+    data.assign(5, 'x');
+    ASSERT_EQ(kill(daemon, SIGCONT), 0);
+    EXPECT_TRUE(MainLoop::IterateUntil([&] { return !partner.Requests().empty(); }));
+    EXPECT_THAT(partner.Requests(), ElementsAre(ByteVector("first")));
+    EXPECT_THAT(kept.End(), ElementsAre("([byte 0x66, 0x69, 0x72, 0x73, 0x74],)"));
 }
 
 } // namespace

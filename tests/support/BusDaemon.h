@@ -6,6 +6,7 @@
 #include <string>
 
 #include <gio/gio.h>
+#include <sys/types.h>
 
 namespace BusDaemon {
 
@@ -23,6 +24,9 @@ std::uint32_t RequestName(GDBusConnection* connection, const std::string& name);
 
 /** @return whether it was answered. */
 bool ReleaseName(GDBusConnection* connection, const std::string& name);
+
+/** @return the daemon's process, or 0. */
+pid_t Process(GDBusConnection* connection);
 
 } // namespace BusDaemon
 
