@@ -74,9 +74,14 @@ BusDouble::~BusDouble() {
         },
         m_loop);
     m_thread.join();
-    for (GDBusConnection* const connection : m_connections) {
-        g_dbus_connection_close_sync(connection, nullptr, nullptr);
-        g_object_unref(connection);
+    for (std::size_t index = 0; index < m_connections.size(); ++index) {
+        g_dbus_connection_close_sync(m_connections[index], nullptr, nullptr);
+        g_dbus_connection_remove_filter(m_connections[index], m_filters[index]);
+        g_object_unref(m_connections[index]);
+    }
+    // GDBus's worker may be inside a filter still; its end is told in the context it came from.
+    while (m_endedFilters < m_filters.size()) {
+        g_main_context_iteration(m_context, TRUE);
     }
     // For ThreadSanitizer, which does not see the locks of the connections' threads.
     std::unique_lock<std::mutex>(m_mutex).unlock();
@@ -113,8 +118,13 @@ gboolean BusDouble::OnConnection(GDBusServer* /*server*/, GDBusConnection* conne
     auto* const bus = static_cast<BusDouble*>(self);
     const std::lock_guard<std::mutex> lock(bus->m_mutex);
     bus->m_connections.push_back(static_cast<GDBusConnection*>(g_object_ref(connection)));
-    g_dbus_connection_add_filter(connection, OnMessage, self, nullptr);
+    bus->m_filters.push_back(
+        g_dbus_connection_add_filter(connection, OnMessage, self, OnFilterEnd));
     return TRUE;
+}
+
+void BusDouble::OnFilterEnd(void* self) {
+    ++static_cast<BusDouble*>(self)->m_endedFilters;
 }
 
 GDBusMessage* BusDouble::OnMessage(GDBusConnection* connection, GDBusMessage* message,

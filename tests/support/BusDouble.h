@@ -96,6 +96,7 @@ private:
     static gboolean OnConnection(GDBusServer* server, GDBusConnection* connection, void* self);
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
                                    gboolean incoming, void* self);
+    static void OnFilterEnd(void* self);
     void Run();
     void Take(GDBusConnection* connection, GDBusMessage* message);
     Reply ReplyTo(const std::string& method, const std::string& argument);
@@ -105,12 +106,16 @@ private:
     GMainContext* m_context;
     GMainLoop* m_loop;
     GDBusServer* m_server = nullptr;
+    /** How many filters are no longer needed; of the thread, and of the destructor after it. */
+    std::size_t m_endedFilters = 0;
     std::thread m_thread;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::string m_address;
     std::vector<GDBusConnection*> m_connections;
+    /** One for each connection. */
+    std::vector<guint> m_filters;
     std::vector<Rule> m_rules;
     std::vector<std::string> m_calls;
     std::set<std::string> m_vanished;
