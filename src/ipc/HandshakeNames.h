@@ -3,8 +3,7 @@
 // _CLIENT_SYN_ACK and _CLIENT_ACK, and its partner the same names with _SERVICE.
 //
 // Nothing is checked here. The bus takes names of at most 255 bytes whose elements are letters,
-// digits,
-// '_' and '-' and start with no digit, and paths without '-' (D-Bus protocol, valid names).
+// digits, '_' and '-' and start with no digit, and paths without '-' (D-Bus protocol, valid names).
 #ifndef APPLIST_IPC_HANDSHAKENAMES_H
 #define APPLIST_IPC_HANDSHAKENAMES_H
 

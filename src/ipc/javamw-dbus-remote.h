@@ -250,8 +250,10 @@ public:
                                        void* user_data);
     /** @} */
 
-    /** The resend thread of the endpoint @p arg: a pass every 500 ms until nothing is left. @return
-     * null. */
+    /**
+     * The resend thread of the endpoint @p arg: a pass every 500 ms until nothing is left.
+     * @return null
+     */
     static void* TimerThread(void* arg);
     /**
      * One resend pass for the endpoint @p arg, with the handshake's mutex held. Lets no exception
