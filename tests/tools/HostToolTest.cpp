@@ -287,4 +287,18 @@ TEST(HostEntries, AreLeftOutWithAReasonWhenTheyCannotBeRead) {
     EXPECT_THAT(host.Output(), HasSubstr("!! left out " + folder.Path() + "/nameless.desktop: "));
 }
 
+TEST(HostWithoutPartner, IsToldOnceWhereToLookForTheReason) {
+    const PrivateBus bus;
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(host.WaitFor("no partner yet"));
+    const std::string hint = "\"applistctl check\" tells what keeps the partner away";
+    EXPECT_THAT(host.Output(), Not(HasSubstr(hint)));
+    host.Send("add radio Car Radio");
+    EXPECT_TRUE(host.WaitFor(hint));
+    host.Send("remove radio");
+    host.Send("quit");
+    EXPECT_EQ(host.WaitForExit(), 0);
+    EXPECT_EQ(host.Output().find(hint), host.Output().rfind(hint));
+}
+
 } // namespace

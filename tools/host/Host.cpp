@@ -179,9 +179,12 @@ void Host::OnLibraryLine(const std::string& line) {
     m_output.State((m_partner == Partner::There ? "the partner is gone" : "no partner yet") +
                    std::string(": changed on this side only. A partner gets the whole list when it "
                                "comes."));
-    if (m_partner == Partner::There) {
-        m_partner = Partner::Absent;
+    if (m_partner == Partner::Awaited) {
+        // Not the list at the start, which always comes before the partner. What the bus refuses,
+        // the library tells the log alone.
+        m_output.State("\"applistctl check\" tells what keeps the partner away");
     }
+    m_partner = m_partner == Partner::Unknown ? Partner::Awaited : Partner::Absent;
 }
 
 void Host::OnEvent(AppListModel* model, const std::string& text) {

@@ -33,7 +33,7 @@ public:
     static std::vector<Command> CommandsFor(Host* host);
 
 private:
-    enum class Partner { Unknown, There, Absent };
+    enum class Partner { Unknown, Awaited, There, Absent };
 
     void OnItemSelectionEvent(AppListModel* model) override;
     void OnItemChangeEvent(AppListModel* model) override;
