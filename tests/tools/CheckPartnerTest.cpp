@@ -12,6 +12,7 @@
 #include "ToolProcess.h"
 
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -67,7 +68,7 @@ TEST_F(CheckPartner, AsksForAPartnerAndSaysThatThereIsNone) {
     ToolProcess check({"check", "partner", "--limit=0.2", "--wait=0.3"});
     EXPECT_EQ(check.WaitForExit(), 1);
     EXPECT_THAT(check.Output(), HasSubstr("Please start the partner, within 0.3 s."));
-    EXPECT_THAT(check.Output(), HasSubstr("0 passed, 0 broken, 27 not seen"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("not seen")));
     EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
 }
 

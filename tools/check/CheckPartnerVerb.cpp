@@ -78,7 +78,9 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
     PartnerCommand partner(line.Value("restart", ""));
     CheckRun run{output, list, partner, limit, wait};
     if (!HandshakeCheck::FindPartner(run)) {
-        list.Show(output);
+        if (list.AnyBroken()) {
+            list.Show(output);
+        }
         output.Error("no partner has answered; \"applistctl check\" looks for the reason");
         return EXIT_STATUS_FAILED;
     }
