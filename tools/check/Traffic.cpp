@@ -45,10 +45,7 @@ Traffic::Traffic(GDBusConnection* connection)
         const std::lock_guard<std::mutex> lock(m_record->mutex);
         m_record->self = m_record;
     }
-    m_filterId =
-        g_dbus_connection_add_filter(connection, OnMessage, m_record.get(), [](gpointer record) {
-            const std::shared_ptr<Record> last = std::move(static_cast<Record*>(record)->self);
-        });
+    m_filterId = g_dbus_connection_add_filter(connection, OnMessage, m_record.get(), OnFilterEnd);
 }
 
 Traffic::~Traffic() {
@@ -102,6 +99,14 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
     }
     g_main_context_wakeup(nullptr);
     return message;
+}
+
+void Traffic::OnFilterEnd(gpointer user_data) {
+    std::shared_ptr<Record> last;
+    auto* const record = static_cast<Record*>(user_data);
+    // Behind the filter's last run, also for who cannot see that GDBus counts the runs.
+    const std::lock_guard<std::mutex> lock(record->mutex);
+    last = std::move(record->self);
 }
 
 void Traffic::Record::TakeRequest(GDBusMessage* message) {

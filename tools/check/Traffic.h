@@ -54,6 +54,7 @@ private:
 
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
                                    gboolean incoming, gpointer user_data);
+    static void OnFilterEnd(gpointer user_data);
 
     GDBusConnection* m_connection;
     std::shared_ptr<Record> m_record;
