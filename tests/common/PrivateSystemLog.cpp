@@ -85,7 +85,7 @@ bool EnterNamespaces() {
     if (unshare(CLONE_NEWNS) != 0 && !EnterUserNamespace()) {
         return false;
     }
-    return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    return mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("none", "/run", "tmpfs", 0, nullptr) == 0 &&
            mount("none", "/dev", "tmpfs", 0, nullptr) == 0;
 }

@@ -68,7 +68,7 @@ TEST_F(SendingMessages, CarriesAMegabyteBothWays) {
     Connect();
     partner.AnswerWith([](const Bytes& request) { return request; });
     Bytes data = Megabyte();
-    EXPECT_TRUE(endpoint->SendMessage(data) == Megabyte());
+    ASSERT_TRUE(endpoint->SendMessage(data) == Megabyte());
     EXPECT_TRUE(partner.Requests().front() == Megabyte());
     EXPECT_THAT(CapturedLog::Messages(),
                 ElementsAre("DEBUG Sending sync message with 1048576 bytes",
@@ -403,7 +403,7 @@ TEST_F(ReceivingMessages, CarriesAMegabyteBothWays) {
     RecordingEndpoint::Actions actions;
     actions.onMessage = [](Bytes& data) { return data; };
     Connect(actions);
-    EXPECT_TRUE(CallFrom(partner, Megabyte(), OwnName()).bytes == Megabyte());
+    ASSERT_TRUE(CallFrom(partner, Megabyte(), OwnName()).bytes == Megabyte());
     EXPECT_TRUE(endpoint->Messages().front() == Megabyte());
 }
 
