@@ -61,7 +61,11 @@ public:
     ScheduleRun(Explorer::Delivery delivery, Figures& figures)
         : m_delivery(delivery), m_figures(figures) {
         m_host.Bus().OnCall([this](const std::string& call) { OnBusCall(call); });
-        m_endpoint.emplace("Applist", [this](const std::string& report) { Append(report); });
+        RecordingEndpoint::Actions actions;
+        actions.onReady = [this](bool ready, const std::string& partner) {
+            Append(RecordingEndpoint::Readiness{ready, partner}.Report());
+        };
+        m_endpoint.emplace(actions);
         m_ownName = g_dbus_connection_get_unique_name(m_host.Connection());
         m_held.emplace();
         TakeTrace();

@@ -10,10 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <CapturedLog.h>
+#include <RecordingEndpoint.h>
 
 #include "DoubleHost.h"
 #include "LibraryCalls.h"
-#include "RecordingEndpoint.h"
 
 using Strings = std::vector<std::string>;
 

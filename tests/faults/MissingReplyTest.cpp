@@ -37,9 +37,9 @@ TEST_F(MissingReply, EndsRequestNameReleaseNameAndSendAfter25Seconds) {
     double release = 0;
     double send = 0;
     std::thread requester(
-        [&] { request = SecondsOf([] { const RecordingEndpoint e("MissesItsRequest"); }); });
+        [&] { request = SecondsOf([] { const RecordingEndpoint e({}, "MissesItsRequest"); }); });
     std::thread releaser(
-        [&] { release = SecondsOf([] { const RecordingEndpoint e("MissesItsRelease"); }); });
+        [&] { release = SecondsOf([] { const RecordingEndpoint e({}, "MissesItsRelease"); }); });
     std::thread sender([&] {
         std::vector<char> data = ByteVector("x");
         send = SecondsOf([&] { EXPECT_TRUE(Endpoint().SendMessage(data).empty()); });

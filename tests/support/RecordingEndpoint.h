@@ -22,6 +22,8 @@ public:
         bool operator==(const Readiness& other) const {
             return ready == other.ready && partner == other.partner;
         }
+        /** "ready :1.7" or "lost :1.7" */
+        std::string Report() const { return (ready ? "ready " : "lost ") + partner; }
     };
 
     /** What the handlers do besides recording; runs inside them. */
@@ -64,6 +66,13 @@ public:
     std::vector<Bytes> Messages() { return Copy(m_messages); }
     std::vector<Bytes> Notifications() { return Copy(m_notifications); }
     std::vector<Readiness> Readinesses() { return Copy(m_readiness); }
+    std::vector<std::string> Reports() {
+        std::vector<std::string> reports;
+        for (const Readiness& readiness : Readinesses()) {
+            reports.push_back(readiness.Report());
+        }
+        return reports;
+    }
     std::vector<std::thread::id> ReadinessThreads() { return Copy(m_readinessThreads); }
 
 private:
@@ -88,7 +97,7 @@ private:
 };
 
 inline std::ostream& operator<<(std::ostream& os, const RecordingEndpoint::Readiness& readiness) {
-    return os << (readiness.ready ? "ready " : "lost ") << readiness.partner;
+    return os << readiness.Report();
 }
 
 #endif
