@@ -52,6 +52,11 @@ PrivateBus::PrivateBus(const std::function<std::string(const std::string&)>& con
     Start();
 }
 
+std::size_t PrivateBus::LargestMessage() {
+    constexpr std::size_t MIB = 1024 * 1024;
+    return (IsBroker() ? 128 : 32) * MIB;
+}
+
 void PrivateBus::MakeFolder() {
     IsBroker(); // throws while there is nothing to tidy up
     char folder[] = "/tmp/applist-bus-XXXXXX";

@@ -29,6 +29,9 @@ public:
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
+    /** What the kind of bus takes in one message, in bytes; it cuts off who sends more. */
+    static std::size_t LargestMessage();
+
     const std::string& Address() const { return m_address; }
 
     /** A connection of its own (not the process's shared one). The caller owns it. */
