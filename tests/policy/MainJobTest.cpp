@@ -17,6 +17,10 @@ struct Cast {
     std::function<BusUser()> partner;
 };
 
+void PrintTo(const Cast& cast, std::ostream* os) {
+    *os << cast.name;
+}
+
 std::string Setting(const char* variable, const std::string& value) {
     return std::string("APPLIST_BUS_") + variable + "=" + value;
 }

@@ -3,6 +3,7 @@
 #define APPLIST_TESTS_POLICYTEST_H
 
 #include <cstdlib>
+#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -18,6 +19,10 @@ inline constexpr Daemon DAEMONS[] = {Daemon::DBUS_DAEMON, Daemon::DBUS_BROKER};
 
 inline std::string NameOf(Daemon daemon) {
     return daemon == Daemon::DBUS_DAEMON ? "DbusDaemon" : "DbusBroker";
+}
+
+inline void PrintTo(Daemon daemon, std::ostream* os) {
+    *os << NameOf(daemon);
 }
 
 /** From here on, this is the kind of a PrivateBus. Skips the test if there is none. */

@@ -134,6 +134,10 @@ struct MissingRow {
     const char* missing;
 };
 
+void PrintTo(const MissingRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
 const MissingRow MISSING[] = {
     {"NoPartner",
      {"_CLIENT_SYN"},
@@ -243,6 +247,10 @@ struct MessageRow {
     std::string bytes;
     const char* told;
 };
+
+void PrintTo(const MessageRow& row, std::ostream* os) {
+    *os << row.name;
+}
 
 const MessageRow REQUESTS[] = {
     {"SetSelection", Framed("Clock\nc1\n", 2000), "APPLIST_SET_SELECTION_FNC (2000): Clock (c1)\n"},
@@ -379,6 +387,10 @@ struct MalformedRow {
     void (*write)(CaptureWriter& capture);
     const char* told;
 };
+
+void PrintTo(const MalformedRow& row, std::ostream* os) {
+    *os << row.name;
+}
 
 const MalformedRow MALFORMED[] = {
     {"RequestWithoutABody",
@@ -606,6 +618,10 @@ struct UsageRow {
     std::vector<std::string> arguments;
     const char* errors;
 };
+
+void PrintTo(const UsageRow& row, std::ostream* os) {
+    *os << row.name;
+}
 
 const UsageRow USAGE[] = {
     {"Arguments", {"monitor", "x"}, "it takes no arguments"},
