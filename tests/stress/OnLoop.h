@@ -3,8 +3,9 @@
 #ifndef APPLIST_TESTS_ONLOOP_H
 #define APPLIST_TESTS_ONLOOP_H
 
+#include <condition_variable>
 #include <functional>
-#include <future>
+#include <mutex>
 
 #include <glib.h>
 
@@ -12,23 +13,29 @@
 inline void OnLoop(const std::function<void()>& work) {
     struct Task {
         const std::function<void()>& work;
-        std::promise<void> done;
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool isDone = false;
     };
-    Task task{work, {}};
+    Task task{work, {}, {}};
+    std::unique_lock<std::mutex> lock(task.mutex);
     GSource* const source = g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
     g_source_set_callback(
         source,
         [](void* data) -> gboolean {
-            auto* const self = static_cast<Task*>(data);
-            self->work();
-            self->done.set_value();
+            Task& self = *static_cast<Task*>(data);
+            // Until the end: whoever waits may leave, and take the task along, once it has this.
+            const std::lock_guard<std::mutex> held(self.mutex);
+            self.work();
+            self.isDone = true;
+            self.changed.notify_all();
             return G_SOURCE_REMOVE;
         },
         &task, nullptr);
     g_source_attach(source, nullptr);
     g_source_unref(source);
-    task.done.get_future().wait();
+    task.changed.wait(lock, [&] { return task.isDone; });
 }
 
 #endif
