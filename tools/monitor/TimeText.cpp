@@ -27,14 +27,14 @@ std::string Span(Microseconds span) {
 }
 
 std::string OfDay(Microseconds time) {
-    const std::time_t seconds = time / SECOND;
+    const auto seconds = static_cast<std::time_t>(time / SECOND);
     std::tm fields{};
     localtime_r(&seconds, &fields);
     return Format("%H:%M:%S", fields, time);
 }
 
 std::string Iso(Microseconds time) {
-    const std::time_t seconds = time / SECOND;
+    const auto seconds = static_cast<std::time_t>(time / SECOND);
     std::tm fields{};
     gmtime_r(&seconds, &fields);
     return Format("%Y-%m-%dT%H:%M:%S", fields, time) + "Z";
