@@ -24,7 +24,7 @@ struct Phase {
     Rows rows; ///< what it did
 
     bool HasTime() const { return std::chrono::steady_clock::now() < deadline; }
-    std::size_t Pick(std::size_t choices) { return numbers() % choices; }
+    std::size_t Pick(std::size_t choices) { return static_cast<std::size_t>(numbers() % choices); }
     void Did(const std::string& what, unsigned long number) {
         rows.emplace_back(what, std::to_string(number));
     }

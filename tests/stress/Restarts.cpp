@@ -91,7 +91,7 @@ public:
 private:
     void Run() {
         while (!m_ends) {
-            Edit(m_numbers() % 100);
+            Edit(static_cast<std::size_t>(m_numbers() % 100));
             ++m_operations;
             if (!EventLog::IsReady()) {
                 std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -99,7 +99,7 @@ private:
         }
     }
 
-    Item* Any() { return m_items[m_numbers() % m_items.size()].get(); }
+    Item* Any() { return m_items[static_cast<std::size_t>(m_numbers() % m_items.size())].get(); }
 
     void Edit(std::size_t kind) {
         if (kind < 30) {
