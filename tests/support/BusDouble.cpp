@@ -74,13 +74,13 @@ BusDouble::~BusDouble() {
         },
         m_loop);
     m_thread.join();
-    for (std::size_t index = 0; index < m_connections.size(); ++index) {
-        g_dbus_connection_close_sync(m_connections[index], nullptr, nullptr);
-        g_dbus_connection_remove_filter(m_connections[index], m_filters[index]);
-        g_object_unref(m_connections[index]);
+    for (const Client& client : m_clients) {
+        g_dbus_connection_close_sync(client.connection, nullptr, nullptr);
+        g_dbus_connection_remove_filter(client.connection, client.filter);
+        g_object_unref(client.connection);
     }
     // GDBus's worker may be inside a filter still; its end is told in the context it came from.
-    while (m_endedFilters < m_filters.size()) {
+    while (m_endedFilters < m_clients.size()) {
         g_main_context_iteration(m_context, TRUE);
     }
     // For ThreadSanitizer, which does not see the locks of the connections' threads.
@@ -117,9 +117,9 @@ void BusDouble::Run() {
 gboolean BusDouble::OnConnection(GDBusServer* /*server*/, GDBusConnection* connection, void* self) {
     auto* const bus = static_cast<BusDouble*>(self);
     const std::lock_guard<std::mutex> lock(bus->m_mutex);
-    bus->m_connections.push_back(static_cast<GDBusConnection*>(g_object_ref(connection)));
-    bus->m_filters.push_back(
-        g_dbus_connection_add_filter(connection, OnMessage, self, OnFilterEnd));
+    bus->m_clients.push_back(
+        {static_cast<GDBusConnection*>(g_object_ref(connection)),
+         g_dbus_connection_add_filter(connection, OnMessage, self, OnFilterEnd)});
     return TRUE;
 }
 
@@ -272,13 +272,13 @@ void BusDouble::Emit(const std::string& sender, const std::string& path,
                      const std::string& interface, const std::string& member, GVariant* body) {
     const std::shared_ptr<GVariant> kept(g_variant_ref_sink(body), g_variant_unref);
     const std::lock_guard<std::mutex> lock(m_mutex);
-    for (GDBusConnection* const connection : m_connections) {
+    for (const Client& client : m_clients) {
         g_autoptr(GDBusMessage) signal =
             g_dbus_message_new_signal(path.c_str(), interface.c_str(), member.c_str());
         g_dbus_message_set_sender(signal, sender.c_str());
         g_dbus_message_set_body(signal, kept.get());
-        g_dbus_connection_send_message(connection, signal, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
-                                       nullptr);
+        g_dbus_connection_send_message(client.connection, signal, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
+                                       nullptr, nullptr);
     }
 }
 
@@ -303,7 +303,7 @@ void BusDouble::ForgetVanished() {
 
 void BusDouble::Disconnect() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    for (GDBusConnection* const connection : m_connections) {
-        g_dbus_connection_close(connection, nullptr, nullptr, nullptr);
+    for (const Client& client : m_clients) {
+        g_dbus_connection_close(client.connection, nullptr, nullptr, nullptr);
     }
 }

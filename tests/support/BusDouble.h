@@ -87,6 +87,10 @@ public:
     void Disconnect();
 
 private:
+    struct Client {
+        GDBusConnection* connection; ///< a reference of ours
+        guint filter;
+    };
     struct Rule {
         std::string method;
         std::string argument;
@@ -113,9 +117,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::string m_address;
-    std::vector<GDBusConnection*> m_connections;
-    /** One for each connection. */
-    std::vector<guint> m_filters;
+    std::vector<Client> m_clients;
     std::vector<Rule> m_rules;
     std::vector<std::string> m_calls;
     std::set<std::string> m_vanished;
