@@ -33,7 +33,12 @@ public:
     static std::vector<Command> CommandsFor(Host* host);
 
 private:
-    enum class Partner { Unknown, Awaited, There, Absent };
+    enum class Partner {
+        Unknown, ///< nothing has been asked of it
+        Awaited, ///< the first request found none: it may just be starting
+        There,
+        Absent
+    };
 
     void OnItemSelectionEvent(AppListModel* model) override;
     void OnItemChangeEvent(AppListModel* model) override;
