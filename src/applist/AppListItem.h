@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include <common/Export.h>
+#include "../common/Export.h"
 
 /**
  * An item of the list, implemented by the host (or taken ready-made: RemoteAppListItem).

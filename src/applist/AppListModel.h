@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include <common/Export.h>
+#include "../common/Export.h"
 
 class AppListItem;
 class ItemChangeListener;

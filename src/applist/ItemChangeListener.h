@@ -2,7 +2,7 @@
 #ifndef APPLIST_APPLIST_ITEMCHANGELISTENER_H
 #define APPLIST_APPLIST_ITEMCHANGELISTENER_H
 
-#include <common/Export.h>
+#include "../common/Export.h"
 
 class AppListModel;
 

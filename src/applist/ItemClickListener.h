@@ -2,7 +2,7 @@
 #ifndef APPLIST_APPLIST_ITEMCLICKLISTENER_H
 #define APPLIST_APPLIST_ITEMCLICKLISTENER_H
 
-#include <common/Export.h>
+#include "../common/Export.h"
 
 class AppListModel;
 

@@ -6,8 +6,8 @@
 #include <ostream>
 #include <string>
 
-#include <applist/AppListItem.h>
-#include <common/Export.h>
+#include "../common/Export.h"
+#include "AppListItem.h"
 
 /**
  * An item that holds its name and id by value. Both are empty after default construction.

@@ -2,7 +2,7 @@
 #ifndef APPLIST_COMMON_PTAUTOLOCK_H
 #define APPLIST_COMMON_PTAUTOLOCK_H
 
-#include <common/PTMutex.h>
+#include "PTMutex.h"
 
 /**
  * Locks a mutex when constructed and unlocks it when destroyed, also when the scope is left by an

@@ -4,8 +4,8 @@
 
 #include <pthread.h>
 
-#include <common/Export.h>
-#include <common/ThreadAnnotations.h>
+#include "Export.h"
+#include "ThreadAnnotations.h"
 
 /**
  * A mutex with default attributes: not recursive, not shared between processes.

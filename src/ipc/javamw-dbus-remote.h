@@ -11,8 +11,8 @@
 #include <gio/gio.h>
 #include <pthread.h>
 
-#include <common/Export.h>
-#include <common/PTMutex.h>
+#include "../common/Export.h"
+#include "../common/PTMutex.h"
 
 class EndpointRegistration;
 
