@@ -35,18 +35,20 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/applist-config-version.cm
 install(FILES ${PROJECT_BINARY_DIR}/applist-config.cmake
     ${PROJECT_BINARY_DIR}/applist-config-version.cmake DESTINATION ${package_folder})
 
-# Where it lies says what the prefix is, as "cmake --install --prefix" may name another one; but for
-# who installs into absolute folders.
-set(APPLIST_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
-set(APPLIST_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-set(APPLIST_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
-if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
-    file(RELATIVE_PATH APPLIST_PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-    string(REGEX REPLACE "/$" "" APPLIST_PC_PREFIX "\${pcfiledir}/${APPLIST_PC_PREFIX}")
-    set(APPLIST_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
-    set(APPLIST_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
-endif()
-configure_file(${PROJECT_SOURCE_DIR}/cmake/applist.pc.in ${PROJECT_BINARY_DIR}/applist.pc @ONLY)
+# The prefix is written at installation, as "cmake --install --prefix" may name another one. It is a
+# plain path: classic pkg-config puts PKG_CONFIG_SYSROOT_DIR in front of ${pcfiledir}, which already
+# lies in the sysroot. A tree that is moved afterwards is found with "pkg-config --define-prefix".
+set(APPLIST_PC_PREFIX "@CMAKE_INSTALL_PREFIX@")
+foreach(folder INCLUDEDIR LIBDIR)
+    if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+        set(APPLIST_PC_${folder} "${CMAKE_INSTALL_${folder}}")
+    else()
+        set(APPLIST_PC_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
+    endif()
+endforeach()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/applist.pc.in ${PROJECT_BINARY_DIR}/applist.pc.in @ONLY)
+install(CODE "configure_file(\"${PROJECT_BINARY_DIR}/applist.pc.in\"
+    \"${PROJECT_BINARY_DIR}/applist.pc\" @ONLY)")
 install(FILES ${PROJECT_BINARY_DIR}/applist.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(APPLIST_BUILD_TOOLS)
