@@ -221,27 +221,25 @@ std::vector<char> RemoteAppListModel::GetRemoteSelectionData() {
 // Events of the partner
 
 void RemoteAppListModel::OnNotificationReceive(int id, const std::vector<char>& /*data*/) {
-    switch (id) {
+    switch (static_cast<AppListNotification>(id)) {
     case APPLIST_ITEM_CHANGE_EVENT:
         APPLIST_LOG_DEBUG("ItemChageEvent from local model. Listeners :%d",
                           static_cast<int>(m_changeListeners.Count()));
         m_changeListeners.Call(&ItemChangeListener::OnItemChangeEvent, this);
-        break;
+        return;
     case APPLIST_ITEM_SELECTION_EVENT:
         OnSelectionEvent();
-        break;
+        return;
     case APPLIST_ITEM_CLICKED_EVENT:
         APPLIST_LOG_DEBUG("ItemClickedEvent from local model. Listeners :%d",
                           static_cast<int>(m_clickListeners.Count()));
         m_clickListeners.Call(&ItemClickListener::OnItemClickedEvent, this);
-        break;
+        return;
     case APPLIST_LOCAL_CREATED_EVENT:
         OnLocalCreatedEvent();
-        break;
-    default:
-        APPLIST_LOG_DEBUG("Message received with unknown id=%d", id);
-        break;
+        return;
     }
+    APPLIST_LOG_DEBUG("Message received with unknown id=%d", id);
 }
 
 // The event does not say what is selected now: ask, then tell the listeners.

@@ -1,10 +1,14 @@
 // What "applistctl monitor --read" tells of captures that are made here, message by message.
+#include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+
+#include <shared/Protocol.h>
 
 #include "CaptureWriter.h"
 #include "TemporaryFolder.h"
@@ -278,6 +282,15 @@ TEST_P(MonitorRequest, IsToldByNameWithItsItems) {
     EXPECT_EQ(told.status, 0) << told.text;
     EXPECT_THAT(told.text,
                 HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().told)));
+}
+
+TEST(MonitorRequests, OfTheseTestsCoverTheTable) {
+    for (const RequestKind& kind : Protocol::REQUESTS) {
+        const std::string title = kind.name + (" (" + std::to_string(kind.id) + ")");
+        EXPECT_TRUE(std::any_of(std::begin(REQUESTS), std::end(REQUESTS), [&](const auto& row) {
+            return std::string(row.told).find(title) == 0;
+        })) << title;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS),

@@ -1,20 +1,24 @@
 #include <check/CheckPartnerVerb.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include <check/CheckRun.h>
 #include <shared/ExitStatus.h>
+#include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
 namespace {
 
 constexpr const char* PROGRAM = "applistctl check partner";
 
-// What would stop the library for the 25 seconds that it waits for an answer.
-constexpr Duty BEFORE_THE_LIBRARY[] = {
-    Duty::AnswersSyn,    Duty::AnswersSelect,     Duty::AnswersQuery, Duty::AnswersClear,
-    Duty::AnswersAdd,    Duty::AnswersAppend,     Duty::AnswersClick, Duty::AnswersRemove,
-    Duty::AnswersModify, Duty::NeverAsksMeanwhile};
+// The library would wait 25 seconds for each reply of a partner that breaks one of these duties.
+bool IsFitForTheLibrary(const Checklist& list) {
+    return !list.IsBroken(Duty::AnswersSyn) && !list.IsBroken(Duty::SendsNoRequestMeanwhile) &&
+           std::none_of(
+               std::begin(Protocol::REQUESTS), std::end(Protocol::REQUESTS),
+               [&list](const RequestKind& kind) { return list.IsBroken(ChecklistRow(kind.id)); });
+}
 
 void CheckAll(CheckRun& run) {
     HandshakeCheck::CheckTwoHosts(run);
@@ -25,15 +29,16 @@ void CheckAll(CheckRun& run) {
         run.list.Skip(Duty::StartsTogether, "needs --restart");
     }
     run.list.Skip(Duty::AnnouncesItself, "it was running already");
-    const bool isFit = std::none_of(std::begin(BEFORE_THE_LIBRARY), std::end(BEFORE_THE_LIBRARY),
-                                    [&](Duty duty) { return run.list.IsBroken(duty); });
+    const bool isFit = IsFitForTheLibrary(run.list);
     if (isFit) {
         LibraryCheck::Check(run);
     }
-    for (const Duty duty : {Duty::WorksWithTheLibrary, Duty::ComesBack, Duty::TellsASelection,
-                            Duty::TellsAClick, Duty::TellsAChange}) {
-        run.list.Skip(duty, isFit ? "the library does not work with it"
-                                  : "left out: the library would wait for it");
+    const char* const reason =
+        isFit ? "the library does not work with it" : "left out: the library would wait for it";
+    run.list.Skip(Duty::WorksWithTheLibrary, reason);
+    run.list.Skip(Duty::ReconnectsAfterARestart, reason);
+    for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
+        run.list.Skip(ChecklistRow(kind.id), reason);
     }
 }
 

@@ -42,7 +42,7 @@ void Check(CheckRun& run, BareHost& host);
 }
 
 /** Our notifications so far, and whether the partner asked us something meanwhile. */
-void JudgeTraffic(CheckRun& run, const Traffic& traffic);
+void RecordTraffic(CheckRun& run, const Traffic& traffic);
 
 /** The library itself with the partner, its restart, and what its user does. */
 namespace LibraryCheck {

@@ -1,15 +1,20 @@
 #include <check/Checklist.h>
 
 #include <algorithm>
+#include <iterator>
+#include <vector>
+
+#include <shared/Protocol.h>
 
 namespace {
 
 struct DutyText {
     Duty duty;
     const char* heading; ///< starts a group
-    const char* text;
+    const char* text;    ///< null for a duty with a row for each message
 };
 
+// In the order of the enumeration.
 constexpr DutyText TEXTS[] = {
     {Duty::AnnouncesItself, "Handshake", "announces _SERVICE_SYN when it starts"},
     {Duty::AnswersSyn, nullptr, "answers _CLIENT_SYN with _SERVICE_SYN_ACK"},
@@ -20,84 +25,126 @@ constexpr DutyText TEXTS[] = {
     {Duty::ServesAtOnce, nullptr, "takes requests as soon as it has answered"},
     {Duty::KeepsItsHost, nullptr, "keeps its host when another one announces itself"},
     {Duty::LooksForTheNext, nullptr, "announces _SERVICE_SYN when its host has gone"},
-    {Duty::AsksForTheList, nullptr, "sends notification 4 after each handshake"},
-    {Duty::AnswersSelect, "Requests", "answers 2000, select"},
-    {Duty::AnswersQuery, nullptr, "answers 2001, which is selected"},
-    {Duty::AnswersClear, nullptr, "answers 2003, remove all"},
-    {Duty::AnswersAdd, nullptr, "answers 2004, add"},
-    {Duty::AnswersAppend, nullptr, "answers 2005, add at the end"},
-    {Duty::AnswersClick, nullptr, "answers 2006, clicked"},
-    {Duty::AnswersRemove, nullptr, "answers 2007, remove"},
-    {Duty::AnswersModify, nullptr, "answers 2008, modify"},
-    {Duty::TellsTheSelection, nullptr, "replies to 2001 with the selected item's bare record"},
-    {Duty::LetsGoOfTheSelection, nullptr, "selects no item that has left the list"},
-    {Duty::NeverAsksMeanwhile, nullptr, "asks the host nothing while it answers"},
-    {Duty::NotifiesRightly, "Notifications", "(ay), ids 1 to 4, to its host alone"},
+    {Duty::AnswersRequest, "Requests", nullptr},
+    {Duty::RepliesWithTheSelection, nullptr,
+     "replies to 2001 with the selected item's bare record"},
+    {Duty::DropsARemovedSelection, nullptr, "selects no item that has left the list"},
+    {Duty::SendsNoRequestMeanwhile, nullptr, "sends the host no request while it answers"},
+    {Duty::SendsNotification, "Notifications", nullptr},
+    {Duty::NotifiesItsHostOnly, nullptr, "sends (ay) with a known id, to its host only"},
     {Duty::WorksWithTheLibrary, "With the library", "is found, is filled, answers every operation"},
-    {Duty::ComesBack, nullptr, "is found and filled again after its restart"},
-    {Duty::TellsASelection, nullptr, "tells its user's selection: 2, then 2001 names it"},
-    {Duty::TellsAClick, nullptr, "tells its user's click: 3"},
-    {Duty::TellsAChange, nullptr, "tells a change of its list: 1"},
+    {Duty::ReconnectsAfterARestart, nullptr, "is found and filled again after its restart"},
 };
+
+constexpr bool EachDutyHasAText() {
+    std::size_t count = 0;
+    for (const DutyText& text : TEXTS) {
+        if (static_cast<std::size_t>(text.duty) != count++) {
+            return false;
+        }
+    }
+    return count == static_cast<std::size_t>(Duty::Count);
+}
+static_assert(EachDutyHasAText(), "TEXTS lacks a duty, or is in another order");
+
+struct RowText {
+    ChecklistRow row;
+    const char* heading;
+    std::string text;
+};
+
+// The rows of a duty: most have one, some have one for each message.
+void AppendRows(const DutyText& duty, std::vector<RowText>& rows) {
+    const std::size_t first = rows.size();
+    if (duty.duty == Duty::AnswersRequest) {
+        for (const RequestKind& kind : Protocol::REQUESTS) {
+            rows.push_back({ChecklistRow(kind.id), nullptr,
+                            "answers " + std::to_string(kind.id) + ", " + kind.word});
+        }
+    } else if (duty.duty == Duty::SendsNotification) {
+        for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
+            rows.push_back(
+                {ChecklistRow(kind.id), nullptr,
+                 "sends " + std::to_string(kind.id) + ", " + kind.word + ", " + kind.occasion});
+        }
+    } else {
+        rows.push_back({duty.duty, nullptr, duty.text});
+    }
+    rows[first].heading = duty.heading;
+}
+
+std::vector<RowText> AllRows() {
+    std::vector<RowText> rows;
+    for (const DutyText& duty : TEXTS) {
+        AppendRows(duty, rows);
+    }
+    return rows;
+}
 
 } // namespace
 
-void Checklist::Pass(Duty duty, const std::string& evidence) {
-    Row& row = m_rows[duty];
-    if (row.verdict != Verdict::Broken) {
-        row = {Verdict::Passed, evidence};
+void Checklist::Pass(ChecklistRow row, const std::string& evidence) {
+    Finding& finding = m_findings[row];
+    if (finding.verdict != Verdict::Broken) {
+        finding = {Verdict::Passed, evidence};
     }
 }
 
-void Checklist::Break(Duty duty, const std::string& evidence) {
-    if (!IsBroken(duty)) {
-        m_rows[duty] = {Verdict::Broken, evidence};
+void Checklist::Break(ChecklistRow row, const std::string& evidence) {
+    if (!IsBroken(row)) {
+        m_findings[row] = {Verdict::Broken, evidence};
     }
 }
 
-void Checklist::Judge(Duty duty, bool passed, const std::string& evidence,
-                      const std::string& problem) {
-    passed ? Pass(duty, evidence) : Break(duty, problem);
+void Checklist::Record(ChecklistRow row, bool passed, const std::string& evidence,
+                       const std::string& problem) {
+    passed ? Pass(row, evidence) : Break(row, problem);
 }
 
-void Checklist::Skip(Duty duty, const std::string& reason) {
-    Row& row = m_rows[duty];
-    if (row.verdict == Verdict::NotSeen && row.evidence.empty()) {
-        row.evidence = reason;
+void Checklist::Skip(ChecklistRow row, const std::string& reason) {
+    Finding& finding = m_findings[row];
+    if (finding.verdict == Verdict::NotSeen && finding.evidence.empty()) {
+        finding.evidence = reason;
     }
 }
 
-bool Checklist::IsBroken(Duty duty) const {
-    const auto row = m_rows.find(duty);
-    return row != m_rows.end() && row->second.verdict == Verdict::Broken;
+bool Checklist::IsBroken(ChecklistRow row) const {
+    const auto found = m_findings.find(row);
+    return found != m_findings.end() && found->second.verdict == Verdict::Broken;
 }
 
 bool Checklist::AnyBroken() const {
-    return std::any_of(m_rows.begin(), m_rows.end(),
-                       [](const auto& row) { return row.second.verdict == Verdict::Broken; });
+    return std::any_of(m_findings.begin(), m_findings.end(), [](const auto& finding) {
+        return finding.second.verdict == Verdict::Broken;
+    });
 }
 
 void Checklist::Show(Output& output) const {
+    const std::vector<RowText> rows = AllRows();
     std::size_t column = 0;
     std::size_t counts[3] = {};
-    for (const DutyText& line : TEXTS) {
-        column = std::max(column, std::string(line.text).size());
+    for (const RowText& line : rows) {
+        column = std::max(column, line.text.size());
     }
-    for (const DutyText& line : TEXTS) {
-        const auto found = m_rows.find(line.duty);
-        const Row row = found != m_rows.end() ? found->second : Row();
-        ++counts[static_cast<std::size_t>(row.verdict)];
+    for (const RowText& line : rows) {
+        const auto found = m_findings.find(line.row);
+        const Finding finding = found != m_findings.end() ? found->second : Finding();
+        ++counts[static_cast<std::size_t>(finding.verdict)];
         if (line.heading != nullptr) {
             output.State(line.heading);
         }
-        const std::string text = line.text;
-        const std::string rest = text + std::string(column + 2 - text.size(), ' ') + row.evidence;
-        if (row.verdict == Verdict::Broken) {
-            output.Line("  BROKEN    " + rest, Output::Tone::Problem);
-        } else if (row.verdict == Verdict::Passed) {
-            output.Line("  passed    " + rest, Output::Tone::Sent);
-        } else {
+        const std::string rest =
+            line.text + std::string(column + 2 - line.text.size(), ' ') + finding.evidence;
+        switch (finding.verdict) {
+        case Verdict::NotSeen:
             output.Line("  not seen  " + rest);
+            break;
+        case Verdict::Passed:
+            output.Line("  passed    " + rest, Output::Tone::Sent);
+            break;
+        case Verdict::Broken:
+            output.Line("  BROKEN    " + rest, Output::Tone::Problem);
+            break;
         }
     }
     output.State(std::to_string(counts[1]) + " passed, " + std::to_string(counts[2]) + " broken, " +

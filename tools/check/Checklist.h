@@ -2,9 +2,12 @@
 #ifndef APPLIST_TOOLS_CHECKLIST_H
 #define APPLIST_TOOLS_CHECKLIST_H
 
+#include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 
+#include <applist/MessageIds.h>
 #include <shared/Output.h>
 
 enum class Duty {
@@ -17,48 +20,57 @@ enum class Duty {
     ServesAtOnce,
     KeepsItsHost,
     LooksForTheNext,
-    AsksForTheList,
-    AnswersSelect,
-    AnswersQuery,
-    AnswersClear,
-    AnswersAdd,
-    AnswersAppend,
-    AnswersClick,
-    AnswersRemove,
-    AnswersModify,
-    TellsTheSelection,
-    LetsGoOfTheSelection,
-    NeverAsksMeanwhile,
-    NotifiesRightly,
+    AnswersRequest, ///< one row for each request
+    RepliesWithTheSelection,
+    DropsARemovedSelection,
+    SendsNoRequestMeanwhile,
+    SendsNotification, ///< one row for each notification
+    NotifiesItsHostOnly,
     WorksWithTheLibrary,
-    ComesBack,
-    TellsASelection,
-    TellsAClick,
-    TellsAChange
+    ReconnectsAfterARestart,
+    Count ///< the number of duties
+};
+
+/** A row of the checklist: a duty, for some duties with the id of the message that it is about. */
+struct ChecklistRow {
+    // Most duties are rows by themselves.
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    ChecklistRow(Duty itsDuty) : duty(itsDuty) {}
+    explicit ChecklistRow(AppListRequest request) : duty(Duty::AnswersRequest), message(request) {}
+    explicit ChecklistRow(AppListNotification notification)
+        : duty(Duty::SendsNotification), message(notification) {}
+
+    bool operator<(const ChecklistRow& other) const {
+        return std::tie(duty, message) < std::tie(other.duty, other.message);
+    }
+
+    Duty duty;
+    std::int32_t message = 0;
 };
 
 class Checklist {
 public:
     /** Evidence of a later pass takes the place of the earlier; a broken duty stays broken. */
-    void Pass(Duty duty, const std::string& evidence);
-    void Break(Duty duty, const std::string& evidence);
-    void Judge(Duty duty, bool passed, const std::string& evidence, const std::string& problem);
+    void Pass(ChecklistRow row, const std::string& evidence);
+    void Break(ChecklistRow row, const std::string& evidence);
+    void Record(ChecklistRow row, bool passed, const std::string& evidence,
+                const std::string& problem);
 
     /** Why a duty was not seen; the first reason counts. */
-    void Skip(Duty duty, const std::string& reason);
+    void Skip(ChecklistRow row, const std::string& reason);
 
-    bool IsBroken(Duty duty) const;
+    bool IsBroken(ChecklistRow row) const;
     bool AnyBroken() const;
     void Show(Output& output) const;
 
 private:
     enum class Verdict { NotSeen, Passed, Broken };
-    struct Row {
+    struct Finding {
         Verdict verdict = Verdict::NotSeen;
         std::string evidence;
     };
 
-    std::map<Duty, Row> m_rows;
+    std::map<ChecklistRow, Finding> m_findings;
 };
 
 #endif

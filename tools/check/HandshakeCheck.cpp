@@ -24,38 +24,40 @@ std::string NotWithin(const char* what, const CheckRun& run) {
 }
 
 // Waits for the partner's step, and says how long it took.
-bool JudgeStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
+bool CheckStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
     const auto start = Clock::now();
     const bool came = host.WaitForStep(suffix, run.limit);
     const std::string step = std::string("_SERVICE") + suffix;
-    run.list.Judge(duty, came,
-                   step + " of " + host.Partner() + " after " + InMilliseconds(SecondsSince(start)),
-                   NotWithin(step.c_str(), run));
+    run.list.Record(duty, came,
+                    step + " of " + host.Partner() + " after " +
+                        InMilliseconds(SecondsSince(start)),
+                    NotWithin(step.c_str(), run));
     return came;
 }
 
-void JudgeListWanted(CheckRun& run, BareHost& host, const char* when) {
+void CheckListRequested(CheckRun& run, BareHost& host, const char* when) {
     const bool came = host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, 1, run.limit);
-    run.list.Judge(Duty::AsksForTheList, came, "each time, last " + std::string(when),
-                   NotWithin("notification 4", run) + " " + when);
+    run.list.Record(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT), came,
+                    "each time, last " + std::string(when),
+                    NotWithin("notification 4", run) + " " + when);
 }
 
 // The object must be there before the partner's first word.
-void JudgeServesAtOnce(CheckRun& run, BareHost& host) {
+void CheckServesAtOnce(CheckRun& run, BareHost& host) {
     const Enquiry exchange = host.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
-    run.list.Judge(Duty::ServesAtOnce, exchange.problem.empty(),
-                   "2001 answered in " + InMilliseconds(exchange.seconds),
-                   "2001: " + exchange.problem);
+    run.list.Record(Duty::ServesAtOnce, exchange.problem.empty(),
+                    "2001 answered in " + InMilliseconds(exchange.seconds),
+                    "2001: " + exchange.problem);
 }
 
 // The partner has announced itself: answer as a host does that was there before.
 bool AnswerPartnersSyn(CheckRun& run, BareHost& host) {
     host.Announce("_SYN_ACK");
-    if (!JudgeStep(run, Duty::AnswersSynAck, host, "_ACK")) {
+    if (!CheckStep(run, Duty::AnswersSynAck, host, "_ACK")) {
         return false;
     }
-    JudgeServesAtOnce(run, host);
-    JudgeListWanted(run, host, "when it came later than the host");
+    CheckServesAtOnce(run, host);
+    CheckListRequested(run, host, "when it came later than the host");
     return true;
 }
 
@@ -97,7 +99,7 @@ void AnnounceSlowly(CheckRun& run, BareHost& host) {
 void CheckCrossed(CheckRun& run, BareHost& host) {
     host.ForgetSteps();
     host.Announce("_SYN_ACK");
-    JudgeStep(run, Duty::AnswersWhenBound, host, "_ACK");
+    CheckStep(run, Duty::AnswersWhenBound, host, "_ACK");
 }
 
 void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
@@ -105,7 +107,7 @@ void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
     second.Announce("_SYN");
     const bool answered = second.WaitForStep("_SYN_ACK", SHORT_WHILE_S);
     const Enquiry exchange = first.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
-    run.list.Judge(
+    run.list.Record(
         Duty::KeepsItsHost, !answered, "_CLIENT_SYN of " + second.UniqueName() + " got no answer",
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
 }
@@ -162,26 +164,26 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
     {
         BareHost first;
         AnnounceSlowly(run, first);
-        const bool isBound = JudgeStep(run, Duty::AnswersSyn, first, "_SYN_ACK");
+        const bool isBound = CheckStep(run, Duty::AnswersSyn, first, "_SYN_ACK");
         if (isBound) {
             run.list.Pass(Duty::IgnoresTaking, "silent for " + InMilliseconds(SHORT_WHILE_S) +
                                                    " with _CLIENT_SYN owned");
-            JudgeServesAtOnce(run, first);
+            CheckServesAtOnce(run, first);
             first.Announce("_ACK");
-            JudgeListWanted(run, first, "when it came before the host");
+            CheckListRequested(run, first, "when it came before the host");
             CheckCrossed(run, first);
             CheckSecondHost(run, first, second);
             RequestCheck::Check(run, first);
         } else {
             run.list.Skip(Duty::AnswersWhenBound, "it has not bound to the host");
         }
-        JudgeTraffic(run, first.Seen());
+        RecordTraffic(run, first.Seen());
         second.ForgetSteps();
     }
-    if (!JudgeStep(run, Duty::LooksForTheNext, second, "_SYN") || !AnswerPartnersSyn(run, second)) {
+    if (!CheckStep(run, Duty::LooksForTheNext, second, "_SYN") || !AnswerPartnersSyn(run, second)) {
         return;
     }
-    JudgeTraffic(run, second.Seen());
+    RecordTraffic(run, second.Seen());
     LetGo(run, std::move(host));
 }
 
@@ -212,5 +214,5 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
     }
     const std::string count =
         std::to_string(found) + " of " + std::to_string(STARTS_TOGETHER) + " starts";
-    run.list.Judge(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
+    run.list.Record(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
 }

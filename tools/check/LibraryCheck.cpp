@@ -1,30 +1,25 @@
 #include <check/CheckRun.h>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 
 #include <applist/AppListModel.h>
 #include <applist/AppListProxy.h>
-#include <applist/ItemChangeListener.h>
-#include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 #include <applist/MessageIds.h>
-#include <functional>
-
 #include <host/HostItem.h>
 #include <host/LibraryOutput.h>
+#include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
 namespace {
 
-// A host on the library, with a list of three items and a count of its events.
-class LibraryHost : private ItemSelectionListener,
-                    private ItemChangeListener,
-                    private ItemClickListener {
+// A host on the library, with a list of three items and a count of its selection events.
+class LibraryHost : private ItemSelectionListener {
 public:
     LibraryHost() {
         m_proxy.AddItemSelectionListener(this);
-        m_proxy.AddItemChangeListener(this);
-        m_proxy.AddItemClickedListener(this);
         m_proxy.AddItems({&m_clock, &m_music, &m_photos});
         m_proxy.SetSelection(&m_music);
     }
@@ -50,13 +45,9 @@ public:
     }
 
     int Selections() const { return m_selections; }
-    int Changes() const { return m_changes; }
-    int Clicks() const { return m_clicks; }
 
 private:
     void OnItemSelectionEvent(AppListModel* /*model*/) override { ++m_selections; }
-    void OnItemChangeEvent(AppListModel* /*model*/) override { ++m_changes; }
-    void OnItemClickedEvent(AppListModel* /*model*/) override { ++m_clicks; }
 
     std::function<void()> m_onRead = [] {};
     HostItem m_clock{{"Clock", "check.clock"}, m_onRead};
@@ -65,8 +56,6 @@ private:
     HostItem m_extra{{"Extra", "check.extra"}, m_onRead};
     HostItem m_other{{"Other", "check.other"}, m_onRead};
     int m_selections = 0;
-    int m_changes = 0;
-    int m_clicks = 0;
     AppListProxy m_proxy;
 };
 
@@ -100,9 +89,9 @@ bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
         problem = std::to_string(all.size() - before) + " of " + std::to_string(count) +
                   " operations reached it";
     }
-    run.list.Judge(Duty::WorksWithTheLibrary, problem.empty(),
-                   std::to_string(count) + " operations, the slowest " + InMilliseconds(slowest),
-                   problem);
+    run.list.Record(Duty::WorksWithTheLibrary, problem.empty(),
+                    std::to_string(count) + " operations, the slowest " + InMilliseconds(slowest),
+                    problem);
     return problem.empty();
 }
 
@@ -116,7 +105,8 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
         run.output.State("Please restart the partner, within " + InSeconds(run.wait) + ".");
         seconds = run.wait;
     } else {
-        run.list.Skip(Duty::ComesBack, "nobody was asked to restart it (--restart, --wait)");
+        run.list.Skip(Duty::ReconnectsAfterARestart,
+                      "nobody was asked to restart it (--restart, --wait)");
         return;
     }
     const bool asked = WaitUntil(
@@ -126,12 +116,26 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
         WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) > fills; },
                   run.limit);
     if (!asked && !run.partner.IsThere()) {
-        run.list.Skip(Duty::ComesBack, "it was not restarted within " + InSeconds(seconds));
+        run.list.Skip(Duty::ReconnectsAfterARestart,
+                      "it was not restarted within " + InSeconds(seconds));
     } else {
-        run.list.Judge(Duty::ComesBack, filled, "list and selection sent anew",
-                       "the list was not asked for and filled within " + InSeconds(seconds));
+        run.list.Record(Duty::ReconnectsAfterARestart, filled, "list and selection sent anew",
+                        "the list was not asked for and filled within " + InSeconds(seconds));
         run.list.Pass(Duty::AnnouncesItself, "the library found it after its restart");
     }
+}
+
+// The partner sends notification 4 by itself, and the others when its user acts.
+bool NeedsTheUser(const NotificationKind& kind) {
+    return kind.id != APPLIST_LOCAL_CREATED_EVENT;
+}
+
+bool HasSentAll(const LibraryHost& host, const Traffic& traffic) {
+    return host.Selections() > 0 &&
+           std::all_of(std::begin(Protocol::NOTIFICATIONS), std::end(Protocol::NOTIFICATIONS),
+                       [&traffic](const NotificationKind& kind) {
+                           return traffic.CountNotifications(kind.id) > 0;
+                       });
 }
 
 void AskTheUser(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
@@ -139,24 +143,23 @@ void AskTheUser(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
         run.output.State("Please select, then click an item in the partner, and change its list, "
                          "within " +
                          InSeconds(run.wait) + ".");
-        WaitUntil([&] { return host.Selections() > 0 && host.Clicks() > 0 && host.Changes() > 0; },
-                  run.wait);
+        WaitUntil([&] { return HasSentAll(host, traffic); }, run.wait);
     }
     const std::string reason =
         run.wait > 0 ? "none within " + InSeconds(run.wait) : "nobody was asked to (--wait)";
-    for (const Duty duty : {Duty::TellsASelection, Duty::TellsAClick, Duty::TellsAChange}) {
-        run.list.Skip(duty, reason);
+    for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
+        const std::size_t count = traffic.CountNotifications(kind.id);
+        if (count == 0) {
+            run.list.Skip(ChecklistRow(kind.id), reason);
+        } else if (NeedsTheUser(kind)) {
+            run.list.Pass(ChecklistRow(kind.id), std::to_string(count) + " seen");
+        }
     }
     if (host.Selections() > 0) {
-        run.list.Judge(Duty::TellsASelection, CountAnswered(traffic, APPLIST_GET_SELECTION_FNC) > 0,
-                       "the library selected " + host.Selection(),
-                       "the library's 2001 got no good answer");
-    }
-    if (host.Clicks() > 0) {
-        run.list.Pass(Duty::TellsAClick, std::to_string(host.Clicks()) + " seen");
-    }
-    if (host.Changes() > 0) {
-        run.list.Pass(Duty::TellsAChange, std::to_string(host.Changes()) + " seen");
+        run.list.Record(ChecklistRow(APPLIST_ITEM_SELECTION_EVENT),
+                        CountAnswered(traffic, APPLIST_GET_SELECTION_FNC) > 0,
+                        "the library selected " + host.Selection(),
+                        "the library's 2001 got no good answer");
     }
 }
 
@@ -185,5 +188,5 @@ void LibraryCheck::Check(CheckRun& run) {
         AskTheUser(run, *host, traffic);
         CheckRestart(run, traffic);
     }
-    JudgeTraffic(run, traffic);
+    RecordTraffic(run, traffic);
 }

@@ -1,7 +1,6 @@
 #include <check/CheckRun.h>
 
 #include <applist/MessageIds.h>
-#include <shared/NotificationName.h>
 
 namespace {
 
@@ -9,27 +8,6 @@ const ListedItem FIRST = {"First", "check.first"};
 const ListedItem SECOND = {"Second", "check.second"};
 const ListedItem THIRD = {"Third", "check.third"};
 const ListedItem CHANGED = {"First, changed", "check.changed"};
-
-Duty DutyOf(int id) {
-    switch (id) {
-    case APPLIST_SET_SELECTION_FNC:
-        return Duty::AnswersSelect;
-    case APPLIST_GET_SELECTION_FNC:
-        return Duty::AnswersQuery;
-    case APPLIST_REMOVE_ALL_ITEMS_FNC:
-        return Duty::AnswersClear;
-    case APPLIST_ADD_ITEMS_FNC:
-        return Duty::AnswersAdd;
-    case APPLIST_ADD_ITEM_AT_END_FNC:
-        return Duty::AnswersAppend;
-    case APPLIST_SET_CLICKED_FNC:
-        return Duty::AnswersClick;
-    case APPLIST_REMOVE_ITEM_FNC:
-        return Duty::AnswersRemove;
-    default:
-        return Duty::AnswersModify;
-    }
-}
 
 std::string Quote(const std::vector<char>& bytes) {
     return bytes.empty()
@@ -46,10 +24,10 @@ class Asker {
 public:
     Asker(CheckRun& run, BareHost& host) : m_run(run), m_host(host) {}
 
-    std::vector<char> Ask(int id, const std::vector<ListedItem>& items) {
+    std::vector<char> Ask(AppListRequest id, const std::vector<ListedItem>& items) {
         const Enquiry exchange = m_host.Ask(id, items, m_run.limit);
-        m_run.list.Judge(DutyOf(id), exchange.problem.empty(),
-                         "in " + InMilliseconds(exchange.seconds), exchange.problem);
+        m_run.list.Record(ChecklistRow(id), exchange.problem.empty(),
+                          "in " + InMilliseconds(exchange.seconds), exchange.problem);
         m_answered = exchange.problem.empty();
         return exchange.answer;
     }
@@ -58,12 +36,12 @@ public:
     void ExpectSelection(const ListedItem* item, const char* after) {
         const std::vector<char> answer = Ask(APPLIST_GET_SELECTION_FNC, {});
         if (!m_answered) {
-            m_run.list.Skip(Duty::TellsTheSelection, "2001 has no good answer");
+            m_run.list.Skip(Duty::RepliesWithTheSelection, "2001 has no good answer");
             return;
         }
         const std::string wanted = item != nullptr ? RecordOf(*item) : "";
-        m_run.list.Judge(
-            Duty::TellsTheSelection, std::string(answer.begin(), answer.end()) == wanted,
+        m_run.list.Record(
+            Duty::RepliesWithTheSelection, std::string(answer.begin(), answer.end()) == wanted,
             "byte for byte, and with nothing for none",
             Quote(answer) + " after " + after + ", not " + Quote({wanted.begin(), wanted.end()}));
     }
@@ -72,13 +50,13 @@ public:
     void ExpectAnotherThan(const ListedItem& gone, const char* after) {
         const std::vector<char> answer = Ask(APPLIST_GET_SELECTION_FNC, {});
         if (!m_answered) {
-            m_run.list.Skip(Duty::LetsGoOfTheSelection, "2001 has no good answer");
+            m_run.list.Skip(Duty::DropsARemovedSelection, "2001 has no good answer");
             return;
         }
         const bool isGone =
             std::string(answer.begin(), answer.end()).find("\n" + gone.id) == std::string::npos;
-        m_run.list.Judge(Duty::LetsGoOfTheSelection, isGone, "after 2008 and 2007",
-                         Quote(answer) + " after " + after);
+        m_run.list.Record(Duty::DropsARemovedSelection, isGone, "after 2008 and 2007",
+                          Quote(answer) + " after " + after);
     }
 
 private:
@@ -108,23 +86,24 @@ void RequestCheck::Check(CheckRun& run, BareHost& host) {
     asker.ExpectSelection(nullptr, "2003 emptied the list");
 }
 
-void JudgeTraffic(CheckRun& run, const Traffic& traffic) {
+void RecordTraffic(CheckRun& run, const Traffic& traffic) {
     if (!traffic.Exchanges().empty()) {
-        run.list.Pass(Duty::NeverAsksMeanwhile, "no Send to us while one of ours was unanswered");
+        run.list.Pass(Duty::SendsNoRequestMeanwhile,
+                      "no Send to us while one of ours was unanswered");
     }
     for (const Question& question : traffic.Questions()) {
         if (!question.during.empty()) {
-            run.list.Break(Duty::NeverAsksMeanwhile, "a Send to us during " + question.during);
+            run.list.Break(Duty::SendsNoRequestMeanwhile, "a Send to us during " + question.during);
         }
     }
     std::size_t count = 0;
     for (const Notification& notification : traffic.Notifications()) {
         if (!notification.problem.empty()) {
-            run.list.Break(Duty::NotifiesRightly, "one is wrong: " + notification.problem);
+            run.list.Break(Duty::NotifiesItsHostOnly, "one is wrong: " + notification.problem);
         }
         ++count;
     }
     if (count > 0) {
-        run.list.Pass(Duty::NotifiesRightly, "all that came");
+        run.list.Pass(Duty::NotifiesItsHostOnly, "all that came");
     }
 }

@@ -7,8 +7,7 @@
 #include <ipc/HandshakeNames.h>
 #include <ipc/MessageFraming.h>
 #include <shared/Endpoint.h>
-#include <shared/NotificationName.h>
-#include <shared/Request.h>
+#include <shared/Protocol.h>
 
 struct Traffic::Record {
     std::mutex mutex;
@@ -146,7 +145,7 @@ void Traffic::Record::TakeNotification(GDBusMessage* message) {
         notification.problem = "its type is " + TypeOf(message) + ", not (ay)";
     } else if (!MessageFraming::TakeId(bytes, notification.id)) {
         notification.problem = "its " + std::to_string(bytes.size()) + " bytes hold no id";
-    } else if (NotificationName(notification.id) == nullptr) {
+    } else if (Protocol::FindNotification(notification.id) == nullptr) {
         notification.problem = "its id is " + std::to_string(notification.id);
     } else if (g_dbus_message_get_destination(message) == nullptr) {
         notification.problem = "it goes to everybody on the bus";
@@ -158,7 +157,7 @@ void Traffic::Record::TakeQuestion() {
     Question question;
     for (const Enquiry& exchange : exchanges) {
         if (!exchange.isAnswered) {
-            question.during = RequestTitle(exchange.id);
+            question.during = Protocol::RequestTitle(exchange.id);
         }
     }
     questions.push_back(question);

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <vector>
 
-#include <applist/MessageIds.h>
 #include <ipc/ByteArray.h>
 #include <ipc/MessageFraming.h>
 #include <shared/ItemStream.h>
-#include <shared/NotificationName.h>
+#include <shared/Protocol.h>
 #include <shared/Request.h>
 
 namespace {
@@ -69,9 +68,8 @@ Content ReadNotification(GVariant* body, std::size_t cutBytes, Side from) {
     if (!ReadFrame(body, cutBytes, bytes, content) || from == Side::Host) {
         return content;
     }
-    const char* const name = NotificationName(content.id);
-    if (name != nullptr) {
-        content.name = name;
+    if (const NotificationKind* const kind = Protocol::FindNotification(content.id)) {
+        content.name = kind->name;
     } else {
         content.problem = "no notification has the id " + std::to_string(content.id);
     }

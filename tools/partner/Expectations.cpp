@@ -1,12 +1,14 @@
 #include <partner/Expectations.h>
 
 #include <shared/CommandRunner.h>
+#include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
 namespace {
 
 std::string Describe(const Request& request) {
-    std::string text = request.name.empty() ? "a malformed one" : RequestTitle(request.id);
+    std::string text =
+        request.name.empty() ? "a malformed one" : Protocol::RequestTitle(request.id);
     for (std::size_t i = 0; i < request.items.size(); ++i) {
         text += (i == 0 ? ": " : ", ") + ItemListing::Describe(request.items[i]);
     }
@@ -57,8 +59,8 @@ bool Expectations::Expect(const Words& words) {
     if (words[0] == "selection") {
         return ExpectSelection(rest);
     }
-    if (const std::int32_t id = RequestIdOf(words[0])) {
-        return ExpectRequest(id, rest);
+    if (const RequestKind* const kind = Protocol::FindRequest(words[0])) {
+        return ExpectRequest(kind->id, rest);
     }
     return Complain("cannot be expected; --help tells what can");
 }

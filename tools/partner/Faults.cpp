@@ -5,7 +5,7 @@
 #include <glib.h>
 
 #include <shared/CommandRunner.h>
-#include <shared/Request.h>
+#include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
 namespace {
@@ -85,11 +85,11 @@ std::string Faults::Set(const std::vector<std::string>& words) {
     std::set<std::int32_t> requests;
     const bool ofReplies = kind->takes == Takes::Request || kind->takes == Takes::SecondsAndRequest;
     if (ofReplies && words.size() > next) {
-        const std::int32_t id = RequestIdOf(words[next]);
-        if (id == 0) {
+        const RequestKind* const request = Protocol::FindRequest(words[next]);
+        if (request == nullptr) {
             return "no request \"" + words[next] + "\"; " + usage;
         }
-        requests.insert(id);
+        requests.insert(request->id);
         ++next;
     }
     if (words.size() > next) {

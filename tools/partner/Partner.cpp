@@ -6,7 +6,7 @@
 #include <ipc/HandshakeNames.h>
 #include <ipc/MessageFraming.h>
 #include <shared/Endpoint.h>
-#include <shared/NotificationName.h>
+#include <shared/Protocol.h>
 
 const GDBusInterfaceVTable Partner::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
 
@@ -127,7 +127,9 @@ void Partner::Carry(const Request& request) {
 }
 
 void Partner::Apply(const Request& request) {
-    switch (request.id) {
+    switch (static_cast<AppListRequest>(request.id)) {
+    case APPLIST_GET_SELECTION_FNC:
+        break; // Answer() has done it
     case APPLIST_SET_SELECTION_FNC:
         m_list.Select(request.items[0]);
         break;
@@ -157,8 +159,6 @@ void Partner::Apply(const Request& request) {
         if (!m_list.Modify(request.items[0].id, request.items[1])) {
             m_output.Problem("that item is not in the list");
         }
-        break;
-    default:
         break;
     }
 }
@@ -212,8 +212,8 @@ void Partner::OnSignal(GDBusConnection* /*connection*/, const char* sender, cons
 // Notifications to the host
 
 bool Partner::Notify(AppListNotification id, const std::string& meaning) {
-    const std::string event =
-        std::string(NotificationName(id)) + " (" + std::to_string(static_cast<int>(id)) + ")";
+    const std::string event = std::string(Protocol::FindNotification(id)->name) + " (" +
+                              std::to_string(static_cast<int>(id)) + ")";
     if (!m_handshake.IsReady()) {
         m_output.Error("no host to tell: " + event + " is not sent");
         return false;

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include <shared/Request.h>
+#include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
 namespace {
@@ -40,7 +40,7 @@ std::vector<Command> PartnerCommands::All() {
 }
 
 std::string PartnerCommands::DescribeArguments() {
-    return "What can be expected; requests are called\n" + RequestWords() + ":\n" +
+    return "What can be expected; requests are called\n" + Protocol::RequestWords() + ":\n" +
            Expectations::Describe() + "\nFaults:\n" + Faults::Describe();
 }
 
