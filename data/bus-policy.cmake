@@ -1,17 +1,17 @@
-# The bus policy: who may play which role of the protocol. The default, root alone, opens nothing to
-# anybody else; a device names the users that its host and its partner run as.
+# The bus policy: the users in the roles of host and partner. The default gives both roles to root
+# only; a device names the users of its host and its partner.
 #
-# The build includes this file. As a script it writes the policy into the present folder:
+# The build includes this file. As a script it writes the policy into the current folder:
 # cmake [-DAPPLIST_BUS_...]... -P data/bus-policy.cmake
-set(APPLIST_BUS_HOST_USER root CACHE STRING "The user that hosts run as")
+set(APPLIST_BUS_HOST_USER root CACHE STRING "The user of hosts")
 set(APPLIST_BUS_HOST_GROUP "" CACHE STRING
-    "The group that hosts run with; takes the place of APPLIST_BUS_HOST_USER")
-set(APPLIST_BUS_PARTNER_USER root CACHE STRING "The user that the partner runs as")
+    "The group of hosts; replaces APPLIST_BUS_HOST_USER")
+set(APPLIST_BUS_PARTNER_USER root CACHE STRING "The user of the partner")
 
 set(APPLIST_BUS_POLICY ${CMAKE_CURRENT_BINARY_DIR}/org.morva.JavaMW.conf)
 
-# Sets RESULT to the attribute of a <policy> for whoever VARIABLE names. A wrong name must not get
-# any further: the bus would pass over its block with a line in its log.
+# Sets RESULT to the attribute of a <policy> for the user or group in VARIABLE. The bus would ignore
+# the block of a wrong name and only log a line, so a wrong name ends the configuration.
 function(applist_bus_identity result kind variable)
     if(NOT ${variable} MATCHES "^[A-Za-z0-9_][A-Za-z0-9_.-]*[$]?$")
         message(FATAL_ERROR "${variable}: '${${variable}}' is not the name of a ${kind}")
@@ -19,8 +19,7 @@ function(applist_bus_identity result kind variable)
     set(${result} "${kind}=\"${${variable}}\"" PARENT_SCOPE)
 endfunction()
 
-# Appends to APPLIST_BUS_ROLES a block for those who play the roles CLIENT (hosts) or SERVICE (the
-# partner) or both.
+# Appends to APPLIST_BUS_ROLES a block for the roles CLIENT (hosts), SERVICE (the partner) or both.
 function(applist_bus_block title identity)
     set(block "\n  <!-- ${title} -->\n  <policy ${identity}>\n")
     foreach(role IN LISTS ARGN)

@@ -1,4 +1,4 @@
-// The host under test: a launcher that offers applications and knows which one is selected.
+// The host under test: a launcher with a list of applications and a selection.
 #ifndef LAUNCHER_H
 #define LAUNCHER_H
 
@@ -34,13 +34,13 @@ public:
         m_applications.remove_if([&](Application& application) {
             const bool wanted = application.GetUnigueId() == id;
             if (wanted) {
-                m_list.RemoveItem(&application); // before it goes
+                m_list.RemoveItem(&application); // before it is deleted
             }
             return wanted;
         });
     }
 
-    /** The name of what the partner has selected last; empty for nothing. */
+    /** The name of the item that the partner selected last; empty without a selection. */
     const std::string& Selected() const { return m_selected; }
 
 private:
@@ -51,7 +51,7 @@ private:
 
     std::string m_selected;
     std::list<Application> m_applications;
-    AppListProxy m_list; // declared last: it goes first
+    AppListProxy m_list; // declared last: destroyed first
 };
 
 #endif

@@ -1,5 +1,5 @@
-// What a host's test needs around the host: a bus of its own in the place of the system bus, and a
-// partner, which is "applistctl partner" in a process of its own.
+// The surroundings of a host under test: a private bus in place of the system bus, and a partner,
+// "applistctl partner" in a process of its own.
 #ifndef TEST_BENCH_H
 #define TEST_BENCH_H
 
@@ -9,7 +9,7 @@
 
 #include <gio/gio.h>
 
-/** Iterates the main context, on which the host's listeners run. @return whether it came true. */
+/** Iterates the main context of the host's listeners. @return the last value of @p condition */
 inline bool WaitUntil(const std::function<bool()>& condition) {
     bool late = false;
     const guint timer = g_timeout_add_seconds(
@@ -26,7 +26,7 @@ inline bool WaitUntil(const std::function<bool()>& condition) {
     return condition();
 }
 
-/** A dbus-daemon that the library takes for the system bus. */
+/** A dbus-daemon in place of the system bus. */
 class TestBus {
 public:
     TestBus() {
@@ -35,7 +35,7 @@ public:
     }
 
     ~TestBus() {
-        // What the host has left on the main context holds the connection.
+        // Deliveries left on the main context hold the connection.
         while (g_main_context_iteration(nullptr, FALSE)) {
         }
         g_test_dbus_down(m_bus);
@@ -45,7 +45,7 @@ public:
     TestBus(const TestBus&) = delete;
     TestBus& operator=(const TestBus&) = delete;
 
-    /** The end of the bus must not end the test; the host has to be there already. */
+    /** The end of the bus must not end the test. Call it after the host has connected. */
     static void KeepTheProcessAlive() {
         g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
         g_dbus_connection_set_exit_on_close(connection, FALSE);
@@ -71,7 +71,7 @@ public:
         g_source_attach(m_source, nullptr);
     }
 
-    /** Ends it as a crash would. */
+    /** Kills the partner. */
     ~Partner() {
         g_source_destroy(m_source);
         g_source_unref(m_source);
@@ -83,25 +83,25 @@ public:
     Partner(const Partner&) = delete;
     Partner& operator=(const Partner&) = delete;
 
-    /** Gives it a command; "applistctl partner --help" tells which. */
-    void Do(const std::string& command) {
+    /** Enters a command of "applistctl partner --help". */
+    void Enter(const std::string& command) {
         const std::string line = command + "\n";
         g_output_stream_write_all(g_subprocess_get_stdin_pipe(m_process), line.data(), line.size(),
                                   nullptr, nullptr, nullptr);
         g_output_stream_flush(g_subprocess_get_stdin_pipe(m_process), nullptr, nullptr);
     }
 
-    /** Waits until it has printed @p text, behind what was found before. */
-    bool Says(const std::string& text) {
+    /** Waits until the partner has printed @p text after the text of the last call. */
+    bool Prints(const std::string& text) {
         std::size_t found = std::string::npos;
-        const bool said = WaitUntil([&] {
+        const bool printed = WaitUntil([&] {
             found = m_text.find(text, m_searched);
             return found != std::string::npos;
         });
-        if (said) {
+        if (printed) {
             m_searched = found + text.size();
         }
-        return said;
+        return printed;
     }
 
     const std::string& Output() const { return m_text; }

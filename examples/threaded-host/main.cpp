@@ -1,6 +1,5 @@
-// A host whose main thread has something else to wait for than GLib, here lines "ID NAME" on
-// standard input. The main context that the library needs runs on a thread of its own, and
-// listeners with it.
+// A host whose main thread waits for another source than GLib: lines "ID NAME" on standard input.
+// The library's main context and the listeners run on a second thread.
 #include <applist/AppListItem.h>
 #include <applist/AppListModel.h>
 #include <applist/AppListProxy.h>
@@ -37,8 +36,7 @@ public:
 
     void Start() {
         m_thread = std::thread([this] {
-            // Or what the library sets up once it has found the partner would go to another
-            // context.
+            // Without the push, the partner's events would go to another context.
             g_main_context_push_thread_default(m_context);
             g_main_loop_run(m_loop);
             g_main_context_pop_thread_default(m_context);
@@ -56,7 +54,7 @@ public:
 
     ~LoopThread() {
         while (g_main_context_iteration(m_context, FALSE)) {
-            // what the proxy has left behind
+            // dispatch the remaining deliveries
         }
         g_main_loop_unref(m_loop);
         g_main_context_unref(m_context);
@@ -88,7 +86,7 @@ int main() {
     std::string name;
     while (std::cin >> id && std::getline(std::cin >> std::ws, name)) {
         items.emplace_back(id, name);
-        list->AddItemAtEnd(&items.back()); // holds up this thread until the partner answers
+        list->AddItemAtEnd(&items.back()); // blocks this thread until the partner answers
     }
-    loop.Stop(); // and then the proxy goes: GLib warns of invalid ids, which is known
+    loop.Stop(); // Destroying the proxy prints GLib's known warnings of invalid ids.
 }
