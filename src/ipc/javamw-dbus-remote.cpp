@@ -57,6 +57,18 @@ GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* par
                                        DEFAULT_TIMEOUT, nullptr, error);
 }
 
+// Gives up a name whose RequestName ended with @p error, without an answer to wait for. Only an
+// error that the bus returned says that the name is not owned: a bus that was stalled for the whole
+// time-out grants the name later. It would then be owned for ever, and each later RequestName be
+// answered with 4. The bus handles the two calls in their order.
+void ReleaseUnansweredName(GDBusConnection* connection, const char* name, const GError* error) {
+    if (error == nullptr || g_dbus_error_is_remote_error(error) == FALSE) {
+        g_dbus_connection_call(connection, BUS_NAME, BUS_PATH, BUS_INTERFACE, "ReleaseName",
+                               g_variant_new("(s)", name), nullptr, G_DBUS_CALL_FLAGS_NONE,
+                               DEFAULT_TIMEOUT, nullptr, nullptr, nullptr);
+    }
+}
+
 // The one place where an exception, from a handler of the host or for lack of memory, stops: GLib
 // and the thread library, which call us, are C. Returns whether the work was done.
 template <class Work>
@@ -173,6 +185,7 @@ bool JavaMWDbusRemote::BroadcastName(std::string& name) {
     }
     if (requestReply == nullptr) {
         APPLIST_LOG_ERROR("Cannot get response for name request");
+        ReleaseUnansweredName(m_connection, name.c_str(), requestError);
         return false;
     }
     guint32 code = 0;

@@ -169,7 +169,8 @@ public:
      * @return true when this connection became the primary owner and the release was answered.
      *         Otherwise an error was logged: the call's own error, the reply code (3: another
      *         connection owns the name, 4: this one owns it already; see RequestName of
-     *         org.freedesktop.DBus), or the missing reply.
+     *         org.freedesktop.DBus), or the missing reply. A request that timed out is followed by
+     *         a release that is not waited for, in case the bus grants the name later.
      */
     bool BroadcastName(std::string& name);
 

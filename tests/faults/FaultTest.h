@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <BusDaemon.h>
 #include <CapturedLog.h>
 #include <RecordingEndpoint.h>
 
@@ -79,6 +80,13 @@ protected:
     bool IsBound() {
         EXPECT_TRUE(Host().Announce("_ACK", ":2.Probe"));
         return Endpoint().IsConnectionReady();
+    }
+
+    /** How often @p name was released, also without waiting for the bus's answer. */
+    std::size_t CountReleases(const std::string& name) {
+        // A call that the bus answers, after which it has received all earlier ones.
+        BusDaemon::Call(Host().Connection(), "GetNameOwner", g_variant_new("(s)", PARTNER));
+        return Bus().CountCalls("ReleaseName " + name);
     }
 
     static constexpr const char* PARTNER = ":2.Partner";

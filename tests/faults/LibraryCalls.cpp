@@ -3,8 +3,12 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstring>
+#include <fstream>
 #include <mutex>
+#include <string>
+#include <thread>
 
 #include <gio/gio.h>
 #include <pthread.h>
@@ -18,6 +22,8 @@ struct Calls {
     bool refuseThreads = false;
     bool refuseSubscriptions = false;
     bool loseReplies = false;
+    std::string stoppingMethod;
+    pid_t daemon = 0;
     bool held = false;
     int waiting = 0; // threads that stand in usleep
     int steps = 0;   // how many of them may go on
@@ -54,6 +60,36 @@ void SetFlag(bool Calls::*flag, bool value) {
     calls.changed.notify_all();
 }
 
+// The state in /proc/PID/stat stands behind the name in brackets.
+bool IsStopped(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const std::size_t end = text.rfind(") ");
+    return end != std::string::npos && text.compare(end + 2, 1, "T") == 0;
+}
+
+// Whether this call of @p method has stopped the bus.
+bool StopsTheBus(const char* method) {
+    pid_t daemon = 0;
+    {
+        Calls& calls = TheCalls();
+        const std::lock_guard<std::mutex> lock(calls.mutex);
+        if (calls.stoppingMethod != method) {
+            return false;
+        }
+        calls.stoppingMethod.clear();
+        daemon = calls.daemon;
+    }
+    if (kill(daemon, SIGSTOP) != 0) {
+        return false;
+    }
+    while (!IsStopped(daemon)) {
+        std::this_thread::yield();
+    }
+    return true;
+}
+
 bool Flag(bool Calls::*flag) {
     Calls& calls = TheCalls();
     const std::lock_guard<std::mutex> lock(calls.mutex);
@@ -88,6 +124,18 @@ GVariant* __real_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, G
 GVariant* __wrap_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
                                         GDBusCallFlags flags, int timeout,
                                         GCancellable* cancellable, GError** error);
+GVariant* __real_g_dbus_connection_call_sync(GDBusConnection* connection, const char* name,
+                                             const char* path, const char* interface,
+                                             const char* method, GVariant* parameters,
+                                             const GVariantType* replyType, GDBusCallFlags flags,
+                                             int timeout, GCancellable* cancellable,
+                                             GError** error);
+GVariant* __wrap_g_dbus_connection_call_sync(GDBusConnection* connection, const char* name,
+                                             const char* path, const char* interface,
+                                             const char* method, GVariant* parameters,
+                                             const GVariantType* replyType, GDBusCallFlags flags,
+                                             int timeout, GCancellable* cancellable,
+                                             GError** error);
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*routine)(void*), void* argument) {
@@ -147,6 +195,18 @@ GVariant* __wrap_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, G
                                          error);
 }
 
+GVariant* __wrap_g_dbus_connection_call_sync(GDBusConnection* connection, const char* name,
+                                             const char* path, const char* interface,
+                                             const char* method, GVariant* parameters,
+                                             const GVariantType* replyType, GDBusCallFlags flags,
+                                             int timeout, GCancellable* cancellable,
+                                             GError** error) {
+    constexpr int SHORT_TIMEOUT_MS = 200;
+    return __real_g_dbus_connection_call_sync(
+        connection, name, path, interface, method, parameters, replyType, flags,
+        StopsTheBus(method) ? SHORT_TIMEOUT_MS : timeout, cancellable, error);
+}
+
 } // extern "C"
 
 void LibraryCalls::RefuseThreads(bool refuse) {
@@ -159,6 +219,13 @@ void LibraryCalls::RefusePartnerSubscriptions(bool refuse) {
 
 void LibraryCalls::LoseReplies(bool lose) {
     SetFlag(&Calls::loseReplies, lose);
+}
+
+void LibraryCalls::StopTheBusAt(const std::string& method, pid_t daemon) {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    calls.stoppingMethod = method;
+    calls.daemon = daemon;
 }
 
 void LibraryCalls::HoldResendThread() {

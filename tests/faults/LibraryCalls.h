@@ -4,6 +4,10 @@
 #ifndef APPLIST_TESTS_LIBRARYCALLS_H
 #define APPLIST_TESTS_LIBRARYCALLS_H
 
+#include <string>
+
+#include <sys/types.h>
+
 namespace LibraryCalls {
 
 /** pthread_create fails with EAGAIN. */
@@ -14,6 +18,12 @@ void RefusePartnerSubscriptions(bool refuse);
 
 /** g_dbus_proxy_call_sync gives neither a reply nor an error. */
 void LoseReplies(bool lose);
+
+/**
+ * The next g_dbus_connection_call_sync of @p method stops the process @p daemon first, and then
+ * waits for its answer 200 ms instead of 25 s. The daemon stays stopped.
+ */
+void StopTheBusAt(const std::string& method, pid_t daemon);
 
 /** The resend thread's usleep waits for StepResendThread instead of for the clock. */
 void HoldResendThread();

@@ -25,12 +25,20 @@ void ExpectTheTimeOut(double seconds) {
 
 class MissingReply : public FaultTest {};
 
+std::string RequestedName() {
+    return "org.morva.JavaMW.MissesItsRequest_CLIENT_SYN";
+}
+
+std::string ReleasedName() {
+    return "org.morva.JavaMW.MissesItsRelease_CLIENT_SYN";
+}
+
 TEST_F(MissingReply, EndsRequestNameReleaseNameAndSendAfter25Seconds) {
     MakeEndpoint();
     ConnectTo(PARTNER);
     CapturedLog::Clear();
-    Bus().Script("RequestName", "MissesItsRequest_CLIENT_SYN", Reply::Missing());
-    Bus().Script("ReleaseName", "MissesItsRelease_CLIENT_SYN", Reply::Missing());
+    Bus().Script("RequestName", RequestedName(), Reply::Missing());
+    Bus().Script("ReleaseName", ReleasedName(), Reply::Missing());
     Bus().Script("Send", Reply::Missing());
 
     double request = 0;
@@ -60,6 +68,9 @@ TEST_F(MissingReply, EndsRequestNameReleaseNameAndSendAfter25Seconds) {
                                  "Error while sending message [24] Timeout was reached"),
               1U);
     EXPECT_EQ(Errors().size(), 4U);
+    // The request that nobody answered is taken back, the release is not repeated.
+    EXPECT_TRUE(Bus().WaitForCall("ReleaseName " + RequestedName()));
+    EXPECT_EQ(Bus().CountCalls("ReleaseName " + ReleasedName()), 1U);
     EXPECT_TRUE(Endpoint().IsConnectionReady());
 }
 
