@@ -1,7 +1,7 @@
 // The one call to the platform's system log.
 //
-// A device with another logger replaces the C++ source file behind this function: the build takes
-// it from the CMake cache variable APPLIST_PLATFORM_LOG_SOURCE.
+// A device with another logger replaces the C++ source file behind this function. The CMake cache
+// variable APPLIST_PLATFORM_LOG_SOURCE names it; docs/porting.md has an example.
 #ifndef APPLIST_COMMON_PLATFORMLOG_H
 #define APPLIST_COMMON_PLATFORMLOG_H
 
