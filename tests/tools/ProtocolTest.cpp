@@ -134,4 +134,35 @@ TEST(CheckingAPartner, NamesTheWordsOfTheRequests) {
     EXPECT_THAT(Document("docs/checking-a-partner.md"), HasSubstr(words + "."));
 }
 
+// The files that a section of CONTRIBUTING.md lists.
+Rows ListedFiles(const std::string& heading) {
+    Rows files = Matches(Section(Document("CONTRIBUTING.md"), heading, "## "), "^- `([^`]+)`:");
+    EXPECT_FALSE(files.empty()) << heading;
+    return files;
+}
+
+bool Names(const std::string& text, const std::string& name) {
+    return std::regex_search(text, std::regex("\\b" + name + "\\b"));
+}
+
+TEST(Contributing, ListsFilesThatNameEachRequest) {
+    for (const std::string& file : ListedFiles("## Adding a request")) {
+        const std::string text = Document(file);
+        for (const RequestKind& kind : Protocol::REQUESTS) {
+            EXPECT_TRUE(Names(text, kind.name) || Names(text, std::to_string(kind.id)) ||
+                        text.find("`" + std::string(kind.word) + "`") != std::string::npos)
+                << file << " does not name " << kind.name << " (" << kind.id << ")";
+        }
+    }
+}
+
+TEST(Contributing, ListsFilesThatNameEachNotification) {
+    for (const std::string& file : ListedFiles("## Adding a notification")) {
+        const std::string text = Document(file);
+        for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
+            EXPECT_TRUE(Names(text, kind.name)) << file << " does not name " << kind.name;
+        }
+    }
+}
+
 } // namespace
