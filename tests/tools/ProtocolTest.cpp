@@ -55,11 +55,11 @@ Rows Matches(const std::string& text, const char* pattern) {
 }
 
 std::string Payload(const RequestKind& kind) {
-    if (kind.leastRecords != kind.mostRecords) {
+    if (kind.minRecords != kind.maxRecords) {
         return "item stream";
     }
     static const char* const payloads[] = {"none", "one record", "two records"};
-    return kind.mostRecords < std::size(payloads) ? payloads[kind.mostRecords] : "unknown";
+    return kind.maxRecords < std::size(payloads) ? payloads[kind.maxRecords] : "unknown";
 }
 
 TEST(ProtocolTable, HasEachIdNameAndWordOnce) {
@@ -69,7 +69,7 @@ TEST(ProtocolTable, HasEachIdNameAndWordOnce) {
         EXPECT_TRUE(ids.insert(kind.id).second) << kind.name;
         EXPECT_TRUE(texts.insert(kind.name).second) << kind.name;
         EXPECT_TRUE(texts.insert(kind.word).second) << kind.name;
-        EXPECT_LE(kind.leastRecords, kind.mostRecords) << kind.name;
+        EXPECT_LE(kind.minRecords, kind.maxRecords) << kind.name;
     }
     texts.clear();
     for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {

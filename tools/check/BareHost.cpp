@@ -22,7 +22,7 @@ void IgnoreSignal(GDBusConnection* /*connection*/, const char* /*sender*/, const
                   void* /*user_data*/) {}
 
 // Traffic has the answer; without a callback the partner would be told that none is wanted.
-void IgnoreAnswer(GObject* connection, GAsyncResult* result, void* /*user_data*/) {
+void IgnoreReply(GObject* connection, GAsyncResult* result, void* /*user_data*/) {
     GVariant* const answer =
         g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr);
     if (answer != nullptr) {
@@ -93,13 +93,13 @@ std::string BareHost::Announce(const std::string& suffix) {
     return outcome.value_or("the bus does not answer");
 }
 
-std::string BareHost::Take(const std::string& suffix) {
+std::string BareHost::OwnName(const std::string& suffix) {
     return CallBus("RequestName",
                    g_variant_new("(su)", HandshakeNames::EndpointName(ENDPOINT_ID, suffix).c_str(),
                                  NAME_FLAG_DO_NOT_QUEUE));
 }
 
-void BareHost::Release(const std::string& suffix) {
+void BareHost::ReleaseName(const std::string& suffix) {
     CallBus("ReleaseName",
             g_variant_new("(s)", HandshakeNames::EndpointName(ENDPOINT_ID, suffix).c_str()));
 }
@@ -154,38 +154,39 @@ bool BareHost::WaitForStep(const std::string& suffix, double seconds) {
 
 // Requests and notifications
 
-Enquiry BareHost::Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds) {
-    return AskOf(m_partner, id, items, seconds);
+SentRequest BareHost::SendRequest(std::int32_t id, const std::vector<ListedItem>& items,
+                                  double seconds) {
+    return SendRequestTo(m_partner, id, items, seconds);
 }
 
-Enquiry BareHost::AskOf(const std::string& receiver, std::int32_t id,
-                        const std::vector<ListedItem>& items, double seconds) {
+SentRequest BareHost::SendRequestTo(const std::string& receiver, std::int32_t id,
+                                    const std::vector<ListedItem>& items, double seconds) {
     std::vector<char> message;
     for (const ListedItem& item : items) {
         const std::vector<char> record = WriteRecord(item);
         message.insert(message.end(), record.begin(), record.end());
     }
     MessageFraming::AppendId(message, id);
-    const std::size_t index = m_traffic->Exchanges().size();
+    const std::size_t index = m_traffic->SentRequests().size();
     g_dbus_connection_call(
         m_bus.Connection(), receiver.c_str(), HandshakeNames::ObjectPath(ENDPOINT_ID).c_str(),
         JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD,
         ByteArray::ToVariant(message), nullptr, G_DBUS_CALL_FLAGS_NONE, G_MAXINT, nullptr,
-        IgnoreAnswer, nullptr);
-    const auto isAnswered = [&] {
-        const auto exchanges = m_traffic->Exchanges();
-        return exchanges.size() > index && exchanges[index].isAnswered;
+        IgnoreReply, nullptr);
+    const auto hasReply = [&] {
+        const auto sentRequests = m_traffic->SentRequests();
+        return sentRequests.size() > index && sentRequests[index].hasReply;
     };
-    const bool came = WaitUntil(isAnswered, seconds);
-    const auto exchanges = m_traffic->Exchanges();
-    Enquiry exchange = exchanges.size() > index ? exchanges[index] : Enquiry();
+    const bool came = WaitUntil(hasReply, seconds);
+    const auto sentRequests = m_traffic->SentRequests();
+    SentRequest request = sentRequests.size() > index ? sentRequests[index] : SentRequest();
     if (!came) {
-        exchange.problem = "no answer within " + InSeconds(seconds);
+        request.problem = "no answer within " + InSeconds(seconds);
     }
-    return exchange;
+    return request;
 }
 
-void BareHost::NotifyOurselves() {
+void BareHost::NotifySelf() {
     std::vector<char> message;
     MessageFraming::AppendId(message, APPLIST_ITEM_CHANGE_EVENT);
     g_dbus_connection_emit_signal(

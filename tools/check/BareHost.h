@@ -33,11 +33,11 @@ public:
     std::string Announce(const std::string& suffix);
 
     /** The two halves of an announcement. */
-    std::string Take(const std::string& suffix);
-    void Release(const std::string& suffix);
+    std::string OwnName(const std::string& suffix);
+    void ReleaseName(const std::string& suffix);
 
     /** From here on announcements count as new. */
-    void ForgetSteps() { m_steps.clear(); }
+    void ClearSteps() { m_steps.clear(); }
 
     /** Waits for a new announcement of the partner, who is the one to ask from then on. */
     bool WaitForStep(const std::string& suffix, double seconds);
@@ -49,14 +49,14 @@ public:
     bool IsReady() const { return m_isReady; }
 
     /** Asks the partner. An answer that does not come within @p seconds is a problem too. */
-    Enquiry Ask(std::int32_t id, const std::vector<ListedItem>& items, double seconds);
+    SentRequest SendRequest(std::int32_t id, const std::vector<ListedItem>& items, double seconds);
 
     /** Asks anybody on the bus, also itself. */
-    Enquiry AskOf(const std::string& receiver, std::int32_t id,
-                  const std::vector<ListedItem>& items, double seconds);
+    SentRequest SendRequestTo(const std::string& receiver, std::int32_t id,
+                              const std::vector<ListedItem>& items, double seconds);
 
     /** Sends ourselves a notification. */
-    void NotifyOurselves();
+    void NotifySelf();
 
     bool WaitForNotification(std::int32_t id, std::size_t count, double seconds);
 

@@ -22,7 +22,7 @@ bool IsFitForTheLibrary(const Checklist& list) {
 
 void CheckAll(CheckRun& run) {
     HandshakeCheck::CheckTwoHosts(run);
-    if (run.partner.IsThere()) {
+    if (run.partner.IsGiven()) {
         HandshakeCheck::CheckStartsTogether(run);
         run.partner.Run(); // whatever it was left in
     } else {

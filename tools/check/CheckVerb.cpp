@@ -51,7 +51,7 @@ public:
             CheckAnswer();
         }
         // The taking was enough to see the policy; a release before would have been a step.
-        m_host.Release("_SYN_ACK");
+        m_host.ReleaseName("_SYN_ACK");
         return m_isGood ? EXIT_STATUS_DONE : EXIT_STATUS_TROUBLE;
     }
 
@@ -59,7 +59,7 @@ private:
     // Only the first is a step that a partner may hear now; it hears a step when it is released.
     bool CheckAnnouncing() {
         for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
-            const std::string problem = m_host.Take(suffix);
+            const std::string problem = m_host.OwnName(suffix);
             if (!problem.empty()) {
                 Missing("announce",
                         "the bus refuses " + HandshakeNames::EndpointName(ENDPOINT_ID, suffix) +
@@ -69,16 +69,16 @@ private:
             }
         }
         Good("announce", "this user may own the three _CLIENT names");
-        m_host.Release("_SYN");
+        m_host.ReleaseName("_SYN");
         return true;
     }
 
     // To ourselves: the bus asks its policy all the same.
     bool CheckSending() {
-        const Enquiry exchange =
-            m_host.AskOf(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
-        if (!exchange.problem.empty()) {
-            Missing("send", "Send to ourselves: " + exchange.problem, PolicyAdvice());
+        const SentRequest request =
+            m_host.SendRequestTo(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
+        if (!request.problem.empty()) {
+            Missing("send", "Send to ourselves: " + request.problem, PolicyAdvice());
             return false;
         }
         Good("send", "this user may call Send");
@@ -88,7 +88,7 @@ private:
     // A refused signal is refused without a word to its sender.
     void CheckSignals() {
         const std::size_t before = m_host.Seen().Notifications().size();
-        m_host.NotifyOurselves();
+        m_host.NotifySelf();
         if (WaitUntil([&] { return m_host.Seen().Notifications().size() > before; }, BUS_S / 5)) {
             Good("signal", "SendSignal arrives");
         } else {
@@ -109,15 +109,15 @@ private:
 
     void CheckAnswer() {
         const std::size_t before = m_host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
-        const Enquiry exchange = m_host.Ask(APPLIST_GET_SELECTION_FNC, {}, m_limit);
-        if (!exchange.problem.empty()) {
-            Missing("answer", "2001 to " + m_host.Partner() + ": " + exchange.problem,
+        const SentRequest request = m_host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, m_limit);
+        if (!request.problem.empty()) {
+            Missing("answer", "2001 to " + m_host.Partner() + ": " + request.problem,
                     "see what \"applistctl check partner\" says");
             return;
         }
         Good("answer", m_host.Partner() + " has answered 2001 with " +
-                           std::to_string(exchange.answer.size()) + " bytes");
-        m_host.Release("_ACK");
+                           std::to_string(request.reply.size()) + " bytes");
+        m_host.ReleaseName("_ACK");
         if (m_host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, before + 1, m_limit)) {
             Good("list", m_host.Partner() + " has asked for the list (notification 4)");
         } else {

@@ -16,10 +16,10 @@ enum class Duty {
     AnswersSynAck,
     AnswersWhenBound,
     StartsTogether,
-    IgnoresTaking,
+    WaitsForTheRelease,
     ServesAtOnce,
     KeepsItsHost,
-    LooksForTheNext,
+    AnnouncesItselfAgain,
     AnswersRequest, ///< one row for each request
     RepliesWithTheSelection,
     DropsARemovedSelection,

@@ -44,10 +44,10 @@ void CheckListRequested(CheckRun& run, BareHost& host, const char* when) {
 
 // The object must be there before the partner's first word.
 void CheckServesAtOnce(CheckRun& run, BareHost& host) {
-    const Enquiry exchange = host.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
-    run.list.Record(Duty::ServesAtOnce, exchange.problem.empty(),
-                    "2001 answered in " + InMilliseconds(exchange.seconds),
-                    "2001: " + exchange.problem);
+    const SentRequest request = host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    run.list.Record(Duty::ServesAtOnce, request.problem.empty(),
+                    "2001 answered in " + InMilliseconds(request.seconds),
+                    "2001: " + request.problem);
 }
 
 // The partner has announced itself: answer as a host does that was there before.
@@ -63,7 +63,7 @@ bool AnswerPartnersSyn(CheckRun& run, BareHost& host) {
 
 bool StartPartner(CheckRun& run, BareHost& host) {
     double seconds = run.limit;
-    if (run.partner.IsThere()) {
+    if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
         run.output.State("Please start the partner, within " + InSeconds(run.wait) + ".");
@@ -79,48 +79,49 @@ bool StartPartner(CheckRun& run, BareHost& host) {
     run.list.Pass(
         Duty::AnnouncesItself,
         "_SERVICE_SYN of " + host.Partner() +
-            (run.partner.IsThere() ? " after " + InMilliseconds(SecondsSince(start)) : ""));
+            (run.partner.IsGiven() ? " after " + InMilliseconds(SecondsSince(start)) : ""));
     return true;
 }
 
 // Owns the name for a while before the announcement, which is its release.
 void AnnounceSlowly(CheckRun& run, BareHost& host) {
-    host.ForgetSteps();
-    host.Take("_SYN");
+    host.ClearSteps();
+    host.OwnName("_SYN");
     WaitFor(SHORT_WHILE_S);
     const bool answered = host.HasSeen("_SYN_ACK");
-    host.Release("_SYN");
+    host.ReleaseName("_SYN");
     if (answered) {
-        run.list.Break(Duty::IgnoresTaking, "_SERVICE_SYN_ACK while _CLIENT_SYN was still owned");
+        run.list.Break(Duty::WaitsForTheRelease,
+                       "_SERVICE_SYN_ACK while _CLIENT_SYN was still owned");
     }
 }
 
 // An answer to a step that a bound host's partner must not drop.
 void CheckCrossed(CheckRun& run, BareHost& host) {
-    host.ForgetSteps();
+    host.ClearSteps();
     host.Announce("_SYN_ACK");
     CheckStep(run, Duty::AnswersWhenBound, host, "_ACK");
 }
 
 void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
-    second.ForgetSteps();
+    second.ClearSteps();
     second.Announce("_SYN");
     const bool answered = second.WaitForStep("_SYN_ACK", SHORT_WHILE_S);
-    const Enquiry exchange = first.Ask(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    const SentRequest request = first.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Record(
         Duty::KeepsItsHost, !answered, "_CLIENT_SYN of " + second.UniqueName() + " got no answer",
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
 }
 
 // The host goes, and whoever comes next finds the partner free, if that notices.
-void LetGo(CheckRun& run, std::unique_ptr<BareHost> host) {
+void Disconnect(CheckRun& run, std::unique_ptr<BareHost> host) {
     BareHost observer;
     host.reset();
     observer.WaitForStep("_SYN", run.limit);
 }
 
 bool Find(CheckRun& run, BareHost& host) {
-    if (run.partner.IsThere()) {
+    if (run.partner.IsGiven()) {
         if (StartPartner(run, host)) {
             AnswerPartnersSyn(run, host);
             return true;
@@ -136,7 +137,7 @@ bool Find(CheckRun& run, BareHost& host) {
     if (host.WaitForStep("_ACK", run.limit)) {
         return true;
     }
-    if (!run.partner.IsThere() && StartPartner(run, host)) {
+    if (!run.partner.IsGiven() && StartPartner(run, host)) {
         AnswerPartnersSyn(run, host);
         return true;
     }
@@ -153,7 +154,7 @@ bool HandshakeCheck::FindPartner(CheckRun& run) {
     auto host = std::make_unique<BareHost>();
     const bool found = Find(run, *host);
     if (found) {
-        LetGo(run, std::move(host));
+        Disconnect(run, std::move(host));
     }
     return found;
 }
@@ -166,8 +167,8 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
         AnnounceSlowly(run, first);
         const bool isBound = CheckStep(run, Duty::AnswersSyn, first, "_SYN_ACK");
         if (isBound) {
-            run.list.Pass(Duty::IgnoresTaking, "silent for " + InMilliseconds(SHORT_WHILE_S) +
-                                                   " with _CLIENT_SYN owned");
+            run.list.Pass(Duty::WaitsForTheRelease, "silent for " + InMilliseconds(SHORT_WHILE_S) +
+                                                        " with _CLIENT_SYN owned");
             CheckServesAtOnce(run, first);
             first.Announce("_ACK");
             CheckListRequested(run, first, "when it came before the host");
@@ -178,13 +179,14 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
             run.list.Skip(Duty::AnswersWhenBound, "it has not bound to the host");
         }
         RecordTraffic(run, first.Seen());
-        second.ForgetSteps();
+        second.ClearSteps();
     }
-    if (!CheckStep(run, Duty::LooksForTheNext, second, "_SYN") || !AnswerPartnersSyn(run, second)) {
+    if (!CheckStep(run, Duty::AnnouncesItselfAgain, second, "_SYN") ||
+        !AnswerPartnersSyn(run, second)) {
         return;
     }
     RecordTraffic(run, second.Seen());
-    LetGo(run, std::move(host));
+    Disconnect(run, std::move(host));
 }
 
 // The partner takes a time to start; each time the host starts at another moment of it.

@@ -28,7 +28,7 @@ public:
     LibraryHost& operator=(const LibraryHost&) = delete;
 
     /** Once each, so that the list is in the end what it was. @return how many requests */
-    std::size_t DoEverything() {
+    std::size_t SendEachOperation() {
         m_proxy.SetSelection(&m_clock);
         m_proxy.AddItemAtEnd(&m_extra);
         m_proxy.ModifyItem(&m_extra, &m_other);
@@ -60,10 +60,11 @@ private:
 };
 
 std::size_t CountAnswered(const Traffic& traffic, std::int32_t id) {
-    const std::vector<Enquiry> all = traffic.Exchanges();
-    return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [id](const Enquiry& one) {
-        return one.id == id && one.isAnswered && one.problem.empty();
-    }));
+    const std::vector<SentRequest> all = traffic.SentRequests();
+    return static_cast<std::size_t>(
+        std::count_if(all.begin(), all.end(), [id](const SentRequest& one) {
+            return one.id == id && one.hasReply && one.problem.empty();
+        }));
 }
 
 // The list and the selection have been asked for, sent and answered.
@@ -76,9 +77,9 @@ bool WaitUntilFilled(CheckRun& run, const Traffic& traffic, std::size_t fills, d
 }
 
 bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
-    const std::size_t before = traffic.Exchanges().size();
-    const std::size_t count = host.DoEverything();
-    const std::vector<Enquiry> all = traffic.Exchanges();
+    const std::size_t before = traffic.SentRequests().size();
+    const std::size_t count = host.SendEachOperation();
+    const std::vector<SentRequest> all = traffic.SentRequests();
     double slowest = 0;
     std::string problem;
     for (std::size_t i = before; i < all.size(); ++i) {
@@ -99,7 +100,7 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
     const std::size_t fills = CountAnswered(traffic, APPLIST_SET_SELECTION_FNC);
     const std::size_t created = traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
     double seconds = run.limit;
-    if (run.partner.IsThere()) {
+    if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
         run.output.State("Please restart the partner, within " + InSeconds(run.wait) + ".");
@@ -115,7 +116,7 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
         asked &&
         WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) > fills; },
                   run.limit);
-    if (!asked && !run.partner.IsThere()) {
+    if (!asked && !run.partner.IsGiven()) {
         run.list.Skip(Duty::ReconnectsAfterARestart,
                       "it was not restarted within " + InSeconds(seconds));
     } else {
@@ -138,7 +139,7 @@ bool HasSentAll(const LibraryHost& host, const Traffic& traffic) {
                        });
 }
 
-void AskTheUser(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
+void CheckUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     if (run.wait > 0) {
         run.output.State("Please select, then click an item in the partner, and change its list, "
                          "within " +
@@ -185,7 +186,7 @@ void LibraryCheck::Check(CheckRun& run) {
         return;
     }
     if (CheckOperations(run, *host, traffic)) {
-        AskTheUser(run, *host, traffic);
+        CheckUserActions(run, *host, traffic);
         CheckRestart(run, traffic);
     }
     RecordTraffic(run, traffic);

@@ -16,7 +16,7 @@ public:
     PartnerCommand(const PartnerCommand&) = delete;
     PartnerCommand& operator=(const PartnerCommand&) = delete;
 
-    bool IsThere() const { return !m_command.empty(); }
+    bool IsGiven() const { return !m_command.empty(); }
 
     /** Ends what an earlier run has left running, and runs the command; does not wait for it. */
     void Run();

@@ -20,21 +20,21 @@ std::string RecordOf(const ListedItem& item) {
 }
 
 // Asks one host's requests one after the other.
-class Asker {
+class RequestSender {
 public:
-    Asker(CheckRun& run, BareHost& host) : m_run(run), m_host(host) {}
+    RequestSender(CheckRun& run, BareHost& host) : m_run(run), m_host(host) {}
 
-    std::vector<char> Ask(AppListRequest id, const std::vector<ListedItem>& items) {
-        const Enquiry exchange = m_host.Ask(id, items, m_run.limit);
-        m_run.list.Record(ChecklistRow(id), exchange.problem.empty(),
-                          "in " + InMilliseconds(exchange.seconds), exchange.problem);
-        m_answered = exchange.problem.empty();
-        return exchange.answer;
+    std::vector<char> Send(AppListRequest id, const std::vector<ListedItem>& items) {
+        const SentRequest request = m_host.SendRequest(id, items, m_run.limit);
+        m_run.list.Record(ChecklistRow(id), request.problem.empty(),
+                          "in " + InMilliseconds(request.seconds), request.problem);
+        m_answered = request.problem.empty();
+        return request.reply;
     }
 
     /** The selection is @p item; null for none. @param after what has made it so */
     void ExpectSelection(const ListedItem* item, const char* after) {
-        const std::vector<char> answer = Ask(APPLIST_GET_SELECTION_FNC, {});
+        const std::vector<char> answer = Send(APPLIST_GET_SELECTION_FNC, {});
         if (!m_answered) {
             m_run.list.Skip(Duty::RepliesWithTheSelection, "2001 has no good answer");
             return;
@@ -47,8 +47,8 @@ public:
     }
 
     /** Another one may be selected, or none. */
-    void ExpectAnotherThan(const ListedItem& gone, const char* after) {
-        const std::vector<char> answer = Ask(APPLIST_GET_SELECTION_FNC, {});
+    void ExpectNotSelected(const ListedItem& gone, const char* after) {
+        const std::vector<char> answer = Send(APPLIST_GET_SELECTION_FNC, {});
         if (!m_answered) {
             m_run.list.Skip(Duty::DropsARemovedSelection, "2001 has no good answer");
             return;
@@ -68,32 +68,32 @@ private:
 } // namespace
 
 void RequestCheck::Check(CheckRun& run, BareHost& host) {
-    Asker asker(run, host);
-    asker.Ask(APPLIST_ADD_ITEMS_FNC, {FIRST, SECOND});
-    asker.Ask(APPLIST_SET_SELECTION_FNC, {FIRST});
-    asker.ExpectSelection(&FIRST, "2000 selected it");
-    asker.Ask(APPLIST_ADD_ITEM_AT_END_FNC, {THIRD});
-    asker.Ask(APPLIST_SET_CLICKED_FNC, {THIRD});
-    asker.Ask(APPLIST_SET_SELECTION_FNC, {THIRD});
-    asker.ExpectSelection(&THIRD, "2000 selected it");
-    asker.Ask(APPLIST_REMOVE_ITEM_FNC, {THIRD});
-    asker.ExpectAnotherThan(THIRD, "2007 removed it");
-    asker.Ask(APPLIST_SET_SELECTION_FNC, {FIRST});
-    asker.Ask(APPLIST_MODIFY_ITEM_FNC, {FIRST, CHANGED});
-    asker.ExpectAnotherThan(FIRST, "2008 replaced it");
-    asker.Ask(APPLIST_SET_SELECTION_FNC, {SECOND});
-    asker.Ask(APPLIST_REMOVE_ALL_ITEMS_FNC, {});
-    asker.ExpectSelection(nullptr, "2003 emptied the list");
+    RequestSender sender(run, host);
+    sender.Send(APPLIST_ADD_ITEMS_FNC, {FIRST, SECOND});
+    sender.Send(APPLIST_SET_SELECTION_FNC, {FIRST});
+    sender.ExpectSelection(&FIRST, "2000 selected it");
+    sender.Send(APPLIST_ADD_ITEM_AT_END_FNC, {THIRD});
+    sender.Send(APPLIST_SET_CLICKED_FNC, {THIRD});
+    sender.Send(APPLIST_SET_SELECTION_FNC, {THIRD});
+    sender.ExpectSelection(&THIRD, "2000 selected it");
+    sender.Send(APPLIST_REMOVE_ITEM_FNC, {THIRD});
+    sender.ExpectNotSelected(THIRD, "2007 removed it");
+    sender.Send(APPLIST_SET_SELECTION_FNC, {FIRST});
+    sender.Send(APPLIST_MODIFY_ITEM_FNC, {FIRST, CHANGED});
+    sender.ExpectNotSelected(FIRST, "2008 replaced it");
+    sender.Send(APPLIST_SET_SELECTION_FNC, {SECOND});
+    sender.Send(APPLIST_REMOVE_ALL_ITEMS_FNC, {});
+    sender.ExpectSelection(nullptr, "2003 emptied the list");
 }
 
 void RecordTraffic(CheckRun& run, const Traffic& traffic) {
-    if (!traffic.Exchanges().empty()) {
+    if (!traffic.SentRequests().empty()) {
         run.list.Pass(Duty::SendsNoRequestMeanwhile,
                       "no Send to us while one of ours was unanswered");
     }
-    for (const Question& question : traffic.Questions()) {
-        if (!question.during.empty()) {
-            run.list.Break(Duty::SendsNoRequestMeanwhile, "a Send to us during " + question.during);
+    for (const ReceivedRequest& request : traffic.ReceivedRequests()) {
+        if (!request.during.empty()) {
+            run.list.Break(Duty::SendsNoRequestMeanwhile, "a Send to us during " + request.during);
         }
     }
     std::size_t count = 0;

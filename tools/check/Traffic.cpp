@@ -11,15 +11,15 @@
 
 struct Traffic::Record {
     std::mutex mutex;
-    std::vector<Enquiry> exchanges;
+    std::vector<SentRequest> sentRequests;
     std::vector<Notification> notifications;
-    std::vector<Question> questions;
+    std::vector<ReceivedRequest> received;
     std::shared_ptr<Record> self; ///< for as long as the filter may run
 
-    void TakeRequest(GDBusMessage* message);
-    void TakeAnswer(GDBusMessage* message);
-    void TakeNotification(GDBusMessage* message);
-    void TakeQuestion();
+    void AddSentRequest(GDBusMessage* message);
+    void AddReply(GDBusMessage* message);
+    void AddNotification(GDBusMessage* message);
+    void AddReceivedRequest();
 };
 
 namespace {
@@ -51,9 +51,9 @@ Traffic::~Traffic() {
     g_dbus_connection_remove_filter(m_connection, m_filterId);
 }
 
-std::vector<Enquiry> Traffic::Exchanges() const {
+std::vector<SentRequest> Traffic::SentRequests() const {
     const std::lock_guard<std::mutex> lock(m_record->mutex);
-    return m_record->exchanges;
+    return m_record->sentRequests;
 }
 
 std::vector<Notification> Traffic::Notifications() const {
@@ -61,9 +61,9 @@ std::vector<Notification> Traffic::Notifications() const {
     return m_record->notifications;
 }
 
-std::vector<Question> Traffic::Questions() const {
+std::vector<ReceivedRequest> Traffic::ReceivedRequests() const {
     const std::lock_guard<std::mutex> lock(m_record->mutex);
-    return m_record->questions;
+    return m_record->received;
 }
 
 std::size_t Traffic::CountNotifications(std::int32_t id) const {
@@ -81,17 +81,17 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
         switch (g_dbus_message_get_message_type(message)) {
         case G_DBUS_MESSAGE_TYPE_METHOD_CALL:
             if (IsOurs(message, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD)) {
-                incoming != FALSE ? record.TakeQuestion() : record.TakeRequest(message);
+                incoming != FALSE ? record.AddReceivedRequest() : record.AddSentRequest(message);
             }
             break;
         case G_DBUS_MESSAGE_TYPE_SIGNAL:
             if (incoming != FALSE && IsOurs(message, JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME)) {
-                record.TakeNotification(message);
+                record.AddNotification(message);
             }
             break;
         default:
             if (incoming != FALSE) {
-                record.TakeAnswer(message);
+                record.AddReply(message);
             }
             break;
         }
@@ -108,37 +108,37 @@ void Traffic::OnFilterEnd(gpointer user_data) {
     last = std::move(record->self);
 }
 
-void Traffic::Record::TakeRequest(GDBusMessage* message) {
-    Enquiry exchange;
+void Traffic::Record::AddSentRequest(GDBusMessage* message) {
+    SentRequest request;
     std::vector<char> bytes;
     ByteArray::FromVariant(g_dbus_message_get_body(message), bytes);
-    MessageFraming::TakeId(bytes, exchange.id);
-    exchange.serial = g_dbus_message_get_serial(message);
-    exchange.sent = std::chrono::steady_clock::now();
-    exchanges.push_back(exchange);
+    MessageFraming::TakeId(bytes, request.id);
+    request.serial = g_dbus_message_get_serial(message);
+    request.sent = std::chrono::steady_clock::now();
+    sentRequests.push_back(request);
 }
 
-void Traffic::Record::TakeAnswer(GDBusMessage* message) {
+void Traffic::Record::AddReply(GDBusMessage* message) {
     const std::uint32_t serial = g_dbus_message_get_reply_serial(message);
-    const auto exchange =
-        std::find_if(exchanges.begin(), exchanges.end(), [serial](const Enquiry& one) {
-            return one.serial == serial && !one.isAnswered;
+    const auto request =
+        std::find_if(sentRequests.begin(), sentRequests.end(), [serial](const SentRequest& one) {
+            return one.serial == serial && !one.hasReply;
         });
-    if (exchange == exchanges.end()) {
+    if (request == sentRequests.end()) {
         return;
     }
-    exchange->isAnswered = true;
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - exchange->sent;
-    exchange->seconds = time.count();
+    request->hasReply = true;
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - request->sent;
+    request->seconds = time.count();
     if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
-        exchange->problem =
+        request->problem =
             std::string("answered with the error ") + g_dbus_message_get_error_name(message);
-    } else if (!ByteArray::FromVariant(g_dbus_message_get_body(message), exchange->answer)) {
-        exchange->problem = "answered with the type " + TypeOf(message) + ", not (ay)";
+    } else if (!ByteArray::FromVariant(g_dbus_message_get_body(message), request->reply)) {
+        request->problem = "answered with the type " + TypeOf(message) + ", not (ay)";
     }
 }
 
-void Traffic::Record::TakeNotification(GDBusMessage* message) {
+void Traffic::Record::AddNotification(GDBusMessage* message) {
     Notification notification;
     std::vector<char> bytes;
     if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
@@ -153,12 +153,12 @@ void Traffic::Record::TakeNotification(GDBusMessage* message) {
     notifications.push_back(notification);
 }
 
-void Traffic::Record::TakeQuestion() {
-    Question question;
-    for (const Enquiry& exchange : exchanges) {
-        if (!exchange.isAnswered) {
-            question.during = Protocol::RequestTitle(exchange.id);
+void Traffic::Record::AddReceivedRequest() {
+    ReceivedRequest request;
+    for (const SentRequest& sent : sentRequests) {
+        if (!sent.hasReply) {
+            request.during = Protocol::RequestTitle(sent.id);
         }
     }
-    questions.push_back(question);
+    received.push_back(request);
 }

@@ -13,14 +13,14 @@
 #include <gio/gio.h>
 
 /** A request of ours. */
-struct Enquiry {
+struct SentRequest {
     std::int32_t id = 0;
     std::uint32_t serial = 0;
     std::chrono::steady_clock::time_point sent;
-    bool isAnswered = false;
+    bool hasReply = false;
     double seconds = 0;
     std::string problem; ///< of the answer: an error, or a type other than (ay)
-    std::vector<char> answer;
+    std::vector<char> reply;
 };
 
 /** A notification of the partner. */
@@ -30,7 +30,7 @@ struct Notification {
 };
 
 /** A request that the partner made of us. */
-struct Question {
+struct ReceivedRequest {
     std::string during; ///< our own request that was unanswered then, or empty
 };
 
@@ -42,9 +42,9 @@ public:
     Traffic(const Traffic&) = delete;
     Traffic& operator=(const Traffic&) = delete;
 
-    std::vector<Enquiry> Exchanges() const;
+    std::vector<SentRequest> SentRequests() const;
     std::vector<Notification> Notifications() const;
-    std::vector<Question> Questions() const;
+    std::vector<ReceivedRequest> ReceivedRequests() const;
 
     std::size_t CountNotifications(std::int32_t id) const;
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t UNLIMITED = std::numeric_limits<std::size_t>::max();
 
 // The words from @p first on, for names that the user did not quote.
 std::string JoinFrom(const std::vector<std::string>& words, std::size_t first) {
@@ -37,11 +37,11 @@ Host::~Host() {
 std::vector<Command> Host::CommandsFor(Host* host) {
     using Words = std::vector<std::string>;
     return {
-        {"add", "ID NAME", "append an item", 2, ANY_NUMBER,
+        {"add", "ID NAME", "append an item", 2, UNLIMITED,
          [host](const Words& words) { return host->Add(words); }},
         {"remove", "ID", "remove the first item with this id", 1, 1,
          [host](const Words& words) { return host->Remove(words); }},
-        {"modify", "ID NEW_ID NAME", "replace the first item with this id", 3, ANY_NUMBER,
+        {"modify", "ID NEW_ID NAME", "replace the first item with this id", 3, UNLIMITED,
          [host](const Words& words) { return host->Modify(words); }},
         {"select", "ID", "select the first item with this id", 1, 1,
          [host](const Words& words) { return host->Select(words); }},
@@ -70,7 +70,7 @@ bool Host::Add(const std::vector<std::string>& arguments) {
 }
 
 bool Host::Remove(const std::vector<std::string>& arguments) {
-    HostItem* const item = FindOrComplain(arguments[0]);
+    HostItem* const item = FindOrReport(arguments[0]);
     if (item == nullptr) {
         return false;
     }
@@ -79,7 +79,7 @@ bool Host::Remove(const std::vector<std::string>& arguments) {
 }
 
 bool Host::Modify(const std::vector<std::string>& arguments) {
-    HostItem* const item = FindOrComplain(arguments[0]);
+    HostItem* const item = FindOrReport(arguments[0]);
     if (item == nullptr) {
         return false;
     }
@@ -91,7 +91,7 @@ bool Host::Modify(const std::vector<std::string>& arguments) {
 }
 
 bool Host::Select(const std::vector<std::string>& arguments) {
-    HostItem* const item = FindOrComplain(arguments[0]);
+    HostItem* const item = FindOrReport(arguments[0]);
     if (item == nullptr) {
         return false;
     }
@@ -112,7 +112,7 @@ bool Host::Clear() {
 }
 
 bool Host::List() {
-    if (!HasModelOrComplains()) {
+    if (!HasModelOrReports()) {
         return false;
     }
     std::vector<ListedItem> items;
@@ -124,7 +124,7 @@ bool Host::List() {
 }
 
 bool Host::Click(const std::vector<std::string>& arguments) {
-    HostItem* const item = HasModelOrComplains() ? FindOrComplain(arguments[0]) : nullptr;
+    HostItem* const item = HasModelOrReports() ? FindOrReport(arguments[0]) : nullptr;
     if (item == nullptr) {
         return false;
     }
@@ -133,7 +133,7 @@ bool Host::Click(const std::vector<std::string>& arguments) {
     return true;
 }
 
-HostItem* Host::FindOrComplain(const std::string& id) {
+HostItem* Host::FindOrReport(const std::string& id) {
     HostItem* const item = m_list.Find(id);
     if (item == nullptr) {
         m_output.Error("no item with the id \"" + id + "\"");
@@ -141,7 +141,7 @@ HostItem* Host::FindOrComplain(const std::string& id) {
     return item;
 }
 
-bool Host::HasModelOrComplains() {
+bool Host::HasModelOrReports() {
     if (m_model == nullptr) {
         m_output.Error("no event has come from the partner yet, and only an event brings the model "
                        "that this command needs");
@@ -153,12 +153,12 @@ bool Host::HasModelOrComplains() {
 template <class Operation>
 void Host::Request(const std::string& text, Operation operation) {
     m_output.Sent(text);
-    m_inRequest = true;
+    m_isInRequest = true;
     m_requestWasLost = false;
     operation();
-    m_inRequest = false;
+    m_isInRequest = false;
     if (!m_requestWasLost) {
-        m_partner = Partner::There;
+        m_partner = Partner::Present;
     }
 }
 
@@ -176,7 +176,7 @@ void Host::OnLibraryLine(const std::string& line) {
         return;
     }
     m_requestWasLost = true;
-    m_output.State((m_partner == Partner::There ? "the partner is gone" : "no partner yet") +
+    m_output.State((m_partner == Partner::Present ? "the partner is gone" : "no partner yet") +
                    std::string(": changed on this side only. A partner gets the whole list when it "
                                "comes."));
     if (m_partner == Partner::Awaited) {
@@ -189,7 +189,7 @@ void Host::OnLibraryLine(const std::string& line) {
 
 void Host::OnEvent(AppListModel* model, const std::string& text) {
     m_model = model;
-    m_partner = Partner::There;
+    m_partner = Partner::Present;
     // What the library has read so far, it has read for this event.
     if (m_listWasReadId != 0) {
         g_source_remove(std::exchange(m_listWasReadId, 0U));
@@ -215,7 +215,7 @@ void Host::OnItemClickedEvent(AppListModel* model) {
 // Called with the list's lock held, so the news waits for the main loop. Its high priority lets it
 // come before the partner's next event.
 void Host::OnItemRead() {
-    if (!m_inRequest && m_listWasReadId == 0) {
+    if (!m_isInRequest && m_listWasReadId == 0) {
         m_requestWasLost = false;
         m_listWasReadId = g_idle_add_full(G_PRIORITY_HIGH, OnListWasRead, this, /*notify=*/nullptr);
     }
@@ -227,7 +227,7 @@ gboolean Host::OnListWasRead(void* user_data) {
     if (self->m_requestWasLost) {
         return G_SOURCE_REMOVE;
     }
-    self->m_partner = Partner::There;
+    self->m_partner = Partner::Present;
     const ListedItem* const selection = self->Selection();
     self->m_output.Sent("the partner has a new list: the library sent it all " +
                         ItemListing::Count(self->m_list.Size()) + ", selected: " +

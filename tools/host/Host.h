@@ -36,7 +36,7 @@ private:
     enum class Partner {
         Unknown, ///< nothing has been asked of it
         Awaited, ///< the first request found none: it may just be starting
-        There,
+        Present,
         Absent
     };
 
@@ -56,8 +56,8 @@ private:
     bool List();
     bool Click(const std::vector<std::string>& arguments);
 
-    HostItem* FindOrComplain(const std::string& id);
-    bool HasModelOrComplains();
+    HostItem* FindOrReport(const std::string& id);
+    bool HasModelOrReports();
     template <class Operation>
     void Request(const std::string& text, Operation operation);
     const ListedItem* Selection();
@@ -67,7 +67,7 @@ private:
     AppListModel* m_model = nullptr; ///< what the first event brings
     Partner m_partner = Partner::Unknown;
     bool m_requestWasLost = false;
-    bool m_inRequest = false;
+    bool m_isInRequest = false;
     guint m_listWasReadId = 0;
     HostList m_list;
 };

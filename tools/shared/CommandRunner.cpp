@@ -66,7 +66,7 @@ const Command* CommandRunner::Parse(const std::string& line, std::vector<std::st
         return nullptr;
     }
     arguments.assign(words + 1, words + count);
-    if (arguments.size() < command->leastArguments || arguments.size() > command->mostArguments) {
+    if (arguments.size() < command->minArguments || arguments.size() > command->maxArguments) {
         problem = "usage: " + name + (command->arguments.empty() ? "" : " ") + command->arguments;
     }
     return &*command;

@@ -13,8 +13,8 @@ struct Command {
     std::string name;
     std::string arguments; ///< as help shows them
     std::string help;
-    std::size_t leastArguments;
-    std::size_t mostArguments;
+    std::size_t minArguments;
+    std::size_t maxArguments;
     /** @return whether the command could be carried out */
     std::function<bool(const std::vector<std::string>&)> run;
 };

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t WIDEST_COLUMN = 32;
+constexpr std::size_t MAX_COLUMN = 32;
 
 // Characters on the screen; bytes where the text is no UTF-8.
 std::size_t Width(const std::string& text) {
@@ -20,7 +20,7 @@ std::size_t NameColumn(const std::vector<ListedItem>& items) {
     for (const ListedItem& item : items) {
         widest = std::max(widest, Width(ItemListing::Printable(item.name)));
     }
-    return std::min(widest, WIDEST_COLUMN);
+    return std::min(widest, MAX_COLUMN);
 }
 
 std::string InColumns(const ListedItem& item, std::size_t column) {

@@ -5,7 +5,7 @@
 namespace {
 
 constexpr guint RETRY_PERIOD_MS = 20;
-constexpr int MOST_TRIES = 100;
+constexpr int MAX_TRIES = 100;
 constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
 constexpr guint32 REPLY_PRIMARY_OWNER = 1;
 constexpr guint32 REPLY_HAS_OTHER_OWNER = 3;
@@ -16,7 +16,7 @@ void NameAnnouncement::Start(const std::string& name, OnResult onResult) {
     Cancel();
     m_name = name;
     m_onResult = std::move(onResult);
-    m_triesLeft = MOST_TRIES;
+    m_triesLeft = MAX_TRIES;
     Try();
 }
 

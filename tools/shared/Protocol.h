@@ -14,8 +14,8 @@ struct RequestKind {
     AppListRequest id;
     const char* name; ///< "APPLIST_ADD_ITEMS_FNC"
     const char* word; ///< in scripts and checklists: "add"
-    std::size_t leastRecords;
-    std::size_t mostRecords;
+    std::size_t minRecords;
+    std::size_t maxRecords;
 };
 
 /** A notification of the partner. */
@@ -64,7 +64,7 @@ constexpr NotificationKind Describe(AppListNotification id, const char* name) {
     return {id, name, nullptr, nullptr};
 }
 
-#define APPLIST_REQUEST_KIND(name, id, least, most) {name, #name, WordOf(name), least, most},
+#define APPLIST_REQUEST_KIND(name, id, min, max) {name, #name, WordOf(name), min, max},
 #define APPLIST_NOTIFICATION_KIND(name, id) Describe(name, #name),
 
 constexpr RequestKind REQUESTS[] = {APPLIST_REQUESTS(APPLIST_REQUEST_KIND)};

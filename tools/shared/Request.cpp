@@ -7,8 +7,8 @@
 namespace {
 
 std::string CountWanted(const RequestKind& kind) {
-    const bool atLeast = kind.mostRecords != kind.leastRecords;
-    return (atLeast ? "at least " : "") + std::to_string(kind.leastRecords);
+    const bool atLeast = kind.maxRecords != kind.minRecords;
+    return (atLeast ? "at least " : "") + std::to_string(kind.minRecords);
 }
 
 std::string FindProblem(const RequestKind& kind, const Request& request,
@@ -18,7 +18,7 @@ std::string FindProblem(const RequestKind& kind, const Request& request,
                " bytes end inside an item record, after " +
                ItemListing::Count(request.items.size());
     }
-    if (request.items.size() < kind.leastRecords || request.items.size() > kind.mostRecords) {
+    if (request.items.size() < kind.minRecords || request.items.size() > kind.maxRecords) {
         return "it carries " + ItemListing::Count(request.items.size()) + ", not " +
                CountWanted(kind);
     }

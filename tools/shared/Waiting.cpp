@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr double LONGEST_S = 3600;
+constexpr double MAX_SECONDS = 3600;
 
 gboolean SetFlag(void* flag) {
     *static_cast<bool*>(flag) = true;
@@ -38,7 +38,7 @@ void WaitFor(double seconds) {
 bool ParseSeconds(const std::string& text, double& seconds) {
     char* end = nullptr;
     const double value = g_ascii_strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !(value >= 0 && value <= LONGEST_S)) {
+    if (text.empty() || *end != '\0' || !(value >= 0 && value <= MAX_SECONDS)) {
         return false;
     }
     seconds = value;
