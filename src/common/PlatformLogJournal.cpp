@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include <glib.h>
@@ -16,14 +17,15 @@
 
 namespace {
 
-// Long enough for any line of ours with ordinary names; a longer one is cut here, so that no line
-// costs an allocation and a megabyte of name does not go to the log.
+// Long enough for every line with ordinary names. A longer line is cut, so that no line costs an
+// allocation and a name of a megabyte does not reach the log.
 constexpr std::size_t LINE_CAPACITY = 4096;
+constexpr char CUT_MARK[] = "...\n";
 
-// Where there is no log at all, one is looked for again after this time only: the lines that nobody
-// hears must not cost their caller a tenth of a request. An error always looks.
-constexpr std::int64_t DEAF_PERIOD_MS = 100;
-std::atomic<std::int64_t> g_deafUntilMs{0};
+// While no log is available, the library looks for one at this interval only: lines without a
+// reader must not cost a tenth of a request. An error always looks for a log.
+constexpr std::int64_t RETRY_PERIOD_MS = 100;
+std::atomic<std::int64_t> g_retryAtMs{0};
 
 std::int64_t NowMs() {
     timespec now = {};
@@ -31,7 +33,7 @@ std::int64_t NowMs() {
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-bool SyslogListens() {
+bool SyslogIsAvailable() {
     return access(_PATH_LOG, F_OK) == 0;
 }
 
@@ -43,7 +45,7 @@ int Severity(int priority) {
     return priority == 4 ? LOG_INFO : LOG_DEBUG;
 }
 
-// Without the cost of a format. @return the length
+// Cheaper than a format. @return the length
 template <std::size_t CAPACITY>
 gssize WriteNumber(char (&text)[CAPACITY], int number) {
     return std::to_chars(text, text + CAPACITY, number).ptr - text;
@@ -62,11 +64,21 @@ bool WriteToJournal(int bufferId, int severity, const char* tag, const char* lin
            G_LOG_WRITER_HANDLED;
 }
 
+// Ends a line that was cut with the mark, in front of which no UTF-8 character is cut in two: the
+// journal would show the whole line as binary.
+void MarkCut(char (&line)[LINE_CAPACITY]) {
+    std::size_t end = LINE_CAPACITY - sizeof(CUT_MARK);
+    while (end > LINE_CAPACITY - sizeof(CUT_MARK) - 3 && (line[end] & 0xC0) == 0x80) {
+        --end;
+    }
+    std::memcpy(line + end, CUT_MARK, sizeof(CUT_MARK));
+}
+
 } // namespace
 
 void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
     const int severity = Severity(priority);
-    if (severity != LOG_ERR && NowMs() < g_deafUntilMs.load(std::memory_order_relaxed)) {
+    if (severity != LOG_ERR && NowMs() < g_retryAtMs.load(std::memory_order_relaxed)) {
         return;
     }
     char line[LINE_CAPACITY];
@@ -76,15 +88,17 @@ void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* f
     const int length = std::vsnprintf(line, sizeof(line), format, arguments);
     va_end(arguments);
     if (length < 0) {
-        // A line of more than INT_MAX bytes: the C library gives up on it; say at least which.
+        // The C library refuses lines of more than INT_MAX bytes. The format identifies the line.
         std::snprintf(line, sizeof(line), "%s", format);
+    } else if (static_cast<std::size_t>(length) >= sizeof(line)) {
+        MarkCut(line);
     }
 
     if (WriteToJournal(bufferId, severity, tag, line)) {
         return;
     }
-    if (!SyslogListens()) {
-        g_deafUntilMs.store(NowMs() + DEAF_PERIOD_MS, std::memory_order_relaxed);
+    if (!SyslogIsAvailable()) {
+        g_retryAtMs.store(NowMs() + RETRY_PERIOD_MS, std::memory_order_relaxed);
         return;
     }
     // No openlog: the ident belongs to the host process.

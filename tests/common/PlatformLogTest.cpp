@@ -66,7 +66,7 @@ TEST(Journal, GetsTheSeverityOfThePriority) {
     });
 }
 
-TEST(Journal, GetsALongLineCutAndNotLost) {
+TEST(Journal, GetsALongLineCutWithAMarkAtItsEnd) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         const std::string name(3 * 1024 * 1024, 'n');
@@ -75,9 +75,40 @@ TEST(Journal, GetsALongLineCutAndNotLost) {
         ASSERT_THAT(entries, SizeIs(1));
         const std::string message = JournalField(entries[0], "MESSAGE");
         EXPECT_EQ(message.substr(0, 10), "before nnn");
-        EXPECT_GE(message.size(), 1000u);
-        EXPECT_LT(message.size(), 64u * 1024);
+        EXPECT_EQ(message.size(), 4095u);
+        EXPECT_EQ(message.substr(4095 - 7), "nnn...\n");
         EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+    });
+}
+
+TEST(Journal, GetsTheLongestLineWhole) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        const std::string line = std::string(4094, 'n') + "\n";
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "%s", line.c_str());
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), line);
+    });
+}
+
+TEST(Journal, GetsALongLineCutBetweenTwoCharacters) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        std::string name;
+        while (name.size() < 5000) {
+            name += "\xf0\x9f\x98\x80";
+        }
+        for (const char* start : {"", "1", "12", "123"}) {
+            PlatformLogPrint(BUFFER, DEBUG, TAG, "%s%s\n", start, name.c_str());
+        }
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(4));
+        for (const auto& entry : entries) {
+            const std::string message = JournalField(entry, "MESSAGE");
+            EXPECT_GE(message.size(), 4092u);
+            EXPECT_EQ(message.substr(message.size() - 8), "\xf0\x9f\x98\x80...\n");
+        }
     });
 }
 
@@ -157,7 +188,7 @@ TEST(Syslog, LeavesTheIdentToTheHost) {
     });
 }
 
-TEST(Syslog, GetsALongLineCutAndNotLost) {
+TEST(Syslog, GetsALongLineCutWithAMarkAtItsEnd) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         const std::string name(3 * 1024 * 1024, 'n');
@@ -165,7 +196,8 @@ TEST(Syslog, GetsALongLineCutAndNotLost) {
         const auto lines = log.SyslogLines();
         ASSERT_THAT(lines, SizeIs(1));
         EXPECT_THAT(lines[0], HasSubstr(": applist: before nnn"));
-        EXPECT_LT(lines[0].size(), 64u * 1024);
+        EXPECT_THAT(lines[0], HasSubstr("nnn..."));
+        EXPECT_LT(lines[0].size(), 5000u);
     });
 }
 
