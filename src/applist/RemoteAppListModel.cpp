@@ -1,7 +1,8 @@
-// The operations of the host on the list, the requests they become, and the partner's events.
+// The operations of the host on the list, their requests, and the events of the partner.
 #include <applist/RemoteAppListModel.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <sstream>
 #include <utility>
 
@@ -15,6 +16,7 @@
 #include <ipc/MessageFraming.h>
 
 RemoteAppListModel::RemoteAppListModel() : m_ipc("Applist") {
+    CheckMemberOrder();
     m_ipc.RegisterOnNotification(this, &RemoteAppListModel::OnNotificationReceive);
 }
 
@@ -25,7 +27,16 @@ RemoteAppListModel::~RemoteAppListModel() {
     m_items.clear();
 }
 
-// The host's operations
+// The destructor destroys the members from the last one backwards.
+void RemoteAppListModel::CheckMemberOrder() {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+    static_assert(offsetof(RemoteAppListModel, m_ipc) + sizeof(m_ipc) == sizeof(RemoteAppListModel),
+                  "m_ipc must be the last member: its callbacks use the other members");
+#pragma GCC diagnostic pop
+}
+
+// Operations of the host
 
 void RemoteAppListModel::SetSelection(AppListItem* item) {
     APPLIST_LOG_DEBUG("SetSelection: %p", static_cast<void*>(item));
@@ -82,8 +93,8 @@ void RemoteAppListModel::AddItems(const std::vector<AppListItem*>& items) {
             }
         }
         APPLIST_LOG_DEBUG("Adding remote items. Items count: %d", static_cast<int>(items.size()));
-        // Meant: all that the host passed, also what was in the list already. The partner decides
-        // for itself what is new to it.
+        // Deliberate: the request holds all items of the host, including those that the list
+        // already had. The partner decides which of them are new to it.
         payload = Serialize(items);
     }
     SendMessageToRemote(APPLIST_ADD_ITEMS_FNC, std::move(payload));
@@ -95,7 +106,7 @@ void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
     {
         const PTAutoLock lock(m_mutex);
         if (item != nullptr) {
-            // Meant: unlike AddItems, with no look at what is in the list.
+            // Deliberate: unlike AddItems, without a search for the same item in the list.
             m_items.push_back(item);
             payload = Serialize(item);
         }
@@ -106,9 +117,9 @@ void RemoteAppListModel::AddItemAtEnd(AppListItem* item) {
 void RemoteAppListModel::RemoveItem(AppListItem* item) {
     APPLIST_LOG_DEBUG("RemoveItem: %p", static_cast<void*>(item));
     std::string payload;
-    if (item != nullptr) {
+    {
         const PTAutoLock lock(m_mutex);
-        const auto found = Find(item);
+        const auto found = item != nullptr ? Find(item) : m_items.end();
         if (found != m_items.end()) {
             APPLIST_LOG_DEBUG("Removing item name: %s, uniqueId: %s",
                               (*found)->GetVisibleName().c_str(), (*found)->GetUnigueId().c_str());
@@ -127,9 +138,10 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
     APPLIST_LOG_DEBUG("ModifyItem oldItem: %p, newItem: %p", static_cast<void*>(oldItem),
                       static_cast<void*>(newItem));
     std::string payload;
-    if (oldItem != nullptr && newItem != nullptr) {
+    {
         const PTAutoLock lock(m_mutex);
-        const auto found = Find(oldItem);
+        const bool hasItems = oldItem != nullptr && newItem != nullptr;
+        const auto found = hasItems ? Find(oldItem) : m_items.end();
         if (found != m_items.end()) {
             APPLIST_LOG_DEBUG("Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
                               (*found)->GetVisibleName().c_str(), (*found)->GetUnigueId().c_str(),
@@ -156,7 +168,7 @@ std::vector<AppListItem*>::iterator RemoteAppListModel::Find(AppListItem* item) 
     return std::find_if(m_items.begin(), m_items.end(), ApplistItemComparator(item));
 }
 
-// The host's listeners. Meant: adding is logged, removing is not.
+// The host's listeners. Deliberate: an addition is logged, a removal is not.
 
 void RemoteAppListModel::AddItemSelectionListener(ItemSelectionListener* listener) {
     APPLIST_LOG_DEBUG("AddItemSelectionListener");
@@ -200,7 +212,7 @@ void RemoteAppListModel::SendMessageToRemote(int id, std::string&& data) {
     message.reserve(data.size() + MessageFraming::ID_SIZE);
     message.assign(data.begin(), data.end());
     MessageFraming::AppendId(message, id);
-    // A large payload is not held twice while the partner is waited for.
+    // Frees a large payload before the wait for the partner.
     std::string().swap(data);
     m_ipc.SendMessage(message);
 }
@@ -242,7 +254,7 @@ void RemoteAppListModel::OnNotificationReceive(int id, const std::vector<char>& 
     APPLIST_LOG_DEBUG("Message received with unknown id=%d", id);
 }
 
-// The event does not say what is selected now: ask, then tell the listeners.
+// The event does not name the selected item: query the partner, then call the listeners.
 void RemoteAppListModel::OnSelectionEvent() {
     APPLIST_LOG_DEBUG("Getting remote selection");
     const std::vector<char> data = GetRemoteSelectionData();
@@ -256,7 +268,7 @@ void RemoteAppListModel::OnSelectionEvent() {
     m_selectionListeners.Call(&ItemSelectionListener::OnItemSelectionEvent, this);
 }
 
-// The item of ours that the partner's answer names first, or null.
+// The item of the list whose unique id stands first in the partner's reply, or null.
 AppListItem* RemoteAppListModel::FindRemoteSelection(const std::vector<char>& data) {
     std::vector<RemoteAppListItem> selection = Deserialize(data);
     if (selection.empty()) {
@@ -273,7 +285,7 @@ AppListItem* RemoteAppListModel::FindRemoteSelection(const std::vector<char>& da
     return *found;
 }
 
-// The partner's list is new: give it all that we have.
+// The partner's list is new: send it the whole list and the selection.
 void RemoteAppListModel::OnLocalCreatedEvent() {
     std::string itemsPayload;
     std::string selectionPayload;
@@ -308,7 +320,7 @@ std::string RemoteAppListModel::Serialize(const std::vector<AppListItem*>& items
     std::string records;
     for (AppListItem* const item : items) {
         if (item == nullptr) {
-            // A caller's error, which must not cost the host its life.
+            // An error of the caller, which must not crash the host.
             APPLIST_LOG_ERROR(" - AppListItem is NULL, left out");
             continue;
         }

@@ -1,5 +1,5 @@
-// The library's side of the application list: the host's items, the selection and the listeners,
-// and the conversation with the partner about them.
+// The host's side of the application list: the items, the selection and the listeners, the requests
+// to the partner and the events of the partner.
 #ifndef APPLIST_APPLIST_REMOTEAPPLISTMODEL_H
 #define APPLIST_APPLIST_REMOTEAPPLISTMODEL_H
 
@@ -14,12 +14,12 @@
 #include <ipc/IPCApplist.h>
 #include <ipc/javamw-dbus-remote.h>
 
-/** Tells whether a list element is the same item as the one looked for: same unique id. */
+/** Whether a list element is the same item as the given one, which means the same unique id. */
 class ApplistItemComparator {
 public:
     explicit ApplistItemComparator(AppListItem* item) : m_item(item) {}
     bool operator()(AppListItem* element) const {
-        const std::string uniqueId = m_item->GetUnigueId(); // before the element's
+        const std::string uniqueId = m_item->GetUnigueId(); // read before the element's
         return uniqueId == element->GetUnigueId();
     }
 
@@ -28,9 +28,9 @@ private:
 };
 
 /**
- * The only implementation of AppListModel. The lock is never held across a call to the partner or
- * to a listener: each operation writes its payload under the lock and sends it afterwards. A
- * request that fails is logged by the channel and not noticed here.
+ * The only implementation of AppListModel. No call to the partner or to a listener is made with the
+ * lock held: each operation serialises its payload under the lock and sends it afterwards. The
+ * channel logs a failed request; the model does not handle it.
  */
 class RemoteAppListModel : public AppListModel {
 public:
@@ -59,28 +59,30 @@ public:
     RemoteAppListModel(const RemoteAppListModel&) = delete;
     RemoteAppListModel& operator=(const RemoteAppListModel&) = delete;
 
-    /** Tells the partner to empty its list. */
+    /** Sends the request to empty the list of the partner. */
     void RemoveRemoteAllItems();
 
     /** Sends a request with payload and id; an empty payload sends nothing. */
     void SendMessageToRemote(int id, const std::string& data);
 
-    /** The same, and frees @p data before it waits for the partner. */
+    /** Sends the same request, and frees @p data before the wait for the partner. */
     void SendMessageToRemote(int id, std::string&& data);
 
-    /** Asks the partner for its selection. @return its item stream; empty on failure too. */
+    /** Queries the selection of the partner. @return its item stream; empty also on failure. */
     std::vector<char> GetRemoteSelectionData();
 
-    /** Takes a notification of the partner; its payload is not read. */
+    /** Handles a notification of the partner, without its payload. */
     void OnNotificationReceive(int id, const std::vector<char>& data);
 
     /**
-     * @return the item record of @p item, which must not be null. Takes no lock: operations call it
-     *         with the lock held. What the item's accessors throw goes to the caller.
+     * @return the item record of @p item, which must not be null. Takes no lock, because operations
+     *         call it with the lock held. An exception of the item's accessors reaches the caller.
      */
     std::string Serialize(AppListItem* item);
 
-    /** @return the item stream of @p items; a null among them is left out and logged as an error.
+    /**
+     * @return the item stream of @p items, without null entries, each of which is logged as an
+     *         error
      */
     std::string Serialize(const std::vector<AppListItem*>& items);
 
@@ -88,6 +90,7 @@ public:
     std::vector<RemoteAppListItem> Deserialize(const std::vector<char>& data);
 
 private:
+    static void CheckMemberOrder();
     void OnSelectionEvent();
     void OnLocalCreatedEvent();
     AppListItem* FindRemoteSelection(const std::vector<char>& data) APPLIST_REQUIRES(m_mutex);
@@ -99,6 +102,8 @@ private:
     ListenerList<ItemSelectionListener> m_selectionListeners;
     ListenerList<ItemChangeListener> m_changeListeners;
     ListenerList<ItemClickListener> m_clickListeners;
+    // Declared last: its callbacks use the other members, so it is constructed after them and
+    // destroyed before them.
     IPCApplist<JavaMWDbusRemote, RemoteAppListModel> m_ipc;
 };
 

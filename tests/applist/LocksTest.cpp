@@ -1,6 +1,8 @@
 // The model's lock: held while items are read, never while the partner or a listener is called.
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <future>
 #include <stdexcept>
 #include <string>
 
@@ -93,6 +95,44 @@ INSTANTIATE_TEST_SUITE_P(
         RequestRow{"SelectionEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(2, {}); }},
         RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
     RowName<RequestRow>);
+
+// While arguments are looked at
+
+struct NullRow : NamedRow {
+    std::function<void(RemoteAppListModel& model, TestItem& item)> call;
+    std::string firstLine;
+};
+
+class LocksWithANullItem : public Locks, public testing::WithParamInterface<NullRow> {};
+
+// Another thread calls while the lock is held by the reading of an item.
+TEST_P(LocksWithANullItem, AreTakenAllTheSame) {
+    std::future<void> call;
+    bool waited = false;
+    inList.onRead = [&](const std::string&) {
+        if (call.valid()) {
+            return;
+        }
+        call = std::async(std::launch::async, [&] { GetParam().call(*model, other); });
+        CapturedLog::WaitFor(CapturedLog::DEBUG, GetParam().firstLine);
+        waited = call.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
+    };
+    model->SetSelection(&inList);
+    inList.onRead = nullptr;
+    EXPECT_TRUE(waited);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, LocksWithANullItem,
+    testing::Values(NullRow{"SetSelection", [](auto& m, auto&) { m.SetSelection(nullptr); },
+                            "SetSelection: (nil)"},
+                    NullRow{"AddItemAtEnd", [](auto& m, auto&) { m.AddItemAtEnd(nullptr); },
+                            "AddItemAtEnd: (nil)"},
+                    NullRow{"RemoveItem", [](auto& m, auto&) { m.RemoveItem(nullptr); },
+                            "RemoveItem: (nil)"},
+                    NullRow{"ModifyItem", [](auto& m, auto&) { m.ModifyItem(nullptr, nullptr); },
+                            "ModifyItem oldItem: (nil), newItem: (nil)"}),
+    RowName<NullRow>);
 
 TEST_F(Locks, AreNotTakenByAClick) {
     int reads = 0;
