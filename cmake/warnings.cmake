@@ -4,6 +4,6 @@ function(applist_warnings target)
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion
         # Rows of tables, named structs within them, read better with one pair of braces.
         $<$<CXX_COMPILER_ID:Clang>:-Wno-missing-braces>
-        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Werror=thread-safety>
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta -Werror=thread-safety>
         $<$<BOOL:${APPLIST_WERROR}>:-Werror>)
 endfunction()

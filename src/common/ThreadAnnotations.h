@@ -1,5 +1,6 @@
-// Clang's thread-safety annotations: which mutex guards which field, checked at compile time
-// (-Wthread-safety). They are empty for other compilers.
+// Clang's thread-safety annotations: which mutex guards which field, and the order in which
+// mutexes are locked, checked at compile time (-Wthread-safety -Wthread-safety-beta). They are
+// empty for other compilers.
 #ifndef APPLIST_COMMON_THREADANNOTATIONS_H
 #define APPLIST_COMMON_THREADANNOTATIONS_H
 
@@ -12,15 +13,19 @@
 
 /** A class whose objects are locks. */
 #define APPLIST_CAPABILITY(name) APPLIST_THREAD_ATTRIBUTE(capability(name))
-/** A class whose objects hold a lock for as long as they live. */
+/** A class whose objects hold a lock during their lifetime. */
 #define APPLIST_SCOPED_CAPABILITY APPLIST_THREAD_ATTRIBUTE(scoped_lockable)
-/** A field that is read and written with @p mutex held only. */
+/** A field that is accessed only with @p mutex held. */
 #define APPLIST_GUARDED_BY(mutex) APPLIST_THREAD_ATTRIBUTE(guarded_by(mutex))
-/** A function that takes the lock: its own, or those named. */
+/** A mutex that a thread locks after the named ones, if it holds both. */
+#define APPLIST_ACQUIRED_AFTER(...) APPLIST_THREAD_ATTRIBUTE(acquired_after(__VA_ARGS__))
+/** A mutex that a thread locks before the named ones, if it holds both. */
+#define APPLIST_ACQUIRED_BEFORE(...) APPLIST_THREAD_ATTRIBUTE(acquired_before(__VA_ARGS__))
+/** A function that acquires the lock: its own, or those named. */
 #define APPLIST_ACQUIRE(...) APPLIST_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
-/** A function that takes the lock if it returns the value named first. */
+/** A function that acquires the lock if it returns the value named first. */
 #define APPLIST_TRY_ACQUIRE(...) APPLIST_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
-/** A function that gives the lock back. */
+/** A function that releases the lock. */
 #define APPLIST_RELEASE(...) APPLIST_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 /** A function that is called with the locks held. */
 #define APPLIST_REQUIRES(...) APPLIST_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))

@@ -8,11 +8,11 @@ namespace {
 
 struct Registry {
     PTMutex mutex;
-    std::unordered_map<const void*, std::shared_ptr<EndpointLife>>
+    std::unordered_map<const void*, std::shared_ptr<EndpointControl>>
         endpoints APPLIST_GUARDED_BY(mutex);
 };
 
-// Never destroyed: callbacks may come in while the process exits.
+// Never destroyed: callbacks may run while the process exits.
 Registry& TheRegistry() {
     static auto* const registry = new Registry();
     return *registry;
@@ -20,7 +20,11 @@ Registry& TheRegistry() {
 
 } // namespace
 
-std::shared_ptr<EndpointLife> LiveEndpoints::Find(const void* endpoint) {
+bool LiveEndpoints::Contains(const void* endpoint) {
+    return Find(endpoint) != nullptr;
+}
+
+std::shared_ptr<EndpointControl> LiveEndpoints::Find(const void* endpoint) {
     Registry& registry = TheRegistry();
     const PTAutoLock lock(registry.mutex);
     const auto found = registry.endpoints.find(endpoint);
@@ -28,16 +32,16 @@ std::shared_ptr<EndpointLife> LiveEndpoints::Find(const void* endpoint) {
 }
 
 EndpointRegistration::EndpointRegistration(const void* endpoint, bool handlersReady)
-    : m_endpoint(endpoint), m_life(std::make_shared<EndpointLife>(handlersReady)) {}
+    : m_endpoint(endpoint), m_control(std::make_shared<EndpointControl>(handlersReady)) {}
 
 void EndpointRegistration::Begin() {
     Registry& registry = TheRegistry();
     const PTAutoLock lock(registry.mutex);
-    registry.endpoints[m_endpoint] = m_life;
+    registry.endpoints[m_endpoint] = m_control;
 }
 
 void EndpointRegistration::End() {
-    if (m_life->ended.exchange(true)) {
+    if (m_control->ended.exchange(true)) {
         return;
     }
     {
@@ -45,25 +49,6 @@ void EndpointRegistration::End() {
         const PTAutoLock lock(registry.mutex);
         registry.endpoints.erase(m_endpoint);
     }
-    // Whoever holds the turn now is the last one: those who still wait for it see that it ended.
-    const PTAutoLock lastTurn(m_life->turn);
-}
-
-// The lock is held under a condition that the thread-safety analysis cannot follow.
-EndpointTurn::EndpointTurn(const void* endpoint) APPLIST_NO_THREAD_SAFETY_ANALYSIS
-    : m_life(LiveEndpoints::Find(endpoint)) {
-    if (m_life == nullptr) {
-        return;
-    }
-    m_life->turn.Lock();
-    if (m_life->ended) {
-        m_life->turn.Unlock();
-        m_life.reset();
-    }
-}
-
-EndpointTurn::~EndpointTurn() APPLIST_NO_THREAD_SAFETY_ANALYSIS {
-    if (m_life != nullptr) {
-        m_life->turn.Unlock();
-    }
+    // Waits for the callback under way. Callbacks that lock the mutex later see that it has ended.
+    const PTAutoLock lastCallback(m_control->callbackMutex);
 }

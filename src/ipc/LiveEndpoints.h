@@ -1,13 +1,13 @@
-// Which endpoints are alive, asked by every callback before it touches one.
+// The registry of living endpoints. Every callback looks its endpoint up here before it uses the
+// endpoint.
 //
-// GDBus holds bare endpoint pointers as user data, and some of its registrations outlive the
-// endpoint: the three handshake subscriptions and the object stay on the connection for as long as
-// anybody holds it, and deliveries already queued on the main context run even later. So a pointer
-// that comes in from GDBus is only a question, and the answer is here.
+// GDBus holds the address of an endpoint as user data, and some registrations outlive the endpoint:
+// the three handshake subscriptions and the object stay on the connection, and queued deliveries
+// run even later. So an address from GDBus may be that of a destroyed endpoint.
 //
-// An address may be used again by a later endpoint, which then gets the dead one's deliveries too.
-// It refuses those of another connection or for other names than its own; a step that it watches
-// itself it sees twice, and is told twice that it is ready.
+// A later endpoint may have the same address and then receives the deliveries for the destroyed
+// one. It refuses those of another connection or of names that it does not watch. It receives a
+// step of its own names twice, and reports "ready" twice.
 #ifndef APPLIST_IPC_LIVEENDPOINTS_H
 #define APPLIST_IPC_LIVEENDPOINTS_H
 
@@ -15,74 +15,62 @@
 #include <memory>
 
 #include <common/PTMutex.h>
+#include <ipc/javamw-dbus-remote.h>
 
-/** What can still be asked about an endpoint when its memory may be gone. */
-struct EndpointLife {
-    explicit EndpointLife(bool ready) : handlersReady(ready) {}
+/** The part of an endpoint's state that outlives the endpoint. */
+struct EndpointControl {
+    explicit EndpointControl(bool ready) : handlersReady(ready) {}
 
     /**
-     * Held by a handshake callback and by a resend pass from start to end, outside the endpoint's
-     * own mutex. It lives here and not in the endpoint, so that a callback which comes too late
-     * finds it intact, and the endpoint's destructor can wait for the one under way.
+     * Held by a handshake callback and by a resend pass from start to end. A late callback can lock
+     * it after the endpoint has gone, and the endpoint's destructor waits for it.
      */
-    PTMutex turn;
+    PTMutex callbackMutex APPLIST_ACQUIRED_BEFORE(&JavaMWDbusRemote::m_mutex);
 
-    /** False while a derived class is still being constructed: its handlers are not called yet. */
+    /** False during the construction of a derived class, whose handlers are not called yet. */
     std::atomic<bool> handlersReady;
 
-    /** True from the moment the endpoint begins to go. */
+    /** True as soon as the destruction of the endpoint has begun. */
     std::atomic<bool> ended{false};
 };
 
 namespace LiveEndpoints {
-/** @return null when @p endpoint is not alive. May be called from any thread. */
-std::shared_ptr<EndpointLife> Find(const void* endpoint);
+/** @return whether @p endpoint is alive. Keeps nothing alive. May be called from any thread. */
+bool Contains(const void* endpoint);
+
+/**
+ * @return the control block of @p endpoint; null when the endpoint is not alive. Keeps the control
+ *         block alive, not the endpoint. May be called from any thread.
+ */
+std::shared_ptr<EndpointControl> Find(const void* endpoint);
 } // namespace LiveEndpoints
 
-/** Keeps an endpoint among the living; owned by that endpoint, which it points to and never
- * follows. */
+/** An endpoint's entry in the registry. The endpoint owns it. */
 class EndpointRegistration {
 public:
-    /** The endpoint is not found before Begin. */
+    /** The registry does not contain the endpoint before Begin. */
     EndpointRegistration(const void* endpoint, bool handlersReady);
     ~EndpointRegistration() { End(); }
 
     EndpointRegistration(const EndpointRegistration&) = delete;
     EndpointRegistration& operator=(const EndpointRegistration&) = delete;
 
-    /** From here on callbacks find the endpoint. */
+    /** From now on callbacks find the endpoint. */
     void Begin();
 
-    void StartHandlers() { m_life->handlersReady = true; }
-    bool HandlersReady() const { return m_life->handlersReady; }
-    bool HasEnded() const { return m_life->ended; }
+    void StartHandlers() { m_control->handlersReady = true; }
+    bool HandlersReady() const { return m_control->handlersReady; }
+    bool HasEnded() const { return m_control->ended; }
 
     /**
-     * From here on nobody finds the endpoint. Returns when the handshake callback or resend pass
-     * under way has ended, so it must not be called from inside one. Repeating it does nothing.
+     * Removes the endpoint from the registry and waits for the handshake callback or resend pass
+     * under way. Must not be called from either. A second call does nothing.
      */
     void End();
 
 private:
     const void* m_endpoint;
-    std::shared_ptr<EndpointLife> m_life;
-};
-
-/** One handshake callback's or resend pass's turn with an endpoint, if that is still alive. */
-class EndpointTurn {
-public:
-    /** Waits for the turn under way, if there is one. @p endpoint may be null or long gone. */
-    explicit EndpointTurn(const void* endpoint);
-    ~EndpointTurn();
-
-    EndpointTurn(const EndpointTurn&) = delete;
-    EndpointTurn& operator=(const EndpointTurn&) = delete;
-
-    /** Whether the endpoint is alive, and stays so for the length of this turn. */
-    explicit operator bool() const { return m_life != nullptr; }
-
-private:
-    std::shared_ptr<EndpointLife> m_life;
+    std::shared_ptr<EndpointControl> m_control;
 };
 
 #endif

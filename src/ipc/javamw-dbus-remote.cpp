@@ -1,5 +1,5 @@
-// The story of an endpoint, in its order: it joins the bus, shakes hands, resends what failed,
-// carries messages and notifications, and leaves.
+// An endpoint in the order of its life: it joins the bus, performs the handshake, resends failed
+// answers, carries messages and notifications, and leaves. All its log lines name this file.
 #include <ipc/javamw-dbus-remote.h>
 
 #include <exception>
@@ -12,8 +12,8 @@
 #include <common/PTAutoLock.h>
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
-#include <ipc/LentBytes.h>
 #include <ipc/LiveEndpoints.h>
+#include <ipc/UncopiedBody.h>
 
 const char* const JavaMWDbusRemote::INTERFACE_XML =
     "<node>"
@@ -57,10 +57,11 @@ GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* par
                                        DEFAULT_TIMEOUT, nullptr, error);
 }
 
-// Gives up a name whose RequestName ended with @p error, without an answer to wait for. Only an
-// error that the bus returned says that the name is not owned: a bus that was stalled for the whole
-// time-out grants the name later. It would then be owned for ever, and each later RequestName be
-// answered with 4. The bus handles the two calls in their order.
+// Releases @p name after a RequestName that ended with @p error, without waiting. Only an error
+// that the bus returned means that the name is not owned. After a time-out the bus may grant the
+// name later; this connection would then own it for ever, and each later RequestName would be
+// answered with 4. The bus handles the two calls in their order, so the release comes after the
+// grant.
 void ReleaseUnansweredName(GDBusConnection* connection, const char* name, const GError* error) {
     if (error == nullptr || g_dbus_error_is_remote_error(error) == FALSE) {
         g_dbus_connection_call(connection, BUS_NAME, BUS_PATH, BUS_INTERFACE, "ReleaseName",
@@ -69,17 +70,17 @@ void ReleaseUnansweredName(GDBusConnection* connection, const char* name, const 
     }
 }
 
-// The one place where an exception, from a handler of the host or for lack of memory, stops: GLib
-// and the thread library, which call us, are C. Returns whether the work was done.
+// Catches the exceptions of a handler, and those for lack of memory: the callers, GLib and the
+// thread library, are C. @return whether @p work ended without one
 template <class Work>
-bool KeepExceptions(const char* where, Work work) noexcept {
+bool CatchExceptions(const char* function, Work work) noexcept {
     try {
         work();
         return true;
     } catch (const std::exception& exception) {
-        APPLIST_LOG_ERROR("Exception in %s: %s", where, exception.what());
+        APPLIST_LOG_ERROR("Exception in %s: %s", function, exception.what());
     } catch (...) {
-        APPLIST_LOG_ERROR("Exception in %s", where);
+        APPLIST_LOG_ERROR("Exception in %s", function);
     }
     return false;
 }
@@ -109,11 +110,11 @@ JavaMWDbusRemote::JavaMWDbusRemote(std::string id, bool handlersReady)
     APPLIST_LOG_DEBUG("XML parsed");
     m_objectPath = HandshakeNames::ObjectPath(m_id);
     const bool connected = Connect();
-    // Callbacks may come from here on, in another thread; they see what was set before.
+    // From now on callbacks may run on another thread; they see all fields that were set before.
     m_registration->Begin();
     if (connected) {
-        // No exception may undo the construction now: a resend thread may be at work on it.
-        KeepExceptions(__func__, [this] {
+        // No exception may undo the construction now: the resend thread may use the endpoint.
+        CatchExceptions(__func__, [this] {
             RegisterObject();
             StartHandshake();
         });
@@ -159,19 +160,19 @@ void JavaMWDbusRemote::StartHandshake() {
     m_ackSubscriptionId = watch(JAVAMW_DBUS_ACK_SUFFIX, cb_AckNameOwnerChanged);
 
     APPLIST_LOG_DEBUG("Notify others using name %s", baseName.c_str());
-    // Only a state that nobody has touched: where the loop runs in another thread, the partner may
-    // have been found already.
-    int untouched = HANDSHAKE_NONE;
-    m_state.compare_exchange_strong(untouched, HANDSHAKE_SYN_SENT);
+    // Only from the initial state: where the loop runs on another thread, a callback may already
+    // have changed it.
+    int initialState = HANDSHAKE_NONE;
+    m_state.compare_exchange_strong(initialState, HANDSHAKE_SYN_SENT);
     std::string synName = HandshakeNames::EndpointName(m_id, JAVAMW_DBUS_SYN_SUFFIX);
-    // Made once and never repeated: a partner that misses it announces itself when it starts.
+    // Announced once and never repeated: a partner that misses it announces itself at its start.
     BroadcastName(synName);
 }
 
 bool JavaMWDbusRemote::BroadcastName(std::string& name) {
     APPLIST_LOG_DEBUG("BroadcastName %s Public unique name %s", name.c_str(), m_uniqueName.c_str());
     if (m_connection == nullptr || g_utf8_validate(name.c_str(), -1, nullptr) == FALSE) {
-        // What GDBus would refuse with a warning instead of an error.
+        // GDBus would refuse these with a warning instead of an error.
         APPLIST_LOG_ERROR("Cannot get response for name request");
         return false;
     }
@@ -196,8 +197,8 @@ bool JavaMWDbusRemote::BroadcastName(std::string& name) {
     }
 
     APPLIST_LOG_DEBUG("Become primary owner for name. Releasing it.");
-    // Meant: this error is neither read nor freed. The line below is all that the log tells of a
-    // failed release, and one GError is lost each time.
+    // Deliberate: this error is neither read nor freed. The line below is the only trace of a
+    // failed release, and each failure leaks one GError.
     GError* unreadError = nullptr;
     g_autoptr(GVariant) releaseReply =
         CallBus(m_connection, "ReleaseName", g_variant_new("(s)", name.c_str()), &unreadError);
@@ -208,8 +209,55 @@ bool JavaMWDbusRemote::BroadcastName(std::string& name) {
     return true;
 }
 
-bool JavaMWDbusRemote::IsConnectionReady() const {
+bool JavaMWDbusRemote::IsConnectionReady() {
     return m_state == HANDSHAKE_CONNECTED;
+}
+
+// From a callback to its endpoint
+
+// Every callback of GDBus comes through here. Refuses a null connection and an endpoint that is not
+// alive, calls @p work with the endpoint and catches its exceptions. @p work returns false to
+// refuse the call as well.
+template <class Work>
+JavaMWDbusRemote::CallbackResult JavaMWDbusRemote::RunCallback(const char* callback,
+                                                               GDBusConnection* connection,
+                                                               void* user_data, Work work) {
+    bool accepted = connection != nullptr && LiveEndpoints::Contains(user_data);
+    if (accepted && !CatchExceptions(callback, [&] {
+            accepted = work(static_cast<JavaMWDbusRemote*>(user_data));
+        })) {
+        return CallbackResult::FAILED;
+    }
+    if (!accepted) {
+        APPLIST_LOG_ERROR("Empty user_data or connection not valid.");
+        return CallbackResult::REFUSED;
+    }
+    return CallbackResult::DONE;
+}
+
+// Calls @p member with the locks of the handshake, after the callback or pass under way. The
+// endpoint stays alive meanwhile. @return false when it is not alive
+template <class Member, class... Arguments>
+bool JavaMWDbusRemote::RunLocked(JavaMWDbusRemote* endpoint, Member member,
+                                 Arguments&&... arguments) {
+    const std::shared_ptr<EndpointControl> control = LiveEndpoints::Find(endpoint);
+    if (control == nullptr) {
+        return false;
+    }
+    const PTAutoLock callbackLock(control->callbackMutex);
+    if (control->ended) {
+        return false;
+    }
+    const PTAutoLock lock(endpoint->m_mutex);
+    (endpoint->*member)(std::forward<Arguments>(arguments)...);
+    return true;
+}
+
+// The handlers of the host, or the default ones while a derived class is under construction.
+template <class Handler, class DefaultHandler>
+auto JavaMWDbusRemote::CallHandler(Handler handler, DefaultHandler defaultHandler)
+    -> decltype(handler()) {
+    return m_registration->HandlersReady() ? handler() : defaultHandler();
 }
 
 // The handshake
@@ -220,7 +268,7 @@ void JavaMWDbusRemote::cb_SynNameOwnerChanged(GDBusConnection* connection, const
                                               const char* /*signal_name*/, GVariant* parameters,
                                               void* user_data) {
     APPLIST_LOG_DEBUG("cb_SynNameOwnerChanged called");
-    DeliverHandshakeStep(
+    DispatchHandshakeStep(
         connection, parameters, user_data,
         {"cb_SynNameOwnerChanged", JAVAMW_DBUS_SYN_SUFFIX, &JavaMWDbusRemote::OnPartnerSyn});
 }
@@ -232,9 +280,9 @@ void JavaMWDbusRemote::cb_SynAckNameOwnerChanged(GDBusConnection* connection,
                                                  const char* /*signal_name*/, GVariant* parameters,
                                                  void* user_data) {
     APPLIST_LOG_DEBUG("cb_SynAckNameOwnerChanged called");
-    DeliverHandshakeStep(connection, parameters, user_data,
-                         {"cb_SynAckNameOwnerChanged", JAVAMW_DBUS_SYNACK_SUFFIX,
-                          &JavaMWDbusRemote::OnPartnerSynAck});
+    DispatchHandshakeStep(connection, parameters, user_data,
+                          {"cb_SynAckNameOwnerChanged", JAVAMW_DBUS_SYNACK_SUFFIX,
+                           &JavaMWDbusRemote::OnPartnerSynAck});
 }
 
 void JavaMWDbusRemote::cb_AckNameOwnerChanged(GDBusConnection* connection, const char* /*sender*/,
@@ -243,28 +291,29 @@ void JavaMWDbusRemote::cb_AckNameOwnerChanged(GDBusConnection* connection, const
                                               const char* /*signal_name*/, GVariant* parameters,
                                               void* user_data) {
     APPLIST_LOG_DEBUG("cb_AckNameOwnerChanged called");
-    DeliverHandshakeStep(
+    DispatchHandshakeStep(
         connection, parameters, user_data,
         {"cb_AckNameOwnerChanged", JAVAMW_DBUS_ACK_SUFFIX, &JavaMWDbusRemote::OnPartnerAck});
 }
 
-void JavaMWDbusRemote::DeliverHandshakeStep(GDBusConnection* connection, GVariant* parameters,
-                                            void* user_data, const HandshakeStep& step) {
-    const EndpointTurn turn(user_data);
-    auto* const endpoint = turn ? static_cast<JavaMWDbusRemote*>(user_data) : nullptr;
-    // A connection other than the endpoint's own delivers for a dead endpoint whose address this
-    // one has taken over.
-    if (endpoint == nullptr || connection == nullptr || connection != endpoint->m_connection) {
+void JavaMWDbusRemote::DispatchHandshakeStep(GDBusConnection* connection, GVariant* parameters,
+                                             void* user_data, const HandshakeStep& step) {
+    RunCallback(step.callback, connection, user_data, [&](JavaMWDbusRemote* endpoint) {
+        return RunLocked(endpoint, &JavaMWDbusRemote::HandleHandshakeStep, connection, parameters,
+                         step);
+    });
+}
+
+// Reads the announcer from a NameOwnerChanged signal and passes it to the handler of the step.
+void JavaMWDbusRemote::HandleHandshakeStep(GDBusConnection* connection, GVariant* parameters,
+                                           const HandshakeStep& step) {
+    if (connection != m_connection) {
+        // Subscribed by a destroyed endpoint that had the same address.
         APPLIST_LOG_ERROR("Empty user_data or connection not valid.");
         return;
     }
-    KeepExceptions(step.callbackName, [&] { endpoint->TakeHandshakeStep(parameters, step); });
-}
-
-// Finds out from a NameOwnerChanged signal who announced, and takes the step with it.
-void JavaMWDbusRemote::TakeHandshakeStep(GVariant* parameters, const HandshakeStep& step) {
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) {
-        APPLIST_LOG_ERROR("%s with parameters of type %s", step.callbackName,
+        APPLIST_LOG_ERROR("%s with parameters of type %s", step.callback,
                           g_variant_get_type_string(parameters));
         return;
     }
@@ -272,27 +321,25 @@ void JavaMWDbusRemote::TakeHandshakeStep(GVariant* parameters, const HandshakeSt
     const char* oldOwner = nullptr;
     const char* newOwner = nullptr;
     g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
-
-    const PTAutoLock lock(m_mutex);
-    APPLIST_LOG_DEBUG("%s %s %s from '%s' => '%s' ", step.callbackName, name, m_uniqueName.c_str(),
+    APPLIST_LOG_DEBUG("%s %s %s from '%s' => '%s' ", step.callback, name, m_uniqueName.c_str(),
                       oldOwner, newOwner);
-    // Another name was watched by a dead endpoint whose address this one has taken over.
+    // A destroyed endpoint that had the same address may have subscribed to another name.
     const bool isWatched = HandshakeNames::PartnerName(m_id, step.suffix) == name;
-    // An announcement is the release of the name; its taking says nothing yet.
+    // The release of the name is the announcement; the acquisition has no meaning.
     const bool isRelease = *newOwner == '\0';
     if (isWatched && isRelease && m_uniqueName != oldOwner) {
-        (this->*step.take)(oldOwner);
+        (this->*step.handler)(oldOwner);
     }
 }
 
-// The partner has started: bind to it and ask it to acknowledge.
+// The partner has started: bind to it and request its acknowledgement.
 void JavaMWDbusRemote::OnPartnerSyn(const std::string& partner) {
     if (Bind(partner) && AnnounceAnswer(JAVAMW_DBUS_SYNACK_SUFFIX)) {
         m_state = HANDSHAKE_SYN_ACK_SENT;
     }
 }
 
-// The partner has bound to us in answer to our SYN: bind to it, and we are ready.
+// The partner has bound to this endpoint in answer to _CLIENT_SYN: bind to it and become ready.
 void JavaMWDbusRemote::OnPartnerSynAck(const std::string& partner) {
     if (Bind(partner) && AnnounceAnswer(JAVAMW_DBUS_ACK_SUFFIX)) {
         m_state = HANDSHAKE_CONNECTED;
@@ -300,9 +347,9 @@ void JavaMWDbusRemote::OnPartnerSynAck(const std::string& partner) {
     }
 }
 
-// The partner has acknowledged our SYN_ACK. Meant: who released the name is not compared with the
-// partner we are bound to, so whoever the bus lets own the name can declare us ready. The bus
-// policy is the guard.
+// The partner has acknowledged _CLIENT_SYN_ACK. Deliberate: the announcer is not compared with the
+// bound partner, so any connection that may own the name can make the endpoint ready. The bus
+// policy prevents it.
 void JavaMWDbusRemote::OnPartnerAck(const std::string& partner) {
     if (!IsBound()) {
         return;
@@ -314,17 +361,12 @@ void JavaMWDbusRemote::OnPartnerAck(const std::string& partner) {
 void JavaMWDbusRemote::cb_PartnerNameVanished(GDBusConnection* connection, const char* name,
                                               void* user_data) {
     APPLIST_LOG_DEBUG("cb_PartnerNameVanished name=%s", name);
-    const EndpointTurn turn(user_data);
-    if (connection == nullptr || !turn) {
-        APPLIST_LOG_ERROR("Empty user_data or connection not valid.");
-        return;
-    }
-    KeepExceptions(__func__,
-                   [&] { static_cast<JavaMWDbusRemote*>(user_data)->OnPartnerVanished(name); });
+    RunCallback(__func__, connection, user_data, [&](JavaMWDbusRemote* endpoint) {
+        return RunLocked(endpoint, &JavaMWDbusRemote::OnPartnerVanished, name);
+    });
 }
 
 void JavaMWDbusRemote::OnPartnerVanished(const std::string& partner) {
-    const PTAutoLock lock(m_mutex);
     if (PartnerId() != partner) {
         return;
     }
@@ -344,13 +386,13 @@ bool JavaMWDbusRemote::Bind(const std::string& partner) {
     {
         const PTAutoLock lock(m_partnerMutex);
         if (m_partnerWatchId != 0 || m_signalSubscriptionId != 0) {
-            // Meant: one partner at a time, and a second SYN or SYN_ACK is dropped without a word,
-            // also that of a partner which restarted before the bus told of its end.
+            // Deliberate: one partner at a time. A second SYN or SYN_ACK is dropped without a log
+            // line, even that of a restarted partner whose old name has not vanished yet.
             return false;
         }
     }
     if (g_dbus_is_name(partner.c_str()) == FALSE) {
-        // No bus daemon says this, and GDBus would only warn.
+        // No bus daemon sends such a name, and GDBus would only warn.
         APPLIST_LOG_ERROR("'%s' is no bus name of a partner", partner.c_str());
         return false;
     }
@@ -402,7 +444,7 @@ void JavaMWDbusRemote::Unbind() {
         proxy = std::exchange(m_partnerProxy, nullptr);
         subscriptionId = std::exchange(m_signalSubscriptionId, 0);
     }
-    // A sender that is waiting for the partner's reply holds a reference of its own.
+    // A sender that waits for the partner's reply holds its own reference.
     g_clear_object(&proxy);
     if (subscriptionId != 0) {
         g_dbus_connection_signal_unsubscribe(m_connection, subscriptionId);
@@ -416,18 +458,15 @@ std::string JavaMWDbusRemote::PartnerId() {
 
 void JavaMWDbusRemote::ReportConnectionReady(bool ready, const std::string& partner) {
     if (m_registration->HasEnded()) {
-        return;
+        return; // the destructor waits for this callback or pass
     }
-    KeepExceptions("HandleConnectionReady", [&] {
-        if (m_registration->HandlersReady()) {
-            HandleConnectionReady(ready, partner);
-        } else {
-            JavaMWDbusRemote::HandleConnectionReady(ready, partner);
-        }
+    CatchExceptions("HandleConnectionReady", [&] {
+        CallHandler([&] { HandleConnectionReady(ready, partner); },
+                    [&] { JavaMWDbusRemote::HandleConnectionReady(ready, partner); });
     });
 }
 
-// Announcing an answer, again and again if need be
+// Announcing an answer until the bus accepts it
 
 bool JavaMWDbusRemote::AnnounceAnswer(const std::string& suffix) {
     std::string name = HandshakeNames::EndpointName(m_id, suffix);
@@ -445,7 +484,7 @@ bool JavaMWDbusRemote::AnnounceAnswer(const std::string& suffix) {
 
 void JavaMWDbusRemote::StartResendThread() {
     if (m_threadToJoin != 0) {
-        // It has given up m_mutex, which we hold, for the last time.
+        // That thread has released m_mutex for the last time, so it ends soon.
         pthread_join(std::exchange(m_threadToJoin, 0), nullptr);
     }
     APPLIST_LOG_DEBUG("Creating timer that will execute OnResendHandshake()");
@@ -463,7 +502,7 @@ void* JavaMWDbusRemote::TimerThread(void* arg) {
     } while (OnResendHandshake(arg) == 1);
     APPLIST_LOG_DEBUG("Finished timer thread");
 
-    // Still there, even if it is dying: its destructor joins this thread.
+    // The endpoint still exists: its destructor joins this thread.
     auto* const endpoint = static_cast<JavaMWDbusRemote*>(arg);
     const PTAutoLock lock(endpoint->m_mutex);
     endpoint->m_resendThread = 0;
@@ -472,21 +511,22 @@ void* JavaMWDbusRemote::TimerThread(void* arg) {
 
 int JavaMWDbusRemote::OnResendHandshake(void* arg) {
     APPLIST_LOG_DEBUG("Executed OnResendHandshake function");
-    const EndpointTurn turn(arg);
-    if (!turn) {
-        // The endpoint is dying, and with it its table.
-        APPLIST_LOG_DEBUG("Number of handshakes to resend: %d", 0);
-        APPLIST_LOG_DEBUG("Nothing left to resend, closing timer");
-        return 0;
+    auto* const endpoint = static_cast<JavaMWDbusRemote*>(arg);
+    int entriesRemain = 1; // the table is unchanged when an exception ends the pass
+    bool isAlive = true;
+    CatchExceptions(__func__, [&] {
+        isAlive = RunLocked(endpoint, &JavaMWDbusRemote::ResendPass, entriesRemain);
+    });
+    if (isAlive) {
+        return entriesRemain;
     }
-    int entriesRemain = 1; // also when the pass broke off: the table is as it was
-    KeepExceptions(__func__,
-                   [&] { entriesRemain = static_cast<JavaMWDbusRemote*>(arg)->ResendPass(); });
-    return entriesRemain;
+    // The destructor discards the table.
+    APPLIST_LOG_DEBUG("Number of handshakes to resend: %d", 0);
+    APPLIST_LOG_DEBUG("Nothing left to resend, closing timer");
+    return 0;
 }
 
-int JavaMWDbusRemote::ResendPass() {
-    const PTAutoLock lock(m_mutex);
+void JavaMWDbusRemote::ResendPass(int& entriesRemain) {
     APPLIST_LOG_DEBUG("Number of handshakes to resend: %d", static_cast<int>(m_resendNames.size()));
     std::map<std::string, std::string> kept;
     for (const auto& [partner, suffix] : m_resendNames) {
@@ -494,18 +534,14 @@ int JavaMWDbusRemote::ResendPass() {
             kept[partner] = suffix;
         }
     }
-    if (m_registration->HasEnded()) {
-        kept.clear();
-    }
     m_resendNames.swap(kept);
-    if (!m_resendNames.empty()) {
-        return 1;
+    entriesRemain = m_resendNames.empty() ? 0 : 1;
+    if (entriesRemain == 0) {
+        APPLIST_LOG_DEBUG("Nothing left to resend, closing timer");
     }
-    APPLIST_LOG_DEBUG("Nothing left to resend, closing timer");
-    return 0;
 }
 
-// Returns whether the answer owed to @p partner is done with.
+// @return whether the answer to @p partner is no longer pending
 bool JavaMWDbusRemote::Resend(const std::string& partner, const std::string& suffix) {
     APPLIST_LOG_DEBUG("Resending handshake: partner %s, handshakeSuffix %s", partner.c_str(),
                       suffix.c_str());
@@ -525,15 +561,12 @@ bool JavaMWDbusRemote::Resend(const std::string& partner, const std::string& suf
         return false;
     }
     APPLIST_LOG_DEBUG("Successfully broadcasted: %s", name.c_str());
-    if (m_registration->HasEnded()) {
-        return true;
-    }
     if (isAck) {
         m_state = HANDSHAKE_CONNECTED;
         ReportConnectionReady(true, currentPartner);
     } else {
-        // Meant, even when the connection is ready by now: an answer that went through late takes
-        // the state back from 3 to 2, and the partner's _SERVICE_ACK to it brings it to 3 again.
+        // Deliberate, also when the connection is ready: a late answer changes the state from 3 to
+        // 2, and the partner's _SERVICE_ACK changes it to 3 again.
         m_state = HANDSHAKE_SYN_ACK_SENT;
     }
     return true;
@@ -548,7 +581,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     }
     g_autoptr(GDBusProxy) proxy = nullptr;
     {
-        // A reference of our own: the partner may be lost, and its proxy released, at any moment.
+        // An own reference: the loss of the partner may release its proxy at any moment.
         const PTAutoLock lock(m_partnerMutex);
         g_set_object(&proxy, m_partnerProxy);
     }
@@ -560,8 +593,8 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     g_autoptr(GError) error = nullptr;
     GVariant* reply = nullptr;
     {
-        const LentBytes message(data);
-        reply = g_dbus_proxy_call_sync(proxy, JAVAMW_DBUS_OBJ_METHOD, message.Body(),
+        const UncopiedBody message(data);
+        reply = g_dbus_proxy_call_sync(proxy, JAVAMW_DBUS_OBJ_METHOD, message.Get(),
                                        G_DBUS_CALL_FLAGS_NONE, DEFAULT_TIMEOUT, nullptr, &error);
     }
     if (error != nullptr) {
@@ -578,7 +611,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
         return {};
     }
     APPLIST_LOG_DEBUG("Reply with %d bytes", static_cast<int>(bytes.size()));
-    // Meant: the reply is not released. It costs some 240 bytes plus its content a request.
+    // Deliberate: the reply is not released. It costs some 240 bytes plus its content per request.
     return bytes;
 }
 
@@ -595,7 +628,7 @@ void JavaMWDbusRemote::SendNotification(std::vector<char>& data, const std::stri
 }
 
 void JavaMWDbusRemote::EmitNotification(const std::vector<char>& data, const std::string& partner) {
-    // The partner's name goes before the state does, when the partner is lost.
+    // When the partner is lost, its name is cleared before the state changes.
     if (!IsConnectionReady() || partner.empty()) {
         APPLIST_LOG_ERROR("Connection not set.");
         return;
@@ -625,39 +658,37 @@ void JavaMWDbusRemote::cb_MethodCall(GDBusConnection* connection, const char* se
                                      GDBusMethodInvocation* invocation, void* user_data) {
     APPLIST_LOG_DEBUG("cb_MethodCall sender=%s obj_path=%s iface_name=%s method_name=%s", sender,
                       object_path, interface_name, method_name);
-    const auto life = LiveEndpoints::Find(user_data);
-    if (connection == nullptr || life == nullptr) {
-        APPLIST_LOG_ERROR("Empty user_data or connection not valid.");
-        if (connection != nullptr && user_data != nullptr) {
-            // The object outlives its endpoint: the partner must not wait for an answer.
-            g_dbus_method_invocation_return_dbus_error(
-                invocation, "org.freedesktop.DBus.Error.UnknownObject", "The endpoint is gone");
-        }
-        return;
-    }
-    auto* const endpoint = static_cast<JavaMWDbusRemote*>(user_data);
-    if (endpoint->m_objectPath != object_path) {
-        // Meant: no answer. GDBus delivers only calls to a path that was registered, which may be
-        // that of a dead endpoint whose address this one has taken over.
-        return;
-    }
-    std::vector<char> reply;
-    if (KeepExceptions(__func__, [&] { reply = endpoint->AnswerMessage(parameters); })) {
-        g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant(reply));
-    } else {
+    const CallbackResult result =
+        RunCallback(__func__, connection, user_data, [&](JavaMWDbusRemote* endpoint) {
+            endpoint->DispatchMessage(object_path, parameters, invocation);
+            return true;
+        });
+    if (result == CallbackResult::FAILED) {
         g_dbus_method_invocation_return_dbus_error(invocation, "org.freedesktop.DBus.Error.Failed",
                                                    "The message could not be handled");
+    } else if (result == CallbackResult::REFUSED && connection != nullptr && user_data != nullptr) {
+        // The object outlives its endpoint, and the partner must not wait for an answer.
+        g_dbus_method_invocation_return_dbus_error(
+            invocation, "org.freedesktop.DBus.Error.UnknownObject", "The endpoint is gone");
     }
 }
 
-std::vector<char> JavaMWDbusRemote::AnswerMessage(GVariant* parameters) {
-    std::vector<char> data;
-    if (!ByteArray::FromVariant(parameters, data)) {
-        APPLIST_LOG_ERROR("Message of type %s dropped", g_variant_get_type_string(parameters));
-        return {};
+void JavaMWDbusRemote::DispatchMessage(const char* objectPath, GVariant* parameters,
+                                       GDBusMethodInvocation* invocation) {
+    if (m_objectPath != objectPath) {
+        // Deliberate: no answer. GDBus delivers calls of a registered path only. Another path was
+        // registered by a destroyed endpoint that had the same address.
+        return;
     }
-    return m_registration->HandlersReady() ? HandleMessage(data)
-                                           : JavaMWDbusRemote::HandleMessage(data);
+    std::vector<char> data;
+    std::vector<char> reply;
+    if (ByteArray::FromVariant(parameters, data)) {
+        reply = CallHandler([&] { return HandleMessage(data); },
+                            [&] { return JavaMWDbusRemote::HandleMessage(data); });
+    } else {
+        APPLIST_LOG_ERROR("Message of type %s dropped", g_variant_get_type_string(parameters));
+    }
+    g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant(reply));
 }
 
 void JavaMWDbusRemote::cb_SignalCall(GDBusConnection* connection, const char* sender,
@@ -666,28 +697,23 @@ void JavaMWDbusRemote::cb_SignalCall(GDBusConnection* connection, const char* se
                                      void* user_data) {
     APPLIST_LOG_DEBUG("cb_SignalCall sender=%s obj_path=%s iface_name=%s signal_name=%s", sender,
                       object_path, interface_name, signal_name);
-    const auto life = LiveEndpoints::Find(user_data);
-    if (connection == nullptr || life == nullptr) {
-        APPLIST_LOG_ERROR("Empty user_data or connection not valid.");
-        return;
-    }
-    auto* const endpoint = static_cast<JavaMWDbusRemote*>(user_data);
-    if (endpoint->m_objectPath == object_path) {
-        KeepExceptions(__func__, [&] { endpoint->TakeNotification(parameters); });
-    }
+    RunCallback(__func__, connection, user_data, [&](JavaMWDbusRemote* endpoint) {
+        endpoint->DispatchNotification(object_path, parameters);
+        return true;
+    });
 }
 
-void JavaMWDbusRemote::TakeNotification(GVariant* parameters) {
+void JavaMWDbusRemote::DispatchNotification(const char* objectPath, GVariant* parameters) {
+    if (m_objectPath != objectPath) {
+        return;
+    }
     std::vector<char> data;
     if (!ByteArray::FromVariant(parameters, data)) {
         APPLIST_LOG_ERROR("Notification of type %s dropped", g_variant_get_type_string(parameters));
         return;
     }
-    if (m_registration->HandlersReady()) {
-        HandleNotification(data);
-    } else {
-        JavaMWDbusRemote::HandleNotification(data);
-    }
+    CallHandler([&] { HandleNotification(data); },
+                [&] { JavaMWDbusRemote::HandleNotification(data); });
 }
 
 // Default handlers
@@ -719,12 +745,12 @@ void JavaMWDbusRemote::StartHandlers() {
 void JavaMWDbusRemote::StopHandlers() {
     m_state = HANDSHAKE_NONE;
     m_registration->End();
-    m_state = HANDSHAKE_NONE; // whatever the step that was under way has made of it
+    m_state = HANDSHAKE_NONE; // the callback that was under way may have changed it
 }
 
 JavaMWDbusRemote::~JavaMWDbusRemote() {
-    // After this no callback and no resend pass touches the endpoint, so nothing below needs a
-    // lock. The resend thread itself only looks, finds the endpoint dying and ends.
+    // From now on no callback and no resend pass uses the endpoint, so that the code below needs no
+    // lock. The resend thread finds that the endpoint is not alive, and ends.
     StopHandlers();
     m_resendNames.clear();
     if (m_threadToJoin != 0) {
@@ -733,9 +759,9 @@ JavaMWDbusRemote::~JavaMWDbusRemote() {
     if (m_ownerId != 0) {
         g_bus_unown_name(std::exchange(m_ownerId, 0));
     }
-    // Meant: the three subscription ids go to g_bus_unwatch_name too, which does not know them.
-    // GLib warns of an invalid id, or ends a watch of the host that has the same number; the
-    // subscriptions stay on the connection, and LiveEndpoints refuses what they deliver.
+    // Deliberate: the three subscription ids also go to g_bus_unwatch_name, which does not know
+    // them. GLib warns of an invalid id, or ends a watch of the host that has the same id. The
+    // subscriptions stay on the connection, and LiveEndpoints refuses their deliveries.
     for (unsigned int* id :
          {&m_synSubscriptionId, &m_synAckSubscriptionId, &m_ackSubscriptionId, &m_partnerWatchId}) {
         if (*id != 0) {
@@ -748,6 +774,6 @@ JavaMWDbusRemote::~JavaMWDbusRemote() {
                                              std::exchange(m_signalSubscriptionId, 0));
     }
     g_clear_pointer(&m_nodeInfo, g_dbus_node_info_unref);
-    // Meant: the object stays registered; a call to it is answered with UnknownObject.
+    // Deliberate: the object stays registered. A call to it is answered with UnknownObject.
     g_clear_object(&m_connection);
 }

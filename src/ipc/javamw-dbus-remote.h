@@ -14,70 +14,65 @@
 #include "../common/Export.h"
 #include "../common/PTMutex.h"
 
+struct EndpointControl;
 class EndpointRegistration;
 
 /**
- * A channel endpoint: it joins the system bus, publishes a communication object, finds its partner
- * through a three-step handshake, and then carries byte messages both ways.
+ * A channel endpoint. It joins the system bus, publishes a communication object, finds its partner
+ * through a three-step handshake, and carries byte messages in both directions.
  *
- * **The handshake.** Neither side keeps a well-known bus name. To announce a step, a side owns a
- * name for one round trip; the other side sees the NameOwnerChanged signal of its release, whose
- * old owner is the announcer's unique name (D-Bus protocol: the message bus's RequestName,
- * ReleaseName and NameOwnerChanged; a unique name is never given to another connection). This
- * endpoint announces names with "_CLIENT" and watches names with "_SERVICE":
+ * **Handshake.** A side announces a step by owning a bus name and releasing it at once. The other
+ * side receives the NameOwnerChanged signal of the release, whose old owner is the announcer's
+ * unique name. This endpoint announces names with "_CLIENT" and watches names with "_SERVICE".
  *
- *     partner runs already: we _CLIENT_SYN, it _SERVICE_SYN_ACK, we _CLIENT_ACK: connected
- *     partner comes later:  it _SERVICE_SYN, we _CLIENT_SYN_ACK, it _SERVICE_ACK: connected
- *
- * **Bytes on the bus.** Every message, reply and notification is the D-Bus type "(ay)", one array
- * element per vector element. The bytes are opaque here. A message above the bus's limit (32 MiB on
- * dbus-daemon by default) makes the bus cut off its sender.
+ * **Bytes.** Every message, reply and notification has the D-Bus type "(ay)". The endpoint does not
+ * interpret the bytes. A bus disconnects a sender whose message exceeds its limit (32 MiB on
+ * dbus-daemon by default).
  *
  * **Threads.** The library runs no main loop. GDBus delivers every callback through the main
  * context that is the thread-default one of the constructing thread
- * (g_main_context_get_thread_default(); the global default context when there is none), as
- * g_dbus_connection_signal_subscribe() and g_dbus_connection_register_object() promise. So the host
- * must iterate that context: without it the endpoint never connects. A context other than the
- * global default one must also be the thread-default one of the thread that iterates it
- * (g_main_context_push_thread_default(); g_main_loop_run() alone does not do this): what is set up
- * once the partner is found is delivered to that thread's default context. The handlers run on the
- * thread that iterates; HandleConnectionReady may also run on the endpoint's resend thread. The
- * send operations may be called from any thread.
+ * (g_main_context_get_thread_default(); the global default context when there is none). The host
+ * must iterate that context: otherwise the endpoint never connects. A thread that iterates a
+ * context other than the global default one must also push it with
+ * g_main_context_push_thread_default(), because the subscriptions to the partner are made while
+ * that thread runs a callback. The handlers run on the thread that iterates the context;
+ * HandleConnectionReady may also run on the resend thread. The send operations may be called from
+ * any thread.
  *
- * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts,
- * and it must not be destroyed from inside its own handlers. The destructor waits for a handshake
- * callback under way in another thread, and no later one enters; it does not wait for an incoming
- * message or notification being handled there. A host whose loop runs in another thread therefore
- * destroys the endpoint on that thread, or stops the loop first. A derived class that overrides
- * HandleConnectionReady calls StopHandlers first in its destructor, wherever the loop runs: the
- * resend thread is always another one.
+ * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts.
+ * A handler must not destroy its endpoint. The destructor waits for a handshake callback that
+ * another thread runs, and later ones are refused. It does not wait for a message or notification
+ * handler on another thread. A host whose loop runs on another thread therefore destroys the
+ * endpoint on that thread, or stops the loop first. A derived class that overrides
+ * HandleConnectionReady calls StopHandlers first in its destructor, because the resend thread is
+ * always another thread.
  *
- * **Failures** are logged and end the operation; the library itself throws nothing apart from
+ * **Failures** are logged and end the operation. The library's own code throws nothing except
  * std::bad_alloc.
  *
- * **The bus connection** is the process's shared one (g_bus_get_sync()), of which the endpoint
- * holds one reference. It has the property GDBusConnection:exit-on-close, which is the host's to
- * set: as long as it is on, losing the bus ends the process. With it off, the loss is not told:
- * HandleConnectionReady is not called and IsConnectionReady stays as it was, but what is sent fails
- * with the logged error "The connection is closed", and so does a new endpoint's start as long as
- * anybody holds the closed connection.
+ * **Bus connection.** The endpoint holds one reference to the process's shared connection
+ * (g_bus_get_sync()). The host owns its property GDBusConnection:exit-on-close. While that is on,
+ * the loss of the bus ends the process. While it is off, the endpoint does not report the loss:
+ * HandleConnectionReady is not called, and IsConnectionReady keeps its value. Each send operation
+ * then fails with the logged error "The connection is closed". A new endpoint fails in the same way
+ * as long as any part of the process holds the closed connection.
  */
 class APPLIST_API JavaMWDbusRemote {
 public:
-    /** How far the handshake has come. */
+    /** The states of the handshake. */
     enum HandshakeState {
         HANDSHAKE_NONE = 0,         ///< no partner, or the bus could not be reached
-        HANDSHAKE_SYN_SENT = 1,     ///< announced ourselves, waiting for a partner
-        HANDSHAKE_SYN_ACK_SENT = 2, ///< bound to a partner that came later, waiting for its ACK
+        HANDSHAKE_SYN_SENT = 1,     ///< _CLIENT_SYN announced, waiting for a partner
+        HANDSHAKE_SYN_ACK_SENT = 2, ///< bound to a partner that started later, waiting for its ACK
         HANDSHAKE_CONNECTED = 3     ///< complete
     };
 
-    /** The introspection document of the communication object; SendSignal is not declared in it. */
+    /** The introspection document of the communication object; it does not declare SendSignal. */
     static const char* const INTERFACE_XML;
-    static const char* const LISTEN_PREFIX;             ///< in the names that the partner announces
-    static const char* const BROADCAST_PREFIX;          ///< in the names that this side announces
+    static const char* const LISTEN_PREFIX;             ///< in names that the partner announces
+    static const char* const BROADCAST_PREFIX;          ///< in names that this side announces
     static const char* const JAVAMW_DBUS_ACK_SUFFIX;    ///< handshake step "ready"
-    static const char* const JAVAMW_DBUS_SYNACK_SUFFIX; ///< handshake step "bound to you"
+    static const char* const JAVAMW_DBUS_SYNACK_SUFFIX; ///< handshake step "bound"
     static const char* const JAVAMW_DBUS_SYN_SUFFIX;    ///< handshake step "started"
     static const char* const JAVAMW_DBUS_SIG_NAME;      ///< the signal of a notification
     static const char* const JAVAMW_DBUS_OBJ_METHOD;    ///< the method of a message
@@ -86,68 +81,70 @@ public:
     static const char* const JAVAMW_DBUS_PREFIX;        ///< bus names without the endpoint id
 
     /**
-     * Joins the system bus and announces the endpoint, with blocking round trips to the bus daemon:
-     * an idle daemon takes less than a millisecond, a stalled one up to 25 s for each. Never fails
-     * outward: an endpoint that could not reach the bus logs why, never
-     * becomes ready and refuses to send.
+     * Joins the system bus and announces the endpoint. Blocks for round trips to the bus daemon,
+     * each of which takes less than a millisecond on an idle daemon and at most 25 s on a stalled
+     * one. Never fails outward: an endpoint that cannot reach the bus logs the error, never becomes
+     * ready and refuses to send.
      *
-     * @param id part of all bus names and of the object path; both sides use the same one. Letters,
-     *        digits and '_' only, not empty, no digit first, and short enough for bus names of at
-     *        most 255 bytes. Another one leads to GLib warnings and an endpoint without an object.
+     * @param id part of all bus names and of the object path; both sides use the same id. It
+     *        consists of letters, digits and '_', starts with no digit, is not empty, and leaves
+     *        bus names of at most 255 bytes. Any other id leads to GLib warnings and an endpoint
+     *        without an object.
      */
     explicit JavaMWDbusRemote(std::string id);
 
     /**
-     * Leaves the partner and releases the connection. Waits for the handshake step under way, with
-     * its announcement and its HandleConnectionReady, and for the resend thread, if there is one,
-     * up to half a second more.
+     * Leaves the partner and releases the connection. Waits for the handshake callback under way,
+     * including its announcement and its HandleConnectionReady, and for the resend thread, which
+     * takes half a second more.
      *
-     * The handshake subscriptions and the registered object stay on the bus connection for as long
-     * as another part of the process holds it; what they deliver is refused. Releasing the
-     * subscriptions prints GLib warnings ("Invalid id ... passed to g_bus_unwatch_name()") and ends
-     * a name watch of the host that happens to have the same number: make the host's own name
-     * watches before the endpoint, or keep the endpoint for the life of the process.
+     * The handshake subscriptions and the registered object stay on the bus connection as long as
+     * another part of the process holds it. The library refuses their deliveries. The destructor
+     * passes the subscription ids to g_bus_unwatch_name(): GLib prints warnings ("Invalid id ...
+     * passed to g_bus_unwatch_name()"), or ends a name watch of the host that has the same id. Make
+     * the host's own name watches before the endpoint, or keep the endpoint for the life of the
+     * process.
      */
     virtual ~JavaMWDbusRemote();
 
     /**
      * Answers one request of the partner. Called on the thread that iterates the main context; the
-     * partner waits until it returns.
+     * partner waits for the return.
      *
-     * @param data the request's bytes, valid and changeable during the call
-     * @return the reply's bytes; an empty vector is answered with an empty array
+     * @param data the request's bytes; valid and writable during the call
+     * @return the reply's bytes; an empty vector becomes an empty array
      *
-     * The default logs the bytes, writes them and a line feed to standard output, and returns
-     * "Default handler from : " followed by this connection's unique name. An exception is logged
-     * and answered with the D-Bus error org.freedesktop.DBus.Error.Failed.
+     * The default implementation logs the bytes, writes them and a line feed to standard output,
+     * and returns "Default handler from : " followed by this connection's unique name. An exception
+     * is logged and answered with the D-Bus error org.freedesktop.DBus.Error.Failed.
      */
     virtual std::vector<char> HandleMessage(std::vector<char>& data);
 
     /**
-     * Takes one notification of the partner. Called on the thread that iterates the main context.
+     * Handles one notification of the partner. Called on the thread that iterates the main context.
      *
-     * @param data the notification's bytes, valid and changeable during the call
+     * @param data the notification's bytes; valid and writable during the call
      *
-     * The default logs the bytes and writes them and a line feed to standard output. An exception
-     * is logged.
+     * The default implementation logs the bytes and writes them and a line feed to standard output.
+     * An exception is logged.
      */
     virtual void HandleNotification(std::vector<char>& data);
 
     /**
-     * Told that the partner became ready (true) or was lost (false).
+     * Reports that the partner became ready (true) or was lost (false).
      *
-     * Called with the handshake's mutex held, on the thread that iterates the main context or on
-     * the resend thread. It may send, but must not wait for anything that needs a handshake
-     * callback to run, nor destroy the endpoint. After a loss it runs before the partner's objects
-     * are released: IsConnectionReady is still true then, and notifications are refused. "Ready"
-     * may be told more than once for one partner.
+     * Called with the handshake mutex held, on the thread that iterates the main context or on the
+     * resend thread. It may send. It must not destroy the endpoint or wait for a handshake
+     * callback. A loss is reported before the partner's objects are released: IsConnectionReady
+     * still returns true then, and notifications are refused. "Ready" may be reported more than
+     * once for one partner.
      *
      * @param ready true for ready, false for lost
-     * @param partner the partner's unique bus name, valid during the call. For "ready" it is the
-     *        one that announced the last step, which only the bus's policy keeps from being another
-     *        than the partner that requests go to.
+     * @param partner the partner's unique bus name; valid during the call. For "ready" it is the
+     *        connection that announced the last step. Only the bus policy ensures that it is also
+     *        the partner that receives the requests.
      *
-     * The default logs. An exception is logged.
+     * The default implementation logs. An exception is logged.
      */
     virtual void HandleConnectionReady(bool ready, const std::string& partner);
 
@@ -155,71 +152,74 @@ public:
     JavaMWDbusRemote& operator=(const JavaMWDbusRemote&) = delete;
 
     /**
-     * @return whether the handshake is complete. Takes no lock; may be outdated on return, so what
-     *         is sent afterwards may fail all the same.
+     * @return whether the handshake is complete. Takes no lock. The value may be outdated on
+     *         return, so that a send operation may still fail.
      */
-    bool IsConnectionReady() const;
+    bool IsConnectionReady();
 
     /**
-     * Announces @p name: owns it with RequestName (do not queue) and at once releases it. Two
-     * blocking round trips to the bus daemon, each at most GDBus's default timeout of 25 s. Takes
+     * Announces @p name: owns it with RequestName (do not queue) and releases it at once. Blocks
+     * for two round trips to the bus daemon, each at most GDBus's default time-out of 25 s. Takes
      * no lock; may be called from any thread.
      *
-     * @param name a bus name of at most 255 bytes; not changed and not kept
+     * @param name a bus name of at most 255 bytes; neither changed nor kept
      * @return true when this connection became the primary owner and the release was answered.
-     *         Otherwise an error was logged: the call's own error, the reply code (3: another
-     *         connection owns the name, 4: this one owns it already; see RequestName of
-     *         org.freedesktop.DBus), or the missing reply. A request that timed out is followed by
-     *         a release that is not waited for, in case the bus grants the name later.
+     *         Otherwise an error was logged: the error of the call, the reply code (3: another
+     *         connection owns the name, 4: this connection owns it already; see RequestName of
+     *         org.freedesktop.DBus), or the missing reply. After a request without an answer, the
+     *         name is released without waiting, because the bus may grant it later.
      */
     bool BroadcastName(std::string& name);
 
     /**
      * Sends @p data to the partner as a method call and waits for the reply, at most GDBus's
-     * default timeout of 25 s. Call it from any thread; on the thread that iterates the main
-     * context it stops all callbacks meanwhile.
+     * default time-out of 25 s. May be called from any thread. On the thread that iterates the main
+     * context it delays all callbacks.
      *
-     * @param data the request's bytes, which are sent without another copy of them: no other thread
-     *        may touch the vector during the call. It comes back with the same bytes, seldom at
-     *        another address (when the message outlived the call, and then empty if there is no
-     *        memory for a copy).
+     * @param data the request's bytes, which are sent without a further copy: no other thread may
+     *        access the vector during the call. The vector holds the same bytes on return. Its
+     *        data() differs if the message outlives the call, and it is empty if there is no memory
+     *        for the copy in that case.
      *
-     * @return the reply's bytes. Empty on failure too: without a partner the line
-     *         "Connection not set." or "Proxy not ready" goes to standard output; a failed call and
-     *         a reply of another type than "(ay)" are logged as errors.
+     * @return the reply's bytes; empty also on failure. Without a partner, the line
+     *         "Connection not set." or "Proxy not ready" goes to standard output. A failed call and
+     *         a reply of a type other than "(ay)" are logged as errors.
      *
-     * The reply's GVariant is kept for ever: each answered request costs some 240 bytes plus the
+     * The reply's GVariant is never released: each answered request costs some 240 bytes plus the
      * reply.
      */
     std::vector<char> SendMessage(std::vector<char>& data);
 
     /**
-     * Emits @p data as a signal to the partner alone and returns without waiting. Failures are
-     * logged as errors: "Connection not set." without a partner, "SignalSubscription not ready"
-     * before the partner's signals are subscribed, or the error of
-     * g_dbus_connection_emit_signal(). GDBus queues without bound, and what is still queued when
-     * the process drops the connection is lost (g_dbus_connection_flush_sync() waits for it). A
-     * signal that the bus's policy drops is not told. May be called from any thread.
+     * Emits @p data as a signal to the partner alone and returns without waiting. May be called
+     * from any thread. Failures are logged as errors: "Connection not set." without a partner,
+     * "SignalSubscription not ready" before the endpoint has subscribed to the partner's signals,
+     * or the error of g_dbus_connection_emit_signal(). A signal that the bus policy drops is not
+     * reported.
+     *
+     * GDBus queues signals without bound. Queued signals are lost when the process drops the
+     * connection; g_dbus_connection_flush_sync() waits for them.
      *
      * @param data the notification's bytes, copied before the call returns
      */
     void SendNotification(std::vector<char>& data);
 
     /**
-     * The same, if @p partner is the current partner's unique name; otherwise logs the error
+     * Emits @p data if @p partner is the current partner's unique name. Otherwise logs the error
      * "Attempt to send notification to not connected partner!" and sends nothing.
      */
     void SendNotification(std::vector<char>& data, const std::string& partner);
 
     /**
      * @name GDBus callbacks
-     * Called by GDBus on the thread that iterates the main context, and by nobody else. All that
-     * they are given is borrowed for the call, but for the invocation, which the answer consumes.
-     * The user data is the endpoint; one that is gone is refused like a null, with the logged error
-     * "Empty user_data or connection not valid.". They let no exception out.
+     * Only GDBus calls these functions, on the thread that iterates the main context. All arguments
+     * are borrowed for the call, except the invocation, which the answer consumes. The user data is
+     * the endpoint. Null user data, a null connection and an endpoint that no longer exists are
+     * refused with the logged error "Empty user_data or connection not valid.". No exception
+     * leaves a callback.
      */
     /** @{ */
-    /** A GDBusInterfaceMethodCallFunc: a message of the partner, or of anybody the bus lets. */
+    /** A GDBusInterfaceMethodCallFunc: a message of any sender that the bus policy allows. */
     static void cb_MethodCall(GDBusConnection* connection, const char* sender,
                               const char* object_path, const char* interface_name,
                               const char* method_name, GVariant* parameters,
@@ -244,85 +244,106 @@ public:
                                        const char* signal_name, GVariant* parameters,
                                        void* user_data);
     /**
-     * A GBusNameVanishedCallback: @p name is on the bus no more. Without a connection it is the bus
-     * that has gone, which is logged as above and is no loss of the partner.
+     * A GBusNameVanishedCallback: @p name has left the bus. A null connection means that the bus
+     * itself is gone. It is refused as above and does not count as a loss of the partner.
      */
     static void cb_PartnerNameVanished(GDBusConnection* connection, const char* name,
                                        void* user_data);
     /** @} */
 
     /**
-     * The resend thread of the endpoint @p arg: a pass every 500 ms until nothing is left.
+     * The resend thread of the endpoint @p arg: one pass every 500 ms until no answer is pending.
      * @return null
      */
     static void* TimerThread(void* arg);
     /**
-     * One resend pass for the endpoint @p arg, with the handshake's mutex held. Lets no exception
-     * out. @return 1 while answers are left, otherwise 0, also for an endpoint that is gone.
+     * One resend pass for the endpoint @p arg, with the handshake mutex held. No exception leaves
+     * it.
+     * @return 1 while answers are pending; otherwise 0, also for an endpoint that no longer exists
      */
     static int OnResendHandshake(void* arg);
 
 protected:
-    /** Chosen by a derived class that calls StartHandlers itself. */
+    /** Selects the constructor for a derived class that calls StartHandlers itself. */
     struct HandlersLater {};
 
     /**
-     * For a derived class whose objects are made while the loop runs in another thread: until it
-     * calls StartHandlers at the end of its constructor, callbacks reach the default handlers and
-     * leave the half-built object alone.
+     * For a derived class that is constructed while the loop runs on another thread. Until the end
+     * of its constructor calls StartHandlers, callbacks call the default handlers and do not touch
+     * the incomplete object.
      *
      * @param id as for the public constructor
      */
     JavaMWDbusRemote(std::string id, HandlersLater);
 
-    /** From here on callbacks reach the handlers of the derived class. */
+    /** From now on callbacks call the handlers of the derived class. */
     void StartHandlers();
 
     /**
-     * For the destructor of a derived class, as its first act: waits for the handshake callback
-     * or resend pass under way, and no later one reaches the object. Must not be called from
-     * inside a handler.
+     * The first statement of a derived class's destructor. Waits for the handshake callback or
+     * resend pass under way; later ones do not reach the object. Must not be called from a handler.
      */
     void StopHandlers();
 
 private:
-    /** A step of the partner: who is told of it, its name's suffix, and what is to be done. */
+    friend struct EndpointControl; // for the order of the locks
+
+    /** A step that the partner announces: its callback, its name's suffix, and its handler. */
     struct HandshakeStep {
-        const char* callbackName;
+        const char* callback;
         const char* suffix;
-        void (JavaMWDbusRemote::*take)(const std::string& partner);
+        void (JavaMWDbusRemote::*handler)(const std::string& partner);
     };
 
-    JavaMWDbusRemote(std::string id, bool handlersReady);
+    enum class CallbackResult { DONE, REFUSED, FAILED };
 
-    bool Connect();
-    void RegisterObject();
-    void StartHandshake();
-    static void DeliverHandshakeStep(GDBusConnection* connection, GVariant* parameters,
-                                     void* user_data, const HandshakeStep& step);
-    void TakeHandshakeStep(GVariant* parameters, const HandshakeStep& step);
-    void OnPartnerSyn(const std::string& partner) APPLIST_REQUIRES(m_mutex);
-    void OnPartnerSynAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
-    void OnPartnerAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
-    void OnPartnerVanished(const std::string& partner);
+    APPLIST_LOCAL JavaMWDbusRemote(std::string id, bool handlersReady);
 
-    bool Bind(const std::string& partner) APPLIST_REQUIRES(m_mutex);
-    bool IsBound() APPLIST_REQUIRES(m_mutex);
-    void Unbind() APPLIST_REQUIRES(m_mutex);
-    std::string PartnerId();
-    void ReportConnectionReady(bool ready, const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL bool Connect();
+    APPLIST_LOCAL void RegisterObject();
+    APPLIST_LOCAL void StartHandshake();
 
-    bool AnnounceAnswer(const std::string& suffix) APPLIST_REQUIRES(m_mutex);
-    void StartResendThread() APPLIST_REQUIRES(m_mutex);
-    int ResendPass();
-    bool Resend(const std::string& partner, const std::string& suffix) APPLIST_REQUIRES(m_mutex);
+    template <class Work>
+    APPLIST_LOCAL static CallbackResult
+    RunCallback(const char* callback, GDBusConnection* connection, void* user_data, Work work);
+    template <class Member, class... Arguments>
+    APPLIST_LOCAL static bool RunLocked(JavaMWDbusRemote* endpoint, Member member,
+                                        Arguments&&... arguments);
+    template <class Handler, class DefaultHandler>
+    APPLIST_LOCAL auto CallHandler(Handler handler, DefaultHandler defaultHandler)
+        -> decltype(handler());
 
-    void EmitNotification(const std::vector<char>& data, const std::string& partner);
-    bool HasSignalSubscription();
-    std::vector<char> AnswerMessage(GVariant* parameters);
-    void TakeNotification(GVariant* parameters);
+    APPLIST_LOCAL static void DispatchHandshakeStep(GDBusConnection* connection,
+                                                    GVariant* parameters, void* user_data,
+                                                    const HandshakeStep& step);
+    APPLIST_LOCAL void HandleHandshakeStep(GDBusConnection* connection, GVariant* parameters,
+                                           const HandshakeStep& step) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void OnPartnerSyn(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void OnPartnerSynAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void OnPartnerAck(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void OnPartnerVanished(const std::string& partner) APPLIST_REQUIRES(m_mutex);
 
-    static const GDBusInterfaceVTable m_vtable;
+    APPLIST_LOCAL bool Bind(const std::string& partner) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL bool IsBound() APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void Unbind() APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL std::string PartnerId();
+
+    APPLIST_LOCAL bool AnnounceAnswer(const std::string& suffix) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void StartResendThread() APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL void ResendPass(int& entriesRemain) APPLIST_REQUIRES(m_mutex);
+    APPLIST_LOCAL bool Resend(const std::string& partner, const std::string& suffix)
+        APPLIST_REQUIRES(m_mutex);
+
+    APPLIST_LOCAL void EmitNotification(const std::vector<char>& data, const std::string& partner);
+    APPLIST_LOCAL bool HasSignalSubscription();
+
+    APPLIST_LOCAL void DispatchMessage(const char* objectPath, GVariant* parameters,
+                                       GDBusMethodInvocation* invocation);
+    APPLIST_LOCAL void DispatchNotification(const char* objectPath, GVariant* parameters);
+    APPLIST_LOCAL void ReportConnectionReady(bool ready, const std::string& partner)
+        APPLIST_REQUIRES(m_mutex);
+
+    APPLIST_LOCAL static const GDBusInterfaceVTable m_vtable;
 
     std::string m_id;
     std::string m_uniqueName;
@@ -343,13 +364,13 @@ private:
     pthread_t m_resendThread APPLIST_GUARDED_BY(m_mutex) = 0;
     std::map<std::string, std::string> m_resendNames APPLIST_GUARDED_BY(m_mutex);
 
-    // m_mutex is held across bus calls and handlers, so senders must not wait for it. They take a
-    // reference or a copy of the partner's fields under this one, which is held for nothing else.
-    PTMutex m_partnerMutex;
-    // The last resend thread started, until it has been joined; m_resendThread is zero again when
-    // that thread is about to end.
+    // Senders must not wait for m_mutex, which is held across bus calls and handlers. They copy the
+    // partner's fields under this mutex, which is held for nothing else.
+    PTMutex m_partnerMutex APPLIST_ACQUIRED_AFTER(m_mutex);
+    // The last resend thread, until it has been joined. m_resendThread is zero as soon as that
+    // thread is about to end.
     pthread_t m_threadToJoin APPLIST_GUARDED_BY(m_mutex) = 0;
-    // Declared last: it ends before any other member goes.
+    // Declared last: it ends before any other member is destroyed.
     std::unique_ptr<EndpointRegistration> m_registration;
 };
 

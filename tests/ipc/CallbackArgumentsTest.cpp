@@ -2,6 +2,8 @@
 // gone, another connection, another path, parameters of another type.
 #include "ChannelTest.h"
 
+#include <chrono>
+#include <future>
 #include <optional>
 
 #include "GLibLog.h"
@@ -110,6 +112,21 @@ TEST_P(AnyCallback, RefusesWithoutWaiting) {
     const PTAutoLock lock(EndpointInside::m_mutex(*endpoint));
     Call(nullptr, endpoint.get());
     ExpectRefused();
+}
+
+// The handler runs in a handshake callback, behind which others wait.
+TEST_P(AnyCallback, RefusesANullConnectionWhileAHandlerRuns) {
+    bool returned = false;
+    std::size_t refusals = 0;
+    RecordingEndpoint::Actions actions;
+    actions.onReady = [&](bool /*ready*/, const std::string& /*partner*/) {
+        auto call = std::async(std::launch::async, [&] { Call(nullptr, endpoint.get()); });
+        returned = call.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+        refusals = CapturedLog::Count(CapturedLog::ERROR, REFUSED);
+    };
+    Connect(actions);
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(refusals, 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, AnyCallback,

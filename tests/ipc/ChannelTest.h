@@ -37,7 +37,7 @@ protected:
     // What a test has queued is delivered while its bus is still there.
     void TearDown() override { EXPECT_TRUE(SharedBus::WaitUntilReleased()); }
 
-    static bool IterateUntilReady(const JavaMWDbusRemote& endpoint) {
+    static bool IterateUntilReady(JavaMWDbusRemote& endpoint) {
         return MainLoop::IterateUntil([&] { return endpoint.IsConnectionReady(); });
     }
 

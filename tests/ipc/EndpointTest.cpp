@@ -27,7 +27,7 @@ std::string PrintedRule(const std::string& name) {
 class Endpoint : public ChannelTest {};
 
 TEST_F(Endpoint, TellsInTheLogHowItJoinsTheBus) {
-    const JavaMWDbusRemote endpoint("Applist");
+    JavaMWDbusRemote endpoint("Applist");
     const std::string own = SharedBus::CurrentUniqueName();
     EXPECT_THAT(CapturedLog::Messages(),
                 ElementsAre("DEBUG Constructor", "DEBUG XML parsed",
@@ -45,7 +45,7 @@ TEST_F(Endpoint, TellsInTheLogHowItJoinsTheBus) {
 
 TEST_F(Endpoint, WatchesThePartnersThreeNamesAndAnnouncesItsSynOnce) {
     BusMonitor monitor(bus);
-    const JavaMWDbusRemote endpoint("Applist");
+    JavaMWDbusRemote endpoint("Applist");
     const std::string own = SharedBus::CurrentUniqueName();
     EXPECT_THAT(monitor.BodiesSentBy(own, G_DBUS_MESSAGE_TYPE_METHOD_CALL, "AddMatch"),
                 ElementsAre(PrintedRule("org.morva.JavaMW.Applist_SERVICE_SYN"),
@@ -72,7 +72,7 @@ TEST_F(Endpoint, BuildsItsNamesFromItsId) {
 }
 
 TEST_F(Endpoint, CanBeIntrospectedByOthers) {
-    const JavaMWDbusRemote endpoint("Applist");
+    JavaMWDbusRemote endpoint("Applist");
     const std::string own = SharedBus::CurrentUniqueName();
     const std::string xml = WhileIterating([&] {
         g_autoptr(GDBusConnection) other = bus.Connect();
@@ -115,7 +115,7 @@ TEST_F(Endpoint, IsReadyInStateThreeOnly) {
 
 TEST_F(Endpoint, HearsNothingWhileNobodyIteratesItsContext) {
     TestPartner partner(bus, false);
-    const JavaMWDbusRemote endpoint("Applist");
+    JavaMWDbusRemote endpoint("Applist");
     partner.Announce("_SYN_ACK");
     const SharedBus shared;
     g_dbus_connection_flush_sync(shared.Connection(), nullptr, nullptr);
@@ -369,10 +369,10 @@ TEST_F(LeavingEndpoint, EndsANameWatchOfTheHostThatHasTheSameNumber) {
 
 TEST_F(LeavingEndpoint, KeepsTheHostsExitOnCloseAsItIs) {
     EXPECT_TRUE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
-    { const JavaMWDbusRemote endpoint("Applist"); }
+    { JavaMWDbusRemote endpoint("Applist"); }
     EXPECT_TRUE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
     Shared().SurviveTheBus();
-    { const JavaMWDbusRemote endpoint("Applist"); }
+    { JavaMWDbusRemote endpoint("Applist"); }
     EXPECT_FALSE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
 }
 

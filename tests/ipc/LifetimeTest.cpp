@@ -64,7 +64,7 @@ TEST_F(DeadEndpoint, HasItsMessagesAnsweredWithAnErrorAtOnce) {
 TEST_F(DeadEndpoint, HearsNothingOfItsPartnersEndAndSignals) {
     auto lost = std::make_unique<TestPartner>(bus);
     {
-        const RecordingEndpoint endpoint;
+        RecordingEndpoint endpoint;
         ASSERT_TRUE(IterateUntilReady(endpoint));
     }
     CapturedLog::Clear();
@@ -266,7 +266,7 @@ protected:
         ChannelTest::TearDown();
     }
 
-    static bool WaitUntilReady(const JavaMWDbusRemote& endpoint) {
+    static bool WaitUntilReady(JavaMWDbusRemote& endpoint) {
         return MainLoop::WaitWithoutIterating([&] { return endpoint.IsConnectionReady(); });
     }
 };

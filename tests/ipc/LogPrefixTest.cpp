@@ -94,7 +94,7 @@ const Origin ORIGINS[] = {
     {"Attempt to send notification", "SendNotification", CHANNEL},
     {"cb_MethodCall sender=", "cb_MethodCall", CHANNEL},
     {"cb_SignalCall sender=", "cb_SignalCall", CHANNEL},
-    {"Empty user_data or connection not valid.", "cb_SignalCall", CHANNEL},
+    {"Empty user_data or connection not valid.", "RunCallback", CHANNEL},
     {"Executed OnResendHandshake function", "OnResendHandshake", CHANNEL},
     {"Finished timer thread", "TimerThread", CHANNEL},
     {"IPCApplist", "IPCApplist", ADAPTER},

@@ -463,7 +463,7 @@ protected:
 };
 
 TEST_F(DefaultHandlers, EchoAMessageAndAnswerWithTheirName) {
-    const JavaMWDbusRemote endpoint("Applist");
+    JavaMWDbusRemote endpoint("Applist");
     Answer answer;
     EXPECT_EQ(Written([&] { answer = CallFrom(partner, ByteVector("hello"), OwnName()); }),
               "hello\n");
@@ -482,7 +482,7 @@ TEST_F(DefaultHandlers, EchoBytesAsTheyAre) {
 }
 
 TEST_F(DefaultHandlers, EchoANotification) {
-    const JavaMWDbusRemote endpoint("Applist");
+    JavaMWDbusRemote endpoint("Applist");
     partner.Announce("_SYN_ACK");
     ASSERT_TRUE(IterateUntilReady(endpoint));
     EXPECT_EQ(Written([&] {

@@ -1,5 +1,5 @@
 // Bodies over a vector's own bytes, and who frees what when the body outlives the loan.
-#include <ipc/LentBytes.h>
+#include <ipc/UncopiedBody.h>
 
 #include <csignal>
 #include <memory>
@@ -22,40 +22,40 @@ std::string Printed(GVariant* value) {
     return text;
 }
 
-TEST(LentBytes, AreAStructureOfOneArrayInTheVectorsOrder) {
+TEST(UncopiedBody, AreAStructureOfOneArrayInTheVectorsOrder) {
     Bytes data = ByteVector({0x61, 0x00, 0xff, 0x80});
-    const LentBytes message(data);
-    EXPECT_STREQ(g_variant_get_type_string(message.Body()), "(ay)");
-    EXPECT_EQ(Printed(message.Body()), "([byte 0x61, 0x00, 0xff, 0x80],)");
+    const UncopiedBody message(data);
+    EXPECT_STREQ(g_variant_get_type_string(message.Get()), "(ay)");
+    EXPECT_EQ(Printed(message.Get()), "([byte 0x61, 0x00, 0xff, 0x80],)");
 }
 
-TEST(LentBytes, AreAnEmptyArrayForAnEmptyVector) {
+TEST(UncopiedBody, AreAnEmptyArrayForAnEmptyVector) {
     Bytes data;
     {
-        const LentBytes message(data);
-        EXPECT_EQ(Printed(message.Body()), "(@ay [],)");
+        const UncopiedBody message(data);
+        EXPECT_EQ(Printed(message.Get()), "(@ay [],)");
     }
     EXPECT_THAT(data, IsEmpty());
 }
 
-TEST(LentBytes, AreNotCopied) {
+TEST(UncopiedBody, AreNotCopied) {
     Bytes data = ByteVector("data");
     const char* const before = data.data();
     {
-        const LentBytes message(data);
-        g_autoptr(GVariant) array = g_variant_get_child_value(message.Body(), 0);
+        const UncopiedBody message(data);
+        g_autoptr(GVariant) array = g_variant_get_child_value(message.Get(), 0);
         EXPECT_EQ(g_variant_get_data(array), before);
     }
     EXPECT_EQ(data.data(), before);
     EXPECT_EQ(data, ByteVector("data"));
 }
 
-TEST(LentBytes, GoToABodyThatOutlivesTheLoan) {
+TEST(UncopiedBody, GoToABodyThatOutlivesTheLoan) {
     Bytes data = ByteVector("data");
     g_autoptr(GVariant) kept = nullptr;
     {
-        const LentBytes message(data);
-        kept = g_variant_ref(message.Body());
+        const UncopiedBody message(data);
+        kept = g_variant_ref(message.Get());
     }
     EXPECT_EQ(data, ByteVector("data"));
     data.assign(data.size(), 'x');
@@ -106,9 +106,9 @@ private:
     std::vector<GDBusMessage*> m_messages;
 };
 
-class LentMessages : public ConnectedTest {};
+class LargeMessages : public ConnectedTest {};
 
-TEST_F(LentMessages, ArriveAsTheyWereWhenTheVectorIsOverwrittenAfterTheCall) {
+TEST_F(LargeMessages, ArriveAsTheyWereWhenTheVectorIsOverwrittenAfterTheCall) {
     Connect();
     constexpr std::size_t COUNT = 100;
     Bytes data(64 * 1024);
@@ -124,7 +124,7 @@ TEST_F(LentMessages, ArriveAsTheyWereWhenTheVectorIsOverwrittenAfterTheCall) {
     }
 }
 
-TEST_F(LentMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
+TEST_F(LargeMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
     Connect();
     const SharedBus shared;
     KeptMessages kept(shared.Connection());
@@ -139,7 +139,7 @@ TEST_F(LentMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
 }
 
 // The message is written, and the filter called, long after the call has been given up.
-TEST_F(LentMessages, StayAsTheyWereWhenTheBusStallsLongerThanTheCall) {
+TEST_F(LargeMessages, StayAsTheyWereWhenTheBusStallsLongerThanTheCall) {
     Connect();
     const SharedBus shared;
     KeptMessages kept(shared.Connection());
