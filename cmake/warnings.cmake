@@ -5,5 +5,9 @@ function(applist_warnings target)
         # Rows of tables, named structs within them, read better with one pair of braces.
         $<$<CXX_COMPILER_ID:Clang>:-Wno-missing-braces>
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta -Werror=thread-safety>
+        # A switch over an enumeration names every value, so that a new value is an error wherever
+        # it is forgotten. A default would hide that.
+        -Werror=switch -Werror=switch-enum
+        $<$<CXX_COMPILER_ID:Clang>:-Werror=covered-switch-default>
         $<$<BOOL:${APPLIST_WERROR}>:-Werror>)
 endfunction()

@@ -89,10 +89,13 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
                 record.AddNotification(message);
             }
             break;
-        default:
+        case G_DBUS_MESSAGE_TYPE_METHOD_RETURN:
+        case G_DBUS_MESSAGE_TYPE_ERROR:
             if (incoming != FALSE) {
                 record.AddReply(message);
             }
+            break;
+        case G_DBUS_MESSAGE_TYPE_INVALID:
             break;
         }
     }
