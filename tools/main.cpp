@@ -1,4 +1,4 @@
-// applistctl: runs the verb that the command line names.
+// applistctl: runs the verb of the command line.
 #include <algorithm>
 #include <clocale>
 #include <string>
@@ -30,23 +30,22 @@ constexpr Verb VERBS[] = {
 
 Usage ProgramUsage() {
     return {"applistctl", "VERB ...",
-            "Keeps an application list in step over D-Bus: both sides of it, and what shows what\n"
-            "is wrong between them.\n"
+            "Runs, checks and monitors both sides of an application list over D-Bus.\n"
             "\n"
             "Verbs:\n"
-            "  host [DIR...]  Own a list of the desktop entries, and keep a partner in step\n"
-            "  partner        Stand in for the partner: keep the list that the host describes\n"
-            "  check          Say whether this user may be a host here, and what is missing\n"
-            "  check partner  List which of a partner's duties it fulfils\n"
-            "  monitor        Tell what the two say to each other, live or from a capture\n"
+            "  host [DIR...]  Run a host with a list of the desktop entries\n"
+            "  partner        Run a partner that keeps the list of the host\n"
+            "  check          Check that this user can run a host on this device\n"
+            "  check partner  Check a partner against its duties\n"
+            "  monitor        Show the traffic of host and partner, live or from a capture\n"
             "\n"
-            "'applistctl VERB --help' tells about one of them.",
+            "'applistctl VERB --help' shows the help of a verb.",
             "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
-            "4 something is not as it should be.",
+            "4 a problem was found.",
             true};
 }
 
-// The verb that the words begin with, two words before one.
+// Finds the verb at the start of the words. A verb of two words comes first.
 const Verb* FindVerb(const std::vector<std::string>& words, std::size_t& length) {
     for (length = std::min<std::size_t>(2, words.size()); length > 0; --length) {
         const std::string name = length == 2 ? words[0] + " " + words[1] : words[0];
@@ -90,5 +89,5 @@ int main(int argc, char** argv) {
         return RunVerb(*verb, {line.arguments.begin() + static_cast<std::ptrdiff_t>(length),
                                line.arguments.end()});
     }
-    return WrongUsage("applistctl", "no verb \"" + line.arguments.front() + "\"");
+    return WrongUsage("applistctl", "unknown verb \"" + line.arguments.front() + "\"");
 }

@@ -1,5 +1,5 @@
-// "applistctl check partner" against the tool's own partner: every duty passes with a good one, and
-// for each duty there is a fault that makes the check report it broken.
+// "applistctl check partner" against the partner of the tool: each duty passes with a correct
+// partner, and each duty has a fault that the check reports as broken.
 #include <algorithm>
 #include <iterator>
 #include <ostream>
@@ -20,7 +20,7 @@ using testing::Not;
 
 namespace {
 
-// The check's last words on a duty: "passed", "BROKEN" or "not seen", and behind it the evidence.
+// The verdict on a duty, "passed", "BROKEN" or "not seen", and the evidence.
 std::string VerdictOn(const std::string& duty, const std::string& output) {
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
@@ -44,13 +44,13 @@ protected:
     const TemporaryFolder m_folder;
 };
 
-TEST_F(CheckPartner, FindsNothingBrokenAtAGoodPartner) {
+TEST_F(CheckPartner, PassesACorrectPartner) {
     ToolProcess check({"check", "partner", "--wait=0", "--restart", PartnerWith("wait 600\n")});
     EXPECT_EQ(check.WaitForExit(), 0) << check.Output() << check.Errors();
     EXPECT_THAT(check.Output(), HasSubstr(" passed, 0 broken, 3 not seen"));
 }
 
-TEST_F(CheckPartner, SeesWhatThePartnersUserDoes) {
+TEST_F(CheckPartner, RecordsTheActionsOfThePartnersUser) {
     ToolProcess check({"check", "partner", "--wait=20", "--restart", PartnerWith(R"(timeout 60
 expect list check.clock check.music check.photos
 expect selection check.music
@@ -69,7 +69,7 @@ wait 600
                 HasSubstr("Photos"));
 }
 
-TEST_F(CheckPartner, AsksForAPartnerAndSaysThatThereIsNone) {
+TEST_F(CheckPartner, AsksForAPartnerAndReportsThatNoneAnswers) {
     ToolProcess check({"check", "partner", "--limit=0.2", "--wait=0.3"});
     EXPECT_EQ(check.WaitForExit(), 1);
     EXPECT_THAT(check.Output(), HasSubstr("Please start the partner, within 0.3 s."));
@@ -77,14 +77,14 @@ TEST_F(CheckPartner, AsksForAPartnerAndSaysThatThereIsNone) {
     EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
 }
 
-TEST_F(CheckPartner, TakesAPartnerThatRunsAlready) {
+TEST_F(CheckPartner, ChecksAPartnerThatRunsAlready) {
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     ToolProcess check({"check", "partner", "--wait=0"});
     EXPECT_EQ(check.WaitForExit(), 0) << check.Output() << check.Errors();
     EXPECT_THAT(VerdictOn("announces _SERVICE_SYN when it starts", check.Output()),
                 HasSubstr("not seen"));
-    EXPECT_THAT(VerdictOn("answers every operation", check.Output()), HasSubstr("passed"));
+    EXPECT_THAT(VerdictOn("answers each operation", check.Output()), HasSubstr("passed"));
 }
 
 struct Row {
@@ -96,44 +96,45 @@ struct Row {
 
 const Row ROWS[] = {
     {"NoSyn", "fault no-syn", "announces _SERVICE_SYN when it starts", "no _SERVICE_SYN within"},
-    {"NoSynAfterALoss", "fault no-syn", "announces _SERVICE_SYN when its host has gone",
+    {"NoSynAfterALoss", "fault no-syn", "announces _SERVICE_SYN when its host leaves the bus",
      "no _SERVICE_SYN within"},
-    {"KeepsADeadHost", "fault keep-host", "announces _SERVICE_SYN when its host has gone",
+    {"KeepsADeadHost", "fault keep-host", "announces _SERVICE_SYN when its host leaves the bus",
      "no _SERVICE_SYN within"},
     {"NoSynAck", "fault no-syn-ack", "answers _CLIENT_SYN with _SERVICE_SYN_ACK",
      "no _SERVICE_SYN_ACK within"},
     {"NoAck", "fault no-ack", "answers _CLIENT_SYN_ACK with _SERVICE_ACK",
      "no _SERVICE_ACK within"},
-    {"NoAckWhenBound", "fault no-crossed-ack", "answers _CLIENT_SYN_ACK also when bound",
+    {"NoAckWhenBound", "fault no-crossed-ack", "answers _CLIENT_SYN_ACK while bound",
      "no _SERVICE_ACK within"},
     {"NotTogether", "fault no-syn-ack\nfault no-ack", "finds a host that starts at the same time",
      "0 of 5 starts"},
     {"OnTaking", "fault on-taking", "waits for the release of a name", "was still owned"},
-    {"NoObject", "fault no-object", "takes requests as soon as it has answered", "UnknownMethod"},
-    {"TwoHosts", "fault any-host", "keeps its host when another one announces itself",
+    {"NoObject", "fault no-object", "answers requests right after its announcement",
+     "UnknownMethod"},
+    {"TwoHosts", "fault any-host", "keeps its host when another host announces itself",
      "beside its host"},
     {"NoCreatedEvent", "fault no-created", "sends 4, created, after each handshake",
      "no notification 4 within"},
-    {"SilentOnSelect", "fault silence select", "answers 2000, select", "no answer within"},
-    {"SilentOnQuery", "fault silence query", "answers 2001, query", "no answer within"},
+    {"SilentOnSelect", "fault silence select", "answers 2000, select", "no reply within"},
+    {"SilentOnQuery", "fault silence query", "answers 2001, query", "no reply within"},
     {"ErrorOnClear", "fault error clear", "answers 2003, clear",
      "org.freedesktop.DBus.Error.Failed"},
     {"WrongTypeOnAdd", "fault wrong-type add", "answers 2004, add", "the type (s), not (ay)"},
-    {"LateOnAppend", "fault delay 600 append", "answers 2005, append", "no answer within"},
-    {"SilentOnClick", "fault silence click", "answers 2006, click", "no answer within"},
+    {"LateOnAppend", "fault delay 600 append", "answers 2005, append", "no reply within"},
+    {"SilentOnClick", "fault silence click", "answers 2006, click", "no reply within"},
     {"ErrorOnRemove", "fault error remove", "answers 2007, remove", "Error.Failed"},
     {"WrongTypeOnModify", "fault wrong-type modify", "answers 2008, modify", "(s), not (ay)"},
     {"IdBehindTheReply", "fault with-id query", "bare record", "\\x07"},
     {"CutReply", "fault cut query", "bare record", "check.first\" after 2000"},
     {"SelectIgnored", "fault ignore select", "bare record", "nothing after 2000"},
     {"ClearIgnored", "fault ignore clear", "bare record", "after 2003 emptied the list"},
-    {"RemoveIgnored", "fault ignore remove", "selects no item that has left the list",
+    {"RemoveIgnored", "fault ignore remove", "drops the selection of a removed item",
      "after 2007 removed it"},
-    {"ModifyIgnored", "fault ignore modify", "selects no item that has left the list",
+    {"ModifyIgnored", "fault ignore modify", "drops the selection of a removed item",
      "after 2008 replaced it"},
-    {"AsksBack", "fault ask-back query", "sends the host no request while it answers",
+    {"AsksBack", "fault ask-back query", "sends no request while a reply is due",
      "during APPLIST_GET_SELECTION_FNC (2001)"},
-    {"Broadcast", "fault broadcast", "to its host only", "everybody on the bus"},
+    {"Broadcast", "fault broadcast", "to its host only", "broadcast"},
     {"WrongId", "fault wrong-id", "with a known id", "its id is 0"},
 };
 
@@ -164,8 +165,8 @@ TEST(FaultyPartners, OfTheseTestsCoverTheTable) {
 INSTANTIATE_TEST_SUITE_P(, FaultyPartner, testing::ValuesIn(ROWS),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// With a partner that leaves in the middle the check goes on to its end.
-TEST_F(CheckPartner, EndsAlsoWhenThePartnerVanishes) {
+// The check continues to its end after the partner leaves the bus.
+TEST_F(CheckPartner, EndsWhenThePartnerLeavesTheBus) {
     ToolProcess check({"check", "partner", "--wait=0", "--limit=1", "--restart",
                        PartnerWith("fault vanish 4\nwait 600\n")});
     EXPECT_EQ(check.WaitForExit(), 4);

@@ -1,4 +1,4 @@
-// "applistctl check": one line for each thing that a host needs, and what to do when it is missing.
+// "applistctl check": one line for each need of a host, with advice when it is missing.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -38,8 +38,8 @@ TEST(Check, MissesAPartner) {
     const PrivateBus bus;
     ToolProcess check({"check", "--limit=0.2"});
     EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  partner   nobody has answered _CLIENT_SYN"));
-    EXPECT_THAT(check.Output(), HasSubstr("-> is it running"));
+    EXPECT_THAT(check.Output(), HasSubstr("MISSING  partner   no answer to _CLIENT_SYN"));
+    EXPECT_THAT(check.Output(), HasSubstr("-> check that the partner runs"));
 }
 
 TEST(Check, MissesTheRightToAnnounce) {
@@ -49,7 +49,7 @@ TEST(Check, MissesTheRightToAnnounce) {
     EXPECT_THAT(check.Output(), HasSubstr("MISSING  announce  the bus refuses "
                                           "org.morva.JavaMW.Applist_CLIENT_ACK"));
     EXPECT_THAT(check.Output(), HasSubstr("-> install share/dbus-1/system.d/"));
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  partner   cannot be looked for"));
+    EXPECT_THAT(check.Output(), HasSubstr("MISSING  partner   not checked"));
 }
 
 TEST(Check, MissesTheRightToCall) {
@@ -57,7 +57,7 @@ TEST(Check, MissesTheRightToCall) {
                          "send_member=\"Send\"/>");
     ToolProcess check({"check", "--limit=0.2"});
     EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  send      Send to ourselves: answered with the "
+    EXPECT_THAT(check.Output(), HasSubstr("MISSING  send      Send to itself: the reply is the "
                                           "error org.freedesktop.DBus.Error.AccessDenied"));
     EXPECT_THAT(check.Output(), HasSubstr("ok       signal"));
 }
@@ -68,7 +68,7 @@ TEST(Check, MissesTheRightToSignal) {
     ToolProcess check({"check", "--limit=0.2"});
     EXPECT_EQ(check.WaitForExit(), 4);
     EXPECT_THAT(check.Output(), HasSubstr("ok       send"));
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  signal    SendSignal to ourselves"));
+    EXPECT_THAT(check.Output(), HasSubstr("MISSING  signal    SendSignal to itself"));
 }
 
 TEST(Check, MissesAnAnswer) {
@@ -81,7 +81,7 @@ TEST(Check, MissesAnAnswer) {
     ToolProcess check({"check", "--limit=0.3"});
     EXPECT_EQ(check.WaitForExit(), 4);
     EXPECT_THAT(check.Output(), HasSubstr("MISSING  answer    2001 to "));
-    EXPECT_THAT(check.Output(), HasSubstr("no answer within 0.3 s"));
+    EXPECT_THAT(check.Output(), HasSubstr("no reply within 0.3 s"));
 }
 
 TEST(Check, MissesThePartnersNotification) {

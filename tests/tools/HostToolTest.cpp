@@ -181,9 +181,9 @@ TEST_P(HostCommand, IsRefusedWithAReasonAndStatusOne) {
 }
 
 const Refusal REFUSALS[] = {
-    {"ListBeforeAnEvent", "list", "no event has come from the partner yet"},
-    {"ClickBeforeAnEvent", "click clock.desktop", "no event has come from the partner yet"},
-    {"AnUnknownCommand", "open clock.desktop", "no command \"open\""},
+    {"ListBeforeAnEvent", "list", "no event so far"},
+    {"ClickBeforeAnEvent", "click clock.desktop", "no event so far"},
+    {"AnUnknownCommand", "open clock.desktop", "unknown command \"open\""},
     {"TooFewArguments", "add radio", "usage: add ID NAME"},
     {"TooManyArguments", "remove one two", "usage: remove ID"},
     {"RemovingAnUnknownItem", "remove radio", "no item with the id \"radio\""},
@@ -283,15 +283,15 @@ TEST(HostEntries, AreLeftOutWithAReasonWhenTheyCannotBeRead) {
     ToolProcess host({"host", folder.Path()});
     host.CloseInput();
     EXPECT_EQ(host.WaitForExit(), 0);
-    EXPECT_THAT(host.Output(), HasSubstr("!! left out " + folder.Path() + "/broken.desktop: "));
-    EXPECT_THAT(host.Output(), HasSubstr("!! left out " + folder.Path() + "/nameless.desktop: "));
+    EXPECT_THAT(host.Output(), HasSubstr("!! skipped " + folder.Path() + "/broken.desktop: "));
+    EXPECT_THAT(host.Output(), HasSubstr("!! skipped " + folder.Path() + "/nameless.desktop: "));
 }
 
 TEST(HostWithoutPartner, IsToldOnceWhereToLookForTheReason) {
     const PrivateBus bus;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(host.WaitFor("no partner yet"));
-    const std::string hint = "\"applistctl check\" tells what keeps the partner away";
+    const std::string hint = "run \"applistctl check\" to find out why there is no partner";
     EXPECT_THAT(host.Output(), Not(HasSubstr(hint)));
     host.Send("add radio Car Radio");
     EXPECT_TRUE(host.WaitFor(hint));

@@ -148,7 +148,7 @@ TEST_F(ScriptedPartner, SeesTheHostGo) {
 TEST_F(ScriptedPartner, StopsAtAWrongLineBeforeItStarts) {
     ToolProcess partner(Script("expect connected\nexpct add\nfault\n"));
     EXPECT_EQ(partner.WaitForExit(), 2);
-    EXPECT_THAT(partner.Errors(), HasSubstr("script:2: no command \"expct\""));
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:2: unknown command \"expct\""));
     EXPECT_THAT(partner.Errors(), HasSubstr("script:3: usage: fault FAULT"));
     EXPECT_THAT(partner.Output(), IsEmpty());
 }

@@ -21,7 +21,7 @@ void IgnoreSignal(GDBusConnection* /*connection*/, const char* /*sender*/, const
                   const char* /*interface*/, const char* /*signal*/, GVariant* /*parameters*/,
                   void* /*user_data*/) {}
 
-// Traffic has the answer; without a callback the partner would be told that none is wanted.
+// Traffic records the reply. A call without a callback has the flag "no reply expected".
 void IgnoreReply(GObject* connection, GAsyncResult* result, void* /*user_data*/) {
     GVariant* const answer =
         g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr);
@@ -32,7 +32,7 @@ void IgnoreReply(GObject* connection, GAsyncResult* result, void* /*user_data*/)
 
 } // namespace
 
-// A partner may ask its host at any time; the host has nothing to say.
+// A partner may send a request at any time. The reply is empty.
 const GDBusInterfaceVTable BareHost::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
 
 BareHost::BareHost() : m_bus([](const std::string&) {}, SystemBus::Kind::Own) {
@@ -54,11 +54,11 @@ BareHost::BareHost() : m_bus([](const std::string&) {}, SystemBus::Kind::Own) {
             "/org/freedesktop/DBus", HandshakeNames::PartnerName(ENDPOINT_ID, suffix).c_str(),
             G_DBUS_SIGNAL_FLAGS_NONE, OnNameOwnerChanged, this, nullptr));
     }
-    // Also from strangers and to everybody: Traffic tells what is wrong with them.
+    // Includes signals of other senders and broadcasts, which Traffic reports.
     m_subscriptionIds.push_back(g_dbus_connection_signal_subscribe(
         connection, nullptr, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE, nullptr, path.c_str(),
         nullptr, G_DBUS_SIGNAL_FLAGS_NONE, IgnoreSignal, nullptr, nullptr));
-    m_problem = CallBus("GetId", nullptr); // answered behind the match rules
+    m_problem = CallBus("GetId", nullptr); // returns after the match rules are in place
 }
 
 BareHost::~BareHost() {
@@ -90,7 +90,7 @@ std::string BareHost::Announce(const std::string& suffix) {
                           });
     WaitUntil([&] { return outcome.has_value(); }, BUS_LIMIT_S);
     m_announcement->Cancel();
-    return outcome.value_or("the bus does not answer");
+    return outcome.value_or("no reply from the bus");
 }
 
 std::string BareHost::OwnName(const std::string& suffix) {
@@ -177,11 +177,11 @@ SentRequest BareHost::SendRequestTo(const std::string& receiver, std::int32_t id
         const auto sentRequests = m_traffic->SentRequests();
         return sentRequests.size() > index && sentRequests[index].hasReply;
     };
-    const bool came = WaitUntil(hasReply, seconds);
+    const bool isInTime = WaitUntil(hasReply, seconds);
     const auto sentRequests = m_traffic->SentRequests();
     SentRequest request = sentRequests.size() > index ? sentRequests[index] : SentRequest();
-    if (!came) {
-        request.problem = "no answer within " + InSeconds(seconds);
+    if (!isInTime) {
+        request.problem = "no reply within " + InSeconds(seconds);
     }
     return request;
 }

@@ -1,5 +1,5 @@
-// A host without the library, on a connection of its own: takes each step when it is told to, also
-// steps that the library would not take.
+// A host without the library, on a private connection. Each step is a call, including steps that
+// the library never takes.
 #ifndef APPLIST_TOOLS_BAREHOST_H
 #define APPLIST_TOOLS_BAREHOST_H
 
@@ -16,46 +16,48 @@
 
 class BareHost {
 public:
-    /** Joins the bus, publishes the object and watches the partner's three names. */
+    /** Connects, registers the object and watches the three names of the partner. */
     BareHost();
     ~BareHost();
 
     BareHost(const BareHost&) = delete;
     BareHost& operator=(const BareHost&) = delete;
 
-    /** @return why it is not on the bus, or nothing */
+    /** @return the reason without a connection; empty with one */
     const std::string& Problem() const { return m_problem; }
     std::string UniqueName() const;
     GDBusConnection* Connection() const { return m_bus.Connection(); }
     Traffic& Seen() { return *m_traffic; }
 
-    /** Announces a step of the host ("_SYN", ...). @return what the bus says against it */
+    /** Announces a step of the host ("_SYN", ...). @return the error of the bus, or an empty text
+     */
     std::string Announce(const std::string& suffix);
 
     /** The two halves of an announcement. */
     std::string OwnName(const std::string& suffix);
     void ReleaseName(const std::string& suffix);
 
-    /** From here on announcements count as new. */
+    /** Discards the announcements so far. */
     void ClearSteps() { m_steps.clear(); }
 
-    /** Waits for a new announcement of the partner, who is the one to ask from then on. */
+    /** Waits for an announcement. Its sender becomes the partner. */
     bool WaitForStep(const std::string& suffix, double seconds);
     bool HasSeen(const std::string& suffix) const;
     const std::string& Partner() const { return m_partner; }
 
-    /** From here on it does the handshake by itself, as the library does. */
+    /** Answers announcements from now on, as the library does. */
     void FollowHandshake() { m_follows = true; }
     bool IsReady() const { return m_isReady; }
 
-    /** Asks the partner. An answer that does not come within @p seconds is a problem too. */
+    /** Sends a request to the partner. A reply later than @p seconds is a problem of the request.
+     */
     SentRequest SendRequest(std::int32_t id, const std::vector<ListedItem>& items, double seconds);
 
-    /** Asks anybody on the bus, also itself. */
+    /** Sends a request to any unique name, including its own. */
     SentRequest SendRequestTo(const std::string& receiver, std::int32_t id,
                               const std::vector<ListedItem>& items, double seconds);
 
-    /** Sends ourselves a notification. */
+    /** Sends a notification to its own unique name. */
     void NotifySelf();
 
     bool WaitForNotification(std::int32_t id, std::size_t count, double seconds);

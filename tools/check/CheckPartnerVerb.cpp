@@ -24,17 +24,17 @@ void CheckAll(CheckRun& run) {
     HandshakeCheck::CheckTwoHosts(run);
     if (run.partner.IsGiven()) {
         HandshakeCheck::CheckStartsTogether(run);
-        run.partner.Run(); // whatever it was left in
+        run.partner.Run(); // in a defined state for the library
     } else {
         run.list.Skip(Duty::StartsTogether, "needs --restart");
     }
-    run.list.Skip(Duty::AnnouncesItself, "it was running already");
+    run.list.Skip(Duty::AnnouncesItself, "the partner was running already");
     const bool isFit = IsFitForTheLibrary(run.list);
     if (isFit) {
         LibraryCheck::Check(run);
     }
     const char* const reason =
-        isFit ? "the library does not work with it" : "left out: the library would wait for it";
+        isFit ? "the check with the library failed" : "skipped: the library would block for 25 s";
     run.list.Skip(Duty::WorksWithTheLibrary, reason);
     run.list.Skip(Duty::ReconnectsAfterARestart, reason);
     for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
@@ -48,28 +48,29 @@ Usage CheckPartnerVerb::Describe() {
     return {
         PROGRAM,
         "",
-        "Plays the host against the partner that runs on the bus, through the whole protocol, by\n"
-        "hand and with the library, and lists the partner's duties: each one passed, BROKEN or\n"
-        "not seen, with the evidence. No other host may run meanwhile.",
-        "Without --restart it asks you to start the partner, to restart it, and to select and\n"
-        "click in it; a duty that nobody let it see is \"not seen\" in the end.\n\n"
-        "Exit status: 0 no duty is broken, 1 there is no partner, 2 wrong usage, 3 no bus,\n"
+        "Plays the host against the partner on the bus, first step by step, then with the\n"
+        "library, and lists the duties of a partner. Each duty is passed, BROKEN or not seen,\n"
+        "with the evidence. Stop other hosts first.",
+        "Without --restart the check asks you to start the partner, to restart it, and to select\n"
+        "and click in it. A duty that needs an action of yours is \"not seen\" without it.\n\n"
+        "Exit status: 0 no duty is broken, 1 no partner found, 2 wrong usage, 3 no bus,\n"
         "4 a duty is broken.",
         false,
-        {{"restart", "COMMAND", "Start the partner with this shell command, each time anew"},
-         {"limit", "SECONDS", "Give the partner so long for each step (default: 3)"},
-         {"wait", "SECONDS", "Give you so long to do what it asks (default: 30; 0 asks nothing)"}}};
+        {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
+         {"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"},
+         {"wait", "SECONDS",
+          "Time limit for each action of yours (default: 30; 0: ask for none)"}}};
 }
 
 int CheckPartnerVerb::Run(const CommandLine& line) {
     double limit = 3;
     double wait = 30;
     if (!line.arguments.empty()) {
-        return WrongUsage(PROGRAM, "it takes no arguments");
+        return WrongUsage(PROGRAM, "check partner takes no arguments");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0 ||
         !ParseSeconds(line.Value("wait", "30"), wait)) {
-        return WrongUsage(PROGRAM, "SECONDS is a number up to 3600");
+        return WrongUsage(PROGRAM, "SECONDS must be a number up to 3600");
     }
     Output output(PROGRAM);
     {
@@ -86,7 +87,7 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
         if (list.AnyBroken()) {
             list.Show(output);
         }
-        output.Error("no partner has answered; \"applistctl check\" looks for the reason");
+        output.Error("no partner has answered; run \"applistctl check\" for the reason");
         return EXIT_STATUS_FAILED;
     }
     CheckAll(run);

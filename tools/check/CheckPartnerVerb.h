@@ -1,5 +1,5 @@
-// "applistctl check partner": plays the host against a partner that nobody knows yet, and says
-// which of its duties it fulfils.
+// "applistctl check partner": plays the host against a partner, and reports the duties that the
+// partner fulfils.
 #ifndef APPLIST_TOOLS_CHECKPARTNERVERB_H
 #define APPLIST_TOOLS_CHECKPARTNERVERB_H
 

@@ -1,4 +1,4 @@
-// What the parts of a check of the partner share.
+// The data and the parts of "check partner".
 #ifndef APPLIST_TOOLS_CHECKRUN_H
 #define APPLIST_TOOLS_CHECKRUN_H
 
@@ -12,39 +12,39 @@
 struct CheckRun {
     Output& output;
     Checklist& list;
-    PartnerCommand& partner; ///< how to start it
-    double limit;            ///< seconds for each of the partner's steps
-    double wait;             ///< seconds for what the user is asked to do
+    PartnerCommand& partner; ///< starts the partner
+    double limit;            ///< seconds for each step of the partner
+    double wait;             ///< seconds for each action of the user
 };
 
 /** "12 ms" */
 std::string InMilliseconds(double seconds);
 
-/** What the bodies say: the handshake by hand, in both orders, crossed and at the same time. */
+/** The handshake, step by step: in both orders, crossed, and with simultaneous starts. */
 namespace HandshakeCheck {
 
 /**
- * Finds the partner, by asking the user to start it if need be.
- * @return false when there is none
+ * Finds the partner. Asks the user to start the partner when none answers.
+ * @return false when no partner answers
  */
 bool FindPartner(CheckRun& run);
 
-/** The partner runs, a host comes, another one comes, the first one goes. */
+/** A running partner, a first host, a second host, and the loss of the first host. */
 void CheckTwoHosts(CheckRun& run);
 
 void CheckStartsTogether(CheckRun& run);
 
 } // namespace HandshakeCheck
 
-/** Every request by hand, with what the query for the selection tells of it. */
+/** Each request, and the reply to the query for the selection after it. */
 namespace RequestCheck {
 void Check(CheckRun& run, BareHost& host);
 }
 
-/** Our notifications so far, and whether the partner asked us something meanwhile. */
+/** Records the partner's notifications, and its requests while a reply was due. */
 void RecordTraffic(CheckRun& run, const Traffic& traffic);
 
-/** The library itself with the partner, its restart, and what its user does. */
+/** The library with the partner, the restart of the partner, and the actions of its user. */
 namespace LibraryCheck {
 void Check(CheckRun& run);
 }

@@ -29,7 +29,7 @@ std::string PolicyAdvice() {
            UserName() + ", and let the bus reload its configuration";
 }
 
-// One device check, from the bus to the partner's answer; each step shows a line.
+// One check of a device, from the bus to the answer of the partner. Each step prints a line.
 class DeviceCheck {
 public:
     DeviceCheck(Output& output, double limit) : m_output(output), m_limit(limit) {}
@@ -37,7 +37,8 @@ public:
     int Run() {
         if (m_host.Connection() == nullptr) {
             Missing("bus", m_host.Problem(),
-                    "is the bus daemon running, and DBUS_SYSTEM_BUS_ADDRESS unset or right?");
+                    "check that the bus daemon runs, and that DBUS_SYSTEM_BUS_ADDRESS is unset or "
+                    "correct");
             return EXIT_STATUS_NO_BUS;
         }
         Good("bus",
@@ -46,17 +47,17 @@ public:
         const bool maySend = CheckSending();
         CheckSignals();
         if (!mayAnnounce) {
-            Missing("partner", "cannot be looked for", "first let this user announce");
+            Missing("partner", "not checked", "the handshake needs the _CLIENT names");
         } else if (CheckPartner() && maySend) {
             CheckAnswer();
         }
-        // The taking was enough to see the policy; a release before would have been a step.
+        // Owning the name has shown the policy. An earlier release would have been an announcement.
         m_host.ReleaseName("_SYN_ACK");
         return m_isGood ? EXIT_STATUS_DONE : EXIT_STATUS_TROUBLE;
     }
 
 private:
-    // Only the first is a step that a partner may hear now; it hears a step when it is released.
+    // The release of a name announces a step. Only the first step may be announced at this point.
     bool CheckAnnouncing() {
         for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
             const std::string problem = m_host.OwnName(suffix);
@@ -73,37 +74,37 @@ private:
         return true;
     }
 
-    // To ourselves: the bus asks its policy all the same.
+    // The receiver is this connection. The bus applies its policy all the same.
     bool CheckSending() {
         const SentRequest request =
             m_host.SendRequestTo(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
         if (!request.problem.empty()) {
-            Missing("send", "Send to ourselves: " + request.problem, PolicyAdvice());
+            Missing("send", "Send to itself: " + request.problem, PolicyAdvice());
             return false;
         }
         Good("send", "this user may call Send");
         return true;
     }
 
-    // A refused signal is refused without a word to its sender.
+    // The bus does not report a refused signal to its sender.
     void CheckSignals() {
         const std::size_t before = m_host.Seen().Notifications().size();
         m_host.NotifySelf();
         if (WaitUntil([&] { return m_host.Seen().Notifications().size() > before; }, BUS_S / 5)) {
-            Good("signal", "SendSignal arrives");
+            Good("signal", "SendSignal is delivered");
         } else {
-            Missing("signal", "SendSignal to ourselves does not arrive", PolicyAdvice());
+            Missing("signal", "SendSignal to itself is not delivered", PolicyAdvice());
         }
     }
 
     bool CheckPartner() {
         if (m_host.WaitForStep("_SYN_ACK", m_limit)) {
-            Good("partner", m_host.Partner() + " has answered our announcement");
+            Good("partner", "answer from " + m_host.Partner());
             return true;
         }
-        Missing("partner", "nobody has answered _CLIENT_SYN within " + InSeconds(m_limit),
-                "is it running, may its user own the _SERVICE names (the bus's log tells), and has "
-                "it no other host?");
+        Missing("partner", "no answer to _CLIENT_SYN within " + InSeconds(m_limit),
+                "check that the partner runs, that its user may own the _SERVICE names (see the "
+                "log of the bus), and that it has no other host");
         return false;
     }
 
@@ -112,18 +113,18 @@ private:
         const SentRequest request = m_host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, m_limit);
         if (!request.problem.empty()) {
             Missing("answer", "2001 to " + m_host.Partner() + ": " + request.problem,
-                    "see what \"applistctl check partner\" says");
+                    "run \"applistctl check partner\"");
             return;
         }
-        Good("answer", m_host.Partner() + " has answered 2001 with " +
+        Good("answer", "reply to 2001 from " + m_host.Partner() + ": " +
                            std::to_string(request.reply.size()) + " bytes");
         m_host.ReleaseName("_ACK");
         if (m_host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, before + 1, m_limit)) {
-            Good("list", m_host.Partner() + " has asked for the list (notification 4)");
+            Good("list", "request for the list from " + m_host.Partner() + " (notification 4)");
         } else {
             Missing("list", "no notification 4 within " + InSeconds(m_limit),
-                    "may the partner's user send SendSignal? See also \"applistctl check "
-                    "partner\"");
+                    "check that the user of the partner may send SendSignal, and run \"applistctl "
+                    "check partner\"");
         }
     }
 
@@ -153,23 +154,22 @@ Usage CheckVerb::Describe() {
     return {
         PROGRAM,
         "",
-        "Looks, as a host would, whether this user may reach the bus, announce, call and\n"
-        "signal, and whether a partner announces itself and answers; says what to do about\n"
-        "what is missing. Run it as the user of your host. While it runs, a free partner takes\n"
-        "it for its host.",
-        "'applistctl check partner' looks at the partner itself.\n\n"
-        "Exit status: 0 all is there, 2 wrong usage, 3 no bus, 4 something is missing.",
+        "Checks, step by step like a host, that this user can reach the bus, announce, call and\n"
+        "signal, and that a partner answers. Prints advice for each missing step. Run it as the\n"
+        "user of the host. A free partner binds to this check until the check ends.",
+        "'applistctl check partner' checks the partner itself.\n\n"
+        "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing.",
         false,
-        {{"limit", "SECONDS", "Give the partner so long for each step (default: 3)"}}};
+        {{"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"}}};
 }
 
 int CheckVerb::Run(const CommandLine& line) {
     double limit = 3;
     if (!line.arguments.empty()) {
-        return WrongUsage(PROGRAM, "no check of \"" + line.arguments.front() + "\"");
+        return WrongUsage(PROGRAM, "unknown check \"" + line.arguments.front() + "\"");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongUsage(PROGRAM, "SECONDS is a number up to 3600");
+        return WrongUsage(PROGRAM, "SECONDS must be a number up to 3600");
     }
     Output output(PROGRAM);
     return DeviceCheck(output, limit).Run();

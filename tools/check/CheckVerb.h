@@ -1,5 +1,5 @@
-// "applistctl check": whether this user may be a host on this device, and whether there is a
-// partner.
+// "applistctl check": checks that this user can run a host on this device, and that a partner
+// answers.
 #ifndef APPLIST_TOOLS_CHECKVERB_H
 #define APPLIST_TOOLS_CHECKVERB_H
 

@@ -1,4 +1,4 @@
-// The partner's duties, each of them passed, broken or not seen, with the evidence.
+// The duties of a partner: each one is passed, broken or not seen, with the evidence.
 #ifndef APPLIST_TOOLS_CHECKLIST_H
 #define APPLIST_TOOLS_CHECKLIST_H
 
@@ -50,13 +50,13 @@ struct ChecklistRow {
 
 class Checklist {
 public:
-    /** Evidence of a later pass takes the place of the earlier; a broken duty stays broken. */
+    /** A later pass replaces the evidence of an earlier one. A broken duty stays broken. */
     void Pass(ChecklistRow row, const std::string& evidence);
     void Break(ChecklistRow row, const std::string& evidence);
     void Record(ChecklistRow row, bool passed, const std::string& evidence,
                 const std::string& problem);
 
-    /** Why a duty was not seen; the first reason counts. */
+    /** Gives the reason for a duty that is not seen. The first reason is kept. */
     void Skip(ChecklistRow row, const std::string& reason);
 
     bool IsBroken(ChecklistRow row) const;

@@ -12,7 +12,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double SHORT_WHILE_S = 0.4; ///< in which something must not happen
+constexpr double SILENCE_S = 0.4; ///< the time without an answer that passes a duty
 constexpr int STARTS_TOGETHER = 5;
 
 double SecondsSince(Clock::time_point start) {
@@ -23,13 +23,13 @@ std::string NotWithin(const char* what, const CheckRun& run) {
     return std::string("no ") + what + " within " + InSeconds(run.limit);
 }
 
-// Waits for the partner's step, and says how long it took.
+// Waits for a step of the partner, and records its duration.
 bool CheckStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
     const auto start = Clock::now();
     const bool came = host.WaitForStep(suffix, run.limit);
     const std::string step = std::string("_SERVICE") + suffix;
     run.list.Record(duty, came,
-                    step + " of " + host.Partner() + " after " +
+                    step + " from " + host.Partner() + " after " +
                         InMilliseconds(SecondsSince(start)),
                     NotWithin(step.c_str(), run));
     return came;
@@ -42,22 +42,22 @@ void CheckListRequested(CheckRun& run, BareHost& host, const char* when) {
                     NotWithin("notification 4", run) + " " + when);
 }
 
-// The object must be there before the partner's first word.
+// The partner must register its object before its first announcement.
 void CheckServesAtOnce(CheckRun& run, BareHost& host) {
     const SentRequest request = host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Record(Duty::ServesAtOnce, request.problem.empty(),
-                    "2001 answered in " + InMilliseconds(request.seconds),
+                    "reply to 2001 after " + InMilliseconds(request.seconds),
                     "2001: " + request.problem);
 }
 
-// The partner has announced itself: answer as a host does that was there before.
+// The partner has announced itself. A host that started earlier answers like this.
 bool AnswerPartnersSyn(CheckRun& run, BareHost& host) {
     host.Announce("_SYN_ACK");
     if (!CheckStep(run, Duty::AnswersSynAck, host, "_ACK")) {
         return false;
     }
     CheckServesAtOnce(run, host);
-    CheckListRequested(run, host, "when it came later than the host");
+    CheckListRequested(run, host, "with the host started first");
     return true;
 }
 
@@ -73,21 +73,21 @@ bool StartPartner(CheckRun& run, BareHost& host) {
     }
     const auto start = Clock::now();
     if (!host.WaitForStep("_SYN", seconds)) {
-        // One that does not say so may be there all the same.
+        // A partner without this announcement may still run.
         return false;
     }
     run.list.Pass(
         Duty::AnnouncesItself,
-        "_SERVICE_SYN of " + host.Partner() +
+        "_SERVICE_SYN from " + host.Partner() +
             (run.partner.IsGiven() ? " after " + InMilliseconds(SecondsSince(start)) : ""));
     return true;
 }
 
-// Owns the name for a while before the announcement, which is its release.
+// Owns the name for some time before its release, which is the announcement.
 void AnnounceSlowly(CheckRun& run, BareHost& host) {
     host.ClearSteps();
     host.OwnName("_SYN");
-    WaitFor(SHORT_WHILE_S);
+    WaitFor(SILENCE_S);
     const bool answered = host.HasSeen("_SYN_ACK");
     host.ReleaseName("_SYN");
     if (answered) {
@@ -96,7 +96,7 @@ void AnnounceSlowly(CheckRun& run, BareHost& host) {
     }
 }
 
-// An answer to a step that a bound host's partner must not drop.
+// A crossed start: the bound partner must answer this step again.
 void CheckCrossed(CheckRun& run, BareHost& host) {
     host.ClearSteps();
     host.Announce("_SYN_ACK");
@@ -106,14 +106,14 @@ void CheckCrossed(CheckRun& run, BareHost& host) {
 void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
     second.ClearSteps();
     second.Announce("_SYN");
-    const bool answered = second.WaitForStep("_SYN_ACK", SHORT_WHILE_S);
+    const bool answered = second.WaitForStep("_SYN_ACK", SILENCE_S);
     const SentRequest request = first.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Record(
-        Duty::KeepsItsHost, !answered, "_CLIENT_SYN of " + second.UniqueName() + " got no answer",
+        Duty::KeepsItsHost, !answered, "no answer to _CLIENT_SYN of " + second.UniqueName(),
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
 }
 
-// The host goes, and whoever comes next finds the partner free, if that notices.
+// Removes the host. The next host finds a free partner, unless the partner misses the loss.
 void Disconnect(CheckRun& run, std::unique_ptr<BareHost> host) {
     BareHost observer;
     host.reset();
@@ -127,7 +127,7 @@ bool Find(CheckRun& run, BareHost& host) {
             return true;
         }
         run.list.Break(Duty::AnnouncesItself,
-                       NotWithin("_SERVICE_SYN", run) + " of the command that starts it");
+                       NotWithin("_SERVICE_SYN", run) + " from the command of --restart");
     }
     host.Announce("_SYN");
     if (host.WaitForStep("_SYN_ACK", run.limit)) {
@@ -167,16 +167,16 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
         AnnounceSlowly(run, first);
         const bool isBound = CheckStep(run, Duty::AnswersSyn, first, "_SYN_ACK");
         if (isBound) {
-            run.list.Pass(Duty::WaitsForTheRelease, "silent for " + InMilliseconds(SHORT_WHILE_S) +
-                                                        " with _CLIENT_SYN owned");
+            run.list.Pass(Duty::WaitsForTheRelease, "no answer for " + InMilliseconds(SILENCE_S) +
+                                                        " while _CLIENT_SYN was owned");
             CheckServesAtOnce(run, first);
             first.Announce("_ACK");
-            CheckListRequested(run, first, "when it came before the host");
+            CheckListRequested(run, first, "with the partner started first");
             CheckCrossed(run, first);
             CheckSecondHost(run, first, second);
             RequestCheck::Check(run, first);
         } else {
-            run.list.Skip(Duty::AnswersWhenBound, "it has not bound to the host");
+            run.list.Skip(Duty::AnswersWhenBound, "the partner is not bound to the host");
         }
         RecordTraffic(run, first.Seen());
         second.ClearSteps();
@@ -189,7 +189,7 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
     Disconnect(run, std::move(host));
 }
 
-// The partner takes a time to start; each time the host starts at another moment of it.
+// The start of a partner takes some time. Each run starts the host at another moment of it.
 void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
     double startTime = 0;
     run.partner.Stop();
@@ -198,14 +198,14 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
         const auto start = Clock::now();
         run.partner.Run();
         if (!observer.WaitForStep("_SYN", run.limit)) {
-            run.list.Skip(Duty::StartsTogether, "it does not announce itself");
+            run.list.Skip(Duty::StartsTogether, "the partner does not announce itself");
             return;
         }
         startTime = SecondsSince(start);
     }
     int found = 0;
     for (int i = 0; i < STARTS_TOGETHER; ++i) {
-        run.partner.Stop(); // it would find the new host before it goes
+        run.partner.Stop(); // before the new host starts, which it would find
         BareHost host;
         host.FollowHandshake();
         run.partner.Run();

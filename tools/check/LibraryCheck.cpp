@@ -27,7 +27,7 @@ public:
     LibraryHost(const LibraryHost&) = delete;
     LibraryHost& operator=(const LibraryHost&) = delete;
 
-    /** Once each, so that the list is in the end what it was. @return how many requests */
+    /** Leaves the list as it was. @return the number of requests */
     std::size_t SendEachOperation() {
         m_proxy.SetSelection(&m_clock);
         m_proxy.AddItemAtEnd(&m_extra);
@@ -67,7 +67,7 @@ std::size_t CountAnswered(const Traffic& traffic, std::int32_t id) {
         }));
 }
 
-// The list and the selection have been asked for, sent and answered.
+// Waits until the partner has requested the list and answered the list and the selection.
 bool WaitUntilFilled(CheckRun& run, const Traffic& traffic, std::size_t fills, double seconds) {
     return WaitUntil(
                [&] { return traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) >= fills; },
@@ -88,7 +88,7 @@ bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     }
     if (problem.empty() && all.size() - before != count) {
         problem = std::to_string(all.size() - before) + " of " + std::to_string(count) +
-                  " operations reached it";
+                  " operations reached the partner";
     }
     run.list.Record(Duty::WorksWithTheLibrary, problem.empty(),
                     std::to_string(count) + " operations, the slowest " + InMilliseconds(slowest),
@@ -106,8 +106,7 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
         run.output.State("Please restart the partner, within " + InSeconds(run.wait) + ".");
         seconds = run.wait;
     } else {
-        run.list.Skip(Duty::ReconnectsAfterARestart,
-                      "nobody was asked to restart it (--restart, --wait)");
+        run.list.Skip(Duty::ReconnectsAfterARestart, "no restart requested (--restart, --wait)");
         return;
     }
     const bool asked = WaitUntil(
@@ -117,16 +116,15 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
         WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) > fills; },
                   run.limit);
     if (!asked && !run.partner.IsGiven()) {
-        run.list.Skip(Duty::ReconnectsAfterARestart,
-                      "it was not restarted within " + InSeconds(seconds));
+        run.list.Skip(Duty::ReconnectsAfterARestart, "no restart within " + InSeconds(seconds));
     } else {
-        run.list.Record(Duty::ReconnectsAfterARestart, filled, "list and selection sent anew",
-                        "the list was not asked for and filled within " + InSeconds(seconds));
-        run.list.Pass(Duty::AnnouncesItself, "the library found it after its restart");
+        run.list.Record(Duty::ReconnectsAfterARestart, filled, "list and selection sent again",
+                        "the list was not requested and answered within " + InSeconds(seconds));
+        run.list.Pass(Duty::AnnouncesItself, "seen by the library after the restart");
     }
 }
 
-// The partner sends notification 4 by itself, and the others when its user acts.
+// The partner sends notification 4 without its user, and the others for an action of its user.
 bool NeedsTheUser(const NotificationKind& kind) {
     return kind.id != APPLIST_LOCAL_CREATED_EVENT;
 }
@@ -141,13 +139,14 @@ bool HasSentAll(const LibraryHost& host, const Traffic& traffic) {
 
 void CheckUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     if (run.wait > 0) {
-        run.output.State("Please select, then click an item in the partner, and change its list, "
-                         "within " +
-                         InSeconds(run.wait) + ".");
+        run.output.State(
+            "Please select an item in the partner, click an item, and change the list, "
+            "within " +
+            InSeconds(run.wait) + ".");
         WaitUntil([&] { return HasSentAll(host, traffic); }, run.wait);
     }
     const std::string reason =
-        run.wait > 0 ? "none within " + InSeconds(run.wait) : "nobody was asked to (--wait)";
+        run.wait > 0 ? "none within " + InSeconds(run.wait) : "no action requested (--wait)";
     for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
         const std::size_t count = traffic.CountNotifications(kind.id);
         if (count == 0) {
@@ -160,7 +159,7 @@ void CheckUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) 
         run.list.Record(ChecklistRow(APPLIST_ITEM_SELECTION_EVENT),
                         CountAnswered(traffic, APPLIST_GET_SELECTION_FNC) > 0,
                         "the library selected " + host.Selection(),
-                        "the library's 2001 got no good answer");
+                        "no valid reply to 2001 of the library");
     }
 }
 
@@ -173,7 +172,7 @@ void LibraryCheck::Check(CheckRun& run) {
         return;
     }
     const Traffic traffic(bus.Connection());
-    // Never deleted, like every host's proxy. What it writes without a partner is not for our user.
+    // Never deleted, as in every host. Its output without a partner is discarded.
     static LibraryHost* host = nullptr;
     {
         const LibraryOutput unread([](const std::string&) {});
@@ -181,8 +180,7 @@ void LibraryCheck::Check(CheckRun& run) {
     }
     if (!WaitUntilFilled(run, traffic, 1, run.limit)) {
         run.list.Break(Duty::WorksWithTheLibrary,
-                       "the library's list was not asked for and filled within " +
-                           InSeconds(run.limit));
+                       "the list was not requested and answered within " + InSeconds(run.limit));
         return;
     }
     if (CheckOperations(run, *host, traffic)) {

@@ -25,7 +25,7 @@ void PartnerCommand::Run() {
         prctl(PR_SET_PDEATHSIG, SIGTERM);
         setpgid(0, 0);
         dup2(input[0], STDIN_FILENO);
-        // What the partner says would stand in the middle of the check's own lines.
+        // The output of the partner would mix with the lines of the check.
         const int nowhere = open("/dev/null", O_WRONLY);
         dup2(nowhere, STDOUT_FILENO);
         dup2(nowhere, STDERR_FILENO);
@@ -34,7 +34,7 @@ void PartnerCommand::Run() {
     }
     close(input[0]);
     m_input = input[1];
-    setpgid(m_pid, m_pid); // whichever of the two is first
+    setpgid(m_pid, m_pid); // here and in the child: either may run first
 }
 
 void PartnerCommand::Stop() {
@@ -49,7 +49,7 @@ void PartnerCommand::Stop() {
     for (double waited = 0; !hasEnded() && waited < END_LIMIT_S; waited += 0.01) {
         WaitFor(0.01);
     }
-    kill(-m_pid, SIGKILL); // who is left of the group
+    kill(-m_pid, SIGKILL); // the rest of the group
     if (!ended) {
         waitpid(m_pid, nullptr, 0);
     }

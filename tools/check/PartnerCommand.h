@@ -1,4 +1,4 @@
-// The command that starts the partner, so that a check can start and restart it by itself.
+// The command that starts and restarts the partner.
 #ifndef APPLIST_TOOLS_PARTNERCOMMAND_H
 #define APPLIST_TOOLS_PARTNERCOMMAND_H
 
@@ -9,7 +9,7 @@
 
 class PartnerCommand {
 public:
-    /** @param command a shell's; empty for none */
+    /** @param command for the shell; empty for none */
     explicit PartnerCommand(std::string command) : m_command(std::move(command)) {}
     ~PartnerCommand() { Stop(); }
 
@@ -18,16 +18,16 @@ public:
 
     bool IsGiven() const { return !m_command.empty(); }
 
-    /** Ends what an earlier run has left running, and runs the command; does not wait for it. */
+    /** Stops the processes of an earlier run, and starts the command without waiting for it. */
     void Run();
 
-    /** Ends what a run has left running. */
+    /** Stops the processes of the last run. */
     void Stop();
 
 private:
     std::string m_command;
-    pid_t m_pid = -1; ///< of the shell, which leads a process group of its own
-    int m_input = -1; ///< kept open: a partner may take the end of its input for the end
+    pid_t m_pid = -1; ///< of the shell, the leader of a new process group
+    int m_input = -1; ///< kept open: a partner may exit at the end of its input
 };
 
 #endif

@@ -19,7 +19,7 @@ std::string RecordOf(const ListedItem& item) {
     return item.name + "\n" + item.id + "\n";
 }
 
-// Asks one host's requests one after the other.
+// Sends the requests of one host, and records the replies.
 class RequestSender {
 public:
     RequestSender(CheckRun& run, BareHost& host) : m_run(run), m_host(host) {}
@@ -28,41 +28,41 @@ public:
         const SentRequest request = m_host.SendRequest(id, items, m_run.limit);
         m_run.list.Record(ChecklistRow(id), request.problem.empty(),
                           "in " + InMilliseconds(request.seconds), request.problem);
-        m_answered = request.problem.empty();
+        m_hasReply = request.problem.empty();
         return request.reply;
     }
 
-    /** The selection is @p item; null for none. @param after what has made it so */
+    /** Expects @p item as the selection; null for none. @param after the reason, for the report */
     void ExpectSelection(const ListedItem* item, const char* after) {
-        const std::vector<char> answer = Send(APPLIST_GET_SELECTION_FNC, {});
-        if (!m_answered) {
-            m_run.list.Skip(Duty::RepliesWithTheSelection, "2001 has no good answer");
+        const std::vector<char> reply = Send(APPLIST_GET_SELECTION_FNC, {});
+        if (!m_hasReply) {
+            m_run.list.Skip(Duty::RepliesWithTheSelection, "no valid reply to 2001");
             return;
         }
         const std::string wanted = item != nullptr ? RecordOf(*item) : "";
         m_run.list.Record(
-            Duty::RepliesWithTheSelection, std::string(answer.begin(), answer.end()) == wanted,
-            "byte for byte, and with nothing for none",
-            Quote(answer) + " after " + after + ", not " + Quote({wanted.begin(), wanted.end()}));
+            Duty::RepliesWithTheSelection, std::string(reply.begin(), reply.end()) == wanted,
+            "byte for byte, and empty without a selection",
+            Quote(reply) + " after " + after + ", not " + Quote({wanted.begin(), wanted.end()}));
     }
 
-    /** Another one may be selected, or none. */
+    /** Expects another selection, or none. */
     void ExpectNotSelected(const ListedItem& gone, const char* after) {
-        const std::vector<char> answer = Send(APPLIST_GET_SELECTION_FNC, {});
-        if (!m_answered) {
-            m_run.list.Skip(Duty::DropsARemovedSelection, "2001 has no good answer");
+        const std::vector<char> reply = Send(APPLIST_GET_SELECTION_FNC, {});
+        if (!m_hasReply) {
+            m_run.list.Skip(Duty::DropsARemovedSelection, "no valid reply to 2001");
             return;
         }
         const bool isGone =
-            std::string(answer.begin(), answer.end()).find("\n" + gone.id) == std::string::npos;
+            std::string(reply.begin(), reply.end()).find("\n" + gone.id) == std::string::npos;
         m_run.list.Record(Duty::DropsARemovedSelection, isGone, "after 2008 and 2007",
-                          Quote(answer) + " after " + after);
+                          Quote(reply) + " after " + after);
     }
 
 private:
     CheckRun& m_run;
     BareHost& m_host;
-    bool m_answered = false;
+    bool m_hasReply = false;
 };
 
 } // namespace
@@ -88,22 +88,23 @@ void RequestCheck::Check(CheckRun& run, BareHost& host) {
 
 void RecordTraffic(CheckRun& run, const Traffic& traffic) {
     if (!traffic.SentRequests().empty()) {
-        run.list.Pass(Duty::SendsNoRequestMeanwhile,
-                      "no Send to us while one of ours was unanswered");
+        run.list.Pass(Duty::SendsNoRequestMeanwhile, "no Send to the host while a reply was due");
     }
     for (const ReceivedRequest& request : traffic.ReceivedRequests()) {
         if (!request.during.empty()) {
-            run.list.Break(Duty::SendsNoRequestMeanwhile, "a Send to us during " + request.during);
+            run.list.Break(Duty::SendsNoRequestMeanwhile,
+                           "a Send to the host during " + request.during);
         }
     }
     std::size_t count = 0;
     for (const Notification& notification : traffic.Notifications()) {
         if (!notification.problem.empty()) {
-            run.list.Break(Duty::NotifiesItsHostOnly, "one is wrong: " + notification.problem);
+            run.list.Break(Duty::NotifiesItsHostOnly,
+                           "a wrong notification: " + notification.problem);
         }
         ++count;
     }
     if (count > 0) {
-        run.list.Pass(Duty::NotifiesItsHostOnly, "all that came");
+        run.list.Pass(Duty::NotifiesItsHostOnly, std::to_string(count) + " seen");
     }
 }

@@ -14,7 +14,7 @@ struct Traffic::Record {
     std::vector<SentRequest> sentRequests;
     std::vector<Notification> notifications;
     std::vector<ReceivedRequest> received;
-    std::shared_ptr<Record> self; ///< for as long as the filter may run
+    std::shared_ptr<Record> self; ///< until the filter has run for the last time
 
     void AddSentRequest(GDBusMessage* message);
     void AddReply(GDBusMessage* message);
@@ -72,7 +72,7 @@ std::size_t Traffic::CountNotifications(std::int32_t id) const {
         all.begin(), all.end(), [id](const Notification& one) { return one.id == id; }));
 }
 
-// Runs on GDBus's own thread, before the main context hears of the message.
+// Runs on the worker thread of GDBus, before the main context receives the message.
 GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* message,
                                  gboolean incoming, gpointer user_data) {
     Record& record = *static_cast<Record*>(user_data);
@@ -106,7 +106,7 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
 void Traffic::OnFilterEnd(gpointer user_data) {
     std::shared_ptr<Record> last;
     auto* const record = static_cast<Record*>(user_data);
-    // Behind the filter's last run, also for who cannot see that GDBus counts the runs.
+    // Thread sanitizers cannot see that GDBus counts the runs of the filter. The lock orders them.
     const std::lock_guard<std::mutex> lock(record->mutex);
     last = std::move(record->self);
 }
@@ -135,9 +135,9 @@ void Traffic::Record::AddReply(GDBusMessage* message) {
     request->seconds = time.count();
     if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
         request->problem =
-            std::string("answered with the error ") + g_dbus_message_get_error_name(message);
+            std::string("the reply is the error ") + g_dbus_message_get_error_name(message);
     } else if (!ByteArray::FromVariant(g_dbus_message_get_body(message), request->reply)) {
-        request->problem = "answered with the type " + TypeOf(message) + ", not (ay)";
+        request->problem = "the reply has the type " + TypeOf(message) + ", not (ay)";
     }
 }
 
@@ -147,11 +147,12 @@ void Traffic::Record::AddNotification(GDBusMessage* message) {
     if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
         notification.problem = "its type is " + TypeOf(message) + ", not (ay)";
     } else if (!MessageFraming::TakeId(bytes, notification.id)) {
-        notification.problem = "its " + std::to_string(bytes.size()) + " bytes hold no id";
+        notification.problem =
+            "its " + std::to_string(bytes.size()) + " bytes are too short for an id";
     } else if (Protocol::FindNotification(notification.id) == nullptr) {
         notification.problem = "its id is " + std::to_string(notification.id);
     } else if (g_dbus_message_get_destination(message) == nullptr) {
-        notification.problem = "it goes to everybody on the bus";
+        notification.problem = "it is broadcast";
     }
     notifications.push_back(notification);
 }

@@ -1,5 +1,5 @@
-// What goes over one bus connection on the communication object, as the partner's duties see it:
-// our requests with their answers, the partner's notifications, and what it asks us.
+// The traffic of the communication object on one bus connection: the sent requests with their
+// replies, the notifications of the partner, and its requests.
 #ifndef APPLIST_TOOLS_TRAFFIC_H
 #define APPLIST_TOOLS_TRAFFIC_H
 
@@ -12,26 +12,26 @@
 
 #include <gio/gio.h>
 
-/** A request of ours. */
+/** A request to the partner, and its reply. */
 struct SentRequest {
     std::int32_t id = 0;
     std::uint32_t serial = 0;
     std::chrono::steady_clock::time_point sent;
     bool hasReply = false;
     double seconds = 0;
-    std::string problem; ///< of the answer: an error, or a type other than (ay)
+    std::string problem; ///< of the reply: an error, or a type other than (ay)
     std::vector<char> reply;
 };
 
 /** A notification of the partner. */
 struct Notification {
     std::int32_t id = 0;
-    std::string problem; ///< what is wrong with it
+    std::string problem; ///< empty for a correct notification
 };
 
-/** A request that the partner made of us. */
+/** A request of the partner to this host. */
 struct ReceivedRequest {
-    std::string during; ///< our own request that was unanswered then, or empty
+    std::string during; ///< the sent request without a reply at that time, or empty
 };
 
 class Traffic {
@@ -49,7 +49,7 @@ public:
     std::size_t CountNotifications(std::int32_t id) const;
 
 private:
-    /** Outlives us where GDBus is still inside the filter. */
+    /** Shared with the filter, which GDBus may run after the destructor. */
     struct Record;
 
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,

@@ -21,7 +21,7 @@ bool IsApplication(GKeyFile* file) {
     return g_strcmp0(type, G_KEY_FILE_DESKTOP_TYPE_APPLICATION) == 0;
 }
 
-// A desktop entry may escape a line feed into its name, which cannot be carried to the partner.
+// A name may contain an escaped line feed, which an item record cannot carry.
 std::string OnOneLine(std::string name) {
     std::replace(name.begin(), name.end(), '\n', ' ');
     return name;
@@ -67,7 +67,7 @@ bool DesktopEntries::ReadSubfolder(const std::string& folder, const std::string&
 
 void DesktopEntries::ReadFile(const std::string& path, const std::string& id) {
     if (id.find('\n') != std::string::npos) {
-        m_skipped.push_back(path + ": a line feed in its name");
+        m_skipped.push_back(path + ": its file name contains a line feed");
         return;
     }
     if (!m_ids.insert(id).second) {

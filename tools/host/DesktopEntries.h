@@ -1,4 +1,4 @@
-// The applications of a machine, out of its desktop entries.
+// Reads the applications of a machine from its desktop entries.
 #ifndef APPLIST_TOOLS_DESKTOPENTRIES_H
 #define APPLIST_TOOLS_DESKTOPENTRIES_H
 
@@ -11,24 +11,23 @@
 
 /**
  * Reads folders of desktop entries. The unique id is the desktop file id: the path below the
- * folder, with '-' for '/'. An id that was read once hides those of later folders, as the desktop
- * menus have it.
+ * folder, with '-' for '/'. An id hides the same id of later folders, as in desktop menus.
  */
 class DesktopEntries {
 public:
-    /** The XDG application folders of the user and the machine, those that are there. */
+    /** Reads the existing XDG application folders of the user and of the machine. */
     void ReadDefaultFolders();
 
-    /** @return false when @p folder cannot be read; @p problem says why */
+    /** @return false when @p folder cannot be read, with the reason in @p problem */
     bool ReadFolder(const std::string& folder, std::string& problem);
 
-    /** The visible ones, by name. */
+    /** The visible entries, sorted by name. */
     std::vector<ListedItem> Shown() const;
 
-    /** How many are marked Hidden or NoDisplay. */
+    /** The number of entries that are marked Hidden or NoDisplay. */
     std::size_t HiddenCount() const { return m_hiddenCount; }
 
-    /** The files that could not be used, each with the reason. */
+    /** The unusable files, each with the reason. */
     const std::vector<std::string>& Skipped() const { return m_skipped; }
 
 private:

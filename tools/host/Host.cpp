@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t UNLIMITED = std::numeric_limits<std::size_t>::max();
 
-// The words from @p first on, for names that the user did not quote.
+// Joins the words from @p first on, for names without quotes.
 std::string JoinFrom(const std::vector<std::string>& words, std::size_t first) {
     return std::accumulate(
         words.begin() + static_cast<std::ptrdiff_t>(first) + 1, words.end(), words[first],
@@ -46,9 +46,9 @@ std::vector<Command> Host::CommandsFor(Host* host) {
         {"select", "ID", "select the first item with this id", 1, 1,
          [host](const Words& words) { return host->Select(words); }},
         {"clear", "", "remove all items", 0, 0, [host](const Words&) { return host->Clear(); }},
-        {"list", "", "show list and selection (once an event has come)", 0, 0,
+        {"list", "", "show the list and the selection (needs an earlier event)", 0, 0,
          [host](const Words&) { return host->List(); }},
-        {"click", "ID", "tell the partner of a click (once an event has come)", 1, 1,
+        {"click", "ID", "report a click to the partner (needs an earlier event)", 1, 1,
          [host](const Words& words) { return host->Click(words); }},
     };
 }
@@ -143,13 +143,13 @@ HostItem* Host::FindOrReport(const std::string& id) {
 
 bool Host::HasModelOrReports() {
     if (m_model == nullptr) {
-        m_output.Error("no event has come from the partner yet, and only an event brings the model "
-                       "that this command needs");
+        m_output.Error("no event so far: this command needs the model, which the first event of "
+                       "the partner provides");
     }
     return m_model != nullptr;
 }
 
-// Says what is asked of the library, and whether there was a partner to be told of it.
+// Prints the operation, and records whether a partner received its request.
 template <class Operation>
 void Host::Request(const std::string& text, Operation operation) {
     m_output.Sent(text);
@@ -167,7 +167,7 @@ const ListedItem* Host::Selection() {
     return item != nullptr ? &static_cast<HostItem*>(item)->Listed() : nullptr;
 }
 
-// What the library lets the host know
+// Output and events of the library
 
 void Host::OnLibraryLine(const std::string& line) {
     // The two lines that JavaMWDbusRemote::SendMessage writes instead of sending.
@@ -177,12 +177,12 @@ void Host::OnLibraryLine(const std::string& line) {
     }
     m_requestWasLost = true;
     m_output.State((m_partner == Partner::Present ? "the partner is gone" : "no partner yet") +
-                   std::string(": changed on this side only. A partner gets the whole list when it "
-                               "comes."));
+                   std::string(": changed on this side only. The next partner receives the whole "
+                               "list."));
     if (m_partner == Partner::Awaited) {
-        // Not the list at the start, which always comes before the partner. What the bus refuses,
-        // the library tells the log alone.
-        m_output.State("\"applistctl check\" tells what keeps the partner away");
+        // Not for the first list, which always precedes the partner. The library reports refusals
+        // of the bus in the log only.
+        m_output.State("run \"applistctl check\" to find out why there is no partner");
     }
     m_partner = m_partner == Partner::Unknown ? Partner::Awaited : Partner::Absent;
 }
@@ -190,7 +190,7 @@ void Host::OnLibraryLine(const std::string& line) {
 void Host::OnEvent(AppListModel* model, const std::string& text) {
     m_model = model;
     m_partner = Partner::Present;
-    // What the library has read so far, it has read for this event.
+    // The library has read the items for this event, not for a new list.
     if (m_listWasReadId != 0) {
         g_source_remove(std::exchange(m_listWasReadId, 0U));
     }
@@ -209,11 +209,11 @@ void Host::OnItemChangeEvent(AppListModel* model) {
 }
 
 void Host::OnItemClickedEvent(AppListModel* model) {
-    OnEvent(model, "OnItemClickedEvent: the partner has seen a click");
+    OnEvent(model, "OnItemClickedEvent: the partner reports a click");
 }
 
-// Called with the list's lock held, so the news waits for the main loop. Its high priority lets it
-// come before the partner's next event.
+// Called with the lock of the list held, so the report waits for the main loop. The high priority
+// puts the report before the next event of the partner.
 void Host::OnItemRead() {
     if (!m_isInRequest && m_listWasReadId == 0) {
         m_requestWasLost = false;

@@ -1,4 +1,4 @@
-// A host at work: carries out the user's commands and tells of the partner's events.
+// A running host: executes the commands of the user and prints the events of the partner.
 #ifndef APPLIST_TOOLS_HOST_H
 #define APPLIST_TOOLS_HOST_H
 
@@ -15,9 +15,9 @@
 #include <shared/Output.h>
 
 /**
- * A host learns little about its partner. The library tells it of three events, and of requests
- * that found no partner by a line on standard output. A partner's new list has no event: the host
- * sees only that the library reads all of its items to send them.
+ * A host has little information about its partner. The library reports three events, and prints a
+ * line on standard output for each request without a partner. A new list of the partner has no
+ * event: the host only notices that the library reads all items in order to send them.
  */
 class Host : private ItemSelectionListener, private ItemChangeListener, private ItemClickListener {
 public:
@@ -29,13 +29,13 @@ public:
 
     void Fill(const std::vector<ListedItem>& items);
 
-    /** @param host null for the texts alone */
+    /** @param host null when only the texts are needed */
     static std::vector<Command> CommandsFor(Host* host);
 
 private:
     enum class Partner {
-        Unknown, ///< nothing has been asked of it
-        Awaited, ///< the first request found none: it may just be starting
+        Unknown, ///< no request so far
+        Awaited, ///< the first request found no partner, which may be starting
         Present,
         Absent
     };
@@ -64,7 +64,7 @@ private:
 
     Output& m_output;
     LibraryOutput m_libraryOutput;
-    AppListModel* m_model = nullptr; ///< what the first event brings
+    AppListModel* m_model = nullptr; ///< null until the first event
     Partner m_partner = Partner::Unknown;
     bool m_requestWasLost = false;
     bool m_isInRequest = false;

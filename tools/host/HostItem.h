@@ -1,4 +1,4 @@
-// An item of this host. It counts how often the library reads it.
+// An item of this host, with a callback for each read of its name.
 #ifndef APPLIST_TOOLS_HOSTITEM_H
 #define APPLIST_TOOLS_HOSTITEM_H
 
@@ -11,7 +11,7 @@
 
 class HostItem : public AppListItem {
 public:
-    /** @param onRead called when the library reads the name; it must not touch the list */
+    /** @param onRead called when the library reads the name; must not use the list */
     HostItem(ListedItem item, const std::function<void()>& onRead)
         : m_item(std::move(item)), m_onRead(onRead) {}
 

@@ -1,4 +1,4 @@
-// The host's items and the library's list of them: who owns an item, and for how long.
+// The items of the host and the list of the library: ownership and lifetime of each item.
 #ifndef APPLIST_TOOLS_HOSTLIST_H
 #define APPLIST_TOOLS_HOSTLIST_H
 
@@ -12,15 +12,15 @@
 #include <host/HostItem.h>
 
 /**
- * Follows what the proxy's operations do to the list, because the library keeps bare pointers: an
- * item must live while it is in the list or selected. An item that has left the list and is still
- * selected is kept until the selection has moved away.
+ * The library keeps plain pointers, so an item must exist while it is in the list or selected. This
+ * class repeats each operation of the proxy on its own items. A removed item that is still selected
+ * is kept until the selection changes.
  *
- * Ids are looked up from the front, like the library does.
+ * Ids are searched from the front, as in the library.
  */
 class HostList {
 public:
-    /** @param onRead told when the library reads an item's name, with the list's lock held */
+    /** @param onRead called for each read of a name, with the lock of the list held */
     explicit HostList(std::function<void()> onRead) : m_onRead(std::move(onRead)) {}
 
     AppListProxy& Proxy() { return m_proxy; }
@@ -35,7 +35,7 @@ public:
     void Replace(HostItem* item, const ListedItem& replacement);
     void Clear();
 
-    /** Lets go of items that the library does not know any more. Call it after every change. */
+    /** Deletes removed items that are not selected. Call it after each change. */
     void DropUnused();
 
 private:
@@ -44,9 +44,9 @@ private:
     Items::iterator FindOwner(const HostItem* item);
 
     std::function<void()> m_onRead;
-    Items m_listed;  ///< what the library's list points to, in its order
-    Items m_removed; ///< out of the list, but perhaps selected
-    // Declared last: it goes before the items that it points to.
+    Items m_listed;  ///< the targets of the library's list, in its order
+    Items m_removed; ///< removed from the list; one may be selected
+    // Declared last: the proxy is destroyed before the items that it points to.
     AppListProxy m_proxy;
 };
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Shows what was found. Returns false when a folder that the user named cannot be read.
+// Prints the result. Returns false when a folder of the command line cannot be read.
 bool ReadEntries(const std::vector<std::string>& folders, Output& output, DesktopEntries& entries) {
     std::string problem;
     if (folders.empty()) {
@@ -25,10 +25,10 @@ bool ReadEntries(const std::vector<std::string>& folders, Output& output, Deskto
         }
     }
     for (const std::string& skipped : entries.Skipped()) {
-        output.Problem("left out " + ItemListing::Printable(skipped));
+        output.Problem("skipped " + ItemListing::Printable(skipped));
     }
     output.State(ItemListing::Count(entries.Shown().size()) + " from desktop entries, " +
-                 std::to_string(entries.HiddenCount()) + " hidden left out");
+                 std::to_string(entries.HiddenCount()) + " hidden entries skipped");
     return true;
 }
 
@@ -37,9 +37,10 @@ bool ReadEntries(const std::vector<std::string>& folders, Output& output, Deskto
 Usage HostVerb::Describe() {
     return {
         "applistctl host", "[DIR...]",
-        "Owns an application list, keeps the partner in step with it, and prints the partner's\n"
-        "events as they come. The list is filled from the desktop entries in DIR (default: the\n"
-        "XDG application folders): name = the localized Name, unique id = the desktop file id.",
+        "Runs a host: owns an application list, keeps the partner's list equal to it, and prints\n"
+        "the events of the partner. The list consists of the desktop entries in DIR (default:\n"
+        "the XDG application folders). The name of an item is the localized Name, its unique id\n"
+        "is the desktop file id.",
         "Commands on standard input, quoted as in a shell:\n" +
             DescribeCommands(WithCommonCommands(Host::CommandsFor(nullptr))) +
             "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 no bus.",
@@ -67,8 +68,8 @@ int HostVerb::Run(const CommandLine& line) {
     output.State("on " + SystemBus::Describe() + " as " +
                  g_dbus_connection_get_unique_name(bus.Connection()));
 
-    // Never deleted: a host keeps its proxy for the life of the process (JavaMWDbusRemote tells
-    // what its destructor does to a connection that others hold).
+    // Never deleted: a host keeps its proxy until the process exits. JavaMWDbusRemote documents the
+    // effect of its destructor on a shared connection.
     static Host* host = nullptr;
     host = new Host(output);
     host->Fill(entries.Shown());

@@ -1,4 +1,4 @@
-// "applistctl host": a host on the library's public interface alone.
+// "applistctl host": a host that uses only the public interface of the library.
 #ifndef APPLIST_TOOLS_HOSTVERB_H
 #define APPLIST_TOOLS_HOSTVERB_H
 

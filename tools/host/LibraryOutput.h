@@ -1,5 +1,5 @@
-// Takes the lines that the library writes to standard output, so that the host can tell its user
-// what they mean.
+// Receives the lines that the library writes to standard output, so that the host can explain
+// them.
 #ifndef APPLIST_TOOLS_LIBRARYOUTPUT_H
 #define APPLIST_TOOLS_LIBRARYOUTPUT_H
 
@@ -7,7 +7,7 @@
 #include <streambuf>
 #include <string>
 
-/** Stands in for the buffer of std::cout while it lives. One thread writes. */
+/** Replaces the buffer of std::cout for its lifetime. Only one thread may write. */
 class LibraryOutput : private std::streambuf {
 public:
     explicit LibraryOutput(std::function<void(const std::string& line)> onLine);

@@ -11,7 +11,7 @@ std::vector<Command> WithCommonCommands(std::vector<Command> commands, std::func
                                         std::function<bool()> quit) {
     commands.push_back({"help", "", "show these commands", 0, 0,
                         [help = std::move(help)](const auto&) { return help(); }});
-    commands.push_back({"quit", "", "leave (the end of the input does the same)", 0, 0,
+    commands.push_back({"quit", "", "exit, as at the end of the input", 0, 0,
                         [quit = std::move(quit)](const auto&) { return quit(); }});
     return commands;
 }
@@ -35,7 +35,7 @@ CommandInput::CommandInput(std::vector<Command> commands, Output& output,
       m_quit(std::move(quit)),
       m_isTerminal(isatty(STDIN_FILENO) != 0) {
     if (m_isTerminal) {
-        output.Line("Type help for the commands.");
+        output.Line("Type help for a list of the commands.");
     }
     m_sourceId = g_unix_fd_add(
         STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), OnReadable, this);
@@ -56,7 +56,7 @@ gboolean CommandInput::OnReadable(gint fd, GIOCondition /*condition*/, gpointer 
     return G_SOURCE_REMOVE;
 }
 
-// Takes what is there and runs the lines that are complete. Returns false at the end.
+// Reads the available input and runs the complete lines. Returns false at the end.
 bool CommandInput::Read(int fd) {
     char buffer[4096];
     const ssize_t count = read(fd, buffer, sizeof(buffer));

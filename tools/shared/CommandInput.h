@@ -1,4 +1,4 @@
-// Commands on standard input, read within the main loop.
+// Commands on standard input, read in the main loop.
 #ifndef APPLIST_TOOLS_COMMANDINPUT_H
 #define APPLIST_TOOLS_COMMANDINPUT_H
 
@@ -12,8 +12,8 @@
 #include <shared/Output.h>
 
 /**
- * Runs one command a line, with the shell's quoting. "help" and "quit" are added to the others, and
- * the end of the input is a quit.
+ * Runs one command per line, with the quoting of the shell. Adds "help" and "quit". The end of the
+ * input is a quit.
  */
 class CommandInput {
 public:
@@ -23,7 +23,7 @@ public:
     CommandInput(const CommandInput&) = delete;
     CommandInput& operator=(const CommandInput&) = delete;
 
-    /** Whether a command that nobody typed by hand, and so nobody saw fail, failed. */
+    /** Whether a command failed that was not typed on a terminal. */
     bool ScriptFailed() const { return m_failed && !m_isTerminal; }
 
 private:
@@ -41,7 +41,7 @@ private:
     guint m_sourceId = 0;
 };
 
-/** The commands that every verb has, for its --help. */
+/** Adds the commands of every verb, for --help. */
 std::vector<Command> WithCommonCommands(std::vector<Command> commands,
                                         std::function<bool()> help = nullptr,
                                         std::function<bool()> quit = nullptr);

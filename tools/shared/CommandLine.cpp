@@ -8,7 +8,7 @@
 
 namespace {
 
-// GLib's own help has a character that plain terminals lack.
+// The help of GLib contains a character that plain terminals lack.
 std::string WithPlainDots(std::string text) {
     static const std::string ellipsis = "\xe2\x80\xa6";
     for (auto at = text.find(ellipsis); at != std::string::npos; at = text.find(ellipsis)) {
@@ -17,8 +17,7 @@ std::string WithPlainDots(std::string text) {
     return text;
 }
 
-// GLib takes it as an object pointer, and hands over the name with its dashes, and null as the
-// value of an option without parameter.
+// GLib passes the name with its dashes, and null as the value of an option without a parameter.
 gboolean OnVerbOption(const char* name, const char* value, void* data, GError** /*error*/) {
     static_cast<CommandLine*>(data)->options[name + 2] = value != nullptr ? value : "";
     return TRUE;
@@ -40,7 +39,7 @@ GOptionContext* MakeContext(const Usage& usage, const GOptionEntry* entries, Com
     g_option_context_set_summary(context, usage.summary.c_str());
     g_option_context_set_description(context, usage.description.c_str());
     g_option_context_set_strict_posix(context, usage.hasVerbs ? TRUE : FALSE);
-    // GLib's --help would end the process from inside the parser.
+    // GLib's own --help would exit from inside the parser.
     g_option_context_set_help_enabled(context, FALSE);
     GOptionGroup* const group = g_option_group_new("", "", "", &line, nullptr);
     g_option_group_add_entries(group, entries);
@@ -89,7 +88,7 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
         line.exitStatus = EXIT_STATUS_DONE;
     } else if (bus != nullptr && g_dbus_is_address(bus) == FALSE) {
         line.exitStatus =
-            WrongUsage(usage.program, "\"" + std::string(bus) + "\" is no D-Bus address");
+            WrongUsage(usage.program, "\"" + std::string(bus) + "\" is not a D-Bus address");
     }
     line.bus = bus != nullptr ? bus : "";
     for (char** word = rest; word != nullptr && *word != nullptr; ++word) {

@@ -1,5 +1,4 @@
-// The options that the program and each of its verbs have, and those of one verb, read with
-// GOption.
+// Reads the common options, and the options of one verb, with GOption.
 #ifndef APPLIST_TOOLS_COMMANDLINE_H
 #define APPLIST_TOOLS_COMMANDLINE_H
 
@@ -8,28 +7,28 @@
 #include <string>
 #include <vector>
 
-/** An option that one verb has. */
+/** An option of one verb. */
 struct VerbOption {
     const char* name;      ///< without the dashes
-    const char* parameter; ///< null for one that takes none
+    const char* parameter; ///< null for an option without a parameter
     const char* help;
 };
 
-/** What --help shows. */
+/** The text of --help. */
 struct Usage {
     std::string program;     ///< "applistctl host"
     std::string parameters;  ///< "[DIR...]"
     std::string summary;     ///< above the options
     std::string description; ///< below the options
-    bool hasVerbs;           ///< options behind the first argument are the verb's
+    bool hasVerbs;           ///< options after the first argument belong to the verb
     std::vector<VerbOption> options = {};
 };
 
 struct CommandLine {
-    std::optional<int> exitStatus; ///< set when there is nothing more to do
+    std::optional<int> exitStatus; ///< set when the program is done
     std::string bus;               ///< the address given with --bus, or empty
     std::vector<std::string> arguments;
-    std::map<std::string, std::string> options; ///< the verb's that were given; "" for a plain one
+    std::map<std::string, std::string> options; ///< of the verb; "" without a parameter
 
     bool Has(const std::string& option) const { return options.count(option) != 0; }
     std::string Value(const std::string& option, const std::string& otherwise) const {
@@ -38,10 +37,10 @@ struct CommandLine {
     }
 };
 
-/** Reads @p words; answers --help and --version, and complains about what it does not know. */
+/** Reads @p words. Handles --help and --version, and reports unknown options. */
 CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& words);
 
-/** Says on standard error what is wrong with the command line. @return the exit status */
+/** Reports a wrong command line on standard error. @return the exit status */
 int WrongUsage(const std::string& program, const std::string& problem);
 
 #endif

@@ -62,7 +62,7 @@ const Command* CommandRunner::Parse(const std::string& line, std::vector<std::st
         std::find_if(m_commands.begin(), m_commands.end(),
                      [&](const Command& candidate) { return candidate.name == name; });
     if (command == m_commands.end()) {
-        problem = "no command \"" + name + "\"; type help for those there are";
+        problem = "unknown command \"" + name + "\"; type help for a list";
         return nullptr;
     }
     arguments.assign(words + 1, words + count);

@@ -1,4 +1,4 @@
-// Commands by name: finds the one that a line names and runs it.
+// Finds and runs the command of a line.
 #ifndef APPLIST_TOOLS_COMMANDRUNNER_H
 #define APPLIST_TOOLS_COMMANDRUNNER_H
 
@@ -11,18 +11,18 @@
 
 struct Command {
     std::string name;
-    std::string arguments; ///< as help shows them
+    std::string arguments; ///< for the help
     std::string help;
     std::size_t minArguments;
     std::size_t maxArguments;
-    /** @return whether the command could be carried out */
+    /** @return false when the command failed */
     std::function<bool(const std::vector<std::string>&)> run;
 };
 
-/** Lines of two columns, the first as wide as needed, as --help shows commands. */
+/** Lines of two columns for --help. The longest text sets the width of the first column. */
 std::string InTwoColumns(const std::vector<std::pair<std::string, std::string>>& rows);
 
-/** The commands as a text, one a line, for --help and for the command "help". */
+/** The commands, one per line, for --help and for the command "help". */
 std::string DescribeCommands(const std::vector<Command>& commands);
 
 class CommandRunner {
@@ -30,10 +30,10 @@ public:
     CommandRunner(std::vector<Command> commands, Output& output)
         : m_commands(std::move(commands)), m_output(output) {}
 
-    /** Runs a line with the shell's quoting. An empty one and a comment (#) do nothing. */
+    /** Runs a line with the quoting of the shell. Skips empty lines and comments (#). */
     bool RunLine(const std::string& line);
 
-    /** @return what is wrong with the line, or nothing; it is not run */
+    /** Checks a line without running it. @return the problem, or an empty text */
     std::string FindProblem(const std::string& line) const;
 
     const std::vector<Command>& Commands() const { return m_commands; }

@@ -1,4 +1,4 @@
-// Which endpoint the program stands in for: the names and the path that a host's list uses.
+// The endpoint id in the names and the object path of the list.
 #ifndef APPLIST_TOOLS_ENDPOINT_H
 #define APPLIST_TOOLS_ENDPOINT_H
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t MAX_COLUMN = 32;
 
-// Characters on the screen; bytes where the text is no UTF-8.
+// The number of characters, or of bytes for a text that is not UTF-8.
 std::size_t Width(const std::string& text) {
     return g_utf8_validate(text.c_str(), -1, nullptr) != FALSE
                ? static_cast<std::size_t>(g_utf8_strlen(text.c_str(), -1))

@@ -1,5 +1,5 @@
-// How items and lists are shown. Host and partner show a list in the same way, so that two lists
-// are equal when their listings are.
+// Prints items and lists. Host and partner print a list in the same way, so that equal lists have
+// equal listings.
 #ifndef APPLIST_TOOLS_ITEMLISTING_H
 #define APPLIST_TOOLS_ITEMLISTING_H
 
@@ -22,16 +22,16 @@ std::string Count(std::size_t items);
 /** "Clock (clock.desktop)" */
 std::string Describe(const ListedItem& item);
 
-/** Name and id in columns, one item a line. */
+/** Prints name and id in columns, one item per line. */
 void ShowItems(Output& output, const std::vector<ListedItem>& items);
 
 /**
- * The whole list, from a line "list: N items" to a line "selection: ...".
+ * Prints the list, from a line "list: N items" to a line "selection: ...".
  * @param selection null for none
  */
 void ShowList(Output& output, const std::vector<ListedItem>& items, const ListedItem* selection);
 
-/** Bytes that a terminal could take for commands are shown as \xNN. */
+/** Replaces bytes that a terminal could interpret as commands by \xNN. */
 std::string Printable(const std::string& text);
 
 } // namespace ItemListing

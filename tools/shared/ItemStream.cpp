@@ -18,7 +18,7 @@ std::vector<ListedItem> Read(const std::vector<char>& payload) {
     return items;
 }
 
-// A record is two lines; the last complete one may be followed by a piece of another.
+// A record consists of two lines.
 bool EndsInsideARecord(const std::vector<char>& payload) {
     return !payload.empty() &&
            (payload.back() != '\n' || std::count(payload.begin(), payload.end(), '\n') % 2 != 0);

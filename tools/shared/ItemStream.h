@@ -1,5 +1,4 @@
-// Item records one after the other, as requests and replies carry them, read with the library's own
-// code.
+// Item streams of requests and replies, read with the code of the library.
 #ifndef APPLIST_TOOLS_ITEMSTREAM_H
 #define APPLIST_TOOLS_ITEMSTREAM_H
 
@@ -12,7 +11,7 @@ namespace ItemStream {
 /** The complete records of @p payload. */
 std::vector<ListedItem> Read(const std::vector<char>& payload);
 
-/** Whether there is a piece of a record behind the last complete one. */
+/** Whether a part of a record follows the last complete record. */
 bool EndsInsideARecord(const std::vector<char>& payload);
 
 } // namespace ItemStream

@@ -44,14 +44,14 @@ void NameAnnouncement::Try() {
             return;
         }
         result = Result::Busy;
-        m_problem = "somebody else owns it";
+        m_problem = "another connection owns it";
     } else if (code != REPLY_PRIMARY_OWNER) {
         result = Result::Failed;
-        m_problem = "the bus answered " + std::to_string(code);
+        m_problem = "the bus replied " + std::to_string(code);
     } else if (!Call("ReleaseName", g_variant_new("(s)", m_name.c_str()), code)) {
         result = m_failure;
     }
-    // The result may start the next announcement.
+    // The callback may start the next announcement.
     const OnResult onResult = m_onResult;
     onResult(result, m_problem);
 }

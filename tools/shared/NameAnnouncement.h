@@ -1,5 +1,5 @@
-// Announces a step of the handshake: owns its name for one round trip. The others on the bus see
-// the name being released, and by whom.
+// Announces a step of the handshake: owns its name for one round trip. The other side receives the
+// release of the name, with the unique name of the sender.
 #ifndef APPLIST_TOOLS_NAMEANNOUNCEMENT_H
 #define APPLIST_TOOLS_NAMEANNOUNCEMENT_H
 
@@ -12,11 +12,11 @@ class NameAnnouncement {
 public:
     enum class Result {
         Done,
-        Busy,    ///< somebody else owned the name each time
-        Refused, ///< the bus policy does not let us own the name
+        Busy,    ///< another connection owned the name at each attempt
+        Refused, ///< the bus policy refuses the name
         Failed
     };
-    /** @param problem the bus daemon's own text, unless done */
+    /** @param problem the text of the bus daemon; empty when done */
     using OnResult = std::function<void(Result result, const std::string& problem)>;
 
     explicit NameAnnouncement(GDBusConnection* connection) : m_connection(connection) {}
@@ -26,9 +26,8 @@ public:
     NameAnnouncement& operator=(const NameAnnouncement&) = delete;
 
     /**
-     * Announces @p name, in place of an announcement that is still being tried. While somebody else
-     * owns the name, it is tried again within the main loop; otherwise @p onResult is called at
-     * once.
+     * Announces @p name, and cancels an earlier announcement. While another connection owns the
+     * name, the main loop repeats the attempt. Otherwise @p onResult is called before the return.
      */
     void Start(const std::string& name, OnResult onResult);
 

@@ -1,4 +1,4 @@
-// The lines that a verb shows: one event a line, in colour on a terminal, at once also in a pipe.
+// The output of a verb: one event per line, in colour on a terminal, flushed after each line.
 #ifndef APPLIST_TOOLS_OUTPUT_H
 #define APPLIST_TOOLS_OUTPUT_H
 
@@ -7,10 +7,10 @@
 
 class Output {
 public:
-    /** Who did it, for the colour. */
+    /** The kind of event, for the colour. */
     enum class Tone { Plain, Received, Sent, State, Problem };
 
-    /** @param program starts the lines on standard error */
+    /** @param program the start of each line on standard error */
     explicit Output(std::string program);
 
     void Line(const std::string& text, Tone tone = Tone::Plain);
@@ -18,19 +18,19 @@ public:
     void Sent(const std::string& text) { Line("-> " + text, Tone::Sent); }
     void State(const std::string& text) { Line(text, Tone::State); }
 
-    /** An event that should not have come; the program goes on. */
+    /** An unexpected event; the program continues. */
     void Problem(const std::string& text) { Line("!! " + text, Tone::Problem); }
 
-    /** Where the errors from here on belong, like "script:3"; empty for nowhere. */
+    /** The place of the following errors, like "script:3"; empty for none. */
     void SetPlace(const std::string& place) { m_place = place.empty() ? "" : place + ": "; }
 
-    /** What the user asked for failed: to standard error. */
+    /** Reports a failed command on standard error. */
     void Error(const std::string& text) const;
 
 private:
     std::string m_program;
     std::string m_place;
-    std::ostream m_stream; // std::cout may be led elsewhere meanwhile
+    std::ostream m_stream; // std::cout may have another buffer later
     bool m_colour;
 };
 

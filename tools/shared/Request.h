@@ -1,4 +1,4 @@
-// A request of the host, taken out of its bytes.
+// A request of the host, parsed from its bytes.
 #ifndef APPLIST_TOOLS_REQUEST_H
 #define APPLIST_TOOLS_REQUEST_H
 
@@ -10,15 +10,15 @@
 
 struct Request {
     std::int32_t id = 0;
-    std::string name; ///< empty for an id that is no request
+    std::string name; ///< empty for an unknown id
     std::vector<ListedItem> items;
-    std::string problem; ///< empty for a request that is well formed
+    std::string problem; ///< empty for a well-formed request
 };
 
-/** Never fails: what is wrong with @p message is in the result's problem. */
+/** Never fails: the result names the problem of a malformed @p message. */
 Request ReadRequest(std::vector<char> message);
 
-/** The item record that the host reads back. */
+/** The record of an item, as in a reply. */
 std::vector<char> WriteRecord(const ListedItem& item);
 
 #endif

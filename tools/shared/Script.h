@@ -1,4 +1,4 @@
-// Commands in a file, one a line, the first failing one of which fails the run.
+// Commands in a file, one per line. The first failed command ends the run.
 #ifndef APPLIST_TOOLS_SCRIPT_H
 #define APPLIST_TOOLS_SCRIPT_H
 
@@ -13,10 +13,10 @@ class Script {
 public:
     Script(CommandRunner& runner, Output& output) : m_runner(runner), m_output(output) {}
 
-    /** Takes the lines of a file, or says why not: it cannot be read, or a line makes no sense. */
+    /** Reads a file. Reports an unreadable file and each malformed line. @return false then */
     bool Read(const std::string& file);
 
-    /** Runs one line after the other until @p stopped. @return whether all that ran went well */
+    /** Runs the lines in order until @p stopped. @return false when a command failed */
     bool Run(const std::function<bool()>& stopped);
 
 private:

@@ -6,7 +6,7 @@ namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 
-GDBusConnection* ConnectOnOurOwn(GError** error) {
+GDBusConnection* ConnectPrivately(GError** error) {
     g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
     if (address == nullptr) {
         return nullptr;
@@ -23,13 +23,13 @@ GDBusConnection* ConnectOnOurOwn(GError** error) {
 SystemBus::SystemBus(std::function<void(const std::string&)> onClosed, Kind kind)
     : m_onClosed(std::move(onClosed)), m_kind(kind) {
     g_autoptr(GError) error = nullptr;
-    m_connection = kind == Kind::Own ? ConnectOnOurOwn(&error)
+    m_connection = kind == Kind::Own ? ConnectPrivately(&error)
                                      : g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
     if (m_connection == nullptr) {
         m_problem = error->message;
         return;
     }
-    // Otherwise the loss of the bus would end the process with a signal, and without a word.
+    // The default ends the process with a signal, without a message, when the bus is lost.
     g_dbus_connection_set_exit_on_close(m_connection, FALSE);
     m_handlerId = g_signal_connect(m_connection, "closed", G_CALLBACK(OnClosed), this);
 }
@@ -38,7 +38,7 @@ SystemBus::~SystemBus() {
     if (m_connection != nullptr) {
         g_signal_handler_disconnect(m_connection, m_handlerId);
         if (m_kind == Kind::Own) {
-            // Signals are queued; they would be lost with the connection.
+            // Queued signals would be lost with the connection.
             g_dbus_connection_flush_sync(m_connection, nullptr, nullptr);
             g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
         }

@@ -1,5 +1,5 @@
-// A connection to the system bus, the process's shared one or one of its own, which tells when the
-// bus is gone instead of ending the process.
+// A shared or private connection to the system bus. Reports a lost bus instead of ending the
+// process.
 #ifndef APPLIST_TOOLS_SYSTEMBUS_H
 #define APPLIST_TOOLS_SYSTEMBUS_H
 
@@ -11,11 +11,11 @@
 class SystemBus {
 public:
     enum class Kind {
-        Shared, ///< the one that the library uses too
-        Own     ///< with a unique name of its own; closed at the end
+        Shared, ///< the connection that the library uses
+        Own     ///< with another unique name; closed by the destructor
     };
 
-    /** @param onClosed called within the main loop, with the reason */
+    /** @param onClosed called in the main loop, with the reason */
     explicit SystemBus(std::function<void(const std::string& reason)> onClosed,
                        Kind kind = Kind::Shared);
     ~SystemBus();
@@ -23,14 +23,14 @@ public:
     SystemBus(const SystemBus&) = delete;
     SystemBus& operator=(const SystemBus&) = delete;
 
-    /** @return null when there is no bus; Problem() says why */
+    /** @return null without a bus, with the reason in Problem() */
     GDBusConnection* Connection() const { return m_connection; }
     const std::string& Problem() const { return m_problem; }
 
-    /** "the system bus", or the address that stands in for it. */
+    /** "the system bus", or the address that replaces it. */
     static std::string Describe();
 
-    /** From here on, @p address is the system bus of this process. */
+    /** Makes @p address the system bus of this process. */
     static void UseAddress(const std::string& address);
 
 private:

@@ -1,4 +1,4 @@
-// Waiting in the middle of a function, while the main context goes on.
+// Waits inside a function while the main context runs.
 #ifndef APPLIST_TOOLS_WAITING_H
 #define APPLIST_TOOLS_WAITING_H
 
@@ -6,15 +6,15 @@
 #include <string>
 
 /**
- * Iterates the main context until @p happened or @p seconds are over. What is waited for comes
- * from the context's own callbacks. @return whether it happened
+ * Iterates the main context until @p happened returns true or @p seconds have passed. Only sources
+ * of the context can change the condition. @return the last value of @p happened
  */
 bool WaitUntil(const std::function<bool()>& happened, double seconds);
 
-/** Lets the main context work for so long. */
+/** Iterates the main context for @p seconds. */
 void WaitFor(double seconds);
 
-/** @return false, with @p seconds unchanged, unless @p text is a time from 0 to an hour */
+/** @return false, with @p seconds unchanged, unless @p text is a number from 0 to 3600 */
 bool ParseSeconds(const std::string& text, double& seconds);
 
 /** "0.5 s" */
