@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include <PrivateBus.h>
+#include "PrivateBus.h"
 
 #include "Child.h"
 #include "Cores.h"

@@ -8,7 +8,7 @@
 
 #include <gio/gio.h>
 
-#include <PrivateBus.h>
+#include "PrivateBus.h"
 
 class Traffic {
 public:

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include <CapturedLog.h>
-#include <DoubleHost.h>
-#include <LibraryCalls.h>
-#include <RecordingEndpoint.h>
+#include "CapturedLog.h"
+#include "DoubleHost.h"
+#include "LibraryCalls.h"
+#include "RecordingEndpoint.h"
 
 #include "HandshakeModel.h"
 

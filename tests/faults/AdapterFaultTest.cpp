@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include <Bytes.h>
-#include <CapturedLog.h>
+#include "Bytes.h"
+#include "CapturedLog.h"
 
 #include <ipc/IPCApplist.h>
 

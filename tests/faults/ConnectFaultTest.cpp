@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include <Bytes.h>
+#include "Bytes.h"
 
 #include "FaultTest.h"
 

@@ -2,7 +2,7 @@
 #include <csignal>
 #include <string>
 
-#include <Bytes.h>
+#include "Bytes.h"
 
 #include "FaultTest.h"
 

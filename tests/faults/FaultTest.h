@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include <BusDaemon.h>
-#include <CapturedLog.h>
-#include <RecordingEndpoint.h>
+#include "BusDaemon.h"
+#include "CapturedLog.h"
+#include "RecordingEndpoint.h"
 
 #include "DoubleHost.h"
 #include "LibraryCalls.h"

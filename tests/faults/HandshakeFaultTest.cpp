@@ -3,7 +3,7 @@
 // owed to them.
 #include <string>
 
-#include <Bytes.h>
+#include "Bytes.h"
 
 #include "FaultTest.h"
 

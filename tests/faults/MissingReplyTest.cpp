@@ -3,7 +3,7 @@
 #include <string>
 #include <thread>
 
-#include <Bytes.h>
+#include "Bytes.h"
 
 #include "FaultTest.h"
 

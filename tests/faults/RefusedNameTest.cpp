@@ -2,8 +2,8 @@
 #include <memory>
 #include <string>
 
-#include <PrivateBus.h>
-#include <TestPartner.h>
+#include "PrivateBus.h"
+#include "TestPartner.h"
 
 #include "FaultTest.h"
 

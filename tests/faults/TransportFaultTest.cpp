@@ -1,7 +1,7 @@
 // Messages and notifications that cannot be sent, are answered badly, or come in at the wrong door.
 #include <string>
 
-#include <Bytes.h>
+#include "Bytes.h"
 
 #include "FaultTest.h"
 

@@ -18,7 +18,7 @@
 #include "PrivateBus.h"
 #include "SharedBus.h"
 #include "TestPartner.h"
-#include "partner/Records.h"
+#include "Records.h"
 
 class HostileTest : public testing::Test {
 protected:

@@ -7,8 +7,8 @@
 #include <random>
 #include <string>
 
-#include "../stress/Options.h"
-#include "../stress/QuietHost.h"
+#include "Options.h"
+#include "QuietHost.h"
 #include "MainLoop.h"
 #include "PrivateBus.h"
 #include "RandomRun.h"

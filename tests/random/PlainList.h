@@ -9,7 +9,7 @@
 
 #include <applist/AppListItem.h>
 
-#include "../stress/partner/Records.h"
+#include "Records.h"
 
 class PlainItem : public AppListItem {
 public:

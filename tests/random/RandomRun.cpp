@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "../stress/EventLog.h"
-#include "../stress/Hex.h"
+#include "EventLog.h"
+#include "Hex.h"
 #include "MainLoop.h"
 
 namespace {

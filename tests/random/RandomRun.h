@@ -15,7 +15,7 @@
 #include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 
-#include "../stress/PartnerProcess.h"
+#include "PartnerProcess.h"
 #include "Dice.h"
 #include "PlainList.h"
 

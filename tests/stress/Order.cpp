@@ -12,7 +12,7 @@
 #include "OnLoop.h"
 #include "PartnerProcess.h"
 #include "Phase.h"
-#include "partner/Records.h"
+#include "Records.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include <BusDouble.h>
-#include <MainLoop.h>
-#include <SharedBus.h>
+#include "BusDouble.h"
+#include "MainLoop.h"
+#include "SharedBus.h"
 
 class DoubleHost {
 public:

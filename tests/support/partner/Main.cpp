@@ -9,7 +9,7 @@
 #include <gio/gio.h>
 #include <unistd.h>
 
-#include "../Hex.h"
+#include "Hex.h"
 #include "Partner.h"
 
 namespace {
