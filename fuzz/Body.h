@@ -10,6 +10,8 @@
 
 #include "Target.h"
 
+inline namespace applist_fuzz {
+
 struct UnrefVariant {
     void operator()(GVariant* variant) const { g_variant_unref(variant); }
 };
@@ -41,5 +43,7 @@ inline Body ReadBody(Choices& choices) {
 inline std::string TypeOf(const Body& body) {
     return g_variant_get_type_string(body.get());
 }
+
+} // namespace applist_fuzz
 
 #endif

@@ -12,6 +12,8 @@
 #include "BusDouble.h"
 #include "SharedBus.h"
 
+inline namespace applist_fuzz {
+
 struct FuzzBus {
     FuzzBus() { shared.SurviveTheBus(); }
 
@@ -56,5 +58,7 @@ private:
         }
     }
 };
+
+} // namespace applist_fuzz
 
 #endif

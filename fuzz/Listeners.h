@@ -6,6 +6,8 @@
 #include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 
+inline namespace applist_fuzz {
+
 class CountingListener : public ItemChangeListener,
                          public ItemClickListener,
                          public ItemSelectionListener {
@@ -18,5 +20,7 @@ public:
     int clicks = 0;
     int selections = 0;
 };
+
+} // namespace applist_fuzz
 
 #endif

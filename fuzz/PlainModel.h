@@ -9,6 +9,8 @@
 
 #include <applist/AppListItem.h>
 
+inline namespace applist_fuzz {
+
 /** A host's item whose texts the target reads without going through the library. */
 struct PlainItem : AppListItem {
     PlainItem(std::string itemName, std::string itemId)
@@ -146,5 +148,7 @@ private:
         }
     }
 };
+
+} // namespace applist_fuzz
 
 #endif

@@ -23,6 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }                                                                                          \
     } while (false)
 
+inline namespace applist_fuzz {
+
 /** An input read from the front; past its end everything is 0 and empty. */
 class Choices {
 public:
@@ -67,5 +69,7 @@ private:
 inline std::vector<char> BytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
+
+} // namespace applist_fuzz
 
 #endif

@@ -52,7 +52,7 @@ AppListModel& Host::Model() {
     return *m_model;
 }
 
-std::vector<char> Framed(const std::string& payload, int id) {
+std::vector<char> applist_bench::Framed(const std::string& payload, int id) {
     std::vector<char> message(payload.begin(), payload.end());
     for (int shift = 0; shift < 32; shift += 8) {
         message.push_back(static_cast<char>(id >> shift));

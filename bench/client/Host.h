@@ -17,6 +17,8 @@
 #include <applist/ItemChangeListener.h>
 #include <ipc/javamw-dbus-remote.h>
 
+inline namespace applist_bench {
+
 class Item : public AppListItem {
 public:
     Item(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
@@ -79,5 +81,7 @@ private:
 
 /** The bytes of a request on the bus. */
 std::vector<char> Framed(const std::string& payload, int id);
+
+} // namespace applist_bench
 
 #endif

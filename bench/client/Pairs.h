@@ -10,6 +10,8 @@
 
 #include "ResultFile.h"
 
+inline namespace applist_bench {
+
 struct Lanes {
     std::function<void()> reference;
     std::function<void()> applist;
@@ -44,5 +46,7 @@ private:
     Samples m_samples[3];
     std::size_t m_warmUp;
 };
+
+} // namespace applist_bench
 
 #endif

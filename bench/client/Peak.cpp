@@ -35,7 +35,7 @@ long StartPeak() {
 
 } // namespace
 
-void MeasurePeak(const std::string& kind, std::size_t bytes) {
+void applist_bench::MeasurePeak(const std::string& kind, std::size_t bytes) {
     auto& host = *new Host(); // never destroyed: how the endpoints go is not measured
     const Reference reference(host.Channel().Partner());
     std::vector<char> small(41, 'm');

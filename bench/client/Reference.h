@@ -8,6 +8,8 @@
 
 #include <gio/gio.h>
 
+inline namespace applist_bench {
+
 class Reference {
 public:
     /** Talks to @p partner, a unique bus name. Ends the program when there is no bus. */
@@ -51,5 +53,7 @@ private:
     unsigned long m_received = 0;
     unsigned long m_bytes = 0;
 };
+
+} // namespace applist_bench
 
 #endif

@@ -284,7 +284,7 @@ void Rows::NotificationsIn() {
 
 } // namespace
 
-void RunRows(const Run& run) {
+void applist_bench::RunRows(const Run& run) {
     // Never destroyed: how the endpoints go is not measured.
     auto& rows = *new Rows(run);
     rows.Messages();

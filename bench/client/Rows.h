@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+inline namespace applist_bench {
+
 /** Where a run writes its results and which of the rows it takes. */
 struct Run {
     std::string out;
@@ -14,5 +16,7 @@ struct Run {
 };
 
 void RunRows(const Run& run);
+
+} // namespace applist_bench
 
 #endif

@@ -7,6 +7,8 @@
 
 #include <sched.h>
 
+inline namespace applist_bench {
+
 namespace Cores {
 
 /** Ends the program when @p core is not to be had: unpinned figures would be noise. */
@@ -21,5 +23,7 @@ inline void PinTo(int core) {
 }
 
 } // namespace Cores
+
+} // namespace applist_bench
 
 #endif

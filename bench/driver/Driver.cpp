@@ -2,20 +2,20 @@
 // that follows to one core, and runs the clients one after the other. Whatever log the room has is
 // the caller's choice (applist_bench_room).
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "PrivateBus.h"
-
-#include "Child.h"
+#include "BusMonitor.h"
 #include "Cores.h"
+#include "PrivateBus.h"
+#include "Process.h"
 #include "ResultFile.h"
 #include "Selection.h"
 #include "Stats.h"
-#include "Traffic.h"
 
 namespace {
 
@@ -35,6 +35,16 @@ struct Options {
     bool quick = false;
 };
 
+std::string Beside(const std::string& program) {
+    return std::filesystem::read_symlink("/proc/self/exe").replace_filename(program).string();
+}
+
+// A program of the benchmark, in the folder of this one; it is killed with the driver.
+Process Start(std::vector<std::string> words, const std::vector<std::string>& environment = {}) {
+    words.front() = Beside(words.front());
+    return Process(words, {environment, {}, true});
+}
+
 // What a client says when it is ready.
 struct ReadyLine {
     double seconds = 0;
@@ -42,7 +52,7 @@ struct ReadyLine {
     int roundTrips = -1;
 };
 
-ReadyLine ReadReady(Child& child) {
+ReadyLine ReadReady(Process& child) {
     std::istringstream line(child.ReadLine());
     ReadyLine ready;
     double nanoseconds = 0;
@@ -52,7 +62,7 @@ ReadyLine ReadReady(Child& child) {
 }
 
 double TimeToReady(const char* program) {
-    Child child({program});
+    Process child = Start({program});
     return ReadReady(child).seconds;
 }
 
@@ -79,14 +89,15 @@ void MeasureStartUp(const Options& options) {
 }
 
 void CountStartUp(const Options& options, const PrivateBus& bus) {
-    Traffic traffic(bus);
+    BusMonitor monitor(bus);
     Result result("startup-traffic");
     result.Text("log", options.log);
     for (const char* program : {HOST, BARE}) {
-        Child child({program}, "libapplist_bench_waits.so");
+        Process child = Start({program}, {"LD_PRELOAD=" + Beside("libapplist_bench_waits.so")});
         const ReadyLine ready = ReadReady(child);
         const std::string who = program == HOST ? "library" : "reference";
-        result.Number(who + "_messages", traffic.CountFrom(ready.uniqueName))
+        const std::size_t messages = monitor.SentBy(ready.uniqueName).size();
+        result.Number(who + "_messages", static_cast<double>(messages))
             .Number(who + "_round_trips", ready.roundTrips);
     }
     result.Write(options.out);
@@ -112,8 +123,8 @@ double ReadKey(const std::string& path, const std::string& key) {
 }
 
 // Waits until no thread of the child has run between two looks; it is idle then.
-void WaitUntilIdle(pid_t pid) {
-    const std::string path = "/proc/" + std::to_string(pid) + "/schedstat";
+void WaitUntilIdle(const std::string& process) {
+    const std::string path = "/proc/" + process + "/schedstat";
     std::string last;
     for (std::string now; last.empty() || now != last;) {
         last = now;
@@ -127,10 +138,10 @@ void WaitUntilIdle(pid_t pid) {
 }
 
 Idle MeasureIdle(const char* program) {
-    Child child({program});
+    Process child = Start({program});
     ReadReady(child);
-    WaitUntilIdle(child.Pid());
-    const std::string folder = "/proc/" + std::to_string(child.Pid());
+    WaitUntilIdle(child.Id());
+    const std::string folder = "/proc/" + child.Id();
     return {ReadKey(folder + "/smaps_rollup", "Private_Dirty:"),
             ReadKey(folder + "/status", "Threads:")};
 }
@@ -171,7 +182,7 @@ void MeasurePeaks(const Options& options, const std::string& suffix, std::size_t
     for (const char* kind : {"reference", "sendmessage", "additematend"}) {
         std::vector<double> payloads;
         for (int round = 0; round < rounds; ++round) {
-            Child child({"applist_bench_client", "--peak", kind, std::to_string(bytes)});
+            Process child = Start({"applist_bench_client", "--peak", kind, std::to_string(bytes)});
             payloads.push_back(std::stod(child.ReadLine()) / static_cast<double>(bytes));
         }
         result.Spread(kind, Stats::Of(payloads));
@@ -193,9 +204,9 @@ void SteadyHeap(bool on) {
 }
 
 bool RunClient(const Options& options) {
-    Child client({"applist_bench_client", options.out, options.log,
-                  options.quick ? "quick" : "full", options.only});
-    return client.Succeeded();
+    Process client = Start({"applist_bench_client", options.out, options.log,
+                            options.quick ? "quick" : "full", options.only});
+    return client.WaitForExitWithoutIterating() == 0;
 }
 
 Options Parse(int argc, char** argv) {
@@ -231,7 +242,7 @@ int main(int argc, char** argv) {
     Cores::PinTo(options.core);
     SteadyHeap(true);
     const PrivateBus bus;
-    Child partner({"applist_bench_partner"});
+    Process partner = Start({"applist_bench_partner"});
     partner.ReadLine();
     SteadyHeap(false);
 

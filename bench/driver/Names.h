@@ -3,6 +3,8 @@
 #ifndef APPLIST_BENCH_NAMES_H
 #define APPLIST_BENCH_NAMES_H
 
+inline namespace applist_bench {
+
 namespace Names {
 
 constexpr const char* BUS = "org.freedesktop.DBus";
@@ -31,5 +33,7 @@ constexpr const char* CONTROL_COUNT = "Count"; // () -> t: signals since the las
 constexpr const char* CONTROL_EMIT = "Emit";   // (ssuui): destination, path, how many, size, id
 
 } // namespace Names
+
+} // namespace applist_bench
 
 #endif

@@ -9,6 +9,7 @@
 // There only when the counter is preloaded.
 extern "C" __attribute__((weak)) unsigned applist_bench_round_trips();
 
+inline namespace applist_bench {
 namespace Ready {
 
 inline long long Now() {
@@ -25,5 +26,6 @@ inline void Say(long long took, const char* uniqueName) {
 }
 
 } // namespace Ready
+} // namespace applist_bench
 
 #endif

@@ -7,6 +7,8 @@
 
 #include "Stats.h"
 
+inline namespace applist_bench {
+
 /** One result; written when Write is called. Texts are our own and need no escaping. */
 class Result {
 public:
@@ -24,5 +26,7 @@ private:
 
     std::string m_members;
 };
+
+} // namespace applist_bench
 
 #endif

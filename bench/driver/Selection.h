@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+inline namespace applist_bench {
+
 class Selection {
 public:
     explicit Selection(const std::string& list) {
@@ -39,5 +41,7 @@ public:
 private:
     std::vector<std::string> m_names;
 };
+
+} // namespace applist_bench
 
 #endif

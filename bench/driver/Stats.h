@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+inline namespace applist_bench {
+
 namespace Stats {
 
 struct Spread {
@@ -22,5 +24,7 @@ Spread Of(std::vector<double> samples);
 std::vector<double> Ratios(const std::vector<double>& of, const std::vector<double>& to);
 
 } // namespace Stats
+
+} // namespace applist_bench
 
 #endif

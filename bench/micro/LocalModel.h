@@ -8,6 +8,8 @@
 
 #include <applist/RemoteAppListModel.h>
 
+inline namespace applist_bench {
+
 /** Items as hosts have them: texts are copied out at each question. */
 class LocalItems {
 public:
@@ -43,5 +45,7 @@ inline RemoteAppListModel& LocalModel() {
     static auto* const model = new RemoteAppListModel();
     return *model;
 }
+
+} // namespace applist_bench
 
 #endif

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 namespace ListBytes {
 
 inline std::string String(const std::vector<char>& bytes) {
@@ -15,5 +17,7 @@ inline std::string String(const std::vector<char>& bytes) {
 const std::string GET_SELECTION("\xD1\x07\0\0", 4);
 
 } // namespace ListBytes
+
+} // namespace applist_test
 
 #endif

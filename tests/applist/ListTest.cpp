@@ -5,7 +5,7 @@
 #include "MainLoop.h"
 #include "SharedBus.h"
 
-bool ConnectPartner(TestPartner& partner) {
+bool applist_test::ConnectPartner(TestPartner& partner) {
     partner.Announce("_SYN");
     const std::string ready = "HandleConnectionReady state=1, partner=" + partner.UniqueName();
     return MainLoop::IterateUntil(

@@ -17,6 +17,8 @@
 #include "PrivateBus.h"
 #include "TestPartner.h"
 
+inline namespace applist_test {
+
 /** Has @p partner announce itself. @return whether the model's channel became ready for it. */
 bool ConnectPartner(TestPartner& partner);
 
@@ -71,5 +73,7 @@ std::vector<std::string> Concat(std::vector<std::string> first,
 /** A pointer as the log shows it. */
 std::string Pointer(const void* pointer);
 } // namespace LogLines
+
+} // namespace applist_test
 
 #endif

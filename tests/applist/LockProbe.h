@@ -11,6 +11,8 @@
 
 #include <applist/AppListModel.h>
 
+inline namespace applist_test {
+
 /** Destroy it when nobody holds the lock any more: it waits for the threads that it started. */
 class LockProbe {
 public:
@@ -34,5 +36,7 @@ private:
     std::mutex m_mutex;
     std::vector<std::future<int>> m_reads;
 };
+
+} // namespace applist_test
 
 #endif

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "ChannelTest.h"
-#include "ClientProcess.h"
+#include "Client.h"
 #include "NamedRow.h"
 
 namespace {
@@ -60,7 +60,7 @@ TEST_P(Announced, IsAnsweredAndThenLost) {
     TestPartner witness(bus, false);
     const Words words = GetParam().words(bus.Address());
     APPLIST_NEEDS_CLIENT(words[0]);
-    EXPECT_EQ(ClientProcess(words).WaitForExit().exitStatus, 0);
+    EXPECT_EQ(RunClient(words).exitStatus, 0);
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return endpoint.Readinesses().size() == 1; }));
     EXPECT_FALSE(endpoint.Readinesses()[0].ready);
     EXPECT_TRUE(witness.WaitForAnnouncement("_CLIENT_SYN_ACK"));

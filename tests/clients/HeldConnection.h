@@ -12,6 +12,8 @@
 
 #include "PrivateBus.h"
 
+inline namespace applist_test {
+
 /** For one client. It needs no iteration of the test's context. */
 class HeldConnection {
 public:
@@ -50,5 +52,7 @@ private:
     std::size_t m_forwarded = 0;
     std::string m_fromBus;
 };
+
+} // namespace applist_test
 
 #endif

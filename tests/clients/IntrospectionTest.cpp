@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "ChannelTest.h"
-#include "ClientProcess.h"
+#include "Client.h"
 #include "NamedRow.h"
 
 namespace {
@@ -88,7 +88,7 @@ TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
     const RecordingEndpoint endpoint;
     const std::vector<std::string> words = GetParam().words(bus.Address(), OwnName());
     APPLIST_NEEDS_CLIENT(words[0]);
-    const ClientProcess::Result result = ClientProcess(words).WaitForExit();
+    const ClientResult result = RunClient(words);
     EXPECT_EQ(result.exitStatus, 0) << result.errors;
     const std::size_t start = result.output.find(GetParam().start);
     ASSERT_NE(start, std::string::npos) << result.output;

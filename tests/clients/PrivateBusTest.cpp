@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "BusDaemon.h"
 #include "PrivateBus.h"
 
 namespace {
@@ -13,12 +14,7 @@ namespace {
 // The name of the process behind the bus.
 std::string ProgramOf(const PrivateBus& bus) {
     g_autoptr(GDBusConnection) connection = bus.Connect();
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetConnectionUnixProcessID", g_variant_new("(s)", "org.freedesktop.DBus"),
-        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    guint32 pid = 0;
-    g_variant_get(reply, "(u)", &pid);
+    const pid_t pid = BusDaemon::Process(connection);
     std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
     std::string program;
     file >> program;

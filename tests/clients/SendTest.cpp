@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "ChannelTest.h"
-#include "ClientProcess.h"
+#include "Client.h"
 #include "NamedRow.h"
 
 namespace {
@@ -82,7 +82,7 @@ TEST_P(Send, CarriesTheBytesBothWays) {
     RecordingEndpoint endpoint({[](std::vector<char>&) { return GetParam().reply; }, {}, {}});
     const Words words = GetParam().words(bus.Address(), OwnName());
     APPLIST_NEEDS_CLIENT(words[0]);
-    const ClientProcess::Result result = ClientProcess(words).WaitForExit();
+    const ClientResult result = RunClient(words);
     EXPECT_EQ(result.exitStatus, 0) << result.errors;
     EXPECT_EQ(result.output, GetParam().printed);
     EXPECT_THAT(endpoint.Messages(), testing::ElementsAre(GetParam().request));
@@ -96,8 +96,8 @@ protected:
         "Type of message, “(s)”, does not match expected type “(ay)”";
 
     // What the client says of the refusal; the endpoint must not have been asked.
-    ClientProcess::Result RefusalBy(const Words& words) {
-        const ClientProcess::Result result = ClientProcess(words).WaitForExit();
+    ClientResult RefusalBy(const Words& words) {
+        const ClientResult result = RunClient(words);
         EXPECT_EQ(result.exitStatus, 1);
         EXPECT_EQ(result.output, "");
         EXPECT_TRUE(endpoint->Messages().empty());

@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include "ChannelTest.h"
-#include "ClientProcess.h"
+#include "Client.h"
 #include "HeldConnection.h"
 #include "NamedRow.h"
 
@@ -89,10 +89,10 @@ TEST_P(Emitted, ByThePartnerArrivesAsItIs) {
     HeldConnection way(bus);
     const Words words = GetParam().words(way.Address(), OwnName());
     APPLIST_NEEDS_CLIENT(words[0]);
-    ClientProcess client(words);
+    Process client(words);
     Bind(way.UniqueName());
     way.Release();
-    EXPECT_EQ(client.WaitForExit().exitStatus, 0);
+    EXPECT_EQ(client.WaitForExit(), 0);
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
     EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(BYTES));
 }
@@ -102,7 +102,7 @@ TEST_P(Emitted, ByAnotherThanThePartnerReachesNobody) {
     APPLIST_NEEDS_CLIENT(words[0]);
     TestPartner partner(bus);
     Bind(partner.UniqueName());
-    EXPECT_EQ(ClientProcess(words).WaitForExit().exitStatus, 0);
+    EXPECT_EQ(RunClient(words).exitStatus, 0);
     // Arrives behind it, the client having left.
     partner.Notify(OwnName(), ByteVector("second"));
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
@@ -116,7 +116,7 @@ class Monitored : public ClientAsPartner {};
 TEST_F(Monitored, ByGdbusAsThePartner) {
     APPLIST_NEEDS_CLIENT("gdbus");
     HeldConnection way(bus);
-    ClientProcess client({"gdbus", "monitor", "--address", way.Address(), "--dest", OwnName()});
+    Process client({"gdbus", "monitor", "--address", way.Address(), "--dest", OwnName()});
     Bind(way.UniqueName());
     way.Release();
     // It says so when it listens.
@@ -126,14 +126,14 @@ TEST_F(Monitored, ByGdbusAsThePartner) {
     endpoint->SendNotification(bytes);
     const std::string line = std::string(PATH) + ": " + SIGNAL +
                              " ([byte 0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00],)\n";
-    EXPECT_TRUE(client.WaitFor(line)) << client.Stop();
+    EXPECT_TRUE(client.WaitFor(line)) << client.Output();
 }
 
 TEST_F(Monitored, ByBusctl) {
     APPLIST_NEEDS_CLIENT("busctl");
     TestPartner partner(bus);
     Bind(partner.UniqueName());
-    ClientProcess client({"busctl", "--address=" + bus.Address(), "--json=short", "monitor"});
+    Process client({"busctl", "--address=" + bus.Address(), "--json=short", "monitor"});
     ASSERT_TRUE(client.WaitForError("Monitoring bus message stream"));
     std::vector<char> bytes = BYTES;
     endpoint->SendNotification(bytes);
@@ -141,14 +141,14 @@ TEST_F(Monitored, ByBusctl) {
                                PATH + "\",\"interface\":\"" + INTERFACE +
                                "\",\"member\":\"SendSignal\",\"payload\":{\"type\":\"ay\","
                                "\"data\":[[65,0,10,255,2,0,0,0]]}}\n"))
-        << client.Stop();
+        << client.Output();
 }
 
 TEST_F(Monitored, ByDbusMonitor) {
     APPLIST_NEEDS_CLIENT("dbus-monitor");
     TestPartner partner(bus);
     Bind(partner.UniqueName());
-    ClientProcess client({"dbus-monitor", "--address", bus.Address()});
+    Process client({"dbus-monitor", "--address", bus.Address()});
     // What a monitor is told first.
     ASSERT_TRUE(client.WaitFor("member=NameLost"));
     std::vector<char> bytes = BYTES;
@@ -156,7 +156,7 @@ TEST_F(Monitored, ByDbusMonitor) {
     EXPECT_TRUE(client.WaitFor(std::string("path=") + PATH + "; interface=" + INTERFACE +
                                "; member=SendSignal\n   array of bytes [\n"
                                "      41 00 0a ff 02 00 00 00\n   ]\n"))
-        << client.Stop();
+        << client.Output();
 }
 
 } // namespace

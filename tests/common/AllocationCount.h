@@ -2,6 +2,8 @@
 #ifndef APPLIST_TESTS_ALLOCATIONCOUNT_H
 #define APPLIST_TESTS_ALLOCATIONCOUNT_H
 
+inline namespace applist_test {
+
 namespace AllocationCount {
 
 /** False where a sanitizer needs the malloc family for itself. */
@@ -11,5 +13,7 @@ bool IsPossible();
 long Now();
 
 } // namespace AllocationCount
+
+} // namespace applist_test
 
 #endif

@@ -155,7 +155,7 @@ std::vector<std::string> PrivateSystemLog::SyslogLines() const {
 
 // An entry is a row of fields: "NAME=value\n", or, for a value with a line feed in it, "NAME\n",
 // the length in eight bytes, least significant first, the value and "\n".
-std::string JournalField(const std::string& entry, const std::string& name) {
+std::string applist_test::JournalField(const std::string& entry, const std::string& name) {
     std::size_t at = 0;
     while (at < entry.size()) {
         const std::size_t nameEnd = entry.find_first_of("=\n", at);
@@ -181,7 +181,7 @@ std::string JournalField(const std::string& entry, const std::string& name) {
     return "";
 }
 
-std::string InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log)) {
+std::string applist_test::InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log)) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {

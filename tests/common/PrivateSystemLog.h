@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 /** The two places where a log may listen. A socket takes ten lines or so before it is read. */
 class PrivateSystemLog {
 public:
@@ -39,5 +41,7 @@ std::string JournalField(const std::string& entry, const std::string& name);
  * "skip: " when this machine lets nobody put sockets there, otherwise a failure.
  */
 std::string InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log));
+
+} // namespace applist_test
 
 #endif

@@ -16,6 +16,8 @@
 #include "DoubleHost.h"
 #include "LibraryCalls.h"
 
+inline namespace applist_test {
+
 using Strings = std::vector<std::string>;
 
 /** The messages of the log at error priority, in order. */
@@ -95,5 +97,7 @@ private:
     std::optional<DoubleHost> m_host;
     std::optional<RecordingEndpoint> m_endpoint;
 };
+
+} // namespace applist_test
 
 #endif

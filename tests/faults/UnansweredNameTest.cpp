@@ -6,9 +6,9 @@
 #include <string>
 #include <tuple>
 
-#include <BusDaemon.h>
-#include <PrivateBus.h>
-#include <TestPartner.h>
+#include "BusDaemon.h"
+#include "PrivateBus.h"
+#include "TestPartner.h"
 
 #include "FaultTest.h"
 

@@ -16,9 +16,11 @@
 #include "CapturedLog.h"
 #include "MainLoop.h"
 #include "PrivateBus.h"
+#include "Records.h"
 #include "SharedBus.h"
 #include "TestPartner.h"
-#include "Records.h"
+
+inline namespace applist_test {
 
 class HostileTest : public testing::Test {
 protected:
@@ -65,5 +67,7 @@ protected:
     std::unique_ptr<RemoteAppListModel> model;
     std::unique_ptr<TestPartner> partner;
 };
+
+} // namespace applist_test
 
 #endif

@@ -4,6 +4,8 @@
 #ifndef APPLIST_TESTS_THREADCALLS_H
 #define APPLIST_TESTS_THREADCALLS_H
 
+inline namespace applist_test {
+
 namespace ThreadCalls {
 
 /** Starts counting from zero and lets creations succeed. */
@@ -18,5 +20,7 @@ int Created();
 int Joined();
 
 } // namespace ThreadCalls
+
+} // namespace applist_test
 
 #endif

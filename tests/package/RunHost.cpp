@@ -1,18 +1,16 @@
 // run-host PROGRAM: runs the example host on a private bus and plays its partner. Ends with 0 when
 // the whole list and the selection came over and the host printed what the partner selected.
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gio/gio.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include "Bytes.h"
 #include "PrivateBus.h"
+#include "Process.h"
 #include "TestPartner.h"
 
 using namespace std::string_literals;
@@ -27,17 +25,6 @@ void Expect(bool condition, const std::string& what) {
     }
 }
 
-GSubprocess* Start(const char* program) {
-    g_autoptr(GSubprocessLauncher) launcher =
-        g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_STDOUT_PIPE);
-    g_subprocess_launcher_set_child_setup(
-        launcher, [](void* /*data*/) { prctl(PR_SET_PDEATHSIG, SIGKILL); }, nullptr, nullptr);
-    g_autoptr(GError) error = nullptr;
-    GSubprocess* const host = g_subprocess_launcher_spawn(launcher, &error, program, nullptr);
-    Expect(host != nullptr, error != nullptr ? error->message : "the host starts");
-    return host;
-}
-
 /** To everybody, since the example does not tell its name. */
 void Notify(TestPartner& partner, char id) {
     const char bytes[] = {id, 0, 0, 0};
@@ -49,17 +36,6 @@ void Notify(TestPartner& partner, char id) {
         nullptr);
 }
 
-std::string ReadUntil(GSubprocess* host, const std::string& wanted) {
-    g_autoptr(GDataInputStream) output =
-        g_data_input_stream_new(g_subprocess_get_stdout_pipe(host));
-    while (true) {
-        g_autofree char* line = g_data_input_stream_read_line(output, nullptr, nullptr, nullptr);
-        if (line == nullptr || line == wanted) {
-            return line == nullptr ? "" : line;
-        }
-    }
-}
-
 void Run(const char* program) {
     const PrivateBus bus;
     TestPartner partner(bus);
@@ -67,7 +43,7 @@ void Run(const char* program) {
         return request == ByteVector("\xD1\x07\0\0"s) ? ByteVector("any\nmusic.02\n"s)
                                                       : TestPartner::Bytes();
     });
-    g_autoptr(GSubprocess) host = Start(program);
+    Process host({program});
     Expect(partner.WaitForAnnouncement("_CLIENT_ACK"), "the host is ready");
 
     Notify(partner, 4);
@@ -78,10 +54,7 @@ void Run(const char* program) {
     Expect(requests[1] == ByteVector("Clock\nclock.01\n\xD0\x07\0\0"s), "the selection came over");
 
     Notify(partner, 2);
-    Expect(ReadUntil(host, "selected: Music Player") == "selected: Music Player",
-           "the host printed the selection");
-    g_subprocess_force_exit(host);
-    g_subprocess_wait(host, nullptr, nullptr);
+    Expect(host.WaitFor("selected: Music Player\n"), "the host printed the selection");
 }
 
 } // namespace

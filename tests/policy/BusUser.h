@@ -10,6 +10,8 @@
 
 #include "PrivateBus.h"
 
+inline namespace applist_test {
+
 class BusUser {
 public:
     /** Who runs the test. */
@@ -38,5 +40,7 @@ private:
     gid_t m_gid;
     std::vector<gid_t> m_groups;
 };
+
+} // namespace applist_test
 
 #endif

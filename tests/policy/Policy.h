@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 namespace Policy {
 
 /** @param settings as for CMake: "APPLIST_BUS_HOST_USER=launcher". @return "" if it refuses them */
@@ -17,5 +19,7 @@ std::vector<std::string> Rules(const std::string& policy);
 std::string Without(const std::string& policy, std::size_t index);
 
 } // namespace Policy
+
+} // namespace applist_test
 
 #endif

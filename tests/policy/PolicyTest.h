@@ -13,6 +13,8 @@
 #include "Policy.h"
 #include "StockBus.h"
 
+inline namespace applist_test {
+
 enum class Daemon { DBUS_DAEMON, DBUS_BROKER };
 
 inline constexpr Daemon DAEMONS[] = {Daemon::DBUS_DAEMON, Daemon::DBUS_BROKER};
@@ -57,5 +59,7 @@ inline std::vector<std::string> SettingsForUsers() {
     return {std::string("APPLIST_BUS_HOST_USER=") + Users::HOST,
             std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER};
 }
+
+} // namespace applist_test
 
 #endif

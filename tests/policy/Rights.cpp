@@ -101,8 +101,8 @@ bool Player::HearsOwnerChanges() {
     return m_told;
 }
 
-Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
-                const BusUser& stranger) {
+Rights applist_test::RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
+                              const BusUser& stranger) {
     struct Role {
         const char* name;
         Player player;

@@ -10,6 +10,8 @@
 
 #include "BusUser.h"
 
+inline namespace applist_test {
+
 struct Message {
     GDBusMessageType type;
     const char* member;
@@ -65,5 +67,7 @@ using Rights = std::set<std::string>;
 /** All that the three may do. */
 Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
                 const BusUser& stranger);
+
+} // namespace applist_test
 
 #endif

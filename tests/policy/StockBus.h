@@ -8,6 +8,8 @@
 #include "PrivateBus.h"
 #include "TemporaryFolder.h"
 
+inline namespace applist_test {
+
 class StockBus {
 public:
     /** @param policy the text of the installed policy file; none is installed if empty */
@@ -22,5 +24,7 @@ private:
     TemporaryFolder m_folder;
     PrivateBus m_bus;
 };
+
+} // namespace applist_test
 
 #endif

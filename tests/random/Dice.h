@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 
+inline namespace applist_test {
+
 class Dice {
 public:
     explicit Dice(std::uint64_t seed) : m_numbers(seed) {}
@@ -33,5 +35,7 @@ private:
 
     std::mt19937_64 m_numbers;
 };
+
+} // namespace applist_test
 
 #endif

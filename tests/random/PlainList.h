@@ -11,6 +11,8 @@
 
 #include "Records.h"
 
+inline namespace applist_test {
+
 class PlainItem : public AppListItem {
 public:
     explicit PlainItem(Records::Record content) : record(std::move(content)) {}
@@ -50,5 +52,7 @@ private:
     std::size_t Find(const std::string& id) const;
     std::string Stream() const;
 };
+
+} // namespace applist_test
 
 #endif

@@ -15,9 +15,11 @@
 #include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 
-#include "PartnerProcess.h"
 #include "Dice.h"
+#include "PartnerProcess.h"
 #include "PlainList.h"
+
+inline namespace applist_test {
 
 class RandomRun : private ItemSelectionListener, ItemChangeListener, ItemClickListener {
 public:
@@ -91,5 +93,7 @@ private:
     std::uint64_t m_digest = 14695981039346656037U;
     std::size_t m_longest = 0;
 };
+
+} // namespace applist_test
 
 #endif

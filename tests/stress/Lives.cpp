@@ -212,7 +212,7 @@ void ExpectALastOneToConnect() {
 
 } // namespace
 
-void ProxyLives(Phase& phase) {
+void applist_test::ProxyLives(Phase& phase) {
     const EventLog::Counts before = EventLog::Now();
     unsigned long done = 0;
     const LoopThread loop;

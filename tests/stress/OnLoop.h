@@ -9,6 +9,8 @@
 
 #include <glib.h>
 
+inline namespace applist_test {
+
 /** Returns when @p work is done. Not to be called on that thread itself. */
 inline void OnLoop(const std::function<void()>& work) {
     struct Task {
@@ -37,5 +39,7 @@ inline void OnLoop(const std::function<void()>& work) {
     g_source_unref(source);
     task.changed.wait(lock, [&] { return task.isDone; });
 }
+
+} // namespace applist_test
 
 #endif

@@ -105,7 +105,7 @@ void Exchange(Phase& phase, Counter& endpoint, PartnerProcess& partner) {
 
 } // namespace
 
-void NotificationOrder(Phase& phase) {
+void applist_test::NotificationOrder(Phase& phase) {
     const LoopThread loop;
     PartnerProcess partner({"--id", "Order"});
     auto endpoint = std::make_unique<Counter>(phase.numbers());

@@ -13,6 +13,8 @@
 #include "PrivateBus.h"
 #include "Watchdog.h"
 
+inline namespace applist_test {
+
 struct Phase {
     using Rows = std::vector<std::pair<std::string, std::string>>;
 
@@ -40,5 +42,7 @@ void ProxyLives(Phase& phase);
 
 /** Notifications, both ways, with a loop that stalls. */
 void NotificationOrder(Phase& phase);
+
+} // namespace applist_test
 
 #endif

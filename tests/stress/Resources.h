@@ -6,6 +6,8 @@
 
 #include "PrivateBus.h"
 
+inline namespace applist_test {
+
 struct Resources {
     long residentKb = 0;
     long long heapBytes = 0; ///< in use, as the C library tells; 0 under another allocator
@@ -32,5 +34,7 @@ private:
 
     GDBusConnection* m_connection;
 };
+
+} // namespace applist_test
 
 #endif

@@ -240,7 +240,7 @@ void CompareLists(PartnerProcess& partner, const Listener& listener) {
 
 } // namespace
 
-void RestartsUnderLoad(Phase& phase) {
+void applist_test::RestartsUnderLoad(Phase& phase) {
     const EventLog::Counts before = EventLog::Now();
     unsigned long done = 0;
     unsigned long operations = 0;

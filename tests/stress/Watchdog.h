@@ -8,6 +8,8 @@
 #include <string>
 #include <thread>
 
+inline namespace applist_test {
+
 class Watchdog {
 public:
     explicit Watchdog(std::chrono::seconds patience);
@@ -30,5 +32,7 @@ private:
     bool m_ends = false;
     std::thread m_thread;
 };
+
+} // namespace applist_test
 
 #endif

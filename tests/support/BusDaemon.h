@@ -8,6 +8,8 @@
 #include <gio/gio.h>
 #include <sys/types.h>
 
+inline namespace applist_test {
+
 namespace BusDaemon {
 
 /** Calls @p method, whose parameters are consumed, and waits. @return whether it was answered. */
@@ -29,5 +31,7 @@ bool ReleaseName(GDBusConnection* connection, const std::string& name);
 pid_t Process(GDBusConnection* connection);
 
 } // namespace BusDaemon
+
+} // namespace applist_test
 
 #endif

@@ -15,6 +15,8 @@
 
 #include <gio/gio.h>
 
+inline namespace applist_test {
+
 /**
  * Listens on a socket of its own and points DBUS_SYSTEM_BUS_ADDRESS at it. It accepts on a thread
  * and context of its own and answers on GDBus's worker thread, so a test may block in a call.
@@ -123,5 +125,7 @@ private:
     std::set<std::string> m_vanished;
     std::function<void(const std::string&)> m_watcher;
 };
+
+} // namespace applist_test
 
 #endif

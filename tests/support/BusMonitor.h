@@ -12,6 +12,8 @@
 
 #include "PrivateBus.h"
 
+inline namespace applist_test {
+
 class BusMonitor {
 public:
     struct Message {
@@ -49,5 +51,7 @@ private:
     std::vector<Message> m_messages;
     unsigned m_marks = 0;
 };
+
+} // namespace applist_test
 
 #endif

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 /** ByteVector({0x61, 0xff}): the values are 0 to 255. */
 inline std::vector<char> ByteVector(std::initializer_list<int> values) {
     std::vector<char> bytes;
@@ -18,5 +20,7 @@ inline std::vector<char> ByteVector(std::initializer_list<int> values) {
 inline std::vector<char> ByteVector(const std::string& text) {
     return {text.begin(), text.end()};
 }
+
+} // namespace applist_test
 
 #endif

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 namespace CapturedLog {
 
 struct Line {
@@ -42,5 +44,7 @@ bool WaitFor(int priority, const std::string& message,
              std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
 } // namespace CapturedLog
+
+} // namespace applist_test
 
 #endif

@@ -24,6 +24,8 @@
 #include "SharedBus.h"
 #include "TestPartner.h"
 
+inline namespace applist_test {
+
 class ChannelTest : public testing::Test {
 protected:
     using Bytes = std::vector<char>;
@@ -165,5 +167,7 @@ inline std::string Calling(const std::string& busMethod) {
            busMethod + "'/>";
 }
 } // namespace Deny
+
+} // namespace applist_test
 
 #endif

@@ -11,6 +11,8 @@
 #include "MainLoop.h"
 #include "SharedBus.h"
 
+inline namespace applist_test {
+
 class DoubleHost {
 public:
     static constexpr const char* BASE_NAME = "org.morva.JavaMW.Applist";
@@ -96,5 +98,7 @@ private:
     int m_markers = 0;
     unsigned int m_subscription = 0;
 };
+
+} // namespace applist_test
 
 #endif

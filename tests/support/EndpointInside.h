@@ -11,6 +11,8 @@
 
 #include <ipc/javamw-dbus-remote.h>
 
+inline namespace applist_test {
+
 namespace EndpointInside {
 
 #define APPLIST_TESTS_FIELD(field, Type)                                                           \
@@ -51,5 +53,7 @@ inline int State(JavaMWDbusRemote& endpoint) {
 }
 
 } // namespace EndpointInside
+
+} // namespace applist_test
 
 #endif

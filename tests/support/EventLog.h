@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 namespace EventLog {
 
 struct Counts {
@@ -40,5 +42,7 @@ void ForgetPartner();
 std::vector<std::string> LastErrors();
 
 } // namespace EventLog
+
+} // namespace applist_test
 
 #endif

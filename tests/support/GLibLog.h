@@ -7,6 +7,8 @@
 
 #include <glib.h>
 
+inline namespace applist_test {
+
 class GLibLog {
 public:
     GLibLog();
@@ -21,5 +23,7 @@ public:
 private:
     GLogFunc m_before;
 };
+
+} // namespace applist_test
 
 #endif

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+inline namespace applist_test {
+
 namespace Hex {
 
 inline std::string Of(const std::string& bytes) {
@@ -32,5 +34,7 @@ inline std::string Bytes(const std::string& text) {
 }
 
 } // namespace Hex
+
+} // namespace applist_test
 
 #endif

@@ -8,6 +8,8 @@
 
 #include <sys/types.h>
 
+inline namespace applist_test {
+
 namespace LibraryCalls {
 
 /** pthread_create fails with EAGAIN. */
@@ -55,5 +57,7 @@ public:
     HeldResendThread(const HeldResendThread&) = delete;
     HeldResendThread& operator=(const HeldResendThread&) = delete;
 };
+
+} // namespace applist_test
 
 #endif

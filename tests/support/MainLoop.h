@@ -8,6 +8,8 @@
 
 #include <glib.h>
 
+inline namespace applist_test {
+
 namespace MainLoop {
 
 /** @return whether @p happened became true in time. Checked after every dispatch. */
@@ -41,5 +43,7 @@ private:
     GMainLoop* m_loop;
     std::thread m_thread;
 };
+
+} // namespace applist_test
 
 #endif

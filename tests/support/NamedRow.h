@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+inline namespace applist_test {
+
 struct NamedRow {
     const char* caseName;
 };
@@ -19,5 +21,7 @@ template <class Row>
 std::string RowName(const testing::TestParamInfo<Row>& row) {
     return row.param.caseName;
 }
+
+} // namespace applist_test
 
 #endif

@@ -6,6 +6,8 @@
 #include <set>
 #include <string>
 
+inline namespace applist_test {
+
 class Options {
 public:
     /** Ends the program after --help, and with status 2 when the arguments are wrong. */
@@ -19,5 +21,7 @@ private:
     std::map<std::string, unsigned long> m_numbers;
     std::set<std::string> m_flags;
 };
+
+} // namespace applist_test
 
 #endif

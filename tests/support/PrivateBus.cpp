@@ -1,16 +1,14 @@
 #include "PrivateBus.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+#include <vector>
 
 #include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -76,29 +74,11 @@ void PrivateBus::Start() {
 }
 
 void PrivateBus::StartDaemon() {
-    int addressPipe[2];
-    if (pipe(addressPipe) != 0) {
-        throw std::runtime_error("no pipe");
-    }
-    const std::string configOption = "--config-file=" + m_folder + "/bus.conf";
-    const std::string addressOption = "--print-address=" + std::to_string(addressPipe[1]);
-    m_pid = fork();
-    if (m_pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        close(addressPipe[0]);
-        execlp("dbus-daemon", "dbus-daemon", configOption.c_str(), "--nofork", "--nopidfile",
-               addressOption.c_str(), nullptr);
-        _exit(127);
-    }
-    close(addressPipe[1]);
-    char byte = 0;
-    while (read(addressPipe[0], &byte, 1) == 1 && byte != '\n') {
-        m_address += byte;
-    }
-    close(addressPipe[0]);
-    if (m_address.empty()) {
-        throw std::runtime_error("dbus-daemon did not start");
-    }
+    m_daemon = std::make_unique<Process>(
+        std::vector<std::string>{"dbus-daemon", "--config-file=" + m_folder + "/bus.conf",
+                                 "--nofork", "--nopidfile", "--print-address"},
+        Process::Setup{{}, {}, true});
+    m_address = m_daemon->ReadLine();
 }
 
 // What systemd gives to the launcher comes from us: the listening socket as descriptor 3, a journal
@@ -117,28 +97,17 @@ void PrivateBus::StartBroker() {
         "exec setpriv --pdeathsig KILL dbus-broker-launch --scope user --config-file "
         "\"$0/bus.conf\"";
     // An ordinary user may mount in a user namespace only.
-    const bool isRoot = geteuid() == 0;
-    m_pid = fork();
-    if (m_pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(listener, 3);
-        if (isRoot) {
-            execlp("unshare", "unshare", "--mount", "sh", "-c", script, m_folder.c_str(), nullptr);
-        } else {
-            execlp("unshare", "unshare", "--mount", "--user", "--map-current-user", "--keep-caps",
-                   "sh", "-c", script, m_folder.c_str(), nullptr);
-        }
-        _exit(127);
+    std::vector<std::string> words{"unshare", "--mount", "sh", "-c", script, m_folder};
+    if (geteuid() != 0) {
+        words.insert(words.begin() + 2, {"--user", "--map-current-user", "--keep-caps"});
     }
+    m_daemon = std::make_unique<Process>(
+        words, Process::Setup{{}, [listener] { dup2(listener, 3); }, true});
     close(listener);
     // The bus would wait for a full journal, and with it everybody.
-    m_journalPid = fork();
-    if (m_journalPid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(journal, STDIN_FILENO);
-        execlp("sh", "sh", "-c", "exec cat >/dev/null 2>&1", nullptr);
-        _exit(127);
-    }
+    m_journal = std::make_unique<Process>(
+        std::vector<std::string>{"sh", "-c", "exec cat >/dev/null 2>&1"},
+        Process::Setup{{}, [journal] { dup2(journal, STDIN_FILENO); }, true});
     close(journal);
     m_address = "unix:path=" + path;
     // Connects once it serves, and fails when it has given up.
@@ -201,11 +170,6 @@ void PrivateBus::Reload() const {
 }
 
 void PrivateBus::Kill() {
-    for (pid_t* const pid : {&m_pid, &m_journalPid}) {
-        if (*pid > 0) {
-            kill(*pid, SIGKILL);
-            waitpid(*pid, nullptr, 0);
-            *pid = -1;
-        }
-    }
+    m_daemon.reset();
+    m_journal.reset();
 }

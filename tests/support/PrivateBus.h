@@ -4,10 +4,14 @@
 #define APPLIST_TESTS_PRIVATEBUS_H
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <gio/gio.h>
-#include <sys/types.h>
+
+#include "Process.h"
+
+inline namespace applist_test {
 
 /**
  * Starts a bus that dies with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
@@ -56,8 +60,10 @@ private:
 
     std::string m_folder;
     std::string m_address;
-    pid_t m_pid = -1;
-    pid_t m_journalPid = -1;
+    std::unique_ptr<Process> m_daemon;
+    std::unique_ptr<Process> m_journal;
 };
+
+} // namespace applist_test
 
 #endif

@@ -6,6 +6,8 @@
 #include <iostream>
 #include <streambuf>
 
+inline namespace applist_test {
+
 class QuietHost {
 public:
     QuietHost();
@@ -28,5 +30,7 @@ private:
     Nowhere m_nowhere;
     std::streambuf* m_before;
 };
+
+} // namespace applist_test
 
 #endif

@@ -11,6 +11,8 @@
 
 #include "PrivateBus.h"
 
+inline namespace applist_test {
+
 /** Its callbacks run while the test's main context is iterated, which all waiting does. */
 class RawHost {
 public:
@@ -56,5 +58,7 @@ private:
     std::vector<std::string> m_announcements;
     std::vector<std::string> m_notifications;
 };
+
+} // namespace applist_test
 
 #endif

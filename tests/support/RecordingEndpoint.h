@@ -11,6 +11,8 @@
 
 #include <ipc/javamw-dbus-remote.h>
 
+inline namespace applist_test {
+
 class RecordingEndpoint : public JavaMWDbusRemote {
 public:
     using Bytes = std::vector<char>;
@@ -99,5 +101,7 @@ private:
 inline std::ostream& operator<<(std::ostream& os, const RecordingEndpoint::Readiness& readiness) {
     return os << readiness.Report();
 }
+
+} // namespace applist_test
 
 #endif

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 namespace Records {
 
 struct Record {
@@ -75,5 +77,7 @@ inline int IdOf(const std::string& message) {
 }
 
 } // namespace Records
+
+} // namespace applist_test
 
 #endif

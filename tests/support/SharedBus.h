@@ -6,6 +6,8 @@
 
 #include <gio/gio.h>
 
+inline namespace applist_test {
+
 /** Holds the shared connection, as another part of a host does. */
 class SharedBus {
 public:
@@ -33,5 +35,7 @@ public:
 private:
     GDBusConnection* m_connection;
 };
+
+} // namespace applist_test
 
 #endif

@@ -4,6 +4,8 @@
 
 #include <string>
 
+inline namespace applist_test {
+
 class TemporaryFolder {
 public:
     TemporaryFolder();
@@ -20,5 +22,7 @@ public:
 private:
     std::string m_path;
 };
+
+} // namespace applist_test
 
 #endif

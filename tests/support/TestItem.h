@@ -8,6 +8,8 @@
 
 #include <applist/AppListItem.h>
 
+inline namespace applist_test {
+
 class TestItem : public AppListItem {
 public:
     TestItem(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
@@ -39,5 +41,7 @@ private:
     std::string m_name;
     std::string m_id;
 };
+
+} // namespace applist_test
 
 #endif

@@ -8,6 +8,8 @@
 #include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 
+inline namespace applist_test {
+
 class TestListener : public ItemSelectionListener,
                      public ItemChangeListener,
                      public ItemClickListener {
@@ -42,5 +44,7 @@ private:
         }
     }
 };
+
+} // namespace applist_test
 
 #endif

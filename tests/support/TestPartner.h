@@ -15,6 +15,8 @@
 
 #include "PrivateBus.h"
 
+inline namespace applist_test {
+
 class TestPartner {
 public:
     using Bytes = std::vector<char>;
@@ -99,5 +101,7 @@ private:
     std::vector<Bytes> m_notifications;
     std::vector<std::string> m_announcements;
 };
+
+} // namespace applist_test
 
 #endif

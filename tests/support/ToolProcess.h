@@ -1,4 +1,4 @@
-// A running applistctl, with its input and its output in the test's hands.
+// A running applistctl.
 #ifndef APPLIST_TESTS_TOOLPROCESS_H
 #define APPLIST_TESTS_TOOLPROCESS_H
 
@@ -6,56 +6,41 @@
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
+#include "Process.h"
 
-/** Dies with the test. All waiting iterates the test's main context. */
-class ToolProcess {
+inline namespace applist_test {
+
+class ToolProcess : public Process {
 public:
     /**
-     * @param environment "NAME=VALUE", on top of the test's own and of LC_ALL=C
-     * @param prepare called in the new process before the tool takes it over
+     * @param environment "NAME=VALUE", besides the test's own variables
+     * @param prepare called in the child before the tool starts
      */
-    explicit ToolProcess(const std::vector<std::string>& arguments,
+    explicit ToolProcess(std::vector<std::string> arguments,
                          const std::vector<std::string>& environment = {},
-                         const std::function<void()>& prepare = {});
-    ~ToolProcess();
+                         const std::function<void()>& prepare = {})
+        : Process(Words(std::move(arguments)), {environment, prepare, false}) {}
 
-    ToolProcess(const ToolProcess&) = delete;
-    ToolProcess& operator=(const ToolProcess&) = delete;
-
-    /** Writes one line to its standard input. */
-    void Send(const std::string& line) { SendBytes(line + "\n"); }
-    void SendBytes(const std::string& bytes);
-    void CloseInput();
-    void Kill(int signal);
-
-    /** Takes what it has printed so far, without waiting. */
-    const std::string& Output();
-    const std::string& Errors();
-
-    /** Waits for @p text on standard output, behind what was found before. */
-    bool WaitFor(const std::string& text);
-    bool WaitForError(const std::string& text);
-
-    /** Sends "list". @return what it shows: from the line "list: ..." to "selection: ..." */
-    std::string List();
-
-    /** @return its exit status, 128 + N for a death by signal N, -1 when it goes on */
-    int WaitForExit();
+    /** Sends "list". @return the answer, from the line "list: ..." to "selection: ..." */
+    std::string List() {
+        Send("list");
+        if (!WaitFor("\nlist: ")) {
+            return "no list";
+        }
+        const std::size_t start = m_output.searched - std::string("list: ").size();
+        if (!WaitFor("\nselection: ") || !WaitFor("\n")) {
+            return "half a list";
+        }
+        return m_output.text.substr(start, m_output.searched - start);
+    }
 
 private:
-    struct Stream {
-        int fd = -1;
-        std::string text;
-        std::size_t searched = 0;
-        bool Drain();
-        bool WaitFor(const std::string& wanted);
-    };
-
-    pid_t m_pid = -1;
-    int m_input = -1;
-    Stream m_output;
-    Stream m_errors;
+    static std::vector<std::string> Words(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), APPLISTCTL);
+        return arguments;
+    }
 };
+
+} // namespace applist_test
 
 #endif

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
+inline namespace applist_test {
+
 namespace VirtualSlot {
 
 /** The table index of @p method, or -1 when it is not virtual. A destructor takes two indices. */
@@ -37,5 +39,7 @@ Function* At(const Object* object, int index) {
 }
 
 } // namespace VirtualSlot
+
+} // namespace applist_test
 
 #endif

@@ -5,8 +5,6 @@
 #include <sstream>
 
 #include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "BusDaemon.h"
@@ -23,32 +21,17 @@ std::string Contents(const std::string& file) {
 
 } // namespace
 
-CaptureProcess::CaptureProcess(const PrivateBus& bus, const std::vector<std::string>& command,
+CaptureProcess::CaptureProcess(const PrivateBus& bus, std::vector<std::string> command,
                                const std::string& file)
     : m_file(file), m_connection(bus.Connect()) {
-    std::vector<std::string> words = command;
-    words.push_back(bus.Address());
-    std::vector<char*> argv;
-    for (std::string& word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
-    const int output = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    m_pid = fork();
-    if (m_pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(output, STDOUT_FILENO);
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
-    close(output);
+    command.push_back(bus.Address());
+    const auto writeToFile = [&file] {
+        dup2(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
+    };
+    m_process = std::make_unique<Process>(command, Process::Setup{{}, writeToFile, true});
 }
 
 CaptureProcess::~CaptureProcess() {
-    if (m_pid > 0) {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
     g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
     g_object_unref(m_connection);
 }
@@ -63,8 +46,7 @@ bool CaptureProcess::WaitForAMark(const std::string& mark) const {
 
 bool CaptureProcess::Finish() {
     const bool complete = WaitForAMark("org.example.End");
-    kill(m_pid, SIGINT);
-    waitpid(m_pid, nullptr, 0);
-    m_pid = -1;
+    m_process->Kill(SIGINT);
+    m_process->WaitForExitWithoutIterating();
     return complete;
 }

@@ -2,17 +2,21 @@
 #ifndef APPLIST_TESTS_CAPTUREPROCESS_H
 #define APPLIST_TESTS_CAPTUREPROCESS_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <gio/gio.h>
 
 #include "PrivateBus.h"
+#include "Process.h"
+
+inline namespace applist_test {
 
 class CaptureProcess {
 public:
     /** @param command gets the bus's address as its last argument */
-    CaptureProcess(const PrivateBus& bus, const std::vector<std::string>& command,
+    CaptureProcess(const PrivateBus& bus, std::vector<std::string> command,
                    const std::string& file);
     ~CaptureProcess();
 
@@ -32,7 +36,9 @@ private:
 
     std::string m_file;
     GDBusConnection* m_connection;
-    pid_t m_pid;
+    std::unique_ptr<Process> m_process;
 };
+
+} // namespace applist_test
 
 #endif

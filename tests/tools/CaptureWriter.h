@@ -9,6 +9,8 @@
 
 #include <gio/gio.h>
 
+inline namespace applist_test {
+
 class CaptureWriter {
 public:
     static constexpr const char* HOST = ":1.7";
@@ -66,5 +68,7 @@ private:
     std::uint32_t m_serial = 0;
     std::size_t m_mostCaptured = static_cast<std::size_t>(-1);
 };
+
+} // namespace applist_test
 
 #endif

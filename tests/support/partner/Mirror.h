@@ -7,6 +7,8 @@
 
 #include "Records.h"
 
+inline namespace applist_test {
+
 class Mirror {
 public:
     /** Forgets everything: what comes next fills the list as it is, also with equal ids. */
@@ -34,5 +36,7 @@ private:
     std::string m_selection;
     bool m_isNew = true;
 };
+
+} // namespace applist_test
 
 #endif

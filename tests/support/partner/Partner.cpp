@@ -38,7 +38,7 @@ std::string Number(unsigned number) {
 
 } // namespace
 
-void Say(const std::string& line) {
+void applist_test::Say(const std::string& line) {
     std::printf("%s\n", line.c_str());
     std::fflush(stdout);
 }

@@ -11,6 +11,8 @@
 
 #include "Mirror.h"
 
+inline namespace applist_test {
+
 class Partner {
 public:
     struct Options {
@@ -81,5 +83,7 @@ private:
 
 /** Writes one line to standard output, at once. */
 void Say(const std::string& line);
+
+} // namespace applist_test
 
 #endif

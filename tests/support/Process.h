@@ -1,0 +1,81 @@
+// A child process of a test, with its input and its output in the test's hands.
+#ifndef APPLIST_TESTS_PROCESS_H
+#define APPLIST_TESTS_PROCESS_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+inline namespace applist_test {
+
+/** Killed with the thread that starts it, and by the destructor. */
+class Process {
+public:
+    struct Setup {
+        /** "NAME=VALUE", besides the test's own variables and LC_ALL=C.UTF-8. */
+        std::vector<std::string> environment;
+        /** Called in the child before the program starts. */
+        std::function<void()> prepare;
+        /** Standard error is the test's own instead of being kept for Errors. */
+        bool sharesErrors = false;
+    };
+
+    /** @param words the program, which is looked up in PATH, and its arguments */
+    explicit Process(const std::vector<std::string>& words) : Process(words, Setup{}) {}
+    Process(const std::vector<std::string>& words, const Setup& setup);
+    ~Process();
+
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /** The process id in digits, empty once the process has ended. */
+    std::string Id() const;
+
+    /** Writes one line to the standard input, or bytes as they are. */
+    void Send(const std::string& line) { SendBytes(line + "\n"); }
+    void SendBytes(const std::string& bytes);
+    void CloseInput();
+    void Kill(int signal);
+
+    /** What the process has written so far, without waiting. */
+    const std::string& Output();
+    const std::string& Errors();
+
+    /** Iterates the main context until @p text is written, behind the text that was found before.
+     */
+    bool WaitFor(const std::string& text) { return m_output.WaitFor(text); }
+    bool WaitForError(const std::string& text) { return m_errors.WaitFor(text); }
+
+    /** Waits for the next line of standard output without iterating. Throws when none comes. */
+    std::string ReadLine();
+
+    /** Iterates the main context. @return the exit status, 128 + N after signal N, -1 if it runs */
+    int WaitForExit();
+    /** The same without iterating and without an end to the patience. */
+    int WaitForExitWithoutIterating();
+
+protected:
+    /** A pipe of the process, and the text that has come through it. */
+    struct Stream {
+        GInputStream* pipe = nullptr;
+        std::string text;
+        std::size_t searched = 0;
+
+        bool Drain();
+        bool Find(const std::string& wanted);
+        bool WaitFor(const std::string& wanted);
+    };
+
+    Stream m_output;
+    Stream m_errors;
+
+private:
+    GSubprocess* m_process = nullptr;
+};
+
+} // namespace applist_test
+
+#endif
