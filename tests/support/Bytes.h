@@ -1,10 +1,12 @@
-// Byte messages written down in tests.
+// Byte messages written down in tests, and the bodies that carry them.
 #ifndef APPLIST_TESTS_BYTES_H
 #define APPLIST_TESTS_BYTES_H
 
 #include <initializer_list>
 #include <string>
 #include <vector>
+
+#include <gio/gio.h>
 
 inline namespace applist_test {
 
@@ -19,6 +21,22 @@ inline std::vector<char> ByteVector(std::initializer_list<int> values) {
 
 inline std::vector<char> ByteVector(const std::string& text) {
     return {text.begin(), text.end()};
+}
+
+/** A floating "(ay)" with these bytes, of any size. */
+template <class Bytes>
+GVariant* ByteBody(const Bytes& bytes) {
+    return g_variant_new(
+        "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1));
+}
+
+/** The bytes of an "(ay)". */
+template <class Bytes>
+Bytes BytesOfBody(GVariant* body) {
+    g_autoptr(GVariant) array = g_variant_get_child_value(body, 0);
+    gsize size = 0;
+    const auto* bytes = static_cast<const char*>(g_variant_get_fixed_array(array, &size, 1));
+    return Bytes(bytes, bytes + size);
 }
 
 } // namespace applist_test

@@ -1,14 +1,15 @@
-// A host without the library: literal names, paths and bytes on a bus connection of its own, for
-// steps that no library would take.
+// A host without the library on a bus connection of its own, for steps that the library never takes.
 #ifndef APPLIST_TESTS_RAWHOST_H
 #define APPLIST_TESTS_RAWHOST_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <gio/gio.h>
 
+#include "BareEndpoint.h"
 #include "PrivateBus.h"
 
 inline namespace applist_test {
@@ -23,14 +24,13 @@ public:
     RawHost& operator=(const RawHost&) = delete;
 
     GDBusConnection* Connection() { return m_connection; }
-    const std::string& UniqueName() const { return m_uniqueName; }
+    std::string UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
 
-    /** Owns and releases org.morva.JavaMW.Applist_CLIENT + @p suffix. */
-    void Announce(const std::string& suffix);
+    /** Owns and releases the name of a step, such as "_SYN". */
+    void Announce(const std::string& step) { m_endpoint->Announce(step); }
 
-    /** Waits for the partner's @p count announcement of _SERVICE + suffix, and takes it for ours.
-     */
-    bool WaitForAnnouncement(const std::string& suffix, std::size_t count = 1);
+    /** Waits until a partner has announced @p step so often; its partner is the last of them. */
+    bool WaitForAnnouncement(const std::string& step, std::size_t count = 1);
 
     /** Handshake with a partner that runs already. */
     bool Connect();
@@ -46,15 +46,9 @@ public:
     const std::vector<std::string>& Notifications() const { return m_notifications; }
 
 private:
-    static void OnNameOwnerChanged(GDBusConnection*, const char*, const char*, const char*,
-                                   const char*, GVariant* parameters, void* user_data);
-    static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*,
-                         GVariant* parameters, void* user_data);
-
     GDBusConnection* m_connection;
-    std::string m_uniqueName;
     std::string m_partner;
-    std::vector<guint> m_subscriptions;
+    std::optional<BareEndpoint> m_endpoint;
     std::vector<std::string> m_announcements;
     std::vector<std::string> m_notifications;
 };

@@ -1,5 +1,4 @@
-// A partner for the library, on a bus connection and a thread of its own. Its names, paths and
-// bytes are literals here, not taken from the library.
+// A partner for the library, on a bus connection and a thread of its own.
 #ifndef APPLIST_TESTS_TESTPARTNER_H
 #define APPLIST_TESTS_TESTPARTNER_H
 
@@ -7,12 +6,15 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gio/gio.h>
 
+#include "BareEndpoint.h"
+#include "Bytes.h"
 #include "PrivateBus.h"
 
 inline namespace applist_test {
@@ -39,16 +41,20 @@ public:
     const std::string& UniqueName() const { return m_uniqueName; }
 
     /** Owns and releases org.morva.JavaMW.ENDPOINTID_SERVICE + @p suffix ("_SYN", ...). */
-    void Announce(const std::string& suffix);
+    void Announce(const std::string& suffix) { m_endpoint->Announce(suffix); }
 
     /** Emits SendSignal with these bytes as "(ay)" to the endpoint's unique name. */
-    void Notify(const std::string& endpointName, const Bytes& bytes);
+    void Notify(const std::string& endpointName, const Bytes& bytes) {
+        NotifyBody(endpointName, ByteBody(bytes));
+    }
 
     /** The same with any body, which is consumed. */
     void NotifyBody(const std::string& endpointName, GVariant* body);
 
     /** Calls Send of the endpoint and waits. @return the reply's body; null sets @p error. */
-    GVariant* Call(const std::string& endpointName, const Bytes& bytes, GError** error);
+    GVariant* Call(const std::string& endpointName, const Bytes& bytes, GError** error) {
+        return m_endpoint->Call(endpointName, ByteBody(bytes), error);
+    }
 
     /** What "Send" is answered with from now on; an empty array at first. Runs on the partner's
         thread. */
@@ -75,20 +81,24 @@ public:
     GDBusConnection* Connection() { return m_connection; }
 
 private:
-    static void OnAnnouncement(GDBusConnection*, const char*, const char*, const char*, const char*,
-                               GVariant* parameters, void* user_data);
-    static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*,
-                         GVariant* parameters, void* user_data);
-    static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char*,
-                       GVariant* parameters, GDBusMethodInvocation* invocation, void* user_data);
+    void OnAnnouncement(const std::string& step);
+    void OnCall(const Bytes& request, GDBusMethodInvocation* invocation);
+    template <class T>
+    void Record(std::vector<T>& records, const T& record) {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            records.push_back(record);
+        }
+        m_changed.notify_all();
+    }
     void Run();
     bool WaitUntil(const std::function<bool()>& happened);
 
-    std::string m_baseName;
-    std::string m_objectPath;
-    bool m_shakesHands;
+    const std::string m_endpointId;
+    const bool m_shakesHands;
     GDBusConnection* m_connection;
     std::string m_uniqueName;
+    std::optional<BareEndpoint> m_endpoint;
     GMainContext* m_context;
     GMainLoop* m_loop;
     std::thread m_thread;

@@ -4,11 +4,13 @@
 #define APPLIST_TESTS_PARTNER_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <gio/gio.h>
 
+#include "BareEndpoint.h"
 #include "Mirror.h"
 
 inline namespace applist_test {
@@ -25,15 +27,12 @@ public:
     };
 
     explicit Partner(Options options);
-    ~Partner();
 
     Partner(const Partner&) = delete;
     Partner& operator=(const Partner&) = delete;
 
-    const std::string& Name() const { return m_name; }
-
     /** Owns and releases the name of a step, such as "_SYN". */
-    void Announce(const std::string& step);
+    void Announce(const std::string& step) { m_endpoint->Announce(step); }
 
     void CreateList();
     void Notify(const std::string& bytes);
@@ -50,27 +49,17 @@ public:
     std::string Received() const;
 
 private:
-    static void OnAnnouncement(GDBusConnection*, const char*, const char*, const char*, const char*,
-                               GVariant* parameters, void* self);
-    static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*,
-                         GVariant* parameters, void* self);
-    static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char*,
-                       GVariant* parameters, GDBusMethodInvocation* invocation, void* self);
     static void OnHostVanished(GDBusConnection*, const char* name, void* self);
     static gboolean OnRetry(void* self);
     static gboolean OnNoise(void* self);
-    void Connect();
     void TakeStep(const std::string& step, const std::string& host);
     void Bind(const std::string& host);
     void Connected();
-    void DieAt(const std::string& moment) const;
-    GVariant* CallBus(const char* method, GVariant* parameters);
+    std::string ReplyTo(const std::string& message);
+    void DieAt(const std::string& moment);
 
     const Options m_options;
-    const std::string m_baseName;
-    const std::string m_path;
-    GDBusConnection* m_connection = nullptr;
-    std::string m_name;
+    std::optional<BareEndpoint> m_endpoint;
     std::string m_host;
     guint m_hostWatch = 0;
     guint m_noise = 0;

@@ -1,0 +1,67 @@
+// One end of the channel without the library: names, paths and bytes are literals here.
+#ifndef APPLIST_TESTS_BAREENDPOINT_H
+#define APPLIST_TESTS_BAREENDPOINT_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+inline namespace applist_test {
+
+class BareEndpoint {
+public:
+    enum class Role { HOST, PARTNER };
+
+    /** They run in the main context that is the thread's default when the endpoint is made. */
+    struct Handlers {
+        /** The other side released the name of a step, such as "_SYN". */
+        std::function<void(const std::string& step, const std::string& owner)> onAnnouncement;
+        std::function<void(GVariant* body)> onNotification;
+        /** Answers "Send". Without it there is no object on the bus. */
+        std::function<void(GVariant* body, GDBusMethodInvocation* invocation)> onCall;
+    };
+
+    /** Takes over the reference of @p connection. All match rules are in force on return. */
+    BareEndpoint(GDBusConnection* connection, Role role, const std::string& id, Handlers handlers);
+
+    /** Leaves the bus. */
+    ~BareEndpoint();
+
+    BareEndpoint(const BareEndpoint&) = delete;
+    BareEndpoint& operator=(const BareEndpoint&) = delete;
+
+    GDBusConnection* Connection() const { return m_connection; }
+
+    /** Owns and releases this side's name of a step. */
+    void Announce(const std::string& step);
+
+    /** Emits SendSignal. @p body is consumed, here and below. */
+    void Notify(const std::string& peer, GVariant* body);
+    void Flush() { g_dbus_connection_flush_sync(m_connection, nullptr, nullptr); }
+
+    /** Calls "Send" and waits. @return the reply's body; null sets @p error */
+    GVariant* Call(const std::string& peer, GVariant* body, GError** error);
+
+private:
+    static void OnAnnouncement(GDBusConnection*, const char*, const char*, const char*, const char*,
+                               GVariant* parameters, void* self);
+    static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*,
+                         GVariant* parameters, void* self);
+    static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char*,
+                       GVariant* parameters, GDBusMethodInvocation* invocation, void* self);
+    void Subscribe(const char* sender, const char* interface, const char* member, const char* path,
+                   const char* argument, GDBusSignalCallback callback);
+
+    GDBusConnection* const m_connection;
+    const std::string m_ownName;   ///< without the step
+    const std::string m_otherName; ///< without the step
+    const std::string m_path;
+    const Handlers m_handlers;
+    std::vector<guint> m_subscriptions;
+};
+
+} // namespace applist_test
+
+#endif
