@@ -5,22 +5,15 @@
 
 #include <applist/RemoteAppListModel.h>
 
-#include "Listeners.h"
-#include "PlainModel.h"
+#include "CountingListener.h"
+#include "ExpectedList.h"
 #include "Target.h"
 
 namespace {
 
-// The id behind the payload, or -1 for bytes that hold none (which is no event's id).
-long IdOf(const std::string& bytes) {
-    if (bytes.size() < 4) {
-        return -1;
-    }
-    unsigned long id = 0;
-    for (std::size_t i = 1; i <= 4; ++i) {
-        id = id << 8 | static_cast<unsigned char>(bytes[bytes.size() - i]);
-    }
-    return static_cast<long>(id);
+// -1, which is no event's id, for bytes that hold none.
+int IdOf(const std::string& bytes) {
+    return bytes.size() < 4 ? -1 : Records::IdOf(bytes);
 }
 
 class Dispatch {
@@ -33,7 +26,7 @@ public:
 
     void AddItem(const std::string& name, const std::string& id) {
         m_items.push_back(std::make_unique<PlainItem>(name, id));
-        m_plain.Add(m_items.back().get());
+        m_plain.Expect(m_plain.AddItemAtEnd(m_items.back().get()));
         m_model.AddItemAtEnd(m_items.back().get());
     }
 
@@ -43,16 +36,16 @@ public:
         std::vector<char> data = BytesOf(bytes);
         Channel().HandleNotification(data);
 
-        const long id = IdOf(bytes);
+        const int id = IdOf(bytes);
         if (id == 2) {
             m_plain.SelectionEvent(answer);
         } else if (id == 4) {
             m_plain.CreatedEvent();
         }
-        FUZZ_EXPECT(m_listener.changes == before.changes + (id == 1 ? 1 : 0));
-        FUZZ_EXPECT(m_listener.selections == before.selections + (id == 2 ? 1 : 0));
-        FUZZ_EXPECT(m_listener.clicks == before.clicks + (id == 3 ? 1 : 0));
-        FUZZ_EXPECT(m_model.GetSelection() == m_plain.selected);
+        FUZZ_EXPECT(m_listener.changes == before.changes + (id == 1 ? 1U : 0U));
+        FUZZ_EXPECT(m_listener.selections == before.selections + (id == 2 ? 1U : 0U));
+        FUZZ_EXPECT(m_listener.clicks == before.clicks + (id == 3 ? 1U : 0U));
+        FUZZ_EXPECT(m_model.GetSelection() == m_plain.selection);
         FUZZ_EXPECT(Channel().requests == m_plain.requests);
     }
 
@@ -71,7 +64,7 @@ private:
     static JavaMWDbusRemote& Channel() { return *JavaMWDbusRemote::Current(); }
 
     RemoteAppListModel m_model;
-    PlainModel m_plain;
+    ExpectedList m_plain;
     CountingListener m_listener;
     std::vector<std::unique_ptr<PlainItem>> m_items;
 };

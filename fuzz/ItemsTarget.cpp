@@ -4,7 +4,7 @@
 #include <applist/ItemRecords.h>
 #include <applist/RemoteAppListModel.h>
 
-#include "PlainModel.h"
+#include "PlainItem.h"
 #include "Target.h"
 
 namespace {
@@ -28,7 +28,7 @@ void ReadIntoAUsedItem(const std::string& text) {
     while (ItemRecords::ReadNext(stream, item)) {
         ++count;
     }
-    FUZZ_EXPECT(count == PlainRecords(text).size());
+    FUZZ_EXPECT(count == Records::Read(text).size());
     FUZZ_EXPECT(!ItemRecords::ReadNext(stream, item));
 }
 
@@ -41,15 +41,15 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static RemoteAppListModel model;
     const std::string text(reinterpret_cast<const char*>(data), size);
-    const auto expected = PlainRecords(text);
+    const auto expected = Records::Read(text);
 
     std::vector<RemoteAppListItem> items = model.Deserialize(BytesOf(text));
     FUZZ_EXPECT(items.size() == expected.size());
     std::string complete;
     for (std::size_t i = 0; i < items.size(); ++i) {
-        FUZZ_EXPECT(items[i].GetVisibleName() == expected[i].first);
-        FUZZ_EXPECT(items[i].GetUnigueId() == expected[i].second);
-        complete += expected[i].first + "\n" + expected[i].second + "\n";
+        FUZZ_EXPECT(items[i].GetVisibleName() == expected[i].name);
+        FUZZ_EXPECT(items[i].GetUnigueId() == expected[i].id);
+        complete += Records::Write(expected[i]);
     }
     ExpectTheSameWritten(model, items, complete);
     ReadIntoAUsedItem(text);

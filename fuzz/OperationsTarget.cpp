@@ -5,7 +5,7 @@
 
 #include <applist/RemoteAppListModel.h>
 
-#include "PlainModel.h"
+#include "ExpectedList.h"
 #include "Target.h"
 
 namespace {
@@ -27,33 +27,33 @@ public:
         PlainItem* const item = Item();
         switch (operation) {
         case 0:
-            m_plain.Add(item);
+            m_plain.Expect(m_plain.AddItemAtEnd(item));
             m_model.AddItemAtEnd(item);
             break;
         case 1:
             AddBatch(item);
             break;
         case 2:
-            m_plain.Remove(item);
+            m_plain.Expect(m_plain.RemoveItem(item));
             m_model.RemoveItem(item);
             break;
         case 3:
             Modify(item, Item());
             break;
         case 4:
-            m_plain.Select(item);
+            m_plain.Expect(m_plain.SetSelection(item));
             m_model.SetSelection(item);
             break;
         case 5:
-            m_plain.Click(item);
+            m_plain.Expect(m_plain.SetClicked(item));
             m_model.SetClicked(item);
             break;
         case 6:
-            m_plain.Clear();
+            m_plain.Expect(m_plain.RemoveAllItems());
             m_model.RemoveAllItems();
             break;
         case 7:
-            SelectionEvent(item == nullptr ? m_choices.Text() : item->Record());
+            SelectionEvent(item == nullptr ? m_choices.Text() : item->Bytes());
             break;
         case 8:
             m_plain.CreatedEvent();
@@ -78,12 +78,12 @@ private:
         for (int more = m_choices.Byte() % 6; more > 0; --more) {
             batch.push_back(Item());
         }
-        m_plain.AddNew(batch);
+        m_plain.Expect(m_plain.AddItems(batch));
         m_model.AddItems({batch.begin(), batch.end()});
     }
 
     void Modify(PlainItem* oldItem, PlainItem* newItem) {
-        m_plain.Modify(oldItem, newItem);
+        m_plain.Expect(m_plain.ModifyItem(oldItem, newItem));
         m_model.ModifyItem(oldItem, newItem);
     }
 
@@ -97,7 +97,7 @@ private:
         const std::vector<AppListItem*> expected(m_plain.items.begin(), m_plain.items.end());
         FUZZ_EXPECT(m_model.GetAllItems() == expected);
         FUZZ_EXPECT(m_model.GetItemsCount() == static_cast<int>(expected.size()));
-        FUZZ_EXPECT(m_model.GetSelection() == m_plain.selected);
+        FUZZ_EXPECT(m_model.GetSelection() == m_plain.selection);
         FUZZ_EXPECT(JavaMWDbusRemote::Current()->requests == m_plain.requests);
         JavaMWDbusRemote::Current()->requests.clear();
         m_plain.requests.clear();
@@ -105,7 +105,7 @@ private:
 
     Choices& m_choices;
     std::array<std::unique_ptr<PlainItem>, ITEMS> m_items;
-    PlainModel m_plain;
+    ExpectedList m_plain;
     RemoteAppListModel m_model;
 };
 

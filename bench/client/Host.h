@@ -3,34 +3,21 @@
 #ifndef APPLIST_BENCH_CLIENT_HOST_H
 #define APPLIST_BENCH_CLIENT_HOST_H
 
-#include <cstddef>
-#include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gio/gio.h>
 
-#include <applist/AppListItem.h>
 #include <applist/AppListModel.h>
 #include <applist/AppListProxy.h>
 #include <applist/ItemChangeListener.h>
 #include <ipc/javamw-dbus-remote.h>
 
+#include "PlainItem.h"
+
 inline namespace applist_bench {
 
-class Item : public AppListItem {
-public:
-    Item(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
-    std::string GetVisibleName() override { return m_name; }
-    std::string GetUnigueId() override { return m_id; }
-
-    std::string Record() const { return m_name + "\n" + m_id + "\n"; }
-
-private:
-    std::string m_name;
-    std::string m_id;
-};
+using Item = PlainItem;
 
 /** The channel by itself: knows its partner and counts notifications. */
 class Endpoint : public JavaMWDbusRemote {
@@ -66,9 +53,6 @@ public:
     GDBusConnection* Connection() const { return m_connection; }
     const char* UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
 
-    /** Iterates the main context. @return whether @p happened became true within ten seconds. */
-    static bool IterateUntil(const std::function<bool()>& happened);
-
 private:
     void OnItemChangeEvent(AppListModel* model) override { m_model = model; }
 
@@ -78,9 +62,6 @@ private:
     GDBusConnection* m_connection;
     AppListModel* m_model = nullptr;
 };
-
-/** The bytes of a request on the bus. */
-std::vector<char> Framed(const std::string& payload, int id);
 
 } // namespace applist_bench
 

@@ -4,14 +4,10 @@
 #include <cstdlib>
 #include <utility>
 
+#include "Bytes.h"
 #include "Names.h"
 
 namespace {
-
-GVariant* BodyOf(const std::vector<char>& data) {
-    return g_variant_new(
-        "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data.data(), data.size(), 1));
-}
 
 [[noreturn]] void Fail(const char* what, const GError* error) {
     std::fprintf(stderr, "reference: %s: %s\n", what, error == nullptr ? "" : error->message);
@@ -39,7 +35,7 @@ Reference::~Reference() {
 void Reference::Call(const char* path, const std::vector<char>& data) const {
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        m_connection, m_partner.c_str(), path, Names::INTERFACE, Names::METHOD, BodyOf(data),
+        m_connection, m_partner.c_str(), path, Names::INTERFACE, Names::METHOD, ByteBody(data),
         nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
     if (reply == nullptr) {
         Fail("Send", error);
@@ -49,7 +45,7 @@ void Reference::Call(const char* path, const std::vector<char>& data) const {
 void Reference::Emit(const char* path, const std::vector<char>& data) const {
     g_autoptr(GError) error = nullptr;
     if (g_dbus_connection_emit_signal(m_connection, m_partner.c_str(), path, Names::INTERFACE,
-                                      Names::SIGNAL, BodyOf(data), &error) == FALSE) {
+                                      Names::SIGNAL, ByteBody(data), &error) == FALSE) {
         Fail("SendSignal", error);
     }
 }

@@ -4,7 +4,9 @@
 #include <memory>
 #include <vector>
 
+#include "Bytes.h"
 #include "Host.h"
+#include "MainLoop.h"
 #include "Names.h"
 #include "Pairs.h"
 #include "Reference.h"
@@ -15,13 +17,10 @@ constexpr std::size_t KIB = 1024;
 constexpr std::size_t MIB = 1024 * KIB;
 constexpr std::size_t SMALL = 41;
 
-constexpr int SET_SELECTION = 2000;
-constexpr int REMOVE_ALL_ITEMS = 2003;
-constexpr int ADD_ITEMS = 2004;
-constexpr int ADD_ITEM_AT_END = 2005;
-constexpr int SET_CLICKED = 2006;
-constexpr int REMOVE_ITEM = 2007;
-constexpr int MODIFY_ITEM = 2008;
+// The bytes of a request on the bus.
+std::vector<char> Framed(const std::string& payload, int id) {
+    return ByteVector(Records::Frame(payload, id));
+}
 
 // A record of 37 bytes, so 41 with the id behind it.
 Item SmallItem() {
@@ -155,25 +154,26 @@ void Rows::ListOperations() {
     const auto add = [&] { list.AddItemAtEnd(&item); };
 
     ListRow(
-        "setselection", Framed(item.Record(), SET_SELECTION), [&] { list.SetSelection(&item); },
-        nothing, nothing);
+        "setselection", Framed(item.Bytes(), Records::SET_SELECTION),
+        [&] { list.SetSelection(&item); }, nothing, nothing);
     if (IsWanted("setclicked")) {
         AppListModel& model = m_host.Model();
         ListRow(
-            "setclicked", Framed(item.Record(), SET_CLICKED), [&] { model.SetClicked(&item); },
-            nothing, nothing);
+            "setclicked", Framed(item.Bytes(), Records::SET_CLICKED),
+            [&] { model.SetClicked(&item); }, nothing, nothing);
     }
     ListRow(
-        "additems", Framed(clock.Record() + music.Record(), ADD_ITEMS),
+        "additems", Framed(clock.Bytes() + music.Bytes(), Records::ADD_ITEMS),
         [&] { list.AddItems(both); }, nothing, clear);
-    ListRow("additematend-41b", Framed(item.Record(), ADD_ITEM_AT_END), add, nothing, clear);
+    ListRow("additematend-41b", Framed(item.Bytes(), Records::ADD_ITEM_AT_END), add, nothing,
+            clear);
     ListRow(
-        "removeitem", Framed(item.Record(), REMOVE_ITEM), [&] { list.RemoveItem(&item); }, add,
-        nothing);
+        "removeitem", Framed(item.Bytes(), Records::REMOVE_ITEM), [&] { list.RemoveItem(&item); },
+        add, nothing);
     ListRow(
-        "modifyitem", Framed(oldItem.Record() + newItem.Record(), MODIFY_ITEM),
+        "modifyitem", Framed(oldItem.Bytes() + newItem.Bytes(), Records::MODIFY_ITEM),
         [&] { list.ModifyItem(&oldItem, &newItem); }, [&] { list.AddItemAtEnd(&oldItem); }, clear);
-    ListRow("removeallitems", Framed("", REMOVE_ALL_ITEMS), clear, add, nothing);
+    ListRow("removeallitems", Framed("", Records::REMOVE_ALL_ITEMS), clear, add, nothing);
 }
 
 // AddItemAtEnd with an item whose record is large: serialising, framing and sending it.
@@ -184,7 +184,7 @@ void Rows::LargeItems() {
             continue;
         }
         Item item = ItemOfSize(payload.bytes);
-        const std::vector<char> message = Framed(item.Record(), ADD_ITEM_AT_END);
+        const std::vector<char> message = Framed(item.Bytes(), Records::ADD_ITEM_AT_END);
         Lanes lanes =
             Request(Names::LIST_PATH, message, [&] { m_host.List().AddItemAtEnd(&item); });
         lanes.finish = [&] { m_host.List().RemoveAllItems(); };
@@ -207,9 +207,9 @@ void Rows::ManyItems() {
             items.push_back(
                 std::make_unique<Item>("Application " + digits, "application." + digits));
             pointers.push_back(items.back().get());
-            payload += items.back()->Record();
+            payload += items.back()->Bytes();
         }
-        const std::vector<char> message = Framed(payload, ADD_ITEMS);
+        const std::vector<char> message = Framed(payload, Records::ADD_ITEMS);
         Lanes lanes = Request(Names::LIST_PATH, message, [&] { m_host.List().AddItems(pointers); });
         lanes.finish = [&] { m_host.List().RemoveAllItems(); };
         Measure(row, message.size(), Rounds(count.rounds), lanes,
@@ -264,7 +264,7 @@ void Rows::NotificationsIn() {
                              unsigned long& missing) {
         const unsigned long goal = receiver.Received() + BURST;
         m_reference.AskToEmit(destination, Names::ENDPOINT_PATH, BURST, SMALL, 1);
-        Host::IterateUntil([&] { return receiver.Received() >= goal; });
+        MainLoop::IterateUntil([&] { return receiver.Received() >= goal; });
         missing += goal - receiver.Received();
     };
     m_reference.Subscribe(Names::ENDPOINT_PATH);

@@ -8,6 +8,8 @@
 
 #include <applist/RemoteAppListModel.h>
 
+#include "PlainItem.h"
+
 inline namespace applist_bench {
 
 /** Items as hosts have them: texts are copied out at each question. */
@@ -17,7 +19,7 @@ public:
         for (long number = 0; number < count; ++number) {
             const std::string digits = std::to_string(10000 + number);
             m_items.push_back(
-                std::make_unique<Item>("Application " + digits, "application." + digits));
+                std::make_unique<PlainItem>("Application " + digits, "application." + digits));
             m_pointers.push_back(m_items.back().get());
         }
     }
@@ -25,18 +27,7 @@ public:
     const std::vector<AppListItem*>& Pointers() const { return m_pointers; }
 
 private:
-    class Item : public AppListItem {
-    public:
-        Item(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
-        std::string GetVisibleName() override { return m_name; }
-        std::string GetUnigueId() override { return m_id; }
-
-    private:
-        std::string m_name;
-        std::string m_id;
-    };
-
-    std::vector<std::unique_ptr<Item>> m_items;
+    std::vector<std::unique_ptr<PlainItem>> m_items;
     std::vector<AppListItem*> m_pointers;
 };
 

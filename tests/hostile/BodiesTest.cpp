@@ -21,11 +21,6 @@ std::string NameOf(const testing::TestParamInfo<Row>& row) {
     return row.param.name;
 }
 
-GVariant* Bytes(const std::string& bytes) {
-    return g_variant_new(
-        "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1));
-}
-
 std::vector<Row> WrongTypes() {
     return {
         {"Nothing", [] { return g_variant_new("()"); }},
@@ -43,16 +38,16 @@ std::vector<Row> WrongTypes() {
 
 std::vector<Row> SenselessBytes() {
     std::vector<Row> rows{
-        {"NoByte", [] { return Bytes(""); }},
-        {"OneByte", [] { return Bytes(std::string(1, '\2')); }},
-        {"TwoBytes", [] { return Bytes(std::string("\2\0", 2)); }},
-        {"ThreeBytes", [] { return Bytes(std::string("\2\0\0", 3)); }},
-        {"UnknownId", [] { return Bytes("\xff\xff\xff\xff"); }},
+        {"NoByte", [] { return ByteBody(""); }},
+        {"OneByte", [] { return ByteBody(std::string(1, '\2')); }},
+        {"TwoBytes", [] { return ByteBody(std::string("\2\0", 2)); }},
+        {"ThreeBytes", [] { return ByteBody(std::string("\2\0\0", 3)); }},
+        {"UnknownId", [] { return ByteBody("\xff\xff\xff\xff"); }},
     };
     for (const std::size_t size : {1 * MIB, 16 * MIB, 31 * MIB}) {
         static const char* const names[] = {"OneMiB", "SixteenMiB", "ThirtyOneMiB"};
         const char* const name = names[size == MIB ? 0 : size == 16 * MIB ? 1 : 2];
-        rows.push_back({name, [size] { return Bytes(std::string(size, 'x')); }});
+        rows.push_back({name, [size] { return ByteBody(std::string(size, 'x')); }});
     }
     return rows;
 }
@@ -98,7 +93,7 @@ TEST_P(MistypedReply, CountsAsNoSelection) {
     Connect();
     g_autoptr(GVariant) body = g_variant_ref_sink(GetParam().body());
     partner->AnswerWithBody(GetParam().body);
-    partner->NotifyBody(hostName, Body(Records::Frame("", Records::SELECTION_EVENT)));
+    partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     WaitForAllEvents();
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, std::string("Reply of type ") +
                                                          g_variant_get_type_string(body) +
@@ -114,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Bodies, MistypedReply, testing::ValuesIn(WrongTypes()),
 TEST_P(SenselessReply, CountsAsNoSelection) {
     Connect();
     partner->AnswerWithBody(GetParam().body);
-    partner->NotifyBody(hostName, Body(Records::Frame("", Records::SELECTION_EVENT)));
+    partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     WaitForAllEvents();
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(listener.selections, 1U);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "BusDaemon.h"
+
 HostileTest::HostileTest() : shared(std::make_unique<SharedBus>()) {
     shared->SurviveTheBus();
     hostName = shared->UniqueName();
@@ -49,16 +51,13 @@ void HostileTest::WaitUntilLost(const std::string& name) {
 }
 
 void HostileTest::WaitForTheBus() {
-    [[maybe_unused]] g_autoptr(GVariant) reply =
-        g_dbus_connection_call_sync(shared->Connection(), "org.freedesktop.DBus",
-                                    "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
-                                    nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    BusDaemon::Ping(shared->Connection());
     MainLoop::IterateUntilIdle();
 }
 
 void HostileTest::WaitForAllEvents() {
     const unsigned before = listener.changes;
-    partner->NotifyBody(hostName, Body(Records::Frame("", Records::CHANGE_EVENT)));
+    partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::CHANGE_EVENT)));
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return listener.changes > before; }));
 }
 
@@ -77,11 +76,6 @@ std::size_t HostileTest::CountRequests(int id) {
         std::count_if(requests.begin(), requests.end(), [&](const TestPartner::Bytes& bytes) {
             return bytes.size() >= 4 && Records::IdOf({bytes.begin(), bytes.end()}) == id;
         }));
-}
-
-GVariant* HostileTest::Body(const std::string& bytes) {
-    return g_variant_new(
-        "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1));
 }
 
 GVariant* HostileTest::CallHost(GDBusConnection* caller, GVariant* body, GError** error) {

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include <applist/ItemChangeListener.h>
-#include <applist/ItemSelectionListener.h>
 #include <applist/RemoteAppListModel.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Bytes.h"
 #include "CapturedLog.h"
+#include "CountingListener.h"
 #include "MainLoop.h"
 #include "PrivateBus.h"
 #include "Records.h"
@@ -48,22 +48,14 @@ protected:
     /** How many requests of this message id the partner has had. */
     std::size_t CountRequests(int id);
 
-    /** "(ay)" with @p bytes, of any size; "Send" of this side with any body. Sets @p error. */
-    static GVariant* Body(const std::string& bytes);
+    /** "Send" of this side with any body. Sets @p error. */
     GVariant* CallHost(GDBusConnection* caller, GVariant* body, GError** error);
-
-    struct Listener : ItemChangeListener, ItemSelectionListener {
-        void OnItemChangeEvent(AppListModel* /*model*/) override { ++changes; }
-        void OnItemSelectionEvent(AppListModel* /*model*/) override { ++selections; }
-        unsigned changes = 0;
-        unsigned selections = 0;
-    };
 
     PrivateBus bus;
     std::unique_ptr<SharedBus> shared;
     std::string hostName;
     RemoteAppListItem item;
-    Listener listener;
+    CountingListener listener;
     std::unique_ptr<RemoteAppListModel> model;
     std::unique_ptr<TestPartner> partner;
 };

@@ -50,8 +50,8 @@ protected:
 
 TEST_P(SelectionReply, DecidesByItsFirstWholeRecordAlone) {
     Connect();
-    partner->AnswerWithBody([this] { return Body(row.reply); });
-    partner->NotifyBody(hostName, Body(Records::Frame("", Records::SELECTION_EVENT)));
+    partner->AnswerWithBody([this] { return ByteBody(row.reply); });
+    partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     ASSERT_TRUE(
         MainLoop::IterateUntil([&] { return listener.selections == 1; }, std::chrono::seconds(60)));
     EXPECT_EQ(model->GetSelection(), row.namesTheItem ? &item : nullptr);

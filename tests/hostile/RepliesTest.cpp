@@ -28,7 +28,7 @@ TEST_F(Unanswered, AnErrorOfThePartnerEndsTheRequestAndNothingElse) {
 TEST_F(Unanswered, AnErrorForTheSelectionQueryCountsAsNoSelection) {
     Connect();
     partner->AnswerWithError("org.freedesktop.DBus.Error.Failed", std::string(100000, 'x'));
-    partner->NotifyBody(hostName, Body(Records::Frame("", Records::SELECTION_EVENT)));
+    partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     WaitForAllEvents();
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(listener.selections, 1U);
@@ -99,7 +99,7 @@ TEST_F(Unanswered, AReplyAfterThePartnersOwnRestartIsPassedOver) {
     g_dbus_message_set_message_type(late, G_DBUS_MESSAGE_TYPE_METHOD_RETURN);
     g_dbus_message_set_destination(late, hostName.c_str());
     g_dbus_message_set_reply_serial(late, number);
-    g_dbus_message_set_body(late, Body("Clock\nclock.01\n"));
+    g_dbus_message_set_body(late, ByteBody("Clock\nclock.01\n"));
     g_dbus_connection_send_message(partner->Connection(), late, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
                                    nullptr, nullptr);
     ExpectAllIsWell();
@@ -115,12 +115,12 @@ TEST_F(Unanswered, APartnerThatAsksBackDuringTheSelectionQueryBlocksBothUntilItG
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             partner->Connection(), hostName.c_str(),
             "/org/morva/javamw/CommunicationChannel/Applist", "org.morva.javamw.DbusCommunication",
-            "Send", Body("back"), nullptr, G_DBUS_CALL_FLAGS_NONE, 500, nullptr, &error);
+            "Send", ByteBody("back"), nullptr, G_DBUS_CALL_FLAGS_NONE, 500, nullptr, &error);
         askedBack = reply == nullptr ? error->message : "an answer";
         const std::string selection = "Clock\nclock.01\n";
         return TestPartner::Bytes(selection.begin(), selection.end());
     });
-    partner->NotifyBody(hostName, Body(Records::Frame("", Records::SELECTION_EVENT)));
+    partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return listener.selections == 1; }));
     EXPECT_THAT(askedBack, testing::HasSubstr("Timeout"));
     EXPECT_EQ(model->GetSelection(), &item);

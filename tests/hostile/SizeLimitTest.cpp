@@ -81,7 +81,7 @@ TEST_F(SizeLimit, ANewListConnectsOnceTheDroppedConnectionIsReleased) {
 TEST_F(SizeLimit, APartnerThatNotifiesAboveTheBussLimitIsLostAndAnotherOneFound) {
     Connect();
     const std::string name = partner->UniqueName();
-    partner->NotifyBody(hostName, Body(std::string(AboveTheLimit(1), 'n')));
+    partner->NotifyBody(hostName, ByteBody(std::string(AboveTheLimit(1), 'n')));
     WaitUntilLost(name);
     Connect();
     ExpectAllIsWell();
@@ -90,7 +90,7 @@ TEST_F(SizeLimit, APartnerThatNotifiesAboveTheBussLimitIsLostAndAnotherOneFound)
 TEST_F(SizeLimit, APartnerThatAnswersAboveTheBussLimitIsLostAndAnotherOneFound) {
     Connect();
     const std::string name = partner->UniqueName();
-    partner->AnswerWithBody([] { return Body(std::string(AboveTheLimit(1), 'r')); });
+    partner->AnswerWithBody([] { return ByteBody(std::string(AboveTheLimit(1), 'r')); });
     model->SetClicked(&item);
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 1U);
     WaitUntilLost(name);

@@ -77,11 +77,11 @@ TEST_F(Spoofed, NotificationsOfTheStrangerAreNotHeard) {
     Connect();
     for (const int event :
          {Records::CHANGE_EVENT, Records::SELECTION_EVENT, Records::CREATED_EVENT}) {
-        stranger->NotifyBody(hostName, Body(Records::Frame("", event)));
+        stranger->NotifyBody(hostName, ByteBody(Records::Frame("", event)));
     }
     // What the stranger sent is on the bus; a call of the stranger comes behind it.
     [[maybe_unused]] g_autoptr(GVariant) reply =
-        CallHost(stranger->Connection(), Body("behind"), nullptr);
+        CallHost(stranger->Connection(), ByteBody("behind"), nullptr);
     EXPECT_EQ(listener.changes, 0U);
     EXPECT_EQ(listener.selections, 0U);
     EXPECT_EQ(CountRequests(Records::ADD_ITEMS), 0U);
@@ -91,8 +91,8 @@ TEST_F(Spoofed, NotificationsOfTheStrangerAreNotHeard) {
 TEST_F(Spoofed, CallsOfTheStrangerAreAnsweredWithNothing) {
     Connect();
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply =
-        CallHost(stranger->Connection(), Body(Records::Frame("", Records::CREATED_EVENT)), &error);
+    g_autoptr(GVariant) reply = CallHost(
+        stranger->Connection(), ByteBody(Records::Frame("", Records::CREATED_EVENT)), &error);
     ASSERT_NE(reply, nullptr) << error->message;
     g_autofree char* text = g_variant_print(reply, TRUE);
     EXPECT_STREQ(text, "(@ay [],)");
@@ -108,7 +108,7 @@ TEST_F(Spoofed, NameOwnerChangedThatIsNotOfTheBusIsNotHeard) {
         "NameOwnerChanged",
         g_variant_new("(sss)", name.c_str(), stranger->UniqueName().c_str(), ""), nullptr);
     [[maybe_unused]] g_autoptr(GVariant) reply =
-        CallHost(stranger->Connection(), Body("behind"), nullptr);
+        CallHost(stranger->Connection(), ByteBody("behind"), nullptr);
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "cb_SynNameOwnerChanged called"), 0U);
     Connect();
     ExpectAllIsWell();

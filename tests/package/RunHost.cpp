@@ -27,13 +27,10 @@ void Expect(bool condition, const std::string& what) {
 
 /** To everybody, since the example does not tell its name. */
 void Notify(TestPartner& partner, char id) {
-    const char bytes[] = {id, 0, 0, 0};
-    g_dbus_connection_emit_signal(
-        partner.Connection(), nullptr, "/org/morva/javamw/CommunicationChannel/Applist",
-        "org.morva.javamw.DbusCommunication", "SendSignal",
-        g_variant_new("(@ay)",
-                      g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes, sizeof(bytes), 1)),
-        nullptr);
+    g_dbus_connection_emit_signal(partner.Connection(), nullptr,
+                                  "/org/morva/javamw/CommunicationChannel/Applist",
+                                  "org.morva.javamw.DbusCommunication", "SendSignal",
+                                  ByteBody(ByteVector({id, 0, 0, 0})), nullptr);
 }
 
 void Run(const char* program) {

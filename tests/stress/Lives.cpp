@@ -9,6 +9,7 @@
 #include <applist/RemoteAppListItem.h>
 #include <unistd.h>
 
+#include "BusDaemon.h"
 #include "EventLog.h"
 #include "MainLoop.h"
 #include "OnLoop.h"
@@ -27,42 +28,36 @@ int __wrap_usleep(useconds_t period) {
 namespace {
 
 /** Owns a name of the endpoint, so that its announcements fail. */
-class Squatter {
+class NameOwner {
 public:
-    explicit Squatter(const PrivateBus& bus) : m_connection(bus.Connect()) {}
-    ~Squatter() {
+    explicit NameOwner(const PrivateBus& bus) : m_connection(bus.Connect()) {}
+    ~NameOwner() {
         g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
         g_object_unref(m_connection);
     }
 
-    Squatter(const Squatter&) = delete;
-    Squatter& operator=(const Squatter&) = delete;
+    NameOwner(const NameOwner&) = delete;
+    NameOwner& operator=(const NameOwner&) = delete;
 
-    void Take(const std::string& step) {
+    void Own(const std::string& step) {
         m_name = "org.morva.JavaMW.Applist_CLIENT" + step;
-        Call("RequestName", g_variant_new("(su)", m_name.c_str(), guint32{4}));
+        BusDaemon::RequestName(m_connection, m_name);
     }
     void Release() {
         if (!m_name.empty()) {
-            Call("ReleaseName", g_variant_new("(s)", m_name.c_str()));
+            BusDaemon::ReleaseName(m_connection, m_name);
             m_name.clear();
         }
     }
 
 private:
-    void Call(const char* method, GVariant* parameters) {
-        [[maybe_unused]] g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    }
-
     GDBusConnection* m_connection;
     std::string m_name;
 };
 
 class Lives {
 public:
-    explicit Lives(Phase& phase) : m_phase(phase), m_squatter(phase.bus) {}
+    explicit Lives(Phase& phase) : m_phase(phase), m_nameOwner(phase.bus) {}
 
     void One(unsigned long number) {
         constexpr unsigned long STRETCH = 100;
@@ -72,18 +67,18 @@ public:
         HoldOrRelease();
         m_before = EventLog::Now();
         EventLog::ForgetPartner();
-        const bool squats = m_phase.Pick(4) == 0;
-        if (squats) {
-            m_squatter.Take(m_phase.Pick(2) == 0 ? "_ACK" : "_SYN_ACK");
+        const bool isOwned = m_phase.Pick(4) == 0;
+        if (isOwned) {
+            m_nameOwner.Own(m_phase.Pick(2) == 0 ? "_ACK" : "_SYN_ACK");
         }
         auto proxy = std::make_unique<AppListProxy>();
         if (m_phase.Pick(2) == 0) {
             m_partner->Tell("syn");
         }
-        Live(*proxy, squats);
+        Live(*proxy, isOwned);
         NoteTheMoment();
         Destroy(std::move(proxy));
-        m_squatter.Release();
+        m_nameOwner.Release();
     }
 
     void Report() {
@@ -118,7 +113,7 @@ private:
         ++(m_holder == nullptr ? m_free : m_held);
     }
 
-    void Live(AppListProxy& proxy, bool squats) {
+    void Live(AppListProxy& proxy, bool isOwned) {
         constexpr std::chrono::milliseconds PATIENCE(30);
         const EventLog::Counts& before = m_before;
         switch (m_phase.Pick(6)) {
@@ -134,12 +129,12 @@ private:
         case 3: // into the middle of a resend pass, or to the moment that all is well again
             EventLog::WaitUntil(
                 [&](const EventLog::Counts& now) {
-                    return squats ? now.resends > before.resends : now.ready > before.ready;
+                    return isOwned ? now.resends > before.resends : now.ready > before.ready;
                 },
                 PATIENCE);
             break;
         case 4:
-            m_squatter.Release();
+            m_nameOwner.Release();
             std::this_thread::sleep_for(std::chrono::microseconds(m_phase.Pick(5000)));
             break;
         default:
@@ -185,7 +180,7 @@ private:
     }
 
     Phase& m_phase;
-    Squatter m_squatter;
+    NameOwner m_nameOwner;
     std::unique_ptr<PartnerProcess> m_partner;
     std::unique_ptr<SharedBus> m_holder;
     bool m_noisy = false;

@@ -16,23 +16,13 @@
 #include "OnLoop.h"
 #include "PartnerProcess.h"
 #include "Phase.h"
+#include "PlainItem.h"
 #include "Records.h"
 
 namespace {
 
 constexpr int SENDERS = 4;
 constexpr int ITEMS_OF_A_SENDER = 16;
-
-class Item : public AppListItem {
-public:
-    Item(std::string name, std::string id) : m_name(std::move(name)), m_id(std::move(id)) {}
-    std::string GetVisibleName() override { return m_name; }
-    std::string GetUnigueId() override { return m_id; }
-
-private:
-    const std::string m_name;
-    const std::string m_id;
-};
 
 /** Listens to everything and asks back each time. */
 class Listener : public ItemSelectionListener, public ItemChangeListener, public ItemClickListener {
@@ -70,7 +60,7 @@ public:
     Sender(AppListProxy& proxy, int number, std::uint64_t seed) : m_proxy(proxy), m_numbers(seed) {
         for (int i = 0; i < ITEMS_OF_A_SENDER; ++i) {
             const std::string id = std::to_string(number) + "." + std::to_string(i);
-            m_items.push_back(std::make_unique<Item>("Item " + id, id));
+            m_items.push_back(std::make_unique<PlainItem>("Item " + id, id));
         }
         m_thread = std::thread([this] { Run(); });
     }
@@ -99,7 +89,9 @@ private:
         }
     }
 
-    Item* Any() { return m_items[static_cast<std::size_t>(m_numbers() % m_items.size())].get(); }
+    PlainItem* Any() {
+        return m_items[static_cast<std::size_t>(m_numbers() % m_items.size())].get();
+    }
 
     void Edit(std::size_t kind) {
         if (kind < 30) {
@@ -109,7 +101,7 @@ private:
         } else if (kind < 70) {
             m_proxy.RemoveItem(Any());
         } else if (kind < 85) {
-            Item* const item = Any();
+            PlainItem* const item = Any();
             m_proxy.ModifyItem(item, item);
         } else if (kind < 95) {
             m_proxy.SetSelection(Any());
@@ -122,7 +114,7 @@ private:
 
     AppListProxy& m_proxy;
     std::mt19937_64 m_numbers;
-    std::vector<std::unique_ptr<Item>> m_items;
+    std::vector<std::unique_ptr<PlainItem>> m_items;
     std::atomic<bool> m_ends{false};
     std::atomic<unsigned long> m_operations{0};
     std::thread m_thread;

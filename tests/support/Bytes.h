@@ -30,6 +30,10 @@ GVariant* ByteBody(const Bytes& bytes) {
         "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1));
 }
 
+inline GVariant* ByteBody(const char* text) {
+    return ByteBody(std::string(text));
+}
+
 /** The bytes of an "(ay)". */
 template <class Bytes>
 Bytes BytesOfBody(GVariant* body) {

@@ -11,6 +11,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "BusDaemon.h"
+
 namespace {
 
 bool IsBroker() {
@@ -160,12 +162,8 @@ void PrivateBus::SetPolicy(const std::string& policy) {
 
 void PrivateBus::Reload() const {
     g_autoptr(GDBusConnection) connection = Connect();
-    g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "ReloadConfig", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-    if (reply == nullptr) {
-        throw std::runtime_error(error->message);
+    if (!BusDaemon::Call(connection, "ReloadConfig", nullptr)) {
+        throw std::runtime_error("the bus refuses its configuration");
     }
 }
 

@@ -1,21 +1,15 @@
 #include "PlainList.h"
 
-namespace {
-std::string Record(const PlainItem* item) {
-    return Records::Write(item->record);
-}
-} // namespace
-
 std::string PlainList::SetSelection(PlainItem* item) {
     if (item == nullptr || item->record.id.empty()) {
         return {};
     }
     selection = item;
-    return Records::Frame(Record(item), Records::SET_SELECTION);
+    return Records::Frame(item->Bytes(), Records::SET_SELECTION);
 }
 
 std::string PlainList::SetClicked(PlainItem* item) const {
-    return item == nullptr ? "" : Records::Frame(Record(item), Records::SET_CLICKED);
+    return item == nullptr ? "" : Records::Frame(item->Bytes(), Records::SET_CLICKED);
 }
 
 std::string PlainList::RemoveAllItems() {
@@ -30,7 +24,7 @@ std::string PlainList::AddItems(const Items& added) {
         if (item == nullptr) {
             continue;
         }
-        payload += Record(item);
+        payload += item->Bytes();
         if (Find(item->record.id) == items.size()) {
             items.push_back(item);
         }
@@ -43,7 +37,7 @@ std::string PlainList::AddItemAtEnd(PlainItem* item) {
         return {};
     }
     items.push_back(item);
-    return Records::Frame(Record(item), Records::ADD_ITEM_AT_END);
+    return Records::Frame(item->Bytes(), Records::ADD_ITEM_AT_END);
 }
 
 std::string PlainList::RemoveItem(PlainItem* item) {
@@ -55,7 +49,7 @@ std::string PlainList::RemoveItem(PlainItem* item) {
         selection = nullptr;
     }
     items.erase(items.begin() + static_cast<std::ptrdiff_t>(place));
-    return Records::Frame(Record(item), Records::REMOVE_ITEM);
+    return Records::Frame(item->Bytes(), Records::REMOVE_ITEM);
 }
 
 std::string PlainList::ModifyItem(PlainItem* before, PlainItem* after) {
@@ -68,7 +62,7 @@ std::string PlainList::ModifyItem(PlainItem* before, PlainItem* after) {
         selection = after;
     }
     items[place] = after;
-    return Records::Frame(Record(before) + Record(after), Records::MODIFY_ITEM);
+    return Records::Frame(before->Bytes() + after->Bytes(), Records::MODIFY_ITEM);
 }
 
 void PlainList::MoveSelection(const std::string& reply) {
@@ -91,7 +85,7 @@ std::string PlainList::PartnersList() const {
 
 std::string PlainList::PartnersSelection() const {
     const bool isPushed = !items.empty() && selection != nullptr && !selection->record.id.empty();
-    return isPushed ? Record(selection) : "";
+    return isPushed ? selection->Bytes() : "";
 }
 
 std::vector<std::string> PlainList::Push() const {
@@ -125,7 +119,7 @@ std::size_t PlainList::Find(const std::string& id) const {
 std::string PlainList::Stream() const {
     std::string stream;
     for (const PlainItem* const item : items) {
-        stream += Record(item);
+        stream += item->Bytes();
     }
     return stream;
 }

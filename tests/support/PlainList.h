@@ -1,26 +1,14 @@
-// What the list and the selection must be, told without the library: a plain vector, and for each
-// operation of the host the bytes that the partner must get.
+// The list and the selection as they must be, without the library: a plain vector, and for each
+// operation of the host the request that the partner must receive.
 #ifndef APPLIST_TESTS_PLAINLIST_H
 #define APPLIST_TESTS_PLAINLIST_H
 
 #include <string>
-#include <utility>
 #include <vector>
 
-#include <applist/AppListItem.h>
-
-#include "Records.h"
+#include "PlainItem.h"
 
 inline namespace applist_test {
-
-class PlainItem : public AppListItem {
-public:
-    explicit PlainItem(Records::Record content) : record(std::move(content)) {}
-    std::string GetVisibleName() override { return record.name; }
-    std::string GetUnigueId() override { return record.id; }
-
-    const Records::Record record;
-};
 
 /** Each operation returns the request that it causes, or nothing when it causes none. */
 struct PlainList {

@@ -1,12 +1,12 @@
-// A listener of all three kinds that counts.
-#ifndef APPLIST_FUZZ_LISTENERS_H
-#define APPLIST_FUZZ_LISTENERS_H
+// A listener of all three kinds that counts its events.
+#ifndef APPLIST_TESTS_COUNTINGLISTENER_H
+#define APPLIST_TESTS_COUNTINGLISTENER_H
 
 #include <applist/ItemChangeListener.h>
 #include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 
-inline namespace applist_fuzz {
+inline namespace applist_test {
 
 class CountingListener : public ItemChangeListener,
                          public ItemClickListener,
@@ -16,11 +16,11 @@ public:
     void OnItemClickedEvent(AppListModel* /*model*/) override { ++clicks; }
     void OnItemSelectionEvent(AppListModel* /*model*/) override { ++selections; }
 
-    int changes = 0;
-    int clicks = 0;
-    int selections = 0;
+    unsigned changes = 0;
+    unsigned clicks = 0;
+    unsigned selections = 0;
 };
 
-} // namespace applist_fuzz
+} // namespace applist_test
 
 #endif

@@ -1,0 +1,29 @@
+// A host's item whose texts a test reads without the library.
+#ifndef APPLIST_TESTS_PLAINITEM_H
+#define APPLIST_TESTS_PLAINITEM_H
+
+#include <string>
+#include <utility>
+
+#include <applist/AppListItem.h>
+
+#include "Records.h"
+
+inline namespace applist_test {
+
+class PlainItem : public AppListItem {
+public:
+    explicit PlainItem(Records::Record content) : record(std::move(content)) {}
+    PlainItem(std::string name, std::string id) : record{std::move(name), std::move(id)} {}
+    std::string GetVisibleName() override { return record.name; }
+    std::string GetUnigueId() override { return record.id; }
+
+    /** The bytes of the item's record. */
+    std::string Bytes() const { return Records::Write(record); }
+
+    Records::Record record;
+};
+
+} // namespace applist_test
+
+#endif
