@@ -250,9 +250,9 @@ def main():
     for path in sorted(glob.glob(f"{folder}/*.jsonl")):
         with open(path, encoding="utf-8") as file:
             lines += [json.loads(line) for line in file]
-    missing = {r["log"]: r for r in lines if r["row"] == "room"}.values()
+    missing = {r["log"]: r for r in lines if r["row"] == "log"}.values()
     sinks = [r for r in lines if r["row"] == "sink"]
-    results = [r for r in lines if r["row"] not in ("room", "sink")]
+    results = [r for r in lines if r["row"] not in ("log", "sink")]
     micro = read_micro(folder)
 
     about = machine(core)

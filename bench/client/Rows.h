@@ -10,7 +10,7 @@ inline namespace applist_bench {
 /** Where a run writes its results and which of the rows it takes. */
 struct Run {
     std::string out;
-    std::string log;                                  ///< the room's name, noted with each row
+    std::string log; ///< the system log's name, noted with each row
     std::function<bool(const std::string&)> isWanted; ///< asked with the row's name
     bool quick = false;
 };

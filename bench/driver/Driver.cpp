@@ -1,6 +1,6 @@
 // Measures what needs processes: starts a private bus daemon and the partner, pins them and all
-// that follows to one core, and runs the clients one after the other. Whatever log the room has is
-// the caller's choice (applist_bench_room).
+// that follows to one core, and runs the clients one after the other. The caller chooses the
+// system log (bench/with-log).
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
