@@ -11,6 +11,8 @@
 #include "TestItem.h"
 #include "TestListener.h"
 
+namespace {
+
 using namespace std::string_literals;
 using LogLines::Adapter;
 using LogLines::Model;
@@ -19,8 +21,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-
-namespace {
 
 class Events : public ConnectedListTest {
 protected:
@@ -57,8 +57,6 @@ protected:
     std::vector<std::string> calls;
     std::size_t requestsBefore = 0;
 };
-
-} // namespace
 
 TEST_F(Events, OfAChangeTellTheListenersAndTouchNothing) {
     Notify("\x01\0\0\0"s);
@@ -238,3 +236,5 @@ INSTANTIATE_TEST_SUITE_P(Of, EventsOfAThrowingListener,
                                          ThrowingRow{"Selection", "\x02\0\0\0"s},
                                          ThrowingRow{"Click", "\x03\0\0\0"s}),
                          RowName<ThrowingRow>);
+
+} // namespace

@@ -14,10 +14,10 @@
 #include "NamedRow.h"
 #include "TestItem.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
-
-namespace {
 
 static_assert(std::is_abstract<AppListItem>::value, "hosts bring their own items");
 static_assert(std::has_virtual_destructor<AppListItem>::value, "hosts delete through the base");
@@ -51,8 +51,6 @@ protected:
         return 0;
     }
 };
-
-} // namespace
 
 TEST(ValueItem, IsEmptyAfterDefaultConstruction) {
     RemoteAppListItem item;
@@ -198,3 +196,5 @@ INSTANTIATE_TEST_SUITE_P(StreamWith, ValueItemRefusesToRead,
                                          StateRow{"Eofbit", std::ios::eofbit},
                                          StateRow{"Failbit", std::ios::failbit}),
                          RowName<StateRow>);
+
+} // namespace

@@ -23,8 +23,6 @@ protected:
     LockProbe probe{*model};
 };
 
-} // namespace
-
 // While the partner is asked
 
 struct RequestRow : NamedRow {
@@ -205,3 +203,5 @@ INSTANTIATE_TEST_SUITE_P(Of, LocksDuringAnEvent,
                          testing::Values(EventRow{"Change", 1}, EventRow{"Selection", 2},
                                          EventRow{"Click", 3}),
                          RowName<EventRow>);
+
+} // namespace

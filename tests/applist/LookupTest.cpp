@@ -6,10 +6,10 @@
 #include "NamedRow.h"
 #include "TestItem.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
-
-namespace {
 
 class Lookup : public ListTest {
 protected:
@@ -22,8 +22,6 @@ protected:
 
     std::vector<std::string> reads;
 };
-
-} // namespace
 
 TEST_F(Lookup, ComparesTheKeysIdWithTheElementsAndNothingElse) {
     TestItem key("K", "1");
@@ -87,3 +85,5 @@ INSTANTIATE_TEST_SUITE_P(Of, LookupCompares,
                                          IdRow{"BytesBehindAZeroByte", "c\0a"s, "c\0b"s, false},
                                          IdRow{"EqualBytesThatAreNoUtf8", "\xFF", "\xFF", true}),
                          RowName<IdRow>);
+
+} // namespace

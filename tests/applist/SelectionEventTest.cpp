@@ -8,6 +8,8 @@
 #include "TestItem.h"
 #include "TestListener.h"
 
+namespace {
+
 using namespace std::string_literals;
 using LogLines::Adapter;
 using LogLines::Channel;
@@ -16,8 +18,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 using testing::StartsWith;
-
-namespace {
 
 /** A list of A (selected) and B, and a listener that asks the model what is selected. */
 class SelectionEvent : public ConnectedListTest {
@@ -53,8 +53,6 @@ protected:
     int calls = 0;
     AppListItem* seen = nullptr;
 };
-
-} // namespace
 
 TEST_F(SelectionEvent, SelectsTheHostsOwnItemWithTheIdThatThePartnerNames) {
     PartnerSelects("another name\n2\n");
@@ -225,3 +223,5 @@ INSTANTIATE_TEST_SUITE_P(
         BodyRow{"TwoArrays", [] { return g_variant_new_parsed("(b'B', b'2')"); }, "(ayay)"},
         BodyRow{"NothingAtAll", [] { return g_variant_new("()"); }, "()"}),
     RowName<BodyRow>);
+
+} // namespace

@@ -8,6 +8,8 @@
 #include "NamedRow.h"
 #include "TestItem.h"
 
+namespace {
+
 using namespace std::string_literals;
 using LogLines::Model;
 using LogLines::Pointer;
@@ -15,8 +17,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-namespace {
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
@@ -44,8 +44,6 @@ std::string RandomField(std::mt19937& random) {
     }
     return field;
 }
-
-} // namespace
 
 TEST_F(SerialForm, OfAnItemIsItsRecord) {
     TestItem clock("Clock", "clock.01");
@@ -180,3 +178,5 @@ INSTANTIATE_TEST_SUITE_P(
         DeserializeRow{
             "RecordsInTheirOrder", "C\n3\nA\n1\nB\n2\n", {{"C", "3"}, {"A", "1"}, {"B", "2"}}}),
     RowName<DeserializeRow>);
+
+} // namespace

@@ -56,7 +56,7 @@ private:
 } // namespace
 
 /** The real side, in use for many schedules, and the model of the present one. */
-class ScheduleRun {
+class applist_test::ScheduleRun {
 public:
     ScheduleRun(Explorer::Delivery delivery, Figures& figures)
         : m_delivery(delivery), m_figures(figures) {

@@ -8,6 +8,8 @@
 
 #include "Schedule.h"
 
+inline namespace applist_test {
+
 class ScheduleRun;
 
 /** What an exploration has been through. */
@@ -50,5 +52,7 @@ private:
     std::unique_ptr<ScheduleRun> m_run;
     long m_runsSinceStart = 0;
 };
+
+} // namespace applist_test
 
 #endif

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 /** The bus as the model sees it: which call of an announcement fails. */
 enum class BusFault { NONE, REQUEST, RELEASE };
 
@@ -40,5 +42,7 @@ private:
     BusFault m_fault = BusFault::NONE;
     std::vector<std::string> m_trace;
 };
+
+} // namespace applist_test
 
 #endif

@@ -13,7 +13,7 @@ std::string PartnerLetter(const Event& event) {
 
 } // namespace
 
-std::vector<Event> AllEvents(int partners) {
+std::vector<Event> applist_test::AllEvents(int partners) {
     std::vector<Event> events;
     for (int partner = 0; partner < partners; ++partner) {
         for (const char* suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
@@ -30,7 +30,7 @@ std::vector<Event> AllEvents(int partners) {
     return events;
 }
 
-std::vector<Event> EffectiveEvents(int partners) {
+std::vector<Event> applist_test::EffectiveEvents(int partners) {
     std::vector<Event> events = AllEvents(partners);
     const auto isIdle = [](const Event& event) {
         return event.kind == Event::TAKE || event.kind == Event::OWN_RELEASES;
@@ -39,7 +39,7 @@ std::vector<Event> EffectiveEvents(int partners) {
     return events;
 }
 
-std::string EventText(const Event& event) {
+std::string applist_test::EventText(const Event& event) {
     switch (event.kind) {
     case Event::TAKE:
         return PartnerLetter(event) + "+" + event.suffix.substr(1);
@@ -63,7 +63,7 @@ std::string EventText(const Event& event) {
     return "resend";
 }
 
-std::string ScheduleText(const Schedule& schedule) {
+std::string applist_test::ScheduleText(const Schedule& schedule) {
     std::string text;
     for (const Event& event : schedule) {
         text += (text.empty() ? "" : ",") + EventText(event);
@@ -71,7 +71,7 @@ std::string ScheduleText(const Schedule& schedule) {
     return text;
 }
 
-bool ParseSchedule(const std::string& text, Schedule& schedule) {
+bool applist_test::ParseSchedule(const std::string& text, Schedule& schedule) {
     const std::vector<Event> events = AllEvents(MOST_PARTNERS);
     std::istringstream words(text);
     std::string word;

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 struct Event {
     enum Kind {
         TAKE,          ///< the partner takes a name: the first half of an announcement
@@ -37,5 +39,7 @@ std::string ScheduleText(const Schedule& schedule);
 
 /** @return false for a text that ScheduleText does not write. */
 bool ParseSchedule(const std::string& text, Schedule& schedule);
+
+} // namespace applist_test
 
 #endif
