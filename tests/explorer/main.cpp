@@ -1,6 +1,8 @@
 // All schedules of the handshake up to a depth, each compared with the model; or one of them.
 #include <chrono>
+#include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,6 +11,7 @@
 #include <glib.h>
 
 #include "Explorer.h"
+#include "Options.h"
 #include "Schedule.h"
 
 namespace {
@@ -20,45 +23,35 @@ constexpr int MOST_DIFFERENCES = 5;
 constexpr int DEEPEST = 8;
 
 struct Options {
-    int depth = 4;
-    int partners = 1;
-    int seconds = 600;
+    gint64 depth = 4;
+    gint64 partners = 1;
+    gint64 seconds = 600;
     gboolean throughBus = FALSE;
     gboolean effective = FALSE;
     char* schedule = nullptr;
 };
 
-bool ParseOptions(int argc, char** argv, Options& options) {
-    const GOptionEntry entries[] = {
-        {"depth", 'd', 0, G_OPTION_ARG_INT, &options.depth, "Events in a schedule, 1 to 8 (4)",
-         "N"},
-        {"partners", 'p', 0, G_OPTION_ARG_INT, &options.partners, "1 or 2 partners (1)", "N"},
-        {"through-bus", 'b', 0, G_OPTION_ARG_NONE, &options.throughBus,
-         "Emit signals on the bus instead of calling the callbacks", nullptr},
-        {"effective", 'e', 0, G_OPTION_ARG_NONE, &options.effective,
-         "Leave out takings and own releases, which never change anything", nullptr},
-        {"seconds", 's', 0, G_OPTION_ARG_INT, &options.seconds,
-         "Give up, as a failure, after so long (600)", "N"},
-        {"schedule", 0, 0, G_OPTION_ARG_STRING, &options.schedule,
-         "Run this one only, as printed for a difference", "TEXT"},
-        {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
-    g_autoptr(GOptionContext) context = g_option_context_new("- the handshake, exhaustively");
-    g_option_context_set_summary(
-        context, "Takes a real endpoint through every sequence of announcements (both halves),\n"
-                 "losses, restarts, bus failures and resends up to a depth, and compares what it\n"
-                 "does with a model. Exit status: 0 all equal, 1 a difference, 2 wrong usage.");
-    g_option_context_add_main_entries(context, entries, nullptr);
-    g_autoptr(GError) error = nullptr;
-    if (g_option_context_parse(context, &argc, &argv, &error) == FALSE) {
-        std::cerr << "handshake_explorer: " << error->message << "\n";
-        return false;
-    }
-    if (argc > 1 || options.depth < 1 || options.depth > DEEPEST || options.partners < 1 ||
+Options ReadOptions(int argc, char** argv) {
+    Options options;
+    ParseOptions(
+        argc, argv,
+        "Takes a real endpoint through every sequence of announcements (both halves),\n"
+        "losses, restarts, bus failures and resends up to a depth, and compares what it\n"
+        "does with a model. Exit status: 0 all equal, 1 a difference, 2 wrong usage.",
+        {NumberOption("depth", options.depth, "Events in a schedule, 1 to 8 (4)"),
+         NumberOption("partners", options.partners, "1 or 2 partners (1)"),
+         FlagOption("through-bus", options.throughBus,
+                    "Emit signals on the bus instead of calling the callbacks"),
+         FlagOption("effective", options.effective,
+                    "Leave out takings and own releases, which never change anything"),
+         NumberOption("seconds", options.seconds, "Give up, as a failure, after so long (600)"),
+         TextOption("schedule", options.schedule, "Run this one, as printed for a difference")});
+    if (options.depth < 1 || options.depth > DEEPEST || options.partners < 1 ||
         options.partners > 2 || options.seconds < 1) {
         std::cerr << "handshake_explorer: wrong arguments, see --help\n";
-        return false;
+        std::exit(WRONG_USAGE);
     }
-    return true;
+    return options;
 }
 
 /** The schedules of one length, counted through like the digits of a number. */
@@ -95,8 +88,8 @@ void PrintFigures(const Options& options, const Figures& figures, double seconds
     const auto row = [](const char* name, long value) {
         std::printf("%-32s %10ld\n", name, value);
     };
-    std::printf("handshake: %d partner(s), depth %d, by %s%s\n", options.partners, options.depth,
-                options.throughBus != FALSE ? "signals on the bus" : "callbacks",
+    std::printf("handshake: %" PRId64 " partner(s), depth %" PRId64 ", by %s%s\n", options.partners,
+                options.depth, options.throughBus != FALSE ? "signals on the bus" : "callbacks",
                 options.effective != FALSE ? ", effective events" : "");
     row("schedules compared", figures.schedules);
     row("schedules no bus can deliver", figures.skipped);
@@ -116,12 +109,14 @@ int Explore(const Options& options) {
     const auto passed = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
     Explorer explorer(options.throughBus != FALSE ? Explorer::Delivery::BUS
                                                   : Explorer::Delivery::CALLBACKS);
-    Schedules schedules(options.effective != FALSE ? EffectiveEvents(options.partners)
-                                                   : AllEvents(options.partners),
-                        options.depth);
+    Schedules schedules(options.effective != FALSE
+                            ? EffectiveEvents(static_cast<int>(options.partners))
+                            : AllEvents(static_cast<int>(options.partners)),
+                        static_cast<int>(options.depth));
     int differences = 0;
     bool more = true;
-    while (more && differences < MOST_DIFFERENCES && passed() < options.seconds) {
+    while (more && differences < MOST_DIFFERENCES &&
+           passed() < static_cast<double>(options.seconds)) {
         const std::string difference = explorer.Run(schedules.Current());
         if (!difference.empty()) {
             ++differences;
@@ -154,10 +149,7 @@ int RunOne(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    if (!ParseOptions(argc, argv, options)) {
-        return WRONG_USAGE;
-    }
+    const Options options = ReadOptions(argc, argv);
     // Each endpoint that ends makes GLib warn of three invalid ids.
     g_log_set_handler(
         "GLib-GIO", G_LOG_LEVEL_WARNING,

@@ -7,30 +7,23 @@
 #include <random>
 #include <string>
 
-#include "Options.h"
-#include "QuietHost.h"
 #include "MainLoop.h"
+#include "Options.h"
 #include "PrivateBus.h"
+#include "QuietHost.h"
 #include "RandomRun.h"
 #include "SharedBus.h"
 
 namespace {
 
-constexpr const char* USAGE =
-    "Usage: applist_random [--steps N] [--seconds N] [--seed N] [--repeat]\n"
-    "\n"
+constexpr const char* SUMMARY =
     "Makes random edits, selections, clicks and partner events on a bus of its own, with\n"
     "random bytes for names and ids; the partner, a process, is killed, stopped and\n"
     "continued, replaced and restarted. After each step this side's list and selection,\n"
     "and the requests that the partner got, are compared with a plain model; after each\n"
     "created event the partner's list and selection too.\n"
     "\n"
-    "  --steps N    how many steps (default 100000)\n"
-    "  --seconds N  end earlier, after so many seconds (default 3600)\n"
-    "  --seed N     repeat the run of this seed (default: another one each time)\n"
-    "  --repeat     make the run twice and compare the two\n"
-    "\n"
-    "Exit status: 0 all equal, 1 a difference, 2 bad arguments.\n";
+    "Exit status: 0 all equal, 1 a difference, 2 bad arguments.";
 
 struct Outcome {
     unsigned long steps = 0;
@@ -44,7 +37,7 @@ void PrintDone(const RandomRun& run) {
     std::printf("  %-32s %10zu\n", "longest list", run.LongestList());
 }
 
-Outcome Run(std::uint64_t seed, unsigned long steps, unsigned long seconds) {
+Outcome Run(std::uint64_t seed, unsigned long steps, gint64 seconds) {
     const auto start = std::chrono::steady_clock::now();
     const auto deadline = start + std::chrono::seconds(seconds);
     Outcome outcome;
@@ -73,16 +66,23 @@ Outcome Run(std::uint64_t seed, unsigned long steps, unsigned long seconds) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const Options options(argc, argv, USAGE, {"steps", "seconds", "seed"}, {"repeat"});
-    const std::uint64_t seed = options.Number("seed", std::random_device()());
-    const unsigned long steps = options.Number("steps", 100000);
-    const unsigned long seconds = options.Number("seconds", 3600);
+    gint64 most = 100000;
+    gint64 seconds = 3600;
+    gint64 start = std::random_device()();
+    gboolean repeat = FALSE;
+    ParseOptions(argc, argv, SUMMARY,
+                 {NumberOption("steps", most, "Make so many steps (100000)"),
+                  NumberOption("seconds", seconds, "End earlier, after so many seconds (3600)"),
+                  NumberOption("seed", start, "Repeat the run of this seed"),
+                  FlagOption("repeat", repeat, "Make the run twice and compare the two")});
+    const auto seed = static_cast<std::uint64_t>(start);
+    const auto steps = static_cast<unsigned long>(most);
     QuietHost quiet;
     const PrivateBus bus;
     std::printf("seed %" PRIu64 "\n", seed);
     std::fflush(stdout);
     const Outcome first = Run(seed, steps, seconds);
-    if (options.Has("repeat") && Run(seed, first.steps, seconds).digest != first.digest) {
+    if (repeat != FALSE && Run(seed, first.steps, seconds).digest != first.digest) {
         std::fprintf(stderr, "random: the same seed made another run\n");
         return 1;
     }

@@ -11,9 +11,7 @@
 
 namespace {
 
-constexpr const char* USAGE =
-    "Usage: applist_stress [--count N] [--seconds N] [--seed N]\n"
-    "\n"
+constexpr const char* SUMMARY =
     "On a bus of its own, with the main loop in a thread of its own:\n"
     "  - restarts the partner N times (gracefully, SIGKILL, SIGSTOP, replaced at once)\n"
     "    while four threads edit the list and the listeners ask back; the lists must be\n"
@@ -24,11 +22,7 @@ constexpr const char* USAGE =
     "  - sends 10 N notifications each way, the loop stalling now and then; none may be\n"
     "    lost or come out of order.\n"
     "\n"
-    "  --count N    N (default 10000)\n"
-    "  --seconds N  bounds restarts and proxies together (default 3600)\n"
-    "  --seed N     make the same choices again (the moments are never the same)\n"
-    "\n"
-    "Exit status: 0 all well, 1 a promise was broken, 2 bad arguments, 134 it hung.\n";
+    "Exit status: 0 all well, 1 a promise was broken, 2 bad arguments, 134 it hung.";
 
 using Work = void (*)(Phase&);
 
@@ -62,17 +56,22 @@ bool Run(const char* title, Phase& phase, Work work) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const Options options(argc, argv, USAGE, {"count", "seconds", "seed"}, {});
-    const std::uint64_t seed = options.Number("seed", std::random_device()());
-    const unsigned long count = options.Number("count", 10000);
-    const std::chrono::seconds budget(options.Number("seconds", 3600));
-    std::printf("seed %" PRIu64 "\n", seed);
+    gint64 times = 10000;
+    gint64 seconds = 3600;
+    gint64 seed = std::random_device()();
+    ParseOptions(argc, argv, SUMMARY,
+                 {NumberOption("count", times, "N (10000)"),
+                  NumberOption("seconds", seconds, "Bound restarts and proxies together (3600)"),
+                  NumberOption("seed", seed, "Repeat choices, the moments always differ")});
+    const auto count = static_cast<unsigned long>(times);
+    const std::chrono::seconds budget(seconds);
+    std::printf("seed %" PRId64 "\n", seed);
     std::fflush(stdout);
 
     const QuietHost quiet;
     const PrivateBus bus;
     Watchdog watchdog(std::chrono::seconds(180));
-    std::mt19937_64 numbers(seed);
+    std::mt19937_64 numbers(static_cast<std::uint64_t>(seed));
     const auto begin = std::chrono::steady_clock::now();
     Phase restarts{bus, watchdog, numbers, count, begin + budget / 2, {}};
     Phase lives{bus, watchdog, numbers, count, begin + budget, {}};

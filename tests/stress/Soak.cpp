@@ -25,20 +25,14 @@
 
 namespace {
 
-constexpr const char* USAGE =
-    "Usage: applist_soak [--count N] [--lives N] [--seconds N]\n"
-    "\n"
+constexpr const char* SUMMARY =
     "On a bus of its own, makes N requests through AppListProxy, and less of each other\n"
     "kind of traffic, and prints resident memory, heap, threads, descriptors and the bus's\n"
     "match rules before and after. The reply that a request keeps is the only growth that\n"
     "is allowed.\n"
     "\n"
-    "  --count N    N (default 1000000)\n"
-    "  --lives N    so many partner restarts, and proxies (default: N / 1000)\n"
-    "  --seconds N  bounds each kind of traffic (default 1800)\n"
-    "\n"
     "Exit status: 0 nothing else grew, 1 something did, 2 bad arguments,\n"
-    "77 the heap cannot be measured here (another allocator).\n";
+    "77 the heap cannot be measured here (another allocator).";
 
 // What a kept reply costs besides its bytes: about 230 (GLib 2.74).
 constexpr double KEPT_LEAST = 100;
@@ -272,16 +266,22 @@ void RunAll(Soak& soak, unsigned long count, unsigned long lives) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const Options options(argc, argv, USAGE, {"count", "lives", "seconds"}, {});
+    gint64 count = 1000000;
+    gint64 lives = -1;
+    gint64 seconds = 1800;
+    ParseOptions(argc, argv, SUMMARY,
+                 {NumberOption("count", count, "N (1000000)"),
+                  NumberOption("lives", lives, "Partner restarts, and proxies (N / 1000)"),
+                  NumberOption("seconds", seconds, "Bound each kind of traffic (1800)")});
     const QuietHost quiet;
     if (mallinfo2().uordblks == 0) {
         std::fprintf(stderr, "soak: this allocator does not tell how much is in use\n");
         return 77;
     }
-    Soak soak(options.Number("seconds", 1800));
+    Soak soak(static_cast<unsigned long>(seconds));
     try {
-        const unsigned long count = options.Number("count", 1000000);
-        RunAll(soak, count, options.Number("lives", count / 1000));
+        RunAll(soak, static_cast<unsigned long>(count),
+               static_cast<unsigned long>(lives < 0 ? count / 1000 : lives));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "soak: %s\n", error.what());
         return 1;

@@ -1,26 +1,42 @@
-// The command lines of the long-running programs: --name N, --flag and --help.
+// The command line of a program of the tests, parsed by GLib.
 #ifndef APPLIST_TESTS_OPTIONS_H
 #define APPLIST_TESTS_OPTIONS_H
 
-#include <map>
-#include <set>
-#include <string>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include <glib.h>
 
 inline namespace applist_test {
 
-class Options {
-public:
-    /** Ends the program after --help, and with status 2 when the arguments are wrong. */
-    Options(int argc, char** argv, const char* usage, const std::set<std::string>& numbers,
-            const std::set<std::string>& flags);
+/** Stores the options in their entries. Ends the program after --help, and with status 2 when the
+    arguments are wrong. */
+inline void ParseOptions(int argc, char** argv, const char* summary,
+                         std::vector<GOptionEntry> entries) {
+    entries.push_back({});
+    g_autoptr(GOptionContext) context = g_option_context_new(nullptr);
+    g_option_context_set_summary(context, summary);
+    g_option_context_add_main_entries(context, entries.data(), nullptr);
+    g_autoptr(GError) error = nullptr;
+    if (g_option_context_parse(context, &argc, &argv, &error) == FALSE || argc > 1) {
+        std::fprintf(stderr, "%s: %s, see --help\n", argv[0],
+                     error != nullptr ? error->message : "unexpected argument");
+        std::exit(2);
+    }
+}
 
-    unsigned long Number(const std::string& name, unsigned long byDefault) const;
-    bool Has(const std::string& flag) const { return m_flags.count(flag) != 0; }
+inline GOptionEntry NumberOption(const char* name, gint64& value, const char* description) {
+    return {name, 0, 0, G_OPTION_ARG_INT64, &value, description, "N"};
+}
 
-private:
-    std::map<std::string, unsigned long> m_numbers;
-    std::set<std::string> m_flags;
-};
+inline GOptionEntry TextOption(const char* name, char*& value, const char* description) {
+    return {name, 0, 0, G_OPTION_ARG_STRING, &value, description, "TEXT"};
+}
+
+inline GOptionEntry FlagOption(const char* name, gboolean& value, const char* description) {
+    return {name, 0, 0, G_OPTION_ARG_NONE, &value, description, nullptr};
+}
 
 } // namespace applist_test
 

@@ -10,32 +10,25 @@
 #include <unistd.h>
 
 #include "Hex.h"
+#include "Options.h"
 #include "Partner.h"
 
 namespace {
 
-constexpr const char* USAGE =
-    "Usage: applist_test_partner [OPTION...]\n"
-    "\n"
+constexpr const char* SUMMARY =
     "Joins the system bus (DBUS_SYSTEM_BUS_ADDRESS), shakes hands with a host and keeps\n"
-    "a copy of its list. Ends with its standard input.\n"
+    "a copy of its list. Ends with its standard input. Moments to be killed at:\n"
+    "syn-announced syn-seen syn-ack-announced ack-seen syn-ack-seen ack-announced\n"
+    "request-seen\n"
     "\n"
-    "  --id ID            the endpoint id (default: Applist)\n"
-    "  --retry-ms N       how often it announces itself until connected (20; 0: once)\n"
-    "  --die-at MOMENT    SIGKILLs itself there: syn-announced syn-seen syn-ack-announced\n"
-    "                     ack-seen syn-ack-seen ack-announced request-seen\n"
-    "  --reply-size N     bytes of each reply but that to the selection query (0)\n"
-    "  --created          sends the created event whenever it is connected\n"
-    "  --keep-requests    remembers the requests for \"requests\"\n"
-    "\n"
-    "It prints \"name NAME\" and, each time, \"connected HOST\". Lines it takes, bytes in\n"
-    "hexadecimal and \"-\" for none; each is answered with one line that starts alike:\n"
+    "Prints \"name NAME\" and, each time, \"connected HOST\". Reads commands, with bytes in\n"
+    "hexadecimal and \"-\" for none, and answers each with a line that starts alike:\n"
     "  syn                announce SYN      created            a new, empty list\n"
     "  notify HEX         one notification  select HEX         the selection query's answer\n"
     "  burst COUNT        numbered ones     noise MS           the four events, 0: silence\n"
     "  call HEX           call the host     list               its records, its selection\n"
     "  requests           those since last  received           count, count in order\n"
-    "  leave              leave the bus\n";
+    "  leave              leave the bus";
 
 struct Session {
     std::unique_ptr<Partner> partner;
@@ -96,49 +89,34 @@ gboolean OnLine(GIOChannel* input, GIOCondition /*condition*/, void* data) {
     return G_SOURCE_CONTINUE;
 }
 
-bool ReadOptions(int argc, char** argv, Partner::Options& options) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        if (option == "--created") {
-            options.createsList = true;
-            continue;
-        }
-        if (option == "--keep-requests") {
-            options.keepsRequests = true;
-            continue;
-        }
-        if (i + 1 == argc) {
-            return false;
-        }
-        const std::string value = argv[++i];
-        if (option == "--id") {
-            options.id = value;
-        } else if (option == "--die-at") {
-            options.dieAt = value;
-        } else if (option == "--retry-ms") {
-            options.retryMs = static_cast<unsigned>(std::strtoul(value.c_str(), nullptr, 10));
-        } else if (option == "--reply-size") {
-            options.replySize = std::strtoul(value.c_str(), nullptr, 10);
-        } else {
-            return false;
-        }
-    }
-    return true;
+Partner::Options ReadOptions(int argc, char** argv) {
+    g_autofree char* id = nullptr;
+    g_autofree char* moment = nullptr;
+    gint64 retryMs = 20;
+    gint64 replySize = 0;
+    gboolean created = FALSE;
+    gboolean keepRequests = FALSE;
+    ParseOptions(
+        argc, argv, SUMMARY,
+        {TextOption("id", id, "The endpoint id (Applist)"),
+         TextOption("die-at", moment, "SIGKILL itself at this moment"),
+         NumberOption("retry-ms", retryMs, "Announce itself so often until connected (20)"),
+         NumberOption("reply-size", replySize, "Bytes of replies but the selection's (0)"),
+         FlagOption("created", created, "Send the created event when connected"),
+         FlagOption("keep-requests", keepRequests, "Keep the requests for \"requests\"")});
+    return {id != nullptr ? id : "Applist",
+            moment != nullptr ? moment : "",
+            static_cast<unsigned>(retryMs),
+            static_cast<std::size_t>(replySize),
+            created != FALSE,
+            keepRequests != FALSE};
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && std::string(argv[1]) == "--help") {
-        std::fputs(USAGE, stdout);
-        return 0;
-    }
-    Partner::Options options;
-    if (!ReadOptions(argc, argv, options)) {
-        std::fprintf(stderr, "applist_test_partner: bad options\n%s", USAGE);
-        return 2;
-    }
-    Session session{std::make_unique<Partner>(options), g_main_loop_new(nullptr, FALSE)};
+    Session session{std::make_unique<Partner>(ReadOptions(argc, argv)),
+                    g_main_loop_new(nullptr, FALSE)};
     g_autoptr(GIOChannel) input = g_io_channel_unix_new(STDIN_FILENO);
     g_io_add_watch(input, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), OnLine, &session);
     g_main_loop_run(session.loop);
