@@ -50,8 +50,7 @@ BareEndpoint::~BareEndpoint() {
 }
 
 void BareEndpoint::Subscribe(const char* sender, const char* interface, const char* member,
-                             const char* path, const char* argument,
-                             GDBusSignalCallback callback) {
+                             const char* path, const char* argument, GDBusSignalCallback callback) {
     m_subscriptions.push_back(
         g_dbus_connection_signal_subscribe(m_connection, sender, interface, member, path, argument,
                                            G_DBUS_SIGNAL_FLAGS_NONE, callback, this, nullptr));

@@ -1,4 +1,5 @@
-// A host without the library on a bus connection of its own, for steps that the library never takes.
+// A host without the library on a bus connection of its own, for steps that the library never
+// takes.
 #ifndef APPLIST_TESTS_RAWHOST_H
 #define APPLIST_TESTS_RAWHOST_H
 

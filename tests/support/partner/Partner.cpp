@@ -84,9 +84,9 @@ void Partner::Bind(const std::string& host) {
     }
     m_connected = false;
     m_host = host;
-    m_hostWatch =
-        g_bus_watch_name_on_connection(m_endpoint->Connection(), host.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
-                                       nullptr, OnHostVanished, this, nullptr);
+    m_hostWatch = g_bus_watch_name_on_connection(m_endpoint->Connection(), host.c_str(),
+                                                 G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
+                                                 OnHostVanished, this, nullptr);
 }
 
 void Partner::Connected() {
