@@ -25,7 +25,9 @@ constexpr Verb VERBS[] = {
     {"partner", PartnerVerb::Describe, PartnerVerb::Run},
     {"check", CheckVerb::Describe, CheckVerb::Run},
     {"check partner", CheckPartnerVerb::Describe, CheckPartnerVerb::Run},
+#ifdef APPLIST_WITH_MONITOR // absent without libpcap or nlohmann-json
     {"monitor", MonitorVerb::Describe, MonitorVerb::Run},
+#endif
 };
 
 Usage ProgramUsage() {
@@ -37,7 +39,9 @@ Usage ProgramUsage() {
             "  partner        Run a partner that keeps the list of the host\n"
             "  check          Check that this user can run a host on this device\n"
             "  check partner  Check a partner against its duties\n"
+#ifdef APPLIST_WITH_MONITOR
             "  monitor        Show the traffic of host and partner, live or from a capture\n"
+#endif
             "\n"
             "'applistctl VERB --help' shows the help of a verb.",
             "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
