@@ -1,5 +1,5 @@
-# What watches the programs while the tests run, chosen by APPLIST_CHECKER (scripts/check and
-# CMakePresets.json set it). Empty for an ordinary build.
+# APPLIST_CHECKER selects a checker for the tests. scripts/check and CMakePresets.json set it; an
+# ordinary build has none.
 set(APPLIST_CHECKER "" CACHE STRING "asan, tsan, valgrind, coverage or fuzz")
 set_property(CACHE APPLIST_CHECKER PROPERTY STRINGS "" asan tsan valgrind coverage fuzz)
 
@@ -7,7 +7,7 @@ if(NOT APPLIST_CHECKER)
     return()
 endif()
 
-# clang's check of function pointer types does not know that GObject casts them.
+# GObject casts function pointers, which clang's check of their types reports.
 set(undefined -fsanitize=undefined -fno-sanitize-recover=undefined
     $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
 
@@ -28,16 +28,16 @@ elseif(APPLIST_CHECKER STREQUAL fuzz)
     endif()
     set(flags -fsanitize=fuzzer-no-link -fsanitize=address ${undefined} -fno-omit-frame-pointer)
 else()
-    message(FATAL_ERROR "APPLIST_CHECKER is '${APPLIST_CHECKER}', which is none of the checkers")
+    message(FATAL_ERROR "APPLIST_CHECKER: unknown checker '${APPLIST_CHECKER}'")
 endif()
-# With its checks in between, g++ takes some of the C++ library's variables for uninitialised.
+# Instrumented, some variables of the C++ library look uninitialised to g++.
 add_compile_options(${flags} -g $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 add_link_options(${flags})
 
 if(APPLIST_CHECKER MATCHES "^(asan|tsan|valgrind)$")
-    # The programs' own functions can be told apart at run time (tests/checkers/KeptOnPurpose.cpp).
+    # tests/checkers/KeptOnPurpose.cpp looks up functions of the programs at run time.
     set(CMAKE_ENABLE_EXPORTS ON)
-    # CTest puts this in front of every test program, also where the tests are listed.
+    # CTest runs each test program under this emulator, also to list its tests.
     set(CMAKE_CROSSCOMPILING_EMULATOR
         ${PROJECT_SOURCE_DIR}/tests/checkers/under ${APPLIST_CHECKER}
         ${PROJECT_BINARY_DIR}/tests/checkers/libapplist_kept_on_purpose.so)

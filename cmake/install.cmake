@@ -1,5 +1,5 @@
-# cmake --install: the library, its public headers as the tree they have under src/, a CMake package
-# and a pkg-config module.
+# cmake --install: the library, its public headers in the folders of src/, a CMake package and a
+# pkg-config module.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS applist EXPORT applist-targets
@@ -46,7 +46,7 @@ foreach(folder INCLUDEDIR LIBDIR)
         set(APPLIST_PC_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
     endif()
 endforeach()
-# Static hosts link the platform log's libraries, too.
+# Static hosts also link the libraries of the platform log.
 set(APPLIST_PC_LIBS_PRIVATE -pthread)
 foreach(library IN LISTS APPLIST_PLATFORM_LOG_LIBRARIES)
     if(TARGET "${library}" OR library MATCHES "::")

@@ -1,4 +1,4 @@
-# applist_warnings(TARGET): the warnings that all of the project's own code is free of.
+# applist_warnings(TARGET): enables the warnings of the project's own code.
 function(applist_warnings target)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion

@@ -1,7 +1,7 @@
-# What the toolchain files of this folder share: Debian's cross compiler for APPLIST_TRIPLET, the
-# packages unpacked in APPLIST_SYSROOT, and qemu's user emulation for the tests.
+# The common part of the toolchain files: Debian's cross compiler for APPLIST_TRIPLET, the packages
+# unpacked in APPLIST_SYSROOT, and qemu's user emulation for the tests.
 #
-# The compiler keeps its own C library; only what comes on top of it is taken from the sysroot.
+# The C library is that of the compiler; the other libraries come from the sysroot.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES APPLIST_SYSROOT)
 set(APPLIST_SYSROOT "" CACHE PATH "A folder with the unpacked packages of the target")
 if(NOT IS_DIRECTORY "${APPLIST_SYSROOT}/usr")
@@ -23,13 +23,13 @@ set(ENV{PKG_CONFIG_SYSROOT_DIR} "${APPLIST_SYSROOT}")
 set(ENV{PKG_CONFIG_LIBDIR}
     "${APPLIST_SYSROOT}/usr/lib/${APPLIST_TRIPLET}/pkgconfig:${APPLIST_SYSROOT}/usr/share/pkgconfig")
 
-# Libraries that libraries need.
+# The linker finds indirect dependencies here.
 foreach(kind EXE SHARED)
     set(CMAKE_${kind}_LINKER_FLAGS_INIT
         "-Wl,-rpath-link,${APPLIST_SYSROOT}/usr/lib/${APPLIST_TRIPLET}:${APPLIST_SYSROOT}/lib/${APPLIST_TRIPLET}")
 endforeach()
 
-# An emulator that the caller names, also on the command line or in the environment, stays.
+# An emulator from the command line or the environment has precedence.
 if(NOT DEFINED CMAKE_CROSSCOMPILING_EMULATOR AND NOT DEFINED ENV{CMAKE_CROSSCOMPILING_EMULATOR})
     set(CMAKE_CROSSCOMPILING_EMULATOR
         "${APPLIST_EMULATOR};-E;LD_LIBRARY_PATH=/usr/lib/${APPLIST_TRIPLET}:/lib/${APPLIST_TRIPLET};-L;${APPLIST_SYSROOT}")
