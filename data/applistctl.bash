@@ -1,11 +1,11 @@
-# Completion of applistctl's verbs, options and files for bash.
+# Bash completion of the verbs, options and files of applistctl.
 
 _applistctl() {
     local word=$2 previous=$3 verb="" i
     local options="--bus --help --version -h"
     COMPREPLY=()
 
-    # Bash takes "--read=FILE" for three words.
+    # Bash splits "--read=FILE" into three words.
     if [ "$previous" = = ]; then
         previous=${COMP_WORDS[COMP_CWORD - 2]}
     elif [ "$word" = = ]; then
@@ -24,7 +24,7 @@ _applistctl() {
         esac
     done
 
-    # The value of the option before.
+    # The value of the previous option.
     case $previous in
     --script | --read)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")

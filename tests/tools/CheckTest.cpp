@@ -11,19 +11,19 @@ using testing::HasSubstr;
 
 namespace {
 
-TEST(Check, SaysThatAllIsThere) {
+TEST(DeviceCheck, PassesWithAPolicyAndAPartner) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     ToolProcess check({"check"});
     EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
-    for (const char* const what :
+    for (const char* const step :
          {"bus", "announce", "send", "signal", "partner", "answer", "list"}) {
-        EXPECT_THAT(check.Output(), HasSubstr("ok       " + std::string(what) + " "));
+        EXPECT_THAT(check.Output(), HasSubstr("ok       " + std::string(step) + " "));
     }
 }
 
-TEST(Check, LeavesThePartnerFreeForAHost) {
+TEST(DeviceCheck, LeavesThePartnerFreeForAHost) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -34,7 +34,7 @@ TEST(Check, LeavesThePartnerFreeForAHost) {
     EXPECT_TRUE(host.Connect());
 }
 
-TEST(Check, MissesAPartner) {
+TEST(DeviceCheck, ReportsAMissingPartner) {
     const PrivateBus bus;
     ToolProcess check({"check", "--limit=0.2"});
     EXPECT_EQ(check.WaitForExit(), 4);
@@ -42,7 +42,7 @@ TEST(Check, MissesAPartner) {
     EXPECT_THAT(check.Output(), HasSubstr("-> check that the partner runs"));
 }
 
-TEST(Check, MissesTheRightToAnnounce) {
+TEST(DeviceCheck, ReportsAMissingRightToAnnounce) {
     const PrivateBus bus("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
     ToolProcess check({"check", "--limit=0.2"});
     EXPECT_EQ(check.WaitForExit(), 4);
@@ -52,7 +52,7 @@ TEST(Check, MissesTheRightToAnnounce) {
     EXPECT_THAT(check.Output(), HasSubstr("MISSING  partner   not checked"));
 }
 
-TEST(Check, MissesTheRightToCall) {
+TEST(DeviceCheck, ReportsAMissingRightToCall) {
     const PrivateBus bus("<deny send_interface=\"org.morva.javamw.DbusCommunication\" "
                          "send_member=\"Send\"/>");
     ToolProcess check({"check", "--limit=0.2"});
@@ -62,7 +62,7 @@ TEST(Check, MissesTheRightToCall) {
     EXPECT_THAT(check.Output(), HasSubstr("ok       signal"));
 }
 
-TEST(Check, MissesTheRightToSignal) {
+TEST(DeviceCheck, ReportsAMissingRightToSignal) {
     const PrivateBus bus("<deny send_interface=\"org.morva.javamw.DbusCommunication\" "
                          "send_member=\"SendSignal\"/>");
     ToolProcess check({"check", "--limit=0.2"});
@@ -71,7 +71,7 @@ TEST(Check, MissesTheRightToSignal) {
     EXPECT_THAT(check.Output(), HasSubstr("MISSING  signal    SendSignal to itself"));
 }
 
-TEST(Check, MissesAnAnswer) {
+TEST(DeviceCheck, ReportsARequestWithoutAReply) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     partner.Send("fault silence");
@@ -84,7 +84,7 @@ TEST(Check, MissesAnAnswer) {
     EXPECT_THAT(check.Output(), HasSubstr("no reply within 0.3 s"));
 }
 
-TEST(Check, MissesThePartnersNotification) {
+TEST(DeviceCheck, ReportsAMissingNotificationOfThePartner) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -96,7 +96,7 @@ TEST(Check, MissesThePartnersNotification) {
     EXPECT_THAT(check.Output(), HasSubstr("MISSING  list      no notification 4 within 0.3 s"));
 }
 
-TEST(Check, SaysThatThereIsNoBus) {
+TEST(DeviceCheck, ReportsAMissingBus) {
     ToolProcess check({"check", "--bus=unix:path=/nonexistent/bus"});
     EXPECT_EQ(check.WaitForExit(), 3);
     EXPECT_THAT(check.Output(), HasSubstr("MISSING  bus"));

@@ -74,7 +74,7 @@ TEST_P(CommandLine, IsAnswered) {
 INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(CASES),
                          [](const auto& row) { return row.param.name; });
 
-TEST(BusOption, WinsOverTheEnvironment) {
+TEST(BusOption, OverridesTheEnvironment) {
     const PrivateBus bus;
     ToolProcess tool({"partner", "--bus", bus.Address()},
                      {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"});
@@ -83,7 +83,7 @@ TEST(BusOption, WinsOverTheEnvironment) {
     EXPECT_EQ(tool.WaitForExit(), 0);
 }
 
-TEST(Colour, DoesNotGoIntoAPipe) {
+TEST(Colour, IsNotWrittenToAPipe) {
     const PrivateBus bus;
     ToolProcess tool({"partner"}, {"TERM=xterm"});
     EXPECT_TRUE(tool.WaitFor("_SERVICE_SYN: a partner has started\n"));

@@ -92,7 +92,7 @@ void WaitUntil(Clock::time_point time) {
 
 // Both announce themselves at the same instant, give or take; the shift, a different one each time,
 // sweeps the one announcement over the other.
-TEST(CrossedStart, AHundredSimultaneousStartsAllEndConnected) {
+TEST(CrossedStart, ConnectsInEachOfAHundredSimultaneousStarts) {
     constexpr int STARTS = 100;
     const PrivateBus bus;
     const Clock::duration lag = PartnersLag(bus);

@@ -1,4 +1,4 @@
-// Host and partner as two processes: what they show of their lists must be equal in the end.
+// Host and partner as two processes: their final listings must be equal.
 #include <csignal>
 #include <string>
 
@@ -53,7 +53,7 @@ TEST(EndToEnd, AClearedListIsEmptyOnBothSides) {
     EXPECT_EQ(partner.List(), "list: 0 items\nselection: none\n");
 }
 
-TEST(EndToEnd, APartnerThatWasKilledGetsListAndSelectionAgain) {
+TEST(EndToEnd, ARestartedPartnerReceivesListAndSelectionAgain) {
     const PrivateBus bus;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(host.WaitFor("no partner yet"));
@@ -74,7 +74,7 @@ TEST(EndToEnd, APartnerThatWasKilledGetsListAndSelectionAgain) {
     EXPECT_EQ(list, host.List());
 }
 
-TEST(EndToEnd, AHostThatWasKilledIsForgottenAndTheNextOneServed) {
+TEST(EndToEnd, APartnerServesTheNextHostAfterTheFirstIsKilled) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -88,7 +88,7 @@ TEST(EndToEnd, AHostThatWasKilledIsForgottenAndTheNextOneServed) {
     EXPECT_TRUE(partner.WaitFor("my list has 2 items now"));
 }
 
-TEST(EndToEnd, APartnerThatRecreatesItsListIsFilledAgain) {
+TEST(EndToEnd, APartnerWithANewListReceivesTheListAgain) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -101,7 +101,7 @@ TEST(EndToEnd, APartnerThatRecreatesItsListIsFilledAgain) {
     EXPECT_TRUE(host.WaitFor("the partner has a new list: the library sent it all 5 items"));
 }
 
-TEST(EndToEnd, ASecondHostGetsItsTurnWhenTheFirstHasGone) {
+TEST(EndToEnd, ASecondHostConnectsWhenTheFirstExits) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));

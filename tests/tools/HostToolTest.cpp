@@ -1,5 +1,5 @@
-// "applistctl host" against a partner of the test's: where its items come from, what its commands
-// send, what it says about events.
+// "applistctl host" with the partner of the test: the source of its items, the requests of its
+// commands, and its output for events.
 #include <memory>
 #include <string>
 #include <vector>
@@ -77,7 +77,7 @@ TEST_F(HostTool, AddsAnItemAtTheEnd) {
     EXPECT_EQ(NextRequest(), "Car Radio\nradio\n\xd5\x07\0\0"s);
 }
 
-TEST_F(HostTool, TakesQuotedWords) {
+TEST_F(HostTool, AcceptsQuotedWords) {
     m_host->Send("add 'an id' \"Car  Radio\"");
     EXPECT_EQ(NextRequest(), "Car  Radio\nan id\n\xd5\x07\0\0"s);
 }
@@ -102,19 +102,19 @@ TEST_F(HostTool, ClearsTheList) {
     EXPECT_EQ(NextRequest(), "\xd3\x07\0\0"s);
 }
 
-TEST_F(HostTool, ClicksAnItemOnceAnEventHasCome) {
+TEST_F(HostTool, ClicksAnItemAfterAnEvent) {
     BringAnEvent();
     m_host->Send("click clock.desktop");
     EXPECT_EQ(NextRequest(), "Clock\nclock.desktop\n\xd6\x07\0\0"s);
 }
 
-TEST_F(HostTool, ListsOnceAnEventHasCome) {
+TEST_F(HostTool, ListsItsItemsAfterAnEvent) {
     BringAnEvent();
     m_host->Send("list");
     EXPECT_TRUE(m_host->WaitFor("list: 1 item\n    1  Clock  clock.desktop\nselection: none\n"));
 }
 
-TEST_F(HostTool, SaysWhatIsSelectedWhenThePartnerMovesTheSelection) {
+TEST_F(HostTool, PrintsTheSelectionThatThePartnerReports) {
     m_partner.AnswerWith([](const TestPartner::Bytes&) {
         const std::string record = "Clock\nclock.desktop\n";
         return TestPartner::Bytes(record.begin(), record.end());
@@ -124,17 +124,17 @@ TEST_F(HostTool, SaysWhatIsSelectedWhenThePartnerMovesTheSelection) {
     EXPECT_THAT(m_host->Output(), Not(HasSubstr("the partner has a new list")));
 }
 
-TEST_F(HostTool, SaysWhenTheSelectionIsGone) {
+TEST_F(HostTool, PrintsThatThePartnerReportsNoSelection) {
     Notify("\x02\0\0\0"s);
     EXPECT_TRUE(m_host->WaitFor("OnItemSelectionEvent: the partner has selected none"));
 }
 
-TEST_F(HostTool, TellsOfAClick) {
+TEST_F(HostTool, PrintsAClickOfThePartner) {
     Notify("\x03\0\0\0"s);
     EXPECT_TRUE(m_host->WaitFor("OnItemClickedEvent"));
 }
 
-TEST_F(HostTool, MovesTheSelectionAlongWithAModifiedItem) {
+TEST_F(HostTool, SelectsTheNewItemWhenTheSelectedOneIsModified) {
     BringAnEvent();
     m_host->Send("select clock.desktop");
     m_host->Send("modify clock.desktop clock.desktop Renamed");
@@ -145,13 +145,13 @@ TEST_F(HostTool, MovesTheSelectionAlongWithAModifiedItem) {
     EXPECT_TRUE(m_host->WaitFor("list: 0 items\nselection: none"));
 }
 
-TEST_F(HostTool, EndsWithStatusThreeWhenTheBusGoesAway) {
+TEST_F(HostTool, ExitsWithStatusThreeWhenTheBusIsLost) {
     m_bus.Kill();
     EXPECT_TRUE(m_host->WaitForError("applistctl host: the bus is gone"));
     EXPECT_EQ(m_host->WaitForExit(), 3);
 }
 
-TEST_F(HostTool, EndsQuietlyAtTheEndOfItsInput) {
+TEST_F(HostTool, ExitsQuietlyAtTheEndOfItsInput) {
     m_host->CloseInput();
     EXPECT_EQ(m_host->WaitForExit(), 0);
     EXPECT_EQ(m_host->Errors(), "");
@@ -231,7 +231,7 @@ std::string ItemsFrom(const std::vector<std::string>& folders,
     return items;
 }
 
-TEST(HostEntries, LeaveOutHiddenOnesAndTakeSubfoldersIntoTheId) {
+TEST(HostEntries, SkipHiddenEntriesAndPutSubfoldersIntoTheId) {
     EXPECT_EQ(ItemsFrom({SAMPLE_APPLICATIONS}), "Calculator    calculator.desktop|"
                                                 "Clock         clock.desktop|"
                                                 "Music Player  media-music-player.desktop|"
@@ -239,13 +239,13 @@ TEST(HostEntries, LeaveOutHiddenOnesAndTakeSubfoldersIntoTheId) {
                                                 "Photos        media-photos.desktop|");
 }
 
-TEST(HostEntries, HaveTheNameOfTheUsersLanguage) {
+TEST(HostEntries, HaveTheNameInTheLanguageOfTheUser) {
     const TemporaryFolder folder;
     folder.Write("clock.desktop", Entry("Name=Clock\nName[de]=Uhr\n"));
     EXPECT_EQ(ItemsFrom({folder.Path()}, {"LC_ALL=C.UTF-8", "LANGUAGE=de"}), "Uhr  clock.desktop|");
 }
 
-TEST(HostEntries, ComeFromTheXdgFoldersByDefaultAndTheUsersComeFirst) {
+TEST(HostEntries, ComeFromTheXdgFoldersByDefaultWithThoseOfTheUserFirst) {
     const TemporaryFolder folder;
     folder.Write("home/applications/a.desktop", Entry("Name=Mine\n"));
     folder.Write("one/applications/a.desktop", Entry("Name=Theirs\n"));
@@ -255,7 +255,7 @@ TEST(HostEntries, ComeFromTheXdgFoldersByDefaultAndTheUsersComeFirst) {
               "Mine   a.desktop|Other  b.desktop|");
 }
 
-TEST(HostEntries, AreHiddenByAHiddenOneOfAnEarlierFolder) {
+TEST(HostEntries, AreHiddenByAHiddenEntryOfAnEarlierFolder) {
     const TemporaryFolder folder;
     folder.Write("one/a.desktop", Entry("Name=A\nHidden=true\n"));
     folder.Write("two/a.desktop", Entry("Name=A\n"));
@@ -269,13 +269,13 @@ TEST(HostEntries, MustBeApplications) {
     EXPECT_EQ(ItemsFrom({folder.Path()}), "");
 }
 
-TEST(HostEntries, LoseTheLineFeedsInTheirNames) {
+TEST(HostEntries, HaveSpacesForTheLineFeedsInTheirNames) {
     const TemporaryFolder folder;
     folder.Write("a.desktop", Entry("Name=Two\\nLines\n"));
     EXPECT_EQ(ItemsFrom({folder.Path()}), "Two Lines  a.desktop|");
 }
 
-TEST(HostEntries, AreLeftOutWithAReasonWhenTheyCannotBeRead) {
+TEST(HostEntries, AreSkippedWithAReasonWhenTheyAreUnreadable) {
     const PrivateBus bus;
     const TemporaryFolder folder;
     folder.Write("broken.desktop", "no key file\n");
@@ -287,7 +287,7 @@ TEST(HostEntries, AreLeftOutWithAReasonWhenTheyCannotBeRead) {
     EXPECT_THAT(host.Output(), HasSubstr("!! skipped " + folder.Path() + "/nameless.desktop: "));
 }
 
-TEST(HostWithoutPartner, IsToldOnceWhereToLookForTheReason) {
+TEST(HostWithoutPartner, ShowsOneHintAtTheReason) {
     const PrivateBus bus;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(host.WaitFor("no partner yet"));

@@ -128,18 +128,18 @@ private:
         }
     }
 
-    void Good(const std::string& what, const std::string& text) {
-        m_output.Line("ok       " + Padded(what) + text, Output::Tone::Sent);
+    void Good(const std::string& step, const std::string& text) {
+        m_output.Line("ok       " + Padded(step) + text, Output::Tone::Sent);
     }
 
-    void Missing(const std::string& what, const std::string& text, const std::string& advice) {
+    void Missing(const std::string& step, const std::string& text, const std::string& advice) {
         m_isGood = false;
-        m_output.Line("MISSING  " + Padded(what) + text, Output::Tone::Problem);
+        m_output.Line("MISSING  " + Padded(step) + text, Output::Tone::Problem);
         m_output.Line("         " + Padded("") + "-> " + advice);
     }
 
-    static std::string Padded(const std::string& what) {
-        return what + std::string(10 - what.size(), ' ');
+    static std::string Padded(const std::string& step) {
+        return step + std::string(10 - step.size(), ' ');
     }
 
     Output& m_output;

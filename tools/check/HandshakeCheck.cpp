@@ -19,8 +19,8 @@ double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::string NotWithin(const char* what, const CheckRun& run) {
-    return std::string("no ") + what + " within " + InSeconds(run.limit);
+std::string NotWithin(const char* step, const CheckRun& run) {
+    return std::string("no ") + step + " within " + InSeconds(run.limit);
 }
 
 // Waits for a step of the partner, and records its duration.
