@@ -3,10 +3,12 @@
 #include <cerrno>
 #include <csignal>
 #include <stdexcept>
+#include <string>
 
 #include <gio/gunixinputstream.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include "MainLoop.h"
 
@@ -79,6 +81,13 @@ void Process::CloseInput() {
 
 void Process::Kill(int signal) {
     g_subprocess_send_signal(m_process, signal);
+}
+
+void Process::Stop() {
+    const auto id = static_cast<id_t>(std::stoi(Id()));
+    Kill(SIGSTOP);
+    siginfo_t ignored;
+    waitid(P_PID, id, &ignored, WSTOPPED | WEXITED | WNOWAIT); // GSubprocess collects the status
 }
 
 // Returns whether there may be more.

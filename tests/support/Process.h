@@ -2,6 +2,7 @@
 #ifndef APPLIST_TESTS_PROCESS_H
 #define APPLIST_TESTS_PROCESS_H
 
+#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -39,6 +40,10 @@ public:
     void SendBytes(const std::string& bytes);
     void CloseInput();
     void Kill(int signal);
+
+    /** SIGSTOP; returns when the process has stopped. */
+    void Stop();
+    void Continue() { Kill(SIGCONT); }
 
     /** What the process has written so far, without waiting. */
     const std::string& Output();

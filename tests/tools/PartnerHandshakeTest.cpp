@@ -84,18 +84,103 @@ TEST(PartnerHandshake, AcknowledgesAHostThatItIsBoundToAlready) {
     EXPECT_TRUE(host.WaitForNotification("\x04\0\0\0"s));
 }
 
-TEST(PartnerHandshake, AsksForTheListOnceWhenTheHostAsksForTheAcknowledgementTwice) {
+// A host that announces its SYN_ACK twice has refused requests of its own in between.
+TEST(PartnerHandshake, RequestsTheListAgainWhenTheHostAnnouncesItsSynAckTwice) {
     const PrivateBus bus;
     RawHost host(bus);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
     host.Announce("_SYN_ACK");
-    ASSERT_TRUE(host.WaitForAnnouncement("_ACK"));
+    ASSERT_TRUE(partner.WaitFor("APPLIST_LOCAL_CREATED_EVENT"));
+    host.Request("A\n1\n\xd5\x07\0\0"s);
     host.Announce("_SYN_ACK");
-    ASSERT_TRUE(host.WaitForAnnouncement("_ACK", 2));
-    partner.Send("change");
-    ASSERT_TRUE(host.WaitForNotification("\x01\0\0\0"s));
-    EXPECT_THAT(host.Notifications(), ElementsAre("\x04\0\0\0"s, "\x01\0\0\0"s));
+    ASSERT_TRUE(partner.WaitFor("APPLIST_LOCAL_CREATED_EVENT"));
+    EXPECT_EQ(partner.List(), "list: 0 items\nselection: none\n");
+}
+
+TEST(PartnerHandshake, AnnouncesSynAgainWhileNoHostAnswers) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    EXPECT_TRUE(host.WaitForAnnouncement("_SYN", 3));
+}
+
+TEST(PartnerHandshake, AnnouncesSynAgainWhileItsHostMakesNoRequest) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
+    host.Announce("_SYN_ACK");
+    ASSERT_TRUE(partner.WaitFor("connected with"));
+    EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN: again, " + host.UniqueName()));
+    EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN: again, " + host.UniqueName()));
+}
+
+TEST(PartnerHandshake, TakesTheHostOfAnAckWhileItIsFree) {
+    const PrivateBus bus;
+    RawHost host(bus);
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
+    host.Announce("_ACK");
+    EXPECT_TRUE(host.WaitForNotification("\x04\0\0\0"s));
+}
+
+// The step of another host that the partner is bound to, and the partner's answer when the place is
+// free.
+struct OtherHostRow {
+    const char* name;
+    const char* step;
+    const char* answer;
+};
+
+class OtherHost : public testing::TestWithParam<OtherHostRow> {};
+
+TEST_P(OtherHost, IsAnsweredWhenTheBoundOneVanishes) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost other(bus);
+    {
+        RawHost host(bus);
+        ASSERT_TRUE(host.Connect());
+        ASSERT_TRUE(partner.WaitFor("connected with " + host.UniqueName()));
+        other.Announce(GetParam().step);
+        ASSERT_TRUE(partner.WaitFor("of " + other.UniqueName() + " is not answered"));
+    }
+    ASSERT_TRUE(partner.WaitFor("lost the host"));
+    EXPECT_TRUE(partner.WaitFor(std::string("-> _SERVICE") + GetParam().answer + ": "));
+    if (GetParam().step == std::string("_SYN")) {
+        other.Announce("_SYN_ACK");
+    }
+    EXPECT_TRUE(other.WaitForNotification("\x04\0\0\0"s));
+}
+
+INSTANTIATE_TEST_SUITE_P(, OtherHost,
+                         testing::Values(OtherHostRow{"AfterSyn", "_SYN", "_SYN"},
+                                         OtherHostRow{"AfterSynAck", "_SYN_ACK", "_ACK"},
+                                         OtherHostRow{"AfterAck", "_ACK", "_ACK"}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// Of three hosts the last one is next, and then the one that is left.
+TEST(PartnerHandshake, AnswersOneRememberedHostAfterTheOther) {
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost first(bus);
+    {
+        RawHost second(bus);
+        {
+            RawHost host(bus);
+            ASSERT_TRUE(host.Connect());
+            ASSERT_TRUE(partner.WaitFor("connected with " + host.UniqueName()));
+            first.Announce("_ACK");
+            ASSERT_TRUE(partner.WaitFor("of " + first.UniqueName() + " is not answered"));
+            second.Announce("_ACK");
+            ASSERT_TRUE(partner.WaitFor("of " + second.UniqueName() + " is not answered"));
+        }
+        ASSERT_TRUE(partner.WaitFor("connected with " + second.UniqueName()));
+    }
+    EXPECT_TRUE(partner.WaitFor("connected with " + first.UniqueName()));
 }
 
 TEST(PartnerHandshake, StartsAnewWithAHostThatStartsAnewOnItsConnection) {
@@ -148,27 +233,24 @@ TEST(PartnerHandshake, NoticesThatItsHostHasGoneAndAnnouncesItselfAgain) {
     EXPECT_TRUE(other.WaitForAnnouncement("_SYN"));
 }
 
-TEST(PartnerHandshake, TriesAgainWhileSomebodyElseOwnsTheName) {
+TEST(PartnerHandshake, RepeatsAnAnnouncementWhileAnotherProcessOwnsTheName) {
     const PrivateBus bus;
     RawHost host(bus);
     ASSERT_EQ(CallBus(host, "RequestName", g_variant_new("(su)", PARTNER_SYN, guint32{4})), 1U);
     ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor(" as :"));
-    // It has had its answer, "somebody else owns the name", when it reads commands.
-    partner.Send("list");
-    ASSERT_TRUE(partner.WaitFor("list: 0 items"));
-    EXPECT_EQ(partner.Output().find("_SERVICE_SYN"), std::string::npos);
+    ASSERT_TRUE(partner.WaitFor("!! cannot own the name "s + PARTNER_SYN));
+    EXPECT_EQ(partner.Output().find("-> _SERVICE_SYN"), std::string::npos);
     ASSERT_EQ(CallBus(host, "ReleaseName", g_variant_new("(s)", PARTNER_SYN)), 1U);
-    EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN: "));
+    EXPECT_TRUE(partner.WaitFor("-> _SERVICE_SYN: a partner has started"));
 }
 
-TEST(PartnerHandshake, GivesUpANameThatIsNeverFreeAndStaysThere) {
+TEST(PartnerHandshake, ServesAHostWhileItsOwnNameIsNeverFree) {
     const PrivateBus bus;
     RawHost host(bus);
     ASSERT_EQ(CallBus(host, "RequestName", g_variant_new("(su)", PARTNER_SYN, guint32{4})), 1U);
     ToolProcess partner({"partner"});
-    EXPECT_TRUE(partner.WaitFor("!! cannot own the name "s + PARTNER_SYN));
-    EXPECT_TRUE(host.Connect()) << "a host that announces itself is still served";
+    ASSERT_TRUE(partner.WaitFor("!! cannot own the name "s + PARTNER_SYN));
+    EXPECT_TRUE(host.Connect());
 }
 
 } // namespace

@@ -42,7 +42,6 @@ BareHost::BareHost() : m_bus([](const std::string&) {}, SystemBus::Kind::Own) {
         return;
     }
     m_traffic = std::make_unique<Traffic>(connection);
-    m_announcement = std::make_unique<NameAnnouncement>(connection);
     const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
     g_autoptr(GDBusNodeInfo) node =
         g_dbus_node_info_new_for_xml(JavaMWDbusRemote::INTERFACE_XML, nullptr);
@@ -83,25 +82,45 @@ void BareHost::OnCall(GDBusConnection* /*connection*/, const char* /*sender*/, c
 // The handshake
 
 std::string BareHost::Announce(const std::string& suffix) {
+    // One of its own for each call: a step that comes meanwhile is answered before this one is
+    // done.
+    NameAnnouncement announcement(m_bus.Connection());
     std::optional<std::string> outcome;
-    m_announcement->Start(HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
-                          [&outcome](NameAnnouncement::Result result, const std::string& problem) {
-                              outcome = result == NameAnnouncement::Result::Done ? "" : problem;
-                          });
+    announcement.Start(HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
+                       NameAnnouncement::WhileOwned::Repeat,
+                       [&](NameAnnouncement::Result result, const std::string& problem) {
+                           if (result == NameAnnouncement::Result::Done) {
+                               outcome = "";
+                           } else if (result != NameAnnouncement::Result::Owned) {
+                               outcome = problem;
+                           }
+                       });
     WaitUntil([&] { return outcome.has_value(); }, BUS_LIMIT_S);
-    m_announcement->Cancel();
     return outcome.value_or("no reply from the bus");
 }
 
 std::string BareHost::OwnName(const std::string& suffix) {
-    return CallBus("RequestName",
-                   g_variant_new("(su)", HandshakeNames::EndpointName(ENDPOINT_ID, suffix).c_str(),
-                                 NAME_FLAG_DO_NOT_QUEUE));
+    return RequestName(HandshakeNames::EndpointName(ENDPOINT_ID, suffix));
 }
 
 void BareHost::ReleaseName(const std::string& suffix) {
-    CallBus("ReleaseName",
-            g_variant_new("(s)", HandshakeNames::EndpointName(ENDPOINT_ID, suffix).c_str()));
+    ReleaseFullName(HandshakeNames::EndpointName(ENDPOINT_ID, suffix));
+}
+
+std::string BareHost::OwnPartnersName(const std::string& suffix) {
+    return RequestName(HandshakeNames::PartnerName(ENDPOINT_ID, suffix));
+}
+
+void BareHost::ReleasePartnersName(const std::string& suffix) {
+    ReleaseFullName(HandshakeNames::PartnerName(ENDPOINT_ID, suffix));
+}
+
+std::string BareHost::RequestName(const std::string& name) {
+    return CallBus("RequestName", g_variant_new("(su)", name.c_str(), NAME_FLAG_DO_NOT_QUEUE));
+}
+
+void BareHost::ReleaseFullName(const std::string& name) {
+    CallBus("ReleaseName", g_variant_new("(s)", name.c_str()));
 }
 
 std::string BareHost::CallBus(const char* method, GVariant* parameters) {
@@ -123,9 +142,10 @@ void BareHost::OnNameOwnerChanged(GDBusConnection* /*connection*/, const char* /
     const char* oldOwner = nullptr;
     const char* newOwner = nullptr;
     g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
-    if (*newOwner == '\0') {
+    auto* const self = static_cast<BareHost*>(user_data);
+    if (*newOwner == '\0' && self->UniqueName() != oldOwner) {
         const std::string stem = HandshakeNames::PartnerName(ENDPOINT_ID, "");
-        static_cast<BareHost*>(user_data)->OnStep(name + stem.size(), oldOwner);
+        self->OnStep(name + stem.size(), oldOwner);
     }
 }
 
@@ -140,7 +160,10 @@ void BareHost::OnStep(const std::string& suffix, const std::string& partner) {
     } else if (!m_isBound) {
         m_isBound = true;
         const bool isAnswer = suffix == "_SYN_ACK";
-        m_isReady = Announce(isAnswer ? "_ACK" : "_SYN_ACK").empty() && isAnswer;
+        // The partner may acknowledge before the announcement returns.
+        if (Announce(isAnswer ? "_ACK" : "_SYN_ACK").empty() && isAnswer) {
+            m_isReady = true;
+        }
     }
 }
 

@@ -37,6 +37,13 @@ public:
     std::string OwnName(const std::string& suffix);
     void ReleaseName(const std::string& suffix);
 
+    /**
+     * Owns a name of the partner's until it is released.
+     * @return the error text of the bus: on a device the policy refuses the name
+     */
+    std::string OwnPartnersName(const std::string& suffix);
+    void ReleasePartnersName(const std::string& suffix);
+
     /** Discards the announcements so far. */
     void ClearSteps() { m_steps.clear(); }
 
@@ -72,12 +79,13 @@ private:
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
     void OnStep(const std::string& suffix, const std::string& partner);
+    std::string RequestName(const std::string& name);
+    void ReleaseFullName(const std::string& name);
     std::string CallBus(const char* method, GVariant* parameters);
 
     SystemBus m_bus;
     std::string m_problem;
     std::unique_ptr<Traffic> m_traffic;
-    std::unique_ptr<NameAnnouncement> m_announcement;
     std::vector<guint> m_subscriptionIds;
     guint m_registrationId = 0;
     std::vector<std::string> m_steps;

@@ -2,6 +2,7 @@
 #ifndef APPLIST_TOOLS_CHECKRUN_H
 #define APPLIST_TOOLS_CHECKRUN_H
 
+#include <memory>
 #include <string>
 
 #include <check/BareHost.h>
@@ -20,6 +21,12 @@ struct CheckRun {
 /** "12 ms" */
 std::string InMilliseconds(double seconds);
 
+/** "no _SERVICE_SYN within 3 s" */
+std::string NotWithin(const std::string& what, const CheckRun& run);
+
+/** Ends @p host. @return the next one, which has waited until the partner looks for a host */
+std::unique_ptr<BareHost> FreePartner(CheckRun& run, std::unique_ptr<BareHost> host);
+
 /** The handshake, step by step: in both orders, crossed, and with simultaneous starts. */
 namespace HandshakeCheck {
 
@@ -35,6 +42,15 @@ void CheckTwoHosts(CheckRun& run);
 void CheckStartsTogether(CheckRun& run);
 
 } // namespace HandshakeCheck
+
+/** Half-open pairs, made by hosts that stop reading and are replaced: the partner repairs them. */
+namespace ReplacementCheck {
+/** @param host its host; it has gone at the end, and the partner is free */
+void Check(CheckRun& run, std::unique_ptr<BareHost> host);
+
+/** Why the duties cannot be seen. */
+void Skip(CheckRun& run, const std::string& reason);
+} // namespace ReplacementCheck
 
 /** Each request, and the reply to the query for the selection after it. */
 namespace RequestCheck {

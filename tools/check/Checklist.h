@@ -20,6 +20,11 @@ enum class Duty {
     ServesAtOnce,
     KeepsItsHost,
     AnnouncesItselfAgain,
+    RepeatsWhileFree,
+    RepeatsWhileUnasked,
+    RepeatsRefused,
+    RemembersOthers,
+    BindsOnAck,
     AnswersRequest, ///< one row for each request
     RepliesWithTheSelection,
     DropsARemovedSelection,

@@ -19,10 +19,6 @@ double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::string NotWithin(const char* step, const CheckRun& run) {
-    return std::string("no ") + step + " within " + InSeconds(run.limit);
-}
-
 // Waits for a step of the partner, and records its duration.
 bool CheckStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
     const auto start = Clock::now();
@@ -31,7 +27,7 @@ bool CheckStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
     run.list.Record(duty, came,
                     step + " from " + host.Partner() + " after " +
                         InMilliseconds(SecondsSince(start)),
-                    NotWithin(step.c_str(), run));
+                    NotWithin(step, run));
     return came;
 }
 
@@ -103,21 +99,14 @@ void CheckCrossed(CheckRun& run, BareHost& host) {
     CheckStep(run, Duty::AnswersWhenBound, host, "_ACK");
 }
 
-void CheckSecondHost(CheckRun& run, BareHost& first, BareHost& second) {
-    second.ClearSteps();
+void CheckSecondHost(CheckRun& run, BareHost& first) {
+    BareHost second;
     second.Announce("_SYN");
     const bool answered = second.WaitForStep("_SYN_ACK", SILENCE_S);
     const SentRequest request = first.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Record(
         Duty::KeepsItsHost, !answered, "no answer to _CLIENT_SYN of " + second.UniqueName(),
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
-}
-
-// Removes the host. The next host finds a free partner, unless the partner misses the loss.
-void Disconnect(CheckRun& run, std::unique_ptr<BareHost> host) {
-    BareHost observer;
-    host.reset();
-    observer.WaitForStep("_SYN", run.limit);
 }
 
 bool Find(CheckRun& run, BareHost& host) {
@@ -150,11 +139,22 @@ std::string InMilliseconds(double seconds) {
     return std::to_string(std::lround(seconds * 1000)) + " ms";
 }
 
+std::string NotWithin(const std::string& what, const CheckRun& run) {
+    return "no " + what + " within " + InSeconds(run.limit);
+}
+
+std::unique_ptr<BareHost> FreePartner(CheckRun& run, std::unique_ptr<BareHost> host) {
+    auto next = std::make_unique<BareHost>();
+    host.reset();
+    next->WaitForStep("_SYN", run.limit);
+    return next;
+}
+
 bool HandshakeCheck::FindPartner(CheckRun& run) {
     auto host = std::make_unique<BareHost>();
     const bool found = Find(run, *host);
     if (found) {
-        Disconnect(run, std::move(host));
+        FreePartner(run, std::move(host));
     }
     return found;
 }
@@ -173,7 +173,7 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
             first.Announce("_ACK");
             CheckListRequested(run, first, "with the partner started first");
             CheckCrossed(run, first);
-            CheckSecondHost(run, first, second);
+            CheckSecondHost(run, first);
             RequestCheck::Check(run, first);
         } else {
             run.list.Skip(Duty::AnswersWhenBound, "the partner is not bound to the host");
@@ -183,10 +183,11 @@ void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
     }
     if (!CheckStep(run, Duty::AnnouncesItselfAgain, second, "_SYN") ||
         !AnswerPartnersSyn(run, second)) {
+        ReplacementCheck::Skip(run, "it does not find the next host");
         return;
     }
     RecordTraffic(run, second.Seen());
-    Disconnect(run, std::move(host));
+    ReplacementCheck::Check(run, std::move(host));
 }
 
 // The start of a partner takes some time. Each run starts the host at another moment of it.

@@ -28,6 +28,17 @@ constexpr Kind KINDS[] = {
     {"on-taking", Fault::OnTaking, Takes::Nothing, "answer the taking of a name, not its release"},
     {"any-host", Fault::AnyHost, Takes::Nothing, "leave the host for every other one that comes"},
     {"keep-host", Fault::KeepHost, Takes::Nothing, "stay bound to a host that has gone"},
+    {"no-repeat-free", Fault::NoRepeatFree, Takes::Nothing,
+     "announce _SERVICE_SYN once while no host answers"},
+    {"no-repeat-unasked", Fault::NoRepeatUnasked, Takes::Nothing,
+     "announce no _SERVICE_SYN to a bound host without requests"},
+    {"no-repeat-refused", Fault::NoRepeatRefused, Takes::Nothing,
+     "give up an announcement whose name another process owns"},
+    {"forget-others", Fault::ForgetOthers, Takes::Nothing,
+     "forget the hosts that announce themselves while one is bound"},
+    {"no-bind-on-ack", Fault::NoBindOnAck, Takes::Nothing, "ignore _CLIENT_ACK without a host"},
+    {"strict-mirror", Fault::StrictMirror, Takes::Nothing,
+     "the last five: no more than a host does"},
     {"no-object", Fault::NoObject, Takes::Nothing, "have no communication object"},
     {"no-created", Fault::NoCreated, Takes::Nothing, "do not ask for the list"},
     {"broadcast", Fault::Broadcast, Takes::Nothing, "send notifications to everybody"},
@@ -101,6 +112,9 @@ std::string Faults::Set(const std::vector<std::string>& words) {
         // Once for one request, again for another; or for all of them.
         std::set<std::int32_t>& ids = m_ofReplies[kind->fault];
         requests.empty() ? ids.clear() : ids.insert(requests.begin(), requests.end());
+    } else if (kind->fault == Fault::StrictMirror) {
+        m_plain.insert({Fault::NoRepeatFree, Fault::NoRepeatUnasked, Fault::NoRepeatRefused,
+                        Fault::ForgetOthers, Fault::NoBindOnAck});
     } else {
         m_plain.insert(kind->fault);
     }

@@ -17,6 +17,13 @@ enum class Fault {
     OnTaking,
     AnyHost,
     KeepHost,
+    // Against the duties that repair half-open pairs (ServiceHandshake)
+    NoRepeatFree,
+    NoRepeatUnasked,
+    NoRepeatRefused,
+    ForgetOthers,
+    NoBindOnAck,
+    StrictMirror, ///< all five
     // On the object and in notifications
     NoObject,
     NoCreated,

@@ -18,8 +18,7 @@ Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Ev
       m_replier(faults),
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)),
       m_handshake(connection, output, faults,
-                  {[this](const std::string& host) { OnBound(host); },
-                   [this](const std::string&) { OnReady(); },
+                  {[this](const std::string& host) { OnBound(host); }, [this] { OnReady(); },
                    [this](const std::string& host) { OnLost(host); },
                    [this] { m_events.onFailure(); }}) {}
 
@@ -52,17 +51,22 @@ bool Partner::RegisterObject(GError** error) {
 
 // The host comes and goes
 
-// A host that is new to us gets a new list, which it will be asked to fill.
 void Partner::OnBound(const std::string& host) {
-    m_list.Clear();
     ListenTo(host);
 }
 
+// Whatever the host changed before the handshake is unknown here, so the list starts again.
 void Partner::OnReady() {
     m_output.State("connected with " + m_handshake.Host());
+    m_list.Clear();
     if (!m_faults.Has(Fault::NoCreated)) {
-        Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+        AskForTheList();
     }
+}
+
+bool Partner::AskForTheList() {
+    m_awaitsWholeList = true;
+    return Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
 }
 
 void Partner::OnLost(const std::string& host) {
@@ -96,6 +100,7 @@ void Partner::OnCall(GDBusConnection* /*connection*/, const char* sender, const 
         g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant({}));
         return;
     }
+    self->m_handshake.OnHostRequest();
     const Request request = ReadRequest(std::move(message));
     if (self->m_faults.VanishesNow()) {
         g_object_unref(invocation);
@@ -138,7 +143,7 @@ void Partner::Apply(const Request& request) {
         ShowSize();
         break;
     case APPLIST_ADD_ITEMS_FNC:
-        m_list.AddMissing(request.items);
+        AddItems(request.items);
         ShowSize();
         break;
     case APPLIST_ADD_ITEM_AT_END_FNC:
@@ -161,6 +166,16 @@ void Partner::Apply(const Request& request) {
         }
         break;
     }
+}
+
+// The host may change its list between the handshake and notification 4. Items of such a request
+// are here already when the whole list comes, which alone has them at the right place.
+void Partner::AddItems(const std::vector<ListedItem>& items) {
+    if (m_awaitsWholeList && m_list.IsPartOf(items)) {
+        m_list.Clear();
+        m_awaitsWholeList = false;
+    }
+    m_list.AddMissing(items);
 }
 
 void Partner::Show(const Request& request) {
@@ -266,7 +281,7 @@ bool Partner::Change() {
 
 bool Partner::Recreate() {
     m_list.Clear();
-    return Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+    return AskForTheList();
 }
 
 bool Partner::ParseNumber(const std::string& text, std::size_t& index) {

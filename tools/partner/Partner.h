@@ -65,8 +65,10 @@ private:
     std::vector<char> Answer(const Request& request) const;
     void Carry(const Request& request);
     void Apply(const Request& request);
+    void AddItems(const std::vector<ListedItem>& items);
     void Show(const Request& request);
     void ShowSize();
+    bool AskForTheList();
     bool Notify(AppListNotification id, const std::string& meaning);
 
     bool ParseNumber(const std::string& text, std::size_t& index);
@@ -82,6 +84,7 @@ private:
     guint m_registrationId = 0;
     guint m_signalSubscriptionId = 0;
     PartnerList m_list;
+    bool m_awaitsWholeList = false; ///< notification 4 has been sent
     ServiceHandshake m_handshake;
 };
 

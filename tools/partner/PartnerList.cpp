@@ -56,6 +56,15 @@ void PartnerList::Select(const ListedItem& item) {
     m_selection = found != m_items.end() ? *found : std::make_shared<const ListedItem>(item);
 }
 
+bool PartnerList::IsPartOf(const std::vector<ListedItem>& items) const {
+    std::unordered_set<std::string> ids;
+    for (const ListedItem& item : items) {
+        ids.insert(item.id);
+    }
+    return std::all_of(m_items.begin(), m_items.end(),
+                       [&](const Item& item) { return ids.count(item->id) != 0; });
+}
+
 std::vector<ListedItem> PartnerList::Items() const {
     std::vector<ListedItem> items;
     for (const Item& item : m_items) {

@@ -33,6 +33,9 @@ public:
     void SelectAt(std::size_t index) { m_selection = m_items.at(index); }
     void SelectNone() { m_selection.reset(); }
 
+    /** Whether each id of the list is one of @p items. */
+    bool IsPartOf(const std::vector<ListedItem>& items) const;
+
     std::size_t Size() const { return m_items.size(); }
     std::vector<ListedItem> Items() const;
     const ListedItem& At(std::size_t index) const { return *m_items.at(index); }

@@ -1,18 +1,10 @@
 #include <partner/ServiceHandshake.h>
 
+#include <algorithm>
 #include <utility>
 
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
-
-namespace {
-
-constexpr const char* SYN = "_SYN";
-constexpr const char* SYN_ACK = "_SYN_ACK";
-constexpr const char* ACK = "_ACK";
-constexpr const char* STEPS[] = {SYN, SYN_ACK, ACK};
-
-} // namespace
 
 ServiceHandshake::ServiceHandshake(GDBusConnection* connection, Output& output,
                                    const Faults& faults, Events events)
@@ -23,26 +15,38 @@ ServiceHandshake::ServiceHandshake(GDBusConnection* connection, Output& output,
       m_announcement(connection) {}
 
 ServiceHandshake::~ServiceHandshake() {
-    Unbind();
     for (const guint id : m_subscriptionIds) {
-        if (id != 0) {
-            g_dbus_connection_signal_unsubscribe(m_connection, id);
-        }
+        g_dbus_connection_signal_unsubscribe(m_connection, id);
     }
 }
 
+const char* ServiceHandshake::SuffixOf(Step step) {
+    switch (step) {
+    case Step::Syn:
+        return "_SYN";
+    case Step::SynAck:
+        return "_SYN_ACK";
+    case Step::Ack:
+        break;
+    }
+    return "_ACK";
+}
+
 void ServiceHandshake::Start() {
-    for (std::size_t i = 0; i < G_N_ELEMENTS(STEPS); ++i) {
-        const std::string name = HandshakeNames::EndpointName(ENDPOINT_ID, STEPS[i]);
-        m_subscriptionIds[i] = g_dbus_connection_signal_subscribe(
+    for (const Step step : {Step::Syn, Step::SynAck, Step::Ack}) {
+        const std::string name = HandshakeNames::EndpointName(ENDPOINT_ID, SuffixOf(step));
+        m_subscriptionIds.push_back(g_dbus_connection_signal_subscribe(
             m_connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
             "/org/freedesktop/DBus", name.c_str(), G_DBUS_SIGNAL_FLAGS_NONE, OnNameOwnerChanged,
-            this, nullptr);
+            this, nullptr));
     }
-    // The bus takes our messages in order: the watches are in place before the name is owned, and
-    // no answer of a host is missed.
+    // The bus handles messages in order: the watches are in place before the name is owned, and no
+    // answer of a host is missed.
     AnnounceSyn("a partner has started");
+    StartSynTimer();
 }
+
+// The steps of hosts
 
 void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const char* /*sender*/,
                                           const char* /*path*/, const char* /*interface*/,
@@ -61,123 +65,199 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
     if (*announcer == '\0') {
         return;
     }
-    static const std::pair<const char*, Step> steps[] = {
-        {SYN, &ServiceHandshake::OnHostSyn},
-        {SYN_ACK, &ServiceHandshake::OnHostSynAck},
-        {ACK, &ServiceHandshake::OnHostAck},
-    };
-    for (const auto& [suffix, step] : steps) {
-        if (HandshakeNames::EndpointName(ENDPOINT_ID, suffix) == name) {
-            (self->*step)(announcer);
+    for (const Step step : {Step::Syn, Step::SynAck, Step::Ack}) {
+        if (HandshakeNames::EndpointName(ENDPOINT_ID, SuffixOf(step)) == name) {
+            self->OnHostStep(step, announcer);
         }
     }
 }
 
-// A host has started. The one that we are bound to says so too, when it makes a new list on the
-// connection that it has: then everything starts anew.
-void ServiceHandshake::OnHostSyn(const std::string& host) {
-    if (host == m_host) {
+void ServiceHandshake::OnHostStep(Step step, const std::string& host) {
+    if (!m_host.empty() && host != m_host) {
+        if (!m_faults.Has(Fault::AnyHost)) {
+            OnOtherHostStep(step, host);
+            return;
+        }
         Unbind();
     }
+    switch (step) {
+    case Step::Syn:
+        OnHostSyn(host);
+        break;
+    case Step::SynAck:
+        OnHostSynAck(host);
+        break;
+    case Step::Ack:
+        OnHostAck(host);
+        break;
+    }
+}
+
+// A host has started. The bound host announces SYN too, when it makes a new list on the connection
+// that it has. Then the handshake starts again.
+void ServiceHandshake::OnHostSyn(const std::string& host) {
     m_output.Received("_CLIENT_SYN from " + host + ": a host has started");
-    if (Bind(host, "_CLIENT_SYN") && !m_faults.Has(Fault::NoSynAck)) {
-        Announce(SYN_ACK, "bound to " + host, nullptr);
+    Unbind();
+    Bind(host);
+    if (!m_faults.Has(Fault::NoSynAck)) {
+        Announce(Step::SynAck, "bound to " + host, nullptr);
     }
 }
 
-// The host is bound to us and wants to be told that we are ready.
+// The host is bound, in the belief that this partner has just started, and waits for the answer.
 void ServiceHandshake::OnHostSynAck(const std::string& host) {
-    m_output.Received("_CLIENT_SYN_ACK from " + host + ": it is bound to us");
-    const bool isCrossed = host == m_host;
-    if (isCrossed && m_faults.Has(Fault::NoCrossedAck)) {
-        return;
+    m_output.Received("_CLIENT_SYN_ACK from " + host + ": it is bound to a partner");
+    const bool isBoundAlready = host == m_host;
+    if (!isBoundAlready) {
+        Bind(host);
     }
-    if ((isCrossed || Bind(host, "_CLIENT_SYN_ACK")) && !m_faults.Has(Fault::NoAck)) {
-        Announce(ACK, "ready", [this] { BecomeReady(); });
+    if (!isBoundAlready || !m_faults.Has(Fault::NoCrossedAck)) {
+        AnnounceAck();
     }
 }
 
-// The host has taken our SYN_ACK.
+// The host is bound to a partner that answered its SYN. If that was another partner, which has
+// gone, a repeated _SERVICE_SYN reaches the host as soon as the host has noticed.
 void ServiceHandshake::OnHostAck(const std::string& host) {
     m_output.Received("_CLIENT_ACK from " + host + ": it is ready");
-    if (host == m_host) {
-        BecomeReady();
+    if (m_host.empty()) {
+        if (m_faults.Has(Fault::NoBindOnAck)) {
+            return;
+        }
+        Bind(host);
+    }
+    m_announcement.Cancel();
+    BecomeReady();
+}
+
+void ServiceHandshake::OnHostVanished() {
+    if (m_faults.Has(Fault::KeepHost)) {
+        return;
+    }
+    const std::string host = m_host;
+    Unbind();
+    m_events.onLost(host);
+    if (m_otherHosts.empty()) {
+        AnnounceSyn("a partner is free");
+        StartSynTimer();
+    } else {
+        const std::string next = m_otherHosts.back().name;
+        Bind(next);
+        AnnounceAck();
     }
 }
 
-bool ServiceHandshake::Bind(const std::string& host, const char* step) {
-    if (!m_host.empty() && m_faults.Has(Fault::AnyHost)) {
-        Unbind();
-    }
-    if (!m_host.empty()) {
-        m_output.Problem(std::string(step) + " of " + host + " is not answered: " + m_host +
-                         " is our host, one at a time");
-        return false;
-    }
+// The binding
+
+void ServiceHandshake::Bind(const std::string& host) {
     m_host = host;
-    m_hostWatchId =
-        g_bus_watch_name_on_connection(m_connection, host.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
-                                       nullptr, OnHostVanished, this, nullptr);
+    m_hostWatch = std::make_unique<VanishWatch>(m_connection, host, [this] { OnHostVanished(); });
+    m_hostHasAsked = false;
+    ForgetOtherHost(host);
+    StartSynTimer();
     m_events.onBound(host);
-    return true;
 }
 
 void ServiceHandshake::Unbind() {
     m_announcement.Cancel();
+    m_synTimer.Stop();
+    m_hostWatch.reset();
     m_host.clear();
-    m_ready = false;
-    if (m_hostWatchId != 0) {
-        g_bus_unwatch_name(std::exchange(m_hostWatchId, 0U));
-    }
+    m_isReady = false;
 }
 
+// Each handshake is a new binding on the host's side, also a second one with the same host: what
+// the host refused to send before is missing here.
 void ServiceHandshake::BecomeReady() {
-    // A host may ask for the acknowledgement twice; its list is new to us only once.
-    if (!std::exchange(m_ready, true)) {
-        m_events.onReady(m_host);
+    m_isReady = true;
+    m_hostHasAsked = false;
+    StartSynTimer();
+    m_events.onReady();
+}
+
+void ServiceHandshake::OnHostRequest() {
+    m_hostHasAsked = true;
+    m_synTimer.Stop();
+}
+
+// Other hosts, while one is bound
+
+// A host that announces SYN is not bound, and answers _SERVICE_SYN when the place is free. The two
+// other steps come from a host that is bound, and drops _SERVICE_SYN.
+void ServiceHandshake::OnOtherHostStep(Step step, const std::string& host) {
+    m_output.Problem(std::string("_CLIENT") + SuffixOf(step) + " of " + host +
+                     " is not answered: " + m_host + " is our host, one at a time");
+    ForgetOtherHost(host);
+    if (step != Step::Syn && !m_faults.Has(Fault::ForgetOthers)) {
+        auto watch = std::make_unique<VanishWatch>(m_connection, host,
+                                                   [this, host] { ForgetOtherHost(host); });
+        m_otherHosts.push_back({host, std::move(watch)});
     }
 }
 
-void ServiceHandshake::OnHostVanished(GDBusConnection* connection, const char* name,
-                                      void* user_data) {
-    auto* const self = static_cast<ServiceHandshake*>(user_data);
-    if (connection == nullptr || self->m_host != name || self->m_faults.Has(Fault::KeepHost)) {
-        return; // the bus itself is gone, or a watch of an earlier host
+void ServiceHandshake::ForgetOtherHost(const std::string& host) {
+    m_otherHosts.erase(std::remove_if(m_otherHosts.begin(), m_otherHosts.end(),
+                                      [&](const OtherHost& other) { return other.name == host; }),
+                       m_otherHosts.end());
+}
+
+// Repeated announcements
+
+void ServiceHandshake::StartSynTimer() {
+    m_synPeriodMs = FIRST_SYN_PERIOD_MS;
+    m_synTimer.Start(m_synPeriodMs, [this] { RepeatSyn(); });
+}
+
+void ServiceHandshake::RepeatSyn() {
+    const bool isBound = !m_host.empty();
+    if (m_announcement.IsUnderWay()) {
+        // An answer to the host goes first.
+    } else if (isBound && !m_hostHasAsked && !m_faults.Has(Fault::NoRepeatUnasked)) {
+        AnnounceSyn("again, " + m_host + " has asked for nothing");
+    } else if (!isBound && !m_faults.Has(Fault::NoRepeatFree)) {
+        AnnounceSyn("again, no host has answered");
     }
-    const std::string host = name;
-    self->Unbind();
-    self->m_events.onLost(host);
-    // A host that came while the place was taken has not been answered, and does not ask again.
-    self->AnnounceSyn("a partner is free");
+    m_synPeriodMs = std::min(2 * m_synPeriodMs, LONGEST_SYN_PERIOD_MS);
+    m_synTimer.Start(m_synPeriodMs, [this] { RepeatSyn(); });
+}
+
+void ServiceHandshake::AnnounceAck() {
+    if (!m_faults.Has(Fault::NoAck)) {
+        Announce(Step::Ack, "ready", [this] { BecomeReady(); });
+    }
 }
 
 void ServiceHandshake::AnnounceSyn(const std::string& meaning) {
     if (!m_faults.Has(Fault::NoSyn)) {
-        Announce(SYN, meaning, nullptr);
+        Announce(Step::Syn, meaning, nullptr);
     }
 }
 
-void ServiceHandshake::Announce(const char* suffix, const std::string& meaning,
+void ServiceHandshake::Announce(Step step, const std::string& meaning,
                                 const std::function<void()>& onDone) {
-    const std::string name = HandshakeNames::PartnerName(ENDPOINT_ID, suffix);
-    const std::string step = std::string("_SERVICE") + suffix;
-    m_announcement.Start(name, [this, name, step, meaning, onDone](NameAnnouncement::Result result,
-                                                                   const std::string& problem) {
-        switch (result) {
-        case NameAnnouncement::Result::Done:
-            m_output.Sent(step + ": " + meaning);
-            if (onDone != nullptr) {
-                onDone();
-            }
-            break;
-        case NameAnnouncement::Result::Refused:
-            m_output.Error("the bus policy refuses the name " + name + ": " + problem);
-            m_events.onRefused();
-            break;
-        case NameAnnouncement::Result::Busy:
-        case NameAnnouncement::Result::Failed:
-            m_output.Problem("cannot own the name " + name + ": " + problem);
-            break;
-        }
-    });
+    using Result = NameAnnouncement::Result;
+    using WhileOwned = NameAnnouncement::WhileOwned;
+    const std::string name = HandshakeNames::PartnerName(ENDPOINT_ID, SuffixOf(step));
+    const std::string text = std::string("_SERVICE") + SuffixOf(step) + ": " + meaning;
+    const bool repeats = !m_faults.Has(Fault::NoRepeatRefused);
+    m_announcement.Start(name, repeats ? WhileOwned::Repeat : WhileOwned::GiveUp,
+                         [this, name, text, onDone](Result result, const std::string& problem) {
+                             switch (result) {
+                             case Result::Done:
+                                 m_output.Sent(text);
+                                 if (onDone != nullptr) {
+                                     onDone();
+                                 }
+                                 break;
+                             case Result::Refused:
+                                 m_output.Error("the bus policy refuses the name " + name + ": " +
+                                                problem);
+                                 m_events.onRefused();
+                                 break;
+                             case Result::Owned:
+                             case Result::Failed:
+                                 m_output.Problem("cannot own the name " + name + ": " + problem);
+                                 break;
+                             }
+                         });
 }

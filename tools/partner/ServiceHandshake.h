@@ -1,37 +1,70 @@
-// The partner's half of the handshake: finds one host and keeps to it.
+// The partner's half of the handshake: finds one host, and finds it again.
 //
-// A step is announced by owning a name for a moment (NameAnnouncement) and seen as the
-// NameOwnerChanged signal of its release, whose old owner is the announcer. The partner's duties:
+// A step is announced by owning a name for a moment (NameAnnouncement). The others receive it as
+// the NameOwnerChanged signal of the name's release, whose old owner is the announcer. An
+// announcement has no addressee: every host on the bus receives it.
 //
-//     at start                 watch the three _CLIENT_ names, then announce _SERVICE_SYN
-//     on _CLIENT_SYN           bind to the host, announce _SERVICE_SYN_ACK
-//     on _CLIENT_ACK           the host is ready
-//     on _CLIENT_SYN_ACK       bind to the host, announce _SERVICE_ACK: the host is ready
-//     when the host vanishes   forget it
+//     at start                   watch the three _CLIENT_ names, then announce _SERVICE_SYN
+//     on _CLIENT_SYN             bind to the host, announce _SERVICE_SYN_ACK
+//     on _CLIENT_ACK             the bound host is ready
+//     on _CLIENT_SYN_ACK         bind to the host, announce _SERVICE_ACK: the host is ready
+//     when the host vanishes     unbind, announce _SERVICE_SYN
+//
+// These rules alone leave pairs behind in which a side waits for ever, because each side may be
+// replaced while the other one is not reading its messages. Six duties repair such pairs:
+//
+//     answer the own host        _CLIENT_SYN_ACK of the bound host, too, is answered
+//     repeat while free          without a host: announce _SERVICE_SYN again
+//     repeat while unasked       bound to a host that has made no request: announce _SERVICE_SYN
+//                                again. A bound host drops it, a host that is not bound answers it.
+//     repeat a refused answer    announce again while another process owns the name
+//     remember other hosts       a host that announces _CLIENT_SYN_ACK or _CLIENT_ACK while another
+//                                one is bound is bound itself. It is next when the own host
+//                                vanishes.
+//     bind on _CLIENT_ACK        without a host: its sender is the host, and it is ready
+//
+// One timer repeats while free and while unasked, because the two come to the same: until a host
+// makes a request, nothing proves that the host is bound to this partner.
 //
 // **Crossed start.** When both sides announce SYN at the same instant, each binds to the other on
-// the other's SYN. The host then drops our _SERVICE_SYN_ACK, because it is bound already. A partner
-// that dropped its _CLIENT_SYN_ACK in the same way would wait for ever, and so would the host; so
-// _CLIENT_SYN_ACK is answered with _SERVICE_ACK also when we are bound to that same host.
+// the other's SYN. The host then drops the partner's _SERVICE_SYN_ACK, because it is bound already.
+// So _CLIENT_SYN_ACK is answered with _SERVICE_ACK also by a partner that is bound to that host.
 #ifndef APPLIST_TOOLS_SERVICEHANDSHAKE_H
 #define APPLIST_TOOLS_SERVICEHANDSHAKE_H
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <gio/gio.h>
 
 #include <partner/Faults.h>
+#include <partner/VanishWatch.h>
 #include <shared/NameAnnouncement.h>
 #include <shared/Output.h>
+#include <shared/Timer.h>
 
 class ServiceHandshake {
 public:
+    /**
+     * The time before the first repeated _SERVICE_SYN: many round trips, so that a handshake under
+     * way ends first, and short for a user who waits for the list.
+     */
+    static constexpr guint FIRST_SYN_PERIOD_MS = 1000;
+
+    /**
+     * Each further _SERVICE_SYN takes twice as long, up to this. A host with an empty list makes no
+     * request, and each repeated announcement wakes it.
+     */
+    static constexpr guint LONGEST_SYN_PERIOD_MS = 32000;
+
     struct Events {
         std::function<void(const std::string& host)> onBound; ///< requests may come from now on
-        std::function<void(const std::string& host)> onReady; ///< and notifications may be sent
+        /** Notifications may be sent. Called for each handshake, also with the same host. */
+        std::function<void()> onReady;
         std::function<void(const std::string& host)> onLost;
-        std::function<void()> onRefused; ///< the bus policy refuses a name: no use in going on
+        std::function<void()> onRefused; ///< the bus policy refuses a name, for good
     };
 
     ServiceHandshake(GDBusConnection* connection, Output& output, const Faults& faults,
@@ -45,35 +78,56 @@ public:
 
     /** The bound host's unique name, or empty. */
     const std::string& Host() const { return m_host; }
-    bool IsReady() const { return m_ready; }
+    bool IsReady() const { return m_isReady; }
+
+    /** A request of the bound host proves that the host is bound to this partner. */
+    void OnHostRequest();
 
 private:
-    using Step = void (ServiceHandshake::*)(const std::string& host);
+    enum class Step { Syn, SynAck, Ack };
 
+    struct OtherHost {
+        std::string name;
+        std::unique_ptr<VanishWatch> watch;
+    };
+
+    static const char* SuffixOf(Step step);
     static void OnNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
-    static void OnHostVanished(GDBusConnection* connection, const char* name, void* user_data);
+    void OnHostStep(Step step, const std::string& host);
     void OnHostSyn(const std::string& host);
     void OnHostSynAck(const std::string& host);
     void OnHostAck(const std::string& host);
+    void OnHostVanished();
 
-    void AnnounceSyn(const std::string& meaning);
-    bool Bind(const std::string& host, const char* step);
+    void Bind(const std::string& host);
     void Unbind();
     void BecomeReady();
-    void Announce(const char* suffix, const std::string& meaning,
-                  const std::function<void()>& onDone);
+
+    void OnOtherHostStep(Step step, const std::string& host);
+    void ForgetOtherHost(const std::string& host);
+
+    void StartSynTimer();
+    void RepeatSyn();
+
+    void AnnounceAck();
+    void AnnounceSyn(const std::string& meaning);
+    void Announce(Step step, const std::string& meaning, const std::function<void()>& onDone);
 
     GDBusConnection* m_connection;
     Output& m_output;
     const Faults& m_faults;
     Events m_events;
     NameAnnouncement m_announcement;
-    guint m_subscriptionIds[3] = {};
+    std::vector<guint> m_subscriptionIds;
     std::string m_host;
-    guint m_hostWatchId = 0;
-    bool m_ready = false;
+    std::unique_ptr<VanishWatch> m_hostWatch;
+    bool m_isReady = false;
+    bool m_hostHasAsked = false;         ///< since it was bound
+    std::vector<OtherHost> m_otherHosts; ///< bound to a partner, the latest last
+    Timer m_synTimer;
+    guint m_synPeriodMs = FIRST_SYN_PERIOD_MS;
 };
 
 #endif

@@ -4,71 +4,90 @@
 
 namespace {
 
-constexpr guint RETRY_PERIOD_MS = 20;
-constexpr int MAX_TRIES = 100;
 constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
 constexpr guint32 REPLY_PRIMARY_OWNER = 1;
 constexpr guint32 REPLY_HAS_OTHER_OWNER = 3;
 
+void CallBus(GDBusConnection* connection, const char* method, GVariant* parameters,
+             GCancellable* cancellable, GAsyncReadyCallback onReply, void* user_data) {
+    g_dbus_connection_call(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus", method, parameters, G_VARIANT_TYPE("(u)"),
+                           G_DBUS_CALL_FLAGS_NONE, G_MAXINT, cancellable, onReply, user_data);
+}
+
 } // namespace
 
-void NameAnnouncement::Start(const std::string& name, OnResult onResult) {
+void NameAnnouncement::Start(const std::string& name, WhileOwned whileOwned, OnResult onResult) {
     Cancel();
     m_name = name;
+    m_whileOwned = whileOwned;
     m_onResult = std::move(onResult);
-    m_triesLeft = MAX_TRIES;
+    m_isUnderWay = true;
+    m_ownedIsReported = false;
     Try();
 }
 
+// The two calls of an attempt have been sent and cannot be withdrawn; only the reply is dropped.
 void NameAnnouncement::Cancel() {
-    if (m_retryId != 0) {
-        g_source_remove(std::exchange(m_retryId, 0U));
+    m_repeat.Stop();
+    if (m_cancellable != nullptr) {
+        g_cancellable_cancel(m_cancellable);
+        g_clear_object(&m_cancellable);
     }
-}
-
-gboolean NameAnnouncement::OnRetry(void* user_data) {
-    auto* const self = static_cast<NameAnnouncement*>(user_data);
-    self->m_retryId = 0;
-    self->Try();
-    return G_SOURCE_REMOVE;
+    m_isUnderWay = false;
 }
 
 void NameAnnouncement::Try() {
-    guint32 code = 0;
-    Result result = Result::Done;
-    if (!Call("RequestName", g_variant_new("(su)", m_name.c_str(), NAME_FLAG_DO_NOT_QUEUE), code)) {
-        result = m_failure;
-    } else if (code == REPLY_HAS_OTHER_OWNER) {
-        if (--m_triesLeft > 0) {
-            m_retryId = g_timeout_add(RETRY_PERIOD_MS, OnRetry, this);
-            return;
-        }
-        result = Result::Busy;
-        m_problem = "another connection owns it";
-    } else if (code != REPLY_PRIMARY_OWNER) {
-        result = Result::Failed;
-        m_problem = "the bus replied " + std::to_string(code);
-    } else if (!Call("ReleaseName", g_variant_new("(s)", m_name.c_str()), code)) {
-        result = m_failure;
-    }
-    // The callback may start the next announcement.
-    const OnResult onResult = m_onResult;
-    onResult(result, m_problem);
+    m_cancellable = g_cancellable_new();
+    CallBus(m_connection, "RequestName",
+            g_variant_new("(su)", m_name.c_str(), NAME_FLAG_DO_NOT_QUEUE), m_cancellable, OnReply,
+            this);
+    CallBus(m_connection, "ReleaseName", g_variant_new("(s)", m_name.c_str()), nullptr, nullptr,
+            nullptr);
 }
 
-bool NameAnnouncement::Call(const char* method, GVariant* parameters, guint32& code) {
-    m_problem.clear();
+void NameAnnouncement::OnReply(GObject* connection, GAsyncResult* result, void* user_data) {
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        method, parameters, G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    g_autoptr(GVariant) reply =
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, &error);
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != 0) {
+        return; // the announcement may be gone
+    }
+    auto* const self = static_cast<NameAnnouncement*>(user_data);
+    g_clear_object(&self->m_cancellable);
     if (reply == nullptr) {
         const bool refused = g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED) != 0;
-        m_failure = refused ? Result::Refused : Result::Failed;
         g_dbus_error_strip_remote_error(error);
-        m_problem = error->message;
-        return false;
+        self->Finish(refused ? Result::Refused : Result::Failed, error->message);
+        return;
     }
+    guint32 code = 0;
     g_variant_get(reply, "(u)", &code);
-    return true;
+    if (code == REPLY_PRIMARY_OWNER) {
+        self->Finish(Result::Done, "");
+    } else if (code == REPLY_HAS_OTHER_OWNER) {
+        self->OnOwned();
+    } else {
+        self->Finish(Result::Failed, "the bus answered " + std::to_string(code));
+    }
+}
+
+void NameAnnouncement::OnOwned() {
+    const std::string problem = "another process owns it";
+    if (m_whileOwned == WhileOwned::GiveUp) {
+        Finish(Result::Owned, problem);
+        return;
+    }
+    m_repeat.Start(REPEAT_PERIOD_MS, [this] { Try(); });
+    if (!std::exchange(m_ownedIsReported, true)) {
+        const OnResult onResult = m_onResult;
+        onResult(Result::Owned, problem);
+    }
+}
+
+void NameAnnouncement::Finish(Result result, const std::string& problem) {
+    m_isUnderWay = false;
+    // The result may start the next announcement, or delete this one.
+    const OnResult onResult = m_onResult;
+    onResult(result, problem);
 }

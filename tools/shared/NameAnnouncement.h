@@ -1,5 +1,9 @@
-// Announces a step of the handshake: owns its name for one round trip. The other side receives the
-// release of the name, with the unique name of the sender.
+// Announces a step of the handshake: owns its name for a moment. The other processes on the bus
+// receive the release of the name, with the unique name of the announcer.
+//
+// RequestName and ReleaseName are sent together, and the reply to RequestName has no time-out. The
+// bus handles them in order, so a name never stays owned: not when the bus replies late, and not
+// when this process stops between the two calls.
 #ifndef APPLIST_TOOLS_NAMEANNOUNCEMENT_H
 #define APPLIST_TOOLS_NAMEANNOUNCEMENT_H
 
@@ -8,16 +12,23 @@
 
 #include <gio/gio.h>
 
+#include <shared/Timer.h>
+
 class NameAnnouncement {
 public:
     enum class Result {
         Done,
-        Busy,    ///< another connection owned the name at each attempt
-        Refused, ///< the bus policy refuses the name
+        Owned,   ///< another process owns the name; the announcement is repeated or given up
+        Refused, ///< the bus policy does not allow this process to own the name
         Failed
     };
-    /** @param problem the text of the bus daemon; empty when done */
+    enum class WhileOwned { Repeat, GiveUp };
+
+    /** @param problem the bus daemon's own text, unless done */
     using OnResult = std::function<void(Result result, const std::string& problem)>;
+
+    /** The time between two attempts. A name is owned for one round trip, a few milliseconds. */
+    static constexpr guint REPEAT_PERIOD_MS = 100;
 
     explicit NameAnnouncement(GDBusConnection* connection) : m_connection(connection) {}
     ~NameAnnouncement() { Cancel(); }
@@ -26,25 +37,31 @@ public:
     NameAnnouncement& operator=(const NameAnnouncement&) = delete;
 
     /**
-     * Announces @p name, and cancels an earlier announcement. While another connection owns the
-     * name, the main loop repeats the attempt. Otherwise @p onResult is called before the return.
+     * Announces @p name, and cancels an announcement that is still under way.
+     *
+     * @param onResult called from the main context: with Result::Owned at most once, after the
+     *                 first attempt; with another result once, at the end
      */
-    void Start(const std::string& name, OnResult onResult);
+    void Start(const std::string& name, WhileOwned whileOwned, OnResult onResult);
 
     void Cancel();
 
+    bool IsUnderWay() const { return m_isUnderWay; }
+
 private:
-    static gboolean OnRetry(void* user_data);
+    static void OnReply(GObject* connection, GAsyncResult* result, void* user_data);
     void Try();
-    bool Call(const char* method, GVariant* parameters, guint32& code);
+    void OnOwned();
+    void Finish(Result result, const std::string& problem);
 
     GDBusConnection* m_connection;
     std::string m_name;
+    WhileOwned m_whileOwned = WhileOwned::GiveUp;
     OnResult m_onResult;
-    Result m_failure = Result::Failed;
-    std::string m_problem;
-    int m_triesLeft = 0;
-    guint m_retryId = 0;
+    GCancellable* m_cancellable = nullptr; ///< of the call whose reply is due
+    Timer m_repeat;
+    bool m_isUnderWay = false;
+    bool m_ownedIsReported = false;
 };
 
 #endif
