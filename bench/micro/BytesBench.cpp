@@ -46,11 +46,11 @@ void FrameMessage(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
-void TakeId(benchmark::State& state) {
+void RemoveId(benchmark::State& state) {
     std::vector<char> message(static_cast<std::size_t>(state.range(0)), 'm');
     for (auto _ : state) {
         std::int32_t id = 0;
-        MessageFraming::TakeId(message, id);
+        MessageFraming::RemoveId(message, id);
         benchmark::DoNotOptimize(id);
         message.resize(message.size() + MessageFraming::ID_SIZE);
     }
@@ -62,6 +62,6 @@ constexpr int KIB = 1024;
 BENCHMARK(ToVariant)->Arg(SMALL)->Arg(4 * KIB)->Arg(64 * KIB)->Arg(KIB* KIB);
 BENCHMARK(FromVariant)->Arg(0)->Arg(SMALL)->Arg(4 * KIB)->Arg(64 * KIB)->Arg(KIB* KIB);
 BENCHMARK(FrameMessage)->Arg(SMALL)->Arg(4 * KIB)->Arg(64 * KIB)->Arg(KIB* KIB);
-BENCHMARK(TakeId)->Arg(SMALL);
+BENCHMARK(RemoveId)->Arg(SMALL);
 
 } // namespace

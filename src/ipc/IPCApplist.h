@@ -1,5 +1,5 @@
-// Turns a channel class into the endpoint of one model: takes the message id off whatever comes in
-// and hands id and payload to member functions of the model.
+// Connects a channel class to one model: splits incoming bytes into message id and payload and
+// passes both to member functions of the model.
 #ifndef APPLIST_IPC_IPCAPPLIST_H
 #define APPLIST_IPC_IPCAPPLIST_H
 
@@ -15,14 +15,14 @@
 /**
  * The adapter between a channel class @p Remote (JavaMWDbusRemote) and a @p Model.
  *
- * A binding is an object and one of its member functions; it is set exactly when the object is not
- * null. The adapter owns no object. Bind after the adapter is built and unbind before anything of
- * the model is torn down: a call into the model that is already running is not waited for.
+ * A binding is an object and one of its member functions. It is set exactly when the object is not
+ * null. The adapter owns no object. Bind after the construction of the adapter, and unbind before
+ * the destruction of any part of the model: the adapter does not wait for a running call.
  *
  * The message and notification handlers run on the thread that delivers the channel's callbacks,
- * one at a time; "ready" may also come on the channel's resend thread. What a method of the model
- * throws goes on to the channel. Registering is done on one thread; a second registration takes the
- * place of the first, and only before the first delivery.
+ * one at a time. The report of "ready" may also come from the channel's resend thread. An exception
+ * of the model's methods reaches the channel. Register on one thread. A second registration
+ * replaces the first and is valid only before the first delivery.
  */
 template <class Remote, class Model>
 class IPCApplist : public Remote {
@@ -31,7 +31,7 @@ public:
     using NotificationMethod = void (Model::*)(int id, const std::vector<char>& data);
     using ConnectionReadyMethod = void (Model::*)(const std::string& partner);
 
-    /** Builds the channel with @p id: it joins the bus and starts the handshake. */
+    /** Constructs the channel with @p id, which joins the bus and starts the handshake. */
     explicit IPCApplist(std::string id)
         : Remote(std::move(id), typename Remote::HandlersLater()),
           callbackMessageObject(nullptr),
@@ -47,41 +47,41 @@ public:
     IPCApplist& operator=(const IPCApplist&) = delete;
 
     /**
-     * From here on messages go to @p method of @p object, which stays the caller's and must live
-     * until it is unregistered and no call into it runs. Its result is the reply, without an id.
+     * Binds @p method of @p object to messages. The object belongs to the caller and must exist
+     * until it is unregistered and no call of it runs. The result is the reply, without an id.
      */
     void RegisterOnMessage(Model* object, MessageMethod method) {
         callbackMessageMethod = method;
         callbackMessageObject = object;
     }
 
-    /** Unbinds @p object if it is the one that is bound. */
+    /** Removes the binding of @p object, if it is bound. */
     void UnregisterOnMessage(Model* object) {
         if (Unbind(callbackMessageObject, object)) {
             APPLIST_LOG_INFO("Unregistered callbackMessageObject");
         }
     }
 
-    /** The same for notifications. */
+    /** Binds @p method of @p object to notifications, with the same rules. */
     void RegisterOnNotification(Model* object, NotificationMethod method) {
         callbackNotificationMethod = method;
         callbackNotificationObject = object;
     }
 
-    /** Unbinds @p object if it is the one that is bound. */
+    /** Removes the binding of @p object, if it is bound. */
     void UnregisterOnNotification(Model* object) {
         if (Unbind(callbackNotificationObject, object)) {
             APPLIST_LOG_INFO("Unregistered callbackNotificationObject");
         }
     }
 
-    /** The same for "ready", which comes with the channel's handshake mutex held. */
+    /** Binds @p method of @p object to "ready", which is reported with the handshake mutex held. */
     void RegisterOnConnectionReady(Model* object, ConnectionReadyMethod method) {
         callbackConnectionReadyMethod = method;
         callbackConnectionReadyObject = object;
     }
 
-    /** Unbinds @p object if it is the one that is bound. */
+    /** Removes the binding of @p object, if it is bound. */
     void UnregisterOnConnectionReady(Model* object) {
         if (Unbind(callbackConnectionReadyObject, object)) {
             APPLIST_LOG_INFO("Unregistered callbackConnectionReadyObject");
@@ -89,13 +89,13 @@ public:
     }
 
     /**
-     * Answers a message without an id (logged as an error), or that nobody is bound for (logged as
-     * information), with an empty vector.
+     * Answers with an empty vector when the message has no id (logged as an error) or no object is
+     * bound (logged as information).
      */
     std::vector<char> HandleMessage(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleMessage");
         std::int32_t id = 0;
-        if (!MessageFraming::TakeId(data, id)) {
+        if (!MessageFraming::RemoveId(data, id)) {
             APPLIST_LOG_ERROR("Data corrupted. Does not contain message id.");
             return {};
         }
@@ -107,11 +107,11 @@ public:
         return (object->*callbackMessageMethod)(id, data);
     }
 
-    /** Drops a notification without an id, or that nobody is bound for; logged in the same way. */
+    /** Drops a notification without an id or without a bound object, with the same log lines. */
     void HandleNotification(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleNotification");
         std::int32_t id = 0;
-        if (!MessageFraming::TakeId(data, id)) {
+        if (!MessageFraming::RemoveId(data, id)) {
             APPLIST_LOG_ERROR("Data corrupted. Does not contain message id.");
             return;
         }
@@ -123,7 +123,7 @@ public:
         (object->*callbackNotificationMethod)(id, data);
     }
 
-    /** Passes "ready" on; the loss of the connection is not forwarded. */
+    /** Passes "ready" to the bound object. The loss of the connection is not forwarded. */
     void HandleConnectionReady(bool ready, const std::string& partner) override {
         APPLIST_LOG_DEBUG("HandleConnectionReady state=%d, partner=%s", ready ? 1 : 0,
                           partner.c_str());
@@ -143,8 +143,8 @@ private:
         return bound.compare_exchange_strong(object, nullptr);
     }
 
-    // The objects are atomic, and each is written after its method, so that a handler in the
-    // loop's thread which sees an object sees its method too.
+    // Each object is atomic and is written after its method. A handler on the loop's thread that
+    // reads an object therefore reads its method as well.
     std::atomic<Model*> callbackMessageObject;
     MessageMethod callbackMessageMethod = nullptr;
     std::atomic<Model*> callbackNotificationObject;

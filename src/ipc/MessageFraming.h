@@ -12,9 +12,9 @@ namespace MessageFraming {
 
 constexpr std::size_t ID_SIZE = 4;
 
-/** Puts the four bytes of @p id behind what @p message holds already. */
+/** Appends the four bytes of @p id to @p message. */
 inline void AppendId(std::vector<char>& message, std::int32_t id) {
-    // By shifts, so that a big-endian machine writes the same bytes.
+    // Shifts write the same bytes on a big-endian machine.
     const auto bits = static_cast<std::uint32_t>(id);
     for (unsigned shift = 0; shift < 32; shift += 8) {
         message.push_back(static_cast<char>(static_cast<unsigned char>(bits >> shift)));
@@ -22,10 +22,10 @@ inline void AppendId(std::vector<char>& message, std::int32_t id) {
 }
 
 /**
- * Takes the trailing id off @p message, which keeps the bare payload.
- * @return false, with @p message unchanged, when it is too short to hold an id.
+ * Removes the trailing id from @p message, which then holds the payload alone.
+ * @return false, with @p message unchanged, when it is too short for an id
  */
-inline bool TakeId(std::vector<char>& message, std::int32_t& id) {
+inline bool RemoveId(std::vector<char>& message, std::int32_t& id) {
     if (message.size() < ID_SIZE) {
         return false;
     }

@@ -31,7 +31,7 @@ TEST_P(FramedId, IsWrittenLeastSignificantByteFirst) {
 TEST_P(FramedId, IsReadLeastSignificantByteFirst) {
     Bytes message = GetParam().bytes;
     std::int32_t id = 0;
-    ASSERT_TRUE(MessageFraming::TakeId(message, id));
+    ASSERT_TRUE(MessageFraming::RemoveId(message, id));
     EXPECT_EQ(id, GetParam().id);
     EXPECT_TRUE(message.empty());
 }
@@ -61,7 +61,7 @@ TEST(MessageFrame, HasAPlaceForEachBitOfTheId) {
         MessageFraming::AppendId(message, id);
         EXPECT_EQ(message, expected) << bit;
         std::int32_t back = 0;
-        EXPECT_TRUE(MessageFraming::TakeId(message, back));
+        EXPECT_TRUE(MessageFraming::RemoveId(message, back));
         EXPECT_EQ(back, id) << bit;
     }
 }
@@ -75,7 +75,7 @@ TEST(MessageFrame, HasTheIdBehindThePayload) {
 TEST(MessageFrame, LeavesThePayloadWhenTheIdIsTaken) {
     Bytes message = ByteVector({0x61, 0x62, 0x02, 0x00, 0x00, 0x00});
     std::int32_t id = 0;
-    EXPECT_TRUE(MessageFraming::TakeId(message, id));
+    EXPECT_TRUE(MessageFraming::RemoveId(message, id));
     EXPECT_EQ(id, 2);
     EXPECT_EQ(message, ByteVector({0x61, 0x62}));
 }
@@ -85,7 +85,7 @@ TEST(MessageFrame, NeedsFourBytes) {
          {ByteVector({}), ByteVector({1}), ByteVector({1, 0}), ByteVector({1, 0, 0})}) {
         Bytes message = tooShort;
         std::int32_t id = 77;
-        EXPECT_FALSE(MessageFraming::TakeId(message, id));
+        EXPECT_FALSE(MessageFraming::RemoveId(message, id));
         EXPECT_EQ(message, tooShort);
         EXPECT_EQ(id, 77);
     }

@@ -115,7 +115,7 @@ void Traffic::Record::AddSentRequest(GDBusMessage* message) {
     SentRequest request;
     std::vector<char> bytes;
     ByteArray::FromVariant(g_dbus_message_get_body(message), bytes);
-    MessageFraming::TakeId(bytes, request.id);
+    MessageFraming::RemoveId(bytes, request.id);
     request.serial = g_dbus_message_get_serial(message);
     request.sent = std::chrono::steady_clock::now();
     sentRequests.push_back(request);
@@ -146,7 +146,7 @@ void Traffic::Record::AddNotification(GDBusMessage* message) {
     std::vector<char> bytes;
     if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
         notification.problem = "its type is " + TypeOf(message) + ", not (ay)";
-    } else if (!MessageFraming::TakeId(bytes, notification.id)) {
+    } else if (!MessageFraming::RemoveId(bytes, notification.id)) {
         notification.problem =
             "its " + std::to_string(bytes.size()) + " bytes are too short for an id";
     } else if (Protocol::FindNotification(notification.id) == nullptr) {

@@ -34,7 +34,7 @@ bool ReadFrame(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, C
     if (!complete) {
         return false;
     }
-    content.hasId = MessageFraming::TakeId(bytes, content.id);
+    content.hasId = MessageFraming::RemoveId(bytes, content.id);
     if (!content.hasId) {
         content.problem = std::to_string(bytes.size()) + " bytes are too short for an id";
     }

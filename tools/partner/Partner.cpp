@@ -215,7 +215,7 @@ void Partner::OnSignal(GDBusConnection* /*connection*/, const char* sender, cons
     } else if (!ByteArray::FromVariant(parameters, message)) {
         output.Problem(std::string("a malformed notification is ignored: its type is ") +
                        g_variant_get_type_string(parameters) + ", not (ay)");
-    } else if (!MessageFraming::TakeId(message, id)) {
+    } else if (!MessageFraming::RemoveId(message, id)) {
         output.Problem("a malformed notification is ignored: " + std::to_string(message.size()) +
                        " bytes are too short for an id");
     } else {

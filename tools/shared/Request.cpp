@@ -29,7 +29,7 @@ std::string FindProblem(const RequestKind& kind, const Request& request,
 
 Request ReadRequest(std::vector<char> message) {
     Request request;
-    if (!MessageFraming::TakeId(message, request.id)) {
+    if (!MessageFraming::RemoveId(message, request.id)) {
         request.problem = std::to_string(message.size()) + " bytes are too short for an id";
         return request;
     }
