@@ -1,4 +1,4 @@
-// One entry of the application list, as its owner sees it.
+// One entry of the application list.
 #ifndef APPLIST_APPLIST_APPLISTITEM_H
 #define APPLIST_APPLIST_APPLISTITEM_H
 
@@ -7,27 +7,27 @@
 #include "../common/Export.h"
 
 /**
- * An item of the list, implemented by the host (or taken ready-made: RemoteAppListItem).
+ * An item of the list, implemented by the host. RemoteAppListItem is a ready-made implementation.
  *
- * Two items are the same item when their unique ids are equal byte for byte; neither the visible
- * name nor the address counts. Both texts are arbitrary bytes, except that a line feed in either
- * cannot be carried to the partner: it shifts the fields behind it.
+ * Two items are the same item when their unique ids are equal byte for byte. The visible name and
+ * the address do not count. Both texts may hold any bytes except a line feed, which would shift the
+ * following fields on their way to the partner.
  *
- * **Lifetime.** Items belong to the host. The library keeps pointers to them, never copies and
- * never deletes: keep an item alive until it has been removed, replaced or cleared, and the
- * selection has moved away from it, or until the list's proxy is gone.
+ * **Lifetime.** Items belong to the host. The library keeps pointers to them, and neither copies
+ * nor deletes them. An item must exist until it has been removed, replaced or cleared and is no
+ * longer the selection, or until the list's proxy has been destroyed.
  *
- * **Threads.** The accessors are called on any thread that uses the list and on the thread that
- * delivers the partner's events, with the list's lock held: they must not call back into the list
- * and must not throw. What one throws reaches the caller, with the list changed and the partner not
- * told.
+ * **Threads.** The accessors are called with the list's lock held, on any thread that uses the list
+ * and on the thread that delivers the partner's events. They must not call the list and must not
+ * throw. An exception reaches the caller after the list has changed; the partner receives no
+ * request.
  */
 class APPLIST_API AppListItem {
 public:
-    /** @return the name that a user sees. */
+    /** @return the name for display. */
     virtual std::string GetVisibleName() = 0;
 
-    /** @return the item's identity. The spelling is part of the interface. */
+    /** @return the unique id. The spelling of the function is part of the interface. */
     virtual std::string GetUnigueId() = 0;
 
     virtual ~AppListItem() = default;

@@ -60,7 +60,7 @@ void AppListProxy::RemoveItemClickedListener(ItemClickListener* listener) {
     m_model->RemoveItemClickedListener(listener);
 }
 
-// Both copy operations are empty on purpose: member-wise copies would delete one model twice.
+// Deliberate: both copy operations are empty. Member-wise copies would delete one model twice.
 
 AppListProxy::AppListProxy(const AppListProxy& /*other*/) {}
 

@@ -1,4 +1,4 @@
-// The library's entry point: an application list that is kept in step with the partner.
+// The library's entry point: an application list that is kept equal to the partner's list.
 #ifndef APPLIST_APPLIST_APPLISTPROXY_H
 #define APPLIST_APPLIST_APPLISTPROXY_H
 
@@ -13,39 +13,40 @@ class ItemClickListener;
 class ItemSelectionListener;
 
 /**
- * The list of one host. Creating it joins the system bus and starts looking for the partner;
- * destroying it ends the connection and leaves the partner's list as it is.
+ * The list of one host. The constructor joins the system bus and starts the search for the partner.
+ * The destructor ends the connection and leaves the partner's list unchanged.
  *
- * The list itself is made here and owned by the proxy, and goes with it: a model that a listener
- * was given must not be used after that.
+ * The proxy owns the model behind it. A listener must not use its model pointer after the
+ * destruction of the proxy.
  *
- * The connection comes up by itself once the host iterates the GLib main context that is the
- * thread-default one of the creating thread; until then operations change this side's list and
- * their requests are lost. Listeners are called on the thread that iterates that context, which
- * must have pushed it as its thread-default one, unless it is the global default context.
+ * **Threads.** The connection is established while the host iterates the GLib main context that is
+ * the thread-default one of the constructing thread. Until then operations change the host's list
+ * and their requests are lost. Listeners are called on the thread that iterates that context. That
+ * thread must have pushed the context as its thread-default one, unless it is the global default
+ * context.
  *
- * Every operation does what the one of the same name does in AppListModel, where ownership, threads
- * and failures are told. Reading the whole list, counting it and reporting a click go through the
- * model that a listener is given.
+ * **Operations.** Every operation has the effect of its namesake in AppListModel, which defines
+ * ownership, threads and failures. The other operations of AppListModel are available through the
+ * model that a listener receives: reading the whole list, its length, and reporting a click.
  *
- * **Destroying.** No thread may be inside an operation, and not from inside a listener. The
- * destructor waits for a handshake step under way, but not for a notification being handled: a host
- * whose loop runs in another thread destroys the proxy on that thread, or stops the loop first.
- * JavaMWDbusRemote tells what stays on the bus connection afterwards. One proxy a process:
- * while the first lives, or while the host holds the shared bus connection after the first has
- * gone, a second one may never find the partner, and destroying one may end the other's watch of
- * it.
+ * **Destruction.** No thread may be inside an operation, and a listener must not destroy the proxy.
+ * The destructor waits for a handshake callback under way, but not for a notification handler. A
+ * host whose loop runs on another thread destroys the proxy on that thread, or stops the loop
+ * first. JavaMWDbusRemote lists the registrations that stay on the bus connection.
+ *
+ * **One proxy per process.** A second proxy may never find the partner while the first exists, or
+ * while the host still holds the shared bus connection after the first has been destroyed. The
+ * destruction of one proxy may end the other's watch of the partner.
  */
 class APPLIST_API AppListProxy {
 public:
     /**
-     * Blocks for five round trips to the bus daemon, a few hundred microseconds on an idle device
-     * and at most GDBus's default time-out, 25 s each, on a stalled one. Throws only
-     * std::bad_alloc. A bus that cannot be reached is logged, and leaves a list that never finds a
-     * partner.
+     * Blocks for five round trips to the bus daemon: a few hundred microseconds on an idle device,
+     * and at most GDBus's default time-out of 25 s each on a stalled one. Throws only
+     * std::bad_alloc. Without a bus it logs the error, and the list never finds a partner.
      */
     AppListProxy();
-    /** Tells the partner nothing. See the class for what must have ended before. */
+    /** Sends no request. The class comment lists the preconditions. */
     ~AppListProxy();
 
     /** @copydoc AppListModel::SetSelection */
@@ -76,8 +77,8 @@ public:
     void RemoveItemClickedListener(ItemClickListener* listener);
 
     /**
-     * Copies nothing: the new proxy has no list. Destroying it or assigning to it is all that may
-     * be done with it; no other operation checks.
+     * Copies nothing: the new proxy has no list. It may only be destroyed or assigned to; no other
+     * operation checks this.
      */
     AppListProxy(const AppListProxy& other);
 

@@ -1,4 +1,4 @@
-// Told when the partner reported a click on an item.
+// Receives the clicks that the partner reports.
 #ifndef APPLIST_APPLIST_ITEMCLICKLISTENER_H
 #define APPLIST_APPLIST_ITEMCLICKLISTENER_H
 
@@ -9,21 +9,20 @@ class AppListModel;
 /**
  * Implemented by the host and registered with AppListProxy::AddItemClickedListener.
  *
- * A listener belongs to the host and is never deleted by the library: keep it alive until it has
- * been removed or the proxy is gone.
+ * A listener belongs to the host and is never deleted by the library. It must exist until it has
+ * been removed or the proxy has been destroyed.
  */
 class APPLIST_API ItemClickListener {
 public:
     /**
-     * Called on the thread that iterates the proxy's main context, with no lock held; further
-     * events wait until it returns. It may call any operation of @p model, each of which that asks
-     * the partner blocks this thread until the partner answers. It must not add or remove
-     * listeners of its own kind, nor destroy the proxy. An exception is logged as an error
-     * ("Exception in cb_SignalCall: ...") and keeps the listeners behind this one from being
-     * called.
+     * Called on the thread that iterates the proxy's main context, with no lock held. Later events
+     * wait for its return. It may call any operation of @p model; each operation with a request
+     * blocks this thread until the partner replies. It must not add or remove listeners of its own
+     * kind, and must not destroy the proxy. An exception is logged as an error ("Exception in
+     * cb_SignalCall: ..."), and the remaining listeners are not called.
      *
-     * @param model the model that holds the registration, valid as long as the proxy. The event
-     * does not say which item was clicked, and has changed nothing in the model.
+     * @param model the model that holds the registration, valid until the proxy is destroyed. The
+     *        event does not name the clicked item and has changed nothing in the model.
      */
     virtual void OnItemClickedEvent(AppListModel* model) = 0;
 

@@ -1,5 +1,5 @@
-// Writes and reads item streams: item records one after the other, with no count and no separator.
-// What a record is, the stream operators of RemoteAppListItem say.
+// Writes and reads item streams: consecutive item records without a count and without separators.
+// The stream operators of RemoteAppListItem define a record.
 #ifndef APPLIST_APPLIST_ITEMRECORDS_H
 #define APPLIST_APPLIST_ITEMRECORDS_H
 
@@ -13,7 +13,7 @@
 
 namespace ItemRecords {
 
-/** Appends what is streamed to a string, without the copies of a string stream. */
+/** A stream buffer that appends to a string, without the copies of a string stream. */
 class StringBuffer : public std::streambuf {
 public:
     explicit StringBuffer(std::string& target) : m_target(target) {}
@@ -22,7 +22,7 @@ protected:
     std::streamsize xsputn(const char* bytes, std::streamsize count) override {
         const auto size = static_cast<std::size_t>(count);
         if (m_target.capacity() - m_target.size() < size) {
-            // With room for the short fields that follow a long one.
+            // Includes space for the short fields that follow a long one.
             m_target.reserve(m_target.size() + size + m_target.size() / 2 + 64);
         }
         m_target.append(bytes, size);
@@ -44,16 +44,16 @@ private:
 inline void Append(std::string& records, const RemoteAppListItem& item) {
     StringBuffer buffer(records);
     std::ostream stream(&buffer);
-    // Out of memory is an exception here, not half a record that shifts all fields behind it.
+    // Lack of memory is an exception here: half a record would shift all following fields.
     stream.exceptions(std::ios::badbit);
     stream << item;
 }
 
 /**
  * Reads the next complete record into @p item.
- * @return false when there is none. Meant: an id that ends with the data instead of a line feed
- *         makes no record, although both fields were read; a truncated message must not name an
- *         item, and every record that is written ends with a line feed.
+ * @return false when there is none. Deliberate: an id that ends with the data instead of a line
+ * feed is no record, although both fields were read. Every written record ends with a line feed,
+ *         and a truncated message must not name an item.
  */
 inline bool ReadNext(std::istream& stream, RemoteAppListItem& item) {
     stream >> item;

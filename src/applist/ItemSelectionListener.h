@@ -1,4 +1,4 @@
-// Told when the partner moved the selection.
+// Receives the changes of the selection by the partner.
 #ifndef APPLIST_APPLIST_ITEMSELECTIONLISTENER_H
 #define APPLIST_APPLIST_ITEMSELECTIONLISTENER_H
 
@@ -9,21 +9,20 @@ class AppListModel;
 /**
  * Implemented by the host and registered with AppListProxy::AddItemSelectionListener.
  *
- * A listener belongs to the host and is never deleted by the library: keep it alive until it has
- * been removed or the proxy is gone.
+ * A listener belongs to the host and is never deleted by the library. It must exist until it has
+ * been removed or the proxy has been destroyed.
  */
 class APPLIST_API ItemSelectionListener {
 public:
     /**
-     * Called on the thread that iterates the proxy's main context, with no lock held; further
-     * events wait until it returns. It may call any operation of @p model, each of which that asks
-     * the partner blocks this thread until the partner answers. It must not add or remove
-     * listeners of its own kind, nor destroy the proxy. An exception is logged as an error
-     * ("Exception in cb_SignalCall: ...") and keeps the listeners behind this one from being
-     * called.
+     * Called on the thread that iterates the proxy's main context, with no lock held. Later events
+     * wait for its return. It may call any operation of @p model; each operation with a request
+     * blocks this thread until the partner replies. It must not add or remove listeners of its own
+     * kind, and must not destroy the proxy. An exception is logged as an error ("Exception in
+     * cb_SignalCall: ..."), and the remaining listeners are not called.
      *
-     * @param model the model that holds the registration, valid as long as the proxy. It has read
-     *        the new selection already: GetSelection returns it, or null for none.
+     * @param model the model that holds the registration, valid until the proxy is destroyed. It
+     * has already read the new selection: GetSelection returns it, or null for none.
      */
     virtual void OnItemSelectionEvent(AppListModel* model) = 0;
 

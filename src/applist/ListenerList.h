@@ -1,4 +1,4 @@
-// The registered listeners of one kind, and the walk that tells them of an event.
+// The registered listeners of one kind, and the calls to them.
 #ifndef APPLIST_APPLIST_LISTENERLIST_H
 #define APPLIST_APPLIST_LISTENERLIST_H
 
@@ -36,9 +36,9 @@ public:
     }
 
     /**
-     * Calls @p event on the listeners that are registered now, first registered first. Walks the
-     * live list: a listener that breaks its contract by removing one of its kind may cause another
-     * to be passed over, but never takes the walk past the end.
+     * Calls @p event on the listeners that are registered now, in the order of registration. Reads
+     * the live list: if a listener breaks its contract and removes one of its kind, another may be
+     * skipped, but no access goes past the end.
      */
     void Call(void (Listener::*event)(AppListModel*), AppListModel* model) {
         const std::size_t count = Count();
@@ -50,14 +50,14 @@ public:
     }
 
 private:
-    // Null past the end; and a null that was registered, against the rules, is not called either.
+    // Null past the end. A null listener, whose registration is an error, is skipped as well.
     Listener* At(std::size_t i) {
         const PTAutoLock lock(m_mutex);
         return i < m_listeners.size() ? m_listeners[i] : nullptr;
     }
 
-    // Never held while a listener runs. It is not there to allow registration during an event, but
-    // to make what the registering thread wrote visible in the thread that delivers events.
+    // Not held while a listener runs. It does not permit registration during an event. It makes the
+    // writes of the registering thread visible to the thread that delivers events.
     PTMutex m_mutex;
     std::vector<Listener*> m_listeners APPLIST_GUARDED_BY(m_mutex);
 };

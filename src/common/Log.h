@@ -1,5 +1,5 @@
-// The library's log lines: their priorities, their tag and the prefix that says where they come
-// from. The line itself goes out through PlatformLogPrint.
+// The library's log lines: their priorities, their tag, and the prefix with their origin.
+// PlatformLogPrint writes the line.
 #ifndef APPLIST_COMMON_LOG_H
 #define APPLIST_COMMON_LOG_H
 
@@ -12,7 +12,7 @@ constexpr int LOG_PRIORITY_DEBUG = 3;
 constexpr int LOG_PRIORITY_INFO = 4;
 constexpr int LOG_PRIORITY_ERROR = 6;
 
-/** The part of @p path after its last slash; a compiler that optimises finds it for a literal. */
+/** The part of @p path after its last slash. Optimising compilers evaluate it at compile time. */
 constexpr const char* LogBaseName(const char* path) {
     const char* name = path;
     for (const char* at = path; *at != '\0'; ++at) {
@@ -26,8 +26,8 @@ constexpr const char* LogBaseName(const char* path) {
 /**
  * APPLIST_LOG_DEBUG(format, ...), APPLIST_LOG_INFO(format, ...) and APPLIST_LOG_ERROR(format, ...)
  * write one line: "file: function(line) > [function:line] " and the message. The format must be a
- * literal, so that prefix and message are formatted in one go. The closing line feed travels as the
- * last argument, which also keeps the variadic part from being empty.
+ * literal, so that one call formats prefix and message. The closing line feed is the last argument,
+ * so that the variadic part is never empty.
  */
 #define APPLIST_LOG_DEBUG(...) APPLIST_LOG_LINE(LOG_PRIORITY_DEBUG, __VA_ARGS__, "\n")
 #define APPLIST_LOG_INFO(...) APPLIST_LOG_LINE(LOG_PRIORITY_INFO, __VA_ARGS__, "\n")

@@ -1,12 +1,12 @@
-// Holds a PTMutex for the length of a scope.
+// Holds a PTMutex for a scope.
 #ifndef APPLIST_COMMON_PTAUTOLOCK_H
 #define APPLIST_COMMON_PTAUTOLOCK_H
 
 #include "PTMutex.h"
 
 /**
- * Locks a mutex when constructed and unlocks it when destroyed, also when the scope is left by an
- * exception. The mutex must outlive the lock; it is not owned.
+ * Locks a mutex in its constructor and unlocks it in its destructor, also when an exception leaves
+ * the scope. The mutex is not owned and must outlive the lock.
  */
 class APPLIST_SCOPED_CAPABILITY PTAutoLock {
 public:

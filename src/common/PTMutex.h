@@ -10,10 +10,10 @@
 /**
  * A mutex with default attributes: not recursive, not shared between processes.
  *
- * Locking it twice from one thread blocks that thread for ever; unlocking it from a thread that
- * does not hold it, or destroying it while it is held, is undefined (pthread_mutex_lock(3p),
- * pthread_mutex_destroy(3p)). No operation reports an error: with default attributes there is none
- * but those of a wrong use. Prefer PTAutoLock to explicit Lock/Unlock pairs.
+ * A second lock by the same thread blocks that thread for ever. An unlock by a thread that does not
+ * hold the mutex, and the destruction of a locked mutex, are undefined (pthread_mutex_lock(3p),
+ * pthread_mutex_destroy(3p)). No operation reports an error, because with default attributes only
+ * wrong use causes one. Prefer PTAutoLock to explicit Lock/Unlock pairs.
  */
 class APPLIST_API APPLIST_CAPABILITY("mutex") PTMutex {
 public:
@@ -26,7 +26,7 @@ public:
     /** Blocks until the calling thread holds the mutex. */
     void Lock() APPLIST_ACQUIRE();
 
-    /** Takes the mutex if nobody holds it. @return true when the lock was taken. Never blocks. */
+    /** Locks the mutex if it is free. Never blocks. @return true when the lock was taken */
     bool TryLock() APPLIST_TRY_ACQUIRE(true);
 
     /** Releases the mutex, which the calling thread must hold. */

@@ -8,12 +8,12 @@
 /**
  * Writes one line to the system log.
  *
- * May be called from any thread, with locks held; must not throw and must not call back.
+ * Called on any thread, also with locks held. It must not throw and must not call the library.
  *
  * @param bufferId the log buffer; this library writes to the main log, 0
  * @param priority 3 debug, 4 info, 6 error
- * @param tag who writes; this library is "applist"
- * @param format a printf format, whose text ends in a line feed. Names that come from outside are
+ * @param tag the program that writes the line; "applist" for this library
+ * @param format a printf format whose text ends with a line feed. Texts from other processes are
  *        always arguments, never formats.
  */
 void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...)

@@ -1,4 +1,4 @@
-// The system log of a systemd device: the journal, and syslog(3) where no journal answers.
+// The system log of a systemd device: the journal, or syslog(3) without a journal.
 #include <common/PlatformLog.h>
 
 #include <atomic>

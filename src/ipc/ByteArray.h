@@ -1,5 +1,5 @@
-// Byte messages on the bus: a std::vector<char> is the body "(ay)", one element per byte, in the
-// order of the vector. Sender, receiver and tools all convert here.
+// Conversion of byte messages: a std::vector<char> is the D-Bus body "(ay)", with one array element
+// per byte, in the order of the vector.
 #ifndef APPLIST_IPC_BYTEARRAY_H
 #define APPLIST_IPC_BYTEARRAY_H
 
@@ -10,9 +10,9 @@
 namespace ByteArray {
 
 /**
- * @return a floating "(ay)" with a copy of @p data; the GDBus call that it is given to takes it
- * over. On the bus (D-Bus protocol, marshalling of arrays): the length in bytes, 32 bits in the
- *         message's byte order, then the bytes; 64 MiB at most.
+ * @return a floating "(ay)" with a copy of @p data, which a GDBus call takes over. On the bus
+ * (D-Bus protocol, marshalling of arrays) it is the length in bytes, as 32 bits in the message's
+ *         byte order, followed by at most 64 MiB of bytes.
  */
 inline GVariant* ToVariant(const std::vector<char>& data) {
     GVariant* array = g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data.data(), data.size(), 1);
@@ -21,8 +21,8 @@ inline GVariant* ToVariant(const std::vector<char>& data) {
 
 /**
  * Copies the bytes of @p body, which is borrowed, into @p data.
- * @return false, with @p data empty, when @p body is anything but "(ay)": a peer's signals and
- *         replies are type-checked by nobody before they get here.
+ * @return false, with @p data empty, when @p body is not "(ay)". GDBus does not check the types of
+ * a peer's signals and replies.
  */
 inline bool FromVariant(GVariant* body, std::vector<char>& data) {
     data.clear();
