@@ -1,8 +1,8 @@
 // Runs the benchmarks of one process, pinned to the core in APPLIST_BENCH_CORE. Results go to the
 // file of --benchmark_out: standard output is the library's, which says there that it has no
 // partner, and is dropped.
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 #include <benchmark/benchmark.h>
 
@@ -18,6 +18,8 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;
     }
-    std::cout.rdbuf(nullptr);
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) {
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
 }

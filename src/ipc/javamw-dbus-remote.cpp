@@ -3,13 +3,13 @@
 #include <ipc/javamw-dbus-remote.h>
 
 #include <exception>
-#include <iostream>
 #include <utility>
 
 #include <unistd.h>
 
 #include <common/Log.h>
 #include <common/PTAutoLock.h>
+#include <common/StandardOutput.h>
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
 #include <ipc/LiveEndpoints.h>
@@ -83,13 +83,6 @@ bool CatchExceptions(const char* function, Work work) noexcept {
         APPLIST_LOG_ERROR("Exception in %s", function);
     }
     return false;
-}
-
-void WriteLine(const std::vector<char>& data) {
-    for (const char byte : data) {
-        std::cout << byte;
-    }
-    std::cout << std::endl;
 }
 
 } // namespace
@@ -576,7 +569,7 @@ bool JavaMWDbusRemote::Resend(const std::string& partner, const std::string& suf
 
 std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     if (!IsConnectionReady()) {
-        std::cout << "Connection not set.\n" << std::flush;
+        StandardOutput::WriteLine("Connection not set.");
         return {};
     }
     g_autoptr(GDBusProxy) proxy = nullptr;
@@ -586,7 +579,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
         g_set_object(&proxy, m_partnerProxy);
     }
     if (proxy == nullptr) {
-        std::cout << "Proxy not ready\n" << std::flush;
+        StandardOutput::WriteLine("Proxy not ready");
         return {};
     }
     APPLIST_LOG_DEBUG("Sending sync message with %d bytes", static_cast<int>(data.size()));
@@ -721,7 +714,7 @@ void JavaMWDbusRemote::DispatchNotification(const char* objectPath, GVariant* pa
 std::vector<char> JavaMWDbusRemote::HandleMessage(std::vector<char>& data) {
     const std::string text(data.begin(), data.end());
     APPLIST_LOG_DEBUG("Default handler - HandleMessage = %s", text.c_str());
-    WriteLine(data);
+    StandardOutput::WriteLine(text);
     const std::string reply = "Default handler from : " + m_uniqueName;
     return {reply.begin(), reply.end()};
 }
@@ -729,7 +722,7 @@ std::vector<char> JavaMWDbusRemote::HandleMessage(std::vector<char>& data) {
 void JavaMWDbusRemote::HandleNotification(std::vector<char>& data) {
     const std::string text(data.begin(), data.end());
     APPLIST_LOG_DEBUG("Default handler - HandleNotification = %s", text.c_str());
-    WriteLine(data);
+    StandardOutput::WriteLine(text);
 }
 
 void JavaMWDbusRemote::HandleConnectionReady(bool ready, const std::string& /*partner*/) {

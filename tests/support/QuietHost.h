@@ -3,8 +3,7 @@
 #ifndef APPLIST_TESTS_QUIETHOST_H
 #define APPLIST_TESTS_QUIETHOST_H
 
-#include <iostream>
-#include <streambuf>
+#include <cstdio>
 
 inline namespace applist_test {
 
@@ -22,13 +21,7 @@ public:
     static unsigned long Criticals();
 
 private:
-    struct Nowhere : std::streambuf {
-        int overflow(int byte) override { return byte; }
-        std::streamsize xsputn(const char* /*text*/, std::streamsize size) override { return size; }
-    };
-
-    Nowhere m_nowhere;
-    std::streambuf* m_before;
+    std::FILE* m_standardOutput;
 };
 
 } // namespace applist_test

@@ -156,6 +156,7 @@ void Host::Request(const std::string& text, Operation operation) {
     m_isInRequest = true;
     m_requestWasLost = false;
     operation();
+    m_libraryOutput.Drain();
     m_isInRequest = false;
     if (!m_requestWasLost) {
         m_partner = Partner::Present;
@@ -188,6 +189,7 @@ void Host::OnLibraryLine(const std::string& line) {
 }
 
 void Host::OnEvent(AppListModel* model, const std::string& text) {
+    m_libraryOutput.Drain();
     m_model = model;
     m_partner = Partner::Present;
     // The library has read the items for this event, not for a new list.
@@ -224,6 +226,7 @@ void Host::OnItemRead() {
 gboolean Host::OnListWasRead(void* user_data) {
     auto* const self = static_cast<Host*>(user_data);
     self->m_listWasReadId = 0;
+    self->m_libraryOutput.Drain();
     if (self->m_requestWasLost) {
         return G_SOURCE_REMOVE;
     }

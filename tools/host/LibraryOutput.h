@@ -4,24 +4,25 @@
 #define APPLIST_TOOLS_LIBRARYOUTPUT_H
 
 #include <functional>
-#include <streambuf>
 #include <string>
 
-/** Replaces the buffer of std::cout for its lifetime. Only one thread may write. */
-class LibraryOutput : private std::streambuf {
+/** Redirects standard output into a pipe for its lifetime. Only one thread may use it. */
+class LibraryOutput {
 public:
     explicit LibraryOutput(std::function<void(const std::string& line)> onLine);
-    ~LibraryOutput() override;
+    ~LibraryOutput();
 
     LibraryOutput(const LibraryOutput&) = delete;
     LibraryOutput& operator=(const LibraryOutput&) = delete;
 
-private:
-    int_type overflow(int_type character) override;
+    /** Reports the lines written so far. The pipe holds some thousand of them. */
+    void Drain();
 
+private:
     std::function<void(const std::string&)> m_onLine;
     std::string m_line;
-    std::streambuf* m_replaced;
+    int m_standardOutput;
+    int m_pipe = -1;
 };
 
 #endif

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -30,17 +31,28 @@ const char* ColourOf(Output::Tone tone) {
     return nullptr;
 }
 
+std::shared_ptr<std::FILE> OwnStandardOutput() {
+    constexpr int FIRST_OTHER_DESCRIPTOR = 3;
+    std::FILE* const stream =
+        fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, FIRST_OTHER_DESCRIPTOR), "w");
+    return {stream, [](std::FILE* opened) {
+                if (opened != nullptr) {
+                    std::fclose(opened);
+                }
+            }};
+}
+
 } // namespace
 
 Output::Output(std::string program)
-    : m_program(std::move(program)), m_stream(std::cout.rdbuf()), m_colour(IsColourTerminal()) {}
+    : m_program(std::move(program)), m_stream(OwnStandardOutput()), m_colour(IsColourTerminal()) {}
 
 void Output::Line(const std::string& text, Tone tone) {
     const char* const colour = m_colour ? ColourOf(tone) : nullptr;
-    if (colour != nullptr) {
-        m_stream << colour << text << "\033[0m" << std::endl;
-    } else {
-        m_stream << text << std::endl;
+    const std::string line = colour != nullptr ? colour + text + "\033[0m\n" : text + "\n";
+    if (m_stream != nullptr) {
+        std::fwrite(line.data(), 1, line.size(), m_stream.get());
+        std::fflush(m_stream.get());
     }
 }
 

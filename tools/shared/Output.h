@@ -2,7 +2,8 @@
 #ifndef APPLIST_TOOLS_OUTPUT_H
 #define APPLIST_TOOLS_OUTPUT_H
 
-#include <ostream>
+#include <cstdio>
+#include <memory>
 #include <string>
 
 class Output {
@@ -30,7 +31,7 @@ public:
 private:
     std::string m_program;
     std::string m_place;
-    std::ostream m_stream; // std::cout may have another buffer later
+    std::shared_ptr<std::FILE> m_stream; // standard output may be a pipe later
     bool m_colour;
 };
 
