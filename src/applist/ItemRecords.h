@@ -8,6 +8,7 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 #include <applist/RemoteAppListItem.h>
 
@@ -38,6 +39,17 @@ protected:
 
 private:
     std::string& m_target;
+};
+
+/** Reads bytes where they are, without the copies of a string stream. */
+class BytesBuffer : public std::streambuf {
+public:
+    /** @param bytes must outlive the buffer and stay as they are */
+    explicit BytesBuffer(const std::vector<char>& bytes) {
+        // The base class asks for writable bytes; nothing is written without an override.
+        char* const begin = const_cast<char*>(bytes.data());
+        setg(begin, begin, begin + bytes.size());
+    }
 };
 
 /** Appends the record of @p item to @p records. */

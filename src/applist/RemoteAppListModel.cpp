@@ -2,8 +2,7 @@
 #include <applist/RemoteAppListModel.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <sstream>
+#include <istream>
 #include <utility>
 
 #include <applist/ItemChangeListener.h>
@@ -258,25 +257,32 @@ void RemoteAppListModel::OnNotificationReceive(int id, const std::vector<char>& 
 void RemoteAppListModel::OnSelectionEvent() {
     APPLIST_LOG_DEBUG("Getting remote selection");
     const std::vector<char> data = GetRemoteSelectionData();
+    // Decoded before the lock is taken, and one record at a time: only the first one counts, and
+    // readers of the list do not wait for a long answer.
+    std::optional<RemoteAppListItem> selection;
+    Deserialize(data, [&](const RemoteAppListItem& item) {
+        if (!selection) {
+            selection = item;
+        }
+    });
     {
         const PTAutoLock lock(m_mutex);
         m_selectedItem = nullptr;
-        m_selectedItem = FindRemoteSelection(data);
+        m_selectedItem = FindRemoteSelection(selection);
     }
     APPLIST_LOG_DEBUG("ItemSelectionEvent from local model. Listeners :%d",
                       static_cast<int>(m_selectionListeners.Count()));
     m_selectionListeners.Call(&ItemSelectionListener::OnItemSelectionEvent, this);
 }
 
-// The item of the list whose unique id stands first in the partner's reply, or null.
-AppListItem* RemoteAppListModel::FindRemoteSelection(const std::vector<char>& data) {
-    std::vector<RemoteAppListItem> selection = Deserialize(data);
-    if (selection.empty()) {
+// The item of the list whose unique id is that of the partner's reply, or null.
+AppListItem* RemoteAppListModel::FindRemoteSelection(std::optional<RemoteAppListItem>& selection) {
+    if (!selection) {
         APPLIST_LOG_DEBUG(
             "Received empty data from APPLIST_GET_SELECTION_FNC. Selected item is NULL");
         return nullptr;
     }
-    const auto found = Find(&selection.front());
+    const auto found = Find(&*selection);
     if (found == m_items.end()) {
         return nullptr;
     }
@@ -332,14 +338,21 @@ std::string RemoteAppListModel::Serialize(const std::vector<AppListItem*>& items
 }
 
 std::vector<RemoteAppListItem> RemoteAppListModel::Deserialize(const std::vector<char>& data) {
-    APPLIST_LOG_DEBUG("Deserialize data length: %d", static_cast<int>(data.size()));
     std::vector<RemoteAppListItem> items;
-    std::istringstream stream(std::string(data.begin(), data.end()));
+    Deserialize(data, [&](const RemoteAppListItem& item) { items.push_back(item); });
+    return items;
+}
+
+void RemoteAppListModel::Deserialize(
+    const std::vector<char>& data,
+    const std::function<void(const RemoteAppListItem& item)>& onRecord) {
+    APPLIST_LOG_DEBUG("Deserialize data length: %d", static_cast<int>(data.size()));
+    ItemRecords::BytesBuffer buffer(data);
+    std::istream stream(&buffer);
     RemoteAppListItem item;
     while (ItemRecords::ReadNext(stream, item)) {
-        items.push_back(item);
+        onRecord(item);
         APPLIST_LOG_DEBUG(" - RemoteAppListItem name: %s, uniqueId: %s",
                           item.GetVisibleName().c_str(), item.GetUnigueId().c_str());
     }
-    return items;
 }

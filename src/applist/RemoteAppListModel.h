@@ -3,6 +3,8 @@
 #ifndef APPLIST_APPLIST_REMOTEAPPLISTMODEL_H
 #define APPLIST_APPLIST_REMOTEAPPLISTMODEL_H
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -89,11 +91,16 @@ public:
     /** @return the complete records at the start of @p data. */
     std::vector<RemoteAppListItem> Deserialize(const std::vector<char>& data);
 
+    /** Calls @p onRecord with each of them in turn, and keeps none. */
+    void Deserialize(const std::vector<char>& data,
+                     const std::function<void(const RemoteAppListItem& item)>& onRecord);
+
 private:
     static void CheckMemberOrder();
     void OnSelectionEvent();
     void OnLocalCreatedEvent();
-    AppListItem* FindRemoteSelection(const std::vector<char>& data) APPLIST_REQUIRES(m_mutex);
+    AppListItem* FindRemoteSelection(std::optional<RemoteAppListItem>& selection)
+        APPLIST_REQUIRES(m_mutex);
     std::vector<AppListItem*>::iterator Find(AppListItem* item) APPLIST_REQUIRES(m_mutex);
 
     std::vector<AppListItem*> m_items APPLIST_GUARDED_BY(m_mutex);

@@ -61,6 +61,25 @@ INSTANTIATE_TEST_SUITE_P(
         RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
     RowName<RequestRow>);
 
+// While an answer is decoded
+
+TEST_F(Locks, AreFreeWhileThePartnersSelectionIsDecoded) {
+    PartnerSelects("A\n1\nB\n2\n");
+    int records = 0;
+    int freeOnes = 0;
+    CapturedLog::OnLine([&](const CapturedLog::Line& line) {
+        if (line.function == "Deserialize") {
+            ++records;
+            freeOnes += probe.LockIsFree() ? 1 : 0;
+        }
+    });
+    model->OnNotificationReceive(2, {});
+    CapturedLog::OnLine(nullptr);
+    EXPECT_EQ(records, 3) << "the length, and each record";
+    EXPECT_EQ(freeOnes, records);
+    EXPECT_EQ(model->GetSelection(), &inList);
+}
+
 // While items are read
 
 class LocksDuringARead : public Locks, public testing::WithParamInterface<RequestRow> {};

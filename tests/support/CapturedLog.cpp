@@ -14,6 +14,7 @@ struct Capture {
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<CapturedLog::Line> lines;
+    std::function<void(const CapturedLog::Line&)> onLine;
 };
 
 Capture& TheCapture() {
@@ -72,10 +73,18 @@ void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* f
     std::string copy(text != nullptr && length >= 0 ? std::string(text) : std::string());
     free(text);
 
+    const CapturedLog::Line line = Parse(bufferId, priority, tag, std::move(copy));
     Capture& capture = TheCapture();
-    const std::lock_guard<std::mutex> lock(capture.mutex);
-    capture.lines.push_back(Parse(bufferId, priority, tag, std::move(copy)));
-    capture.changed.notify_all();
+    std::function<void(const CapturedLog::Line&)> onLine;
+    {
+        const std::lock_guard<std::mutex> lock(capture.mutex);
+        capture.lines.push_back(line);
+        capture.changed.notify_all();
+        onLine = capture.onLine;
+    }
+    if (onLine) {
+        onLine(line);
+    }
 }
 
 std::ostream& CapturedLog::operator<<(std::ostream& os, const Line& line) {
@@ -86,6 +95,12 @@ void CapturedLog::Clear() {
     Capture& capture = TheCapture();
     const std::lock_guard<std::mutex> lock(capture.mutex);
     capture.lines.clear();
+}
+
+void CapturedLog::OnLine(std::function<void(const Line& line)> action) {
+    Capture& capture = TheCapture();
+    const std::lock_guard<std::mutex> lock(capture.mutex);
+    capture.onLine = std::move(action);
 }
 
 std::vector<CapturedLog::Line> CapturedLog::Lines() {

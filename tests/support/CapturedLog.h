@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -28,6 +29,9 @@ constexpr int INFO = 4;
 constexpr int ERROR = 6;
 
 void Clear();
+
+/** From now on calls @p action with each line, on the thread that logs; null for none. */
+void OnLine(std::function<void(const Line& line)> action);
 std::vector<Line> Lines();
 
 /** The messages in order, each as "DEBUG text", "INFO text" or "ERROR text". */
