@@ -1,0 +1,16 @@
+// A host of its own process, run to its end.
+#ifndef APPLIST_TESTS_HOSTPROCESS_H
+#define APPLIST_TESTS_HOSTPROCESS_H
+
+#include <string>
+#include <vector>
+
+struct HostProcess {
+    int status = -1; ///< exit status, 128 + N after signal N
+    std::string output;
+
+    /** Runs @p command, a program and its arguments, and waits for its end. */
+    static HostProcess Run(const std::vector<std::string>& command);
+};
+
+#endif
