@@ -8,7 +8,8 @@
 /**
  * Writes one line to the system log.
  *
- * Called on any thread, also with locks held. It must not throw and must not call the library.
+ * Called on any thread, also with locks held. It must not throw, must not call the library
+ * and must not be a cancellation point (pthread_cancel(3)).
  *
  * @param bufferId the log buffer; this library writes to the main log, 0
  * @param priority 3 debug, 4 info, 6 error

@@ -15,6 +15,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <common/CancellationOff.h>
+
 namespace {
 
 // Long enough for every line with ordinary names. A longer line is cut, so that no line costs an
@@ -77,6 +79,7 @@ void MarkCut(char (&line)[LINE_CAPACITY]) {
 } // namespace
 
 void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
+    const CancellationOff untilWritten;
     const int severity = Severity(priority);
     if (severity != LOG_ERR && NowMs() < g_retryAtMs.load(std::memory_order_relaxed)) {
         return;

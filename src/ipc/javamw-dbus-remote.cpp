@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include <common/CancellationOff.h>
 #include <common/Log.h>
 #include <common/PTAutoLock.h>
 #include <common/StandardOutput.h>
@@ -74,6 +75,7 @@ void ReleaseUnansweredName(GDBusConnection* connection, const char* name, const 
 // thread library, are C. @return whether @p work ended without one
 template <class Work>
 bool CatchExceptions(const char* function, Work work) noexcept {
+    const CancellationOff untilReturned;
     try {
         work();
         return true;
@@ -98,6 +100,7 @@ JavaMWDbusRemote::JavaMWDbusRemote(std::string id, bool handlersReady)
     : m_id(std::move(id)),
       m_state(HANDSHAKE_NONE),
       m_registration(std::make_unique<EndpointRegistration>(this, handlersReady)) {
+    const CancellationOff untilStarted;
     APPLIST_LOG_DEBUG("Constructor");
     m_nodeInfo = g_dbus_node_info_new_for_xml(INTERFACE_XML, nullptr);
     APPLIST_LOG_DEBUG("XML parsed");
@@ -163,6 +166,7 @@ void JavaMWDbusRemote::StartHandshake() {
 }
 
 bool JavaMWDbusRemote::BroadcastName(std::string& name) {
+    const CancellationOff untilAnswered;
     APPLIST_LOG_DEBUG("BroadcastName %s Public unique name %s", name.c_str(), m_uniqueName.c_str());
     if (m_connection == nullptr || g_utf8_validate(name.c_str(), -1, nullptr) == FALSE) {
         // GDBus would refuse these with a warning instead of an error.
@@ -568,6 +572,7 @@ bool JavaMWDbusRemote::Resend(const std::string& partner, const std::string& suf
 // Messages and notifications
 
 std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
+    const CancellationOff untilAnswered;
     if (!IsConnectionReady()) {
         StandardOutput::WriteLine("Connection not set.");
         return {};
@@ -621,6 +626,7 @@ void JavaMWDbusRemote::SendNotification(std::vector<char>& data, const std::stri
 }
 
 void JavaMWDbusRemote::EmitNotification(const std::vector<char>& data, const std::string& partner) {
+    const CancellationOff untilEmitted;
     // When the partner is lost, its name is cleared before the state changes.
     if (!IsConnectionReady() || partner.empty()) {
         APPLIST_LOG_ERROR("Connection not set.");
@@ -742,6 +748,7 @@ void JavaMWDbusRemote::StopHandlers() {
 }
 
 JavaMWDbusRemote::~JavaMWDbusRemote() {
+    const CancellationOff untilReleased;
     // From now on no callback and no resend pass uses the endpoint, so that the code below needs no
     // lock. The resend thread finds that the endpoint is not alive, and ends.
     StopHandlers();

@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <syslog.h>
 
 #include "AllocationCount.h"
@@ -291,6 +292,26 @@ TEST(NoLog, ComesBackWhenSyslogEnds) {
         log.OpenSyslog();
         EXPECT_THAT(SaidUntilHeard([&] { return log.SyslogLines(); }), SizeIs(1));
     });
+}
+
+// A thread that is cancelled
+
+void* PrintCancelled(void* isFinished) {
+    pthread_cancel(pthread_self());
+    PlatformLogPrint(BUFFER, ERROR, TAG, "line\n");
+    *static_cast<bool*>(isFinished) = true;
+    pthread_testcancel();
+    return nullptr;
+}
+
+TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
+    bool isFinished = false;
+    pthread_t thread = {};
+    ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_TRUE(isFinished);
 }
 
 } // namespace

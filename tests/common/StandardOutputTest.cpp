@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace {
@@ -91,6 +92,27 @@ TEST(LineOnStandardOutput, LetsNoOtherThreadWriteInBetween) {
                     other.get();
                 }),
                 ElementsAre("line\n", "other"));
+}
+
+void* WriteCancelled(void* isFinished) {
+    pthread_cancel(pthread_self());
+    StandardOutput::WriteLine("line");
+    *static_cast<bool*>(isFinished) = true;
+    pthread_testcancel();
+    return nullptr;
+}
+
+TEST(LineOnStandardOutput, IsFinishedByAThreadThatIsCancelled) {
+    bool isFinished = false;
+    EXPECT_THAT(Writes([&] {
+                    pthread_t thread = {};
+                    pthread_create(&thread, nullptr, WriteCancelled, &isFinished);
+                    void* result = nullptr;
+                    pthread_join(thread, &result);
+                    EXPECT_EQ(result, PTHREAD_CANCELED);
+                }),
+                ElementsAre("line\n"));
+    EXPECT_TRUE(isFinished);
 }
 
 } // namespace
