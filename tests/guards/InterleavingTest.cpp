@@ -12,7 +12,7 @@
 
 #include <applist/RemoteAppListModel.h>
 #include <ipc/IPCApplist.h>
-#include <ipc/LentBytes.h>
+#include <ipc/UncopiedBody.h>
 
 #include "Bytes.h"
 #include "FaultTest.h"
@@ -146,47 +146,62 @@ TEST_F(Interleaving, TheListEndsWithItsLockHeld) {
     EXPECT_NE(std::find(taken.begin(), taken.end(), listLock[0]), taken.end());
 }
 
-// Lent bytes
+// Bytes that are sent without a copy
 
-TEST(LentBytesWithoutMemory, AreNotLentWhenTheLoanCannotBeAllocated) {
+TEST(UncopiedBodyWithoutMemory, IsNotMadeWithoutItsStorage) {
     Bytes data = ByteVector("data");
     EXPECT_THROW(
         {
             Forced::FailNextAllocation();
-            const LentBytes message(data);
+            const UncopiedBody message(data);
         },
         std::bad_alloc);
     EXPECT_EQ(data, ByteVector("data"));
 }
 
-TEST(LentBytesWithoutMemory, LeaveAnEmptyVectorWhenTheBodyOutlivesThem) {
+TEST(UncopiedBodyWithoutMemory, LeavesAnEmptyVectorWhenTheBodyOutlivesIt) {
     Bytes data = ByteVector("data");
     g_autoptr(GVariant) kept = nullptr;
     {
-        const LentBytes message(data);
-        kept = g_variant_ref(message.Body());
+        const UncopiedBody message(data);
+        kept = g_variant_ref(message.Get());
         Forced::FailNextAllocation();
     }
     EXPECT_EQ(data, Bytes());
 }
 
-TEST(Loan, IsFreedWithTheBodyThatComesBack) {
+TEST(Storage, IsThatOfTheVectorWhenTheBodyOutlivesIt) {
+    Bytes data = ByteVector("data");
+    const char* const before = data.data();
+    g_autoptr(GVariant) kept = nullptr;
+    {
+        const UncopiedBody message(data);
+        kept = g_variant_ref(message.Get());
+    }
+    EXPECT_NE(data.data(), before);
+    EXPECT_EQ(data, ByteVector("data"));
+    data.assign(data.size(), 'x');
+    g_autofree char* printed = g_variant_print(kept, TRUE);
+    EXPECT_STREQ(printed, "([byte 0x64, 0x61, 0x74, 0x61],)");
+}
+
+TEST(Storage, IsFreedWithTheRequest) {
     Bytes data = ByteVector("data");
     const long before = Forced::LiveBlocks();
-    { const LentBytes message(data); }
+    { const UncopiedBody message(data); }
     EXPECT_EQ(Forced::LiveBlocks(), before);
 }
 
-TEST(Loan, IsFreedWithTheBodyThatOutlivesIt) {
+TEST(Storage, IsFreedWithTheBodyThatOutlivesTheRequest) {
     Bytes data = ByteVector("data");
     const long before = Forced::LiveBlocks();
     GVariant* kept = nullptr;
     {
-        const LentBytes message(data);
-        kept = g_variant_ref(message.Body());
+        const UncopiedBody message(data);
+        kept = g_variant_ref(message.Get());
     }
     g_variant_unref(kept);
-    EXPECT_EQ(Forced::LiveBlocks(), before) << "the loan with its storage; the vector has a copy";
+    EXPECT_EQ(Forced::LiveBlocks(), before) << "the storage; the vector has a copy";
 }
 
 } // namespace
