@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+inline namespace applist_test {
+
 struct HostProcess {
     int status = -1; ///< exit status, 128 + N after signal N
     std::string output;
@@ -12,5 +14,7 @@ struct HostProcess {
     /** Runs @p command, a program and its arguments, and waits for its end. */
     static HostProcess Run(const std::vector<std::string>& command);
 };
+
+} // namespace applist_test
 
 #endif

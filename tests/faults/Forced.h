@@ -35,6 +35,8 @@ void AtReleaseOfNextProxy(std::function<void()> action);
 
 } // namespace Forced
 
+inline namespace applist_test {
+
 /** Holds the thread that logs a message that starts so, until it is released. */
 class HeldLine {
 public:
@@ -52,5 +54,7 @@ private:
     std::promise<void> m_released;
     bool m_isReleased = false;
 };
+
+} // namespace applist_test
 
 #endif
