@@ -116,12 +116,13 @@ TEST_P(AnyCallback, RefusesWithoutWaiting) {
 
 // The handler runs in a handshake callback, behind which others wait.
 TEST_P(AnyCallback, RefusesANullConnectionWhileAHandlerRuns) {
+    std::future<void> call;
     bool returned = false;
     std::size_t refusals = 0;
     RecordingEndpoint::Actions actions;
     actions.onReady = [&](bool /*ready*/, const std::string& /*partner*/) {
-        auto call = std::async(std::launch::async, [&] { Call(nullptr, endpoint.get()); });
-        returned = call.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+        call = std::async(std::launch::async, [&] { Call(nullptr, endpoint.get()); });
+        returned = call.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
         refusals = CapturedLog::Count(CapturedLog::ERROR, REFUSED);
     };
     Connect(actions);
