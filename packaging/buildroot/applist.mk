@@ -6,7 +6,7 @@
 
 APPLIST_VERSION = 1.0.0
 APPLIST_SOURCE = applist_$(APPLIST_VERSION).tar.xz
-# The archive lies beside this file.
+# The archive is in the folder of this file.
 APPLIST_SITE = $(APPLIST_PKGDIR)
 APPLIST_SITE_METHOD = file
 APPLIST_INSTALL_STAGING = YES

@@ -1,6 +1,6 @@
 SUMMARY = "Application list kept in step with a partner process over D-Bus"
 SECTION = "libs"
-# The source tree states no licence; this is how a recipe says so.
+# The source tree states no licence, which a recipe writes as follows.
 LICENSE = "CLOSED"
 
 SRC_URI = "file://applist_${PV}.tar.xz"
@@ -9,7 +9,7 @@ DEPENDS = "glib-2.0"
 
 inherit cmake pkgconfig
 
-# Who may play which role on the bus; a group takes the place of the host's user.
+# The users of the two roles on the bus. A group replaces the user of the host.
 APPLIST_BUS_HOST_USER ?= "root"
 APPLIST_BUS_HOST_GROUP ?= ""
 APPLIST_BUS_PARTNER_USER ?= "root"
@@ -25,7 +25,7 @@ EXTRA_OECMAKE = "\
 PACKAGECONFIG ??= "tools"
 PACKAGECONFIG[tools] = "-DAPPLIST_BUILD_TOOLS=ON,-DAPPLIST_BUILD_TOOLS=OFF,libpcap nlohmann-json"
 
-# A device may replace the policy alone.
+# A device may replace only the policy.
 PACKAGES =+ "${PN}-tools ${PN}-policy"
 FILES:${PN} = "${libdir}/libapplist.so.*"
 FILES:${PN}-dev = "${includedir}/applist-1 ${libdir}/libapplist.so ${libdir}/cmake ${libdir}/pkgconfig"
