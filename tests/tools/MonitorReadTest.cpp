@@ -244,6 +244,196 @@ TEST(MonitorHandshake, TellsStrangersOnceThatTalkToEitherSide) {
     EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
+// --- Half-open pairs -----------------------------------------------------------------------------
+
+constexpr const char* LATER_HOST = ":1.17";
+constexpr const char* LATER_PARTNER = ":1.18";
+
+// The host's loop was busy: its answer is for a partner that has left, and the next partner takes
+// it for its own.
+void AnswerAPartnerThatHasLeft(CaptureWriter& capture) {
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.At(100);
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.At(200);
+    capture.Leave(PARTNER);
+    capture.At(300);
+    capture.Announce("_SERVICE_SYN", LATER_PARTNER);
+    capture.At(400);
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.At(401);
+    capture.Announce("_SERVICE_ACK", LATER_PARTNER);
+}
+
+// The partner's loop was busy: its answer is for a host that has left, and the next host takes it
+// for its own.
+void AnswerAHostThatHasLeft(CaptureWriter& capture) {
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.At(100);
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.At(200);
+    capture.Leave(HOST);
+    capture.At(300);
+    capture.Announce("_CLIENT_SYN", LATER_HOST);
+    capture.At(400);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(401);
+    capture.Announce("_CLIENT_ACK", LATER_HOST);
+}
+
+void Wait(CaptureWriter& capture, double milliseconds) {
+    capture.At(milliseconds);
+    capture.Leave(":1.99");
+}
+
+TEST(MonitorHalfOpenPair, IsNamedWhenThePartnerTookTheHostsAnswerToAnother) {
+    CaptureWriter capture;
+    AnswerAPartnerThatHasLeft(capture);
+    Wait(capture, 3000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 5) << told.text;
+    EXPECT_THAT(told.text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(told.text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8, which has left the bus\n"));
+    EXPECT_THAT(told.text,
+                ContainsRegex("!! half-open pair: partner :1.18 is ready with host :1.7 since "
+                              "[0-9:]+\\.401000; host :1.7 is bound to no partner since "
+                              "[0-9:]+\\.400000 \\(its last one, :1.8, has left the bus\\)\\. "
+                              "Restart the partner :1.18\\.\n"));
+    EXPECT_THAT(told.text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
+}
+
+TEST(MonitorHalfOpenPair, IsNamedWhenTheHostTookThePartnersAnswerToAnother) {
+    CaptureWriter capture;
+    AnswerAHostThatHasLeft(capture);
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    Wait(capture, 3000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 5) << told.text;
+    EXPECT_THAT(told.text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(told.text, HasSubstr("_SERVICE_SYN_ACK: bound to :1.7, which has left the bus\n"));
+    EXPECT_THAT(told.text,
+                ContainsRegex("!! half-open pair: host :1.17 is ready with partner :1.8 since "
+                              "[0-9:]+\\.401000; partner :1.8 is bound to no host since "
+                              "[0-9:]+\\.400000 \\(its last one, :1.7, has left the bus\\)\\. "
+                              "Restart the host :1.17\\.\n"));
+}
+
+TEST(MonitorHalfOpenPair, IsShownToPrograms) {
+    CaptureWriter capture;
+    AnswerAHostThatHasLeft(capture);
+    Wait(capture, 3000);
+    json pair;
+    const std::vector<json> objects = ReadAsJson(capture);
+    for (const json& object : objects) {
+        if (object.at("event") == "handshake" && object.at("what") == "half-open") {
+            pair = object;
+        }
+    }
+    ASSERT_TRUE(pair.is_object());
+    EXPECT_EQ(pair.at("who"), LATER_HOST);
+    EXPECT_EQ(pair.at("side"), "host");
+    EXPECT_EQ(pair.at("host"), LATER_HOST);
+    EXPECT_EQ(pair.at("partner"), PARTNER);
+    EXPECT_EQ(pair.at("restart"), LATER_HOST);
+    EXPECT_THAT(pair.at("since"), ContainsRegex("\\.401000Z$"));
+    EXPECT_EQ(FindEvent(objects, "summary").at("handshakes").at("half_open"), 1);
+}
+
+TEST(MonitorHalfOpenPair, IsNotReportedBeforeItHasLastedForTwoSeconds) {
+    CaptureWriter capture;
+    AnswerAHostThatHasLeft(capture);
+    Wait(capture, 2300);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text, Not(HasSubstr("half-open")));
+    EXPECT_THAT(told.text, Not(HasSubstr("connected: host")));
+}
+
+TEST(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
+    CaptureWriter capture;
+    AnswerAPartnerThatHasLeft(capture);
+    Wait(capture, 3000);
+    capture.Leave(LATER_PARTNER);
+    capture.Announce("_SERVICE_SYN", ":1.19");
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_SERVICE_ACK", ":1.19");
+    Wait(capture, 6000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("== connected: host :1.7 and partner :1.19"));
+    EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 1 problems"));
+}
+
+TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
+    CaptureWriter capture;
+    AnswerAPartnerThatHasLeft(capture);
+    Wait(capture, 3000);
+    capture.Announce("_SERVICE_SYN", LATER_PARTNER);
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_SERVICE_ACK", LATER_PARTNER);
+    Wait(capture, 6000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
+}
+
+TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnsweredTheOtherHostToo) {
+    CaptureWriter capture;
+    AnswerAHostThatHasLeft(capture);
+    Wait(capture, 3000);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    Wait(capture, 6000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 4) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("== connected: host :1.17 and partner :1.8"));
+}
+
+TEST(MonitorHalfOpenPair, IsNotReportedOfABoundPartnerThatAnnouncesItselfAgainAndAgain) {
+    CaptureWriter capture;
+    capture.Connect();
+    for (int second = 1; second < 10; ++second) {
+        capture.At(second * 1000);
+        capture.Announce("_SERVICE_SYN", PARTNER);
+    }
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("host :1.7 is connected with partner :1.8"));
+}
+
+TEST(MonitorHalfOpenPair, IsNotReportedOfTwoThatWereConnectedBeforeTheWatching) {
+    CaptureWriter capture;
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.Exchange(Framed("", 2003), 1);
+    Wait(capture, 6000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
+                                     "partner was not seen\n"));
+}
+
+TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
+    CaptureWriter capture;
+    capture.Connect();
+    for (int restart = 0; restart < 3; ++restart) {
+        const std::string partner = ":1.2" + std::to_string(restart);
+        capture.Leave(restart == 0 ? PARTNER : ":1.2" + std::to_string(restart - 1));
+        capture.At(3000 * (restart + 1));
+        capture.Announce("_SERVICE_SYN", partner);
+        capture.Announce("_CLIENT_SYN_ACK", HOST);
+        capture.Announce("_SERVICE_ACK", partner);
+        Wait(capture, 3000 * (restart + 1) + 2500);
+    }
+    capture.Leave(HOST);
+    capture.Announce("_SERVICE_SYN", ":1.22");
+    capture.Announce("_CLIENT_SYN", LATER_HOST);
+    capture.Announce("_SERVICE_SYN_ACK", ":1.22");
+    capture.Announce("_CLIENT_ACK", LATER_HOST);
+    Wait(capture, 20000);
+    const Told told = Read(capture);
+    EXPECT_EQ(told.status, 0) << told.text;
+    EXPECT_THAT(told.text, HasSubstr("handshakes: 5 completed, 0 problems"));
+}
+
 // --- Requests and notifications ------------------------------------------------------------------
 
 struct MessageRow {

@@ -7,7 +7,7 @@
 
 namespace {
 
-// A reply has no path: all replies come, and the story picks those to calls that it knows.
+// A reply has no path: all replies come, and the analysis selects those to the channel's calls.
 std::vector<std::string> Rules() {
     const std::string daemon = "org.freedesktop.DBus";
     return {

@@ -1,4 +1,4 @@
-// Sees every message on the bus that matters, as a monitor of the bus.
+// Receives the channel's messages and the owner changes, as a monitor of the bus.
 #ifndef APPLIST_TOOLS_BUSCAPTURE_H
 #define APPLIST_TOOLS_BUSCAPTURE_H
 
@@ -16,7 +16,7 @@ public:
     using OnSeen = std::function<void(const SeenMessage&)>;
 
     /**
-     * @param connection is good for nothing else afterwards
+     * @param connection becomes a monitor, which can send nothing more
      * @param onSeen called within the main loop, in the bus's order
      */
     BusCapture(GDBusConnection* connection, OnSeen onSeen);
@@ -25,10 +25,10 @@ public:
     BusCapture(const BusCapture&) = delete;
     BusCapture& operator=(const BusCapture&) = delete;
 
-    /** @return false, and why in @p problem, when the bus does not let us watch. */
+    /** @return false, and the reason in @p problem, when the bus refuses to be watched. */
     bool Start(std::string& problem);
 
-    /** The time that messages seen now are given. */
+    /** The time of messages that arrive now. */
     Microseconds Now() const;
 
 private:

@@ -1,4 +1,4 @@
-// Takes the bodies of the channel's messages apart, with the library's own framing and items.
+// Decodes the bodies of the channel's messages with the library's own framing and items.
 #ifndef APPLIST_TOOLS_DECODER_H
 #define APPLIST_TOOLS_DECODER_H
 
@@ -11,10 +11,10 @@
 
 namespace Decoder {
 
-/** What a call of "Send" carries. @param cutBytes missing at its end */
+/** The content of a call of "Send". @param cutBytes the bytes that are missing at its end */
 Content ReadMessage(GVariant* body, std::size_t cutBytes, Side from);
 
-/** What a signal "SendSignal" carries. */
+/** The content of a signal "SendSignal". */
 Content ReadNotification(GVariant* body, std::size_t cutBytes, Side from);
 
 /** The reply to a message with @p content. */

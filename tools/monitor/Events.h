@@ -1,4 +1,4 @@
-// What the monitor has to tell: the events that the story makes of messages.
+// The events of the monitor, which the analysis makes of messages.
 #ifndef APPLIST_TOOLS_EVENTS_H
 #define APPLIST_TOOLS_EVENTS_H
 
@@ -27,22 +27,25 @@ struct Peer {
 struct HandshakeEvent {
     enum class Kind {
         Announced, ///< `who` has taken `step`
-        Ready,     ///< all steps are done
+        Ready,     ///< both sides are bound to each other and ready
         Found,     ///< two that talk without a handshake that was seen
         Missing,   ///< `step` should have come from the other side of `who`
+        HalfOpen,  ///< `who` is ready with a side that is not bound to it
         Held,      ///< `who` owns the name of `step` and does not release it
         Refused,   ///< the bus does not let `who` own the name of `step`
         Stranger,  ///< `who` talks to somebody who is connected with another
         Shared,    ///< two hosts have the same partner
         Left       ///< `who` is gone from the bus
     };
-    Kind kind;
-    Microseconds time;
+    Kind kind = Kind::Announced;
+    Microseconds time = 0;
     Peer who;
     std::string step;         ///< like "_CLIENT_SYN"
-    std::string host;         ///< of Ready and Found
-    std::string partner;      ///< of Ready and Found
-    Microseconds elapsed = 0; ///< until Ready; how long Missing or Held
+    std::string host;         ///< of Ready, Found and HalfOpen
+    std::string partner;      ///< of Ready, Found and HalfOpen
+    Microseconds elapsed = 0; ///< until Ready; how long Missing, HalfOpen or Held
+    Microseconds since = 0;   ///< of HalfOpen
+    std::string restart;      ///< of HalfOpen: the unique name of the process to restart
     std::string text;         ///< the same for a reader
 };
 

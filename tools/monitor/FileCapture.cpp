@@ -19,8 +19,8 @@ Microseconds TimeOf(const pcap_pkthdr& header) {
            std::clamp<Microseconds>(rest, 0, SECOND - 1);
 }
 
-// libdbus and sd-bus tell their own program that the bus is gone by a message, and capture that
-// too.
+// libdbus and sd-bus report the end of the bus to their own program with a message, and capture
+// that message too.
 bool IsLocal(const std::vector<unsigned char>& blob) {
     static const std::string path = "/org/freedesktop/DBus/Local";
     return std::search(blob.begin(), blob.end(), path.begin(), path.end()) != blob.end();
@@ -68,7 +68,7 @@ FileCapture::Result FileCapture::Read(SeenMessage& seen, std::string& problem) {
     return Parse(bytes, header->caplen, header->len, seen, problem);
 }
 
-// What was not captured is filled with zeros: the rest of the message can then be told.
+// Bytes that were not captured become zeros: the rest of the message is then readable.
 FileCapture::Result FileCapture::Parse(const unsigned char* bytes, std::size_t captured,
                                        std::size_t length, SeenMessage& seen,
                                        std::string& problem) const {

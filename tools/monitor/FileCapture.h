@@ -1,4 +1,4 @@
-// Reads what "busctl capture" or "dbus-monitor --pcap" has written: D-Bus messages in pcap or
+// Reads the captures of "busctl capture" and "dbus-monitor --pcap": D-Bus messages in pcap or
 // pcapng.
 #ifndef APPLIST_TOOLS_FILECAPTURE_H
 #define APPLIST_TOOLS_FILECAPTURE_H

@@ -13,7 +13,7 @@ void OnInterrupt(int /*signal*/) {
     interrupted = 1;
 }
 
-// Ends a read from a pipe, too: reads that a signal interrupts are not begun again.
+// Also ends a read from a pipe: an interrupted read is not started again.
 void EndOnSignals() {
     struct sigaction action {};
     action.sa_handler = OnInterrupt;
@@ -23,7 +23,7 @@ void EndOnSignals() {
 
 } // namespace
 
-int WatchFile(const std::string& file, guint64 count, Story& story, Narrator& narrator,
+int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Reporter& reporter,
               Output& output) {
     FileCapture capture;
     std::string problem;
@@ -32,15 +32,15 @@ int WatchFile(const std::string& file, guint64 count, Story& story, Narrator& na
         output.Error(problem);
         return EXIT_STATUS_FAILED;
     }
-    narrator.Begin("reading the capture " + (file == "-" ? "on standard input" : file));
+    reporter.Begin("reading the capture " + (file == "-" ? "on standard input" : file));
     int status = EXIT_STATUS_DONE;
-    while (interrupted == 0 && (count == 0 || story.Told() < count)) {
+    while (interrupted == 0 && (count == 0 || analysis.ReportedCount() < count)) {
         SeenMessage seen{};
         const FileCapture::Result result = capture.Read(seen, problem);
         if (result == FileCapture::Result::Message) {
-            story.Take(seen);
+            analysis.Take(seen);
         } else if (result == FileCapture::Result::Unreadable) {
-            story.TakeUnreadable(seen.time, problem);
+            analysis.TakeUnreadable(seen.time, problem);
         } else if (result == FileCapture::Result::Foreign) {
             continue;
         } else if (result == FileCapture::Result::End || interrupted != 0) {
@@ -51,6 +51,6 @@ int WatchFile(const std::string& file, guint64 count, Story& story, Narrator& na
             break;
         }
     }
-    story.End();
+    analysis.End();
     return status;
 }

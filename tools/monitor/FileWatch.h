@@ -1,4 +1,4 @@
-// Lets a story follow a capture to its end.
+// Analyses a capture to its end.
 #ifndef APPLIST_TOOLS_FILEWATCH_H
 #define APPLIST_TOOLS_FILEWATCH_H
 
@@ -6,12 +6,12 @@
 
 #include <glib.h>
 
-#include <monitor/Narrator.h>
-#include <monitor/Story.h>
+#include <monitor/Analysis.h>
+#include <monitor/Reporter.h>
 #include <shared/Output.h>
 
 /** @param count 0 for no limit. @return the exit status */
-int WatchFile(const std::string& file, guint64 count, Story& story, Narrator& narrator,
+int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Reporter& reporter,
               Output& output);
 
 #endif

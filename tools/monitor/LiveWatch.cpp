@@ -9,6 +9,7 @@
 
 #include <monitor/BusCapture.h>
 #include <shared/ExitStatus.h>
+#include <shared/PeerProcess.h>
 #include <shared/SystemBus.h>
 
 namespace {
@@ -20,7 +21,7 @@ gboolean CallFunction(void* function) {
     return G_SOURCE_CONTINUE;
 }
 
-/** Calls a function again and again for as long as it lives. */
+/** Owns a source of the main context, which calls a function again and again. */
 class Repeat {
 public:
     Repeat(guint id) : m_id(id) {}
@@ -35,7 +36,8 @@ private:
 
 } // namespace
 
-int WatchBus(guint64 seconds, guint64 count, Story& story, Narrator& narrator, Output& output) {
+int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& reporter,
+             Output& output) {
     g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
     int status = EXIT_STATUS_DONE;
     SystemBus bus(
@@ -56,9 +58,9 @@ int WatchBus(guint64 seconds, guint64 count, Story& story, Narrator& narrator, O
     };
     BusCapture capture(bus.Connection(), [&](const SeenMessage& seen) {
         if (!ended) {
-            story.Take(seen);
+            analysis.Take(seen);
         }
-        if (count != 0 && story.Told() >= count) {
+        if (count != 0 && analysis.ReportedCount() >= count) {
             end();
         }
     });
@@ -71,14 +73,22 @@ int WatchBus(guint64 seconds, guint64 count, Story& story, Narrator& narrator, O
             " and read that: applistctl monitor --read FILE");
         return EXIT_STATUS_FAILED;
     }
-    narrator.Begin("watching " + SystemBus::Describe());
-    std::function<void()> tick = [&] { story.Tick(capture.Now()); };
+    // A monitor can ask nothing: questions about processes go over a second connection.
+    SystemBus second([](const std::string&) {}, SystemBus::Kind::Own);
+    analysis.SetFindProcess([&second](const std::string& uniqueName) {
+        return second.Connection() != nullptr
+                   ? FindPeerProcess(second.Connection(), uniqueName).Describe()
+                   : "";
+    });
+    reporter.Begin("watching " + SystemBus::Describe());
+    std::function<void()> tick = [&] { analysis.Tick(capture.Now()); };
     const Repeat ticks(g_timeout_add(TICK_MS, CallFunction, &tick));
     const Repeat interrupt(g_unix_signal_add(SIGINT, CallFunction, &end));
     const Repeat termination(g_unix_signal_add(SIGTERM, CallFunction, &end));
     const guint limit = seconds != 0 ? static_cast<guint>(seconds) : G_MAXUINT;
     const Repeat limitReached(g_timeout_add_seconds(limit, CallFunction, &end));
     g_main_loop_run(loop);
-    story.End();
+    analysis.End();
+    analysis.SetFindProcess(nullptr);
     return status;
 }

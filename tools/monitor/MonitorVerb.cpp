@@ -2,11 +2,11 @@
 
 #include <memory>
 
+#include <monitor/Analysis.h>
 #include <monitor/FileWatch.h>
-#include <monitor/JsonNarrator.h>
+#include <monitor/JsonReporter.h>
 #include <monitor/LiveWatch.h>
-#include <monitor/Story.h>
-#include <monitor/TextNarrator.h>
+#include <monitor/TextReporter.h>
 #include <shared/ExitStatus.h>
 #include <shared/Output.h>
 
@@ -27,16 +27,17 @@ Usage MonitorVerb::Describe() {
     return {
         PROGRAM,
         "",
-        "Tells what host and partner say to each other: the handshake step by step, every\n"
-        "request with its items, reply and latency, every notification, and what is malformed\n"
-        "or missing. It watches the bus, which on a system bus only root may do, until Ctrl-C,\n"
-        "or reads a capture made elsewhere. A summary ends it.",
+        "Shows the messages of host and partner: each step of the handshake, each request with\n"
+        "its items, reply and latency, each notification, and everything malformed or missing.\n"
+        "It names a half-open pair and the process to restart. It watches the bus until Ctrl-C,\n"
+        "which only root may do on a system bus, or reads a capture. A summary ends the output.",
         "Captures are made by \"busctl capture --size=1000000 > FILE\" or\n"
         "\"dbus-monitor --system --pcap > FILE\", as root.\n"
         "\n"
-        "Exit status: 0 nothing wrong was seen, 1 failed (also when the bus lets us not watch,\n"
-        "or the capture is damaged), 2 wrong usage, 3 no bus, 4 something wrong was seen:\n"
-        "malformed, unanswered or failed requests, a step of the handshake missing.",
+        "Exit status: 0 nothing is wrong, 1 failed (also when the bus refuses to be watched, or\n"
+        "the capture is damaged), 2 wrong usage, 3 no bus, 4 something was wrong: malformed,\n"
+        "unanswered or failed requests, a missing step of the handshake, 5 a pair is half-open\n"
+        "in the end: one side is ready with a side that is not bound to it.",
         false,
         {{"read", "FILE", "Read a capture (pcap or pcapng) instead of the bus; - is stdin"},
          {"json", nullptr, "Print one JSON object a line"},
@@ -57,16 +58,22 @@ int MonitorVerb::Run(const CommandLine& line) {
         return WrongUsage(PROGRAM, "--read takes neither --bus nor --seconds");
     }
     Output output(PROGRAM);
-    std::unique_ptr<Narrator> narrator;
+    std::unique_ptr<Reporter> reporter;
     if (line.Has("json")) {
-        narrator = std::make_unique<JsonNarrator>(output);
+        reporter = std::make_unique<JsonReporter>(output);
     } else {
-        narrator = std::make_unique<TextNarrator>(output);
+        reporter = std::make_unique<TextReporter>(output);
     }
-    Story story(*narrator);
+    Analysis analysis(*reporter);
     const int status = line.Has("read")
-                           ? WatchFile(line.options.at("read"), count, story, *narrator, output)
-                           : WatchBus(seconds, count, story, *narrator, output);
-    const bool hasTrouble = story.Result().HasTrouble();
-    return status == EXIT_STATUS_DONE && hasTrouble ? EXIT_STATUS_TROUBLE : status;
+                           ? WatchFile(line.options.at("read"), count, analysis, *reporter, output)
+                           : WatchBus(seconds, count, analysis, *reporter, output);
+    const Summary& result = analysis.Result();
+    if (status != EXIT_STATUS_DONE) {
+        return status;
+    }
+    if (result.HalfOpenPairs() > 0) {
+        return EXIT_STATUS_HALF_OPEN;
+    }
+    return result.HasTrouble() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
 }

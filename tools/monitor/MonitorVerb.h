@@ -1,4 +1,4 @@
-// "applistctl monitor": tells what host and partner say to each other, live or from a capture.
+// "applistctl monitor": shows the messages of host and partner, live or from a capture.
 #ifndef APPLIST_TOOLS_MONITORVERB_H
 #define APPLIST_TOOLS_MONITORVERB_H
 

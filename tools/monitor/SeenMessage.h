@@ -1,4 +1,4 @@
-// A message that went over the bus, as a capture source hands it over.
+// A message on the bus, as a capture source delivers it.
 #ifndef APPLIST_TOOLS_SEENMESSAGE_H
 #define APPLIST_TOOLS_SEENMESSAGE_H
 
@@ -21,7 +21,7 @@ struct Unref {
 struct SeenMessage {
     Microseconds time;
     std::unique_ptr<GDBusMessage, Unref> message;
-    std::size_t cutBytes = 0; ///< so many at its end were not captured and are zero
+    std::size_t cutBytes = 0; ///< the bytes at its end that were not captured and are zero
 };
 
 #endif

@@ -35,6 +35,7 @@ void Summary::Add(const HandshakeEvent& event) {
         ++m_ready;
         break;
     case HandshakeEvent::Kind::Missing:
+    case HandshakeEvent::Kind::HalfOpen:
     case HandshakeEvent::Kind::Held:
     case HandshakeEvent::Kind::Refused:
     case HandshakeEvent::Kind::Stranger:

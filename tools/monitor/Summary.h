@@ -1,4 +1,4 @@
-// Counts, and latencies by request, of everything that was told.
+// Counts of all events, and the latencies of each request.
 #ifndef APPLIST_TOOLS_SUMMARY_H
 #define APPLIST_TOOLS_SUMMARY_H
 
@@ -38,15 +38,21 @@ public:
     void Add(const Exchange& exchange);
     void Add(const NotificationSeen& notification);
     void AddMalformed() { ++m_malformed; }
-    void SetHandshakes(std::vector<std::string> states) { m_handshakes = std::move(states); }
+    void SetHandshakes(std::vector<std::string> states, std::size_t halfOpenPairs) {
+        m_handshakes = std::move(states);
+        m_halfOpenPairs = halfOpenPairs;
+    }
 
     Microseconds Duration() const { return m_end - m_start; }
     std::size_t Messages() const { return m_messages; }
     std::size_t ReadyCount() const { return m_ready; }
     std::size_t HandshakeProblems() const { return m_handshakeProblems; }
+
+    /** Counts the half-open pairs that are left in the end. */
+    std::size_t HalfOpenPairs() const { return m_halfOpenPairs; }
     std::size_t MalformedCount() const { return m_malformed; }
 
-    /** How the handshake of each host stands in the end, in words. */
+    /** The state of each host's handshake in the end, in words. */
     const std::vector<std::string>& Handshakes() const { return m_handshakes; }
 
     /** By title, like "APPLIST_ADD_ITEMS_FNC (2004)". */
@@ -55,7 +61,7 @@ public:
         return m_notifications;
     }
 
-    /** Whether anything was told that should not have happened. */
+    /** Whether any event is a fault. */
     bool HasTrouble() const;
 
 private:
@@ -65,6 +71,7 @@ private:
     std::size_t m_ready = 0;
     std::size_t m_handshakeProblems = 0;
     std::size_t m_malformed = 0;
+    std::size_t m_halfOpenPairs = 0;
     std::vector<std::string> m_handshakes;
     std::map<std::string, Requests> m_requests;
     std::map<std::string, std::size_t> m_notifications;

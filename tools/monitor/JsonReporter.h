@@ -1,16 +1,16 @@
-// Tells the story to a program: one JSON object a line.
-#ifndef APPLIST_TOOLS_JSONNARRATOR_H
-#define APPLIST_TOOLS_JSONNARRATOR_H
+// Reports the events to a program: one JSON object a line.
+#ifndef APPLIST_TOOLS_JSONREPORTER_H
+#define APPLIST_TOOLS_JSONREPORTER_H
 
 #include <string>
 
-#include <monitor/Narrator.h>
+#include <monitor/Reporter.h>
 #include <shared/Output.h>
 
-/** A request is told when it is done, and once more, as "late", when that takes long. */
-class JsonNarrator : public Narrator {
+/** Reports a request when it is done, and also as "late" when that takes long. */
+class JsonReporter : public Reporter {
 public:
-    explicit JsonNarrator(Output& output) : m_output(output) {}
+    explicit JsonReporter(Output& output) : m_output(output) {}
 
     void Begin(const std::string& source) override;
     void Handshake(const HandshakeEvent& event) override;

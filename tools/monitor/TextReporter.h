@@ -1,15 +1,15 @@
-// Tells the story to a reader.
-#ifndef APPLIST_TOOLS_TEXTNARRATOR_H
-#define APPLIST_TOOLS_TEXTNARRATOR_H
+// Reports the events to a reader.
+#ifndef APPLIST_TOOLS_TEXTREPORTER_H
+#define APPLIST_TOOLS_TEXTREPORTER_H
 
 #include <string>
 
-#include <monitor/Narrator.h>
+#include <monitor/Reporter.h>
 #include <shared/Output.h>
 
-class TextNarrator : public Narrator {
+class TextReporter : public Reporter {
 public:
-    explicit TextNarrator(Output& output) : m_output(output) {}
+    explicit TextReporter(Output& output) : m_output(output) {}
 
     void Begin(const std::string& source) override;
     void Handshake(const HandshakeEvent& event) override;

@@ -1,4 +1,4 @@
-#include <monitor/TextNarrator.h>
+#include <monitor/TextReporter.h>
 
 #include <cstdio>
 
@@ -40,19 +40,19 @@ std::string Items(const Content& content) {
 
 } // namespace
 
-void TextNarrator::Line(Microseconds time, const std::string& text, Output::Tone tone) {
+void TextReporter::Line(Microseconds time, const std::string& text, Output::Tone tone) {
     m_output.Line(TimeText::OfDay(time) + "  " + text, tone);
 }
 
-void TextNarrator::Problem(Microseconds time, const std::string& text) {
+void TextReporter::Problem(Microseconds time, const std::string& text) {
     Line(time, "!! " + ItemListing::Printable(text), Output::Tone::Problem);
 }
 
-void TextNarrator::Begin(const std::string& source) {
+void TextReporter::Begin(const std::string& source) {
     m_output.State(source);
 }
 
-void TextNarrator::Handshake(const HandshakeEvent& event) {
+void TextReporter::Handshake(const HandshakeEvent& event) {
     const std::string start = Describe(event.who) + "  " + event.step + ": ";
     switch (event.kind) {
     case HandshakeEvent::Kind::Announced:
@@ -64,6 +64,7 @@ void TextNarrator::Handshake(const HandshakeEvent& event) {
         Line(event.time, "== " + event.text, Output::Tone::State);
         break;
     case HandshakeEvent::Kind::Missing:
+    case HandshakeEvent::Kind::HalfOpen:
     case HandshakeEvent::Kind::Held:
     case HandshakeEvent::Kind::Stranger:
     case HandshakeEvent::Kind::Shared:
@@ -77,7 +78,7 @@ void TextNarrator::Handshake(const HandshakeEvent& event) {
 
 // Requests
 
-void TextNarrator::Called(const Exchange& exchange) {
+void TextReporter::Called(const Exchange& exchange) {
     const Content& content = exchange.content;
     const std::string start = Describe(exchange.from) + " -> " + Describe(exchange.to) + "  " +
                               Number(exchange) + Decoder::Title(content);
@@ -94,12 +95,12 @@ void TextNarrator::Called(const Exchange& exchange) {
     }
 }
 
-void TextNarrator::Late(const Exchange& exchange, Microseconds waited) {
+void TextReporter::Late(const Exchange& exchange, Microseconds waited) {
     Problem(exchange.time + waited, Number(exchange) + Decoder::Title(exchange.content) +
                                         " has no reply after " + TimeText::Span(waited));
 }
 
-void TextNarrator::Done(const Exchange& exchange) {
+void TextReporter::Done(const Exchange& exchange) {
     if (!exchange.reply) {
         m_output.Problem(Number(exchange) + Decoder::Title(exchange.content) +
                          " got no reply until the end");
@@ -108,7 +109,7 @@ void TextNarrator::Done(const Exchange& exchange) {
     }
 }
 
-void TextNarrator::Answered(const Exchange& exchange) {
+void TextReporter::Answered(const Exchange& exchange) {
     const ReplySeen& reply = *exchange.reply;
     const std::string start = Describe(exchange.to) + "  " + Number(exchange);
     const std::string end = " after " + TimeText::Span(exchange.Latency());
@@ -129,7 +130,7 @@ void TextNarrator::Answered(const Exchange& exchange) {
 
 // Notifications, and what is neither
 
-void TextNarrator::Notified(const NotificationSeen& notification) {
+void TextReporter::Notified(const NotificationSeen& notification) {
     const Content& content = notification.content;
     const std::string text = Describe(notification.from) + " ~> " + Describe(notification.to) +
                              "  " + Decoder::Title(content);
@@ -143,13 +144,13 @@ void TextNarrator::Notified(const NotificationSeen& notification) {
          ToneOf(notification.from.side));
 }
 
-void TextNarrator::Malformed(Microseconds time, const std::string& text) {
+void TextReporter::Malformed(Microseconds time, const std::string& text) {
     Problem(time, text);
 }
 
 // The summary
 
-void TextNarrator::End(const Summary& summary) {
+void TextReporter::End(const Summary& summary) {
     m_output.Line("");
     m_output.State("summary of " + TimeText::Span(summary.Duration()) + ", " +
                    std::to_string(summary.Messages()) + " messages");
@@ -160,7 +161,7 @@ void TextNarrator::End(const Summary& summary) {
                   summary.MalformedCount() > 0 ? Output::Tone::Problem : Output::Tone::Plain);
 }
 
-void TextNarrator::ShowHandshakes(const Summary& summary) {
+void TextReporter::ShowHandshakes(const Summary& summary) {
     m_output.Line("handshakes: " + std::to_string(summary.ReadyCount()) + " completed, " +
                   std::to_string(summary.HandshakeProblems()) + " problems");
     for (const std::string& state : summary.Handshakes()) {
@@ -168,7 +169,7 @@ void TextNarrator::ShowHandshakes(const Summary& summary) {
     }
 }
 
-void TextNarrator::ShowRequests(const Summary& summary) {
+void TextReporter::ShowRequests(const Summary& summary) {
     char line[200];
     if (!summary.RequestsByTitle().empty()) {
         std::snprintf(line, sizeof(line), "%-36s %8s %6s %8s %9s %9s %9s %9s", "requests",
@@ -190,7 +191,7 @@ void TextNarrator::ShowRequests(const Summary& summary) {
     }
 }
 
-void TextNarrator::ShowNotifications(const Summary& summary) {
+void TextReporter::ShowNotifications(const Summary& summary) {
     if (!summary.NotificationsByTitle().empty()) {
         m_output.Line("notifications");
     }

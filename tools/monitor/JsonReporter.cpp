@@ -1,4 +1,4 @@
-#include <monitor/JsonNarrator.h>
+#include <monitor/JsonReporter.h>
 
 #include <nlohmann/json.hpp>
 
@@ -76,6 +76,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "found";
     case HandshakeEvent::Kind::Missing:
         return "missing";
+    case HandshakeEvent::Kind::HalfOpen:
+        return "half-open";
     case HandshakeEvent::Kind::Held:
         return "held";
     case HandshakeEvent::Kind::Refused:
@@ -111,11 +113,11 @@ Json RequestCounts(const Summary& summary) {
 
 } // namespace
 
-void JsonNarrator::Begin(const std::string& source) {
+void JsonReporter::Begin(const std::string& source) {
     m_output.Line(Write({{"event", "begin"}, {"source", source}}));
 }
 
-void JsonNarrator::Handshake(const HandshakeEvent& event) {
+void JsonReporter::Handshake(const HandshakeEvent& event) {
     Json object = Event("handshake", event.time);
     object["what"] = KindName(event.kind);
     object["who"] = event.who.name;
@@ -127,6 +129,10 @@ void JsonNarrator::Handshake(const HandshakeEvent& event) {
         object["host"] = event.host;
         object["partner"] = event.partner;
     }
+    if (event.kind == HandshakeEvent::Kind::HalfOpen) {
+        object["since"] = TimeText::Iso(event.since);
+        object["restart"] = event.restart;
+    }
     if (event.elapsed > 0) {
         object["elapsed_ms"] = Milliseconds(event.elapsed);
     }
@@ -134,13 +140,13 @@ void JsonNarrator::Handshake(const HandshakeEvent& event) {
     m_output.Line(Write(object));
 }
 
-void JsonNarrator::Late(const Exchange& exchange, Microseconds waited) {
+void JsonReporter::Late(const Exchange& exchange, Microseconds waited) {
     Json object = RequestEvent("late", exchange);
     object["waited_ms"] = Milliseconds(waited);
     m_output.Line(Write(object));
 }
 
-void JsonNarrator::Done(const Exchange& exchange) {
+void JsonReporter::Done(const Exchange& exchange) {
     Json object = RequestEvent("request", exchange);
     if (!exchange.reply) {
         object["result"] = "unanswered";
@@ -157,26 +163,27 @@ void JsonNarrator::Done(const Exchange& exchange) {
     m_output.Line(Write(object));
 }
 
-void JsonNarrator::Notified(const NotificationSeen& notification) {
+void JsonReporter::Notified(const NotificationSeen& notification) {
     Json object = Event("notification", notification.time);
     AddPeers(object, notification.from, notification.to);
     AddContent(object, notification.content);
     m_output.Line(Write(object));
 }
 
-void JsonNarrator::Malformed(Microseconds time, const std::string& text) {
+void JsonReporter::Malformed(Microseconds time, const std::string& text) {
     Json object = Event("malformed", time);
     object["text"] = text;
     m_output.Line(Write(object));
 }
 
-void JsonNarrator::End(const Summary& summary) {
+void JsonReporter::End(const Summary& summary) {
     Json object = {{"event", "summary"},
                    {"duration_ms", Milliseconds(summary.Duration())},
                    {"messages", summary.Messages()},
                    {"handshakes",
                     {{"completed", summary.ReadyCount()},
                      {"problems", summary.HandshakeProblems()},
+                     {"half_open", summary.HalfOpenPairs()},
                      {"states", summary.Handshakes()}}},
                    {"requests", RequestCounts(summary)},
                    {"notifications", Json::object()},

@@ -1,4 +1,4 @@
-#include <monitor/Story.h>
+#include <monitor/Analysis.h>
 
 #include <algorithm>
 #include <vector>
@@ -41,15 +41,15 @@ bool BodyIs(const SeenMessage& seen, const char* type) {
 
 } // namespace
 
-Story::Story(Narrator& narrator)
-    : m_narrator(narrator),
+Analysis::Analysis(Reporter& reporter)
+    : m_reporter(reporter),
       m_handshake([this](const HandshakeEvent& event) {
           m_summary.Add(event);
-          m_narrator.Handshake(event);
+          m_reporter.Handshake(event);
       }),
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)) {}
 
-void Story::Take(const SeenMessage& seen) {
+void Analysis::Take(const SeenMessage& seen) {
     Tick(seen.time);
     m_summary.Saw(seen.time);
     switch (g_dbus_message_get_message_type(seen.message.get())) {
@@ -71,24 +71,24 @@ void Story::Take(const SeenMessage& seen) {
     }
 }
 
-void Story::TakeUnreadable(Microseconds time, const std::string& problem) {
+void Analysis::TakeUnreadable(Microseconds time, const std::string& problem) {
     Tick(time);
     m_summary.Saw(time);
     Malformed(time, problem);
 }
 
-void Story::Malformed(Microseconds time, const std::string& text) {
+void Analysis::Malformed(Microseconds time, const std::string& text) {
     m_summary.AddMalformed();
-    m_narrator.Malformed(time, text);
+    m_reporter.Malformed(time, text);
 }
 
-Peer Story::PeerOf(const std::string& name) const {
+Peer Analysis::PeerOf(const std::string& name) const {
     return {name, m_handshake.SideOf(name)};
 }
 
 // Signals
 
-void Story::OnSignal(const SeenMessage& seen) {
+void Analysis::OnSignal(const SeenMessage& seen) {
     if (Text(g_dbus_message_get_path(seen.message.get())) == m_path) {
         OnNotification(seen);
     } else if (Sender(seen) == DAEMON && Member(seen) == "NameOwnerChanged") {
@@ -96,7 +96,7 @@ void Story::OnSignal(const SeenMessage& seen) {
     }
 }
 
-void Story::OnOwnerChanged(const SeenMessage& seen) {
+void Analysis::OnOwnerChanged(const SeenMessage& seen) {
     if (!BodyIs(seen, "(sss)")) {
         Malformed(seen.time, "a NameOwnerChanged of another type than (sss)");
         return;
@@ -108,7 +108,7 @@ void Story::OnOwnerChanged(const SeenMessage& seen) {
     m_handshake.OwnerChanged(seen.time, name, oldOwner, newOwner);
 }
 
-void Story::OnNotification(const SeenMessage& seen) {
+void Analysis::OnNotification(const SeenMessage& seen) {
     if (Member(seen) != JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME) {
         Malformed(seen.time,
                   "a signal " + Member(seen) + " of " + Sender(seen) + ", which nobody knows");
@@ -123,14 +123,14 @@ void Story::OnNotification(const SeenMessage& seen) {
     }
     notification.from = PeerOf(Sender(seen));
     notification.to = PeerOf(Destination(seen));
-    ++m_told;
+    ++m_reportedCount;
     m_summary.Add(notification);
-    m_narrator.Notified(notification);
+    m_reporter.Notified(notification);
 }
 
 // Calls
 
-void Story::OnCall(const SeenMessage& seen) {
+void Analysis::OnCall(const SeenMessage& seen) {
     const std::string interface = Text(g_dbus_message_get_interface(seen.message.get()));
     if (Destination(seen) == DAEMON) {
         OnNameCall(seen);
@@ -145,15 +145,16 @@ void Story::OnCall(const SeenMessage& seen) {
     }
 }
 
-void Story::OnNameCall(const SeenMessage& seen) {
+void Analysis::OnNameCall(const SeenMessage& seen) {
     if (Member(seen) == "RequestName" && BodyIs(seen, "(su)")) {
         const char* name = nullptr;
         g_variant_get(Body(seen), "(&su)", &name, nullptr);
-        m_handshake.NameAsked(Sender(seen), g_dbus_message_get_serial(seen.message.get()), name);
+        m_handshake.NameRequested(Sender(seen), g_dbus_message_get_serial(seen.message.get()),
+                                  name);
     }
 }
 
-void Story::OnSend(const SeenMessage& seen) {
+void Analysis::OnSend(const SeenMessage& seen) {
     Exchange exchange;
     exchange.number = ++m_number;
     exchange.time = seen.time;
@@ -164,14 +165,14 @@ void Story::OnSend(const SeenMessage& seen) {
     }
     exchange.from = PeerOf(Sender(seen));
     exchange.to = PeerOf(Destination(seen));
-    m_narrator.Called(exchange);
+    m_reporter.Called(exchange);
     const Call call(Sender(seen), g_dbus_message_get_serial(seen.message.get()));
     m_pending[call] = {exchange, false};
 }
 
 // Replies and errors
 
-void Story::OnAnswer(const SeenMessage& seen) {
+void Analysis::OnAnswer(const SeenMessage& seen) {
     GDBusMessage* const message = seen.message.get();
     const auto found =
         m_pending.find({Destination(seen), g_dbus_message_get_reply_serial(message)});
@@ -192,7 +193,7 @@ void Story::OnAnswer(const SeenMessage& seen) {
     Finish(exchange);
 }
 
-void Story::OnNameAnswer(const SeenMessage& seen) {
+void Analysis::OnNameAnswer(const SeenMessage& seen) {
     GDBusMessage* const message = seen.message.get();
     const guint32 serial = g_dbus_message_get_reply_serial(message);
     if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
@@ -201,19 +202,19 @@ void Story::OnNameAnswer(const SeenMessage& seen) {
     } else if (BodyIs(seen, "(u)")) {
         guint32 code = 0;
         g_variant_get(Body(seen), "(u)", &code);
-        m_handshake.NameAnswered(seen.time, Destination(seen), serial, code);
+        m_handshake.NameReplied(seen.time, Destination(seen), serial, code);
     }
 }
 
-void Story::Finish(const Exchange& exchange) {
-    ++m_told;
+void Analysis::Finish(const Exchange& exchange) {
+    ++m_reportedCount;
     m_summary.Add(exchange);
-    m_narrator.Done(exchange);
+    m_reporter.Done(exchange);
 }
 
 // Time passes
 
-void Story::Tick(Microseconds now) {
+void Analysis::Tick(Microseconds now) {
     if (now - m_lastTick < TICK) {
         return;
     }
@@ -224,7 +225,7 @@ void Story::Tick(Microseconds now) {
         const Microseconds waited = now - pending.exchange.time;
         if (!pending.late && waited >= LATE) {
             pending.late = true;
-            m_narrator.Late(pending.exchange, waited);
+            m_reporter.Late(pending.exchange, waited);
         }
         if (waited >= GIVEN_UP) {
             Finish(pending.exchange);
@@ -235,7 +236,7 @@ void Story::Tick(Microseconds now) {
     }
 }
 
-void Story::End() {
+void Analysis::End() {
     std::vector<Exchange> open;
     for (auto& [call, pending] : m_pending) {
         open.push_back(std::move(pending.exchange));
@@ -246,6 +247,6 @@ void Story::End() {
     for (const Exchange& exchange : open) {
         Finish(exchange);
     }
-    m_summary.SetHandshakes(m_handshake.States());
-    m_narrator.End(m_summary);
+    m_summary.SetHandshakes(m_handshake.States(), m_handshake.HalfOpenPairs());
+    m_reporter.End(m_summary);
 }

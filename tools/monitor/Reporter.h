@@ -1,19 +1,19 @@
-// Who shows what the monitor tells. There is one for readers and one for programs.
-#ifndef APPLIST_TOOLS_NARRATOR_H
-#define APPLIST_TOOLS_NARRATOR_H
+// Shows the events of the monitor. One implementation is for readers and one for programs.
+#ifndef APPLIST_TOOLS_REPORTER_H
+#define APPLIST_TOOLS_REPORTER_H
 
 #include <string>
 
 #include <monitor/Events.h>
 #include <monitor/Summary.h>
 
-class Narrator {
+class Reporter {
 public:
-    Narrator() = default;
-    virtual ~Narrator() = default;
+    Reporter() = default;
+    virtual ~Reporter() = default;
 
-    Narrator(const Narrator&) = delete;
-    Narrator& operator=(const Narrator&) = delete;
+    Reporter(const Reporter&) = delete;
+    Reporter& operator=(const Reporter&) = delete;
 
     /** @param source "watching the system bus" */
     virtual void Begin(const std::string& source) = 0;
@@ -21,12 +21,12 @@ public:
 
     virtual void Called(const Exchange& exchange) = 0;
     virtual void Late(const Exchange& exchange, Microseconds waited) = 0;
-    /** Answered, or not any more: its reply is final. */
+    /** Its reply has come, or will not come any more. */
     virtual void Done(const Exchange& exchange) = 0;
 
     virtual void Notified(const NotificationSeen& notification) = 0;
 
-    /** What cannot be told as one of the above. */
+    /** A message that is none of the above. */
     virtual void Malformed(Microseconds time, const std::string& text) = 0;
 
     virtual void End(const Summary& summary) = 0;

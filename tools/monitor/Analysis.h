@@ -1,6 +1,6 @@
-// Makes a story of the messages on a bus: handshakes, requests with their replies, notifications.
-#ifndef APPLIST_TOOLS_STORY_H
-#define APPLIST_TOOLS_STORY_H
+// Analyses the messages on a bus: handshakes, requests with their replies, notifications.
+#ifndef APPLIST_TOOLS_ANALYSIS_H
+#define APPLIST_TOOLS_ANALYSIS_H
 
 #include <cstddef>
 #include <map>
@@ -10,29 +10,32 @@
 #include <gio/gio.h>
 
 #include <monitor/Events.h>
-#include <monitor/HandshakeStory.h>
-#include <monitor/Narrator.h>
+#include <monitor/HandshakeTracker.h>
+#include <monitor/Reporter.h>
 #include <monitor/SeenMessage.h>
 #include <monitor/Summary.h>
 
-class Story {
+class Analysis {
 public:
-    /** @param narrator is told everything, in order, and outlives the story */
-    explicit Story(Narrator& narrator);
+    /** @param reporter receives every event, in order, and outlives the analysis */
+    explicit Analysis(Reporter& reporter);
 
     void Take(const SeenMessage& seen);
 
     /** A message that could not be read at all. */
     void TakeUnreadable(Microseconds time, const std::string& problem);
 
-    /** Tells what should have happened by now. Times never go back. */
+    /** Reports overdue steps and replies. Times never go back. */
     void Tick(Microseconds now);
 
-    /** Tells what is still open, and the summary. */
+    /** Reports open requests and the summary. */
     void End();
 
     /** Requests that are done, and notifications. */
-    std::size_t Told() const { return m_told; }
+    std::size_t ReportedCount() const { return m_reportedCount; }
+    void SetFindProcess(HandshakeTracker::FindProcess findProcess) {
+        m_handshake.SetFindProcess(std::move(findProcess));
+    }
     const Summary& Result() const { return m_summary; }
 
 private:
@@ -54,12 +57,12 @@ private:
     void Malformed(Microseconds time, const std::string& text);
     Peer PeerOf(const std::string& name) const;
 
-    Narrator& m_narrator;
+    Reporter& m_reporter;
     Summary m_summary;
-    HandshakeStory m_handshake;
+    HandshakeTracker m_handshake;
     std::map<Call, Pending> m_pending;
     unsigned m_number = 0;
-    std::size_t m_told = 0;
+    std::size_t m_reportedCount = 0;
     Microseconds m_lastTick = 0;
     std::string m_path;
 };

@@ -1,0 +1,675 @@
+#include <monitor/HandshakeTracker.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <ipc/HandshakeNames.h>
+#include <monitor/TimeText.h>
+#include <shared/Endpoint.h>
+
+namespace {
+
+// A host repeats an answer every half second.
+constexpr Microseconds PATIENCE = 2 * SECOND;
+constexpr std::size_t MOST_REQUESTED = 1000; // at once, for calls without a reply
+
+const std::string CLIENT_SYN = "_CLIENT_SYN";
+const std::string CLIENT_SYN_ACK = "_CLIENT_SYN_ACK";
+const std::string CLIENT_ACK = "_CLIENT_ACK";
+const std::string SERVICE_SYN = "_SERVICE_SYN";
+const std::string SERVICE_SYN_ACK = "_SERVICE_SYN_ACK";
+const std::string SERVICE_ACK = "_SERVICE_ACK";
+
+// The step that a bus name announces; empty for another name.
+std::string StepOf(const std::string& name) {
+    using Remote = JavaMWDbusRemote;
+    for (const char* suffix : {Remote::JAVAMW_DBUS_SYN_SUFFIX, Remote::JAVAMW_DBUS_SYNACK_SUFFIX,
+                               Remote::JAVAMW_DBUS_ACK_SUFFIX}) {
+        for (const std::string& full : {HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
+                                        HandshakeNames::PartnerName(ENDPOINT_ID, suffix)}) {
+            if (name == full) {
+                return full.substr(HandshakeNames::BaseName(ENDPOINT_ID).size());
+            }
+        }
+    }
+    return "";
+}
+
+template <class Items, class Predicate>
+void EraseIf(Items& items, Predicate predicate) {
+    items.erase(std::remove_if(items.begin(), items.end(), predicate), items.end());
+}
+
+bool IsHostStep(const std::string& step) {
+    return step.rfind(JavaMWDbusRemote::BROADCAST_PREFIX, 0) == 0;
+}
+
+} // namespace
+
+HandshakeTracker::HandshakeTracker(OnEvent onEvent) : m_onEvent(std::move(onEvent)) {}
+
+Side HandshakeTracker::SideOf(const std::string& peer) const {
+    const auto found = m_sides.find(peer);
+    return found != m_sides.end() ? found->second : Side::Unknown;
+}
+
+HandshakeEvent HandshakeTracker::Event(HandshakeEvent::Kind kind, Microseconds time,
+                                       const std::string& who) const {
+    HandshakeEvent event;
+    event.kind = kind;
+    event.time = time;
+    event.who = {who, SideOf(who)};
+    return event;
+}
+
+void HandshakeTracker::Report(HandshakeEvent::Kind kind, Microseconds time, const std::string& who,
+                              const std::string& step, const std::string& text,
+                              Microseconds elapsed) {
+    HandshakeEvent event = Event(kind, time, who);
+    event.step = step;
+    event.text = text;
+    event.elapsed = elapsed;
+    m_onEvent(event);
+}
+
+HandshakeTracker::Host& HandshakeTracker::HostOf(const std::string& name) {
+    const auto [entry, isNew] = m_hosts.try_emplace(name);
+    if (isNew) {
+        entry->second.isKnown = m_arrived.count(name) != 0;
+    }
+    return entry->second;
+}
+
+HandshakeTracker::Partner& HandshakeTracker::PartnerOf(const std::string& name) {
+    const auto [entry, isNew] = m_partners.try_emplace(name);
+    if (isNew) {
+        entry->second.isKnown = m_arrived.count(name) != 0;
+    }
+    return entry->second;
+}
+
+const HandshakeTracker::Endpoint* HandshakeTracker::Find(const std::string& name) const {
+    if (const auto host = m_hosts.find(name); host != m_hosts.end()) {
+        return &host->second;
+    }
+    const auto partner = m_partners.find(name);
+    return partner != m_partners.end() ? &partner->second : nullptr;
+}
+
+// Names come and go
+
+void HandshakeTracker::OwnerChanged(Microseconds time, const std::string& name,
+                                    const std::string& oldOwner, const std::string& newOwner) {
+    if (name == newOwner && oldOwner.empty()) {
+        m_arrived.insert(name);
+        return;
+    }
+    if (name == oldOwner && newOwner.empty()) {
+        OnLeft(time, name);
+        return;
+    }
+    const std::string step = StepOf(name);
+    if (step.empty()) {
+        return;
+    }
+    m_nameOwners.erase(step);
+    if (!newOwner.empty()) {
+        m_nameOwners[step] = {newOwner, time, false};
+    }
+    if (!oldOwner.empty()) {
+        m_sides[oldOwner] = IsHostStep(step) ? Side::Host : Side::Partner;
+        Step(time, step, oldOwner);
+    }
+}
+
+void HandshakeTracker::NameRequested(const std::string& caller, guint32 serial,
+                                     const std::string& name) {
+    const std::string step = StepOf(name);
+    if (!step.empty() && m_requested.size() < MOST_REQUESTED) {
+        m_requested[{caller, serial}] = step;
+    }
+}
+
+void HandshakeTracker::NameRefused(Microseconds time, const std::string& caller, guint32 serial,
+                                   const std::string& reason) {
+    const auto requested = m_requested.find({caller, serial});
+    if (requested == m_requested.end()) {
+        return;
+    }
+    const std::string step = requested->second;
+    m_requested.erase(requested);
+    m_sides.emplace(caller, IsHostStep(step) ? Side::Host : Side::Partner);
+    Report(HandshakeEvent::Kind::Refused, time, caller, step, "cannot own the name: " + reason);
+    // A host binds before it announces its answer, and repeats a refused answer.
+    const auto host = m_hosts.find(caller);
+    if (host != m_hosts.end() && host->second.peer.empty() && step != CLIENT_SYN) {
+        Bind(time, host->second,
+             TakeAnswered(host->second, step == CLIENT_ACK ? SERVICE_SYN_ACK : SERVICE_SYN));
+    }
+}
+
+void HandshakeTracker::NameReplied(Microseconds time, const std::string& caller, guint32 serial,
+                                   guint32 code) {
+    constexpr guint32 PRIMARY_OWNER = 1;
+    if (code != PRIMARY_OWNER) {
+        NameRefused(time, caller, serial,
+                    code == 2   ? "another owns it, and it waits in the queue"
+                    : code == 3 ? "another owns it"
+                    : code == 4 ? "it owns it already"
+                                : "the reply is " + std::to_string(code));
+    }
+    m_requested.erase({caller, serial});
+}
+
+// The steps
+
+void HandshakeTracker::Step(Microseconds time, const std::string& step, const std::string& sender) {
+    static const std::map<std::string, void (HandshakeTracker::*)(Microseconds, const std::string&)>
+        steps = {{CLIENT_SYN, &HandshakeTracker::OnClientSyn},
+                 {SERVICE_SYN, &HandshakeTracker::OnServiceSyn},
+                 {CLIENT_SYN_ACK, &HandshakeTracker::OnClientSynAck},
+                 {SERVICE_SYN_ACK, &HandshakeTracker::OnServiceSynAck},
+                 {CLIENT_ACK, &HandshakeTracker::OnClientAck},
+                 {SERVICE_ACK, &HandshakeTracker::OnServiceAck}};
+    (this->*steps.at(step))(time, sender);
+}
+
+void HandshakeTracker::OnClientSyn(Microseconds time, const std::string& name) {
+    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN, "a host has started");
+    Host& host = HostOf(name);
+    host = Host();
+    host.isKnown = true;
+    host.since = time;
+    host.progress.start = time;
+    host.progress.startStep = CLIENT_SYN;
+    Await(host, SERVICE_SYN_ACK, CLIENT_SYN, time);
+    for (auto& [partnerName, partner] : m_partners) {
+        Receive(partner, CLIENT_SYN, name, !partner.peer.empty() && partner.peer != name);
+    }
+}
+
+void HandshakeTracker::OnServiceSyn(Microseconds time, const std::string& name) {
+    Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_SYN, "a partner is there");
+    Partner& partner = PartnerOf(name);
+    m_newestPartner = name;
+    if (partner.since == 0) {
+        partner.since = time;
+    }
+    for (auto& [hostName, host] : m_hosts) {
+        Receive(host, SERVICE_SYN, name, !host.peer.empty());
+        if (host.peer.empty()) {
+            host.progress.start = time;
+            host.progress.startStep = SERVICE_SYN;
+            Await(host, CLIENT_SYN_ACK, SERVICE_SYN, time);
+        }
+    }
+}
+
+void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name) {
+    const bool isNew = m_hosts.count(name) == 0;
+    Host& host = HostOf(name);
+    if (isNew) { // its own announcement was before the watching started
+        const auto newest = m_partners.find(m_newestPartner);
+        host.progress.start = newest != m_partners.end() ? newest->second.since : time;
+        host.progress.startStep = newest != m_partners.end() ? SERVICE_SYN : CLIENT_SYN_ACK;
+    }
+    if (host.peer.empty()) {
+        const std::string answered = TakeAnswered(host, SERVICE_SYN);
+        Bind(time, host, answered.empty() && isNew ? m_newestPartner : answered);
+    }
+    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN_ACK, DescribeBinding(name));
+    for (auto& [partnerName, partner] : m_partners) {
+        Receive(partner, CLIENT_SYN_ACK, name, !partner.peer.empty() && partner.peer != name);
+    }
+    if (host.peer.empty() && !host.formerPeer.empty()) {
+        host.progress = Progress(); // nobody is left to answer
+    } else if (!host.isConnected) {
+        Await(host, SERVICE_ACK, CLIENT_SYN_ACK, time);
+    }
+}
+
+// Announcements have no addressee: each waiting host takes this one for its own.
+void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& name) {
+    Partner& partner = PartnerOf(name);
+    const std::string answered = TakeAnswered(partner, CLIENT_SYN);
+    if (!answered.empty()) {
+        Bind(time, partner, answered);
+    } else if (partner.peer.empty()) {
+        partner.isKnown = false;
+    }
+    Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_SYN_ACK, DescribeBinding(name));
+    for (auto& [hostName, host] : m_hosts) {
+        Receive(host, SERVICE_SYN_ACK, name, !host.peer.empty());
+        const std::string& awaited = host.progress.awaited;
+        // Both have started at once: the host is bound already, and waits for its own answer.
+        if (host.peer.empty() && (awaited == SERVICE_SYN_ACK || awaited == CLIENT_SYN_ACK)) {
+            Await(host, CLIENT_ACK, SERVICE_SYN_ACK, time);
+        }
+    }
+    if (!partner.peer.empty()) {
+        Connect(time, partner.peer);
+    }
+}
+
+void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
+    Host& host = HostOf(name);
+    if (host.peer.empty()) {
+        Bind(time, host, TakeAnswered(host, SERVICE_SYN_ACK));
+    }
+    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_ACK, "ready");
+    host.progress.awaited.clear();
+    if (host.peer.empty()) {
+        return; // the partner has left, or its announcement was before the watching
+    }
+    if (!std::exchange(host.isReady, true)) {
+        host.since = time;
+    }
+    Partner& partner = PartnerOf(host.peer);
+    if (partner.peer.empty() && !partner.isKnown) {
+        Bind(time, partner, name); // what it answered was before the watching
+    }
+    Connect(time, name);
+    ReportShared(time, name);
+}
+
+void HandshakeTracker::OnServiceAck(Microseconds time, const std::string& name) {
+    Partner& partner = PartnerOf(name);
+    const std::string answered = TakeAnswered(partner, CLIENT_SYN_ACK);
+    if (!answered.empty()) {
+        Bind(time, partner, answered);
+    }
+    Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_ACK, "ready");
+    const auto host = m_hosts.find(partner.peer);
+    if (host == m_hosts.end()) {
+        return;
+    }
+    if (!std::exchange(partner.isReady, true)) {
+        partner.since = time;
+    }
+    if (host->second.peer.empty() && !host->second.isKnown) {
+        Bind(time, host->second, name);
+    }
+    if (host->second.peer == name) {
+        host->second.progress.awaited.clear();
+        host->second.isReady = true;
+    }
+    Connect(time, host->first);
+}
+
+void HandshakeTracker::OnLeft(Microseconds time, const std::string& name) {
+    m_arrived.erase(name);
+    m_requested.erase(m_requested.lower_bound({name, 0}),
+                      m_requested.upper_bound({name, G_MAXUINT32}));
+    if (m_sides.count(name) == 0) {
+        return;
+    }
+    if (SideOf(name) != Side::Unknown) {
+        Report(HandshakeEvent::Kind::Left, time, name, "",
+               "the " + std::string(SideName(SideOf(name))) + " " + name + " has left the bus");
+    }
+    m_sides.erase(name);
+    m_hosts.erase(name);
+    m_partners.erase(name);
+    m_left.insert(name);
+    for (auto& [hostName, host] : m_hosts) {
+        const bool isAsked = host.progress.awaited == CLIENT_SYN_ACK && name == m_newestPartner;
+        if (host.peer == name || isAsked) {
+            host.progress = Progress(); // it waits for the next partner, for as long as it takes
+        }
+        if (host.peer == name) {
+            Unbind(time, host);
+        }
+    }
+    for (auto& [partnerName, partner] : m_partners) {
+        if (partner.peer == name) {
+            Unbind(time, partner);
+        }
+    }
+    if (m_newestPartner == name) {
+        m_newestPartner.clear();
+    }
+}
+
+// What each side receives and answers
+
+void HandshakeTracker::Receive(Endpoint& endpoint, const std::string& step, const std::string& from,
+                               bool whileBound) {
+    constexpr std::size_t MOST_RECEIVED = 100; // a stopped process answers none of them
+    if (endpoint.received.size() < MOST_RECEIVED) {
+        endpoint.received.push_back({step, from, whileBound});
+    }
+}
+
+// The first one that it could answer is answered now; what came before was dropped.
+std::string HandshakeTracker::TakeAnswered(Endpoint& endpoint, const std::string& step) const {
+    std::vector<Received>& received = endpoint.received;
+    const auto found = std::find_if(received.begin(), received.end(), [&](const Received& one) {
+        const bool isFromPeer = endpoint.peer.empty() || one.from == endpoint.peer;
+        return one.step == step && isFromPeer && !(one.whileBound && HasLeft(one.from));
+    });
+    if (found == received.end()) {
+        return "";
+    }
+    const std::string from = found->from;
+    received.erase(received.begin(), found + 1);
+    return from;
+}
+
+void HandshakeTracker::Bind(Microseconds time, Endpoint& endpoint, const std::string& peer) const {
+    if (peer == endpoint.peer) {
+        return;
+    }
+    SetPeer(time, endpoint, HasLeft(peer) ? "" : peer);
+    endpoint.formerPeer = HasLeft(peer) ? peer : endpoint.formerPeer;
+    // Also a binding to a side that has left lasts for a moment.
+    for (Received& received : endpoint.received) {
+        received.whileBound = received.from != peer;
+    }
+}
+
+void HandshakeTracker::Unbind(Microseconds time, Host& host) {
+    host.formerPeer = host.peer;
+    SetPeer(time, host, "");
+    EraseIf(host.received, [](const Received& one) { return one.whileBound; });
+}
+
+// A partner may keep the last announcement of another host until its own host has left.
+void HandshakeTracker::Unbind(Microseconds time, Partner& partner) {
+    partner.formerPeer = partner.peer;
+    SetPeer(time, partner, "");
+    EraseIf(partner.received, [&](const Received& one) { return one.from == partner.formerPeer; });
+    std::vector<Received>& received = partner.received;
+    if (received.size() > 1) {
+        received.erase(received.begin(), received.end() - 1);
+    }
+}
+
+void HandshakeTracker::SetPeer(Microseconds time, Endpoint& endpoint, const std::string& peer) {
+    endpoint.peer = peer;
+    endpoint.since = time;
+    endpoint.isKnown = true;
+    endpoint.isReady = false;
+    endpoint.isReported = false;
+    endpoint.isConnected = false;
+}
+
+void HandshakeTracker::Await(Host& host, const std::string& step, const std::string& reason,
+                             Microseconds time) {
+    Progress& progress = host.progress;
+    // A step that is announced again does not start the wait again.
+    if (progress.awaited != step) {
+        progress.waitingSince = time;
+        progress.isReported = false;
+    }
+    progress.awaited = step;
+    progress.reason = reason;
+}
+
+// Connections
+
+bool HandshakeTracker::IsConnected(const std::string& hostName,
+                                   const std::string& partnerName) const {
+    const auto host = m_hosts.find(hostName);
+    const auto partner = m_partners.find(partnerName);
+    return host != m_hosts.end() && partner != m_partners.end() &&
+           host->second.peer == partnerName && partner->second.peer == hostName &&
+           (host->second.isReady || partner->second.isReady);
+}
+
+const std::string* HandshakeTracker::ConnectedHostOf(const std::string& partnerName) const {
+    const auto partner = m_partners.find(partnerName);
+    const bool isConnected =
+        partner != m_partners.end() && IsConnected(partner->second.peer, partnerName);
+    return isConnected ? &partner->second.peer : nullptr;
+}
+
+void HandshakeTracker::Connect(Microseconds time, const std::string& hostName) {
+    const auto found = m_hosts.find(hostName);
+    if (found == m_hosts.end() || !IsConnected(hostName, found->second.peer) ||
+        std::exchange(found->second.isConnected, true)) {
+        return;
+    }
+    const Progress progress = std::exchange(found->second.progress, Progress());
+    const std::string partnerName = found->second.peer;
+    found->second.isReported = false;
+    m_partners[partnerName].isReported = false;
+    HandshakeEvent event = Event(HandshakeEvent::Kind::Ready, time, hostName);
+    event.step = progress.startStep;
+    event.host = hostName;
+    event.partner = partnerName;
+    event.text = "connected: host " + hostName + " and partner " + partnerName;
+    if (progress.startStep.empty()) {
+        event.text += "; the start was before the watching";
+    } else {
+        event.elapsed = time - progress.start;
+        event.text += ", ready " + TimeText::Span(event.elapsed) + " after " + progress.startStep;
+    }
+    m_onEvent(event);
+}
+
+// A host that has taken another host's answer for its own.
+void HandshakeTracker::ReportShared(Microseconds time, const std::string& hostName) {
+    const std::string partnerName = m_hosts[hostName].peer;
+    for (const auto& [name, other] : m_hosts) {
+        if (name != hostName && other.isReady && other.peer == partnerName) {
+            Report(HandshakeEvent::Kind::Shared, time, hostName, "",
+                   std::string("hosts ").append(name).append(" and ").append(hostName) +
+                       " both take " + partnerName +
+                       " for their partner, which serves one of them: run one host");
+        }
+    }
+}
+
+void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
+                              const std::string& partnerName, Side sender) {
+    const bool isRequest = sender == Side::Host;
+    const std::string* const served = ConnectedHostOf(partnerName);
+    const auto knownHost = m_hosts.find(hostName);
+    const bool isStranger =
+        isRequest ? knownHost == m_hosts.end() && served != nullptr
+                  : knownHost != m_hosts.end() && !knownHost->second.peer.empty() &&
+                        knownHost->second.peer != partnerName && m_partners.count(partnerName) == 0;
+    if (isStranger) {
+        const std::string& stranger = isRequest ? hostName : partnerName;
+        if (m_sides.emplace(stranger, Side::Unknown).second) { // reported once
+            Report(HandshakeEvent::Kind::Stranger, time, stranger, "",
+                   stranger + " talks to the " + (isRequest ? "partner " : "host ") +
+                       (isRequest ? partnerName : hostName) + ", which is connected with another");
+        }
+        return;
+    }
+    const bool isNew = knownHost == m_hosts.end();
+    m_sides.emplace(hostName, Side::Host);
+    m_sides.emplace(partnerName, Side::Partner);
+    Host& host = HostOf(hostName);
+    Partner& partner = PartnerOf(partnerName);
+    Endpoint& endpoint = isRequest ? static_cast<Endpoint&>(host) : partner;
+    Bind(time, endpoint, isRequest ? partnerName : hostName);
+    if (!std::exchange(endpoint.isReady, true)) {
+        endpoint.since = time;
+    }
+    if (isNew) {
+        HandshakeEvent event = Event(HandshakeEvent::Kind::Found, time, hostName);
+        event.host = hostName;
+        event.partner = partnerName;
+        event.text = "host " + hostName + " and partner " + partnerName +
+                     " talk: their handshake was before the watching";
+        m_onEvent(event);
+        // Both sides of an unseen handshake count once each of them has talked.
+        host.isConnected = true;
+    } else {
+        Connect(time, hostName);
+    }
+}
+
+// What is overdue
+
+void HandshakeTracker::Tick(Microseconds now) {
+    TickHosts(now);
+    TickHalfOpen(now);
+    TickNames(now);
+}
+
+void HandshakeTracker::TickHosts(Microseconds now) {
+    for (auto& [name, host] : m_hosts) {
+        Progress& progress = host.progress;
+        const Microseconds waited = now - progress.waitingSince;
+        if (!progress.awaited.empty() && !progress.isReported && waited >= PATIENCE) {
+            progress.isReported = true;
+            Report(HandshakeEvent::Kind::Missing, now, name, progress.awaited,
+                   DescribeMissing(name, host), waited);
+        }
+    }
+}
+
+// A side that is ready with one that is known to be bound to another or to nobody.
+bool HandshakeTracker::IsHalfOpen(const std::string& name, const Endpoint& endpoint) const {
+    const Endpoint* const peer = endpoint.isReady ? Find(endpoint.peer) : nullptr;
+    return peer != nullptr && peer->isKnown && peer->peer != name &&
+           ConnectedHostOf(endpoint.peer) == nullptr;
+}
+
+void HandshakeTracker::TickHalfOpen(Microseconds now) {
+    const auto tick = [&](auto& endpoints) {
+        for (auto& [name, endpoint] : endpoints) {
+            if (endpoint.isReported || !IsHalfOpen(name, endpoint) ||
+                now - endpoint.since < PATIENCE) {
+                continue;
+            }
+            endpoint.isReported = true;
+            HandshakeEvent event = Event(HandshakeEvent::Kind::HalfOpen, now, name);
+            const bool isHost = event.who.side == Side::Host;
+            event.host = isHost ? name : endpoint.peer;
+            event.partner = isHost ? endpoint.peer : name;
+            event.since = endpoint.since;
+            event.elapsed = now - endpoint.since;
+            event.restart = name;
+            event.text = DescribeHalfOpen(name);
+            m_onEvent(event);
+        }
+    };
+    tick(m_hosts);
+    tick(m_partners);
+}
+
+void HandshakeTracker::TickNames(Microseconds now) {
+    for (auto& [step, owner] : m_nameOwners) {
+        const Microseconds owned = now - owner.since;
+        if (!owner.isReported && owned >= PATIENCE) {
+            owner.isReported = true;
+            m_sides.try_emplace(owner.uniqueName, IsHostStep(step) ? Side::Host : Side::Partner);
+            Report(HandshakeEvent::Kind::Held, now, owner.uniqueName, step,
+                   step + " is owned by " + owner.uniqueName + Process(owner.uniqueName) + " for " +
+                       TimeText::Span(owned) + ": the step counts when the name is released",
+                   owned);
+        }
+    }
+}
+
+// In words
+
+std::string HandshakeTracker::Process(const std::string& name) const {
+    const std::string process = m_findProcess ? m_findProcess(name) : "";
+    return process.empty() ? "" : " (" + process + ")";
+}
+
+std::string HandshakeTracker::DescribeBinding(const std::string& name) const {
+    const Endpoint& endpoint = *Find(name);
+    const bool isHost = SideOf(name) == Side::Host;
+    if (!endpoint.peer.empty()) {
+        return "bound to " + endpoint.peer;
+    }
+    if (endpoint.isKnown && !endpoint.formerPeer.empty()) {
+        return "bound to " + endpoint.formerPeer + ", which has left the bus";
+    }
+    return isHost ? "bound to a partner" : "bound to a host that was not seen";
+}
+
+std::string HandshakeTracker::DescribeHalfOpen(const std::string& name) const {
+    const Endpoint& ready = *Find(name);
+    const Endpoint& other = *Find(ready.peer);
+    const bool isHost = SideOf(name) == Side::Host;
+    const std::string side = isHost ? "host " : "partner ";
+    const std::string otherSide = isHost ? "partner " : "host ";
+    std::string text = "half-open pair: " + side + name + " is ready with " + otherSide +
+                       ready.peer + " since " + TimeText::OfDay(ready.since) + "; " + otherSide +
+                       ready.peer;
+    if (!other.peer.empty()) {
+        text += " is bound to " + other.peer;
+    } else {
+        text += std::string(" is bound to no ") + (isHost ? "host" : "partner");
+    }
+    text += " since " + TimeText::OfDay(other.since);
+    if (other.peer.empty() && !other.formerPeer.empty()) {
+        text += " (its last one, " + other.formerPeer + ", has left the bus)";
+    }
+    return text + ". Restart the " + side + name + Process(name) + ".";
+}
+
+std::string HandshakeTracker::DescribeMissing(const std::string& hostName, const Host& host) const {
+    const std::string& awaited = host.progress.awaited;
+    const bool isFromHost = IsHostStep(awaited);
+    std::string text =
+        awaited + " is missing: " +
+        (isFromHost          ? "the host " + hostName
+         : host.peer.empty() ? "no partner"
+                             : "the partner " + host.peer) +
+        (isFromHost || !host.peer.empty() ? " has not answered " : " has answered ") +
+        host.progress.reason + (isFromHost ? "" : " of " + hostName);
+    for (const auto& [partnerName, partner] : m_partners) {
+        const std::string* const served = ConnectedHostOf(partnerName);
+        if (!isFromHost && served != nullptr) {
+            return text + "; it serves one host at a time, now " + *served;
+        }
+    }
+    return text;
+}
+
+std::string HandshakeTracker::DescribeHost(const std::string& name, const Host& host) const {
+    const std::string start = "host " + name;
+    const std::string* const served = ConnectedHostOf(host.peer);
+    if (IsConnected(name, host.peer)) {
+        return start + " is connected with partner " + host.peer;
+    }
+    if (host.isReported) {
+        return DescribeHalfOpen(name);
+    }
+    if (host.isReady && served != nullptr) {
+        return start + " is not connected: its partner " + host.peer + " serves host " + *served;
+    }
+    if (host.isReady) {
+        return start + " sends requests to partner " + host.peer +
+               "; a binding of the partner was not seen";
+    }
+    if (!host.progress.awaited.empty()) {
+        return start + " is not connected: " + DescribeMissing(name, host);
+    }
+    if (!host.isKnown) {
+        return start + " receives notifications; a binding of the host was not seen";
+    }
+    return start + " is not connected: it waits for a partner";
+}
+
+std::vector<std::string> HandshakeTracker::States() const {
+    std::vector<std::string> states;
+    for (const auto& [name, host] : m_hosts) {
+        states.push_back(DescribeHost(name, host));
+    }
+    for (const auto& [name, partner] : m_partners) {
+        if (partner.isReported && IsHalfOpen(name, partner)) {
+            states.push_back(DescribeHalfOpen(name));
+        } else if (m_hosts.empty()) {
+            states.push_back("partner " + name + " waits for a host");
+        }
+    }
+    return states;
+}
+
+std::size_t HandshakeTracker::HalfOpenPairs() const {
+    const auto isHalfOpen = [this](const auto& entry) {
+        return entry.second.isReported && IsHalfOpen(entry.first, entry.second);
+    };
+    return static_cast<std::size_t>(
+        std::count_if(m_hosts.begin(), m_hosts.end(), isHalfOpen) +
+        std::count_if(m_partners.begin(), m_partners.end(), isHalfOpen));
+}

@@ -1,0 +1,154 @@
+// Tracks the handshakes on a bus: the announced steps, the binding of each side, missing steps, and
+// pairs of which only one side is connected.
+#ifndef APPLIST_TOOLS_HANDSHAKETRACKER_H
+#define APPLIST_TOOLS_HANDSHAKETRACKER_H
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include <monitor/Events.h>
+
+/**
+ * An announcement has no addressee. The tracker therefore models each side by itself: a side takes
+ * the announcements of the other side in the bus's order, and each announcement of its own answers
+ * the first one that it can answer. Two sides are connected when both models name each other.
+ */
+class HandshakeTracker {
+public:
+    using OnEvent = std::function<void(const HandshakeEvent&)>;
+
+    /** Describes the process behind a unique name, like "pid 7, launcher"; empty when unknown. */
+    using FindProcess = std::function<std::string(const std::string& uniqueName)>;
+
+    explicit HandshakeTracker(OnEvent onEvent);
+
+    void SetFindProcess(FindProcess findProcess) { m_findProcess = std::move(findProcess); }
+
+    /** The bus daemon's signal of that name. */
+    void OwnerChanged(Microseconds time, const std::string& name, const std::string& oldOwner,
+                      const std::string& newOwner);
+
+    /** A call of RequestName, and the daemon's reply to it: an error's text, or else a code. */
+    void NameRequested(const std::string& caller, guint32 serial, const std::string& name);
+    void NameRefused(Microseconds time, const std::string& caller, guint32 serial,
+                     const std::string& reason);
+    void NameReplied(Microseconds time, const std::string& caller, guint32 serial, guint32 code);
+
+    /** A request or a notification shows the binding of its sender, also without a handshake. */
+    void Talked(Microseconds time, const std::string& host, const std::string& partner,
+                Side sender);
+
+    /** Reports overdue steps and half-open pairs. */
+    void Tick(Microseconds now);
+
+    Side SideOf(const std::string& peer) const;
+
+    /** The state of each host's handshake, in words. */
+    std::vector<std::string> States() const;
+
+    /** Counts the pairs that were reported as half-open and still are. */
+    std::size_t HalfOpenPairs() const;
+
+private:
+    /** An announcement that a side has received and not answered yet. */
+    struct Received {
+        std::string step;
+        std::string from;
+        bool whileBound; ///< a bound side answers nobody else; a partner may do so later
+    };
+
+    /** One side as far as its own announcements show it. */
+    struct Endpoint {
+        std::vector<Received> received;
+        std::string peer;         ///< its partner or its host; empty for none
+        std::string formerPeer;   ///< the last one that has left
+        bool isKnown = false;     ///< whether the absence of a peer was seen
+        bool isReady = false;     ///< by its own steps or by its requests and notifications
+        Microseconds since = 0;   ///< of the present peer, or of its absence
+        bool isReported = false;  ///< as half-open, with the present peer
+        bool isConnected = false; ///< reported, with the present peer
+    };
+
+    /** The steps that a host still has before it. */
+    struct Progress {
+        std::string awaited; ///< the step that comes next; empty for none
+        std::string reason;  ///< the step that it answers
+        Microseconds waitingSince = 0;
+        Microseconds start = 0; ///< when both sides were on the bus
+        std::string startStep;
+        bool isReported = false; ///< as missing
+    };
+
+    struct Host : Endpoint {
+        Progress progress;
+    };
+    struct Partner : Endpoint {};
+
+    struct NameOwner {
+        std::string uniqueName;
+        Microseconds since;
+        bool isReported;
+    };
+    using Call = std::pair<std::string, guint32>; // caller and serial
+
+    void Step(Microseconds time, const std::string& step, const std::string& sender);
+    void OnClientSyn(Microseconds time, const std::string& name);
+    void OnServiceSyn(Microseconds time, const std::string& name);
+    void OnClientSynAck(Microseconds time, const std::string& name);
+    void OnServiceSynAck(Microseconds time, const std::string& name);
+    void OnClientAck(Microseconds time, const std::string& name);
+    void OnServiceAck(Microseconds time, const std::string& name);
+    void OnLeft(Microseconds time, const std::string& name);
+
+    static void Receive(Endpoint& endpoint, const std::string& step, const std::string& from,
+                        bool whileBound);
+    std::string TakeAnswered(Endpoint& endpoint, const std::string& step) const;
+    void Bind(Microseconds time, Endpoint& endpoint, const std::string& peer) const;
+    static void Unbind(Microseconds time, Host& host);
+    static void Unbind(Microseconds time, Partner& partner);
+    static void SetPeer(Microseconds time, Endpoint& endpoint, const std::string& peer);
+    void Await(Host& host, const std::string& step, const std::string& reason, Microseconds time);
+    void Connect(Microseconds time, const std::string& hostName);
+    void ReportShared(Microseconds time, const std::string& hostName);
+    bool IsConnected(const std::string& hostName, const std::string& partnerName) const;
+    const std::string* ConnectedHostOf(const std::string& partnerName) const;
+
+    void TickHosts(Microseconds now);
+    void TickHalfOpen(Microseconds now);
+    void TickNames(Microseconds now);
+    bool IsHalfOpen(const std::string& name, const Endpoint& endpoint) const;
+    std::string DescribeBinding(const std::string& name) const;
+    std::string DescribeHalfOpen(const std::string& name) const;
+    std::string DescribeMissing(const std::string& hostName, const Host& host) const;
+    std::string DescribeHost(const std::string& name, const Host& host) const;
+    std::string Process(const std::string& name) const;
+    const Endpoint* Find(const std::string& name) const;
+    Partner& PartnerOf(const std::string& name);
+    Host& HostOf(const std::string& name);
+    bool HasLeft(const std::string& name) const { return m_left.count(name) != 0; }
+
+    HandshakeEvent Event(HandshakeEvent::Kind kind, Microseconds time,
+                         const std::string& who) const;
+    void Report(HandshakeEvent::Kind kind, Microseconds time, const std::string& who,
+                const std::string& step, const std::string& text, Microseconds elapsed = 0);
+
+    OnEvent m_onEvent;
+    FindProcess m_findProcess;
+    std::map<std::string, Side> m_sides;
+    std::map<std::string, Host> m_hosts;
+    std::map<std::string, Partner> m_partners;
+    std::set<std::string> m_arrived; ///< unique names that joined the bus while it was watched
+    std::set<std::string> m_left;    ///< of the sides that were seen; the bus reuses no name
+    std::string m_newestPartner;     ///< the last one that announced itself
+    std::map<std::string, NameOwner> m_nameOwners; ///< by step
+    std::map<Call, std::string> m_requested;
+};
+
+#endif
