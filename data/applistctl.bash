@@ -17,6 +17,8 @@ _applistctl() {
         host | partner | monitor | check)
             if [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = partner ]; then
                 verb=check-partner
+            elif [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = host ]; then
+                verb=check-host
             elif [ -z "$verb" ]; then
                 verb=${COMP_WORDS[i]}
             fi
@@ -40,7 +42,7 @@ _applistctl() {
     case $verb in
     partner) options+=" --script" ;;
     monitor) options+=" --count --json --read --seconds" ;;
-    check) options+=" --limit" ;;
+    check | check-host) options+=" --limit" ;;
     check-partner) options+=" --limit --restart --wait" ;;
     esac
 
@@ -49,7 +51,7 @@ _applistctl() {
     elif [ -z "$verb" ]; then
         mapfile -t COMPREPLY < <(compgen -W "host partner monitor check" -- "$word")
     elif [ "$verb" = check ]; then
-        mapfile -t COMPREPLY < <(compgen -W "partner" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "host partner" -- "$word")
     elif [ "$verb" = host ]; then
         mapfile -t COMPREPLY < <(compgen -d -- "$word")
     fi

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <check/CheckHostVerb.h>
 #include <check/CheckPartnerVerb.h>
 #include <check/CheckVerb.h>
 #include <host/HostVerb.h>
@@ -24,6 +25,7 @@ constexpr Verb VERBS[] = {
     {"host", HostVerb::Describe, HostVerb::Run},
     {"partner", PartnerVerb::Describe, PartnerVerb::Run},
     {"check", CheckVerb::Describe, CheckVerb::Run},
+    {"check host", CheckHostVerb::Describe, CheckHostVerb::Run},
     {"check partner", CheckPartnerVerb::Describe, CheckPartnerVerb::Run},
 #ifdef APPLIST_WITH_MONITOR // absent without libpcap or nlohmann-json
     {"monitor", MonitorVerb::Describe, MonitorVerb::Run},
@@ -38,6 +40,7 @@ Usage ProgramUsage() {
             "  host [DIR...]  Run a host with a list of the desktop entries\n"
             "  partner        Run a partner that keeps the list of the host\n"
             "  check          Check that this user can run a host on this device\n"
+            "  check host     Check a running host from outside\n"
             "  check partner  Check a partner against its duties\n"
 #ifdef APPLIST_WITH_MONITOR
             "  monitor        Show the traffic of host and partner, live or from a capture\n"

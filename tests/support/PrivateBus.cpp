@@ -124,6 +124,15 @@ PrivateBus::~PrivateBus() {
     rmdir(m_folder.c_str());
 }
 
+void PrivateBus::Restart() {
+    Kill();
+    for (const char* const file : {"/bus", "/socket"}) {
+        unlink((m_folder + file).c_str());
+    }
+    m_address.clear();
+    Start();
+}
+
 std::string PrivateBus::OpenConfiguration(const std::string& policy) const {
     // dbus-broker complains of a rule that it does not know.
     const std::string eavesdrop = IsBroker() ? "/>" : " eavesdrop='true'/>";

@@ -47,6 +47,9 @@ public:
     /** SIGKILL: the bus goes away. */
     void Kill();
 
+    /** Kills the bus and starts another one at the same path. */
+    void Restart();
+
     /** The bus reads its configuration again; in force on return. */
     void Reload() const;
 

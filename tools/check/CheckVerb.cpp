@@ -1,12 +1,15 @@
 #include <check/CheckVerb.h>
 
 #include <string>
+#include <vector>
 
 #include <pwd.h>
 #include <unistd.h>
 
 #include <applist/MessageIds.h>
 #include <check/BareHost.h>
+#include <check/BusSurvey.h>
+#include <check/Verdicts.h>
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
 #include <shared/ExitStatus.h>
@@ -32,44 +35,89 @@ std::string PolicyAdvice() {
 // One check of a device, from the bus to the answer of the partner. Each step prints a line.
 class DeviceCheck {
 public:
-    DeviceCheck(Output& output, double limit) : m_output(output), m_limit(limit) {}
+    DeviceCheck(Output& output, double limit) : m_verdicts(output, "MISSING"), m_limit(limit) {}
 
     int Run() {
         if (m_host.Connection() == nullptr) {
-            Missing("bus", m_host.Problem(),
-                    "check that the bus daemon runs, and that DBUS_SYSTEM_BUS_ADDRESS is unset or "
-                    "correct");
+            m_verdicts.Wrong(
+                "bus", m_host.Problem(),
+                "check that the bus daemon runs, and that DBUS_SYSTEM_BUS_ADDRESS is unset or "
+                "correct");
             return EXIT_STATUS_NO_BUS;
         }
-        Good("bus",
-             "on " + SystemBus::Describe() + " as " + m_host.UniqueName() + ", user " + UserName());
-        const bool mayAnnounce = CheckAnnouncing();
+        m_verdicts.Good("bus", "on " + SystemBus::Describe() + " as " + m_host.UniqueName() +
+                                   ", user " + UserName());
+        m_survey = SurveyBus(m_host.Connection(), m_limit);
+        ShowOthers();
+        const bool mayAnnounce = CheckOwnedNames() && CheckAnnouncing();
         const bool maySend = CheckSending();
         CheckSignals();
         if (!mayAnnounce) {
-            Missing("partner", "not checked", "the handshake needs the _CLIENT names");
+            m_verdicts.Wrong("partner", "not checked", "the handshake needs the _CLIENT names");
         } else if (CheckPartner() && maySend) {
             CheckAnswer();
         }
         // Owning the name has shown the policy. An earlier release would have been an announcement.
         m_host.ReleaseName("_SYN_ACK");
-        return m_isGood ? EXIT_STATUS_DONE : EXIT_STATUS_TROUBLE;
+        return m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
     }
 
 private:
+    // A partner serves one host. A host on the bus may therefore explain a missing answer.
+    void ShowOthers() {
+        std::string names;
+        for (const Participant& one : m_survey.participants) {
+            names += (names.empty() ? "" : ", ") + one.Describe();
+            if (one.role == Participant::Role::Host) {
+                m_verdicts.Note("hosts", one.Describe() + " is a host on the bus, bound to " +
+                                             DescribePeer(one));
+            } else if (one.role == Participant::Role::Partner && !one.peer.empty()) {
+                m_verdicts.Note("hosts", "the partner " + one.Describe() + " is bound to " +
+                                             DescribePeer(one));
+            }
+        }
+        if (!m_survey.hasRules && m_survey.participants.size() > 1) {
+            m_verdicts.Note("hosts", names + " are hosts or partners on the bus");
+        }
+    }
+
+    const Participant* BoundPartner() const {
+        for (const Participant& one : m_survey.participants) {
+            if (one.role == Participant::Role::Partner && !one.peer.empty()) {
+                return &one;
+            }
+        }
+        return nullptr;
+    }
+
+    std::string DescribePeer(const Participant& one) const {
+        const Participant* const peer = m_survey.Find(one.peer);
+        return peer != nullptr ? peer->Describe() : one.peer.empty() ? "nobody" : one.peer;
+    }
+
+    bool CheckOwnedNames() {
+        const std::vector<OwnedName> owned = FindOwnedNames(m_host.Connection());
+        for (const OwnedName& one : owned) {
+            m_verdicts.Wrong("names", one.Describe(),
+                             "restart that process: an announcement owns its name for a moment");
+        }
+        return owned.empty();
+    }
+
     // The release of a name announces a step. Only the first step may be announced at this point.
     bool CheckAnnouncing() {
         for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
             const std::string problem = m_host.OwnName(suffix);
             if (!problem.empty()) {
-                Missing("announce",
-                        "the bus refuses " + HandshakeNames::EndpointName(ENDPOINT_ID, suffix) +
-                            ": " + problem,
-                        PolicyAdvice());
+                m_verdicts.Wrong("announce",
+                                 "the bus refuses " +
+                                     HandshakeNames::EndpointName(ENDPOINT_ID, suffix) + ": " +
+                                     problem,
+                                 PolicyAdvice());
                 return false;
             }
         }
-        Good("announce", "this user may own the three _CLIENT names");
+        m_verdicts.Good("announce", "this user may own the three _CLIENT names");
         m_host.ReleaseName("_SYN");
         return true;
     }
@@ -79,10 +127,10 @@ private:
         const SentRequest request =
             m_host.SendRequestTo(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
         if (!request.problem.empty()) {
-            Missing("send", "Send to itself: " + request.problem, PolicyAdvice());
+            m_verdicts.Wrong("send", "Send to itself: " + request.problem, PolicyAdvice());
             return false;
         }
-        Good("send", "this user may call Send");
+        m_verdicts.Good("send", "this user may call Send");
         return true;
     }
 
@@ -91,20 +139,32 @@ private:
         const std::size_t before = m_host.Seen().Notifications().size();
         m_host.NotifySelf();
         if (WaitUntil([&] { return m_host.Seen().Notifications().size() > before; }, BUS_S / 5)) {
-            Good("signal", "SendSignal is delivered");
+            m_verdicts.Good("signal", "SendSignal is delivered");
         } else {
-            Missing("signal", "SendSignal to itself is not delivered", PolicyAdvice());
+            m_verdicts.Wrong("signal", "SendSignal to itself is not delivered", PolicyAdvice());
         }
     }
 
     bool CheckPartner() {
         if (m_host.WaitForStep("_SYN_ACK", m_limit)) {
-            Good("partner", "answer from " + m_host.Partner());
+            m_verdicts.Good("partner", "answer from " + m_host.Partner());
             return true;
         }
-        Missing("partner", "no answer to _CLIENT_SYN within " + InSeconds(m_limit),
-                "check that the partner runs, that its user may own the _SERVICE names (see the "
-                "log of the bus), and that it has no other host");
+        const Participant* const bound = BoundPartner();
+        if (bound != nullptr) {
+            m_verdicts.Wrong(
+                "partner",
+                "no answer to _CLIENT_SYN from " + bound->Describe() + " within " +
+                    InSeconds(m_limit) + ": it is bound to " + DescribePeer(*bound),
+                "a partner serves one host: stop that host, or check it with \"applistctl "
+                "check host " +
+                    bound->peer + "\"");
+            return false;
+        }
+        m_verdicts.Wrong(
+            "partner", "no answer to _CLIENT_SYN within " + InSeconds(m_limit),
+            "check that the partner runs, that its user may own the _SERVICE names (see the "
+            "log of the bus), and that it has no other host");
         return false;
     }
 
@@ -112,40 +172,28 @@ private:
         const std::size_t before = m_host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
         const SentRequest request = m_host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, m_limit);
         if (!request.problem.empty()) {
-            Missing("answer", "2001 to " + m_host.Partner() + ": " + request.problem,
-                    "run \"applistctl check partner\"");
+            m_verdicts.Wrong("answer", "2001 to " + m_host.Partner() + ": " + request.problem,
+                             "run \"applistctl check partner\"");
             return;
         }
-        Good("answer", "reply to 2001 from " + m_host.Partner() + ": " +
-                           std::to_string(request.reply.size()) + " bytes");
+        m_verdicts.Good("answer", "reply to 2001 from " + m_host.Partner() + ": " +
+                                      std::to_string(request.reply.size()) + " bytes");
         m_host.ReleaseName("_ACK");
         if (m_host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, before + 1, m_limit)) {
-            Good("list", "request for the list from " + m_host.Partner() + " (notification 4)");
+            m_verdicts.Good("list",
+                            "request for the list from " + m_host.Partner() + " (notification 4)");
         } else {
-            Missing("list", "no notification 4 within " + InSeconds(m_limit),
-                    "check that the user of the partner may send SendSignal, and run \"applistctl "
-                    "check partner\"");
+            m_verdicts.Wrong(
+                "list", "no notification 4 within " + InSeconds(m_limit),
+                "check that the user of the partner may send SendSignal, and run \"applistctl "
+                "check partner\"");
         }
     }
 
-    void Good(const std::string& step, const std::string& text) {
-        m_output.Line("ok       " + Padded(step) + text, Output::Tone::Sent);
-    }
-
-    void Missing(const std::string& step, const std::string& text, const std::string& advice) {
-        m_isGood = false;
-        m_output.Line("MISSING  " + Padded(step) + text, Output::Tone::Problem);
-        m_output.Line("         " + Padded("") + "-> " + advice);
-    }
-
-    static std::string Padded(const std::string& step) {
-        return step + std::string(10 - step.size(), ' ');
-    }
-
-    Output& m_output;
+    Verdicts m_verdicts;
     double m_limit;
     BareHost m_host;
-    bool m_isGood = true;
+    BusSurvey m_survey;
 };
 
 } // namespace
@@ -155,9 +203,10 @@ Usage CheckVerb::Describe() {
         PROGRAM,
         "",
         "Checks, step by step like a host, that this user can reach the bus, announce, call and\n"
-        "signal, and that a partner answers. Prints advice for each missing step. Run it as the\n"
-        "user of the host. A free partner binds to this check until the check ends.",
-        "'applistctl check partner' checks the partner itself.\n\n"
+        "signal, and that a partner answers. Shows other hosts on the bus, and a partner that is\n"
+        "bound to one of them. Prints advice for each missing step. Run it as the user of the\n"
+        "host. A free partner binds to this check until the check ends.",
+        "'applistctl check partner' checks the partner itself, 'applistctl check host' a host.\n\n"
         "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing.",
         false,
         {{"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"}}};

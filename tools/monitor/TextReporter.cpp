@@ -84,6 +84,9 @@ void TextReporter::Called(const Exchange& exchange) {
                               Number(exchange) + Decoder::Title(content);
     if (!content.problem.empty()) {
         Problem(exchange.time, start + " is malformed: " + content.problem);
+    } else if (!content.hasId) {
+        Line(exchange.time, start + ": an empty Send, as \"applistctl check host\" calls it",
+             ToneOf(exchange.from.side));
     } else if (content.name.empty()) {
         Line(exchange.time, start + " with a payload of " + Bytes(content.size - 4),
              ToneOf(exchange.from.side));

@@ -1,0 +1,107 @@
+// planted_host FAULT: a host with one fault, for the tools that must name it. It prints a line once
+// the fault is in force, and goes on until it is killed.
+#include <iostream>
+#include <string>
+
+#include <applist/AppListProxy.h>
+#include <gio/gio.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
+
+void Print(const char* line) {
+    std::cout << line << std::endl;
+}
+
+[[noreturn]] void DoNothing() {
+    for (;;) {
+        pause();
+    }
+}
+
+int RunLoop(GMainContext* context) {
+    g_autoptr(GMainLoop) loop = g_main_loop_new(context, FALSE);
+    Print("started");
+    g_main_loop_run(loop);
+    return 0;
+}
+
+int RunHealthy() {
+    const AppListProxy proxy;
+    return RunLoop(nullptr);
+}
+
+int RunStalled() {
+    const AppListProxy proxy;
+    g_timeout_add(
+        100,
+        [](void*) -> gboolean {
+            Print("stalled");
+            DoNothing();
+        },
+        nullptr);
+    return RunLoop(nullptr);
+}
+
+int RunNoLoop() {
+    const AppListProxy proxy;
+    Print("started");
+    DoNothing();
+}
+
+// The loop's context is not the thread's default one while the proxy is created.
+int RunWithoutPush() {
+    g_autoptr(GMainContext) context = g_main_context_new();
+    const AppListProxy proxy;
+    return RunLoop(context);
+}
+
+int RunBeyondTheBus() {
+    g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    g_dbus_connection_set_exit_on_close(connection, FALSE);
+    const AppListProxy proxy;
+    g_signal_connect(
+        connection, "closed",
+        G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, void*) { Print("the bus is gone"); }),
+        nullptr);
+    return RunLoop(nullptr);
+}
+
+// As after a RequestName that timed out and was granted all the same.
+int RunWithOwnedName() {
+    g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "RequestName",
+        g_variant_new("(su)", "org.morva.JavaMW.Applist_CLIENT_SYN_ACK", NAME_FLAG_DO_NOT_QUEUE),
+        nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    return RunLoop(nullptr);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::string fault = argc == 2 ? argv[1] : "";
+    if (fault == "none") {
+        return RunHealthy();
+    }
+    if (fault == "stalled") {
+        return RunStalled();
+    }
+    if (fault == "no-loop") {
+        return RunNoLoop();
+    }
+    if (fault == "no-push") {
+        return RunWithoutPush();
+    }
+    if (fault == "bus-lost") {
+        return RunBeyondTheBus();
+    }
+    if (fault == "owned-name") {
+        return RunWithOwnedName();
+    }
+    std::cerr << "usage: planted_host none|stalled|no-loop|no-push|bus-lost|owned-name\n";
+    return 2;
+}

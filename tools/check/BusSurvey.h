@@ -1,0 +1,63 @@
+// Surveys a bus without disturbing it: the processes with a communication object, the role and the
+// binding of each, and handshake names that a process owns and does not release.
+#ifndef APPLIST_TOOLS_BUSSURVEY_H
+#define APPLIST_TOOLS_BUSSURVEY_H
+
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+#include <shared/PeerProcess.h>
+
+/** A process on the bus that has the communication object. */
+struct Participant {
+    enum class Role { Unknown, Host, Partner };
+    std::string name; ///< unique
+    PeerProcess process;
+    Role role = Role::Unknown; ///< unknown where the bus does not show match rules
+    std::string peer;          ///< bound to; empty for nobody, or for an unknown role
+
+    /** ":1.7 (pid 77, launcher)" */
+    std::string Describe() const;
+};
+
+struct BusSurvey {
+    std::vector<Participant> participants;
+    bool hasRules = false; ///< whether roles and bindings are known
+    std::string problem;   ///< why the match rules are not known
+
+    const Participant* Find(const std::string& name) const;
+    const Participant* FirstOf(Participant::Role role) const;
+
+    /** The participant of @p role that is bound to @p peer. */
+    const Participant* BoundTo(const std::string& peer, Participant::Role role) const;
+};
+
+/**
+ * Reads the match rules of all connections, where the bus shows them, and otherwise introspects
+ * each connection. Where the bus's policy refuses that too, calls Send without a message id, for
+ * which a host logs an error. Leaves out the connection itself.
+ */
+BusSurvey SurveyBus(GDBusConnection* connection, double limit);
+
+/** All unique names but that of the connection itself. */
+std::vector<std::string> ListUniqueNames(GDBusConnection* connection);
+
+/** A handshake name with the same owner for more than a second. */
+struct OwnedName {
+    std::string name;
+    std::string owner;
+    PeerProcess process;
+
+    /** "_CLIENT_SYN_ACK is owned by :1.7 (pid 77, launcher) and not released" */
+    std::string Describe() const;
+};
+
+/** Takes that long when a handshake name is owned, and otherwise no time. */
+std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection);
+
+/** ":1.7 (pid 77, launcher)" */
+std::string WithProcess(const std::string& name, const PeerProcess& process);
+
+#endif

@@ -1,0 +1,329 @@
+#include <check/CheckHostVerb.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <check/BusSurvey.h>
+#include <check/HostProcess.h>
+#include <check/PeerCall.h>
+#include <check/Verdicts.h>
+#include <shared/ExitStatus.h>
+#include <shared/Output.h>
+#include <shared/SystemBus.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+constexpr const char* PROGRAM = "applistctl check host";
+constexpr double HANDSHAKE_S = 2; ///< in which a handshake under way is over
+constexpr double BETWEEN_QUEUES_S = 0.5;
+
+std::string InMs(double seconds) {
+    return std::to_string(static_cast<int>(seconds * 1e3 + 0.5)) + " ms";
+}
+
+// The bytes that the bus keeps for a connection that does not read them; negative when unknown.
+gint64 QueueOf(GDBusConnection* connection, const std::string& name) {
+    std::string problem;
+    const auto reply =
+        CallDaemon(connection, "org.freedesktop.DBus.Debug.Stats", "GetConnectionStats",
+                   g_variant_new("(s)", name.c_str()), problem);
+    guint32 bytes = 0;
+    if (reply != nullptr && g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(a{sv})")) != FALSE) {
+        g_autoptr(GVariant) stats = g_variant_get_child_value(reply.get(), 0);
+        if (g_variant_lookup(stats, "OutgoingBytes", "u", &bytes) != FALSE) {
+            return bytes;
+        }
+    }
+    return -1;
+}
+
+// One look at the hosts of a bus; each finding shows a line.
+class HostCheck {
+public:
+    HostCheck(GDBusConnection* connection, Verdicts& verdicts, double limit)
+        : m_connection(connection), m_verdicts(verdicts), m_limit(limit) {}
+
+    int Run(const std::string& wanted) {
+        const bool hasOwnedNames = CheckNames();
+        m_survey = SurveyBus(m_connection, m_limit);
+        std::vector<Participant> hosts;
+        for (const Participant& one : m_survey.participants) {
+            const bool isWanted =
+                wanted.empty() ? one.role != Participant::Role::Partner : one.name == wanted;
+            if (isWanted) {
+                hosts.push_back(one);
+            }
+        }
+        const std::vector<std::string> names = ListUniqueNames(m_connection);
+        if (hosts.empty() && std::find(names.begin(), names.end(), wanted) != names.end()) {
+            hosts.emplace_back();
+            hosts.back().name = wanted;
+            hosts.back().process = FindPeerProcess(m_connection, wanted);
+        }
+        if (hosts.empty()) {
+            const bool isLost = CheckAbsent(wanted);
+            return hasOwnedNames || isLost ? EXIT_STATUS_TROUBLE : EXIT_STATUS_FAILED;
+        }
+        for (const Participant& host : hosts) {
+            CheckHost(host);
+        }
+        return m_isHalfOpen            ? EXIT_STATUS_HALF_OPEN
+               : m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE
+                                       : EXIT_STATUS_DONE;
+    }
+
+private:
+    bool CheckNames() {
+        const std::vector<OwnedName> owned = FindOwnedNames(m_connection);
+        for (const OwnedName& one : owned) {
+            m_verdicts.Wrong("names", one.Describe(),
+                             "restart that process: an announcement owns its name for a moment");
+        }
+        return !owned.empty();
+    }
+
+    // The process may have lost its connection, and goes on without one.
+    bool CheckAbsent(const std::string& wanted) {
+        std::set<guint32> onBus;
+        for (const std::string& name : ListUniqueNames(m_connection)) {
+            onBus.insert(FindPeerProcess(m_connection, name).pid);
+        }
+        bool isFound = false;
+        for (const guint32 pid : HostProcess::WithLibrary()) {
+            if (onBus.count(pid) == 0) {
+                isFound = true;
+                m_verdicts.Wrong("bus",
+                                 "pid " + std::to_string(pid) + ", " + CommandOf(pid) +
+                                     ", has the library loaded and is not on the bus: it has lost "
+                                     "the bus and goes on (exit-on-close is off)",
+                                 "restart it: the library joins the bus once");
+            }
+        }
+        if (!isFound) {
+            m_verdicts.Wrong("host",
+                             wanted.empty() ? "no host is on the bus"
+                                            : wanted + " is not on the bus, or is no host",
+                             "start the host; its log (journalctl -t applist) has the reason");
+        }
+        return isFound;
+    }
+
+    void CheckHost(const Participant& host) {
+        const bool isHost = host.role == Participant::Role::Host;
+        m_verdicts.Good("host",
+                        host.Describe() +
+                            (isHost ? "" : ", a host or a partner: the bus shows no rules"));
+        if (CheckAlive(host) && CheckLoop(host)) {
+            CheckBinding(host);
+        }
+        CheckQueue(host);
+    }
+
+    bool CheckAlive(const Participant& host) {
+        const char state = HostProcess::StateOf(host.process.pid);
+        const PeerReply reply = PingPeers(m_connection, {host.name}, m_limit).front();
+        if (state == 'T' || state == 't') {
+            m_verdicts.Wrong("alive", "the process is stopped",
+                             "let it go on: kill -CONT " + std::to_string(host.process.pid));
+            return false;
+        }
+        if (reply.IsMissing()) {
+            m_verdicts.Wrong("alive", "no reply to Peer.Ping within " + InSeconds(m_limit),
+                             "the process is frozen or the machine is overloaded: look at it with "
+                             "top, and at its cgroup's freezer");
+            return false;
+        }
+        if (reply.IsRefused()) {
+            m_verdicts.Note("alive", "the bus's policy refuses Peer.Ping; the process is there");
+        } else {
+            m_verdicts.Good("alive", "Peer.Ping answered in " + InMs(reply.seconds));
+        }
+        return true;
+    }
+
+    bool CheckLoop(const Participant& host) {
+        const PeerReply reply = SendNothing(m_connection, {host.name}, m_limit).front();
+        if (reply.IsReply()) {
+            m_verdicts.Good("loop", "an empty Send answered in " + InMs(reply.seconds));
+            return true;
+        }
+        if (!reply.IsMissing()) {
+            const bool isGone = reply.error == "org.freedesktop.DBus.Error.UnknownObject" ||
+                                reply.error == "org.freedesktop.DBus.Error.UnknownMethod";
+            m_verdicts.Wrong("loop", "an empty Send failed: " + reply.error + ": " + reply.text,
+                             isGone ? "the host has destroyed its proxy: keep it for the life of "
+                                      "the process"
+                                    : "run this as the partner's user or as root");
+            return false;
+        }
+        const std::string text = "nobody answers an empty Send within " + InSeconds(m_limit) + ": ";
+        switch (HostProcess::FindLoop(host.process.pid)) {
+        case HostProcess::Loop::Stalled:
+            m_verdicts.Wrong("loop",
+                             text + "the loop is stalled: a thread owns the main context and does "
+                                    "not return to it",
+                             "find the callback or the request that does not return: gdb -p " +
+                                 std::to_string(host.process.pid) +
+                                 " -batch -ex 'thread apply all bt'");
+            break;
+        case HostProcess::Loop::Another:
+            m_verdicts.Wrong("loop",
+                             text + "a thread runs a loop of another main context than the "
+                                    "proxy's",
+                             "call g_main_context_push_thread_default() with the loop's context "
+                             "before the proxy is created");
+            break;
+        case HostProcess::Loop::None:
+            m_verdicts.Wrong("loop", text + "no thread runs a main loop",
+                             "run g_main_loop_run() in the host, for as long as the proxy lives");
+            break;
+        case HostProcess::Loop::Unreadable:
+            m_verdicts.Wrong("loop",
+                             text + "the loop is stalled, never run, or of another main context",
+                             "run this as root, which can see which of these it is");
+            break;
+        }
+        return false;
+    }
+
+    void CheckQueue(const Participant& host) {
+        const gint64 before = QueueOf(m_connection, host.name);
+        if (before < 0) {
+            m_verdicts.Note("queue", "the bus does not show it (Debug.Stats)");
+            return;
+        }
+        if (before > 0) {
+            WaitFor(BETWEEN_QUEUES_S);
+        }
+        const gint64 after = before > 0 ? QueueOf(m_connection, host.name) : 0;
+        if (after > 0 && after >= before) {
+            m_verdicts.Wrong("queue",
+                             "the bus keeps " + std::to_string(after) + " bytes for it, and " +
+                                 std::to_string(before) + " before",
+                             "the process does not read from the bus: see above");
+        } else {
+            m_verdicts.Good("queue", "the bus keeps nothing for it");
+        }
+    }
+
+    void CheckBinding(const Participant& host) {
+        if (!m_survey.hasRules) {
+            m_verdicts.Note("binding", "the bus does not show it (" + m_survey.problem +
+                                           "); \"applistctl monitor\" shows the next handshake");
+            return;
+        }
+        if (host.role != Participant::Role::Host) {
+            m_verdicts.Note("binding", host.name + " is a partner");
+            return;
+        }
+        if (!DescribeFault(host.name).text.empty()) {
+            WaitFor(HANDSHAKE_S); // a handshake may be under way
+            m_survey = SurveyBus(m_connection, m_limit);
+        }
+        const Fault fault = DescribeFault(host.name);
+        const Participant* const now = m_survey.Find(host.name);
+        if (!fault.text.empty()) {
+            m_isHalfOpen = m_isHalfOpen || fault.isHalfOpen;
+            m_verdicts.Wrong("binding", fault.text, fault.advice);
+        } else if (now == nullptr) {
+            m_verdicts.Note("binding", host.name + " has left the bus meanwhile");
+        } else if (now->peer.empty()) {
+            m_verdicts.Note("binding", "unbound: no partner is on the bus");
+        } else {
+            m_verdicts.Good("binding", "bound to the partner " + DescribePeer(now->peer) +
+                                           ", which is bound to it");
+        }
+    }
+
+    struct Fault {
+        std::string text;
+        std::string advice;
+        bool isHalfOpen = false;
+    };
+
+    std::string DescribePeer(const std::string& name) const {
+        const Participant* const peer = m_survey.Find(name);
+        return peer != nullptr ? peer->Describe() : name;
+    }
+
+    Fault DescribeFault(const std::string& name) const {
+        const Participant* const host = m_survey.Find(name);
+        if (host == nullptr) {
+            return {};
+        }
+        const Participant* const claims = m_survey.BoundTo(host->name, Participant::Role::Partner);
+        if (host->peer.empty() && claims != nullptr) {
+            return {"half-open: the host is bound to no partner, and the partner " +
+                        claims->Describe() + " is bound to the host",
+                    "restart the partner " + claims->Describe(), true};
+        }
+        const Participant* const partner = m_survey.FirstOf(Participant::Role::Partner);
+        if (host->peer.empty() && partner != nullptr) {
+            return {"unbound, and the partner " + partner->Describe() +
+                        (partner->peer.empty() ? " is bound to no host"
+                                               : " is bound to " + DescribePeer(partner->peer)),
+                    partner->peer.empty() ? "restart the partner" : "run one host"};
+        }
+        const Participant* const peer = m_survey.Find(host->peer);
+        if (peer != nullptr && peer->role == Participant::Role::Partner &&
+            peer->peer != host->name) {
+            return {"half-open: the host is bound to the partner " + peer->Describe() +
+                        ", which is bound to " +
+                        (peer->peer.empty() ? "no host" : DescribePeer(peer->peer)),
+                    "restart the host " + host->Describe(), true};
+        }
+        return {};
+    }
+
+    GDBusConnection* m_connection;
+    Verdicts& m_verdicts;
+    double m_limit;
+    BusSurvey m_survey;
+    bool m_isHalfOpen = false;
+};
+
+} // namespace
+
+Usage CheckHostVerb::Describe() {
+    return {
+        PROGRAM,
+        "[UNIQUE-NAME]",
+        "Looks at a running host from outside: is it alive, does a thread iterate its main\n"
+        "context, does the bus keep a growing queue for it, is it bound, half-open or unbound,\n"
+        "and does a process own a handshake name without a release; says what to do. Without\n"
+        "UNIQUE-NAME it looks at each host on the bus. Run it as the partner's user or as root;\n"
+        "root sees most.",
+        "It announces nothing and changes no binding. The host logs one error because of it,\n"
+        "\"Data corrupted. Does not contain message id.\": an empty Send, which only an iterated\n"
+        "main context answers. Where a bus does not show match rules (dbus-broker) and its\n"
+        "policy refuses introspection, every process on the bus receives such a call.\n\n"
+        "Exit status: 0 nothing is wrong, 1 there is no host, 2 wrong usage, 3 no bus,\n"
+        "4 something is wrong, 5 the host and its partner are a half-open pair.",
+        false,
+        {{"limit", "SECONDS", "Give the host so long for each reply (default: 3)"}}};
+}
+
+int CheckHostVerb::Run(const CommandLine& line) {
+    double limit = 3;
+    if (line.arguments.size() > 1) {
+        return WrongUsage(PROGRAM, "it takes one name");
+    }
+    const std::string wanted = line.arguments.empty() ? "" : line.arguments.front();
+    if (!wanted.empty() && g_dbus_is_unique_name(wanted.c_str()) == FALSE) {
+        return WrongUsage(PROGRAM, "\"" + wanted + "\" is no unique name, like :1.42");
+    }
+    if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
+        return WrongUsage(PROGRAM, "SECONDS is a number up to 3600");
+    }
+    Output output(PROGRAM);
+    const SystemBus bus([](const std::string&) {}, SystemBus::Kind::Own);
+    if (bus.Connection() == nullptr) {
+        output.Error("no bus: " + bus.Problem());
+        return EXIT_STATUS_NO_BUS;
+    }
+    Verdicts verdicts(output, "WRONG");
+    return HostCheck(bus.Connection(), verdicts, limit).Run(wanted);
+}

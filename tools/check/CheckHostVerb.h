@@ -1,0 +1,12 @@
+// "applistctl check host": looks at a running host from outside, and names its fault.
+#ifndef APPLIST_TOOLS_CHECKHOSTVERB_H
+#define APPLIST_TOOLS_CHECKHOSTVERB_H
+
+#include <shared/CommandLine.h>
+
+namespace CheckHostVerb {
+Usage Describe();
+int Run(const CommandLine& line);
+} // namespace CheckHostVerb
+
+#endif

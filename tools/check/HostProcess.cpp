@@ -1,0 +1,214 @@
+#include <check/HostProcess.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+
+#include <dirent.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <shared/PeerProcess.h>
+#include <shared/Waiting.h>
+
+namespace {
+
+constexpr int LOOKS = 6;
+constexpr double BETWEEN_LOOKS_S = 0.1;
+constexpr std::size_t MOST_POLLED = 1024;
+
+std::string PathOf(guint32 pid, const std::string& file) {
+    return "/proc/" + std::to_string(pid) + "/" + file;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> ListFolder(const std::string& path) {
+    std::vector<std::string> names;
+    DIR* const folder = opendir(path.c_str());
+    if (folder == nullptr) {
+        return names;
+    }
+    while (const dirent* const entry = readdir(folder)) {
+        if (entry->d_name[0] != '.') {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    closedir(folder);
+    return names;
+}
+
+std::string LinkOf(const std::string& path) {
+    char target[4096];
+    const ssize_t size = readlink(path.c_str(), target, sizeof(target));
+    return size > 0 ? std::string(target, static_cast<std::size_t>(size)) : "";
+}
+
+// A main context has an eventfd, which stays readable until the context is iterated.
+bool IsPending(guint32 pid, const std::string& descriptor) {
+    std::istringstream info(ReadFile(PathOf(pid, "fdinfo/" + descriptor)));
+    std::string word;
+    std::uint64_t count = 0;
+    while (info >> word) {
+        if (word == "eventfd-count:") {
+            info >> std::hex >> count;
+        }
+    }
+    return count != 0;
+}
+
+std::set<int> Eventfds(guint32 pid) {
+    std::set<int> descriptors;
+    for (const std::string& descriptor : ListFolder(PathOf(pid, "fd"))) {
+        if (LinkOf(PathOf(pid, "fd/" + descriptor)) == "anon_inode:[eventfd]") {
+            descriptors.insert(std::atoi(descriptor.c_str()));
+        }
+    }
+    return descriptors;
+}
+
+// GLib's own threads iterate contexts of their own.
+bool IsOfGLib(const std::string& thread) {
+    return thread == "gdbus" || thread == "gmain" || thread == "dconf worker" ||
+           thread.rfind("pool-", 0) == 0;
+}
+
+bool IsPoll(long number) {
+#ifdef SYS_poll
+    if (number == SYS_poll) {
+        return true;
+    }
+#endif
+#ifdef SYS_ppoll
+    return number == SYS_ppoll;
+#else
+    return false;
+#endif
+}
+
+// The descriptors that a thread waits for in poll(); none when it does something else.
+std::vector<int> PolledBy(guint32 pid, const std::string& thread) {
+    std::istringstream line(ReadFile(PathOf(pid, "task/" + thread + "/syscall")));
+    long number = -1;
+    std::uint64_t address = 0;
+    std::uint64_t count = 0;
+    line >> number >> std::hex >> address >> count;
+    std::vector<int> descriptors;
+    if (!line || !IsPoll(number) || count == 0 || count > MOST_POLLED) {
+        return descriptors;
+    }
+    std::vector<pollfd> polled(count);
+    const std::size_t size = polled.size() * sizeof(pollfd);
+    const iovec here = {polled.data(), size};
+    const iovec there = {reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
+    const ssize_t read = process_vm_readv(static_cast<pid_t>(pid), &here, 1, &there, 1, 0);
+    if (read == static_cast<ssize_t>(size)) {
+        for (const pollfd& one : polled) {
+            descriptors.push_back(one.fd);
+        }
+    }
+    return descriptors;
+}
+
+bool MayRead(guint32 pid) {
+    return !ReadFile(PathOf(pid, "syscall")).empty() && !ListFolder(PathOf(pid, "fd")).empty();
+}
+
+// One look at the descriptors: those with a pending wake-up, and whether a thread polls another.
+struct Look {
+    std::set<int> pending;
+    bool isLoopRun = false;
+};
+
+Look LookAt(guint32 pid) {
+    Look look;
+    const std::set<int> eventfds = Eventfds(pid);
+    for (const int descriptor : eventfds) {
+        if (IsPending(pid, std::to_string(descriptor))) {
+            look.pending.insert(descriptor);
+        }
+    }
+    for (const std::string& thread : ListFolder(PathOf(pid, "task"))) {
+        std::string name = ReadFile(PathOf(pid, "task/" + thread + "/comm"));
+        name = name.substr(0, name.find('\n'));
+        const std::vector<int> polled = PolledBy(pid, thread);
+        look.isLoopRun =
+            look.isLoopRun ||
+            (!IsOfGLib(name) && std::any_of(polled.begin(), polled.end(), [&](int descriptor) {
+                return eventfds.count(descriptor) != 0;
+            }));
+    }
+    return look;
+}
+
+std::string BusAddressOf(const std::string& environment) {
+    const std::string variable = std::string("DBUS_SYSTEM_BUS_ADDRESS=");
+    std::size_t begin = environment.rfind(variable, 0) == 0 ? 0 : std::string::npos;
+    if (begin == std::string::npos) {
+        begin = environment.find(std::string(1, '\0') + variable);
+        begin = begin == std::string::npos ? begin : begin + 1;
+    }
+    if (begin == std::string::npos) {
+        return "";
+    }
+    const std::size_t value = begin + variable.size();
+    const std::string address = environment.substr(value, environment.find('\0', value) - value);
+    return address.substr(0, address.find(',')); // without the bus's identifier
+}
+
+} // namespace
+
+char HostProcess::StateOf(guint32 pid) {
+    const std::string text = ReadFile(PathOf(pid, "stat"));
+    const std::size_t end = text.rfind(')'); // a command may have any characters
+    return end != std::string::npos && end + 2 < text.size() ? text[end + 2] : '\0';
+}
+
+HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
+    if (pid == 0 || !MayRead(pid)) {
+        return Loop::Unreadable;
+    }
+    Look look = LookAt(pid);
+    std::set<int> pending = look.pending;
+    int runs = look.isLoopRun ? 1 : 0;
+    for (int i = 1; i < LOOKS; ++i) {
+        WaitFor(BETWEEN_LOOKS_S);
+        look = LookAt(pid);
+        runs += look.isLoopRun ? 1 : 0;
+        for (auto one = pending.begin(); one != pending.end();) {
+            one = look.pending.count(*one) != 0 ? std::next(one) : pending.erase(one);
+        }
+    }
+    if (!pending.empty()) {
+        return Loop::Stalled;
+    }
+    return runs > 0 ? Loop::Another : Loop::None;
+}
+
+std::vector<guint32> HostProcess::WithLibrary() {
+    std::vector<guint32> found;
+    const char* const variable = g_getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    const std::string given = variable != nullptr ? variable : "";
+    const std::string address = given.substr(0, given.find(','));
+    const std::string own = LinkOf("/proc/self/exe");
+    for (const std::string& entry : ListFolder("/proc")) {
+        const auto pid = static_cast<guint32>(std::strtoul(entry.c_str(), nullptr, 10));
+        if (pid == 0 || LinkOf(PathOf(pid, "exe")) == own ||
+            ReadFile(PathOf(pid, "maps")).find("/libapplist.so") == std::string::npos) {
+            continue;
+        }
+        if (BusAddressOf(ReadFile(PathOf(pid, "environ"))) == address) {
+            found.push_back(pid);
+        }
+    }
+    return found;
+}

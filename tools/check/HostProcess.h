@@ -1,0 +1,35 @@
+// Reads in /proc what a process does: whether it is stopped, whether a thread runs a main loop, and
+// which processes have the library loaded. Nothing of it disturbs the process.
+#ifndef APPLIST_TOOLS_HOSTPROCESS_H
+#define APPLIST_TOOLS_HOSTPROCESS_H
+
+#include <string>
+#include <vector>
+
+#include <glib.h>
+
+namespace HostProcess {
+
+/** The letter of proc(5): 'T' is stopped, 'S' asleep, 'Z' a zombie; 0 when it cannot be read. */
+char StateOf(guint32 pid);
+
+/** The state of a process whose main context does not answer. */
+enum class Loop {
+    Unreadable, ///< /proc does not show it to this user
+    Stalled,    ///< a thread owns a main context with a pending wake-up, and does not take it
+    Another,    ///< a thread waits in a main loop, of another context
+    None        ///< no thread waits in a main loop
+};
+
+/**
+ * Looks at the wake-up descriptors of the process's main contexts for half a second. A message
+ * must be waiting in its context already. Needs the right to trace the process.
+ */
+Loop FindLoop(guint32 pid);
+
+/** The processes that have the library loaded and use the same bus address; not this program. */
+std::vector<guint32> WithLibrary();
+
+} // namespace HostProcess
+
+#endif

@@ -1,0 +1,42 @@
+// The lines of a check: one for each finding, with advice below a fault.
+#ifndef APPLIST_TOOLS_VERDICTS_H
+#define APPLIST_TOOLS_VERDICTS_H
+
+#include <string>
+#include <utility>
+
+#include <shared/Output.h>
+
+class Verdicts {
+public:
+    /** @param fault the word for a fault, like "MISSING" */
+    Verdicts(Output& output, std::string fault) : m_output(output), m_fault(std::move(fault)) {}
+
+    void Good(const std::string& what, const std::string& text) {
+        m_output.Line(Padded("ok", 9) + Padded(what, 10) + text, Output::Tone::Sent);
+    }
+
+    /** A finding that is no fault. */
+    void Note(const std::string& what, const std::string& text) {
+        m_output.Line(Padded("note", 9) + Padded(what, 10) + text);
+    }
+
+    void Wrong(const std::string& what, const std::string& text, const std::string& advice) {
+        m_anyWrong = true;
+        m_output.Line(Padded(m_fault, 9) + Padded(what, 10) + text, Output::Tone::Problem);
+        m_output.Line(Padded("", 19) + "-> " + advice);
+    }
+
+    bool AnyWrong() const { return m_anyWrong; }
+
+private:
+    static std::string Padded(const std::string& text, std::size_t width) {
+        return text + std::string(text.size() < width ? width - text.size() : 0, ' ');
+    }
+
+    Output& m_output;
+    std::string m_fault;
+    bool m_anyWrong = false;
+};
+
+#endif
