@@ -23,8 +23,14 @@ public:
         m_members[key] = value;
         return *this;
     }
+    /** Whole numbers are written without a fraction. */
     Result& Number(const std::string& key, double value) {
-        m_members[key] = value;
+        const auto whole = static_cast<long long>(value);
+        if (static_cast<double>(whole) == value) {
+            m_members[key] = whole;
+        } else {
+            m_members[key] = value;
+        }
         return *this;
     }
     Result& Spread(const std::string& key, const Stats::Spread& spread) {
