@@ -68,8 +68,8 @@ void BareEndpoint::Notify(const std::string& peer, GVariant* body) {
 
 GVariant* BareEndpoint::Call(const std::string& peer, GVariant* body, GError** error) {
     return g_dbus_connection_call_sync(m_connection, peer.c_str(), m_path.c_str(), INTERFACE,
-                                       "Send", body, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
-                                       error);
+                                       "Send", body, G_VARIANT_TYPE("(ay)"), G_DBUS_CALL_FLAGS_NONE,
+                                       -1, nullptr, error);
 }
 
 void BareEndpoint::OnAnnouncement(GDBusConnection* /*connection*/, const char* /*sender*/,
