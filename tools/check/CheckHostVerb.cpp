@@ -291,19 +291,19 @@ Usage CheckHostVerb::Describe() {
     return {
         PROGRAM,
         "[UNIQUE-NAME]",
-        "Looks at a running host from outside: is it alive, does a thread iterate its main\n"
-        "context, does the bus keep a growing queue for it, is it bound, half-open or unbound,\n"
-        "and does a process own a handshake name without a release; says what to do. Without\n"
-        "UNIQUE-NAME it looks at each host on the bus. Run it as the partner's user or as root;\n"
-        "root sees most.",
-        "It announces nothing and changes no binding. The host logs one error because of it,\n"
-        "\"Data corrupted. Does not contain message id.\": an empty Send, which only an iterated\n"
-        "main context answers. Where a bus does not show match rules (dbus-broker) and its\n"
-        "policy refuses introspection, every process on the bus receives such a call.\n\n"
-        "Exit status: 0 nothing is wrong, 1 there is no host, 2 wrong usage, 3 no bus,\n"
-        "4 something is wrong, 5 the host and its partner are a half-open pair.",
+        "Inspects a running host from outside of its process: the process, the iteration of its\n"
+        "main context, its binding, its queue on the bus, and handshake names that a process does\n"
+        "not release. Prints advice for each fault. Without UNIQUE-NAME, it inspects each host on\n"
+        "the bus. Run it as the partner's user or as root. Root gets the most details.",
+        "The check announces nothing and changes no binding. It calls Send without data, because\n"
+        "only an iterated main context replies. The host therefore logs one error, \"Data\n"
+        "corrupted. Does not contain message id.\" If the bus does not show match rules\n"
+        "(dbus-broker) and its policy refuses introspection, every process on the bus receives\n"
+        "this call.\n\n"
+        "Exit status: 0 no fault, 1 no host, 2 wrong usage, 3 no bus, 4 a fault,\n"
+        "5 the host and its partner are a half-open pair.",
         false,
-        {{"limit", "SECONDS", "Give the host so long for each reply (default: 3)"}}};
+        {{"limit", "SECONDS", "Time limit for each reply of the host (default: 3)"}}};
 }
 
 int CheckHostVerb::Run(const CommandLine& line) {

@@ -48,11 +48,12 @@ Usage CheckPartnerVerb::Describe() {
     return {
         PROGRAM,
         "",
-        "Plays the host against the partner on the bus, first step by step, then with the\n"
-        "library, and lists the duties of a partner. Each duty is passed, BROKEN or not seen,\n"
-        "with the evidence. Stop other hosts first.",
-        "Without --restart the check asks you to start the partner, to restart it, and to select\n"
-        "and click in it. A duty that needs an action of yours is \"not seen\" without it.\n\n"
+        "Performs the host's side of the protocol, first step by step, then with the library.\n"
+        "Lists the duties of a partner. Each duty is passed, BROKEN or not seen, with the\n"
+        "evidence. Stop other hosts first.",
+        "Without --restart, the check asks you to start and restart the partner. Unless --wait is\n"
+        "0, it asks you to select and click in the partner. Without your action, such a duty is\n"
+        "\"not seen\".\n\n"
         "Exit status: 0 no duty is broken, 1 no partner found, 2 wrong usage, 3 no bus,\n"
         "4 a duty is broken.",
         false,

@@ -202,10 +202,10 @@ Usage CheckVerb::Describe() {
     return {
         PROGRAM,
         "",
-        "Checks, step by step like a host, that this user can reach the bus, announce, call and\n"
-        "signal, and that a partner answers. Shows other hosts on the bus, and a partner that is\n"
-        "bound to one of them. Prints advice for each missing step. Run it as the user of the\n"
-        "host. A free partner binds to this check until the check ends.",
+        "Performs the steps of a host: reaches the bus, announces, calls, sends a signal, and\n"
+        "waits for a partner. Shows other hosts on the bus, and a partner that is bound to one of\n"
+        "them. Prints advice for each missing step. Run it as the user of the host. A free\n"
+        "partner binds to this check until the check ends.",
         "'applistctl check partner' checks the partner itself, 'applistctl check host' a host.\n\n"
         "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing.",
         false,

@@ -37,8 +37,8 @@ bool ReadEntries(const std::vector<std::string>& folders, Output& output, Deskto
 Usage HostVerb::Describe() {
     return {
         "applistctl host", "[DIR...]",
-        "Runs a host: owns an application list, keeps the partner's list equal to it, and prints\n"
-        "the events of the partner. The list consists of the desktop entries in DIR (default:\n"
+        "Runs a host: owns an application list, keeps the partner's list equal, and prints the\n"
+        "events of the partner. The list consists of the desktop entries in DIR (default:\n"
         "the XDG application folders). The name of an item is the localized Name, its unique id\n"
         "is the desktop file id.",
         "Commands on standard input, quoted as in a shell:\n" +

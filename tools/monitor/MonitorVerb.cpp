@@ -28,19 +28,19 @@ Usage MonitorVerb::Describe() {
         PROGRAM,
         "",
         "Shows the messages of host and partner: each step of the handshake, each request with\n"
-        "its items, reply and latency, each notification, and everything malformed or missing.\n"
-        "It names a half-open pair and the process to restart. It watches the bus until Ctrl-C,\n"
-        "which only root may do on a system bus, or reads a capture. A summary ends the output.",
+        "its items, reply and latency, each notification, and each fault. Names half-open pairs\n"
+        "and the process to restart. Watches the bus until Ctrl-C, or reads a capture. Only root\n"
+        "may watch a system bus. A summary ends the output.",
         "Captures are made by \"busctl capture --size=1000000 > FILE\" or\n"
         "\"dbus-monitor --system --pcap > FILE\", as root.\n"
         "\n"
-        "Exit status: 0 nothing is wrong, 1 failed (also when the bus refuses to be watched, or\n"
-        "the capture is damaged), 2 wrong usage, 3 no bus, 4 something was wrong: malformed,\n"
-        "unanswered or failed requests, a missing step of the handshake, 5 a pair is half-open\n"
-        "in the end: one side is ready with a side that is not bound to it.",
+        "Exit status: 0 no fault, 1 failed (also when the bus refuses the monitor, or the capture\n"
+        "is damaged), 2 wrong usage, 3 no bus, 4 a fault, such as a request without a reply or a\n"
+        "missing step of the handshake, 5 a pair is half-open at the end: one side is ready, and\n"
+        "the other side is not bound to it.",
         false,
         {{"read", "FILE", "Read a capture (pcap or pcapng) instead of the bus; - is stdin"},
-         {"json", nullptr, "Print one JSON object a line"},
+         {"json", nullptr, "Print one JSON object per line"},
          {"seconds", "N", "Watch for N seconds"},
          {"count", "N", "End after N requests and notifications"}}};
 }

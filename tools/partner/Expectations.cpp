@@ -37,10 +37,10 @@ std::string Join(const std::vector<std::string>& words) {
 std::string Expectations::Describe() {
     return InTwoColumns(
         {{"connected", "the handshake is complete"},
-         {"lost", "there is no host"},
-         {"REQUEST [ID...]", "the host's next request, with exactly these items if any are named"},
-         {"nothing SECONDS", "no request comes for so long"},
-         {"list [ID...]", "the list is this, in this order"},
+         {"lost", "no host is bound"},
+         {"REQUEST [ID...]", "the host's next request, with exactly the given items, if any"},
+         {"nothing SECONDS", "no request arrives within this time"},
+         {"list [ID...]", "the list has these items, in this order"},
          {"selection ID|none", "this item is selected"}});
 }
 

@@ -24,10 +24,10 @@ constexpr Kind KINDS[] = {
     {"no-syn-ack", Fault::NoSynAck, Takes::Nothing, "leave _CLIENT_SYN unanswered"},
     {"no-ack", Fault::NoAck, Takes::Nothing, "leave _CLIENT_SYN_ACK unanswered"},
     {"no-crossed-ack", Fault::NoCrossedAck, Takes::Nothing,
-     "leave _CLIENT_SYN_ACK unanswered when bound already"},
-    {"on-taking", Fault::OnTaking, Takes::Nothing, "answer the taking of a name, not its release"},
-    {"any-host", Fault::AnyHost, Takes::Nothing, "leave the host for every other one that comes"},
-    {"keep-host", Fault::KeepHost, Takes::Nothing, "stay bound to a host that has gone"},
+     "leave _CLIENT_SYN_ACK unanswered while bound"},
+    {"on-taking", Fault::OnTaking, Takes::Nothing, "answer the first half of an announcement"},
+    {"any-host", Fault::AnyHost, Takes::Nothing, "bind to each other host that announces itself"},
+    {"keep-host", Fault::KeepHost, Takes::Nothing, "stay bound to a host that has left the bus"},
     {"no-repeat-free", Fault::NoRepeatFree, Takes::Nothing,
      "announce _SERVICE_SYN once while no host answers"},
     {"no-repeat-unasked", Fault::NoRepeatUnasked, Takes::Nothing,
@@ -35,23 +35,23 @@ constexpr Kind KINDS[] = {
     {"no-repeat-refused", Fault::NoRepeatRefused, Takes::Nothing,
      "give up an announcement whose name another process owns"},
     {"forget-others", Fault::ForgetOthers, Takes::Nothing,
-     "forget the hosts that announce themselves while one is bound"},
+     "forget other hosts that announce themselves"},
     {"no-bind-on-ack", Fault::NoBindOnAck, Takes::Nothing, "ignore _CLIENT_ACK without a host"},
     {"strict-mirror", Fault::StrictMirror, Takes::Nothing,
-     "the last five: no more than a host does"},
+     "the last five faults: only the duties of a host"},
     {"no-object", Fault::NoObject, Takes::Nothing, "have no communication object"},
-    {"no-created", Fault::NoCreated, Takes::Nothing, "do not ask for the list"},
+    {"no-created", Fault::NoCreated, Takes::Nothing, "do not send notification 4"},
     {"broadcast", Fault::Broadcast, Takes::Nothing, "send notifications to everybody"},
     {"wrong-id", Fault::WrongId, Takes::Nothing, "send notifications with the id 0"},
-    {"delay", Fault::Delay, Takes::SecondsAndRequest, "answer so much later"},
-    {"wrong-type", Fault::WrongType, Takes::Request, "answer with a text instead of bytes"},
-    {"error", Fault::Error, Takes::Request, "answer with a D-Bus error"},
-    {"silence", Fault::Silence, Takes::Request, "do not answer"},
-    {"with-id", Fault::WithId, Takes::Request, "put the request's id behind the reply"},
-    {"cut", Fault::Cut, Takes::Request, "leave out the reply's last byte"},
-    {"ask-back", Fault::AskBack, Takes::Request, "ask the host, and answer when it has answered"},
-    {"ignore", Fault::Ignore, Takes::Request, "answer, but do nothing else"},
-    {"vanish", Fault::Vanish, Takes::Count, "leave the bus on the Nth request from here on"},
+    {"delay", Fault::Delay, Takes::SecondsAndRequest, "reply after SECONDS"},
+    {"wrong-type", Fault::WrongType, Takes::Request, "reply with a string instead of bytes"},
+    {"error", Fault::Error, Takes::Request, "reply with a D-Bus error"},
+    {"silence", Fault::Silence, Takes::Request, "do not reply"},
+    {"with-id", Fault::WithId, Takes::Request, "append the request's id to the reply"},
+    {"cut", Fault::Cut, Takes::Request, "omit the last byte of the reply"},
+    {"ask-back", Fault::AskBack, Takes::Request, "call the host, and reply after its reply"},
+    {"ignore", Fault::Ignore, Takes::Request, "reply, but do nothing else"},
+    {"vanish", Fault::Vanish, Takes::Count, "leave the bus at the Nth request from now on"},
 };
 
 const char* ParameterOf(Takes takes) {
@@ -126,7 +126,7 @@ std::string Faults::Describe() {
     for (const Kind& kind : KINDS) {
         rows.emplace_back(std::string(kind.name) + ParameterOf(kind.takes), kind.help);
     }
-    rows.emplace_back("none", "do everything right from here on");
+    rows.emplace_back("none", "no fault from now on");
     return InTwoColumns(rows);
 }
 

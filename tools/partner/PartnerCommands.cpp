@@ -15,32 +15,32 @@ std::vector<Command> PartnerCommands::All() {
         OnPartner("select", "N|none", "move the selection, and notify the host", &Partner::Select),
         OnPartner("click", "N", "notify the host of a click", &Partner::Click),
         OnPartner("change", "", "notify the host of a change of the list", &Partner::Change),
-        OnPartner("recreate", "", "make the list anew, and ask the host to fill it",
+        OnPartner("recreate", "", "create a new list, and ask the host for its items",
                   &Partner::Recreate),
         {"vanish", "", "leave the bus", 0, 0, [this](const Words&) { return Vanish(); }},
-        {"restart", "[SECONDS]", "leave the bus and come back, at once or so much later", 0, 1,
+        {"restart", "[SECONDS]", "leave the bus and connect again, at once or after SECONDS", 0, 1,
          [this](const Words& words) { return Restart(words); }},
-        {"fault", "FAULT", "do this wrong from here on", 1, 3,
+        {"fault", "FAULT", "behave wrongly from now on: see Faults", 1, 3,
          [this](const Words& words) { return SetFault(words); }},
-        {"expect", "WHAT", "fail unless this comes within the time-out", 1, ANY_NUMBER,
+        {"expect", "WHAT", "wait for an expectation; fail after the time-out", 1, ANY_NUMBER,
          [this](const Words& words) {
              m_session.StartOnce();
              return m_expectations.Expect(words);
          }},
-        {"forget", "", "expect nothing more of the requests so far", 0, 0,
+        {"forget", "", "ignore the earlier requests in later expectations", 0, 0,
          [this](const Words&) {
              m_session.Requests().clear();
              return true;
          }},
-        {"timeout", "SECONDS", "how long an expect waits (10)", 1, 1,
+        {"timeout", "SECONDS", "set the time-out of expect (10)", 1, 1,
          [this](const Words& words) { return SetTimeout(words); }},
-        {"wait", "SECONDS", "do nothing for so long", 1, 1,
+        {"wait", "SECONDS", "do nothing for this time", 1, 1,
          [this](const Words& words) { return Wait(words); }},
     };
 }
 
 std::string PartnerCommands::DescribeArguments() {
-    return "What can be expected; requests are called\n" + Protocol::RequestWords() + ":\n" +
+    return "Expectations; the words of the requests are\n" + Protocol::RequestWords() + ":\n" +
            Expectations::Describe() + "\nFaults:\n" + Faults::Describe();
 }
 

@@ -48,16 +48,16 @@ Usage PartnerVerb::Describe() {
     return {
         "applistctl partner",
         "",
-        "Stands in for the partner of a host: finds it with the handshake, asks it for its\n"
-        "list, keeps what its requests describe, answers its query for the selection, and\n"
-        "prints every request by name with its items. One host at a time.",
-        "Commands on standard input, or one a line in FILE; quoted as in a shell. N is a\n"
-        "number in the list. The partner starts behind the faults at the top of FILE.\n" +
+        "Runs a partner: finds a host with the handshake, asks the host for its list, keeps an\n"
+        "equal list, replies to the selection query, and prints each request by name with its\n"
+        "items. The partner serves one host at a time.",
+        "Commands on standard input, or one per line in FILE; quoted as in a shell. N is a\n"
+        "number in the list. Faults at the top of FILE apply from the start of the partner.\n" +
             DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
-            "\nExit status: 0 done, 1 failed (a command, an expect, or the bus policy refuses a\n"
-            "name), 2 wrong usage, 3 no bus.",
+            "\nExit status: 0 done, 1 failed (a command, an expectation, or the bus policy\n"
+            "refuses a name), 2 wrong usage, 3 no bus.",
         false,
-        {{"script", "FILE", "Run the commands in FILE; the first that fails ends the run"}}};
+        {{"script", "FILE", "Run the commands in FILE; the first failed one ends the run"}}};
 }
 
 int PartnerVerb::Run(const CommandLine& line) {
