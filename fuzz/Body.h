@@ -35,7 +35,7 @@ inline Body ReadBody(Choices& choices) {
     const std::string type = BodyType(choices);
     const std::string data = choices.LongText();
     g_autoptr(GBytes) bytes = g_bytes_new(data.data(), data.size());
-    // Not trusted: GVariant reads what does not fit as default values.
+    // Not trusted: GVariant reads a malformed element as its default value.
     return Body(
         g_variant_ref_sink(g_variant_new_from_bytes(G_VARIANT_TYPE(type.c_str()), bytes, FALSE)));
 }

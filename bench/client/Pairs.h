@@ -21,7 +21,7 @@ struct Lanes {
     std::function<void()> finish = [] {};
 };
 
-/** What each round took, in seconds: by the clock, and of processor time in all threads. */
+/** The duration of each round, in seconds: by the clock, and of processor time in all threads. */
 class Pairs {
 public:
     /** The first @p warmUp rounds are run and not recorded; after that nothing is discarded. */

@@ -1,4 +1,4 @@
-// What is measured pair by pair in the client process, row by row.
+// The rows of the measurements that the client process makes in pairs.
 #ifndef APPLIST_BENCH_ROWS_H
 #define APPLIST_BENCH_ROWS_H
 

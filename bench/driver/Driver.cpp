@@ -45,7 +45,7 @@ Process Start(std::vector<std::string> words, const std::vector<std::string>& en
     return Process(words, {environment, {}, true});
 }
 
-// What a client says when it is ready.
+// The line that a client writes when it is ready.
 struct ReadyLine {
     double seconds = 0;
     std::string uniqueName;

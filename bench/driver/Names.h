@@ -26,7 +26,7 @@ constexpr const char* ENDPOINT_ID = "Bench";
 constexpr const char* ENDPOINT_PATH = "/org/morva/javamw/CommunicationChannel/Bench";
 constexpr const char* ENDPOINT_BASE = "org.morva.JavaMW.Bench";
 
-// What the client asks the partner for between measurements.
+// The commands of the client to the partner, between measurements.
 constexpr const char* CONTROL_INTERFACE = "applist.Bench";
 constexpr const char* CONTROL_PATH = "/bench";
 constexpr const char* CONTROL_COUNT = "Count"; // () -> t: signals since the last count

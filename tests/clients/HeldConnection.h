@@ -23,7 +23,7 @@ public:
     HeldConnection(const HeldConnection&) = delete;
     HeldConnection& operator=(const HeldConnection&) = delete;
 
-    /** What the client has to connect to. */
+    /** The address for the client. */
     std::string Address() const { return "unix:path=" + m_path; }
 
     /** Waits for the client. @return its unique name, empty when it does not come */

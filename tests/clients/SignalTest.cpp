@@ -119,7 +119,7 @@ TEST_F(Monitored, ByGdbusAsThePartner) {
     Process client({"gdbus", "monitor", "--address", way.Address(), "--dest", OwnName()});
     Bind(way.UniqueName());
     way.Release();
-    // It says so when it listens.
+    // The client writes a line when it listens.
     ASSERT_TRUE(client.WaitFor("is owned by"));
     IterateThroughTheBus();
     std::vector<char> bytes = BYTES;
@@ -149,7 +149,7 @@ TEST_F(Monitored, ByDbusMonitor) {
     TestPartner partner(bus);
     Bind(partner.UniqueName());
     Process client({"dbus-monitor", "--address", bus.Address()});
-    // What a monitor is told first.
+    // The first message that a monitor receives.
     ASSERT_TRUE(client.WaitFor("member=NameLost"));
     std::vector<char> bytes = BYTES;
     endpoint->SendNotification(bytes);

@@ -1,4 +1,4 @@
-// A partner process that dies at each step of the handshake, and two partners at once.
+// A partner process that exits at each step of the handshake, and two partners at once.
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -54,7 +54,7 @@ TEST_P(DyingPartner, LeavesTheWayFreeForTheNextOne) {
     if (moment == "request-seen") {
         model->SetClicked(&item);
     }
-    // This side takes its part in the handshake while the partner dies.
+    // This side continues the handshake while the partner exits.
     std::atomic<bool> died{false};
     std::thread waiting([&] {
         EXPECT_EQ(dying.WaitForExit(), 128 + SIGKILL);

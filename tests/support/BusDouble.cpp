@@ -79,7 +79,7 @@ BusDouble::~BusDouble() {
         g_dbus_connection_remove_filter(client.connection, client.filter);
         g_object_unref(client.connection);
     }
-    // GDBus's worker may be inside a filter still; its end is told in the context it came from.
+    // GDBus's worker may be inside a filter still; its end is reported in the context it came from.
     while (m_endedFilters < m_clients.size()) {
         g_main_context_iteration(m_context, TRUE);
     }

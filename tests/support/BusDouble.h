@@ -27,7 +27,7 @@ inline namespace applist_test {
  */
 class BusDouble {
 public:
-    /** What a method call is answered with. */
+    /** The reply to a method call. */
     class Reply {
     public:
         /** A body, which is consumed; null for an empty one. */
@@ -71,16 +71,16 @@ public:
     bool WaitForCall(const std::string& call);
     void ForgetCalls();
 
-    /** Told of every call before it is answered, on GDBus's worker thread. */
+    /** Called for every method call before its reply, on GDBus's worker thread. */
     void OnCall(std::function<void(const std::string& call)> watcher);
 
-    /** Emits any signal to whoever is connected; @p body is consumed. */
+    /** Emits any signal to all connections; @p body is consumed. */
     void Emit(const std::string& sender, const std::string& path, const std::string& interface,
               const std::string& member, GVariant* body);
     void EmitNameOwnerChanged(const std::string& name, const std::string& oldOwner,
                               const std::string& newOwner);
 
-    /** The unique name @p name leaves the bus: GetNameOwner and a signal say so. */
+    /** The unique name @p name leaves the bus: GetNameOwner and a signal report it. */
     void Vanish(const std::string& name);
     /** No name is gone. */
     void ForgetVanished();

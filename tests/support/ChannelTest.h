@@ -148,7 +148,7 @@ protected:
     std::unique_ptr<RecordingEndpoint> endpoint;
 };
 
-/** What @p work writes to standard output. */
+/** @return the text that @p work writes to standard output */
 template <class Work>
 std::string Written(Work work) {
     testing::internal::CaptureStdout();

@@ -12,7 +12,7 @@
 
 namespace {
 
-/** What is open, by number: a file's path, or "socket:[inode]" and the like. */
+/** The open descriptors, by number: a file's path, or "socket:[inode]" and the like. */
 std::map<std::string, std::string> OpenDescriptors() {
     std::map<std::string, std::string> open;
     const std::string path = "/proc/self/fd/";

@@ -48,7 +48,7 @@ unsigned int LastSleep();
 
 } // namespace LibraryCalls
 
-/** The resend thread stands still for the length of a scope, but for the steps it is told. */
+/** Stops the resend thread for the length of a scope, apart from the requested steps. */
 class HeldResendThread {
 public:
     HeldResendThread() { LibraryCalls::HoldResendThread(); }

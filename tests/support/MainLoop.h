@@ -16,7 +16,7 @@ namespace MainLoop {
 bool IterateUntil(const std::function<bool()>& happened,
                   std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
-/** Dispatches what is ready now, until nothing is. */
+/** Dispatches the ready sources until no source is ready. */
 void IterateUntilIdle();
 
 /**

@@ -134,7 +134,7 @@ void PrivateBus::Restart() {
 }
 
 std::string PrivateBus::OpenConfiguration(const std::string& policy) const {
-    // dbus-broker complains of a rule that it does not know.
+    // dbus-broker logs a complaint about an unknown rule.
     const std::string eavesdrop = IsBroker() ? "/>" : " eavesdrop='true'/>";
     return "<!DOCTYPE busconfig PUBLIC '-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN'\n"
            " 'http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd'>\n"

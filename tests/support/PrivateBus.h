@@ -14,7 +14,7 @@
 inline namespace applist_test {
 
 /**
- * Starts a bus that dies with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
+ * Starts a bus that ends with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
  * allowed, unless a policy says otherwise.
  */
 class PrivateBus {

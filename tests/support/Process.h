@@ -45,7 +45,7 @@ public:
     void Stop();
     void Continue() { Kill(SIGCONT); }
 
-    /** What the process has written so far, without waiting. */
+    /** The output of the process so far, without waiting. */
     const std::string& Output();
     const std::string& Errors();
 

@@ -1,4 +1,4 @@
-// An endpoint that writes down what its handlers are told and does what the test says.
+// An endpoint that records the arguments of its handlers, and runs the action of the test.
 #ifndef APPLIST_TESTS_RECORDINGENDPOINT_H
 #define APPLIST_TESTS_RECORDINGENDPOINT_H
 
@@ -28,7 +28,7 @@ public:
         std::string Report() const { return (ready ? "ready " : "lost ") + partner; }
     };
 
-    /** What the handlers do besides recording; runs inside them. */
+    /** The further action of the handlers; runs inside them. */
     struct Actions {
         std::function<Bytes(Bytes& data)> onMessage;
         std::function<void(Bytes& data)> onNotification;

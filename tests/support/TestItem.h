@@ -1,4 +1,4 @@
-// An item of the test's own: it tells who reads it and when it is deleted.
+// An item of the tests: it records its readers and its deletion.
 #ifndef APPLIST_TESTS_TESTITEM_H
 #define APPLIST_TESTS_TESTITEM_H
 

@@ -17,7 +17,7 @@ public:
     using Event = std::function<void(AppListModel*)>;
 
     TestListener() = default;
-    /** What any of the three events does. */
+    /** The action of each of the three events. */
     explicit TestListener(const Event& event)
         : onSelection(event), onChange(event), onClicked(event) {}
     ~TestListener() override {

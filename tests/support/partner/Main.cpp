@@ -43,7 +43,7 @@ std::string Requests(Partner& partner) {
     return line;
 }
 
-// What is said behind the command's own word.
+// The arguments after the name of the command.
 std::string Obey(Partner& partner, const std::string& command, const std::string& argument) {
     const auto number = static_cast<unsigned>(std::strtoul(argument.c_str(), nullptr, 10));
     if (command == "syn") {
