@@ -118,16 +118,19 @@ void RemoteAppListModel::RemoveItem(AppListItem* item) {
     std::string payload;
     {
         const PTAutoLock lock(m_mutex);
-        const auto found = item != nullptr ? Find(item) : m_items.end();
-        if (found != m_items.end()) {
-            APPLIST_LOG_DEBUG("Removing item name: %s, uniqueId: %s",
-                              (*found)->GetVisibleName().c_str(), (*found)->GetUnigueId().c_str());
-            if (m_selectedItem == *found) {
-                APPLIST_LOG_DEBUG("Removed item were selected. Removed selection");
-                m_selectedItem = nullptr;
+        if (item != nullptr) {
+            const auto found = Find(item);
+            if (found != m_items.end()) {
+                APPLIST_LOG_DEBUG("Removing item name: %s, uniqueId: %s",
+                                  (*found)->GetVisibleName().c_str(),
+                                  (*found)->GetUnigueId().c_str());
+                if (m_selectedItem == *found) {
+                    APPLIST_LOG_DEBUG("Removed item were selected. Removed selection");
+                    m_selectedItem = nullptr;
+                }
+                m_items.erase(found);
+                payload = Serialize(item);
             }
-            m_items.erase(found);
-            payload = Serialize(item);
         }
     }
     SendMessageToRemote(APPLIST_REMOVE_ITEM_FNC, std::move(payload));
@@ -139,19 +142,22 @@ void RemoteAppListModel::ModifyItem(AppListItem* oldItem, AppListItem* newItem) 
     std::string payload;
     {
         const PTAutoLock lock(m_mutex);
-        const bool hasItems = oldItem != nullptr && newItem != nullptr;
-        const auto found = hasItems ? Find(oldItem) : m_items.end();
-        if (found != m_items.end()) {
-            APPLIST_LOG_DEBUG("Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
-                              (*found)->GetVisibleName().c_str(), (*found)->GetUnigueId().c_str(),
-                              newItem->GetVisibleName().c_str(), newItem->GetUnigueId().c_str());
-            if (m_selectedItem == *found) {
-                APPLIST_LOG_DEBUG("Item that is being modified were selected. Modified selection");
-                m_selectedItem = newItem;
+        if (oldItem != nullptr && newItem != nullptr) {
+            const auto found = Find(oldItem);
+            if (found != m_items.end()) {
+                APPLIST_LOG_DEBUG(
+                    "Replacing item name: %s, uniqueId: %s with name: %s, uniqueId: %s",
+                    (*found)->GetVisibleName().c_str(), (*found)->GetUnigueId().c_str(),
+                    newItem->GetVisibleName().c_str(), newItem->GetUnigueId().c_str());
+                if (m_selectedItem == *found) {
+                    APPLIST_LOG_DEBUG(
+                        "Item that is being modified were selected. Modified selection");
+                    m_selectedItem = newItem;
+                }
+                *found = newItem;
+                payload = Serialize(oldItem);
+                payload += Serialize(newItem);
             }
-            *found = newItem;
-            payload = Serialize(oldItem);
-            payload += Serialize(newItem);
         }
     }
     SendMessageToRemote(APPLIST_MODIFY_ITEM_FNC, std::move(payload));

@@ -195,8 +195,8 @@ TEST(ModelSlotNumbers, LeaveTheModelsOwnMembersOutOfTheTable) {
     EXPECT_EQ(VirtualSlot::Of<SendAndFree>(&RemoteAppListModel::SendMessageToRemote), -1);
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::GetRemoteSelectionData), -1);
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::OnNotificationReceive), -1);
-    using Items = std::vector<RemoteAppListItem>;
-    EXPECT_EQ(VirtualSlot::Of<Items (RemoteAppListModel::*)(const std::vector<char>&)>(
+    using Records = std::vector<RemoteAppListItem>;
+    EXPECT_EQ(VirtualSlot::Of<Records (RemoteAppListModel::*)(const std::vector<char>&)>(
                   &RemoteAppListModel::Deserialize),
               -1);
 }

@@ -1,5 +1,6 @@
 // planted_host FAULT: a host with one fault, for the tools that must name it. It prints a line once
 // the fault is in force, and goes on until it is killed.
+#include <cstdlib>
 #include <iostream>
 #include <string>
 
@@ -77,7 +78,7 @@ int RunWithOwnedName() {
         "RequestName",
         g_variant_new("(su)", "org.morva.JavaMW.Applist_CLIENT_SYN_ACK", NAME_FLAG_DO_NOT_QUEUE),
         nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    return RunLoop(nullptr);
+    return reply != nullptr ? RunLoop(nullptr) : EXIT_FAILURE;
 }
 
 } // namespace

@@ -54,7 +54,7 @@ Participant::Role RoleOf(const Rules& rules) {
 std::string PeerOf(const Rules& rules) {
     std::string watched;
     for (const std::string& rule : rules) {
-        const std::string sender = UniqueNameIn(rule, "sender");
+        std::string sender = UniqueNameIn(rule, "sender");
         if (!sender.empty() && Contains(rule, JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE)) {
             return sender;
         }
@@ -228,6 +228,7 @@ std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection) {
         }
     }
     std::vector<OwnedName> owned;
+    owned.reserve(owners.size());
     for (const auto& [name, owner] : owners) {
         owned.push_back({name, owner, FindPeerProcess(connection, owner)});
     }

@@ -1,6 +1,7 @@
 #include <check/CheckHostVerb.h>
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,7 +22,7 @@ constexpr double HANDSHAKE_S = 2; ///< in which a handshake under way is over
 constexpr double BETWEEN_QUEUES_S = 0.5;
 
 std::string InMs(double seconds) {
-    return std::to_string(static_cast<int>(seconds * 1e3 + 0.5)) + " ms";
+    return std::to_string(std::lround(seconds * 1e3)) + " ms";
 }
 
 // The bytes that the bus keeps for a connection that does not read them; negative when unknown.

@@ -109,6 +109,8 @@ std::vector<int> PolledBy(guint32 pid, const std::string& thread) {
     std::vector<pollfd> polled(count);
     const std::size_t size = polled.size() * sizeof(pollfd);
     const iovec here = {polled.data(), size};
+    // An address of the other process.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const iovec there = {reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
     const ssize_t read = process_vm_readv(static_cast<pid_t>(pid), &here, 1, &there, 1, 0);
     if (read == static_cast<ssize_t>(size)) {

@@ -67,6 +67,7 @@ std::vector<PeerReply> CallPeers(GDBusConnection* connection, const std::vector<
         },
         limit);
     std::vector<PeerReply> result;
+    result.reserve(replies.size());
     for (const auto& reply : replies) {
         result.push_back(*reply);
     }

@@ -350,7 +350,7 @@ std::string HandshakeTracker::TakeAnswered(Endpoint& endpoint, const std::string
     if (found == received.end()) {
         return "";
     }
-    const std::string from = found->from;
+    std::string from = found->from;
     received.erase(received.begin(), found + 1);
     return from;
 }
