@@ -1,5 +1,5 @@
-// One bus for a whole fuzz process: a double on which all goes well, since no input can wait for a
-// daemon of its own; and an endpoint's handlers that remember what they are given.
+// One bus for a whole fuzz process, and handlers of an endpoint that record their arguments. The
+// bus is a double without faults, because a daemon for each input would take too long.
 #ifndef APPLIST_FUZZ_FUZZBUS_H
 #define APPLIST_FUZZ_FUZZBUS_H
 

@@ -1,5 +1,5 @@
-// One input of a fuzz target: what libFuzzer calls, and what reads the input's bytes as a sequence
-// of choices.
+// One input of a fuzz target: the function that libFuzzer calls, and the class that reads the bytes
+// of the input as a sequence of choices.
 #ifndef APPLIST_FUZZ_TARGET_H
 #define APPLIST_FUZZ_TARGET_H
 

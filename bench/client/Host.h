@@ -1,4 +1,4 @@
-// What the client process uses of the library: the list through its public entry points, and an
+// The parts of the library in the client process: the list through its public entry points, and an
 // endpoint of the channel with an id of its own. Connected to the partner once constructed.
 #ifndef APPLIST_BENCH_CLIENT_HOST_H
 #define APPLIST_BENCH_CLIENT_HOST_H

@@ -1,6 +1,6 @@
 // The reference for start-up and idling: a client of bare GDBus that does the same handshake with
-// the same messages, says when it is ready, then idles until it is killed. It uses nothing of the
-// C++ library, and one of its two builds does not even load it.
+// the same messages, reports its readiness, then idles until the driver kills it. It uses nothing
+// of the C++ library, and one of its two builds does not load the C++ library.
 #include <gio/gio.h>
 
 #include "Names.h"

@@ -1,5 +1,5 @@
-// A host with one endpoint of the library and nothing else: says when it is ready, then idles until
-// it is killed.
+// A host with one endpoint of the library and nothing else: reports its readiness, then idles until
+// the driver kills it.
 #include <string>
 
 #include <gio/gio.h>

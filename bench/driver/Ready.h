@@ -1,4 +1,4 @@
-// What the two clients of the start-up and idle measurements say when their handshake is complete:
+// The report of the two clients of the start-up and idle measurements after their handshake:
 // the nanoseconds since their main() began, their unique bus name and their blocking round trips.
 #ifndef APPLIST_BENCH_READY_H
 #define APPLIST_BENCH_READY_H

@@ -1,4 +1,4 @@
-// The tests' own bus is what APPLIST_TEST_BUS says, so that a run on dbus-broker is one.
+// APPLIST_TEST_BUS selects the bus of the tests, so that a run on dbus-broker uses dbus-broker.
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>

@@ -1,5 +1,5 @@
-// What the tests on the bus double share: the host, the errors that the log tells, and looks at an
-// endpoint's state from the outside.
+// The common parts of the tests on the bus double: the host, the errors in the log, and the state
+// of an endpoint as seen from outside.
 #ifndef APPLIST_TESTS_FAULTTEST_H
 #define APPLIST_TESTS_FAULTTEST_H
 

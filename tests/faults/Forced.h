@@ -1,5 +1,5 @@
-// Puts a test in between: at a line of the log, at a lock, at an allocation. What happens there by
-// chance in a host is forced here.
+// Runs code of a test at a line of the log, at a lock or at an allocation. This forces events that
+// happen there by chance in a host.
 #ifndef APPLIST_TESTS_FORCED_H
 #define APPLIST_TESTS_FORCED_H
 

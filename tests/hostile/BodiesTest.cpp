@@ -1,4 +1,4 @@
-// Bodies that are not what they should be: of another type, too short, too long, or without sense.
+// Malformed bodies: of another type, too short, too long, or with random content.
 #include <functional>
 #include <ostream>
 

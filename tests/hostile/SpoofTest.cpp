@@ -14,7 +14,7 @@ protected:
         return CapturedLog::CountStarting(CapturedLog::DEBUG, "HandleConnectionReady state=1");
     }
 
-    /** Waits until this side has dealt with what the stranger announced before. */
+    /** Waits until this side has handled the stranger's earlier announcement. */
     void WaitForAnnouncement(const std::string& callback) {
         const std::string start = callback + " org.morva";
         // The taking of the name and its release.

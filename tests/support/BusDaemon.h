@@ -16,8 +16,8 @@ namespace BusDaemon {
 bool Call(GDBusConnection* connection, const char* method, GVariant* parameters);
 
 /**
- * Waits for an answer that says nothing: the daemon has handled what the connection sent before,
- * and what the daemon sent it before has come in.
+ * Waits for an empty reply of the daemon. The daemon has then handled all earlier messages of the
+ * connection, and all its earlier messages to the connection have arrived.
  */
 void Ping(GDBusConnection* connection);
 

@@ -1,4 +1,4 @@
-// What every test of the channel starts with: a bus of its own and an empty log.
+// The start of every test of the channel: a private bus and an empty log.
 #ifndef APPLIST_TESTS_CHANNELTEST_H
 #define APPLIST_TESTS_CHANNELTEST_H
 
@@ -36,7 +36,7 @@ protected:
 
     explicit ChannelTest(const std::string& policy = "") : bus(policy) { CapturedLog::Clear(); }
 
-    // What a test has queued is delivered while its bus is still there.
+    // The queued deliveries of a test run while its bus still exists.
     void TearDown() override { EXPECT_TRUE(SharedBus::WaitUntilReleased()); }
 
     static bool IterateUntilReady(JavaMWDbusRemote& endpoint) {

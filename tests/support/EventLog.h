@@ -1,4 +1,4 @@
-// The system log for long runs: keeps no line, but counts what happened and wakes who waits for it.
+// The system log for long runs: keeps no line, but counts events and wakes their waiters.
 // Linked in place of the platform's log.
 #ifndef APPLIST_TESTS_EVENTLOG_H
 #define APPLIST_TESTS_EVENTLOG_H

@@ -1,4 +1,4 @@
-// The base of a table's rows: the name is what the test of a row is called and how it is shown.
+// The base of a table's rows: the name of a row is the name of its test and its printed form.
 #ifndef APPLIST_TESTS_NAMEDROW_H
 #define APPLIST_TESTS_NAMEDROW_H
 

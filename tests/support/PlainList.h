@@ -22,7 +22,7 @@ struct PlainList {
     std::string RemoveItem(PlainItem* item);
     std::string ModifyItem(PlainItem* before, PlainItem* after);
 
-    /** The partner has said that its selection moved, and answered the question with @p reply. */
+    /** The partner has notified a new selection, and replied to the query with @p reply. */
     void MoveSelection(const std::string& reply);
 
     /** What a partner must have whose list is new: the list's records as they can be read back. */

@@ -33,7 +33,7 @@ public:
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-    /** What the kind of bus takes in one message, in bytes; it cuts off who sends more. */
+    /** The size limit of a message on this bus, in bytes; a larger one disconnects its sender. */
     static std::size_t LargestMessage();
 
     const std::string& Address() const { return m_address; }

@@ -1,5 +1,5 @@
-// Item records and message ids, read and written without the library: whoever uses these is to
-// find its mistakes, not to share them.
+// Item records and message ids, read and written without the library, so that tests find its errors
+// instead of repeating them.
 #ifndef APPLIST_TESTS_RECORDS_H
 #define APPLIST_TESTS_RECORDS_H
 

@@ -1,5 +1,5 @@
-// The partner on the bus: it shakes hands, keeps a copy of the list, sends notifications, and dies
-// where it has been told to.
+// The partner on the bus: it performs the handshake, keeps a copy of the list, sends notifications,
+// and exits at the requested step.
 #ifndef APPLIST_TESTS_PARTNER_H
 #define APPLIST_TESTS_PARTNER_H
 
