@@ -26,7 +26,7 @@ void Await(const std::function<bool()>& happened, const char* what) {
 
 } // namespace
 
-RandomRun::RandomRun(std::uint64_t seed) : m_dice(seed) {
+RandomRun::RandomRun(std::uint64_t seed) : m_numbers(seed) {
     m_proxy.AddItemSelectionListener(this);
     m_proxy.AddItemChangeListener(this);
     m_proxy.AddItemClickedListener(this);
@@ -41,13 +41,13 @@ void RandomRun::Step() {
         StartPartner();
     } else if (m_partner == nullptr) {
         Edit();
-    } else if (const std::size_t dice = m_dice.Pick(1000); dice < 700) {
+    } else if (const std::size_t kind = m_numbers.Pick(1000); kind < 700) {
         Edit();
-    } else if (dice < 985) {
+    } else if (kind < 985) {
         PartnerEvent();
-    } else if (dice < 990) {
+    } else if (kind < 990) {
         EditWhileThePartnerIsStopped();
-    } else if (dice < 993) {
+    } else if (kind < 993) {
         ReplacePartner();
     } else {
         LosePartner();
@@ -60,14 +60,14 @@ void RandomRun::Step() {
 
 void RandomRun::Edit() {
     // A list that has grown long shrinks more often than it grows.
-    const bool shrinks = m_plain.items.size() > LONG_LIST && m_dice.Chance(60);
-    EditAs(shrinks ? 62 : m_dice.Pick(100));
+    const bool shrinks = m_plain.items.size() > LONG_LIST && m_numbers.Chance(60);
+    EditAs(shrinks ? 62 : m_numbers.Pick(100));
 }
 
 void RandomRun::EditAs(std::size_t kind) {
     if (kind < 20) {
         PlainList::Items items;
-        for (std::size_t left = m_dice.Pick(5); left > 0; --left) {
+        for (std::size_t left = m_numbers.Pick(5); left > 0; --left) {
             items.push_back(AnyItemOrNull());
         }
         ++m_done["add items"];
@@ -108,34 +108,34 @@ void RandomRun::EditAs(std::size_t kind) {
 
 // Few ids among many, so that they meet; the rest is arbitrary.
 PlainItem* RandomRun::NewItem() {
-    const bool withLineFeeds = m_dice.Chance(5);
+    const bool withLineFeeds = m_numbers.Chance(5);
     Records::Record record;
-    record.name = m_dice.Bytes(24, withLineFeeds);
-    if (m_dice.Chance(40)) {
-        record.id = std::string(1, "abcdefghijkl"[m_dice.Pick(12)]);
+    record.name = m_numbers.Bytes(24, withLineFeeds);
+    if (m_numbers.Chance(40)) {
+        record.id = std::string(1, "abcdefghijkl"[m_numbers.Pick(12)]);
     } else {
-        record.id = m_dice.Bytes(24, withLineFeeds);
+        record.id = m_numbers.Bytes(24, withLineFeeds);
     }
     m_pool.push_back(std::make_unique<PlainItem>(record));
     return m_pool.back().get();
 }
 
 PlainItem* RandomRun::AnyItem() {
-    if (!m_plain.items.empty() && m_dice.Chance(50)) {
-        return m_plain.items[m_dice.Pick(m_plain.items.size())];
+    if (!m_plain.items.empty() && m_numbers.Chance(50)) {
+        return m_plain.items[m_numbers.Pick(m_plain.items.size())];
     }
     return NewItem();
 }
 
 PlainItem* RandomRun::AnyItemOrNull() {
-    return m_dice.Chance(3) ? nullptr : AnyItem();
+    return m_numbers.Chance(3) ? nullptr : AnyItem();
 }
 
 // The request waits in the partner's socket until the partner goes on.
 void RandomRun::EditWhileThePartnerIsStopped() {
     ++m_done["partner stopped and continued"];
     m_partner->Stop();
-    std::thread continues([this, ms = m_dice.Pick(10)] {
+    std::thread continues([this, ms = m_numbers.Pick(10)] {
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));
         m_partner->Continue();
     });
@@ -146,7 +146,7 @@ void RandomRun::EditWhileThePartnerIsStopped() {
 // The partner
 
 void RandomRun::PartnerEvent() {
-    const std::size_t kind = m_dice.Pick(100);
+    const std::size_t kind = m_numbers.Pick(100);
     if (kind < 20) {
         ++m_done["change event"];
         Tell(Records::CHANGE_EVENT);
@@ -157,10 +157,10 @@ void RandomRun::PartnerEvent() {
         ++m_expected.clicks;
     } else if (kind < 45) {
         ++m_done["event of an unknown id"];
-        Tell(5 + static_cast<int>(m_dice.Pick(1000000)));
+        Tell(5 + static_cast<int>(m_numbers.Pick(1000000)));
     } else if (kind < 50) {
         ++m_done["event too short for an id"];
-        m_partner->Ask("notify " + Hex::Of(m_dice.Bytes(3, true)));
+        m_partner->Ask("notify " + Hex::Of(m_numbers.Bytes(3, true)));
     } else if (kind < 55) {
         PartnerCalls();
     } else if (kind < 80) {
@@ -183,12 +183,12 @@ void RandomRun::PartnerSelects() {
 
 // The record of an item or of none, of several, cut short, or any bytes.
 std::string RandomRun::AnyReply() {
-    const std::size_t kind = m_dice.Pick(10);
+    const std::size_t kind = m_numbers.Pick(10);
     if (kind == 0) {
         return {};
     }
     if (kind == 1) {
-        return m_dice.Bytes(60, true);
+        return m_numbers.Bytes(60, true);
     }
     std::string reply = Records::Write(AnyItem()->record);
     if (kind == 2) {
@@ -220,11 +220,11 @@ void RandomRun::PartnerCreatesItsList() {
 // Answered while this side waits for the next event, so the partner must not be waited for.
 void RandomRun::PartnerCalls() {
     ++m_done["call of this side"];
-    m_partner->Tell("call " + Hex::Of(m_dice.Bytes(40, true)));
+    m_partner->Tell("call " + Hex::Of(m_numbers.Bytes(40, true)));
 }
 
 void RandomRun::LosePartner() {
-    if (m_dice.Chance(50)) {
+    if (m_numbers.Chance(50)) {
         ++m_done["partner killed"];
         m_partner->Kill();
     } else {
@@ -233,7 +233,7 @@ void RandomRun::LosePartner() {
     }
     m_partner.reset();
     m_expectedRequests.clear();
-    m_aloneFor = m_dice.Pick(8);
+    m_aloneFor = m_numbers.Pick(8);
 }
 
 void RandomRun::StartPartner() {
@@ -257,7 +257,7 @@ void RandomRun::WaitForPartner() {
 }
 
 void RandomRun::Tell(int event) {
-    const std::string payload = m_dice.Bytes(20, true);
+    const std::string payload = m_numbers.Bytes(20, true);
     m_partner->Ask("notify " + Hex::Of(Records::Frame(payload, event)));
 }
 

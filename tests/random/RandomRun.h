@@ -15,9 +15,9 @@
 #include <applist/ItemClickListener.h>
 #include <applist/ItemSelectionListener.h>
 
-#include "Dice.h"
 #include "PartnerProcess.h"
 #include "PlainList.h"
+#include "RandomNumbers.h"
 
 inline namespace applist_test {
 
@@ -73,7 +73,7 @@ private:
     void DropItems();
     void Mix(const std::string& bytes);
 
-    Dice m_dice;
+    RandomNumbers m_numbers;
     PlainList m_plain;
     std::vector<std::unique_ptr<PlainItem>> m_pool;
     std::unique_ptr<PartnerProcess> m_partner; ///< null while there is none

@@ -1,6 +1,6 @@
-// All of a run's chances, from one seed.
-#ifndef APPLIST_TESTS_DICE_H
-#define APPLIST_TESTS_DICE_H
+// All random choices of a run, from one seed.
+#ifndef APPLIST_TESTS_RANDOMNUMBERS_H
+#define APPLIST_TESTS_RANDOMNUMBERS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,9 +9,9 @@
 
 inline namespace applist_test {
 
-class Dice {
+class RandomNumbers {
 public:
-    explicit Dice(std::uint64_t seed) : m_numbers(seed) {}
+    explicit RandomNumbers(std::uint64_t seed) : m_numbers(seed) {}
 
     /** 0 to @p count - 1; the same on every platform. */
     std::size_t Pick(std::size_t count) { return static_cast<std::size_t>(m_numbers() % count); }
