@@ -31,7 +31,8 @@ public:
         if (!WaitFor("\nselection: ") || !WaitFor("\n")) {
             return "half a list";
         }
-        return m_output.text.substr(start, m_output.searched - start);
+        const std::size_t end = m_output.searched--; // the next "list" may follow this line feed
+        return m_output.text.substr(start, end - start);
     }
 
 private:
