@@ -15,13 +15,13 @@ namespace {
 constexpr const char* SUMMARY =
     "Runs \"applistctl host\" and \"applistctl partner\" on a bus of its own. The host makes\n"
     "random edits and selections, and the partner sends random events. Either process is\n"
-    "stopped, continued, killed and replaced at random moments. After each 40 steps both\n"
+    "stopped, continued, killed and replaced at random moments. After each 10 steps both\n"
     "run, and their lists and selections must become those of a plain model.\n"
     "A seed repeats the choices of a run, but not the scheduling of the processes.\n"
     "\n"
     "Exit status: 0 all equal, 1 a difference, 2 bad arguments.";
 
-constexpr gint64 STEPS_BETWEEN_COMPARISONS = 40;
+constexpr gint64 STEPS_BETWEEN_COMPARISONS = 10;
 
 /** Returns after @p step steps; throws when a comparison fails. */
 void Run(ReplacementRun& run, gint64 steps, gint64& step) {

@@ -42,9 +42,9 @@ ReplacementRun::ReplacementRun(std::uint64_t seed, std::string fault)
 void ReplacementRun::Step() {
     const std::size_t kind = m_numbers.Pick(100);
     if (kind < 6) {
-        Kill(m_host, "host");
+        KillOrReplace(m_host, "host");
     } else if (kind < 12) {
-        Kill(m_partner, "partner");
+        KillOrReplace(m_partner, "partner");
     } else if (kind < 22) {
         StopOrContinue(m_host, "host");
     } else if (kind < 32) {
@@ -81,7 +81,7 @@ void ReplacementRun::StartHost() {
         items.push_back(m_pool.back().get());
     }
     m_plain.AddItems(items);
-    LetTimePass();
+    LetAnnounce(m_host, "-> AddItems");
 }
 
 void ReplacementRun::StartPartner() {
@@ -91,6 +91,14 @@ void ReplacementRun::StartPartner() {
     m_connections = 0;
     if (!m_fault.empty()) {
         m_partner.process->Send("fault " + m_fault);
+    }
+    LetAnnounce(m_partner, "-> _SERVICE_SYN");
+}
+
+// Most processes have announced themselves before the next step, others are still starting.
+void ReplacementRun::LetAnnounce(const Side& side, const std::string& line) {
+    if (m_numbers.Chance(80) && !side.process->WaitFor(line)) {
+        throw std::runtime_error("a process did not announce itself");
     }
     LetTimePass();
 }
@@ -110,12 +118,15 @@ void ReplacementRun::StopOrContinue(Side& side, const std::string& name) {
     LetTimePass();
 }
 
-void ReplacementRun::Kill(Side& side, const std::string& name) {
+void ReplacementRun::KillOrReplace(Side& side, const std::string& name) {
     if (side.process == nullptr) {
         return;
     }
     ++m_done[name + " killed"];
     side.process.reset();
+    if (m_numbers.Chance(70)) {
+        &side == &m_host ? StartHost() : StartPartner();
+    }
     LetTimePass();
 }
 
@@ -182,7 +193,10 @@ void ReplacementRun::PartnerEvent() {
 // At a quiet point only: the order of a selection and an edit under way is not known.
 void ReplacementRun::PartnerSelects() {
     ++m_done["partner's selection"];
-    const std::size_t place = m_numbers.Pick(m_plain.items.size());
+    std::size_t place = m_numbers.Pick(m_plain.items.size());
+    if (m_plain.items[place] == m_plain.selection) {
+        place = (place + 1) % m_plain.items.size(); // no change would be equal at once
+    }
     m_partner.process->Send("select " + std::to_string(place + 1));
     m_plain.MoveSelection(m_plain.items[place]->Bytes());
 }

@@ -44,7 +44,8 @@ private:
     void StartHost();
     void StartPartner();
     void StopOrContinue(Side& side, const std::string& name);
-    void Kill(Side& side, const std::string& name);
+    void LetAnnounce(const Side& side, const std::string& line);
+    void KillOrReplace(Side& side, const std::string& name);
     static void Continue(Side& side);
 
     void Edit();
