@@ -137,16 +137,6 @@ TEST_F(Cancellation, ThatIsPendingComesAfterAnAnnouncement) {
     EXPECT_TRUE(isAnnounced);
 }
 
-TEST_F(Cancellation, ThatIsPendingComesAfterTheStartOfAnEndpoint) {
-    std::unique_ptr<JavaMWDbusRemote> other;
-    CancelledThread thread([&] {
-        pthread_cancel(pthread_self());
-        other = std::make_unique<JavaMWDbusRemote>("Other");
-    });
-    EXPECT_TRUE(thread.FinishedFirst());
-    EXPECT_NE(other, nullptr);
-}
-
 TEST_F(Cancellation, ThatIsPendingComesAfterTheEndOfAnEndpoint) {
     CancelledThread thread([&] {
         pthread_cancel(pthread_self());
@@ -172,6 +162,20 @@ TEST_F(Cancellation, ThatIsPendingComesAfterAHandlerOfTheHost) {
     EXPECT_TRUE(thread.FinishedFirst());
     EXPECT_TRUE(isHandlerFinished);
     onReport = nullptr;
+}
+
+// No other part of the process holds the connection, so the endpoint makes it.
+TEST(CancellationOfAnEndpointsStart, ThatIsPendingComesAfterTheConnection) {
+    const PrivateBus bus;
+    std::unique_ptr<JavaMWDbusRemote> endpoint;
+    CancelledThread thread([&] {
+        pthread_cancel(pthread_self());
+        endpoint = std::make_unique<JavaMWDbusRemote>("Applist");
+    });
+    EXPECT_TRUE(thread.FinishedFirst());
+    EXPECT_NE(endpoint, nullptr);
+    endpoint.reset();
+    EXPECT_TRUE(SharedBus::WaitUntilReleased());
 }
 
 using ForkedChild = ConnectedHost;
