@@ -70,7 +70,7 @@ TEST(SelectionAnswer, OfAMillionEmptyRecordsTakesLessThanTenTimesItsSize) {
     std::future<HostProcess> host = std::async(
         std::launch::async, [] { return HostProcess::Run({APPLIST_TESTS_LONG_ANSWER}); });
     ASSERT_TRUE(partner.WaitForAnnouncement("_CLIENT_ACK"));
-    // To everybody, since the host does not tell its name.
+    // Sent to every connection, because the host does not print its unique name.
     const char selectionEvent[] = {2, 0, 0, 0};
     g_dbus_connection_emit_signal(
         partner.Connection(), nullptr, "/org/morva/javamw/CommunicationChannel/Applist",

@@ -61,7 +61,7 @@ protected:
                                    }});
 };
 
-/** A thread that is cancelled and notes what it has come through. */
+/** A cancelled thread that records the points it has passed. */
 class CancelledThread {
 public:
     /** @param work is followed by a point at which a cancellation takes effect */

@@ -1,9 +1,9 @@
 // Takes a real endpoint, on the bus double, through random walks of the model of both sides.
 //
-// It reads what Spin's simulations of handshake.pml print. Each host of a walk is replayed by an
-// endpoint of its own. The lines of a host come in steps: what the host receives, or a pass of its
-// resend thread, and then what it does. The endpoint receives the same and must do the same: the
-// same calls to the bus in the same order, the same reports, the same readiness.
+// The input is the output of Spin's simulations of handshake.pml. One endpoint replays each host of
+// a walk. The lines of a host come in steps: an event for the host, or a pass of its resend thread,
+// and then its actions. The endpoint receives the same event and must act the same: the same calls
+// to the bus in the same order, the same reports, the same readiness.
 #include <cstdio>
 #include <iostream>
 #include <map>

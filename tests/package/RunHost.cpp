@@ -25,7 +25,7 @@ void Expect(bool condition, const std::string& what) {
     }
 }
 
-/** To everybody, since the example does not tell its name. */
+/** Sent to every connection, because the example does not print its unique name. */
 void Notify(TestPartner& partner, char id) {
     g_dbus_connection_emit_signal(partner.Connection(), nullptr,
                                   "/org/morva/javamw/CommunicationChannel/Applist",
