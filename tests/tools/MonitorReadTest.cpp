@@ -29,13 +29,13 @@ std::string Framed(const std::string& payload, std::int32_t id) {
     return CaptureWriter::Framed(payload, id);
 }
 
-struct Told {
+struct Report {
     int status;
     std::string text;
     std::string errors;
 };
 
-Told Read(const std::string& capture, const std::vector<std::string>& options = {}) {
+Report Read(const std::string& capture, const std::vector<std::string>& options = {}) {
     const TemporaryFolder folder;
     std::vector<std::string> arguments = {"monitor", "--read", folder.Write("capture", capture)};
     arguments.insert(arguments.end(), options.begin(), options.end());
@@ -44,7 +44,7 @@ Told Read(const std::string& capture, const std::vector<std::string>& options = 
     return {status, tool.Output(), tool.Errors()};
 }
 
-Told Read(const CaptureWriter& capture, const std::vector<std::string>& options = {}) {
+Report Read(const CaptureWriter& capture, const std::vector<std::string>& options = {}) {
     return Read(capture.Bytes(), options);
 }
 
@@ -77,15 +77,15 @@ TEST(MonitorHandshake, IsToldStepByStepWhenTheHostComesLater) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.At(5002.5);
     capture.Announce("_CLIENT_ACK", HOST);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.errors;
-    EXPECT_THAT(told.text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
-                                         ".*host :1.7  _CLIENT_SYN: a host has started\n"
-                                         ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
-                                         ".*host :1.7  _CLIENT_ACK: ready\n"
-                                         ".*== connected: host :1.7 and partner :1.8, ready 2.50 "
-                                         "ms after _CLIENT_SYN\n"));
-    EXPECT_THAT(told.text, HasSubstr("host :1.7 is connected with partner :1.8"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.errors;
+    EXPECT_THAT(report.text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
+                                           ".*host :1.7  _CLIENT_SYN: a host has started\n"
+                                           ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
+                                           ".*host :1.7  _CLIENT_ACK: ready\n"
+                                           ".*== connected: host :1.7 and partner :1.8, ready 2.50 "
+                                           "ms after _CLIENT_SYN\n"));
+    EXPECT_THAT(report.text, HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
 TEST(MonitorHandshake, IsToldStepByStepWhenThePartnerComesLater) {
@@ -96,11 +96,11 @@ TEST(MonitorHandshake, IsToldStepByStepWhenThePartnerComesLater) {
     capture.At(1003);
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", PARTNER);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.errors;
-    EXPECT_THAT(told.text, ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
-                                         ".*partner :1.8  _SERVICE_ACK: ready\n"
-                                         ".*ready 3.00 ms after _SERVICE_SYN\n"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.errors;
+    EXPECT_THAT(report.text, ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
+                                           ".*partner :1.8  _SERVICE_ACK: ready\n"
+                                           ".*ready 3.00 ms after _SERVICE_SYN\n"));
 }
 
 TEST(MonitorHandshake, IsOneStoryWhenBothStartAtOnce) {
@@ -111,9 +111,9 @@ TEST(MonitorHandshake, IsOneStoryWhenBothStartAtOnce) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.At(1);
     capture.Announce("_SERVICE_ACK", PARTNER);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.errors;
-    EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 0 problems"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.errors;
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 0 problems"));
 }
 
 TEST(MonitorHandshake, BeginsAnewWithARestartedPartner) {
@@ -125,10 +125,10 @@ TEST(MonitorHandshake, BeginsAnewWithARestartedPartner) {
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.At(9001);
     capture.Announce("_SERVICE_ACK", ":1.9");
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("== the partner :1.8 has left the bus"));
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("== the partner :1.8 has left the bus"));
+    EXPECT_THAT(report.text,
                 HasSubstr("host :1.7 and partner :1.9, ready 1.00 ms after _SERVICE_SYN"));
 }
 
@@ -173,10 +173,10 @@ TEST_P(MonitorMissing, StepIsNamed) {
     }
     capture.At(3000);
     capture.Leave(":1.99"); // time has passed
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, HasSubstr("!! " + std::string(GetParam().missing) + "\n"));
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, HasSubstr("!! " + std::string(GetParam().missing) + "\n"));
+    EXPECT_THAT(report.text,
                 HasSubstr("  host :1.7 is not connected: " + std::string(GetParam().missing)));
 }
 
@@ -188,10 +188,11 @@ TEST(MonitorHandshake, SaysThatANameIsNotReleased) {
     capture.Take("_SERVICE_SYN", PARTNER);
     capture.At(3000);
     capture.Leave(":1.99");
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, HasSubstr("!! _SERVICE_SYN is owned by :1.8 for 3.0 s: the step counts "
-                                     "when the name is released"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text,
+                HasSubstr("!! _SERVICE_SYN is owned by :1.8 for 3.0 s: the step counts "
+                          "when the name is released"));
 }
 
 TEST(MonitorHandshake, SaysThatTheBusRefusesAName) {
@@ -201,9 +202,9 @@ TEST(MonitorHandshake, SaysThatTheBusRefusesAName) {
         g_variant_new("(su)", "org.morva.JavaMW.Applist_SERVICE_SYN", guint32{4}));
     capture.Error("org.freedesktop.DBus", PARTNER, serial,
                   "org.freedesktop.DBus.Error.AccessDenied", "not you");
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text,
                 HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
 }
 
@@ -215,18 +216,18 @@ TEST(MonitorHandshake, SaysThatTwoHostsTakeOnePartner) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.Announce("_CLIENT_ACK", HOST);
     capture.Announce("_CLIENT_ACK", ":1.9");
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
 }
 
 TEST(MonitorHandshake, IsTakenForDoneWhenItWasNotSeen) {
     CaptureWriter capture;
     capture.Exchange(Framed("", 2003), 1);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
-                                     "before the watching"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
+                                       "before the watching"));
 }
 
 TEST(MonitorHandshake, TellsStrangersOnceThatTalkToEitherSide) {
@@ -237,11 +238,11 @@ TEST(MonitorHandshake, TellsStrangersOnceThatTalkToEitherSide) {
         capture.Reply(PARTNER, ":1.9", serial, CaptureWriter::Body(""));
         capture.Notify(CaptureWriter::Body(Framed("", 4)), "SendSignal", ":1.10");
     }
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
-    EXPECT_THAT(told.text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
-    EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 2 problems"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
+    EXPECT_THAT(report.text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
 // --- Half-open pairs -----------------------------------------------------------------------------
@@ -290,16 +291,16 @@ TEST(MonitorHalfOpenPair, IsNamedWhenThePartnerTookTheHostsAnswerToAnother) {
     CaptureWriter capture;
     AnswerAPartnerThatHasLeft(capture);
     Wait(capture, 3000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 5) << told.text;
-    EXPECT_THAT(told.text, Not(HasSubstr("connected: host")));
-    EXPECT_THAT(told.text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8, which has left the bus\n"));
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 5) << report.text;
+    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(report.text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8, which has left the bus\n"));
+    EXPECT_THAT(report.text,
                 ContainsRegex("!! half-open pair: partner :1.18 is ready with host :1.7 since "
                               "[0-9:]+\\.401000; host :1.7 is bound to no partner since "
                               "[0-9:]+\\.400000 \\(its last one, :1.8, has left the bus\\)\\. "
                               "Restart the partner :1.18\\.\n"));
-    EXPECT_THAT(told.text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
+    EXPECT_THAT(report.text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
 }
 
 TEST(MonitorHalfOpenPair, IsNamedWhenTheHostTookThePartnersAnswerToAnother) {
@@ -307,11 +308,12 @@ TEST(MonitorHalfOpenPair, IsNamedWhenTheHostTookThePartnersAnswerToAnother) {
     AnswerAHostThatHasLeft(capture);
     capture.Announce("_SERVICE_SYN", PARTNER);
     Wait(capture, 3000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 5) << told.text;
-    EXPECT_THAT(told.text, Not(HasSubstr("connected: host")));
-    EXPECT_THAT(told.text, HasSubstr("_SERVICE_SYN_ACK: bound to :1.7, which has left the bus\n"));
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 5) << report.text;
+    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(report.text,
+                HasSubstr("_SERVICE_SYN_ACK: bound to :1.7, which has left the bus\n"));
+    EXPECT_THAT(report.text,
                 ContainsRegex("!! half-open pair: host :1.17 is ready with partner :1.8 since "
                               "[0-9:]+\\.401000; partner :1.8 is bound to no host since "
                               "[0-9:]+\\.400000 \\(its last one, :1.7, has left the bus\\)\\. "
@@ -343,10 +345,10 @@ TEST(MonitorHalfOpenPair, IsNotReportedBeforeItHasLastedForTwoSeconds) {
     CaptureWriter capture;
     AnswerAHostThatHasLeft(capture);
     Wait(capture, 2300);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, Not(HasSubstr("half-open")));
-    EXPECT_THAT(told.text, Not(HasSubstr("connected: host")));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, Not(HasSubstr("half-open")));
+    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
 }
 
 TEST(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
@@ -358,10 +360,10 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", ":1.19");
     Wait(capture, 6000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("== connected: host :1.7 and partner :1.19"));
-    EXPECT_THAT(told.text, HasSubstr("handshakes: 1 completed, 1 problems"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.19"));
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 1 problems"));
 }
 
 TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
@@ -372,9 +374,9 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", LATER_PARTNER);
     Wait(capture, 6000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
 }
 
 TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnsweredTheOtherHostToo) {
@@ -383,9 +385,9 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnsweredTheOtherHostToo) 
     Wait(capture, 3000);
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     Wait(capture, 6000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("== connected: host :1.17 and partner :1.8"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.17 and partner :1.8"));
 }
 
 TEST(MonitorHalfOpenPair, IsNotReportedOfABoundPartnerThatAnnouncesItselfAgainAndAgain) {
@@ -395,9 +397,9 @@ TEST(MonitorHalfOpenPair, IsNotReportedOfABoundPartnerThatAnnouncesItselfAgainAn
         capture.At(second * 1000);
         capture.Announce("_SERVICE_SYN", PARTNER);
     }
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("host :1.7 is connected with partner :1.8"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
 TEST(MonitorHalfOpenPair, IsNotReportedOfTwoThatWereConnectedBeforeTheWatching) {
@@ -405,10 +407,11 @@ TEST(MonitorHalfOpenPair, IsNotReportedOfTwoThatWereConnectedBeforeTheWatching) 
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.Exchange(Framed("", 2003), 1);
     Wait(capture, 6000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
-                                     "partner was not seen\n"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text,
+                HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
+                          "partner was not seen\n"));
 }
 
 TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
@@ -429,9 +432,9 @@ TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
     capture.Announce("_SERVICE_SYN_ACK", ":1.22");
     capture.Announce("_CLIENT_ACK", LATER_HOST);
     Wait(capture, 20000);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, HasSubstr("handshakes: 5 completed, 0 problems"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 5 completed, 0 problems"));
 }
 
 // --- Requests and notifications ------------------------------------------------------------------
@@ -439,7 +442,7 @@ TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
 struct MessageRow {
     const char* name;
     std::string bytes;
-    const char* told;
+    const char* report;
 };
 
 void PrintTo(const MessageRow& row, std::ostream* os) {
@@ -468,17 +471,17 @@ TEST_P(MonitorRequest, IsToldByNameWithItsItems) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange(GetParam().bytes, 1);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text,
-                HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().told)));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text,
+                HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().report)));
 }
 
 TEST(MonitorRequests, OfTheseTestsCoverTheTable) {
     for (const RequestKind& kind : Protocol::REQUESTS) {
         const std::string title = kind.name + (" (" + std::to_string(kind.id) + ")");
         EXPECT_TRUE(std::any_of(std::begin(REQUESTS), std::end(REQUESTS), [&](const auto& row) {
-            return std::string(row.told).find(title) == 0;
+            return std::string(row.report).find(title) == 0;
         })) << title;
     }
 }
@@ -492,10 +495,11 @@ TEST(MonitorRequests, AreToldWithReplyAndLatency) {
     capture.Exchange(Framed("", 2001), 0.42, "Clock\nc1\n");
     capture.Exchange(Framed("", 2001), 2, "");
     capture.Exchange(Framed("", 2003), 3, "abc");
-    const Told told = Read(capture);
-    EXPECT_THAT(told.text, HasSubstr("partner :1.8  #1 answered with Clock (c1) after 0.42 ms\n"));
-    EXPECT_THAT(told.text, HasSubstr("partner :1.8  #2 answered with nothing after 2.00 ms\n"));
-    EXPECT_THAT(told.text, HasSubstr("partner :1.8  #3 answered with 3 bytes after 3.00 ms\n"));
+    const Report report = Read(capture);
+    EXPECT_THAT(report.text,
+                HasSubstr("partner :1.8  #1 answered with Clock (c1) after 0.42 ms\n"));
+    EXPECT_THAT(report.text, HasSubstr("partner :1.8  #2 answered with nothing after 2.00 ms\n"));
+    EXPECT_THAT(report.text, HasSubstr("partner :1.8  #3 answered with 3 bytes after 3.00 ms\n"));
 }
 
 TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
@@ -508,9 +512,9 @@ TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
     capture.Reply(PARTNER, HOST, second, CaptureWriter::Body(""));
     capture.At(21);
     capture.Reply(PARTNER, HOST, first, CaptureWriter::Body("A\na\n"));
-    const Told told = Read(capture);
-    EXPECT_THAT(told.text, HasSubstr("#2 answered after 10.00 ms"));
-    EXPECT_THAT(told.text, HasSubstr("#1 answered with A (a) after 20.00 ms"));
+    const Report report = Read(capture);
+    EXPECT_THAT(report.text, HasSubstr("#2 answered after 10.00 ms"));
+    EXPECT_THAT(report.text, HasSubstr("#1 answered with A (a) after 20.00 ms"));
 }
 
 TEST(MonitorRequests, ThatFailAreToldWithTheError) {
@@ -520,10 +524,10 @@ TEST(MonitorRequests, ThatFailAreToldWithTheError) {
     capture.At(3);
     capture.Error("org.freedesktop.DBus", HOST, serial, "org.freedesktop.DBus.Error.NoReply",
                   "gone");
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
-                                     "org.freedesktop.DBus.Error.NoReply: gone"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
+                                       "org.freedesktop.DBus.Error.NoReply: gone"));
 }
 
 TEST(MonitorRequests, WithoutAReplyAreToldWhileTheyWaitAndInTheEnd) {
@@ -532,13 +536,13 @@ TEST(MonitorRequests, WithoutAReplyAreToldWhileTheyWaitAndInTheEnd) {
     capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
     capture.At(1501);
     capture.Leave(":1.99");
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text,
                 HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
-    EXPECT_THAT(told.text,
+    EXPECT_THAT(report.text,
                 HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) got no reply until the end"));
-    EXPECT_THAT(told.text,
+    EXPECT_THAT(report.text,
                 ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1( +-){4}"));
 }
 
@@ -549,14 +553,14 @@ TEST(MonitorNotifications, AreToldByName) {
     capture.Notify(CaptureWriter::Body(Framed("", 2)));
     capture.Notify(CaptureWriter::Body(Framed("ab", 3)));
     capture.Notify(CaptureWriter::Body(Framed("", 4)));
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
     const std::string start = "partner :1.8 ~> host :1.7  ";
-    EXPECT_THAT(told.text, HasSubstr(start + "APPLIST_ITEM_CHANGE_EVENT (1)\n"));
-    EXPECT_THAT(told.text, HasSubstr(start + "APPLIST_ITEM_SELECTION_EVENT (2)\n"));
-    EXPECT_THAT(told.text,
+    EXPECT_THAT(report.text, HasSubstr(start + "APPLIST_ITEM_CHANGE_EVENT (1)\n"));
+    EXPECT_THAT(report.text, HasSubstr(start + "APPLIST_ITEM_SELECTION_EVENT (2)\n"));
+    EXPECT_THAT(report.text,
                 HasSubstr(start + "APPLIST_ITEM_CLICKED_EVENT (3), with a payload of 2 bytes\n"));
-    EXPECT_THAT(told.text, HasSubstr(start + "APPLIST_LOCAL_CREATED_EVENT (4)\n"));
+    EXPECT_THAT(report.text, HasSubstr(start + "APPLIST_LOCAL_CREATED_EVENT (4)\n"));
 }
 
 TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
@@ -565,8 +569,8 @@ TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
     for (int i = 100; i >= 1; --i) {
         capture.Exchange(Framed("A\na\n", 2005), i);
     }
-    const Told told = Read(capture);
-    EXPECT_THAT(told.text,
+    const Report report = Read(capture);
+    EXPECT_THAT(report.text,
                 ContainsRegex("APPLIST_ADD_ITEM_AT_END_FNC \\(2005\\) +100 +0 +0 +50.00 +90.00 "
                               "+99.00 +100.00\n"));
 }
@@ -577,10 +581,10 @@ TEST(MonitorCount, EndsAfterSoManyRequestsAndNotifications) {
     capture.Exchange(Framed("", 2003), 1);
     capture.Notify(CaptureWriter::Body(Framed("", 1)));
     capture.Exchange(Framed("", 2001), 1);
-    const Told told = Read(capture, {"--count=2"});
-    EXPECT_THAT(told.text, HasSubstr("APPLIST_ITEM_CHANGE_EVENT"));
-    EXPECT_THAT(told.text, Not(HasSubstr("APPLIST_GET_SELECTION_FNC")));
-    EXPECT_THAT(told.text, HasSubstr("summary of"));
+    const Report report = Read(capture, {"--count=2"});
+    EXPECT_THAT(report.text, HasSubstr("APPLIST_ITEM_CHANGE_EVENT"));
+    EXPECT_THAT(report.text, Not(HasSubstr("APPLIST_GET_SELECTION_FNC")));
+    EXPECT_THAT(report.text, HasSubstr("summary of"));
 }
 
 // --- Malformed traffic ---------------------------------------------------------------------------
@@ -588,7 +592,7 @@ TEST(MonitorCount, EndsAfterSoManyRequestsAndNotifications) {
 struct MalformedRow {
     const char* name;
     void (*write)(CaptureWriter& capture);
-    const char* told;
+    const char* report;
 };
 
 void PrintTo(const MalformedRow& row, std::ostream* os) {
@@ -665,12 +669,12 @@ TEST_P(MonitorMalformed, IsMarkedAndTheRestIsTold) {
     capture.Connect();
     GetParam().write(capture);
     capture.Exchange(Framed("Z\nz\n", 2005), 1);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, ContainsRegex("!! [^\n]*"));
-    EXPECT_THAT(told.text, HasSubstr(GetParam().told));
-    EXPECT_THAT(told.text, HasSubstr("malformed: 1\n"));
-    EXPECT_THAT(told.text, HasSubstr("APPLIST_ADD_ITEM_AT_END_FNC (2005): Z (z)"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, ContainsRegex("!! [^\n]*"));
+    EXPECT_THAT(report.text, HasSubstr(GetParam().report));
+    EXPECT_THAT(report.text, HasSubstr("malformed: 1\n"));
+    EXPECT_THAT(report.text, HasSubstr("APPLIST_ADD_ITEM_AT_END_FNC (2005): Z (z)"));
 }
 
 INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED),
@@ -681,11 +685,11 @@ TEST(MonitorRead, TellsWhatIsLeftOfACutMessage) {
     capture.Connect();
     capture.CutAt(256);
     capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 4);
-    EXPECT_THAT(told.text, ContainsRegex("#1 no id is malformed: the capture lacks its last "
-                                         "[0-9]+ of 1007 bytes"));
-    EXPECT_THAT(told.text, HasSubstr("#1 answered after 7.00 ms"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, ContainsRegex("#1 no id is malformed: the capture lacks its last "
+                                           "[0-9]+ of 1007 bytes"));
+    EXPECT_THAT(report.text, HasSubstr("#1 answered after 7.00 ms"));
 }
 
 // busctl captures what its own library tells it when the bus goes.
@@ -694,8 +698,8 @@ TEST(MonitorRead, LeavesOutWhatNeverWentOverTheBus) {
     capture.Connect();
     const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
     capture.Packet(local, local.size());
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 0) << told.text;
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
 }
 
 // --- Files ---------------------------------------------------------------------------------------
@@ -705,33 +709,33 @@ TEST(MonitorRead, TellsACaptureThatEndsTooEarlyUpToThere) {
     capture.Connect();
     capture.Exchange(Framed("", 2003), 1);
     const std::string& bytes = capture.Bytes();
-    const Told told = Read(bytes.substr(0, bytes.size() - 10));
-    EXPECT_EQ(told.status, 1);
-    EXPECT_THAT(told.errors, HasSubstr("the capture is damaged here: truncated"));
-    EXPECT_THAT(told.text, HasSubstr("APPLIST_REMOVE_ALL_ITEMS_FNC"));
-    EXPECT_THAT(told.text, HasSubstr("summary of"));
+    const Report report = Read(bytes.substr(0, bytes.size() - 10));
+    EXPECT_EQ(report.status, 1);
+    EXPECT_THAT(report.errors, HasSubstr("the capture is damaged here: truncated"));
+    EXPECT_THAT(report.text, HasSubstr("APPLIST_REMOVE_ALL_ITEMS_FNC"));
+    EXPECT_THAT(report.text, HasSubstr("summary of"));
 }
 
 TEST(MonitorRead, EndsAtAPacketThatClaimsToBeHuge) {
     CaptureWriter capture;
     capture.Connect();
     capture.Append(std::string("\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff", 16));
-    const Told told = Read(capture);
-    EXPECT_EQ(told.status, 1);
-    EXPECT_THAT(told.errors, HasSubstr("the capture is damaged here: "));
-    EXPECT_THAT(told.text, HasSubstr("connected: host :1.7"));
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 1);
+    EXPECT_THAT(report.errors, HasSubstr("the capture is damaged here: "));
+    EXPECT_THAT(report.text, HasSubstr("connected: host :1.7"));
 }
 
 TEST(MonitorRead, RefusesWhatIsNoCapture) {
-    const Told told = Read(std::string("this is a text, and no capture of anything at all\n"));
-    EXPECT_EQ(told.status, 1);
-    EXPECT_THAT(told.errors, HasSubstr(" is no capture: "));
+    const Report report = Read(std::string("this is a text, and no capture of anything at all\n"));
+    EXPECT_EQ(report.status, 1);
+    EXPECT_THAT(report.errors, HasSubstr(" is no capture: "));
 }
 
 TEST(MonitorRead, RefusesACaptureOfSomethingElse) {
-    const Told told = Read(CaptureWriter(1));
-    EXPECT_EQ(told.status, 1);
-    EXPECT_THAT(told.errors, HasSubstr(" is a capture of EN10MB, not of D-Bus"));
+    const Report report = Read(CaptureWriter(1));
+    EXPECT_EQ(report.status, 1);
+    EXPECT_THAT(report.errors, HasSubstr(" is a capture of EN10MB, not of D-Bus"));
 }
 
 TEST(MonitorRead, NamesAFileThatIsNotThere) {

@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int DAEMON_LIMIT_MS = 5000;
 
-// A reply may come behind the limit: each call keeps what it writes to.
+// A reply may arrive after the limit, so each call owns its result.
 struct Pending {
     std::shared_ptr<PeerReply> reply;
     Clock::time_point start;

@@ -266,7 +266,7 @@ void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
     }
     Partner& partner = PartnerOf(host.peer);
     if (partner.peer.empty() && !partner.isKnown) {
-        Bind(time, partner, name); // what it answered was before the watching
+        Bind(time, partner, name); // it answered before the capture began
     }
     Connect(time, name);
     ReportShared(time, name);
