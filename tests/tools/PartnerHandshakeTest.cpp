@@ -66,7 +66,7 @@ TEST(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
     host.Announce("_SYN");
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN_ACK"));
     partner.Send("change");
-    EXPECT_TRUE(partner.WaitForError("no host to tell"));
+    EXPECT_TRUE(partner.WaitForError("no host is ready"));
     EXPECT_THAT(host.Notifications(), IsEmpty());
 }
 

@@ -78,7 +78,7 @@ std::string Faults::Set(const std::vector<std::string>& words) {
     const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
                                           [&](const Kind& one) { return words[0] == one.name; });
     if (kind == std::end(KINDS)) {
-        return "no fault \"" + words[0] + "\"; --help tells those there are";
+        return "no fault \"" + words[0] + "\"; --help lists the faults";
     }
     std::string usage = "usage: fault " + std::string(kind->name) + ParameterOf(kind->takes);
     std::size_t next = 1;
@@ -109,7 +109,7 @@ std::string Faults::Set(const std::vector<std::string>& words) {
     if (kind->fault == Fault::Vanish) {
         m_requestsLeft = count;
     } else if (ofReplies) {
-        // Once for one request, again for another; or for all of them.
+        // A repeated command adds a request. A command without a request selects all requests.
         std::set<std::int32_t>& ids = m_ofReplies[kind->fault];
         requests.empty() ? ids.clear() : ids.insert(requests.begin(), requests.end());
     } else if (kind->fault == Fault::StrictMirror) {

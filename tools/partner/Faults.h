@@ -1,4 +1,4 @@
-// What the partner does wrong on purpose, so that a host can be tested against a bad partner.
+// Deliberate errors of the partner, for tests of a host against a partner with errors.
 #ifndef APPLIST_TOOLS_FAULTS_H
 #define APPLIST_TOOLS_FAULTS_H
 
@@ -38,37 +38,37 @@ enum class Fault {
     Cut,
     AskBack,
     Ignore,
-    // In its life
+    // On the bus
     Vanish
 };
 
 class Faults {
 public:
     /**
-     * Sets what the words of the command "fault" say.
-     * @return what is wrong with them, or nothing
+     * Sets the fault that the arguments of the command "fault" name.
+     * @return the error in the arguments, or nothing
      */
     std::string Set(const std::vector<std::string>& words);
 
-    /** The faults as a text, one a line. */
+    /** The faults as a text, one per line. */
     static std::string Describe();
 
     bool Has(Fault fault) const { return m_plain.count(fault) != 0; }
     bool Has(Fault fault, std::int32_t request) const;
 
-    /** Whether the reply to @p request is not the partner's own, or none. */
+    /** Whether a fault alters or suppresses the reply to @p request. */
     bool ChangesReply(std::int32_t request) const;
 
     double Delay() const { return m_delay; }
 
-    /** Counts a request. @return whether the partner is to vanish instead of answering it */
+    /** Counts a request. @return whether the partner leaves the bus instead of a reply */
     bool VanishesNow();
 
 private:
     std::set<Fault> m_plain;
     std::map<Fault, std::set<std::int32_t>> m_ofReplies; ///< an empty set: of all replies
     double m_delay = 0;
-    std::uint64_t m_requestsLeft = 0; ///< to Fault::Vanish; 0 for never
+    std::uint64_t m_requestsLeft = 0; ///< until Fault::Vanish; 0 for never
 };
 
 #endif

@@ -15,7 +15,7 @@ Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Ev
       m_output(output),
       m_faults(faults),
       m_events(std::move(events)),
-      m_replier(faults),
+      m_replies(faults),
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)),
       m_handshake(connection, output, faults,
                   {[this](const std::string& host) { OnBound(host); }, [this] { OnReady(); },
@@ -23,7 +23,7 @@ Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Ev
                    [this] { m_events.onFailure(); }}) {}
 
 Partner::~Partner() {
-    ListenTo("");
+    SubscribeTo("");
     if (m_registrationId != 0) {
         g_dbus_connection_unregister_object(m_connection, m_registrationId);
     }
@@ -49,13 +49,13 @@ bool Partner::RegisterObject(GError** error) {
     return m_registrationId != 0;
 }
 
-// The host comes and goes
+// The host is bound and lost
 
 void Partner::OnBound(const std::string& host) {
-    ListenTo(host);
+    SubscribeTo(host);
 }
 
-// Whatever the host changed before the handshake is unknown here, so the list starts again.
+// Earlier changes of the host did not reach this partner, so the list is filled again.
 void Partner::OnReady() {
     m_output.State("connected with " + m_handshake.Host());
     m_list.Clear();
@@ -71,10 +71,10 @@ bool Partner::AskForTheList() {
 
 void Partner::OnLost(const std::string& host) {
     m_output.State("lost the host " + host);
-    ListenTo("");
+    SubscribeTo("");
 }
 
-void Partner::ListenTo(const std::string& host) {
+void Partner::SubscribeTo(const std::string& host) {
     if (m_signalSubscriptionId != 0) {
         g_dbus_connection_signal_unsubscribe(m_connection,
                                              std::exchange(m_signalSubscriptionId, 0U));
@@ -107,18 +107,18 @@ void Partner::OnCall(GDBusConnection* /*connection*/, const char* sender, const 
         self->m_events.onVanish();
         return;
     }
-    self->m_replier.Reply(invocation, request.id, self->Answer(request));
-    self->Carry(request);
+    self->m_replies.Send(invocation, request.id, self->Answer(request));
+    self->Process(request);
 }
 
-// Only the query for the selection is answered with something.
+// Only the reply to the selection query has a content.
 std::vector<char> Partner::Answer(const Request& request) const {
     const ListedItem* const selection = m_list.Selection();
     const bool isQuery = request.id == APPLIST_GET_SELECTION_FNC && request.problem.empty();
     return isQuery && selection != nullptr ? WriteRecord(*selection) : std::vector<char>();
 }
 
-void Partner::Carry(const Request& request) {
+void Partner::Process(const Request& request) {
     m_events.onRequest(request);
     if (!request.problem.empty()) {
         m_output.Problem("a malformed request" + (request.name.empty() ? "" : " " + request.name) +
@@ -134,7 +134,7 @@ void Partner::Carry(const Request& request) {
 void Partner::Apply(const Request& request) {
     switch (static_cast<AppListRequest>(request.id)) {
     case APPLIST_GET_SELECTION_FNC:
-        break; // Answer() has done it
+        break; // Answer() contains the reply
     case APPLIST_SET_SELECTION_FNC:
         m_list.Select(request.items[0]);
         break;
@@ -151,7 +151,7 @@ void Partner::Apply(const Request& request) {
         ShowSize();
         break;
     case APPLIST_SET_CLICKED_FNC:
-        // What a user's click does: whoever listens for clicks is told.
+        // A click in the partner's own list has the same effect.
         Notify(APPLIST_ITEM_CLICKED_EVENT, ItemListing::Describe(request.items[0]));
         break;
     case APPLIST_REMOVE_ITEM_FNC:
@@ -168,8 +168,8 @@ void Partner::Apply(const Request& request) {
     }
 }
 
-// The host may change its list between the handshake and notification 4. Items of such a request
-// are here already when the whole list comes, which alone has them at the right place.
+// The host may change its list between the handshake and notification 4. The items of such a
+// request precede the whole list, and only the whole list has them in the right order.
 void Partner::AddItems(const std::vector<ListedItem>& items) {
     if (m_awaitsWholeList && m_list.IsPartOf(items)) {
         m_list.Clear();
@@ -203,7 +203,7 @@ void Partner::ShowSize() {
     m_output.Line("   my list has " + ItemListing::Count(m_list.Size()) + " now");
 }
 
-// The library's hosts send no notifications, but the channel can.
+// The list of a host sends no notifications, but its channel can send them.
 void Partner::OnSignal(GDBusConnection* /*connection*/, const char* sender, const char* /*path*/,
                        const char* /*interface*/, const char* signal, GVariant* parameters,
                        void* user_data) {
@@ -230,7 +230,7 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
     const std::string event = std::string(Protocol::FindNotification(id)->name) + " (" +
                               std::to_string(static_cast<int>(id)) + ")";
     if (!m_handshake.IsReady()) {
-        m_output.Error("no host to tell: " + event + " is not sent");
+        m_output.Error("no host is ready: " + event + " is not sent");
         return false;
     }
     std::vector<char> message;
@@ -249,7 +249,7 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
     return true;
 }
 
-// What the user does
+// Commands of the user
 
 bool Partner::ShowList() {
     ItemListing::ShowList(m_output, m_list.Items(), m_list.Selection());

@@ -1,4 +1,4 @@
-// The partner at work: publishes its object, serves the host's requests and sends it
+// The partner: publishes the communication object, serves the requests of the host, and sends
 // notifications.
 #ifndef APPLIST_TOOLS_PARTNER_H
 #define APPLIST_TOOLS_PARTNER_H
@@ -12,21 +12,21 @@
 #include <applist/MessageIds.h>
 #include <partner/Faults.h>
 #include <partner/PartnerList.h>
-#include <partner/Replier.h>
+#include <partner/ReplySender.h>
 #include <partner/ServiceHandshake.h>
 #include <shared/Output.h>
 #include <shared/Request.h>
 
 /**
- * The host waits for the answer to every request, so each is answered before anything else is done,
- * and nothing here ever calls the host: what it has to be told, a notification tells it.
+ * The host blocks until the reply to each request. The partner therefore replies before any other
+ * work, and never calls the host: events reach the host as notifications.
  */
 class Partner {
 public:
     struct Events {
-        std::function<void()> onFailure; ///< no use in going on; the reason has been told
-        std::function<void(const Request&)> onRequest; ///< what the host asks, also if malformed
-        std::function<void()> onVanish; ///< the partner is to leave the bus, but not from in here
+        std::function<void()> onFailure; ///< the run ends; the reason has been reported
+        std::function<void(const Request&)> onRequest; ///< each request, also a malformed one
+        std::function<void()> onVanish; ///< the partner leaves the bus, after the callback returns
     };
 
     Partner(GDBusConnection* connection, Output& output, Faults& faults, Events events);
@@ -35,13 +35,13 @@ public:
     Partner(const Partner&) = delete;
     Partner& operator=(const Partner&) = delete;
 
-    /** Publishes the object, and only then lets hosts know. */
+    /** Publishes the object, and then starts the handshake. */
     void Start();
 
     bool IsConnected() const { return m_handshake.IsReady(); }
     const PartnerList& List() const { return m_list; }
 
-    // What the partner's user does; false when it cannot be done, which has been told.
+    // Commands of the user; false after a report of the failure.
     bool ShowList();
     bool Select(const std::string& number);
     bool Click(const std::string& number);
@@ -60,10 +60,10 @@ private:
     void OnBound(const std::string& host);
     void OnReady();
     void OnLost(const std::string& host);
-    void ListenTo(const std::string& host);
+    void SubscribeTo(const std::string& host);
 
     std::vector<char> Answer(const Request& request) const;
-    void Carry(const Request& request);
+    void Process(const Request& request);
     void Apply(const Request& request);
     void AddItems(const std::vector<ListedItem>& items);
     void Show(const Request& request);
@@ -79,7 +79,7 @@ private:
     Output& m_output;
     Faults& m_faults;
     Events m_events;
-    Replier m_replier;
+    ReplySender m_replies;
     std::string m_path;
     guint m_registrationId = 0;
     guint m_signalSubscriptionId = 0;

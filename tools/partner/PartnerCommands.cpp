@@ -22,12 +22,12 @@ std::vector<Command> PartnerCommands::All() {
          [this](const Words& words) { return Restart(words); }},
         {"fault", "FAULT", "behave wrongly from now on: see Faults", 1, 3,
          [this](const Words& words) { return SetFault(words); }},
-        {"expect", "WHAT", "wait for an expectation; fail after the time-out", 1, ANY_NUMBER,
+        {"expect", "CONDITION", "wait for a condition; fail after the time-out", 1, ANY_NUMBER,
          [this](const Words& words) {
              m_session.StartOnce();
-             return m_expectations.Expect(words);
+             return m_expect.Run(words);
          }},
-        {"forget", "", "ignore the earlier requests in later expectations", 0, 0,
+        {"forget", "", "ignore the earlier requests in later conditions", 0, 0,
          [this](const Words&) {
              m_session.Requests().clear();
              return true;
@@ -40,26 +40,27 @@ std::vector<Command> PartnerCommands::All() {
 }
 
 std::string PartnerCommands::DescribeArguments() {
-    return "Expectations; the words of the requests are\n" + Protocol::RequestWords() + ":\n" +
-           Expectations::Describe() + "\nFaults:\n" + Faults::Describe();
+    return "Conditions of expect; the words of the requests are\n" + Protocol::RequestWords() +
+           ":\n" + ExpectCommand::Describe() + "\nFaults:\n" + Faults::Describe();
 }
 
 Command PartnerCommands::OnPartner(const char* name, const char* arguments, const char* help,
                                    bool (Partner::*run)()) {
-    return {name, arguments,
-            help, 0,
-            0,    [this, run](const Words&) {
-                return IsThere() && (m_session.Partner()->*run)(); }};
+    return {
+        name, arguments,
+        help, 0,
+        0,    [this, run](const Words&) {
+                return HasPartner() && (m_session.Partner()->*run)(); }};
 }
 
 Command PartnerCommands::OnPartner(const char* name, const char* arguments, const char* help,
                                    bool (Partner::*run)(const std::string&)) {
     return {name, arguments, help, 1, 1, [this, run](const Words& words) {
-                return IsThere() && (m_session.Partner()->*run)(words[0]);
+                return HasPartner() && (m_session.Partner()->*run)(words[0]);
             }};
 }
 
-bool PartnerCommands::IsThere() {
+bool PartnerCommands::HasPartner() {
     m_session.StartOnce();
     if (m_session.Partner() == nullptr) {
         m_output.Error("the partner has left the bus; restart brings it back");
@@ -81,7 +82,7 @@ bool PartnerCommands::SetTimeout(const Words& words) {
         m_output.Error("SECONDS is a number from 0 to 3600");
         return false;
     }
-    m_expectations.SetTimeout(seconds);
+    m_expect.SetTimeout(seconds);
     return true;
 }
 

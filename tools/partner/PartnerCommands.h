@@ -1,11 +1,11 @@
-// What can be told the partner, on standard input and in a script.
+// The commands of "applistctl partner", on standard input and in a script.
 #ifndef APPLIST_TOOLS_PARTNERCOMMANDS_H
 #define APPLIST_TOOLS_PARTNERCOMMANDS_H
 
 #include <string>
 #include <vector>
 
-#include <partner/Expectations.h>
+#include <partner/ExpectCommand.h>
 #include <partner/PartnerSession.h>
 #include <shared/CommandRunner.h>
 #include <shared/Output.h>
@@ -13,11 +13,11 @@
 class PartnerCommands {
 public:
     PartnerCommands(PartnerSession& session, Output& output)
-        : m_session(session), m_output(output), m_expectations(session, output) {}
+        : m_session(session), m_output(output), m_expect(session, output) {}
 
     std::vector<Command> All();
 
-    /** What "fault" and "expect" can be told, for --help. */
+    /** The arguments of "fault" and "expect", for --help. */
     static std::string DescribeArguments();
 
 private:
@@ -27,7 +27,7 @@ private:
                       bool (Partner::*run)());
     Command OnPartner(const char* name, const char* arguments, const char* help,
                       bool (Partner::*run)(const std::string&));
-    bool IsThere();
+    bool HasPartner();
     bool SetFault(const Words& words);
     bool SetTimeout(const Words& words);
     bool Wait(const Words& words);
@@ -36,7 +36,7 @@ private:
 
     PartnerSession& m_session;
     Output& m_output;
-    Expectations m_expectations;
+    ExpectCommand m_expect;
 };
 
 #endif

@@ -1,5 +1,5 @@
-// The list that the host's requests describe, with its selection. Items are the same when their
-// ids are; every look-up is from the front.
+// The partner's copy of the host's list, with the selection. Items with equal ids are the same
+// item. Each look-up starts at the front.
 #ifndef APPLIST_TOOLS_PARTNERLIST_H
 #define APPLIST_TOOLS_PARTNERLIST_H
 
@@ -12,23 +12,22 @@
 
 class PartnerList {
 public:
-    /** The list is new: no items, no selection. */
+    /** Removes the items and the selection. */
     void Clear();
 
-    /** Appends those whose id is not in the list yet. @return how many these were */
+    /** Appends each item whose id is not in the list yet. @return the number of appended items */
     std::size_t AddMissing(const std::vector<ListedItem>& items);
 
-    /** Appends, also when the id is in the list already. */
+    /** Appends the item, also when its id is in the list already. */
     void AddAtEnd(const ListedItem& item);
 
-    /** The selection goes with the item. @return false when there is none */
+    /** Removes the item and its selection. @return false without such an item */
     bool Remove(const std::string& id);
 
-    /** The selection moves on to the new item. @return false when there is no old one */
+    /** Replaces the item; its selection stays. @return false without such an item */
     bool Modify(const std::string& oldId, const ListedItem& newItem);
 
-    /** Selects the first item with this id; one that is not in the list is selected all the same.
-     */
+    /** Selects the first item with the id of @p item; without one in the list, @p item itself. */
     void Select(const ListedItem& item);
     void SelectAt(std::size_t index) { m_selection = m_items.at(index); }
     void SelectNone() { m_selection.reset(); }

@@ -1,4 +1,5 @@
-// The partner's life on the bus: it comes, goes, and comes back under another unique name.
+// The partner's connections: the partner connects, leaves the bus, and connects again under another
+// unique name.
 #ifndef APPLIST_TOOLS_PARTNERSESSION_H
 #define APPLIST_TOOLS_PARTNERSESSION_H
 
@@ -13,29 +14,29 @@
 
 class PartnerSession {
 public:
-    /** @param onStop called with an exit status when there is no use in going on */
+    /** @param onStop called with an exit status at a failure that ends the run */
     PartnerSession(Output& output, std::function<void(int status)> onStop);
     ~PartnerSession();
 
     PartnerSession(const PartnerSession&) = delete;
     PartnerSession& operator=(const PartnerSession&) = delete;
 
-    /** Joins the bus, with a new list. Does nothing while the partner is there. */
+    /** Connects to the bus, with a new list. Without effect while the partner is connected. */
     void Start();
 
-    /** The same for the first time; one that has left the bus since stays away. */
+    /** Connects for the first time. Without effect after a Start() or StartOnce(). */
     void StartOnce();
 
-    /** Leaves the bus without a word. */
+    /** Leaves the bus without a notification. */
     void Vanish();
 
     bool HasStopped() const { return m_stopped; }
 
-    /** @return null while the partner is away */
+    /** @return null while the partner is not connected */
     ::Partner* Partner() { return m_partner.get(); }
     ::Faults& Faults() { return m_faults; }
 
-    /** What the hosts have asked, the oldest first; kept only for who takes it from there. */
+    /** Keeps the requests of the hosts for Requests(), the oldest first. */
     void KeepRequests() { m_keepsRequests = true; }
     std::deque<Request>& Requests() { return m_requests; }
 

@@ -54,7 +54,7 @@ Usage PartnerVerb::Describe() {
         "Commands on standard input, or one per line in FILE; quoted as in a shell. N is a\n"
         "number in the list. Faults at the top of FILE apply from the start of the partner.\n" +
             DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
-            "\nExit status: 0 done, 1 failed (a command, an expectation, or the bus policy\n"
+            "\nExit status: 0 done, 1 failed (a command, a condition, or the bus policy\n"
             "refuses a name), 2 wrong usage, 3 no bus.",
         false,
         {{"script", "FILE", "Run the commands in FILE; the first failed one ends the run"}}};

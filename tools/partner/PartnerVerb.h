@@ -1,4 +1,4 @@
-// "applistctl partner": stands in for the partner process, and is the example of its duties.
+// "applistctl partner": replaces the partner process in tests, and is the example of its duties.
 #ifndef APPLIST_TOOLS_PARTNERVERB_H
 #define APPLIST_TOOLS_PARTNERVERB_H
 

@@ -93,8 +93,8 @@ void ServiceHandshake::OnHostStep(Step step, const std::string& host) {
     }
 }
 
-// A host has started. The bound host announces SYN too, when it makes a new list on the connection
-// that it has. Then the handshake starts again.
+// A host has started. The bound host also announces SYN when its process creates a new list on the
+// same connection. Then the handshake starts again.
 void ServiceHandshake::OnHostSyn(const std::string& host) {
     m_output.Received("_CLIENT_SYN from " + host + ": a host has started");
     Unbind();
@@ -104,7 +104,7 @@ void ServiceHandshake::OnHostSyn(const std::string& host) {
     }
 }
 
-// The host is bound, in the belief that this partner has just started, and waits for the answer.
+// The host has received _SERVICE_SYN, is bound, and waits for the answer.
 void ServiceHandshake::OnHostSynAck(const std::string& host) {
     m_output.Received("_CLIENT_SYN_ACK from " + host + ": it is bound to a partner");
     const bool isBoundAlready = host == m_host;
@@ -116,8 +116,8 @@ void ServiceHandshake::OnHostSynAck(const std::string& host) {
     }
 }
 
-// The host is bound to a partner that answered its SYN. If that was another partner, which has
-// gone, a repeated _SERVICE_SYN reaches the host as soon as the host has noticed.
+// The host is bound to a partner that answered its SYN, possibly to another partner that has left
+// the bus since. After the host detects this loss, it answers a repeated _SERVICE_SYN.
 void ServiceHandshake::OnHostAck(const std::string& host) {
     m_output.Received("_CLIENT_ACK from " + host + ": it is ready");
     if (m_host.empty()) {
@@ -152,7 +152,7 @@ void ServiceHandshake::OnHostVanished() {
 void ServiceHandshake::Bind(const std::string& host) {
     m_host = host;
     m_hostWatch = std::make_unique<VanishWatch>(m_connection, host, [this] { OnHostVanished(); });
-    m_hostHasAsked = false;
+    m_hostHasRequested = false;
     ForgetOtherHost(host);
     StartSynTimer();
     m_events.onBound(host);
@@ -166,24 +166,24 @@ void ServiceHandshake::Unbind() {
     m_isReady = false;
 }
 
-// Each handshake is a new binding on the host's side, also a second one with the same host: what
-// the host refused to send before is missing here.
+// Each handshake is a new binding on the host's side, also a second one with the same host. The
+// requests that the host refused to send before are missing here.
 void ServiceHandshake::BecomeReady() {
     m_isReady = true;
-    m_hostHasAsked = false;
+    m_hostHasRequested = false;
     StartSynTimer();
     m_events.onReady();
 }
 
 void ServiceHandshake::OnHostRequest() {
-    m_hostHasAsked = true;
+    m_hostHasRequested = true;
     m_synTimer.Stop();
 }
 
 // Other hosts, while one is bound
 
-// A host that announces SYN is not bound, and answers _SERVICE_SYN when the place is free. The two
-// other steps come from a host that is bound, and drops _SERVICE_SYN.
+// A host that announces SYN is not bound, and answers a later _SERVICE_SYN. The other two steps are
+// announced by a bound host, which drops _SERVICE_SYN.
 void ServiceHandshake::OnOtherHostStep(Step step, const std::string& host) {
     m_output.Problem(std::string("_CLIENT") + SuffixOf(step) + " of " + host +
                      " is not answered: " + m_host + " is our host, one at a time");
@@ -211,8 +211,8 @@ void ServiceHandshake::StartSynTimer() {
 void ServiceHandshake::RepeatSyn() {
     const bool isBound = !m_host.empty();
     if (m_announcement.IsUnderWay()) {
-        // An answer to the host goes first.
-    } else if (isBound && !m_hostHasAsked && !m_faults.Has(Fault::NoRepeatUnasked)) {
+        // The announcement under way is an answer to the host.
+    } else if (isBound && !m_hostHasRequested && !m_faults.Has(Fault::NoRepeatUnasked)) {
         AnnounceSyn("again, " + m_host + " has asked for nothing");
     } else if (!isBound && !m_faults.Has(Fault::NoRepeatFree)) {
         AnnounceSyn("again, no host has answered");

@@ -1,4 +1,4 @@
-// The partner's half of the handshake: finds one host, and finds it again.
+// The partner's half of the handshake: finds a host, and the next host after its loss.
 //
 // A step is announced by owning a name for a moment (NameAnnouncement). The others receive it as
 // the NameOwnerChanged signal of the name's release, whose old owner is the announcer. An
@@ -10,8 +10,8 @@
 //     on _CLIENT_SYN_ACK         bind to the host, announce _SERVICE_ACK: the host is ready
 //     when the host vanishes     unbind, announce _SERVICE_SYN
 //
-// These rules alone leave pairs behind in which a side waits for ever, because each side may be
-// replaced while the other one is not reading its messages. Six duties repair such pairs:
+// These rules alone leave pairs in which one side waits for ever, because each side may be
+// replaced while the other side does not read its messages. Six duties repair such pairs:
 //
 //     answer the own host        _CLIENT_SYN_ACK of the bound host, too, is answered
 //     repeat while free          without a host: announce _SERVICE_SYN again
@@ -23,8 +23,8 @@
 //                                vanishes.
 //     bind on _CLIENT_ACK        without a host: its sender is the host, and it is ready
 //
-// One timer repeats while free and while unasked, because the two come to the same: until a host
-// makes a request, nothing proves that the host is bound to this partner.
+// One timer repeats while free and while unasked, for the same reason: only a request of a host
+// proves that the host is bound to this partner.
 //
 // **Crossed start.** When both sides announce SYN at the same instant, each binds to the other on
 // the other's SYN. The host then drops the partner's _SERVICE_SYN_ACK, because it is bound already.
@@ -49,13 +49,13 @@ class ServiceHandshake {
 public:
     /**
      * The time before the first repeated _SERVICE_SYN: many round trips, so that a handshake under
-     * way ends first, and short for a user who waits for the list.
+     * way ends first, and short for a user in front of an empty list.
      */
     static constexpr guint FIRST_SYN_PERIOD_MS = 1000;
 
     /**
      * Each further _SERVICE_SYN takes twice as long, up to this. A host with an empty list makes no
-     * request, and each repeated announcement wakes it.
+     * request, and each repeated announcement wakes the host.
      */
     static constexpr guint LONGEST_SYN_PERIOD_MS = 32000;
 
@@ -124,8 +124,8 @@ private:
     std::string m_host;
     std::unique_ptr<VanishWatch> m_hostWatch;
     bool m_isReady = false;
-    bool m_hostHasAsked = false;         ///< since it was bound
-    std::vector<OtherHost> m_otherHosts; ///< bound to a partner, the latest last
+    bool m_hostHasRequested = false;     ///< since it was bound
+    std::vector<OtherHost> m_otherHosts; ///< with another binding, the latest last
     Timer m_synTimer;
     guint m_synPeriodMs = FIRST_SYN_PERIOD_MS;
 };

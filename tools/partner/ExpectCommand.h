@@ -1,6 +1,6 @@
-// What a script expects of the host: waits for it, and says what came instead.
-#ifndef APPLIST_TOOLS_EXPECTATIONS_H
-#define APPLIST_TOOLS_EXPECTATIONS_H
+// The command "expect": waits for a condition on the host, and reports the state at the time-out.
+#ifndef APPLIST_TOOLS_EXPECTCOMMAND_H
+#define APPLIST_TOOLS_EXPECTCOMMAND_H
 
 #include <functional>
 #include <string>
@@ -9,17 +9,17 @@
 #include <partner/PartnerSession.h>
 #include <shared/Output.h>
 
-class Expectations {
+class ExpectCommand {
 public:
-    Expectations(PartnerSession& session, Output& output) : m_session(session), m_output(output) {}
+    ExpectCommand(PartnerSession& session, Output& output) : m_session(session), m_output(output) {}
 
-    /** How long what is expected may take. */
+    /** The longest wait for a condition. */
     void SetTimeout(double seconds) { m_timeout = seconds; }
 
-    /** @param words those behind "expect" @return whether it came; otherwise it has been told */
-    bool Expect(const std::vector<std::string>& words);
+    /** @param words of the condition @return false after a report of the failure */
+    bool Run(const std::vector<std::string>& words);
 
-    /** What can be expected, for --help. */
+    /** The conditions, for --help. */
     static std::string Describe();
 
 private:
@@ -31,12 +31,12 @@ private:
     bool ExpectList(const Words& ids);
     bool ExpectSelection(const Words& words);
     bool WaitUntilTrue(const std::function<bool()>& happened) const;
-    bool Complain(const std::string& problem) const;
+    bool Fail(const std::string& problem) const;
 
     PartnerSession& m_session;
     Output& m_output;
     double m_timeout = 10;
-    std::string m_what; ///< the expectation in words
+    std::string m_condition; ///< for reports
 };
 
 #endif

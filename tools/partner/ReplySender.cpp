@@ -1,4 +1,4 @@
-#include <partner/Replier.h>
+#include <partner/ReplySender.h>
 
 #include <cmath>
 #include <utility>
@@ -8,9 +8,9 @@
 #include <ipc/MessageFraming.h>
 #include <ipc/javamw-dbus-remote.h>
 
-/** An answer that waits for a time, or for the host. */
-struct Replier::Later {
-    Replier* replier;
+/** A delayed reply: after a time, or after the reply of the host. */
+struct ReplySender::Later {
+    ReplySender* sender;
     GDBusMethodInvocation* invocation;
     std::int32_t request;
     std::vector<char> answer;
@@ -19,7 +19,7 @@ struct Replier::Later {
 
 namespace {
 
-// GDBus would check the type of what an invocation returns.
+// g_dbus_method_invocation_return_value would refuse a reply of another type.
 void ReplyWithText(GDBusMethodInvocation* invocation) {
     g_autoptr(GDBusMessage) reply =
         g_dbus_message_new_method_reply(g_dbus_method_invocation_get_message(invocation));
@@ -31,42 +31,42 @@ void ReplyWithText(GDBusMethodInvocation* invocation) {
 
 } // namespace
 
-Replier::~Replier() {
+ReplySender::~ReplySender() {
     for (Later* const later : m_due) {
         g_object_unref(later->invocation);
         if (later->timeoutId != 0) {
             g_source_remove(later->timeoutId);
             delete later;
         } else {
-            later->replier = nullptr; // the host's answer will come, if only as an error
+            later->sender = nullptr; // OnHostReply deletes it, at the latest on an error
         }
     }
 }
 
-void Replier::Reply(GDBusMethodInvocation* invocation, std::int32_t request,
-                    std::vector<char> answer) {
+void ReplySender::Send(GDBusMethodInvocation* invocation, std::int32_t request,
+                       std::vector<char> answer) {
     if (m_faults.Has(Fault::Delay, request)) {
         auto* const later = new Later{this, invocation, request, std::move(answer)};
         m_due.insert(later);
         later->timeoutId = g_timeout_add(static_cast<guint>(std::lround(m_faults.Delay() * 1000)),
-                                         OnDelayIsOver, later);
+                                         OnDelayEnd, later);
     } else if (m_faults.Has(Fault::AskBack, request)) {
         auto* const later = new Later{this, invocation, request, std::move(answer)};
         m_due.insert(later);
         AskBack(later);
     } else {
-        ReplyNow(invocation, request, std::move(answer));
+        SendNow(invocation, request, std::move(answer));
     }
 }
 
-gboolean Replier::OnDelayIsOver(void* user_data) {
+gboolean ReplySender::OnDelayEnd(void* user_data) {
     const std::unique_ptr<Later> later(static_cast<Later*>(user_data));
-    later->replier->m_due.erase(later.get());
-    later->replier->ReplyNow(later->invocation, later->request, std::move(later->answer));
+    later->sender->m_due.erase(later.get());
+    later->sender->SendNow(later->invocation, later->request, std::move(later->answer));
     return G_SOURCE_REMOVE;
 }
 
-void Replier::AskBack(Later* later) {
+void ReplySender::AskBack(Later* later) {
     std::vector<char> message;
     MessageFraming::AppendId(message, APPLIST_GET_SELECTION_FNC);
     g_dbus_connection_call(g_dbus_method_invocation_get_connection(later->invocation),
@@ -74,24 +74,24 @@ void Replier::AskBack(Later* later) {
                            g_dbus_method_invocation_get_object_path(later->invocation),
                            JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE,
                            JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD, ByteArray::ToVariant(message),
-                           nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, OnHostHasAnswered, later);
+                           nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, OnHostReply, later);
 }
 
-void Replier::OnHostHasAnswered(GObject* connection, GAsyncResult* result, void* user_data) {
+void ReplySender::OnHostReply(GObject* connection, GAsyncResult* result, void* user_data) {
     const std::unique_ptr<Later> later(static_cast<Later*>(user_data));
     GVariant* const answer =
         g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr);
     if (answer != nullptr) {
         g_variant_unref(answer);
     }
-    if (later->replier != nullptr) {
-        later->replier->m_due.erase(later.get());
-        later->replier->ReplyNow(later->invocation, later->request, std::move(later->answer));
+    if (later->sender != nullptr) {
+        later->sender->m_due.erase(later.get());
+        later->sender->SendNow(later->invocation, later->request, std::move(later->answer));
     }
 }
 
-void Replier::ReplyNow(GDBusMethodInvocation* invocation, std::int32_t request,
-                       std::vector<char> answer) const {
+void ReplySender::SendNow(GDBusMethodInvocation* invocation, std::int32_t request,
+                          std::vector<char> answer) const {
     if (m_faults.Has(Fault::Silence, request)) {
         g_object_unref(invocation);
         return;

@@ -1,4 +1,4 @@
-#include <partner/Expectations.h>
+#include <partner/ExpectCommand.h>
 
 #include <shared/CommandRunner.h>
 #include <shared/Protocol.h>
@@ -34,7 +34,7 @@ std::string Join(const std::vector<std::string>& words) {
 
 } // namespace
 
-std::string Expectations::Describe() {
+std::string ExpectCommand::Describe() {
     return InTwoColumns(
         {{"connected", "the handshake is complete"},
          {"lost", "no host is bound"},
@@ -44,8 +44,8 @@ std::string Expectations::Describe() {
          {"selection ID|none", "this item is selected"}});
 }
 
-bool Expectations::Expect(const Words& words) {
-    m_what = "expect " + Join(words);
+bool ExpectCommand::Run(const Words& words) {
+    m_condition = "expect " + Join(words);
     const Words rest(words.begin() + 1, words.end());
     if (words[0] == "connected" || words[0] == "lost") {
         return ExpectState(words[0] == "connected");
@@ -62,55 +62,54 @@ bool Expectations::Expect(const Words& words) {
     if (const RequestKind* const kind = Protocol::FindRequest(words[0])) {
         return ExpectRequest(kind->id, rest);
     }
-    return Complain("cannot be expected; --help tells what can");
+    return Fail("no such condition; --help lists the conditions");
 }
 
-bool Expectations::ExpectState(bool connected) {
+bool ExpectCommand::ExpectState(bool connected) {
     const auto isSo = [&] {
         return (m_session.Partner() != nullptr && m_session.Partner()->IsConnected()) == connected;
     };
-    return WaitUntilTrue(isSo) ||
-           Complain(std::string(connected ? "no host" : "the host is there") + " after " +
-                    InSeconds(m_timeout));
+    return WaitUntilTrue(isSo) || Fail(std::string(connected ? "no host" : "the host is there") +
+                                       " after " + InSeconds(m_timeout));
 }
 
-bool Expectations::ExpectRequest(std::int32_t id, const Words& ids) {
+bool ExpectCommand::ExpectRequest(std::int32_t id, const Words& ids) {
     auto& requests = m_session.Requests();
     if (!WaitUntilTrue([&] { return !requests.empty(); })) {
-        return Complain("no request within " + InSeconds(m_timeout));
+        return Fail("no request within " + InSeconds(m_timeout));
     }
     const Request request = requests.front();
     requests.pop_front();
     return (request.problem.empty() && request.id == id &&
             (ids.empty() || ids == IdsOf(request.items))) ||
-           Complain("the next request is " + ::Describe(request));
+           Fail("the next request is " + ::Describe(request));
 }
 
-bool Expectations::ExpectNothing(const Words& words) {
+bool ExpectCommand::ExpectNothing(const Words& words) {
     double seconds = 0;
     if (words.size() != 1 || !ParseSeconds(words[0], seconds)) {
-        return Complain("usage: expect nothing SECONDS");
+        return Fail("usage: expect nothing SECONDS");
     }
     const auto& requests = m_session.Requests();
     const bool came =
         WaitUntil([&] { return !requests.empty() || m_session.HasStopped(); }, seconds);
-    return !came || Complain(requests.empty() ? "the run was stopped"
-                                              : "there is " + ::Describe(requests.front()));
+    return !came || Fail(requests.empty() ? "the run was stopped"
+                                          : "there is " + ::Describe(requests.front()));
 }
 
-bool Expectations::ExpectList(const Words& ids) {
+bool ExpectCommand::ExpectList(const Words& ids) {
     const auto present = [&] {
         return m_session.Partner() != nullptr ? IdsOf(m_session.Partner()->List().Items())
                                               : Words();
     };
     return WaitUntilTrue([&] { return present() == ids; }) ||
-           Complain("after " + InSeconds(m_timeout) + " the list is " +
-                    (present().empty() ? "empty" : Join(present())));
+           Fail("after " + InSeconds(m_timeout) + " the list is " +
+                (present().empty() ? "empty" : Join(present())));
 }
 
-bool Expectations::ExpectSelection(const Words& words) {
+bool ExpectCommand::ExpectSelection(const Words& words) {
     if (words.size() != 1) {
-        return Complain("usage: expect selection ID|none");
+        return Fail("usage: expect selection ID|none");
     }
     const auto present = [&]() -> std::string {
         const ListedItem* const item =
@@ -118,16 +117,16 @@ bool Expectations::ExpectSelection(const Words& words) {
         return item != nullptr ? item->id : "none";
     };
     return WaitUntilTrue([&] { return present() == words[0]; }) ||
-           Complain("after " + InSeconds(m_timeout) + " the selection is " +
-                    ItemListing::Printable(present()));
+           Fail("after " + InSeconds(m_timeout) + " the selection is " +
+                ItemListing::Printable(present()));
 }
 
-bool Expectations::WaitUntilTrue(const std::function<bool()>& happened) const {
+bool ExpectCommand::WaitUntilTrue(const std::function<bool()>& happened) const {
     WaitUntil([&] { return happened() || m_session.HasStopped(); }, m_timeout);
     return happened();
 }
 
-bool Expectations::Complain(const std::string& problem) const {
-    m_output.Error(m_what + ": " + problem);
+bool ExpectCommand::Fail(const std::string& problem) const {
+    m_output.Error(m_condition + ": " + problem);
     return false;
 }
