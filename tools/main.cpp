@@ -13,6 +13,8 @@
 #include <shared/CommandLine.h>
 #include <shared/SystemBus.h>
 
+using namespace applistctl;
+
 namespace {
 
 struct Verb {

@@ -11,6 +11,8 @@
 #include <shared/Request.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
@@ -221,3 +223,5 @@ void BareHost::NotifySelf() {
 bool BareHost::WaitForNotification(std::int32_t id, std::size_t count, double seconds) {
     return WaitUntil([&] { return m_traffic->CountNotifications(id) >= count; }, seconds);
 }
+
+} // namespace applistctl

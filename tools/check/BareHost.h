@@ -14,6 +14,8 @@
 #include <shared/NameAnnouncement.h>
 #include <shared/SystemBus.h>
 
+namespace applistctl {
+
 class BareHost {
 public:
     /** Connects, registers the object and watches the three names of the partner. */
@@ -94,5 +96,7 @@ private:
     bool m_isBound = false;
     bool m_isReady = false;
 };
+
+} // namespace applistctl
 
 #endif

@@ -9,6 +9,8 @@
 #include <shared/Endpoint.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* STATS = "org.freedesktop.DBus.Debug.Stats";
@@ -234,3 +236,5 @@ std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection) {
     }
     return owned;
 }
+
+} // namespace applistctl

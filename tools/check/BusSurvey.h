@@ -10,6 +10,8 @@
 
 #include <shared/PeerProcess.h>
 
+namespace applistctl {
+
 /** A process on the bus that has the communication object. */
 struct Participant {
     enum class Role { Unknown, Host, Partner };
@@ -59,5 +61,7 @@ std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection);
 
 /** ":1.7 (pid 77, launcher)" */
 std::string WithProcess(const std::string& name, const PeerProcess& process);
+
+} // namespace applistctl
 
 #endif

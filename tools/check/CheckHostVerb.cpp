@@ -15,6 +15,8 @@
 #include <shared/SystemBus.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* PROGRAM = "applistctl check host";
@@ -328,3 +330,5 @@ int CheckHostVerb::Run(const CommandLine& line) {
     Verdicts verdicts(output, "WRONG");
     return HostCheck(bus.Connection(), verdicts, limit).Run(wanted);
 }
+
+} // namespace applistctl

@@ -4,9 +4,13 @@
 
 #include <shared/CommandLine.h>
 
+namespace applistctl {
+
 namespace CheckHostVerb {
 Usage Describe();
 int Run(const CommandLine& line);
 } // namespace CheckHostVerb
+
+} // namespace applistctl
 
 #endif

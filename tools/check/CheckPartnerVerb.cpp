@@ -8,6 +8,8 @@
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* PROGRAM = "applistctl check partner";
@@ -95,3 +97,5 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
     list.Show(output);
     return list.AnyBroken() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
 }
+
+} // namespace applistctl

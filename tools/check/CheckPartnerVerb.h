@@ -5,9 +5,13 @@
 
 #include <shared/CommandLine.h>
 
+namespace applistctl {
+
 namespace CheckPartnerVerb {
 Usage Describe();
 int Run(const CommandLine& line);
 } // namespace CheckPartnerVerb
+
+} // namespace applistctl
 
 #endif

@@ -10,6 +10,8 @@
 #include <check/PartnerCommand.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 struct CheckRun {
     Output& output;
     Checklist& list;
@@ -64,5 +66,7 @@ void RecordTraffic(CheckRun& run, const Traffic& traffic);
 namespace LibraryCheck {
 void Check(CheckRun& run);
 }
+
+} // namespace applistctl
 
 #endif

@@ -16,6 +16,8 @@
 #include <shared/Output.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* PROGRAM = "applistctl check";
@@ -223,3 +225,5 @@ int CheckVerb::Run(const CommandLine& line) {
     Output output(PROGRAM);
     return DeviceCheck(output, limit).Run();
 }
+
+} // namespace applistctl

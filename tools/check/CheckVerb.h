@@ -5,9 +5,13 @@
 
 #include <shared/CommandLine.h>
 
+namespace applistctl {
+
 namespace CheckVerb {
 Usage Describe();
 int Run(const CommandLine& line);
 } // namespace CheckVerb
+
+} // namespace applistctl
 
 #endif

@@ -6,6 +6,8 @@
 
 #include <shared/Protocol.h>
 
+namespace applistctl {
+
 namespace {
 
 struct DutyText {
@@ -157,3 +159,5 @@ void Checklist::Show(Output& output) const {
     output.State(std::to_string(counts[1]) + " passed, " + std::to_string(counts[2]) + " broken, " +
                  std::to_string(counts[0]) + " not seen");
 }
+
+} // namespace applistctl

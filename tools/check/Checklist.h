@@ -10,6 +10,8 @@
 #include <applist/MessageIds.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 enum class Duty {
     AnnouncesItself,
     AnswersSyn,
@@ -77,5 +79,7 @@ private:
 
     std::map<ChecklistRow, Finding> m_findings;
 };
+
+} // namespace applistctl
 
 #endif

@@ -8,6 +8,8 @@
 #include <applist/MessageIds.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -219,3 +221,5 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
         std::to_string(found) + " of " + std::to_string(STARTS_TOGETHER) + " starts";
     run.list.Record(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
 }
+
+} // namespace applistctl

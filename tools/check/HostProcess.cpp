@@ -17,6 +17,8 @@
 #include <shared/PeerProcess.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr int LOOKS = 6;
@@ -214,3 +216,5 @@ std::vector<guint32> HostProcess::WithLibrary() {
     }
     return found;
 }
+
+} // namespace applistctl

@@ -8,6 +8,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 namespace HostProcess {
 
 /** The letter of proc(5): 'T' is stopped, 'S' asleep, 'Z' a zombie; 0 when it cannot be read. */
@@ -31,5 +33,7 @@ Loop FindLoop(guint32 pid);
 std::vector<guint32> WithLibrary();
 
 } // namespace HostProcess
+
+} // namespace applistctl
 
 #endif

@@ -13,6 +13,8 @@
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 // A host on the library, with a list of three items and a count of its selection events.
@@ -189,3 +191,5 @@ void LibraryCheck::Check(CheckRun& run) {
     }
     RecordTraffic(run, traffic);
 }
+
+} // namespace applistctl

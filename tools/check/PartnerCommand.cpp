@@ -10,6 +10,8 @@
 
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 constexpr double END_LIMIT_S = 3;
 }
@@ -56,3 +58,5 @@ void PartnerCommand::Stop() {
     m_pid = -1;
     close(std::exchange(m_input, -1));
 }
+
+} // namespace applistctl

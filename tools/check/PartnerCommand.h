@@ -7,6 +7,8 @@
 
 #include <sys/types.h>
 
+namespace applistctl {
+
 class PartnerCommand {
 public:
     /** @param command for the shell; empty for none */
@@ -29,5 +31,7 @@ private:
     pid_t m_pid = -1; ///< of the shell, the leader of a new process group
     int m_input = -1; ///< kept open: a partner may exit at the end of its input
 };
+
+} // namespace applistctl
 
 #endif

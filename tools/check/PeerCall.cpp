@@ -9,6 +9,8 @@
 #include <shared/Endpoint.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -105,3 +107,5 @@ std::shared_ptr<GVariant> CallDaemon(GDBusConnection* connection, const char* in
     }
     return {reply, g_variant_unref};
 }
+
+} // namespace applistctl

@@ -8,6 +8,8 @@
 
 #include <gio/gio.h>
 
+namespace applistctl {
+
 struct PeerReply {
     bool isDone = false;
     std::string error; ///< the D-Bus name of an error; empty for a reply
@@ -47,5 +49,7 @@ std::vector<PeerReply> SendNothing(GDBusConnection* connection,
 std::shared_ptr<GVariant> CallDaemon(GDBusConnection* connection, const char* interface,
                                      const char* method, GVariant* parameters,
                                      std::string& problem);
+
+} // namespace applistctl
 
 #endif

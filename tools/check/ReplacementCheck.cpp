@@ -6,6 +6,8 @@
 #include <applist/MessageIds.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -132,3 +134,5 @@ void ReplacementCheck::Skip(CheckRun& run, const std::string& reason) {
         run.list.Skip(duty, reason);
     }
 }
+
+} // namespace applistctl

@@ -2,6 +2,8 @@
 
 #include <applist/MessageIds.h>
 
+namespace applistctl {
+
 namespace {
 
 const ListedItem FIRST = {"First", "check.first"};
@@ -108,3 +110,5 @@ void RecordTraffic(CheckRun& run, const Traffic& traffic) {
         run.list.Pass(Duty::NotifiesItsHostOnly, std::to_string(count) + " seen");
     }
 }
+
+} // namespace applistctl

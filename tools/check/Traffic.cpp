@@ -9,6 +9,8 @@
 #include <shared/Endpoint.h>
 #include <shared/Protocol.h>
 
+namespace applistctl {
+
 struct Traffic::Record {
     std::mutex mutex;
     std::vector<SentRequest> sentRequests;
@@ -166,3 +168,5 @@ void Traffic::Record::AddReceivedRequest() {
     }
     received.push_back(request);
 }
+
+} // namespace applistctl

@@ -12,6 +12,8 @@
 
 #include <gio/gio.h>
 
+namespace applistctl {
+
 /** A request to the partner, and its reply. */
 struct SentRequest {
     std::int32_t id = 0;
@@ -60,5 +62,7 @@ private:
     std::shared_ptr<Record> m_record;
     guint m_filterId = 0;
 };
+
+} // namespace applistctl
 
 #endif

@@ -7,6 +7,8 @@
 
 #include <shared/Output.h>
 
+namespace applistctl {
+
 class Verdicts {
 public:
     /** @param fault the word for a fault, like "MISSING" */
@@ -38,5 +40,7 @@ private:
     std::string m_fault;
     bool m_anyWrong = false;
 };
+
+} // namespace applistctl
 
 #endif

@@ -4,6 +4,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 namespace {
 
 bool EndsWith(const std::string& text, const std::string& end) {
@@ -105,3 +107,5 @@ std::vector<ListedItem> DesktopEntries::Shown() const {
     });
     return sorted;
 }
+
+} // namespace applistctl

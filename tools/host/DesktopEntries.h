@@ -9,6 +9,8 @@
 
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 /**
  * Reads folders of desktop entries. The unique id is the desktop file id: the path below the
  * folder, with '-' for '/'. An id hides the same id of later folders, as in desktop menus.
@@ -40,5 +42,7 @@ private:
     std::size_t m_hiddenCount = 0;
     std::vector<std::string> m_skipped;
 };
+
+} // namespace applistctl
 
 #endif

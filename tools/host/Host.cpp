@@ -6,6 +6,8 @@
 
 #include <applist/AppListModel.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr std::size_t UNLIMITED = std::numeric_limits<std::size_t>::max();
@@ -237,3 +239,5 @@ gboolean Host::OnListWasRead(void* user_data) {
                         (selection != nullptr ? ItemListing::Describe(*selection) : "none"));
     return G_SOURCE_REMOVE;
 }
+
+} // namespace applistctl

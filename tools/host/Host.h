@@ -14,6 +14,8 @@
 #include <shared/CommandInput.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 /**
  * A host has little information about its partner. The library reports three events, and prints a
  * line on standard output for each request without a partner. A new list of the partner has no
@@ -71,5 +73,7 @@ private:
     guint m_listWasReadId = 0;
     HostList m_list;
 };
+
+} // namespace applistctl
 
 #endif

@@ -9,6 +9,8 @@
 #include <applist/AppListItem.h>
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 class HostItem : public AppListItem {
 public:
     /** @param onRead called when the library reads the name; must not use the list */
@@ -27,5 +29,7 @@ private:
     ListedItem m_item;
     const std::function<void()>& m_onRead;
 };
+
+} // namespace applistctl
 
 #endif

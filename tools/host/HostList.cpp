@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+namespace applistctl {
+
 HostItem* HostList::Find(const std::string& id) const {
     const auto found = std::find_if(m_listed.begin(), m_listed.end(),
                                     [&](const auto& item) { return item->Listed().id == id; });
@@ -60,3 +62,5 @@ void HostList::DropUnused() {
                                    [&](const auto& item) { return item.get() != selected; }),
                     m_removed.end());
 }
+
+} // namespace applistctl

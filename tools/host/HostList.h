@@ -11,6 +11,8 @@
 #include <applist/AppListProxy.h>
 #include <host/HostItem.h>
 
+namespace applistctl {
+
 /**
  * The library keeps plain pointers, so an item must exist while it is in the list or selected. This
  * class repeats each operation of the proxy on its own items. A removed item that is still selected
@@ -49,5 +51,7 @@ private:
     // Declared last: the proxy is destroyed before the items that it points to.
     AppListProxy m_proxy;
 };
+
+} // namespace applistctl
 
 #endif

@@ -10,6 +10,8 @@
 #include <shared/Output.h>
 #include <shared/SystemBus.h>
 
+namespace applistctl {
+
 namespace {
 
 // Prints the result. Returns false when a folder of the command line cannot be read.
@@ -77,3 +79,5 @@ int HostVerb::Run(const CommandLine& line) {
     g_main_loop_run(loop);
     return status == EXIT_STATUS_DONE && input.ScriptFailed() ? EXIT_STATUS_FAILED : status;
 }
+
+} // namespace applistctl

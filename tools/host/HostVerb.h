@@ -4,9 +4,13 @@
 
 #include <shared/CommandLine.h>
 
+namespace applistctl {
+
 namespace HostVerb {
 Usage Describe();
 int Run(const CommandLine& line);
 } // namespace HostVerb
+
+} // namespace applistctl
 
 #endif

@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace applistctl {
+
 LibraryOutput::LibraryOutput(std::function<void(const std::string& line)> onLine)
     : m_onLine(std::move(onLine)), m_standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)) {
     std::fflush(stdout);
@@ -42,3 +44,5 @@ void LibraryOutput::Drain() {
         }
     }
 }
+
+} // namespace applistctl

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+namespace applistctl {
+
 /** Redirects standard output into a pipe for its lifetime. Only one thread may use it. */
 class LibraryOutput {
 public:
@@ -24,5 +26,7 @@ private:
     int m_standardOutput;
     int m_pipe = -1;
 };
+
+} // namespace applistctl
 
 #endif

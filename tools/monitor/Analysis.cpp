@@ -7,6 +7,8 @@
 #include <monitor/Decoder.h>
 #include <shared/Endpoint.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* DAEMON = "org.freedesktop.DBus";
@@ -250,3 +252,5 @@ void Analysis::End() {
     m_summary.SetHandshakes(m_handshake.States(), m_handshake.HalfOpenPairs());
     m_reporter.End(m_summary);
 }
+
+} // namespace applistctl

@@ -15,6 +15,8 @@
 #include <monitor/SeenMessage.h>
 #include <monitor/Summary.h>
 
+namespace applistctl {
+
 class Analysis {
 public:
     /** @param reporter receives every event, in order, and outlives the analysis */
@@ -66,5 +68,7 @@ private:
     Microseconds m_lastTick = 0;
     std::string m_path;
 };
+
+} // namespace applistctl
 
 #endif

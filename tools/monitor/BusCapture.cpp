@@ -5,6 +5,8 @@
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
 
+namespace applistctl {
+
 namespace {
 
 // A reply has no path: all replies come, and the analysis selects those to the channel's calls.
@@ -97,3 +99,5 @@ gboolean BusCapture::OnQueued(void* user_data) {
     }
     return G_SOURCE_REMOVE;
 }
+
+} // namespace applistctl

@@ -11,6 +11,8 @@
 
 #include <monitor/SeenMessage.h>
 
+namespace applistctl {
+
 class BusCapture {
 public:
     using OnSeen = std::function<void(const SeenMessage&)>;
@@ -44,5 +46,7 @@ private:
     std::vector<SeenMessage> m_queue;
     guint m_queueId = 0;
 };
+
+} // namespace applistctl
 
 #endif

@@ -9,6 +9,8 @@
 #include <shared/Protocol.h>
 #include <shared/Request.h>
 
+namespace applistctl {
+
 namespace {
 
 // Returns false, and what is wrong, unless all bytes are there.
@@ -101,3 +103,5 @@ std::string Title(const Content& content) {
 }
 
 } // namespace Decoder
+
+} // namespace applistctl

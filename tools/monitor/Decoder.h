@@ -9,6 +9,8 @@
 
 #include <monitor/Events.h>
 
+namespace applistctl {
+
 namespace Decoder {
 
 /** The content of a call of "Send". @param cutBytes the bytes that are missing at its end */
@@ -24,5 +26,7 @@ void ReadReply(GVariant* body, std::size_t cutBytes, const Content& content, Rep
 std::string Title(const Content& content);
 
 } // namespace Decoder
+
+} // namespace applistctl
 
 #endif

@@ -11,6 +11,8 @@
 #include <monitor/SeenMessage.h>
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 enum class Side { Unknown, Host, Partner };
 
 constexpr const char* SideName(Side side) {
@@ -87,5 +89,7 @@ struct NotificationSeen {
     Peer to;
     Content content;
 };
+
+} // namespace applistctl
 
 #endif

@@ -8,6 +8,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr Microseconds LAST_SECOND = 253402300799; // of the year 9999
@@ -98,3 +100,5 @@ FileCapture::Result FileCapture::Parse(const unsigned char* bytes, std::size_t c
     seen.cutBytes = length - std::min(captured, length);
     return Result::Message;
 }
+
+} // namespace applistctl

@@ -11,6 +11,8 @@
 
 #include <monitor/SeenMessage.h>
 
+namespace applistctl {
+
 class FileCapture {
 public:
     enum class Result {
@@ -37,5 +39,7 @@ private:
     std::unique_ptr<pcap_t, Close> m_capture;
     Microseconds m_time = 0;
 };
+
+} // namespace applistctl
 
 #endif

@@ -5,6 +5,8 @@
 #include <monitor/FileCapture.h>
 #include <shared/ExitStatus.h>
 
+namespace applistctl {
+
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -54,3 +56,5 @@ int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Report
     analysis.End();
     return status;
 }
+
+} // namespace applistctl

@@ -10,8 +10,12 @@
 #include <monitor/Reporter.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 /** @param count 0 for no limit. @return the exit status */
 int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Reporter& reporter,
               Output& output);
+
+} // namespace applistctl
 
 #endif

@@ -7,6 +7,8 @@
 #include <monitor/TimeText.h>
 #include <shared/Endpoint.h>
 
+namespace applistctl {
+
 namespace {
 
 // A host repeats an answer every half second.
@@ -673,3 +675,5 @@ std::size_t HandshakeTracker::HalfOpenPairs() const {
         std::count_if(m_hosts.begin(), m_hosts.end(), isHalfOpen) +
         std::count_if(m_partners.begin(), m_partners.end(), isHalfOpen));
 }
+
+} // namespace applistctl

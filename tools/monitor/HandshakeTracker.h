@@ -15,6 +15,8 @@
 
 #include <monitor/Events.h>
 
+namespace applistctl {
+
 /**
  * An announcement has no addressee. The tracker therefore models each side by itself: a side takes
  * the announcements of the other side in the bus's order, and each announcement of its own answers
@@ -150,5 +152,7 @@ private:
     std::map<std::string, NameOwner> m_nameOwners; ///< by step
     std::map<Call, std::string> m_requested;
 };
+
+} // namespace applistctl
 
 #endif

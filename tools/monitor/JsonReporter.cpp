@@ -4,6 +4,8 @@
 
 #include <monitor/TimeText.h>
 
+namespace applistctl {
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -193,3 +195,5 @@ void JsonReporter::End(const Summary& summary) {
     }
     m_output.Line(Write(object));
 }
+
+} // namespace applistctl

@@ -7,6 +7,8 @@
 #include <monitor/Reporter.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 /** Reports a request when it is done, and also as "late" when that takes long. */
 class JsonReporter : public Reporter {
 public:
@@ -24,5 +26,7 @@ public:
 private:
     Output& m_output;
 };
+
+} // namespace applistctl
 
 #endif

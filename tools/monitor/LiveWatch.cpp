@@ -12,6 +12,8 @@
 #include <shared/PeerProcess.h>
 #include <shared/SystemBus.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr guint TICK_MS = 250;
@@ -92,3 +94,5 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
     analysis.SetFindProcess(nullptr);
     return status;
 }
+
+} // namespace applistctl

@@ -8,8 +8,12 @@
 #include <monitor/Reporter.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 /** @param seconds and @p count: 0 for no limit. @return the exit status */
 int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& reporter,
              Output& output);
+
+} // namespace applistctl
 
 #endif

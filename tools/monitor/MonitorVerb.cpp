@@ -10,6 +10,8 @@
 #include <shared/ExitStatus.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* PROGRAM = "applistctl monitor";
@@ -77,3 +79,5 @@ int MonitorVerb::Run(const CommandLine& line) {
     }
     return result.HasTrouble() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
 }
+
+} // namespace applistctl

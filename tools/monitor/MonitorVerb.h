@@ -4,9 +4,13 @@
 
 #include <shared/CommandLine.h>
 
+namespace applistctl {
+
 namespace MonitorVerb {
 Usage Describe();
 int Run(const CommandLine& line);
 } // namespace MonitorVerb
+
+} // namespace applistctl
 
 #endif

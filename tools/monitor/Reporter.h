@@ -7,6 +7,8 @@
 #include <monitor/Events.h>
 #include <monitor/Summary.h>
 
+namespace applistctl {
+
 class Reporter {
 public:
     Reporter() = default;
@@ -31,5 +33,7 @@ public:
 
     virtual void End(const Summary& summary) = 0;
 };
+
+} // namespace applistctl
 
 #endif

@@ -9,6 +9,8 @@
 
 #include <gio/gio.h>
 
+namespace applistctl {
+
 /** A time in microseconds since 1970, or a span. */
 using Microseconds = std::int64_t;
 
@@ -23,5 +25,7 @@ struct SeenMessage {
     std::unique_ptr<GDBusMessage, Unref> message;
     std::size_t cutBytes = 0; ///< the bytes at its end that were not captured and are zero
 };
+
+} // namespace applistctl
 
 #endif

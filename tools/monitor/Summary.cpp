@@ -4,6 +4,8 @@
 
 #include <monitor/Decoder.h>
 
+namespace applistctl {
+
 void Latencies::Add(Microseconds latency) {
     m_sorted.push_back(latency);
     m_isSorted = false;
@@ -74,3 +76,5 @@ bool Summary::HasTrouble() const {
                return entry.second.failed > 0 || entry.second.unanswered > 0;
            });
 }
+
+} // namespace applistctl

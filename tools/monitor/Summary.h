@@ -9,6 +9,8 @@
 
 #include <monitor/Events.h>
 
+namespace applistctl {
+
 /** Keeps every latency: a number a request. */
 class Latencies {
 public:
@@ -76,5 +78,7 @@ private:
     std::map<std::string, Requests> m_requests;
     std::map<std::string, std::size_t> m_notifications;
 };
+
+} // namespace applistctl
 
 #endif

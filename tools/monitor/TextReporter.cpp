@@ -7,6 +7,8 @@
 #include <monitor/TimeText.h>
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 namespace {
 
 std::string Describe(const Peer& peer) {
@@ -204,3 +206,5 @@ void TextReporter::ShowNotifications(const Summary& summary) {
         m_output.Line(line);
     }
 }
+
+} // namespace applistctl

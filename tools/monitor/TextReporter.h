@@ -7,6 +7,8 @@
 #include <monitor/Reporter.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 class TextReporter : public Reporter {
 public:
     explicit TextReporter(Output& output) : m_output(output) {}
@@ -30,5 +32,7 @@ private:
 
     Output& m_output;
 };
+
+} // namespace applistctl
 
 #endif

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <ctime>
 
+namespace applistctl {
+
 namespace {
 
 std::string Format(const char* format, const std::tm& fields, Microseconds time) {
@@ -41,3 +43,5 @@ std::string Iso(Microseconds time) {
 }
 
 } // namespace TimeText
+
+} // namespace applistctl

@@ -6,6 +6,8 @@
 
 #include <monitor/SeenMessage.h>
 
+namespace applistctl {
+
 namespace TimeText {
 
 /** "0.42 ms", "3.1 s" */
@@ -18,5 +20,7 @@ std::string OfDay(Microseconds time);
 std::string Iso(Microseconds time);
 
 } // namespace TimeText
+
+} // namespace applistctl
 
 #endif

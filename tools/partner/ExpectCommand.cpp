@@ -4,6 +4,8 @@
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 std::string Describe(const Request& request) {
@@ -82,7 +84,7 @@ bool ExpectCommand::ExpectRequest(std::int32_t id, const Words& ids) {
     requests.pop_front();
     return (request.problem.empty() && request.id == id &&
             (ids.empty() || ids == IdsOf(request.items))) ||
-           Fail("the next request is " + ::Describe(request));
+           Fail("the next request is " + applistctl::Describe(request));
 }
 
 bool ExpectCommand::ExpectNothing(const Words& words) {
@@ -94,7 +96,7 @@ bool ExpectCommand::ExpectNothing(const Words& words) {
     const bool came =
         WaitUntil([&] { return !requests.empty() || m_session.HasStopped(); }, seconds);
     return !came || Fail(requests.empty() ? "the run was stopped"
-                                          : "there is " + ::Describe(requests.front()));
+                                          : "there is " + applistctl::Describe(requests.front()));
 }
 
 bool ExpectCommand::ExpectList(const Words& ids) {
@@ -130,3 +132,5 @@ bool ExpectCommand::Fail(const std::string& problem) const {
     m_output.Error(m_condition + ": " + problem);
     return false;
 }
+
+} // namespace applistctl

@@ -9,6 +9,8 @@
 #include <partner/PartnerSession.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 class ExpectCommand {
 public:
     ExpectCommand(PartnerSession& session, Output& output) : m_session(session), m_output(output) {}
@@ -38,5 +40,7 @@ private:
     double m_timeout = 10;
     std::string m_condition; ///< for reports
 };
+
+} // namespace applistctl
 
 #endif

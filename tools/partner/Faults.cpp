@@ -8,6 +8,8 @@
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 
 enum class Takes { Nothing, Request, SecondsAndRequest, Count };
@@ -146,3 +148,5 @@ bool Faults::ChangesReply(std::int32_t request) const {
 bool Faults::VanishesNow() {
     return m_requestsLeft > 0 && --m_requestsLeft == 0;
 }
+
+} // namespace applistctl

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace applistctl {
+
 enum class Fault {
     // In the handshake
     NoSyn,
@@ -70,5 +72,7 @@ private:
     double m_delay = 0;
     std::uint64_t m_requestsLeft = 0; ///< until Fault::Vanish; 0 for never
 };
+
+} // namespace applistctl
 
 #endif

@@ -8,6 +8,8 @@
 #include <shared/Endpoint.h>
 #include <shared/Protocol.h>
 
+namespace applistctl {
+
 const GDBusInterfaceVTable Partner::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
 
 Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Events events)
@@ -298,3 +300,5 @@ bool Partner::ParseNumber(const std::string& text, std::size_t& index) {
     index = static_cast<std::size_t>(number - 1);
     return true;
 }
+
+} // namespace applistctl

@@ -17,6 +17,8 @@
 #include <shared/Output.h>
 #include <shared/Request.h>
 
+namespace applistctl {
+
 /**
  * The host blocks until the reply to each request. The partner therefore replies before any other
  * work, and never calls the host: events reach the host as notifications.
@@ -87,5 +89,7 @@ private:
     bool m_awaitsWholeList = false; ///< notification 4 has been sent
     ServiceHandshake m_handshake;
 };
+
+} // namespace applistctl
 
 #endif

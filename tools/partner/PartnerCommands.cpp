@@ -5,6 +5,8 @@
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
 
+namespace applistctl {
+
 namespace {
 constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
 }
@@ -112,3 +114,5 @@ bool PartnerCommands::Restart(const Words& words) {
     m_session.Start();
     return true;
 }
+
+} // namespace applistctl

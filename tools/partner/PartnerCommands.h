@@ -10,6 +10,8 @@
 #include <shared/CommandRunner.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 class PartnerCommands {
 public:
     PartnerCommands(PartnerSession& session, Output& output)
@@ -38,5 +40,7 @@ private:
     Output& m_output;
     ExpectCommand m_expect;
 };
+
+} // namespace applistctl
 
 #endif

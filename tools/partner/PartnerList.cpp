@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <unordered_set>
 
+namespace applistctl {
+
 void PartnerList::Clear() {
     m_items.clear();
     m_selection.reset();
@@ -77,3 +79,5 @@ std::vector<PartnerList::Item>::iterator PartnerList::Find(const std::string& id
     return std::find_if(m_items.begin(), m_items.end(),
                         [&](const Item& item) { return item->id == id; });
 }
+
+} // namespace applistctl

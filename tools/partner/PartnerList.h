@@ -10,6 +10,8 @@
 
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 class PartnerList {
 public:
     /** Removes the items and the selection. */
@@ -48,5 +50,7 @@ private:
     std::vector<Item> m_items;
     Item m_selection;
 };
+
+} // namespace applistctl
 
 #endif

@@ -4,6 +4,8 @@
 
 #include <shared/ExitStatus.h>
 
+namespace applistctl {
+
 PartnerSession::PartnerSession(Output& output, std::function<void(int)> onStop)
     : m_output(output), m_onStop(std::move(onStop)) {}
 
@@ -35,7 +37,7 @@ void PartnerSession::Start() {
     }
     m_output.State("on " + SystemBus::Describe() + " as " +
                    g_dbus_connection_get_unique_name(m_bus->Connection()));
-    m_partner = std::make_unique<::Partner>(
+    m_partner = std::make_unique<applistctl::Partner>(
         m_bus->Connection(), m_output, m_faults,
         Partner::Events{[this] { Stop(EXIT_STATUS_FAILED); },
                         [this](const Request& request) { Keep(request); },
@@ -70,3 +72,5 @@ void PartnerSession::Stop(int status) {
         m_onStop(status);
     }
 }
+
+} // namespace applistctl

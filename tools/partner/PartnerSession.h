@@ -12,6 +12,8 @@
 #include <shared/Output.h>
 #include <shared/SystemBus.h>
 
+namespace applistctl {
+
 class PartnerSession {
 public:
     /** @param onStop called with an exit status at a failure that ends the run */
@@ -33,8 +35,8 @@ public:
     bool HasStopped() const { return m_stopped; }
 
     /** @return null while the partner is not connected */
-    ::Partner* Partner() { return m_partner.get(); }
-    ::Faults& Faults() { return m_faults; }
+    applistctl::Partner* Partner() { return m_partner.get(); }
+    applistctl::Faults& Faults() { return m_faults; }
 
     /** Keeps the requests of the hosts for Requests(), the oldest first. */
     void KeepRequests() { m_keepsRequests = true; }
@@ -47,14 +49,16 @@ private:
 
     Output& m_output;
     std::function<void(int)> m_onStop;
-    ::Faults m_faults;
+    applistctl::Faults m_faults;
     bool m_started = false;
     bool m_stopped = false;
     bool m_keepsRequests = false;
     std::deque<Request> m_requests;
     guint m_vanishId = 0;
     std::unique_ptr<SystemBus> m_bus;
-    std::unique_ptr<::Partner> m_partner;
+    std::unique_ptr<applistctl::Partner> m_partner;
 };
+
+} // namespace applistctl
 
 #endif

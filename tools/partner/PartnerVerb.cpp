@@ -9,6 +9,8 @@
 #include <shared/Output.h>
 #include <shared/Script.h>
 
+namespace applistctl {
+
 namespace {
 
 std::string DescribeAllCommands() {
@@ -77,3 +79,5 @@ int PartnerVerb::Run(const CommandLine& line) {
                            : RunInput(session, commands, output, loop);
     return session.HasStopped() ? stopStatus : status;
 }
+
+} // namespace applistctl

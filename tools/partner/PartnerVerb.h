@@ -4,9 +4,13 @@
 
 #include <shared/CommandLine.h>
 
+namespace applistctl {
+
 namespace PartnerVerb {
 Usage Describe();
 int Run(const CommandLine& line);
 } // namespace PartnerVerb
+
+} // namespace applistctl
 
 #endif

@@ -8,6 +8,8 @@
 #include <ipc/MessageFraming.h>
 #include <ipc/javamw-dbus-remote.h>
 
+namespace applistctl {
+
 /** A delayed reply: after a time, or after the reply of the host. */
 struct ReplySender::Later {
     ReplySender* sender;
@@ -113,3 +115,5 @@ void ReplySender::SendNow(GDBusMethodInvocation* invocation, std::int32_t reques
     }
     g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant(answer));
 }
+
+} // namespace applistctl

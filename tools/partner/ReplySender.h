@@ -11,6 +11,8 @@
 
 #include <partner/Faults.h>
 
+namespace applistctl {
+
 class ReplySender {
 public:
     explicit ReplySender(const Faults& faults) : m_faults(faults) {}
@@ -36,5 +38,7 @@ private:
     const Faults& m_faults;
     std::set<Later*> m_due;
 };
+
+} // namespace applistctl
 
 #endif

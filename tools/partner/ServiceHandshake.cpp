@@ -6,6 +6,8 @@
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
 
+namespace applistctl {
+
 ServiceHandshake::ServiceHandshake(GDBusConnection* connection, Output& output,
                                    const Faults& faults, Events events)
     : m_connection(connection),
@@ -261,3 +263,5 @@ void ServiceHandshake::Announce(Step step, const std::string& meaning,
                              }
                          });
 }
+
+} // namespace applistctl

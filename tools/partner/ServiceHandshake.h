@@ -45,6 +45,8 @@
 #include <shared/Output.h>
 #include <shared/Timer.h>
 
+namespace applistctl {
+
 class ServiceHandshake {
 public:
     /**
@@ -129,5 +131,7 @@ private:
     Timer m_synTimer;
     guint m_synPeriodMs = FIRST_SYN_PERIOD_MS;
 };
+
+} // namespace applistctl
 
 #endif

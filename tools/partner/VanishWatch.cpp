@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace applistctl {
+
 VanishWatch::VanishWatch(GDBusConnection* connection, const std::string& uniqueName,
                          std::function<void()> onVanished)
     : m_onVanished(std::move(onVanished)),
@@ -20,3 +22,5 @@ void VanishWatch::OnVanished(GDBusConnection* connection, const char* /*name*/, 
     const std::function<void()> onVanished = static_cast<VanishWatch*>(user_data)->m_onVanished;
     onVanished();
 }
+
+} // namespace applistctl

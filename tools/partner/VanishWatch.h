@@ -7,6 +7,8 @@
 
 #include <gio/gio.h>
 
+namespace applistctl {
+
 class VanishWatch {
 public:
     /** @param onVanished called once, from the main context; it may delete the watch */
@@ -23,5 +25,7 @@ private:
     std::function<void()> m_onVanished;
     guint m_id;
 };
+
+} // namespace applistctl
 
 #endif

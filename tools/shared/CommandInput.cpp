@@ -7,6 +7,8 @@
 #include <glib-unix.h>
 #include <unistd.h>
 
+namespace applistctl {
+
 std::vector<Command> WithCommonCommands(std::vector<Command> commands, std::function<bool()> help,
                                         std::function<bool()> quit) {
     commands.push_back({"help", "", "show these commands", 0, 0,
@@ -90,3 +92,5 @@ void CommandInput::Quit() {
         m_quit();
     }
 }
+
+} // namespace applistctl

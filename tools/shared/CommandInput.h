@@ -11,6 +11,8 @@
 #include <shared/CommandRunner.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 /**
  * Runs one command per line, with the quoting of the shell. Adds "help" and "quit". The end of the
  * input is a quit.
@@ -45,5 +47,7 @@ private:
 std::vector<Command> WithCommonCommands(std::vector<Command> commands,
                                         std::function<bool()> help = nullptr,
                                         std::function<bool()> quit = nullptr);
+
+} // namespace applistctl
 
 #endif

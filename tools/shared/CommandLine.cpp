@@ -6,6 +6,8 @@
 
 #include <shared/ExitStatus.h>
 
+namespace applistctl {
+
 namespace {
 
 // The help of GLib contains a character that plain terminals lack.
@@ -101,3 +103,5 @@ int WrongUsage(const std::string& program, const std::string& problem) {
     std::cerr << program << ": " << problem << "\nTry '" << program << " --help'." << std::endl;
     return EXIT_STATUS_USAGE;
 }
+
+} // namespace applistctl

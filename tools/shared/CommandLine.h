@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace applistctl {
+
 /** An option of one verb. */
 struct VerbOption {
     const char* name;      ///< without the dashes
@@ -42,5 +44,7 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
 
 /** Reports a wrong command line on standard error. @return the exit status */
 int WrongUsage(const std::string& program, const std::string& problem);
+
+} // namespace applistctl
 
 #endif

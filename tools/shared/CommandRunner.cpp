@@ -4,6 +4,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 std::string InTwoColumns(const std::vector<std::pair<std::string, std::string>>& rows) {
     std::size_t column = 0;
     for (const auto& [left, right] : rows) {
@@ -71,3 +73,5 @@ const Command* CommandRunner::Parse(const std::string& line, std::vector<std::st
     }
     return &*command;
 }
+
+} // namespace applistctl

@@ -9,6 +9,8 @@
 
 #include <shared/Output.h>
 
+namespace applistctl {
+
 struct Command {
     std::string name;
     std::string arguments; ///< for the help
@@ -45,5 +47,7 @@ private:
     std::vector<Command> m_commands;
     Output& m_output;
 };
+
+} // namespace applistctl
 
 #endif

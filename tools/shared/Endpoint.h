@@ -2,6 +2,10 @@
 #ifndef APPLIST_TOOLS_ENDPOINT_H
 #define APPLIST_TOOLS_ENDPOINT_H
 
+namespace applistctl {
+
 constexpr const char* ENDPOINT_ID = "Applist";
+
+} // namespace applistctl
 
 #endif

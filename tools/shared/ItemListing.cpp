@@ -4,6 +4,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr std::size_t MAX_COLUMN = 32;
@@ -81,3 +83,5 @@ std::string Printable(const std::string& text) {
 }
 
 } // namespace ItemListing
+
+} // namespace applistctl

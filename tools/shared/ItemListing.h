@@ -9,6 +9,8 @@
 
 #include <shared/Output.h>
 
+namespace applistctl {
+
 struct ListedItem {
     std::string name;
     std::string id;
@@ -35,5 +37,7 @@ void ShowList(Output& output, const std::vector<ListedItem>& items, const Listed
 std::string Printable(const std::string& text);
 
 } // namespace ItemListing
+
+} // namespace applistctl
 
 #endif

@@ -6,6 +6,8 @@
 
 #include <applist/ItemRecords.h>
 
+namespace applistctl {
+
 namespace ItemStream {
 
 std::vector<ListedItem> Read(const std::vector<char>& payload) {
@@ -25,3 +27,5 @@ bool EndsInsideARecord(const std::vector<char>& payload) {
 }
 
 } // namespace ItemStream
+
+} // namespace applistctl

@@ -6,6 +6,8 @@
 
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 namespace ItemStream {
 
 /** The complete records of @p payload. */
@@ -15,5 +17,7 @@ std::vector<ListedItem> Read(const std::vector<char>& payload);
 bool EndsInsideARecord(const std::vector<char>& payload);
 
 } // namespace ItemStream
+
+} // namespace applistctl
 
 #endif

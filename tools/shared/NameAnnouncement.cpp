@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace applistctl {
+
 namespace {
 
 constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
@@ -91,3 +93,5 @@ void NameAnnouncement::Finish(Result result, const std::string& problem) {
     const OnResult onResult = m_onResult;
     onResult(result, problem);
 }
+
+} // namespace applistctl

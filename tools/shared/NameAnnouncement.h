@@ -14,6 +14,8 @@
 
 #include <shared/Timer.h>
 
+namespace applistctl {
+
 class NameAnnouncement {
 public:
     enum class Result {
@@ -63,5 +65,7 @@ private:
     bool m_isUnderWay = false;
     bool m_ownedIsReported = false;
 };
+
+} // namespace applistctl
 
 #endif

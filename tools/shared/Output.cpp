@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace applistctl {
+
 namespace {
 
 bool IsColourTerminal() {
@@ -59,3 +61,5 @@ void Output::Line(const std::string& text, Tone tone) {
 void Output::Error(const std::string& text) const {
     std::cerr << m_program << ": " << m_place << text << std::endl;
 }
+
+} // namespace applistctl

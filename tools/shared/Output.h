@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+namespace applistctl {
+
 class Output {
 public:
     /** The kind of event, for the colour. */
@@ -34,5 +36,7 @@ private:
     std::shared_ptr<std::FILE> m_stream; // standard output may be a pipe later
     bool m_colour;
 };
+
+} // namespace applistctl
 
 #endif

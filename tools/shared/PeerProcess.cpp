@@ -2,6 +2,8 @@
 
 #include <fstream>
 
+namespace applistctl {
+
 namespace {
 
 constexpr int LIMIT_MS = 2000;
@@ -36,3 +38,5 @@ PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniq
     }
     return process;
 }
+
+} // namespace applistctl

@@ -6,6 +6,8 @@
 
 #include <gio/gio.h>
 
+namespace applistctl {
+
 struct PeerProcess {
     guint32 pid = 0; ///< 0 when the bus does not report it
     guint32 user = G_MAXUINT32;
@@ -20,5 +22,7 @@ PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniq
 
 /** @return the short name of a process, or nothing */
 std::string CommandOf(guint32 pid);
+
+} // namespace applistctl
 
 #endif

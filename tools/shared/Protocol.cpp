@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace applistctl {
+
 namespace {
 
 // A row without a word is one that the switches in the header leave out.
@@ -54,3 +56,5 @@ std::string Protocol::RequestWords() {
     }
     return words;
 }
+
+} // namespace applistctl

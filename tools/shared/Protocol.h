@@ -9,6 +9,8 @@
 
 #include <applist/MessageIds.h>
 
+namespace applistctl {
+
 /** A request of the host. */
 struct RequestKind {
     AppListRequest id;
@@ -89,5 +91,7 @@ std::string RequestTitle(std::int32_t id);
 std::string RequestWords();
 
 } // namespace Protocol
+
+} // namespace applistctl
 
 #endif

@@ -4,6 +4,8 @@
 #include <shared/ItemStream.h>
 #include <shared/Protocol.h>
 
+namespace applistctl {
+
 namespace {
 
 std::string CountWanted(const RequestKind& kind) {
@@ -48,3 +50,5 @@ std::vector<char> WriteRecord(const ListedItem& item) {
     const std::string record = item.name + "\n" + item.id + "\n";
     return {record.begin(), record.end()};
 }
+
+} // namespace applistctl

@@ -8,6 +8,8 @@
 
 #include <shared/ItemListing.h>
 
+namespace applistctl {
+
 struct Request {
     std::int32_t id = 0;
     std::string name; ///< empty for an unknown id
@@ -20,5 +22,7 @@ Request ReadRequest(std::vector<char> message);
 
 /** The record of an item, as in a reply. */
 std::vector<char> WriteRecord(const ListedItem& item);
+
+} // namespace applistctl
 
 #endif

@@ -2,6 +2,8 @@
 
 #include <fstream>
 
+namespace applistctl {
+
 bool Script::Read(const std::string& file) {
     std::ifstream stream(file);
     for (std::string line; std::getline(stream, line);) {
@@ -38,3 +40,5 @@ bool Script::Run(const std::function<bool()>& stopped) {
 void Script::SetPlace(std::size_t line) {
     m_output.SetPlace(m_file + ":" + std::to_string(line + 1));
 }
+
+} // namespace applistctl

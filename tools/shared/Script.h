@@ -9,6 +9,8 @@
 #include <shared/CommandRunner.h>
 #include <shared/Output.h>
 
+namespace applistctl {
+
 class Script {
 public:
     Script(CommandRunner& runner, Output& output) : m_runner(runner), m_output(output) {}
@@ -27,5 +29,7 @@ private:
     std::string m_file;
     std::vector<std::string> m_lines;
 };
+
+} // namespace applistctl
 
 #endif

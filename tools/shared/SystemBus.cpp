@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace applistctl {
+
 namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
@@ -60,3 +62,5 @@ void SystemBus::OnClosed(GDBusConnection* /*connection*/, gboolean /*remotePeerV
     auto* const self = static_cast<SystemBus*>(user_data);
     self->m_onClosed(error != nullptr ? error->message : "the connection was closed");
 }
+
+} // namespace applistctl

@@ -8,6 +8,8 @@
 
 #include <gio/gio.h>
 
+namespace applistctl {
+
 class SystemBus {
 public:
     enum class Kind {
@@ -43,5 +45,7 @@ private:
     gulong m_handlerId = 0;
     std::string m_problem;
 };
+
+} // namespace applistctl
 
 #endif

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace applistctl {
+
 void Timer::Start(guint milliseconds, std::function<void()> onExpiry) {
     Stop();
     m_onExpiry = std::move(onExpiry);
@@ -22,3 +24,5 @@ gboolean Timer::OnExpiry(void* user_data) {
     onExpiry();
     return G_SOURCE_REMOVE;
 }
+
+} // namespace applistctl

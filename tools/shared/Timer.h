@@ -6,6 +6,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 class Timer {
 public:
     Timer() = default;
@@ -25,5 +27,7 @@ private:
     guint m_sourceId = 0;
     std::function<void()> m_onExpiry;
 };
+
+} // namespace applistctl
 
 #endif

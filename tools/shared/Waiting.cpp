@@ -5,6 +5,8 @@
 
 #include <glib.h>
 
+namespace applistctl {
+
 namespace {
 
 constexpr double MAX_SECONDS = 3600;
@@ -51,3 +53,5 @@ std::string InSeconds(double seconds) {
     text << seconds << " s";
     return text.str();
 }
+
+} // namespace applistctl

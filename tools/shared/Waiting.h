@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+namespace applistctl {
+
 /**
  * Iterates the main context until @p happened returns true or @p seconds have passed. Only sources
  * of the context can change the condition. @return the last value of @p happened
@@ -19,5 +21,7 @@ bool ParseSeconds(const std::string& text, double& seconds);
 
 /** "0.5 s" */
 std::string InSeconds(double seconds);
+
+} // namespace applistctl
 
 #endif
