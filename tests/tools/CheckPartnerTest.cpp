@@ -200,7 +200,7 @@ std::vector<std::string> BrokenDuties(const std::string& output) {
     return duties;
 }
 
-// A partner that does what the host does and no more. scripts/replacements repeats the test.
+// A partner that does what the host does and no more. scripts/long-run repeats the test.
 TEST_F(CheckPartner, FindsFiveDutiesBrokenAtAStrictMirrorOfTheHost) {
     const std::string partner = PartnerWith("fault strict-mirror\nwait 600\n");
     for (int i = 0; i < Repetitions(1); ++i) {

@@ -1,5 +1,5 @@
 // Nine faults are planted, and the tools must name each of them; a healthy pair must give no alarm.
-// "scripts/check-fault-names" repeats this on both buses.
+// "scripts/long-run faults" repeats this on both buses.
 #include <csignal>
 #include <fstream>
 #include <memory>

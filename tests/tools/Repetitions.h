@@ -1,4 +1,4 @@
-// How often a test repeats itself: a few times in the suite, more often by scripts/replacements.
+// How often a test repeats itself: a few times in the suite, more often by scripts/long-run.
 #ifndef APPLIST_TESTS_REPETITIONS_H
 #define APPLIST_TESTS_REPETITIONS_H
 

@@ -1,7 +1,7 @@
 // Host and partner as two processes, one of which is replaced while the other one is stopped; and a
 // host whose announcement is not answered in time. In the end both have the same list. A partner
 // that only mirrors the host stays alone, which shows that the situations are the right ones.
-// scripts/replacements repeats these tests.
+// scripts/long-run repeats these tests.
 #include <csignal>
 #include <memory>
 #include <string>
