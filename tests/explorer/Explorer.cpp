@@ -18,7 +18,7 @@ namespace {
 
 using Trace = std::vector<std::string>;
 
-// So often everything is made anew: bus, connection and endpoint.
+// After this number of runs, bus, connection and endpoint are created again.
 constexpr long RUNS_PER_ENDPOINT = 1000;
 
 std::string Joined(const Trace& trace) {
@@ -29,15 +29,15 @@ std::string Joined(const Trace& trace) {
     return text.empty() ? "nothing" : text;
 }
 
-// A partner's processes, one after the other, each with a unique name of its own.
+// The successive processes of a partner, each with its own unique name.
 class PartnerNames {
 public:
     explicit PartnerNames(int partner) : m_letter(static_cast<char>('A' + partner)) {}
 
     std::string Current() const { return Name(m_current); }
-    bool IsGone() const { return m_vanished == m_current; }
+    bool HasVanished() const { return m_vanished == m_current; }
     void Restart() { ++m_current; }
-    /** The name that leaves next; the last one again when all have left. */
+    /** @return the next name that leaves the bus; the last name again after all names have left */
     std::string Vanish() {
         m_vanished = std::min(m_vanished + 1, m_current);
         return Name(m_vanished);
@@ -55,7 +55,7 @@ private:
 
 } // namespace
 
-/** The real side, in use for many schedules, and the model of the present one. */
+/** The endpoint, which many schedules share, and the model of the current schedule. */
 class applist_test::ScheduleRun {
 public:
     ScheduleRun(Explorer::Delivery delivery, Figures& figures)
@@ -102,15 +102,15 @@ public:
 
 private:
     bool CanHappen(const Event& event) const {
-        const bool announces = event.kind == Event::TAKE || event.kind == Event::RELEASE;
+        const bool announces = event.kind == Event::REQUEST || event.kind == Event::RELEASE;
         return m_delivery == Explorer::Delivery::CALLBACKS || !announces ||
-               !Partner(event).IsGone();
+               !Partner(event).HasVanished();
     }
 
     void Apply(const Event& event) {
         ++m_figures.events;
         switch (event.kind) {
-        case Event::TAKE:
+        case Event::REQUEST:
             ChangeOwner(event.suffix, "", Partner(event).Current());
             break;
         case Event::RELEASE:
@@ -195,7 +195,7 @@ private:
         m_model.SetFault(fault);
     }
 
-    // Twice: what the first round leads to, like the answer that starts a name watch, is in too.
+    // The second round delivers the effects of the first one, such as the reply to a name watch.
     void DeliverAll() {
         if (!m_host.Deliver() || !m_host.Deliver()) {
             g_error("The bus double's signals are not delivered");
@@ -304,7 +304,7 @@ std::string Explorer::Run(const Schedule& schedule) {
     ++m_runsSinceStart;
     std::string difference = m_run->Run(schedule);
     if (!difference.empty()) {
-        // What state the endpoint is in now nobody knows.
+        // The state of the endpoint is unknown now.
         m_run.reset();
     }
     return difference;

@@ -1,4 +1,4 @@
-// Runs schedules against a real endpoint on the bus double and against the model, side by side.
+// Runs schedules on a real endpoint at the bus double and on the model, and compares both.
 #ifndef APPLIST_TESTS_EXPLORER_H
 #define APPLIST_TESTS_EXPLORER_H
 
@@ -12,22 +12,22 @@ inline namespace applist_test {
 
 class ScheduleRun;
 
-/** What an exploration has been through. */
+/** The totals of an exploration. */
 struct Figures {
     long schedules = 0;
-    long skipped = 0; ///< that a bus cannot deliver: an announcement by a name that is gone
+    long skipped = 0; ///< schedules that a bus cannot deliver: a vanished name announces
     long events = 0;
     long announcements = 0;
     long ready = 0;
     long lost = 0;
     long threads = 0;
-    std::set<std::string> states; ///< of the model, as they were passed through
+    std::set<std::string> states; ///< the distinct states of the model
 };
 
 class Explorer {
 public:
     enum class Delivery {
-        CALLBACKS, ///< the test calls the endpoint's callbacks itself
+        CALLBACKS, ///< the test calls the callbacks of the endpoint
         BUS        ///< the double emits signals, which GDBus delivers
     };
 
@@ -38,9 +38,9 @@ public:
     Explorer& operator=(const Explorer&) = delete;
 
     /**
-     * Takes the endpoint through @p schedule, and then through a bus that works, the loss of
-     * whoever is bound and a new partner, which must connect: this also makes it free for the next
-     * one. @return what differed from the model, told in full; empty if nothing did.
+     * Runs @p schedule. Repairs the bus, removes the bound partner, and requires that a new
+     * partner connects. The endpoint is then free for the next schedule.
+     * @return the difference from the model, or an empty text
      */
     std::string Run(const Schedule& schedule);
 

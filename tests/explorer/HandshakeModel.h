@@ -1,5 +1,5 @@
-// What an endpoint must do, as a plain table of states: no bus, no threads, no locks. It is written
-// apart from the library and shares nothing with it.
+// The duties of an endpoint as a plain table of states: no bus, no threads, no locks. The model
+// shares no code with the library.
 #ifndef APPLIST_TESTS_HANDSHAKEMODEL_H
 #define APPLIST_TESTS_HANDSHAKEMODEL_H
 
@@ -9,12 +9,12 @@
 
 inline namespace applist_test {
 
-/** The bus as the model sees it: which call of an announcement fails. */
+/** The call of an announcement that fails on the bus. */
 enum class BusFault { NONE, REQUEST, RELEASE };
 
 class HandshakeModel {
 public:
-    /** What is to be seen from the outside, in order; taken away by asking. */
+    /** @return the visible effects since the last call, in order */
     std::vector<std::string> TakeTrace();
 
     void SetFault(BusFault fault) { m_fault = fault; }
@@ -26,7 +26,7 @@ public:
     bool IsBound() const { return m_bound; }
     const std::string& Partner() const { return m_partner; }
 
-    /** All of the state in one text. */
+    /** The whole state as a text. */
     std::string Text() const;
 
 private:

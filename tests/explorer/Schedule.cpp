@@ -17,7 +17,7 @@ std::vector<Event> applist_test::AllEvents(int partners) {
     std::vector<Event> events;
     for (int partner = 0; partner < partners; ++partner) {
         for (const char* suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
-            events.push_back({Event::TAKE, partner, suffix});
+            events.push_back({Event::REQUEST, partner, suffix});
             events.push_back({Event::RELEASE, partner, suffix});
         }
         events.push_back({Event::VANISH, partner, ""});
@@ -33,7 +33,7 @@ std::vector<Event> applist_test::AllEvents(int partners) {
 std::vector<Event> applist_test::EffectiveEvents(int partners) {
     std::vector<Event> events = AllEvents(partners);
     const auto isIdle = [](const Event& event) {
-        return event.kind == Event::TAKE || event.kind == Event::OWN_RELEASES;
+        return event.kind == Event::REQUEST || event.kind == Event::OWN_RELEASES;
     };
     events.erase(std::remove_if(events.begin(), events.end(), isIdle), events.end());
     return events;
@@ -41,7 +41,7 @@ std::vector<Event> applist_test::EffectiveEvents(int partners) {
 
 std::string applist_test::EventText(const Event& event) {
     switch (event.kind) {
-    case Event::TAKE:
+    case Event::REQUEST:
         return PartnerLetter(event) + "+" + event.suffix.substr(1);
     case Event::RELEASE:
         return PartnerLetter(event) + "-" + event.suffix.substr(1);

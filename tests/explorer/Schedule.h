@@ -1,5 +1,5 @@
-// What can happen to an endpoint during the handshake, and schedules of it: sequences in which the
-// events may come, with a text form to repeat one.
+// The events of an endpoint during the handshake, and schedules: sequences of events. A text form
+// repeats a schedule.
 #ifndef APPLIST_TESTS_SCHEDULE_H
 #define APPLIST_TESTS_SCHEDULE_H
 
@@ -10,30 +10,30 @@ inline namespace applist_test {
 
 struct Event {
     enum Kind {
-        TAKE,          ///< the partner takes a name: the first half of an announcement
-        RELEASE,       ///< and releases it: the second half
-        VANISH,        ///< the partner's oldest unique name leaves the bus (or is told gone again)
+        REQUEST,       ///< the partner requests a name: the first half of an announcement
+        RELEASE,       ///< the partner releases the name: the second half
+        VANISH,        ///< the partner's oldest unique name leaves the bus (or leaves it again)
         RESTART,       ///< a new process of the partner, with a new unique name
-        OWN_RELEASES,  ///< the endpoint itself is seen releasing all three of the partner's names
-        REQUESTS_FAIL, ///< from now on the bus refuses RequestName,
-        RELEASES_FAIL, ///< or ReleaseName,
-        BUS_WORKS,     ///< or neither
-        RESEND         ///< one pass of resending
+        OWN_RELEASES,  ///< a release of each of the partner's three names by the endpoint itself
+        REQUESTS_FAIL, ///< from now on the bus refuses RequestName
+        RELEASES_FAIL, ///< from now on the bus refuses ReleaseName
+        BUS_WORKS,     ///< from now on the bus refuses neither
+        RESEND         ///< one resend pass
     };
     Kind kind;
-    int partner = 0;    ///< whose event it is, for the first four
-    std::string suffix; ///< "_SYN", "_SYN_ACK" or "_ACK", for the first two
+    int partner = 0;    ///< of the first four kinds
+    std::string suffix; ///< "_SYN", "_SYN_ACK" or "_ACK", of the first two kinds
 };
 
 using Schedule = std::vector<Event>;
 
-/** Everything that can happen with so many partners. */
+/** All events with this number of partners. */
 std::vector<Event> AllEvents(int partners);
 
-/** The same without the two kinds that must never change anything: takings and own releases. */
+/** All events without requested names and own releases, which must not change the state. */
 std::vector<Event> EffectiveEvents(int partners);
 
-/** Like "A-SYN"; a schedule is such words with commas in between. */
+/** An event such as "A-SYN"; a schedule is a list of events with commas. */
 std::string EventText(const Event& event);
 std::string ScheduleText(const Schedule& schedule);
 

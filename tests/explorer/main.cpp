@@ -33,19 +33,19 @@ struct Options {
 
 Options ReadOptions(int argc, char** argv) {
     Options options;
-    ParseOptions(
-        argc, argv,
-        "Takes a real endpoint through every sequence of announcements (both halves),\n"
-        "losses, restarts, bus failures and resends up to a depth, and compares what it\n"
-        "does with a model. Exit status: 0 all equal, 1 a difference, 2 wrong usage.",
-        {NumberOption("depth", options.depth, "Events in a schedule, 1 to 8 (4)"),
-         NumberOption("partners", options.partners, "1 or 2 partners (1)"),
-         FlagOption("through-bus", options.throughBus,
-                    "Emit signals on the bus instead of calling the callbacks"),
-         FlagOption("effective", options.effective,
-                    "Leave out takings and own releases, which never change anything"),
-         NumberOption("seconds", options.seconds, "Give up, as a failure, after so long (600)"),
-         TextOption("schedule", options.schedule, "Run this one, as printed for a difference")});
+    ParseOptions(argc, argv,
+                 "Runs every sequence of announcements (both halves), losses, restarts, bus\n"
+                 "failures and resends up to a depth on a real endpoint, and compares its effects\n"
+                 "with a model. Exit status: 0 all equal, 1 a difference, 2 wrong usage.",
+                 {NumberOption("depth", options.depth, "Events in a schedule, 1 to 8 (4)"),
+                  NumberOption("partners", options.partners, "1 or 2 partners (1)"),
+                  FlagOption("through-bus", options.throughBus,
+                             "Emit signals on the bus instead of calling the callbacks"),
+                  FlagOption("effective", options.effective,
+                             "Omit requested names and own releases, which never change the state"),
+                  NumberOption("seconds", options.seconds, "Fail after this time (600)"),
+                  TextOption("schedule", options.schedule,
+                             "Run this schedule, as printed for a difference")});
     if (options.depth < 1 || options.depth > DEEPEST || options.partners < 1 ||
         options.partners > 2 || options.seconds < 1) {
         std::cerr << "handshake_explorer: wrong arguments, see --help\n";
@@ -54,7 +54,7 @@ Options ReadOptions(int argc, char** argv) {
     return options;
 }
 
-/** The schedules of one length, counted through like the digits of a number. */
+/** Enumerates the schedules of one length, like the digits of a number. */
 class Schedules {
 public:
     Schedules(std::vector<Event> events, int depth)
@@ -68,7 +68,7 @@ public:
         return schedule;
     }
 
-    /** @return false when all have been there. */
+    /** @return false after the last schedule */
     bool Next() {
         for (auto digit = m_digits.rbegin(); digit != m_digits.rend(); ++digit) {
             if (++*digit < m_events.size()) {
@@ -95,8 +95,8 @@ void PrintFigures(const Options& options, const Figures& figures, double seconds
     row("schedules no bus can deliver", figures.skipped);
     row("events", figures.events);
     row("announcements of the endpoint", figures.announcements);
-    row("told ready", figures.ready);
-    row("told lost", figures.lost);
+    row("reports of readiness", figures.ready);
+    row("reports of a loss", figures.lost);
     row("resend threads", figures.threads);
     row("distinct states of the model", static_cast<long>(figures.states.size()));
     row("differences", differences);
@@ -142,7 +142,7 @@ int RunOne(const Options& options) {
     Explorer explorer(options.throughBus != FALSE ? Explorer::Delivery::BUS
                                                   : Explorer::Delivery::CALLBACKS);
     const std::string difference = explorer.Run(schedule);
-    std::cout << (difference.empty() ? "as the model has it" : difference) << "\n";
+    std::cout << (difference.empty() ? "equal to the model" : difference) << "\n";
     return difference.empty() ? DONE : DIFFERS;
 }
 
@@ -150,7 +150,7 @@ int RunOne(const Options& options) {
 
 int main(int argc, char** argv) {
     const Options options = ReadOptions(argc, argv);
-    // Each endpoint that ends makes GLib warn of three invalid ids.
+    // GLib warns of three invalid ids at the end of each endpoint.
     g_log_set_handler(
         "GLib-GIO", G_LOG_LEVEL_WARNING,
         [](const char* domain, GLogLevelFlags level, const char* message, void* data) {
