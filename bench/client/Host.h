@@ -1,5 +1,5 @@
 // The parts of the library in the client process: the list through its public entry points, and an
-// endpoint of the channel with an id of its own. Connected to the partner once constructed.
+// endpoint of the channel with its own id. The constructor waits for the partner.
 #ifndef APPLIST_BENCH_CLIENT_HOST_H
 #define APPLIST_BENCH_CLIENT_HOST_H
 
@@ -19,7 +19,7 @@ inline namespace applist_bench {
 
 using Item = PlainItem;
 
-/** The channel by itself: knows its partner and counts notifications. */
+/** The channel alone: records its partner and counts notifications. */
 class Endpoint : public JavaMWDbusRemote {
 public:
     explicit Endpoint(const std::string& id) : JavaMWDbusRemote(id) {}
@@ -40,14 +40,14 @@ private:
 
 class Host : private ItemChangeListener {
 public:
-    /** Ends the program when no partner answers. */
+    /** Exits the program when no partner answers. */
     Host();
 
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
     AppListProxy& List() { return m_list; }
-    /** Waits for an event of the partner first, which brings the model. */
+    /** Waits for an event of the partner, whose argument is the model. */
     AppListModel& Model();
     Endpoint& Channel() { return m_endpoint; }
     GDBusConnection* Connection() const { return m_connection; }
@@ -56,7 +56,7 @@ public:
 private:
     void OnItemChangeEvent(AppListModel* model) override { m_model = model; }
 
-    // The list first: its handshake is then complete when the endpoint's is.
+    // The list precedes the endpoint, so that its handshake also completes first.
     AppListProxy m_list;
     Endpoint m_endpoint;
     GDBusConnection* m_connection;

@@ -11,7 +11,7 @@ double Seconds(clockid_t clock) {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-// All orders of three, so that each lane has each neighbour equally often.
+// All orders of three, so that each pair of lanes is adjacent equally often.
 constexpr std::array<std::array<int, 3>, 6> ORDERS = {
     {{0, 1, 2}, {2, 1, 0}, {1, 0, 2}, {2, 0, 1}, {1, 2, 0}, {0, 2, 1}}};
 
@@ -28,7 +28,8 @@ Pairs::Pairs(const Lanes& lanes, std::size_t warmUp, std::size_t rounds) : m_war
 void Pairs::RunRound(const Lanes& lanes, std::size_t round, bool recorded) {
     const std::function<void()>* const work[] = {&lanes.reference, &lanes.applist, &lanes.control};
     for (const int lane : ORDERS[round % ORDERS.size()]) {
-        // The clock on the inside: reading processor time costs more than reading the clock.
+        // The clock is read inside, because reading processor time costs more than reading the
+        // clock.
         const double process = Seconds(CLOCK_PROCESS_CPUTIME_ID);
         const double thread = Seconds(CLOCK_THREAD_CPUTIME_ID);
         const double begin = Seconds(CLOCK_MONOTONIC);

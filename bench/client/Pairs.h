@@ -1,6 +1,6 @@
-// Takes measurements pair by pair: in each round the reference, the library and the reference once
-// more (the control) run one after the other, in an order that changes from round to round so that
-// none always comes first or after the same neighbour.
+// Measures in pairs: each round runs the reference, the library and the reference again (the
+// control). The order changes from round to round, so that each lane runs first and after each
+// other lane equally often.
 #ifndef APPLIST_BENCH_PAIRS_H
 #define APPLIST_BENCH_PAIRS_H
 
@@ -24,7 +24,7 @@ struct Lanes {
 /** The duration of each round, in seconds: by the clock, and of processor time in all threads. */
 class Pairs {
 public:
-    /** The first @p warmUp rounds are run and not recorded; after that nothing is discarded. */
+    /** Does not record the first @p warmUp rounds; records all later rounds. */
     Pairs(const Lanes& lanes, std::size_t warmUp, std::size_t rounds);
 
     /** Adds medians, spreads and ratios to @p result. */

@@ -26,7 +26,7 @@ long StatusKib(const std::string& key) {
     std::exit(1);
 }
 
-// The peak starts anew from what is resident now; where that is not permitted, from the old peak.
+// Resets the peak to the resident size. Where this is not permitted, the old peak remains.
 long StartPeak() {
     std::ofstream reset("/proc/self/clear_refs");
     reset << "5" << std::flush;
@@ -36,14 +36,14 @@ long StartPeak() {
 } // namespace
 
 void applist_bench::MeasurePeak(const std::string& kind, std::size_t bytes) {
-    auto& host = *new Host(); // never destroyed: how the endpoints go is not measured
+    auto& host = *new Host(); // never destroyed: the destructors are not measured
     const Reference reference(host.Channel().Partner());
     std::vector<char> small(41, 'm');
     std::vector<char> message;
     Item item("", "large.01");
     std::function<void()> request;
     std::function<void()> warmUp;
-    // The caller's own copy exists before; what counts is what the request adds.
+    // The caller's own copy exists before; the growth of the request alone is measured.
     if (kind == "additematend") {
         item = Item(std::string(bytes - 10, 'n'), "large.01");
         request = [&] { host.List().AddItemAtEnd(&item); };

@@ -1,4 +1,4 @@
-// How much memory one large request needs at its peak, in a process that does nothing else.
+// The peak memory of one large request, in a process without other work.
 #ifndef APPLIST_BENCH_PEAK_H
 #define APPLIST_BENCH_PEAK_H
 

@@ -1,5 +1,5 @@
-// The floor that everything is compared with: bare GDBus on a connection of its own, to the same
-// object of the same partner, with the same bytes.
+// The reference of all comparisons: bare GDBus on its own connection, to the same object of the
+// same partner, with the same bytes.
 #ifndef APPLIST_BENCH_REFERENCE_H
 #define APPLIST_BENCH_REFERENCE_H
 
@@ -12,7 +12,8 @@ inline namespace applist_bench {
 
 class Reference {
 public:
-    /** Talks to @p partner, a unique bus name. Ends the program when there is no bus. */
+    /** Connects to the bus for calls to @p partner, a unique name. Exits the program without a bus.
+     */
     explicit Reference(std::string partner);
     ~Reference();
 
@@ -21,25 +22,25 @@ public:
 
     const char* UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
 
-    /** One request: a call of "Send" whose reply is thrown away. */
+    /** One request: a call of "Send" whose reply is discarded. */
     void Call(const char* path, const std::vector<char>& data) const;
 
     /** One notification. */
     void Emit(const char* path, const std::vector<char>& data) const;
 
-    /** From here on the partner's notifications from @p path are counted in Received. */
+    /** From now on counts the partner's notifications from @p path in Received. */
     void Subscribe(const char* path);
     unsigned long Received() const { return m_received; }
 
     GDBusConnection* Connection() const { return m_connection; }
 
     /**
-     * How many notifications the partner has got since it was last asked. The question waits
-     * behind what was emitted on @p connection before.
+     * The number of notifications that the partner has received since the last call. The call
+     * follows the earlier signals of @p connection.
      */
     unsigned long PartnerCount(GDBusConnection* connection) const;
 
-    /** Asks the partner to emit; does not wait. */
+    /** Requests notifications of the partner; does not wait. */
     void AskToEmit(const std::string& destination, const char* path, unsigned count, unsigned size,
                    int id) const;
 

@@ -22,7 +22,7 @@ std::vector<char> Framed(const std::string& payload, int id) {
     return ByteVector(Records::Frame(payload, id));
 }
 
-// A record of 37 bytes, so 41 with the id behind it.
+// A record of 37 bytes: 41 bytes with the id.
 Item SmallItem() {
     return {"Navigation and Traffic", "navigation.01"};
 }
@@ -91,7 +91,8 @@ std::size_t Rows::Rounds(std::size_t full) const {
 
 Lanes Rows::Request(const char* path, const std::vector<char>& message,
                     std::function<void()> library) const {
-    // One copy for both lanes: where bytes lie in a page can change what copying them costs.
+    // One copy for both lanes, because the position of bytes in a page can change the cost of a
+    // copy.
     const auto bytes = std::make_shared<const std::vector<char>>(message);
     Lanes lanes;
     lanes.reference = [this, path, bytes] { m_reference.Call(path, *bytes); };
@@ -140,7 +141,7 @@ void Rows::ListRow(const std::string& row, const std::vector<char>& message,
     Measure(row, message.size(), Rounds(SMALL_ROUNDS), lanes);
 }
 
-// Each operation on a list of no more than one or two items, brought back to that in each round.
+// Each operation on a list of one or two items, which each round restores.
 void Rows::ListOperations() {
     AppListProxy& list = m_host.List();
     Item item = SmallItem();
@@ -192,7 +193,7 @@ void Rows::LargeItems() {
     }
 }
 
-// AddItems with many items that are all new.
+// AddItems with many new items.
 void Rows::ManyItems() {
     for (const Count& count : COUNTS) {
         const std::string row = std::string("additems-") + count.suffix;
@@ -221,7 +222,7 @@ void Rows::Flush(unsigned expected, GDBusConnection* connection, unsigned long& 
     lost += expected - m_reference.PartnerCount(connection);
 }
 
-// From the first notification until the partner has seen the last of a burst.
+// From the first notification of a burst until the partner has received the last one.
 void Rows::NotificationsOut() {
     if (!IsWanted("notify-out")) {
         return;
@@ -285,7 +286,7 @@ void Rows::NotificationsIn() {
 } // namespace
 
 void applist_bench::RunRows(const Run& run) {
-    // Never destroyed: how the endpoints go is not measured.
+    // Never destroyed: the destructors are not measured.
     auto& rows = *new Rows(run);
     rows.Messages();
     rows.ListOperations();

@@ -7,11 +7,11 @@
 
 inline namespace applist_bench {
 
-/** Where a run writes its results and which of the rows it takes. */
+/** The output of a run, and the selection of its rows. */
 struct Run {
     std::string out;
     std::string log; ///< the system log's name, noted with each row
-    std::function<bool(const std::string&)> isWanted; ///< asked with the row's name
+    std::function<bool(const std::string&)> isWanted; ///< called with the name of the row
     bool quick = false;
 };
 
