@@ -90,7 +90,7 @@ TEST_F(CreatedEvent, WithAnEmptyListSendsNothing) {
                     NothingSent(), NothingSent()));
 }
 
-TEST_F(CreatedEvent, WithAnEmptyListDoesNotLookAtTheSelection) {
+TEST_F(CreatedEvent, WithAnEmptyListDoesNotSendTheSelection) {
     model->SetSelection(&a);
     int reads = 0;
     a.onRead = [&](const std::string&) { ++reads; };
@@ -105,7 +105,7 @@ TEST_F(CreatedEvent, SendsASelectionThatIsNotInTheList) {
     EXPECT_THAT(RequestsOfTheEvent(), ElementsAre("A\n1\n\xD4\x07\0\0"s, "B\n2\n\xD0\x07\0\0"s));
 }
 
-TEST_F(CreatedEvent, KeepsASelectionWithoutAnIdToItself) {
+TEST_F(CreatedEvent, DoesNotSendASelectionWithoutAnId) {
     // Such an item can only be selected by the partner.
     TestItem noId("N", "");
     model->AddItemAtEnd(&noId);
@@ -121,7 +121,7 @@ TEST_F(CreatedEvent, SendsItemsThatAreInTheListTwiceTwice) {
     EXPECT_THAT(RequestsOfTheEvent(), ElementsAre("A\n1\nA\n1\n\xD4\x07\0\0"s));
 }
 
-TEST_F(CreatedEvent, ChangesNothingOnThisSideAndTellsNoListener) {
+TEST_F(CreatedEvent, LeavesTheHostsListUnchangedAndCallsNoListener) {
     model->AddItems({&a, &b});
     model->SetSelection(&b);
     RequestsOfTheEvent();
@@ -130,7 +130,7 @@ TEST_F(CreatedEvent, ChangesNothingOnThisSideAndTellsNoListener) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Item"), 0U);
 }
 
-TEST_F(CreatedEvent, BringsWhatWasAddedBeforeThePartnerCame) {
+TEST_F(CreatedEvent, SendsItemsThatWereAddedWithoutAPartner) {
     // All requests until here were refused by the partner: as lost as if it had not been there.
     partner->AnswerWithError("org.example.Error", "not yet");
     model->AddItemAtEnd(&a);
@@ -139,7 +139,7 @@ TEST_F(CreatedEvent, BringsWhatWasAddedBeforeThePartnerCame) {
     EXPECT_THAT(RequestsOfTheEvent(), ElementsAre("A\n1\n\xD4\x07\0\0"s, "A\n1\n\xD0\x07\0\0"s));
 }
 
-TEST_F(CreatedEvent, ComesAsOftenAsThePartnerSaysSo) {
+TEST_F(CreatedEvent, SendsTheWholeListEachTime) {
     model->AddItemAtEnd(&a);
     EXPECT_THAT(RequestsOfTheEvent(), ElementsAre("A\n1\n\xD4\x07\0\0"s));
     EXPECT_THAT(RequestsOfTheEvent(), ElementsAre("A\n1\n\xD4\x07\0\0"s));

@@ -58,7 +58,7 @@ protected:
     std::size_t requestsBefore = 0;
 };
 
-TEST_F(Events, OfAChangeTellTheListenersAndTouchNothing) {
+TEST_F(Events, OfAChangeCallTheListenersAndLeaveTheListUnchanged) {
     Notify("\x01\0\0\0"s);
     EXPECT_THAT(calls, ElementsAre("change"));
     EXPECT_EQ(NewRequests(), 0U);
@@ -70,7 +70,7 @@ TEST_F(Events, OfAChangeTellTheListenersAndTouchNothing) {
                                   "ItemChageEvent from local model. Listeners :1")));
 }
 
-TEST_F(Events, OfAClickTellTheListenersAndTouchNothing) {
+TEST_F(Events, OfAClickCallTheListenersAndLeaveTheListUnchanged) {
     Notify("\x03\0\0\0"s);
     EXPECT_THAT(calls, ElementsAre("click"));
     EXPECT_EQ(NewRequests(), 0U);
@@ -105,7 +105,7 @@ struct PayloadRow : NamedRow {
 
 class EventsWithAPayload : public Events, public testing::WithParamInterface<PayloadRow> {};
 
-TEST_P(EventsWithAPayload, DoTheSameAsWithout) {
+TEST_P(EventsWithAPayload, AreHandledLikeEventsWithoutAPayload) {
     Notify(GetParam().payload + "\x01\0\0\0"s);
     EXPECT_THAT(calls, ElementsAre("change"));
     EXPECT_THAT(LogOfTheEvent(),
@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(Of, EventsWithAPayload,
                                          PayloadRow{"AMegabyte", std::string(1 << 20, 'x')}),
                          RowName<PayloadRow>);
 
-TEST_F(Events, TakeTheLastFourBytesForTheId) {
+TEST_F(Events, HaveTheirIdInTheLastFourBytes) {
     Notify("\x61\x62\x02\0\0\0"s);
     EXPECT_THAT(calls, ElementsAre("selection"));
 }
@@ -134,7 +134,7 @@ struct UnknownRow : NamedRow {
 
 class EventsWithAnUnknownId : public Events, public testing::WithParamInterface<UnknownRow> {};
 
-TEST_P(EventsWithAnUnknownId, AreLoggedAndNothingElse) {
+TEST_P(EventsWithAnUnknownId, AreLoggedAndIgnored) {
     Notify(GetParam().bytes);
     EXPECT_THAT(calls, IsEmpty());
     EXPECT_EQ(NewRequests(), 0U);
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Broken notifications
 
-TEST_F(Events, WithoutAnIdReachNobody) {
+TEST_F(Events, WithoutAnIdCallNoListener) {
     for (const std::string& bytes : {""s, "\x01"s, "\x01\0\0"s}) {
         Notify(bytes);
     }
@@ -167,7 +167,7 @@ TEST_F(Events, WithoutAnIdReachNobody) {
     EXPECT_THAT(LogLines::All(), Not(Contains(StartsWith("3 RemoteAppListModel.cpp"))));
 }
 
-TEST_F(Events, OfAnotherTypeReachNobody) {
+TEST_F(Events, OfAnotherTypeCallNoListener) {
     partner->NotifyBody(hostName, g_variant_new("(s)", "text"));
     EXPECT_TRUE(MainLoop::IterateUntil([] {
         return CapturedLog::Count(CapturedLog::ERROR, "Notification of type (s) dropped") == 1;
@@ -176,7 +176,7 @@ TEST_F(Events, OfAnotherTypeReachNobody) {
     EXPECT_THAT(calls, ElementsAre("change"));
 }
 
-TEST_F(Events, SentAsCallsAreAnsweredWithAnEmptyArrayAndReachNobody) {
+TEST_F(Events, SentAsCallsAreAnsweredWithAnEmptyArrayAndCallNoListener) {
     for (const std::string& bytes : {"\x01\0\0\0"s, "x\x02\0\0\0"s, "abc"s}) {
         GVariant* reply = nullptr;
         std::thread caller([&] {
@@ -212,7 +212,7 @@ struct ThrowingRow : NamedRow {
 
 class EventsOfAThrowingListener : public Events, public testing::WithParamInterface<ThrowingRow> {};
 
-TEST_P(EventsOfAThrowingListener, AreLoggedAsErrorsAndTheNextOneComes) {
+TEST_P(EventsOfAThrowingListener, AreLoggedAsErrorsAndTheNextEventArrives) {
     TestListener thrower([](AppListModel*) { throw std::runtime_error("listener failed"); });
     model->RemoveItemChangeListener(&listener);
     model->RemoveItemSelectionListener(&listener);

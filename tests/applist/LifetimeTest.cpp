@@ -37,7 +37,7 @@ protected:
 
 } // namespace
 
-TEST_F(ListTest, BeginsWithTheAdaptersLineAndNoneOfItsOwn) {
+TEST_F(ListTest, StartsWithTheLogLineOfTheAdapterAlone) {
     const std::vector<std::string> lines = LogLines::All();
     EXPECT_THAT(lines, Contains(Adapter("IPCApplist", "IPCApplist")));
     EXPECT_THAT(lines, Not(Contains(StartsWith("3 RemoteAppListModel.cpp"))));
@@ -60,7 +60,7 @@ TEST_F(Lifetime, NoListenerIsDeletedByItsRemoval) {
     EXPECT_EQ(deleted, 0);
 }
 
-TEST_F(Lifetime, NothingIsDeletedOrToldToThePartnerAtTheEnd) {
+TEST_F(Lifetime, NothingIsDeletedOrSentToThePartnerAtTheEnd) {
     model->AddItems({a.get(), b.get()});
     model->SetSelection(a.get());
     model->AddItemSelectionListener(listener.get());
@@ -79,7 +79,7 @@ TEST_F(Lifetime, NothingIsDeletedOrToldToThePartnerAtTheEnd) {
     EXPECT_EQ(Requests().size(), requests);
 }
 
-TEST_F(Lifetime, EndsWithTheUnbindingAndNoLineOfItsOwn) {
+TEST_F(Lifetime, EndsWithTheLinesOfTheUnbindingAlone) {
     DestroyModel();
     const std::vector<std::string> lines = LogLines::All();
     ASSERT_FALSE(lines.empty());
@@ -88,7 +88,7 @@ TEST_F(Lifetime, EndsWithTheUnbindingAndNoLineOfItsOwn) {
     EXPECT_THAT(lines, Not(Contains(StartsWith("3 RemoteAppListModel.cpp"))));
 }
 
-TEST_F(Lifetime, AnEventThatComesAfterTheEndReachesNobody) {
+TEST_F(Lifetime, AnEventAfterTheEndCallsNoListener) {
     int calls = 0;
     listener->onChange = [&](AppListModel*) { ++calls; };
     model->AddItemChangeListener(listener.get());
@@ -111,7 +111,7 @@ TEST_F(Lifetime, AnEventThatComesAfterTheEndReachesNobody) {
     EXPECT_THAT(LogLines::All(), Not(Contains(StartsWith("3 RemoteAppListModel.cpp"))));
 }
 
-TEST_F(Lifetime, ALaterModelStartsWithNothingOfAnEarlierOne) {
+TEST_F(Lifetime, ALaterModelStartsWithoutTheStateOfAnEarlierOne) {
     model->AddItemAtEnd(a.get());
     model->SetSelection(a.get());
     DestroyModel();

@@ -83,7 +83,7 @@ TEST_P(Listeners, AreCalledOncePerEventInTheOrderOfRegistration) {
     EXPECT_EQ(EventsLoggedWith("3"), 2U);
 }
 
-TEST_P(Listeners, AreGivenTheModelThatHoldsTheRegistration) {
+TEST_P(Listeners, ReceiveTheModelThatHoldsTheRegistration) {
     AppListModel* told = nullptr;
     Replace(a, [&](AppListModel* with) { told = with; });
     Add(a);
@@ -91,13 +91,13 @@ TEST_P(Listeners, AreGivenTheModelThatHoldsTheRegistration) {
     EXPECT_EQ(told, model.get());
 }
 
-TEST_P(Listeners, LogTheirAddingWithTheNameOfTheOperation) {
+TEST_P(Listeners, AreAddedWithALogLineThatNamesTheOperation) {
     Add(a);
     EXPECT_THAT(LogLines::All(),
                 ElementsAre(Model(GetParam().addOperation, GetParam().addOperation)));
 }
 
-TEST_P(Listeners, AddedTwiceKeepTheirFirstPlaceAndLogBothTimes) {
+TEST_P(Listeners, AddedTwiceKeepTheirFirstPlaceAndAreLoggedTwice) {
     Add(a);
     Add(b);
     Add(a);
@@ -105,14 +105,14 @@ TEST_P(Listeners, AddedTwiceKeepTheirFirstPlaceAndLogBothTimes) {
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, GetParam().addOperation), 3U);
 }
 
-TEST_P(Listeners, AddedTwiceAreGoneAfterOneRemoval) {
+TEST_P(Listeners, AddedTwiceAreRemovedByOneRemoval) {
     Add(a);
     Add(a);
     Remove(a);
     EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
 }
 
-TEST_P(Listeners, CloseTheGapOfARemovedOneAndTakeItBackAtTheEnd) {
+TEST_P(Listeners, AddedAgainAfterARemovalAreCalledLast) {
     Add(a);
     Add(b);
     Add(c);
@@ -137,18 +137,18 @@ TEST_P(Listeners, NeverAddedAreRemovedWithoutEffectAndWithoutALogLine) {
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
 }
 
-TEST_P(Listeners, MayBeNoneAndAreCountedAsZero) {
+TEST_P(Listeners, OfAKindWithoutARegistrationAreCountedAsZero) {
     EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
     EXPECT_EQ(EventsLoggedWith("0"), 1U);
 }
 
-TEST_P(Listeners, RegisteredAfterAnEventDoNotHearOfIt) {
+TEST_P(Listeners, RegisteredAfterAnEventDoNotReceiveIt) {
     CallsOfAnEvent();
     Add(a);
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_P(Listeners, OfOneKindHearOnlyTheEventsOfThatKind) {
+TEST_P(Listeners, OfOneKindReceiveOnlyTheEventsOfThatKind) {
     Add(a);
     for (const int id : {1, 2, 3, 4, 5}) {
         if (id != GetParam().id) {
@@ -158,7 +158,7 @@ TEST_P(Listeners, OfOneKindHearOnlyTheEventsOfThatKind) {
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_P(Listeners, RemovedOfOneKindStayRegisteredForTheOthers) {
+TEST_P(Listeners, RemovedFromOneKindStayRegisteredForTheOthers) {
     for (const Kind& kind : KINDS) {
         kind.add(*model, &a);
     }
@@ -170,7 +170,7 @@ TEST_P(Listeners, RemovedOfOneKindStayRegisteredForTheOthers) {
     EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
 }
 
-TEST_P(Listeners, RegisteredAsNullAreCountedAndPassedOver) {
+TEST_P(Listeners, RegisteredAsNullAreCountedAndSkipped) {
     GetParam().add(*model, nullptr);
     Add(a);
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
@@ -182,7 +182,7 @@ TEST_P(Listeners, RegisteredAsNullAreCountedAndPassedOver) {
 
 // Listeners that break their contract
 
-TEST_P(Listeners, RemovedByAnotherBeforeTheirTurnAreNotCalled) {
+TEST_P(Listeners, RemovedByAnotherListenerBeforeTheirTurnAreNotCalled) {
     Replace(a, [this](AppListModel*) {
         calls.emplace_back("A");
         Remove(c);
@@ -193,7 +193,7 @@ TEST_P(Listeners, RemovedByAnotherBeforeTheirTurnAreNotCalled) {
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
 }
 
-TEST_P(Listeners, RemovedAllByTheFirstEndTheWalkThere) {
+TEST_P(Listeners, RemovedByTheFirstListenerAreNotCalled) {
     Replace(a, [this](AppListModel*) {
         calls.emplace_back("A");
         Remove(a);
@@ -207,7 +207,7 @@ TEST_P(Listeners, RemovedAllByTheFirstEndTheWalkThere) {
     EXPECT_THAT(CallsOfAnEvent(), IsEmpty());
 }
 
-TEST_P(Listeners, ThatRemoveThemselvesAreNotCalledAgainAndTheRestIs) {
+TEST_P(Listeners, ThatRemoveThemselvesAreNotCalledAgainUnlikeTheOthers) {
     Replace(b, [this](AppListModel*) {
         calls.emplace_back("B");
         Remove(b);
@@ -221,7 +221,7 @@ TEST_P(Listeners, ThatRemoveThemselvesAreNotCalledAgainAndTheRestIs) {
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "C"));
 }
 
-TEST_P(Listeners, ThatRemoveThemselvesAsTheLastEndTheWalk) {
+TEST_P(Listeners, ThatRemoveThemselvesInLastPlaceAreNotCalledAgain) {
     Replace(b, [this](AppListModel*) {
         calls.emplace_back("B");
         Remove(b);
@@ -232,7 +232,7 @@ TEST_P(Listeners, ThatRemoveThemselvesAsTheLastEndTheWalk) {
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A"));
 }
 
-TEST_P(Listeners, AddedDuringAnEventHearTheNextOneOnly) {
+TEST_P(Listeners, AddedDuringAnEventReceiveTheNextEventOnly) {
     Replace(a, [this](AppListModel*) {
         calls.emplace_back("A");
         Add(b);
@@ -242,7 +242,7 @@ TEST_P(Listeners, AddedDuringAnEventHearTheNextOneOnly) {
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
 }
 
-TEST_P(Listeners, AddedDuringAnEventInNumbersLeaveTheWalkIntact) {
+TEST_P(Listeners, AddedInNumbersDuringAnEventLeaveTheOrderOfCallsIntact) {
     std::vector<std::unique_ptr<TestListener>> many;
     for (int i = 0; i < 1000; ++i) {
         many.push_back(std::make_unique<TestListener>());

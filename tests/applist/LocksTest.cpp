@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // While an answer is decoded
 
-TEST_F(Locks, AreFreeWhileThePartnersSelectionIsDecoded) {
+TEST_F(Locks, AreFreeDuringTheDecodingOfTheSelection) {
     PartnerSelects("A\n1\nB\n2\n");
     int records = 0;
     int freeOnes = 0;
@@ -123,7 +123,7 @@ struct NullRow : NamedRow {
 class LocksWithANullItem : public Locks, public testing::WithParamInterface<NullRow> {};
 
 // Another thread calls while the lock is held by the reading of an item.
-TEST_P(LocksWithANullItem, AreTakenAllTheSame) {
+TEST_P(LocksWithANullItem, AreHeldAsWithOtherItems) {
     std::future<void> call;
     bool waited = false;
     inList.onRead = [&](const std::string&) {
@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
                             "ModifyItem oldItem: (nil), newItem: (nil)"}),
     RowName<NullRow>);
 
-TEST_F(Locks, AreNotTakenByAClick) {
+TEST_F(Locks, AreFreeDuringAClick) {
     int reads = 0;
     inList.onRead = [&](const std::string&) {
         ++reads;
@@ -193,7 +193,7 @@ TEST_P(LocksDuringAnEvent, AreFree) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_P(LocksDuringAnEvent, LetAListenerCallAnyOperationOfTheModel) {
+TEST_P(LocksDuringAnEvent, AllowAListenerEachOperationOfTheModel) {
     TestListener otherKind;
     int calls = 0;
     TestListener listener([&](AppListModel* told) {

@@ -23,7 +23,7 @@ protected:
     std::vector<std::string> reads;
 };
 
-TEST_F(Lookup, ComparesTheKeysIdWithTheElementsAndNothingElse) {
+TEST_F(Lookup, ComparesOnlyTheIdsOfKeyAndElements) {
     TestItem key("K", "1");
     TestItem element("E", "1");
     Trace(key, "key");
@@ -34,7 +34,7 @@ TEST_F(Lookup, ComparesTheKeysIdWithTheElementsAndNothingElse) {
     EXPECT_THAT(reads, ElementsAre("key.id", "element.id", "key.id", "element.id"));
 }
 
-TEST_F(Lookup, ReadsTheKeyAnewForEachElementUntilTheFirstMatch) {
+TEST_F(Lookup, ReadsTheKeyOncePerElementUntilTheFirstMatch) {
     TestItem first("F", "1");
     TestItem second("S", "2");
     TestItem third("T", "3");
@@ -50,7 +50,7 @@ TEST_F(Lookup, ReadsTheKeyAnewForEachElementUntilTheFirstMatch) {
     EXPECT_THAT(reads, ElementsAre("key.id", "first.id", "key.id", "second.id"));
 }
 
-TEST_F(Lookup, OfAddItemsRunsOverTheGrowingList) {
+TEST_F(Lookup, OfAddItemsCoversEarlierItemsOfTheSameCall) {
     TestItem first("F", "1");
     TestItem second("S", "2");
     Trace(first, "first");

@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"CreatedEvent", [](World w) { w.model.OnNotificationReceive(4, {}); }, {"1"}, "1", 2}),
     RowName<Row>);
 
-TEST_F(WithoutAPartner, NothingIsKeptForAPartnerThatComesLater) {
+TEST_F(WithoutAPartner, NothingIsKeptForALaterPartner) {
     TestPartner partner(bus);
     ASSERT_TRUE(ConnectPartner(partner));
     model->SetClicked(&other);

@@ -85,7 +85,7 @@ TEST_F(Operations, AddItemAtEndIgnoresNull) {
                 ElementsAre(Model("AddItemAtEnd", "AddItemAtEnd: (nil)"), NothingSent()));
 }
 
-TEST_F(Operations, AddItemAtEndTakesAnItemWithoutAnId) {
+TEST_F(Operations, AddItemAtEndAcceptsAnItemWithoutAnId) {
     model->AddItemAtEnd(&noId);
     EXPECT_THAT(Items(), ElementsAre(&noId));
     EXPECT_THAT(Requests(), ElementsAre("N\n\n\xD5\x07\0\0"s));
@@ -117,7 +117,7 @@ TEST_F(Operations, AddItemsLogsEachStep) {
                LogLines::Sent(9)));
 }
 
-TEST_F(Operations, AddItemsSkipsAnIdThatItsOwnArgumentHeldBeforeAndSendsItAllTheSame) {
+TEST_F(Operations, AddItemsAddsARepeatedIdOnceAndSendsItTwice) {
     model->AddItems({&a, &b, &otherA});
     EXPECT_THAT(Items(), ElementsAre(&a, &b));
     EXPECT_THAT(Requests(), ElementsAre("A\n1\nB\n2\nA'\n1\n\xD4\x07\0\0"s));
@@ -131,14 +131,14 @@ TEST_F(Operations, AddItemsKeepsTheElementThatIsInTheListAndSendsBoth) {
     EXPECT_THAT(Sent(), ElementsAre("A'\n1\nB\n2\n\xD4\x07\0\0"s));
 }
 
-TEST_F(Operations, AddItemsSendsWhatWasAllInTheListAlready) {
+TEST_F(Operations, AddItemsSendsItemsThatAreAllInTheListAlready) {
     Fill({&a});
     model->AddItems({&a});
     EXPECT_THAT(Items(), ElementsAre(&a));
     EXPECT_THAT(Sent(), ElementsAre("A\n1\n\xD4\x07\0\0"s));
 }
 
-TEST_F(Operations, AddItemsTakesAllItemsWithoutAnIdForTheSameItem) {
+TEST_F(Operations, AddItemsTreatsAllItemsWithoutAnIdAsTheSameItem) {
     TestItem other("O", "");
     model->AddItems({&noId, &other});
     EXPECT_THAT(Items(), ElementsAre(&noId));
@@ -198,7 +198,7 @@ TEST_F(Operations, RemoveItemFindsByIdLogsTheElementAndSendsTheArgument) {
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Removing item name: A, uniqueId: 1"), 1U);
 }
 
-TEST_F(Operations, RemoveItemTakesTheFirstOfTwoAndThenTheSecond) {
+TEST_F(Operations, RemoveItemRemovesTheFirstOfTwoAndThenTheSecond) {
     Fill({&a, &b, &otherA});
     model->RemoveItem(&a);
     EXPECT_THAT(Items(), ElementsAre(&b, &otherA));
@@ -230,7 +230,7 @@ TEST_F(Operations, RemoveItemKeepsASelectionThatIsAnotherObjectWithTheSameId) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Removed item were selected"), 0U);
 }
 
-TEST_F(Operations, RemoveItemOfAStrangerDoesNothing) {
+TEST_F(Operations, RemoveItemIgnoresAnItemThatIsNotInTheList) {
     Fill({&a});
     model->RemoveItem(&b);
     EXPECT_THAT(Items(), ElementsAre(&a));
@@ -248,7 +248,7 @@ TEST_F(Operations, RemoveItemIgnoresNull) {
                 ElementsAre(Model("RemoveItem", "RemoveItem: (nil)"), NothingSent()));
 }
 
-TEST_F(Operations, RemoveItemTakesAnItemWithoutAnId) {
+TEST_F(Operations, RemoveItemAcceptsAnItemWithoutAnId) {
     Fill({&noId});
     model->RemoveItem(&noId);
     EXPECT_THAT(Items(), IsEmpty());
@@ -307,7 +307,7 @@ TEST_F(Operations, ModifyItemKeepsASelectionThatIsAnotherObjectWithTheSameId) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Item that is being modified"), 0U);
 }
 
-TEST_F(Operations, ModifyItemReplacesTheFirstOfTwoAndAllowsAnIdThatIsThereAlready) {
+TEST_F(Operations, ModifyItemReplacesTheFirstOfTwoAndAllowsAnIdOfTheList) {
     Fill({&a, &b, &a});
     model->ModifyItem(&a, &b);
     EXPECT_THAT(Items(), ElementsAre(&b, &b, &a));
@@ -320,7 +320,7 @@ TEST_F(Operations, ModifyItemOfAnItemIntoItselfSendsItTwice) {
     EXPECT_THAT(Sent(), ElementsAre("A\n1\nA\n1\n\xD8\x07\0\0"s));
 }
 
-TEST_F(Operations, ModifyItemOfAStrangerDoesNothing) {
+TEST_F(Operations, ModifyItemIgnoresAnItemThatIsNotInTheList) {
     Fill({&a});
     model->ModifyItem(&b, &otherA);
     EXPECT_THAT(Items(), ElementsAre(&a));
@@ -374,12 +374,12 @@ TEST_F(Operations, RemoveAllItemsEmptiesListAndSelectionAndSendsTheIdAlone) {
                             Channel("SendMessage", "Reply with 0 bytes")));
 }
 
-TEST_F(Operations, RemoveAllItemsTellsThePartnerAlsoWhenThereWasNothing) {
+TEST_F(Operations, RemoveAllItemsAlsoSendsTheRequestForAnEmptyList) {
     model->RemoveAllItems();
     EXPECT_THAT(Requests(), ElementsAre("\xD3\x07\0\0"s));
 }
 
-TEST_F(Operations, RemoveRemoteAllItemsLeavesTheCopyAloneAndLogsNothingOfItsOwn) {
+TEST_F(Operations, RemoveRemoteAllItemsLeavesTheCopyUnchangedAndHasNoLogLine) {
     Fill({&a});
     model->SetSelection(&a);
     sentBefore = partner->Requests().size();
@@ -406,7 +406,7 @@ TEST_F(Operations, SetSelectionStoresAndSendsTheItem) {
                      LogLines::Sent(4)));
 }
 
-TEST_F(Operations, SetSelectionTakesAnItemThatIsNotInTheList) {
+TEST_F(Operations, SetSelectionAcceptsAnItemThatIsNotInTheList) {
     model->SetSelection(&a);
     EXPECT_EQ(model->GetSelection(), &a);
     EXPECT_EQ(model->GetItemsCount(), 0);
@@ -451,7 +451,7 @@ TEST_F(Operations, SetClickedSendsAnItemWithoutAnId) {
     EXPECT_THAT(Requests(), ElementsAre("N\n\n\xD6\x07\0\0"s));
 }
 
-TEST_F(Operations, SetClickedIgnoresNullBeforeAnySending) {
+TEST_F(Operations, SetClickedIgnoresNullAndSendsNothing) {
     model->SetClicked(nullptr);
     EXPECT_THAT(Requests(), IsEmpty());
     EXPECT_THAT(LogLines::All(), ElementsAre(Model("SetClicked", "SetClicked: (nil)")));
@@ -479,7 +479,7 @@ TEST_F(Operations, GetAllItemsIsACopy) {
 
 // The sending primitive
 
-TEST_F(Operations, SendMessageToRemotePutsTheIdBehindThePayloadLeastSignificantByteFirst) {
+TEST_F(Operations, SendMessageToRemoteAppendsTheIdLeastSignificantByteFirst) {
     const std::string payload = "ab";
     model->SendMessageToRemote(0x01020304, payload);
     EXPECT_EQ(payload, "ab");
@@ -503,7 +503,7 @@ TEST_F(Operations, GetRemoteSelectionDataAsksWithTheIdAloneAndReturnsTheReplyUnc
                             Channel("SendMessage", "Reply with 6 bytes")));
 }
 
-TEST_F(Operations, DiscardWhatThePartnerAnswers) {
+TEST_F(Operations, DiscardTheRepliesOfThePartner) {
     partner->AnswerWith([](const TestPartner::Bytes&) { return ByteVector("B\n2\n"); });
     model->AddItemAtEnd(&a);
     model->SetSelection(&a);
@@ -536,7 +536,7 @@ TEST_F(Operations, SendTheirRequestsInTheOrderOfTheCalls) {
                             "B\n2\n\xD7\x07\0\0"s, "\xD3\x07\0\0"s));
 }
 
-TEST_F(Operations, CarryZeroBytesAndBytesThatAreNoUtf8) {
+TEST_F(Operations, SendZeroBytesAndBytesThatAreNotUtf8) {
     TestItem item("\0\xFF\r"s, "\xC3\0"s);
     model->AddItemAtEnd(&item);
     EXPECT_THAT(Requests(), ElementsAre("\0\xFF\r\n\xC3\0\n\xD5\x07\0\0"s));

@@ -96,7 +96,7 @@ protected:
 
 } // namespace
 
-TEST_F(Proxy, StartsWithoutASelectionAndLogsNothingOfItsOwn) {
+TEST_F(Proxy, StartsWithoutASelectionAndWithoutALogLine) {
     EXPECT_EQ(proxy->GetSelection(), nullptr);
     EXPECT_EQ(ModelOf(*proxy)->GetItemsCount(), 0);
     for (const CapturedLog::Line& line : CapturedLog::Lines()) {
@@ -125,7 +125,7 @@ TEST_F(ConnectedProxy, ForwardsEachOperationWithItsArguments) {
                             "A\n1\nC\n3\n\xD8\x07\0\0"s, "B\n2\n\xD7\x07\0\0"s, "\xD3\x07\0\0"s));
 }
 
-TEST_F(ConnectedProxy, PassesNullOnToTheModelWhichRefusesIt) {
+TEST_F(ConnectedProxy, ForwardsNullToTheModelWhichRefusesIt) {
     proxy->SetSelection(nullptr);
     proxy->AddItemAtEnd(nullptr);
     proxy->RemoveItem(nullptr);
@@ -162,7 +162,7 @@ TEST_F(ConnectedProxy, RegistersAndRemovesEachKindOfListener) {
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(ConnectedProxy, ReachesWhatItDoesNotOfferThroughTheModelOfAnEvent) {
+TEST_F(ConnectedProxy, OffersTheOtherOperationsThroughTheModelOfAnEvent) {
     AppListModel* told = nullptr;
     TestListener listener([&](AppListModel* model) { told = model; });
     proxy->AddItemChangeListener(&listener);
@@ -175,7 +175,7 @@ TEST_F(ConnectedProxy, ReachesWhatItDoesNotOfferThroughTheModelOfAnEvent) {
     EXPECT_EQ(Requests().back(), "A\n1\n\xD6\x07\0\0"s);
 }
 
-TEST_F(Proxy, EndsItsModelAndDeletesNoItemOrListener) {
+TEST_F(Proxy, DeletesItsModelAndNoItemOrListener) {
     int deleted = 0;
     TestListener listener;
     listener.onDeleted = a.onDeleted = [&] { ++deleted; };
@@ -198,7 +198,7 @@ TEST_F(Proxy, CopiedHasNoModelAndIsDestroyedWithoutHarm) {
     EXPECT_THAT(ModelOf(*proxy)->GetAllItems(), ElementsAre(&a));
 }
 
-TEST_F(Proxy, AssignedLeavesBothListsAndSelectionsAsTheyWere) {
+TEST_F(Proxy, AssignedLeavesBothListsAndSelectionsUnchanged) {
     AppListProxy other;
     proxy->AddItemAtEnd(&a);
     proxy->SetSelection(&a);
@@ -217,7 +217,7 @@ TEST_F(Proxy, AssignedLeavesBothListsAndSelectionsAsTheyWere) {
     EXPECT_THAT(ModelOf(other)->GetAllItems(), ElementsAre(&b));
 }
 
-TEST_F(Proxy, AssignedToItselfStaysAsItWas) {
+TEST_F(Proxy, AssignedToItselfStaysUnchanged) {
     proxy->AddItemAtEnd(&a);
     const AppListProxy& same = *proxy;
     *proxy = same;

@@ -133,7 +133,7 @@ TEST_F(SelectionEvent, CallsTheListenersInTheirOrder) {
     EXPECT_THAT(order, ElementsAre("first", "second"));
 }
 
-TEST_F(SelectionEvent, ReadsTheAnswersIdBeforeTheElements) {
+TEST_F(SelectionEvent, ReadsTheIdOfTheReplyBeforeTheIdsOfTheElements) {
     std::vector<std::string> reads;
     a.onRead = [&](const std::string& field) { reads.push_back("a." + field); };
     b.onRead = [&](const std::string& field) { reads.push_back("b." + field); };
@@ -152,7 +152,7 @@ struct AnswerRow : NamedRow {
 class SelectionEventWithAnAnswer : public SelectionEvent,
                                    public testing::WithParamInterface<AnswerRow> {};
 
-TEST_P(SelectionEventWithAnAnswer, SelectsNothingAndTellsTheListeners) {
+TEST_P(SelectionEventWithAnAnswer, SelectsNothingAndCallsTheListeners) {
     PartnerSelects(GetParam().answer);
     seen = &a;
     Notify("\x02\0\0\0"s);
@@ -176,13 +176,13 @@ INSTANTIATE_TEST_SUITE_P(
                     AnswerRow{"ATrailingMessageId", "B\n2\n\xD1\x07\0\0"s.substr(4), true}),
     RowName<AnswerRow>);
 
-TEST_F(SelectionEvent, GoesByTheFirstOfSeveralRecords) {
+TEST_F(SelectionEvent, SelectsTheItemOfTheFirstRecord) {
     PartnerSelects("B\n2\nA\n1\n");
     Notify("\x02\0\0\0"s);
     EXPECT_EQ(model->GetSelection(), &b);
 }
 
-TEST_F(SelectionEvent, IgnoresWhatFollowsTheFirstRecordUnfinished) {
+TEST_F(SelectionEvent, IgnoresAnUnfinishedRecordAfterTheFirst) {
     PartnerSelects("B\n2\nA\n1");
     Notify("\x02\0\0\0"s);
     EXPECT_EQ(model->GetSelection(), &b);

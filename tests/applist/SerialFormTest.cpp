@@ -99,7 +99,7 @@ TEST_F(SerialForm, CutsAFieldAtAZeroByteInTheLogOnly) {
               1U);
 }
 
-TEST_F(SerialForm, NeverTakesAFieldForALogFormat) {
+TEST_F(SerialForm, LogsPercentSignsOfAFieldUnchanged) {
     TestItem item("%s%n%d", "%100000c");
     model->Serialize(std::vector<AppListItem*>{&item});
     EXPECT_EQ(
@@ -129,7 +129,7 @@ TEST_F(SerialForm, HasNoLengthLimitOfAField) {
     EXPECT_EQ(Deserialized(name + "\n" + id + "\n"), (Fields{{name, id}}));
 }
 
-TEST_F(SerialForm, GivesTheSameFieldsBackForAnyFieldsWithoutLineFeeds) {
+TEST_F(SerialForm, KeepsAllFieldsWithoutLineFeeds) {
     std::mt19937 random(20240117);
     for (int round = 0; round < 200; ++round) {
         Fields fields;

@@ -135,7 +135,7 @@ TEST(ItemSlots, AreNameThenIdThenTheDestructor) {
     EXPECT_TRUE(deleted);
 }
 
-TEST_F(ModelSlots, TakeTheirArgumentsInThePlacesOfTheOperations) {
+TEST_F(ModelSlots, PassTheirArgumentsToTheOperations) {
     EXPECT_EQ(CalledWith(0), "SetSelection");
     EXPECT_EQ(VirtualSlot::At<AppListItem*(AppListModel*)>(base, 1)(base),
               RecordingModel::SELECTION);
@@ -187,7 +187,7 @@ TEST(ModelSlotNumbers, FollowTheDeclaration) {
     EXPECT_EQ(VirtualSlot::Of(&AppListModel::RemoveItemClickedListener), 15);
 }
 
-TEST(ModelSlotNumbers, LeaveTheModelsOwnMembersOutOfTheTable) {
+TEST(ModelSlotNumbers, ExcludeTheModelsOwnMembers) {
     EXPECT_EQ(VirtualSlot::Of(&RemoteAppListModel::RemoveRemoteAllItems), -1);
     using SendCopy = void (RemoteAppListModel::*)(int, const std::string&);
     using SendAndFree = void (RemoteAppListModel::*)(int, std::string&&);
@@ -201,13 +201,13 @@ TEST(ModelSlotNumbers, LeaveTheModelsOwnMembersOutOfTheTable) {
               -1);
 }
 
-TEST(ListenerSlots, BeginWithTheEvent) {
+TEST(ListenerSlots, StartWithTheEvent) {
     EXPECT_EQ(VirtualSlot::Of(&ItemSelectionListener::OnItemSelectionEvent), 0);
     EXPECT_EQ(VirtualSlot::Of(&ItemChangeListener::OnItemChangeEvent), 0);
     EXPECT_EQ(VirtualSlot::Of(&ItemClickListener::OnItemClickedEvent), 0);
 }
 
-TEST(ListenerSlots, TakeACallByPlaceThroughEachOfTheBasesOfOneObject) {
+TEST(ListenerSlots, AcceptACallBySlotNumberThroughEachBaseOfAnObject) {
     std::vector<std::string> calls;
     TestListener listener;
     listener.onSelection = [&](AppListModel*) { calls.emplace_back("selection"); };

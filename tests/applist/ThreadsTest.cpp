@@ -95,7 +95,7 @@ protected:
 
 } // namespace
 
-TEST_F(Threads, TwoEditorsKeepTheListConsistentWhileEventsCome) {
+TEST_F(Threads, TwoEditorsKeepTheListConsistentDuringEvents) {
     Editor first("x");
     Editor second("y");
     TestListener listener([](AppListModel* told) {

@@ -81,16 +81,16 @@ GVariant* __wrap_g_dbus_connection_call_sync(GDBusConnection* connection, const 
 
 namespace {
 
-class Growth : public testing::Test {
+class MemoryGrowth : public testing::Test {
 protected:
-    Growth() {
+    MemoryGrowth() {
         shared.SurviveTheBus();
         kept.reserve(2 * ROUNDS);
         lost.reserve(2 * ROUNDS);
         g_replies = &kept;
         g_errors = &lost;
     }
-    ~Growth() override {
+    ~MemoryGrowth() override {
         g_replies = nullptr;
         g_errors = nullptr;
     }
@@ -163,7 +163,7 @@ void Report(const char* what, double kept, double rest) {
 
 } // namespace
 
-TEST_F(Growth, OfARequestIsItsReplyAndNoMore) {
+TEST_F(MemoryGrowth, AfterARequestIsTheSizeOfItsReply) {
     bus.EmitNameOwnerChanged("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", PARTNER, "");
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return endpoint.IsConnectionReady(); }));
     std::vector<char> request(100, 'x');
@@ -175,7 +175,7 @@ TEST_F(Growth, OfARequestIsItsReplyAndNoMore) {
     EXPECT_LT(bytes.rest, NOTHING);
 }
 
-TEST_F(Growth, OfAFailedReleaseIsItsErrorAndNoMore) {
+TEST_F(MemoryGrowth, AfterAFailedReleaseIsTheSizeOfItsError) {
     bus.Script("ReleaseName", BusDouble::Reply::Error("org.freedesktop.DBus.Error.Failed", "no"));
     std::string name = "org.morva.JavaMW.Growth";
     const PerRound bytes = Measure([&] { EXPECT_FALSE(endpoint.BroadcastName(name)); });
@@ -186,7 +186,7 @@ TEST_F(Growth, OfAFailedReleaseIsItsErrorAndNoMore) {
     EXPECT_LT(bytes.rest, NOTHING);
 }
 
-TEST_F(Growth, OfARefusedNameIsNothing) {
+TEST_F(MemoryGrowth, AfterARefusedNameIsZero) {
     bus.Script("RequestName", BusDouble::Reply::Error("org.freedesktop.DBus.Error.Failed", "no"));
     std::string name = "org.morva.JavaMW.Growth";
     const PerRound bytes = Measure([&] { EXPECT_FALSE(endpoint.BroadcastName(name)); });
@@ -196,7 +196,7 @@ TEST_F(Growth, OfARefusedNameIsNothing) {
     EXPECT_LT(bytes.rest, NOTHING);
 }
 
-TEST_F(Growth, OfAnAnnouncedNameIsNothing) {
+TEST_F(MemoryGrowth, AfterAnAnnouncedNameIsZero) {
     std::string name = "org.morva.JavaMW.Growth";
     const PerRound bytes = Measure([&] { EXPECT_TRUE(endpoint.BroadcastName(name)); });
     Report("an announced name", bytes.kept, bytes.rest);
@@ -204,7 +204,7 @@ TEST_F(Growth, OfAnAnnouncedNameIsNothing) {
     EXPECT_LT(bytes.rest, NOTHING);
 }
 
-TEST_F(Growth, OfANotificationIsNothing) {
+TEST_F(MemoryGrowth, AfterANotificationIsZero) {
     bus.EmitNameOwnerChanged("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", PARTNER, "");
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return endpoint.IsConnectionReady(); }));
     std::vector<char> bytesToSend(100, 'x');

@@ -52,10 +52,11 @@ const Announcer ANNOUNCERS[] = {
      }},
 };
 
-class Announced : public HeldBusTest, public testing::WithParamInterface<Announcer> {};
+class AnnouncementOfAShortLivedClient : public HeldBusTest,
+                                        public testing::WithParamInterface<Announcer> {};
 
 // The client is gone when it is heard, so the endpoint binds, answers, and drops it.
-TEST_P(Announced, IsAnsweredAndThenLost) {
+TEST_P(AnnouncementOfAShortLivedClient, IsAnsweredAndItsSenderIsReportedLost) {
     RecordingEndpoint endpoint;
     TestPartner witness(bus, false);
     const Words words = GetParam().words(bus.Address());
@@ -67,6 +68,7 @@ TEST_P(Announced, IsAnsweredAndThenLost) {
     EXPECT_EQ(EndpointInside::State(endpoint), JavaMWDbusRemote::HANDSHAKE_NONE);
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, Announced, testing::ValuesIn(ANNOUNCERS), RowName<Announcer>);
+INSTANTIATE_TEST_SUITE_P(Clients, AnnouncementOfAShortLivedClient, testing::ValuesIn(ANNOUNCERS),
+                         RowName<Announcer>);
 
 } // namespace

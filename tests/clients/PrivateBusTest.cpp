@@ -21,13 +21,13 @@ std::string ProgramOf(const PrivateBus& bus) {
     return program;
 }
 
-TEST(PrivateBusTest, IsTheBusThatTheEnvironmentAsksFor) {
+TEST(PrivateBusTest, IsTheBusThatTheEnvironmentSelects) {
     const char* const wanted = std::getenv("APPLIST_TEST_BUS");
     const PrivateBus bus;
     EXPECT_THAT(ProgramOf(bus), testing::StartsWith(wanted == nullptr ? "dbus-daemon" : wanted));
 }
 
-TEST(PrivateBusTest, RefusesABusThatItDoesNotKnow) {
+TEST(PrivateBusTest, RefusesAnUnknownBus) {
     const char* const wanted = std::getenv("APPLIST_TEST_BUS");
     const std::string present = wanted == nullptr ? "dbus-daemon" : wanted;
     setenv("APPLIST_TEST_BUS", "another", 1);

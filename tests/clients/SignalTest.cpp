@@ -83,9 +83,9 @@ protected:
     std::unique_ptr<RecordingEndpoint> endpoint = std::make_unique<RecordingEndpoint>();
 };
 
-class Emitted : public ClientAsPartner, public testing::WithParamInterface<Emission> {};
+class EmittedSignal : public ClientAsPartner, public testing::WithParamInterface<Emission> {};
 
-TEST_P(Emitted, ByThePartnerArrivesAsItIs) {
+TEST_P(EmittedSignal, OfThePartnerArrivesUnchanged) {
     HeldConnection way(bus);
     const Words words = GetParam().words(way.Address(), OwnName());
     APPLIST_NEEDS_CLIENT(words[0]);
@@ -97,7 +97,7 @@ TEST_P(Emitted, ByThePartnerArrivesAsItIs) {
     EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(BYTES));
 }
 
-TEST_P(Emitted, ByAnotherThanThePartnerReachesNobody) {
+TEST_P(EmittedSignal, OfAnotherProcessIsIgnored) {
     const Words words = GetParam().words(bus.Address(), OwnName());
     APPLIST_NEEDS_CLIENT(words[0]);
     TestPartner partner(bus);
@@ -109,11 +109,11 @@ TEST_P(Emitted, ByAnotherThanThePartnerReachesNobody) {
     EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(ByteVector("second")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, Emitted, testing::ValuesIn(EMISSIONS), RowName<Emission>);
+INSTANTIATE_TEST_SUITE_P(Clients, EmittedSignal, testing::ValuesIn(EMISSIONS), RowName<Emission>);
 
-class Monitored : public ClientAsPartner {};
+class Notification : public ClientAsPartner {};
 
-TEST_F(Monitored, ByGdbusAsThePartner) {
+TEST_F(Notification, IsReceivedByGdbusInTheRoleOfThePartner) {
     APPLIST_NEEDS_CLIENT("gdbus");
     HeldConnection way(bus);
     Process client({"gdbus", "monitor", "--address", way.Address(), "--dest", OwnName()});
@@ -129,7 +129,7 @@ TEST_F(Monitored, ByGdbusAsThePartner) {
     EXPECT_TRUE(client.WaitFor(line)) << client.Output();
 }
 
-TEST_F(Monitored, ByBusctl) {
+TEST_F(Notification, IsShownByBusctl) {
     APPLIST_NEEDS_CLIENT("busctl");
     TestPartner partner(bus);
     Bind(partner.UniqueName());
@@ -144,7 +144,7 @@ TEST_F(Monitored, ByBusctl) {
         << client.Output();
 }
 
-TEST_F(Monitored, ByDbusMonitor) {
+TEST_F(Notification, IsShownByDbusMonitor) {
     APPLIST_NEEDS_CLIENT("dbus-monitor");
     TestPartner partner(bus);
     Bind(partner.UniqueName());

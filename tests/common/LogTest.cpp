@@ -49,7 +49,7 @@ TEST_F(Log, HasThreePriorities) {
     EXPECT_EQ(lines[1].message, "info");
 }
 
-TEST_F(Log, TakesAPercentSignInANameAsText) {
+TEST_F(Log, WritesPercentSignsOfANameUnchanged) {
     LogOneLine("100%s%n%d");
     EXPECT_EQ(TheLine().message, "Hello 100%s%n%d, 3 times");
 }

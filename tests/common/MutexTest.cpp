@@ -25,12 +25,12 @@ bool IsFree(PTMutex& mutex) {
         .get();
 }
 
-TEST(Mutex, IsFreeAtFirst) {
+TEST(Mutex, StartsUnlocked) {
     PTMutex mutex;
     EXPECT_TRUE(IsFree(mutex));
 }
 
-TEST(Mutex, KeepsOthersOutUntilItIsUnlocked) {
+TEST(Mutex, ExcludesOtherThreadsUntilItIsUnlocked) {
     PTMutex mutex;
     mutex.Lock();
     EXPECT_FALSE(IsFree(mutex));
@@ -38,7 +38,7 @@ TEST(Mutex, KeepsOthersOutUntilItIsUnlocked) {
     EXPECT_TRUE(IsFree(mutex));
 }
 
-TEST(Mutex, IsTakenByTryLock) {
+TEST(Mutex, IsLockedByTryLock) {
     PTMutex mutex;
     if (mutex.TryLock()) {
         EXPECT_FALSE(IsFree(mutex));
@@ -82,7 +82,7 @@ TEST(Mutex, MakesAWaiterWaitUntilItIsUnlocked) {
     EXPECT_TRUE(waiter.get());
 }
 
-TEST(Mutex, KeepsIncrementsOfTwoThreadsApart) {
+TEST(Mutex, SerializesTheIncrementsOfTwoThreads) {
     PTMutex mutex;
     int count = 0;
     const auto increment = [&] {
@@ -97,14 +97,14 @@ TEST(Mutex, KeepsIncrementsOfTwoThreadsApart) {
     EXPECT_EQ(count, 200000);
 }
 
-TEST(Mutex, IsNotCopied) {
+TEST(Mutex, IsNotCopyable) {
     EXPECT_FALSE(std::is_copy_constructible_v<PTMutex>);
     EXPECT_FALSE(std::is_copy_assignable_v<PTMutex>);
     EXPECT_FALSE(std::is_copy_constructible_v<PTAutoLock>);
     EXPECT_FALSE(std::is_copy_assignable_v<PTAutoLock>);
 }
 
-TEST(AutoLock, HoldsTheMutexForItsScope) {
+TEST(AutoLock, LocksTheMutexUntilTheEndOfItsScope) {
     PTMutex mutex;
     {
         const PTAutoLock lock(mutex);
@@ -113,7 +113,7 @@ TEST(AutoLock, HoldsTheMutexForItsScope) {
     EXPECT_TRUE(IsFree(mutex));
 }
 
-TEST(AutoLock, GivesTheMutexBackWhenAnExceptionLeavesItsScope) {
+TEST(AutoLock, UnlocksTheMutexWhenAnExceptionLeavesItsScope) {
     PTMutex mutex;
     try {
         const PTAutoLock lock(mutex);

@@ -38,7 +38,7 @@ constexpr const char* TAG = "applist";
 
 // The journal
 
-TEST(Journal, GetsALineWithItsFields) {
+TEST(Journal, ReceivesALineWithItsFields) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         log.OpenSyslog();
@@ -53,7 +53,7 @@ TEST(Journal, GetsALineWithItsFields) {
     });
 }
 
-TEST(Journal, GetsTheSeverityOfThePriority) {
+TEST(Journal, ReceivesTheSeverityOfThePriority) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         for (const int priority : {DEBUG, INFO, ERROR}) {
@@ -67,7 +67,7 @@ TEST(Journal, GetsTheSeverityOfThePriority) {
     });
 }
 
-TEST(Journal, GetsALongLineCutWithAMarkAtItsEnd) {
+TEST(Journal, ReceivesALongLineCutWithAMarkAtItsEnd) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         const std::string name(3 * 1024 * 1024, 'n');
@@ -82,7 +82,7 @@ TEST(Journal, GetsALongLineCutWithAMarkAtItsEnd) {
     });
 }
 
-TEST(Journal, GetsTheLongestLineWhole) {
+TEST(Journal, ReceivesTheLongestLineWhole) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         const std::string line = std::string(4094, 'n') + "\n";
@@ -93,7 +93,7 @@ TEST(Journal, GetsTheLongestLineWhole) {
     });
 }
 
-TEST(Journal, GetsALongLineCutBetweenTwoCharacters) {
+TEST(Journal, ReceivesALongLineCutBetweenTwoCharacters) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         std::string name;
@@ -113,7 +113,7 @@ TEST(Journal, GetsALongLineCutBetweenTwoCharacters) {
     });
 }
 
-TEST(Journal, GetsANamesPercentSignsAsTheyAre) {
+TEST(Journal, ReceivesThePercentSignsOfANameUnchanged) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "100%s%n%d%");
@@ -123,7 +123,7 @@ TEST(Journal, GetsANamesPercentSignsAsTheyAre) {
     });
 }
 
-TEST(Journal, GetsBytesThatAreNoText) {
+TEST(Journal, ReceivesBytesThatAreNotUtf8) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenJournal();
         PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "a\xff\n=b");
@@ -152,7 +152,7 @@ TEST(Journal, CostsNoAllocationForAnOrdinaryLine) {
 
 // Syslog
 
-TEST(Syslog, GetsTagAndTextWhereThereIsNoJournal) {
+TEST(Syslog, ReceivesTagAndTextWithoutAJournal) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         PlatformLogPrint(BUFFER, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
@@ -162,7 +162,7 @@ TEST(Syslog, GetsTagAndTextWhereThereIsNoJournal) {
     });
 }
 
-TEST(Syslog, GetsTheSeverityOfThePriority) {
+TEST(Syslog, ReceivesTheSeverityOfThePriority) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         for (const int priority : {DEBUG, INFO, ERROR}) {
@@ -178,7 +178,7 @@ TEST(Syslog, GetsTheSeverityOfThePriority) {
 }
 
 // Nobody calls openlog, so the C library puts the program's own name.
-TEST(Syslog, LeavesTheIdentToTheHost) {
+TEST(Syslog, LeavesTheIdentOfTheHostUnchanged) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         PlatformLogPrint(BUFFER, DEBUG, TAG, "line\n");
@@ -189,7 +189,7 @@ TEST(Syslog, LeavesTheIdentToTheHost) {
     });
 }
 
-TEST(Syslog, GetsALongLineCutWithAMarkAtItsEnd) {
+TEST(Syslog, ReceivesALongLineCutWithAMarkAtItsEnd) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         const std::string name(3 * 1024 * 1024, 'n');
@@ -202,7 +202,7 @@ TEST(Syslog, GetsALongLineCutWithAMarkAtItsEnd) {
     });
 }
 
-TEST(Syslog, GetsANamesPercentSignsAsTheyAre) {
+TEST(Syslog, ReceivesThePercentSignsOfANameUnchanged) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         PlatformLogPrint(BUFFER, DEBUG, "t%s", "name %s\n", "100%s%n%d");
@@ -213,7 +213,7 @@ TEST(Syslog, GetsANamesPercentSignsAsTheyAre) {
 }
 
 // What the C library's own syslog(3) costs is its own: the library adds nothing to it.
-TEST(Syslog, CostsNoAllocationOfTheLibrarysOwn) {
+TEST(Syslog, CostsTheLibraryNoAllocation) {
     if (!AllocationCount::IsPossible()) {
         GTEST_SKIP() << "allocations cannot be counted under a sanitizer";
     }
@@ -232,7 +232,7 @@ TEST(Syslog, CostsNoAllocationOfTheLibrarysOwn) {
 
 // Neither
 
-TEST(NoLog, LosesTheLineAndNothingElse) {
+TEST(MissingLog, LosesOnlyTheLine) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
         for (int i = 0; i < 100; ++i) {
             PlatformLogPrint(BUFFER, ERROR, TAG, "line %d\n", i);
@@ -253,7 +253,7 @@ auto SaidUntilHeard(Hear hear) {
     return heard;
 }
 
-TEST(NoLog, EndsSoonWhenSyslogComes) {
+TEST(MissingLog, IsReplacedSoonAfterSyslogStarts) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
         log.OpenSyslog();
@@ -263,7 +263,7 @@ TEST(NoLog, EndsSoonWhenSyslogComes) {
     });
 }
 
-TEST(NoLog, EndsSoonWhenTheJournalComes) {
+TEST(MissingLog, IsReplacedSoonAfterTheJournalStarts) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
         log.OpenJournal();
@@ -273,7 +273,7 @@ TEST(NoLog, EndsSoonWhenTheJournalComes) {
     });
 }
 
-TEST(NoLog, EndsAtOnceForAnError) {
+TEST(MissingLog, IsRetriedAtOnceForAnError) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
         log.OpenSyslog();
@@ -282,7 +282,7 @@ TEST(NoLog, EndsAtOnceForAnError) {
     });
 }
 
-TEST(NoLog, ComesBackWhenSyslogEnds) {
+TEST(MissingLog, IsDetectedAgainWhenSyslogStops) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
         PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");

@@ -80,7 +80,7 @@ TEST(LineOnStandardOutput, LeavesInOneWriteAfterOutputThatFillsTheBuffer) {
                 ElementsAre(others, "Connection not set.\n"));
 }
 
-TEST(LineOnStandardOutput, LetsNoOtherThreadWriteInBetween) {
+TEST(LineOnStandardOutput, IsNotInterruptedByOtherThreads) {
     std::future<void> other;
     EXPECT_THAT(Writes([&] {
                     g_afterFlush = [&] {

@@ -1,4 +1,4 @@
-// Messages and notifications that the adapter cannot hand on.
+// Messages and notifications that the adapter cannot forward.
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,7 +16,7 @@ namespace {
 using Bytes = std::vector<char>;
 using Strings = std::vector<std::string>;
 
-// A channel without a bus: the adapter's own part alone.
+// A channel without a bus: the test covers the adapter alone.
 class NoChannel {
 public:
     virtual ~NoChannel() = default;
@@ -126,13 +126,13 @@ protected:
     IPCApplist<NoChannel, Model> m_adapter;
 };
 
-TEST_P(AdapterFault, OfANotificationIsLoggedAndReachesNobody) {
+TEST_P(AdapterFault, InANotificationIsLoggedAndNotForwarded) {
     Bytes data = GetParam().data;
     m_adapter.HandleNotification(data);
     ExpectOutcome(data, "Notification");
 }
 
-TEST_P(AdapterFault, OfAMessageIsLoggedAndAnsweredWithNothing) {
+TEST_P(AdapterFault, InAMessageIsLoggedAndAnsweredWithNoBytes) {
     Bytes data = GetParam().data;
     const Bytes answer = m_adapter.HandleMessage(data);
     EXPECT_EQ(answer, GetParam().delivered.empty() ? Bytes{} : ByteVector("answer"));

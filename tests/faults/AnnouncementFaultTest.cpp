@@ -1,5 +1,5 @@
-// Each of the three announcements meets each way in which the bus can answer, or not answer, the
-// taking and the release of a name.
+// Each of the three announcements, with each reply and missing reply of the bus to the request and
+// the release of a name.
 #include <string>
 #include <tuple>
 #include <vector>
@@ -112,15 +112,14 @@ bool IsOwned(const Fault& fault) {
     return fault.succeeds || std::string(fault.method) == "ReleaseName";
 }
 
-// How often the release was asked for: once the name had been owned, or when the reply left open
-// whether it had.
+// The number of release calls: one if the name was owned, or if the reply left its ownership open.
 std::size_t ExpectedReleases(const Fault& fault) {
     return IsOwned(fault) || fault.leavesOpen ? 1 : 0;
 }
 
 class StartAnnouncement : public FaultTest, public testing::WithParamInterface<Fault> {};
 
-TEST_P(StartAnnouncement, IsMadeOnceWhateverTheBusAnswers) {
+TEST_P(StartAnnouncement, IsNotRepeatedAfterAnyReplyOfTheBus) {
     const Fault& fault = GetParam();
     const std::string name = Host().EndpointName("_SYN");
     const int threadsBefore = LibraryCalls::ThreadsStarted();
@@ -175,7 +174,7 @@ protected:
     }
 };
 
-TEST_P(AnswerAnnouncement, IsResentUntilTheBusLetsItThrough) {
+TEST_P(AnswerAnnouncement, IsResentUntilTheBusAcceptsIt) {
     MakeEndpoint();
     const HeldResendThread held;
     Bus().Script(TheFault().method, Name(), TheFault().reply);

@@ -1,4 +1,4 @@
-// A system bus that cannot be joined, and an object that cannot be registered.
+// Refused connections to the system bus, and refused registrations of the object.
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -15,7 +15,7 @@ using Reply = BusDouble::Reply;
 
 struct UnreachableBus {
     const char* testName;
-    /** Puts the bus into this shape; the double listens, and its address is set. */
+    /** Sets up the bus of the row; the double listens at the address of the system bus. */
     std::function<void(BusDouble& bus)> prepare;
     const char* error;
 };
@@ -56,7 +56,7 @@ protected:
         CapturedLog::Clear();
     }
     ~UnreachableBusTest() override {
-        // GDBus's own thread may still hold the connection that could not be made.
+        // The worker thread of GDBus may still hold the failed connection.
         const BusDouble works;
         EXPECT_TRUE(MainLoop::IterateUntil([] {
             g_autoptr(GDBusConnection) connection =
@@ -70,7 +70,7 @@ private:
     BusDouble m_bus;
 };
 
-TEST_P(UnreachableBusTest, LeavesAnEndpointThatLogsWhyAndNeverBecomesReady) {
+TEST_P(UnreachableBusTest, LeavesAnEndpointThatLogsTheReasonAndStaysUnconnected) {
     RecordingEndpoint endpoint;
 
     ExpectTexts(Errors(), {GetParam().error});
@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Bus, UnreachableBusTest, testing::ValuesIn(UNREACHABLE)
 
 class RegistrationFault : public FaultTest {
 protected:
-    /** An object of somebody else stands where the endpoint's would. */
+    /** Another object is registered at the path of the endpoint. */
     void OccupyTheObjectPath() {
         static const GDBusInterfaceVTable table = {nullptr, nullptr, nullptr, {nullptr}};
         GDBusNodeInfo* const node =
@@ -112,7 +112,7 @@ protected:
     }
 };
 
-TEST_F(RegistrationFault, IsLoggedAndTheHandshakeWorksAllTheSame) {
+TEST_F(RegistrationFault, IsLoggedAndTheHandshakeStillWorks) {
     OccupyTheObjectPath();
     MakeEndpoint();
 

@@ -1,4 +1,4 @@
-// The bus goes away at each step of start-up and of binding; and when all is done.
+// Loss of the bus at each step of the start and of the binding, and after both.
 #include <csignal>
 #include <string>
 
@@ -13,9 +13,9 @@ using Reply = BusDouble::Reply;
 struct Step {
     const char* testName;
     const char* method;
-    const char* argument; // the bus goes away at the call that has this in its first argument
-    // GDBus cannot ask for the partner's owner any more: it tells the partner lost, or the
-    // connection, whichever it notices first.
+    const char* argument; // the bus is lost at the call with this text in its first argument
+    // GDBus can no longer query the owner of the partner's name. GDBus reports the loss of the
+    // partner or of the connection first, depending on the order of two threads.
     bool mayLose = false;
 };
 
@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(Bus, DisconnectAtStartUp, testing::ValuesIn(START_UP), 
 
 class DisconnectAtBinding : public FaultTest, public testing::WithParamInterface<Step> {
 protected:
-    /** The binding ends in a failed answer, which is owed to the partner unless that is lost. */
+    /** The answer of the binding fails, and is owed to the partner until the partner is lost. */
     void BindAndExpectAFailedAnswer(const std::string& cause) {
         MakeEndpoint();
         CapturedLog::Clear();
@@ -79,11 +79,11 @@ private:
     HeldResendThread m_held;
 };
 
-TEST_P(DisconnectAtBinding, ToANewPartnerIsNeverReady) {
+TEST_P(DisconnectAtBinding, ToANewPartnerIsNotReportedReady) {
     BindAndExpectAFailedAnswer("_SYN");
 }
 
-TEST_P(DisconnectAtBinding, ToAPartnerThatAnsweredIsNeverReady) {
+TEST_P(DisconnectAtBinding, ToAPartnerThatAnsweredIsNotReportedReady) {
     BindAndExpectAFailedAnswer("_SYN_ACK");
 }
 
@@ -107,7 +107,7 @@ protected:
     }
 };
 
-TEST_F(Disconnect, IsToldWithoutAConnectionAndThereforeRefused) {
+TEST_F(Disconnect, IsRefusedAsACallbackWithoutAConnection) {
     LoseTheBusWhileConnected();
     EXPECT_EQ(CountDebug("cb_PartnerNameVanished name=:2.Partner"), 1U);
     ExpectTexts(Errors(), {REFUSED});
@@ -125,7 +125,7 @@ TEST_F(Disconnect, MakesMessagesAndNotificationsFailWithALoggedError) {
                            "Error while sending signal [18] The connection is closed"});
 }
 
-TEST_F(Disconnect, LetsTheEndpointBeDestroyed) {
+TEST_F(Disconnect, AllowsTheDestructionOfTheEndpoint) {
     LoseTheBusWhileConnected();
     CapturedLog::Clear();
     DestroyEndpoint();
@@ -142,8 +142,8 @@ TEST_F(Disconnect, WhileAnAnswerIsOutstandingEndsTheMessage) {
     ExpectTexts(Errors(), {"Error while sending message [18] *"});
 }
 
-// GDBus's way with the shared connection, which the library leaves to the host.
-TEST(DisconnectDeathTest, EndsTheProcessUnlessTheHostSwitchesThatOff) {
+// The exit-on-close of GDBus, which the library leaves to the host.
+TEST(DisconnectDeathTest, EndsTheProcessUnlessTheHostDisablesExitOnClose) {
     testing::GTEST_FLAG(death_test_style) = "threadsafe";
     const auto loseTheBus = [] {
         BusDouble bus;

@@ -1,5 +1,4 @@
-// Endpoints that end while a handshake step or a resend pass is inside them, at a moment that is
-// forced.
+// Destruction of endpoints during a handshake step or a resend pass, at a forced moment.
 #include <atomic>
 #include <functional>
 #include <future>
@@ -22,7 +21,7 @@ using Reply = BusDouble::Reply;
 const std::string ANNOUNCING_ACK = "BroadcastName org.morva.JavaMW.Applist_CLIENT_ACK";
 const std::string READY = "ready";
 
-/** An endpoint whose last look at itself is kept: at what its destructor sees before its base's. */
+/** An endpoint that records its state in its destructor, before the destructor of its base. */
 class LastLook : public JavaMWDbusRemote {
 public:
     explicit LastLook(bool& wasReady)
@@ -43,7 +42,7 @@ private:
 
 class Ending : public FaultTest {
 protected:
-    /** The partner's step @p suffix, taken by another thread than this one. */
+    /** Runs the callback of the partner's step @p suffix in another thread. */
     std::future<void> TakeStep(const std::string& suffix, JavaMWDbusRemote* endpoint) {
         GDBusConnection* const connection = Host().Connection();
         return std::async(std::launch::async, [=] {
@@ -55,7 +54,7 @@ protected:
         });
     }
 
-    /** Begins to destroy @p endpoint, which a held step or pass keeps from ending. */
+    /** Starts the destruction of @p endpoint, which blocks until the held step or pass ends. */
     template <class Endpoint>
     static std::future<void> BeginToDestroy(std::unique_ptr<Endpoint>& endpoint) {
         const void* const address = static_cast<JavaMWDbusRemote*>(endpoint.get());
@@ -99,7 +98,7 @@ TEST_F(Ending, DuringAStepLeavesTheEndpointUnconnected) {
     EXPECT_FALSE(wasReady);
 }
 
-// What the step that is still under way sends is refused.
+// The library refuses the messages of the step under way.
 TEST_F(Ending, DuringAReportLeavesTheEndpointUnconnectedAtOnce) {
     std::promise<void> entered;
     std::promise<void> released;
@@ -119,7 +118,7 @@ TEST_F(Ending, DuringAReportLeavesTheEndpointUnconnectedAtOnce) {
     end.get();
 }
 
-// A class of the host that does not stop its handlers itself.
+// A class of the host whose destructor does not call StopHandlers.
 TEST_F(Ending, DuringAStepWaitsForTheStepBeforeItReleasesAnything) {
     const GLibLog warnings;
     auto endpoint = std::make_unique<JavaMWDbusRemote>("Applist");
@@ -164,12 +163,12 @@ public:
     using JavaMWDbusRemote::StopHandlers;
 };
 
-TEST_F(Ending, WhileAPassWaitsForAnotherCallbackLeavesThePassNothing) {
+TEST_F(Ending, WhileAResendPassWaitsForAnotherCallbackEmptiesItsTable) {
     StoppedEndpoint endpoint;
     const HeldResendThread held;
     Bus().Script("RequestName", Reply::Code(3));
     ASSERT_TRUE(Host().Announce("_SYN_ACK", PARTNER));
-    // The registry's lock comes first, then the one that callbacks wait for.
+    // The first lock is the registry's; callbacks wait for the second one.
     Forced::AtLine("Executed OnResendHandshake function",
                    [&] { Forced::BeforeLock(2, [&] { endpoint.StopHandlers(); }); });
     EXPECT_EQ(JavaMWDbusRemote::OnResendHandshake(static_cast<JavaMWDbusRemote*>(&endpoint)), 0);
@@ -182,7 +181,7 @@ TEST_F(Ending, WaitsForTheStepUnderWay) {
     std::future<void> step = TakeStep("_SYN_ACK", endpoint.get());
     announcing.WaitUntilReached();
     std::future<void> end = BeginToDestroy(endpoint);
-    // Too short a wait could only miss a fault.
+    // A wait that is too short can only miss a fault, never report a wrong one.
     EXPECT_EQ(end.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     announcing.Release();
     step.get();

@@ -35,7 +35,7 @@ inline std::size_t CountDebug(const std::string& message) {
     return CapturedLog::Count(CapturedLog::DEBUG, message);
 }
 
-/** Compares texts; an expected one that ends in '*' says only how the text starts. */
+/** Compares texts; an expected text that ends in '*' is a prefix. */
 inline void ExpectTexts(const Strings& texts, const Strings& expected) {
     ASSERT_EQ(texts.size(), expected.size()) << testing::PrintToString(texts);
     for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -76,17 +76,17 @@ protected:
     }
 
     /**
-     * Whether a partner is bound: only then does an acknowledgement count, whosever it is. Leaves
-     * the endpoint ready if so.
+     * @return whether a partner is bound: only then does an acknowledgement of any process have an
+     * effect. The endpoint is ready afterwards.
      */
     bool IsBound() {
         EXPECT_TRUE(Host().Announce("_ACK", ":2.Probe"));
         return Endpoint().IsConnectionReady();
     }
 
-    /** How often @p name was released, also without waiting for the bus's answer. */
+    /** The number of release calls for @p name, also of calls that do not wait for the reply. */
     std::size_t CountReleases(const std::string& name) {
-        // A call that the bus answers, after which it has received all earlier ones.
+        // After the reply to this call the bus has received all earlier calls.
         BusDaemon::Call(Host().Connection(), "GetNameOwner", g_variant_new("(s)", PARTNER));
         return Bus().CountCalls("ReleaseName " + name);
     }

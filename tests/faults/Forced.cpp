@@ -36,7 +36,7 @@ thread_local bool t_failNext = false;
 std::atomic<long> g_liveBlocks{0};
 std::function<void()> g_atRelease;
 
-// Takes the first watch that fits out of the list.
+// Removes the first matching watch from the list.
 std::function<void()> ActionFor(const CapturedLog::Line& line) {
     const std::lock_guard<std::mutex> lock(g_watchMutex);
     const auto found = std::find_if(g_watches.begin(), g_watches.end(), [&](const Watch& watch) {

@@ -1,5 +1,5 @@
-// Runs code of a test at a line of the log, at a lock or at an allocation. This forces events that
-// happen there by chance in a host.
+// Runs code of a test at a line of the log, at a lock or at an allocation. In a host, the same
+// events happen there by chance.
 #ifndef APPLIST_TESTS_FORCED_H
 #define APPLIST_TESTS_FORCED_H
 
@@ -11,33 +11,33 @@
 
 namespace Forced {
 
-/** Does @p action, once, on the thread that logs a message that starts with @p start. */
+/** Runs @p action once, in the thread that logs a message with the prefix @p start. */
 void AtLine(const std::string& start, std::function<void()> action);
 
-/** Does @p action, once, on this thread, before it takes its @p count-th mutex from now on. */
+/** Runs @p action once, in this thread, before its @p count-th lock of a mutex from now on. */
 void BeforeLock(int count, std::function<void()> action);
 
-/** The mutexes that this thread has taken since ForgetLocks. */
+/** The mutexes that this thread has locked since ForgetLocks. */
 void ForgetLocks();
 std::vector<const void*> TakenLocks();
 
-/** How many mutexes this thread holds. */
+/** The number of mutexes that this thread holds. */
 std::size_t HeldLocks();
 
 /** The next allocation by operator new of this thread fails. */
 void FailNextAllocation();
 
-/** How many blocks of operator new there are. */
+/** The number of allocated blocks of operator new. */
 long LiveBlocks();
 
-/** Does @p action when the proxy that the library makes next is released for the last time. */
+/** Runs @p action at the release of the last reference to the next proxy of the library. */
 void AtReleaseOfNextProxy(std::function<void()> action);
 
 } // namespace Forced
 
 inline namespace applist_test {
 
-/** Holds the thread that logs a message that starts so, until it is released. */
+/** Holds the thread that logs a message with this prefix, until Release. */
 class HeldLine {
 public:
     explicit HeldLine(const std::string& start);

@@ -1,5 +1,5 @@
-// What else can go wrong in the handshake and in its resends: callbacks without a connection or an
-// endpoint, a proxy or a thread that cannot be made, partners that come and go while an answer is
+// Other faults of the handshake and of its resends: callbacks without a connection or an endpoint,
+// a proxy or a thread that cannot be created, and partners that start and exit while an answer is
 // owed to them.
 #include <string>
 
@@ -60,7 +60,7 @@ TEST_P(HandshakeCallback, WithoutAConnectionIsRefusedAndChangesNothing) {
     EXPECT_TRUE(Endpoint().IsConnectionReady());
 }
 
-TEST_P(HandshakeCallback, WithoutAConnectionBindsNobody) {
+TEST_P(HandshakeCallback, WithoutAConnectionBindsNoPartner) {
     GetParam().call(nullptr, UserData());
     ExpectRefused();
     EXPECT_FALSE(IsBound());
@@ -72,7 +72,7 @@ TEST_P(HandshakeCallback, WithoutUserDataIsRefused) {
     EXPECT_FALSE(IsBound());
 }
 
-TEST_P(HandshakeCallback, ForAnEndpointThatIsGoneIsRefused) {
+TEST_P(HandshakeCallback, ForADestroyedEndpointIsRefused) {
     void* const gone = UserData();
     DestroyEndpoint();
     CapturedLog::Clear();
@@ -87,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(Bus, HandshakeCallback, testing::ValuesIn(CALLBACKS),
 
 class LossFault : public FaultTest {};
 
-// As a name watch left over from an earlier partner would.
+// Like a name watch of an earlier partner.
 TEST_F(LossFault, OfAnotherNameThanThePartnersChangesNothing) {
     MakeEndpoint();
     ConnectTo(PARTNER);
@@ -103,7 +103,7 @@ TEST_F(LossFault, OfAnotherNameThanThePartnersChangesNothing) {
 
 class ProxyFault : public FaultTest {
 protected:
-    // GDBus asks the bus for the owner only of a name that is not unique: only then can it fail.
+    // GDBus queries the owner of well-known names alone, and only this query can fail.
     static constexpr const char* NAMED_PARTNER = "org.example.Partner";
 
     ProxyFault() {
@@ -134,7 +134,7 @@ protected:
     }
 };
 
-TEST_F(ProxyFault, IsLoggedAndANewPartnerBecomesReadyAllTheSame) {
+TEST_F(ProxyFault, IsLoggedAndANewPartnerStillBecomesReady) {
     ASSERT_TRUE(Host().Announce("_SYN", NAMED_PARTNER));
     ExpectLogged();
     ASSERT_TRUE(Host().Announce("_ACK", NAMED_PARTNER));
@@ -142,7 +142,7 @@ TEST_F(ProxyFault, IsLoggedAndANewPartnerBecomesReadyAllTheSame) {
     ExpectSendingRefused();
 }
 
-TEST_F(ProxyFault, IsLoggedAndAPartnerThatAnsweredBecomesReadyAllTheSame) {
+TEST_F(ProxyFault, IsLoggedAndAPartnerThatAnsweredStillBecomesReady) {
     ASSERT_TRUE(Host().Announce("_SYN_ACK", NAMED_PARTNER));
     ExpectLogged();
     EXPECT_EQ(Endpoint().Reports(), Strings{"ready org.example.Partner"});
@@ -160,7 +160,7 @@ TEST_F(ProxyFault, LeavesTheSignalsOfThePartnerSubscribed) {
 
 class ThreadFault : public FaultTest {};
 
-TEST_F(ThreadFault, IsLoggedAndTheNextFailureTriesAgain) {
+TEST_F(ThreadFault, IsLoggedAndTheNextFailureStartsAThread) {
     MakeEndpoint();
     const HeldResendThread held;
     LibraryCalls::RefuseThreads(true);
@@ -177,7 +177,7 @@ TEST_F(ThreadFault, IsLoggedAndTheNextFailureTriesAgain) {
     EXPECT_EQ(CountDebug("Number of handshakes to resend: 2"), 1U) << "the first one has stayed";
 }
 
-TEST_F(ThreadFault, LeavesTheAnswerToTheNextPass) {
+TEST_F(ThreadFault, KeepsTheAnswerUntilTheNextPass) {
     MakeEndpoint();
     LibraryCalls::RefuseThreads(true);
     Bus().Script("RequestName", Reply::Code(3));
@@ -245,7 +245,7 @@ TEST_F(ResendFault, OfAReplacedPartnersAnswerDropsIt) {
     EXPECT_EQ(Endpoint().Reports(), Strings{"lost :2.P"}) << "the new partner is not ready by it";
 }
 
-TEST_F(ResendFault, KeepsOnlyTheAnswersThatFailAndGoesInTheOrderOfNames) {
+TEST_F(ResendFault, KeepsFailedAnswersAloneAndFollowsTheOrderOfNames) {
     MakeEndpoint();
     const HeldResendThread held;
     OweAnAnswer("_SYN", ":2.Z");
@@ -261,7 +261,7 @@ TEST_F(ResendFault, KeepsOnlyTheAnswersThatFailAndGoesInTheOrderOfNames) {
     EXPECT_EQ(CountDebug("Number of handshakes to resend: 1"), 1U);
 }
 
-TEST_F(ResendFault, ThatSucceedsLateTakesTheStateBackUntilThePartnerAcknowledges) {
+TEST_F(ResendFault, ThatSucceedsLateResetsTheStateUntilThePartnerAcknowledges) {
     MakeEndpointThatOwes("_SYN");
     ASSERT_TRUE(Host().Announce("_ACK", ":2.P"));
     ASSERT_TRUE(Endpoint().IsConnectionReady());

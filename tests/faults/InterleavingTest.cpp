@@ -1,5 +1,4 @@
-// Threads that meet in an endpoint or in the list, at a moment that is forced; and memory that runs
-// out there.
+// Two threads inside an endpoint or the list at a forced moment, and failed allocations there.
 #include <algorithm>
 #include <functional>
 #include <future>
@@ -46,7 +45,7 @@ TEST_F(Interleaving, APartnerThatIsFoundDuringTheStartStaysConnected) {
     endpoint->~JavaMWDbusRemote();
 }
 
-TEST_F(Interleaving, MemoryThatRunsOutDuringTheStartIsLoggedAndLeavesAnEndpoint) {
+TEST_F(Interleaving, MissingMemoryDuringTheStartIsLoggedAndTheEndpointRemains) {
     Forced::AtLine("Monitoring org.morva.JavaMW.Applist name",
                    [] { Forced::FailNextAllocation(); });
     MakeEndpoint();
@@ -54,7 +53,7 @@ TEST_F(Interleaving, MemoryThatRunsOutDuringTheStartIsLoggedAndLeavesAnEndpoint)
     EXPECT_FALSE(Endpoint().IsConnectionReady());
 }
 
-// The handshake's lock: held with the endpoint's turn
+// The handshake's lock
 
 TEST_F(Interleaving, TheHandshakesLockIsHeldWhileAPartnerIsBound) {
     MakeEndpoint();
@@ -74,7 +73,7 @@ TEST_F(Interleaving, TheHandshakesLockIsHeldDuringAResendPass) {
 
 // The partner's proxy
 
-TEST_F(Interleaving, APartnerThatIsLostDuringARequestLeavesTheProxyToTheSender) {
+TEST_F(Interleaving, APartnerThatIsLostDuringARequestKeepsItsProxyUntilTheRequestEnds) {
     MakeEndpoint();
     bool isReleased = false;
     Forced::AtReleaseOfNextProxy([&] { isReleased = true; });
@@ -126,7 +125,7 @@ struct OrderedRemote {
 
 struct AnyModel {};
 
-TEST(Adapter, StartsItsHandlersWhenItIsBuiltAndStopsThemBeforeItsBaseGoes) {
+TEST(Adapter, StartsItsHandlersInItsConstructorAndStopsThemInItsDestructor) {
     const IPCApplist<OrderedRemote, AnyModel> adapter("Any");
     EXPECT_EQ(adapter.started, 1);
     EXPECT_EQ(adapter.stopped, 0);
@@ -134,7 +133,7 @@ TEST(Adapter, StartsItsHandlersWhenItIsBuiltAndStopsThemBeforeItsBaseGoes) {
 
 // The list
 
-TEST_F(Interleaving, TheListEndsWithItsLockHeld) {
+TEST_F(Interleaving, TheListIsDestroyedUnderItsLock) {
     auto model = std::make_unique<RemoteAppListModel>();
     Forced::ForgetLocks();
     model->GetItemsCount();
@@ -148,7 +147,7 @@ TEST_F(Interleaving, TheListEndsWithItsLockHeld) {
 
 // Bytes that are sent without a copy
 
-TEST(UncopiedBodyWithoutMemory, IsNotMadeWithoutItsStorage) {
+TEST(UncopiedBodyWithoutMemory, IsNotCreatedWithoutItsStorage) {
     Bytes data = ByteVector("data");
     EXPECT_THROW(
         {
@@ -170,7 +169,7 @@ TEST(UncopiedBodyWithoutMemory, LeavesAnEmptyVectorWhenTheBodyOutlivesIt) {
     EXPECT_EQ(data, Bytes());
 }
 
-TEST(Storage, IsThatOfTheVectorWhenTheBodyOutlivesIt) {
+TEST(Storage, IsTheVectorsWhenTheBodyOutlivesTheRequest) {
     Bytes data = ByteVector("data");
     const char* const before = data.data();
     g_autoptr(GVariant) kept = nullptr;

@@ -1,4 +1,4 @@
-// Replies that never come, in real time: each costs GDBus's 25 s. All at once, on threads.
+// Missing replies in real time: each costs the 25 s of GDBus. The cases run in parallel threads.
 #include <chrono>
 #include <string>
 #include <thread>
@@ -68,13 +68,13 @@ TEST_F(MissingReply, EndsRequestNameReleaseNameAndSendAfter25Seconds) {
                                  "Error while sending message [24] Timeout was reached"),
               1U);
     EXPECT_EQ(Errors().size(), 4U);
-    // The request that nobody answered is taken back, the release is not repeated.
+    // The name of the unanswered request is released once.
     EXPECT_TRUE(Bus().WaitForCall("ReleaseName " + RequestedName()));
     EXPECT_EQ(Bus().CountCalls("ReleaseName " + ReleasedName()), 1U);
     EXPECT_TRUE(Endpoint().IsConnectionReady());
 }
 
-TEST_F(MissingReply, OfGetNameOwnerHoldsUpNothing) {
+TEST_F(MissingReply, OfGetNameOwnerDelaysNothing) {
     Bus().Script("GetNameOwner", Reply::Missing());
     MakeEndpoint();
     ConnectTo(PARTNER);

@@ -1,5 +1,5 @@
-// NameOwnerChanged as no bus would send it: in any order, doubled, for names of nobody's business,
-// and with other arguments than it has.
+// NameOwnerChanged signals that no bus sends: in any order, doubled, for unrelated names, and with
+// other arguments.
 #include <string>
 #include <vector>
 
@@ -132,7 +132,7 @@ protected:
         } else {
             Bus().EmitNameOwnerChanged(name, change.oldOwner, change.newOwner);
         }
-        // Twice: a name watch made by the first tells losses once the bus has answered it.
+        // Twice: a name watch of the first round reports losses after the reply of the bus.
         ASSERT_TRUE(Host().Deliver() && Host().Deliver());
         MainLoop::IterateUntilIdle();
     }
@@ -149,7 +149,7 @@ protected:
     }
 };
 
-TEST_P(OwnerChangeTest, LeadsToNoMoreThanTheTableOfStatesSays) {
+TEST_P(OwnerChangeTest, HasTheEffectsOfTheTableOfStatesAlone) {
     MakeEndpoint();
     Bus().ForgetCalls();
     for (const OwnerChange& change : GetParam().changes) {
@@ -164,7 +164,7 @@ TEST_P(OwnerChangeTest, LeadsToNoMoreThanTheTableOfStatesSays) {
 INSTANTIATE_TEST_SUITE_P(Bus, OwnerChangeTest, testing::ValuesIn(ROWS),
                          [](const testing::TestParamInfo<Row>& row) { return row.param.testName; });
 
-// A row of its own, for it is no (sss).
+// A separate row, because the type is not (sss).
 class OddOwnerChange : public FaultTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(OddOwnerChange, IsLoggedAndIgnored) {

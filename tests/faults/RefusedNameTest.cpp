@@ -1,4 +1,4 @@
-// A real bus whose policy does not let the names be owned.
+// A real bus whose policy refuses the ownership of the names.
 #include <memory>
 #include <string>
 
@@ -34,7 +34,7 @@ protected:
     std::unique_ptr<RecordingEndpoint> m_endpoint;
 };
 
-TEST_P(RefusedNameTest, IsLoggedWithTheBussOwnWords) {
+TEST_P(RefusedNameTest, IsLoggedWithTheErrorOfTheBus) {
     m_endpoint = std::make_unique<RecordingEndpoint>();
     if (GetParam().cause != nullptr) {
         m_partner = std::make_unique<TestPartner>(m_bus, false);

@@ -1,4 +1,5 @@
-// Messages and notifications that cannot be sent, are answered badly, or come in at the wrong door.
+// Messages and notifications that cannot be sent, have a malformed reply, or arrive at another
+// path.
 #include <string>
 
 #include "Bytes.h"
@@ -69,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(Bus, BadReplyTest, testing::ValuesIn(BAD_REPLIES),
                              return row.param.testName;
                          });
 
-TEST_F(ConnectedFault, NeitherAReplyNorAnErrorIsAnEmptyAnswerWithoutAWord) {
+TEST_F(ConnectedFault, AMissingReplyWithoutAnErrorIsAnEmptyAnswerWithoutALogLine) {
     LibraryCalls::LoseReplies(true);
     EXPECT_EQ(Send(), Bytes{});
     EXPECT_EQ(CapturedLog::Messages(), Strings{"DEBUG Sending sync message with 8 bytes"});
@@ -127,7 +128,7 @@ TEST_F(TransportFault, WithoutTheSubscriptionToThePartnerNoNotificationIsSent) {
     EXPECT_EQ(Bus().CountCalls("SendSignal"), 0U);
 }
 
-// What GDBus would deliver, delivered by hand, to arguments that it would not give.
+// Direct calls of the callbacks, with arguments that GDBus never passes.
 class IncomingFault : public FaultTest {
 protected:
     IncomingFault() {
@@ -173,7 +174,7 @@ TEST_F(IncomingFault, ASignalWithoutUserDataIsRefused) {
     ExpectRefused(SignalLine(DoubleHost::OBJECT_PATH));
 }
 
-TEST_F(IncomingFault, ASignalForAnEndpointThatIsGoneIsRefused) {
+TEST_F(IncomingFault, ASignalForADestroyedEndpointIsRefused) {
     void* const gone = UserData();
     DestroyEndpoint();
     CapturedLog::Clear();
@@ -182,7 +183,7 @@ TEST_F(IncomingFault, ASignalForAnEndpointThatIsGoneIsRefused) {
                                                 "ERROR Empty user_data or connection not valid."}));
 }
 
-TEST_F(IncomingFault, ASignalOfAnotherPathIsIgnoredWithoutAWord) {
+TEST_F(IncomingFault, ASignalOfAnotherPathIsIgnoredWithoutAnError) {
     Signal(Host().Connection(), "/elsewhere", "(@ay [1],)", UserData());
     EXPECT_EQ(CapturedLog::Messages(), Strings{SignalLine("/elsewhere")});
     EXPECT_TRUE(Endpoint().Notifications().empty());
@@ -205,7 +206,7 @@ TEST_F(IncomingFault, ACallWithoutUserDataStaysUnanswered) {
     ExpectRefused(CallLine(DoubleHost::OBJECT_PATH));
 }
 
-TEST_F(IncomingFault, ACallOfAnotherPathStaysUnansweredWithoutAWord) {
+TEST_F(IncomingFault, ACallOfAnotherPathStaysUnansweredWithoutAnError) {
     Call(Host().Connection(), "/elsewhere", UserData());
     EXPECT_EQ(CapturedLog::Messages(), Strings{CallLine("/elsewhere")});
     EXPECT_TRUE(Endpoint().Messages().empty());

@@ -1,5 +1,5 @@
-// A real bus daemon that stops while the endpoint announces itself, and goes on when the endpoint
-// has given up. The daemon then handles the calls that were given up.
+// A real bus daemon that stops during an announcement of the endpoint, and continues after the
+// time-out. The daemon then handles the calls that have timed out.
 #include <csignal>
 #include <memory>
 #include <optional>
@@ -39,7 +39,7 @@ protected:
     void StopTheBusAtTheCall() { LibraryCalls::StopTheBusAt(Method(), m_daemon); }
     void ContinueTheBus() const { kill(m_daemon, SIGCONT); }
 
-    /** The daemon has handled all that the endpoint sent. */
+    /** Waits until the daemon has handled all calls of the endpoint. */
     void CatchUp() { BusDaemon::Ping(m_shared->Connection()); }
 
     void MakePartner(bool shakesHands) {
@@ -77,7 +77,7 @@ protected:
     std::unique_ptr<RecordingEndpoint> m_endpoint;
 };
 
-TEST_P(UnansweredNameTest, IsFreeForOthersOnceTheBusGoesOn) {
+TEST_P(UnansweredNameTest, IsReleasedWhenTheBusContinues) {
     AnnounceWithoutAnAnswer();
     ExpectTexts(Errors(), Method() == "RequestName"
                               ? Strings{"Error during request name call [24] *",

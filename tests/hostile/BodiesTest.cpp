@@ -68,7 +68,7 @@ class SenselessCall : public HostileTest, public testing::WithParamInterface<Row
 
 } // namespace
 
-TEST_P(HostileNotification, LeavesListAndConnectionAlone) {
+TEST_P(HostileNotification, LeavesListAndConnectionUnchanged) {
     Connect();
     partner->NotifyBody(hostName, GetParam().body());
     WaitForAllEvents();
@@ -77,7 +77,7 @@ TEST_P(HostileNotification, LeavesListAndConnectionAlone) {
 }
 INSTANTIATE_TEST_SUITE_P(Bodies, HostileNotification, testing::ValuesIn(AllRows()), NameOf);
 
-TEST_P(MistypedNotification, IsNamedInTheLog) {
+TEST_P(MistypedNotification, IsLoggedWithItsType) {
     Connect();
     g_autoptr(GVariant) body = g_variant_ref_sink(GetParam().body());
     partner->NotifyBody(hostName, body);
@@ -129,7 +129,7 @@ TEST_P(MistypedCall, IsRefusedBeforeItReachesTheList) {
 }
 INSTANTIATE_TEST_SUITE_P(Bodies, MistypedCall, testing::ValuesIn(WrongTypes()), NameOf);
 
-TEST_P(SenselessCall, IsAnsweredWithNothing) {
+TEST_P(SenselessCall, IsAnsweredWithAnEmptyArray) {
     Connect();
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = CallHost(partner->Connection(), GetParam().body(), &error);

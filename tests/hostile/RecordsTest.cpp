@@ -48,7 +48,7 @@ protected:
 
 } // namespace
 
-TEST_P(SelectionReply, DecidesByItsFirstWholeRecordAlone) {
+TEST_P(SelectionReply, SelectsTheItemOfItsFirstWholeRecord) {
     Connect();
     partner->AnswerWithBody([this] { return ByteBody(row.reply); });
     partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));

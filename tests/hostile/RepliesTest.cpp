@@ -16,7 +16,7 @@ protected:
 
 } // namespace
 
-TEST_F(Unanswered, AnErrorOfThePartnerEndsTheRequestAndNothingElse) {
+TEST_F(Unanswered, AnErrorOfThePartnerEndsTheRequestAlone) {
     Connect();
     partner->AnswerWithError("org.example.Error.No", "I will not");
     model->SetClicked(&item);
@@ -35,7 +35,7 @@ TEST_F(Unanswered, AnErrorForTheSelectionQueryCountsAsNoSelection) {
 }
 
 // The process is stopped, so that nothing of it answers; the reply comes when nobody waits for it.
-TEST_F(Unanswered, ASilentPartnerCostsTheTimeOutAndItsLateReplyIsPassedOver) {
+TEST_F(Unanswered, ARequestToASilentPartnerTimesOutAndTheLateReplyIsIgnored) {
     PartnerProcess process({"--keep-requests"});
     WaitUntilReady(process.Name());
     process.Stop();
@@ -55,7 +55,7 @@ TEST_F(Unanswered, ASilentPartnerCostsTheTimeOutAndItsLateReplyIsPassedOver) {
                                      Records::Frame(record, Records::SET_SELECTION)));
 }
 
-TEST_F(Unanswered, APartnerThatDiesInARequestEndsItAtOnce) {
+TEST_F(Unanswered, APartnerThatCrashesDuringARequestEndsItAtOnce) {
     const PartnerProcess process({"--die-at", "request-seen"});
     WaitUntilReady(process.Name());
     const auto start = std::chrono::steady_clock::now();
@@ -69,7 +69,7 @@ TEST_F(Unanswered, APartnerThatDiesInARequestEndsItAtOnce) {
 
 // The partner asks for nothing: it leaves the bus with the request open and answers it, by its
 // number, from a new connection.
-TEST_F(Unanswered, AReplyAfterThePartnersOwnRestartIsPassedOver) {
+TEST_F(Unanswered, AReplyOfThePartnersEarlierConnectionIsIgnored) {
     Connect();
     const std::string first = partner->UniqueName();
     guint32 number = 0;
@@ -107,7 +107,7 @@ TEST_F(Unanswered, AReplyAfterThePartnersOwnRestartIsPassedOver) {
 }
 
 // It waits for this side's answer before it gives its own, and this side cannot answer meanwhile.
-TEST_F(Unanswered, APartnerThatAsksBackDuringTheSelectionQueryBlocksBothUntilItGivesUp) {
+TEST_F(Unanswered, APartnerThatCallsTheHostDuringTheSelectionQueryBlocksBothUntilItsTimeOut) {
     Connect();
     std::string askedBack;
     partner->AnswerWith([&](const TestPartner::Bytes&) {

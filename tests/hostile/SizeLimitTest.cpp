@@ -52,7 +52,7 @@ TEST_P(RequestBelowTheLimit, ReachesThePartnerWhole) {
 
 INSTANTIATE_TEST_SUITE_P(ByMiB, RequestBelowTheLimit, testing::Values(1, 16, 31));
 
-TEST_P(RequestAboveTheLimit, CostsTheBusConnectionAndNoMore) {
+TEST_P(RequestAboveTheLimit, LosesTheBusConnectionAlone) {
     Connect();
     AppendItem(AboveTheLimit(GetParam()));
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 1U);
@@ -78,7 +78,7 @@ TEST_F(SizeLimit, ANewListConnectsOnceTheDroppedConnectionIsReleased) {
     Connect();
 }
 
-TEST_F(SizeLimit, APartnerThatNotifiesAboveTheBussLimitIsLostAndAnotherOneFound) {
+TEST_F(SizeLimit, APartnerWithANotificationAboveTheLimitOfTheBusIsLostAndAnotherOneBound) {
     Connect();
     const std::string name = partner->UniqueName();
     partner->NotifyBody(hostName, ByteBody(std::string(AboveTheLimit(1), 'n')));
@@ -87,7 +87,7 @@ TEST_F(SizeLimit, APartnerThatNotifiesAboveTheBussLimitIsLostAndAnotherOneFound)
     ExpectAllIsWell();
 }
 
-TEST_F(SizeLimit, APartnerThatAnswersAboveTheBussLimitIsLostAndAnotherOneFound) {
+TEST_F(SizeLimit, APartnerWithAReplyAboveTheLimitOfTheBusIsLostAndAnotherOneBound) {
     Connect();
     const std::string name = partner->UniqueName();
     partner->AnswerWithBody([] { return ByteBody(std::string(AboveTheLimit(1), 'r')); });

@@ -39,7 +39,7 @@ class SpoofedStep : public Spoofed, public testing::WithParamInterface<Step> {};
 
 } // namespace
 
-TEST_P(SpoofedStep, DoesNotMoveABoundListToTheStranger) {
+TEST_P(SpoofedStep, DoesNotBindAConnectedListToAnotherProcess) {
     Connect();
     CapturedLog::Clear();
     stranger->Announce(GetParam().suffix);
@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, SpoofedStep,
                                          Step{"SynAck", "_SYN_ACK", "cb_SynAckNameOwnerChanged"}),
                          [](const auto& step) { return step.param.name; });
 
-TEST_F(Spoofed, AckIsBelievedButNoRequestGoesToTheStranger) {
+TEST_F(Spoofed, AckIsAcceptedButItsSenderReceivesNoRequest) {
     Connect();
     CapturedLog::Clear();
     stranger->Announce("_ACK");
@@ -63,7 +63,7 @@ TEST_F(Spoofed, AckIsBelievedButNoRequestGoesToTheStranger) {
     EXPECT_TRUE(stranger->Requests().empty());
 }
 
-TEST_F(Spoofed, AckConnectsNobodyWhileNoPartnerIsBound) {
+TEST_F(Spoofed, AckConnectsNoProcessWhileNoPartnerIsBound) {
     stranger->Announce("_ACK");
     WaitForAnnouncement("cb_AckNameOwnerChanged");
     EXPECT_EQ(Readies(), 0U);
@@ -73,7 +73,7 @@ TEST_F(Spoofed, AckConnectsNobodyWhileNoPartnerIsBound) {
     ExpectAllIsWell();
 }
 
-TEST_F(Spoofed, NotificationsOfTheStrangerAreNotHeard) {
+TEST_F(Spoofed, NotificationsOfAnotherProcessAreIgnored) {
     Connect();
     for (const int event :
          {Records::CHANGE_EVENT, Records::SELECTION_EVENT, Records::CREATED_EVENT}) {
@@ -88,7 +88,7 @@ TEST_F(Spoofed, NotificationsOfTheStrangerAreNotHeard) {
     ExpectAllIsWell();
 }
 
-TEST_F(Spoofed, CallsOfTheStrangerAreAnsweredWithNothing) {
+TEST_F(Spoofed, CallsOfAnotherProcessAreAnsweredWithAnEmptyArray) {
     Connect();
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = CallHost(
@@ -100,7 +100,7 @@ TEST_F(Spoofed, CallsOfTheStrangerAreAnsweredWithNothing) {
     ExpectAllIsWell();
 }
 
-TEST_F(Spoofed, NameOwnerChangedThatIsNotOfTheBusIsNotHeard) {
+TEST_F(Spoofed, NameOwnerChangedOfAnotherSenderIsIgnored) {
     CapturedLog::Clear();
     const std::string name = "org.morva.JavaMW.Applist_SERVICE_SYN";
     g_dbus_connection_emit_signal(
@@ -114,7 +114,7 @@ TEST_F(Spoofed, NameOwnerChangedThatIsNotOfTheBusIsNotHeard) {
     ExpectAllIsWell();
 }
 
-TEST_F(Spoofed, TheLossOfTheStrangerIsNotThatOfThePartner) {
+TEST_F(Spoofed, TheLossOfAnotherProcessIsNotReported) {
     Connect();
     stranger->Announce("_SYN");
     WaitForAnnouncement("cb_SynNameOwnerChanged");

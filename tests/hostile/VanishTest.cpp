@@ -9,7 +9,7 @@
 
 namespace {
 
-class DyingPartner : public HostileTest, public testing::WithParamInterface<const char*> {};
+class PartnerThatExits : public HostileTest, public testing::WithParamInterface<const char*> {};
 class TwoPartners : public HostileTest {};
 
 std::string NameOf(const testing::TestParamInfo<const char*>& info) {
@@ -29,7 +29,7 @@ std::string NameOf(const testing::TestParamInfo<const char*>& info) {
 } // namespace
 
 // The host is there first: the partner announces itself, or has the host announce itself anew.
-TEST_P(DyingPartner, LeavesTheWayFreeForTheNextOne) {
+TEST_P(PartnerThatExits, IsFollowedByAConnectionToTheNextPartner) {
     const std::string moment = GetParam();
     const bool answersTheHost =
         moment == "syn-seen" || moment == "syn-ack-announced" || moment == "ack-seen";
@@ -72,7 +72,7 @@ TEST_P(DyingPartner, LeavesTheWayFreeForTheNextOne) {
     EXPECT_THAT(next.Requests(),
                 testing::ElementsAre(Records::Frame("Clock\nclock.01\n", Records::SET_CLICKED)));
 }
-INSTANTIATE_TEST_SUITE_P(Moments, DyingPartner,
+INSTANTIATE_TEST_SUITE_P(Moments, PartnerThatExits,
                          testing::Values("syn-announced", "syn-ack-seen", "ack-announced",
                                          "syn-seen", "syn-ack-announced", "ack-seen",
                                          "request-seen"),

@@ -28,7 +28,7 @@ std::ostream& operator<<(std::ostream& os, const Unloading& row) {
 
 class PluginThatIsUnloaded : public testing::TestWithParam<Unloading> {};
 
-TEST_P(PluginThatIsUnloaded, LeavesNothingBehindThatCrashesItsHost) {
+TEST_P(PluginThatIsUnloaded, DoesNotCrashItsHost) {
     const PrivateBus bus;
     ExpectOutput(HostProcess::Run({APPLIST_TESTS_PLUGIN_HOST, APPLIST_TESTS_PLUGIN,
                                    GetParam().connection, GetParam().queue}),
@@ -54,7 +54,7 @@ TEST(GlobalProxy, WorksBeforeMainInAHostOfTheStaticLibrary) {
                  "Connection not set.\nConnection not set.\nmain: selected\n");
 }
 
-TEST(HostThatPrintsALine, FindsItWholeBesideTheLibrarysWithItsOwnStdCout) {
+TEST(HostThatPrintsALine, WithItsOwnCoutKeepsTheLineWholeBesideTheLibrarysLines) {
     const PrivateBus bus;
     ExpectOutput(HostProcess::Run({APPLIST_TESTS_UNSYNCED_OUTPUT}),
                  "Connection not set.\nthe host's line\n");

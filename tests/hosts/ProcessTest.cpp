@@ -94,7 +94,7 @@ private:
 
 using Cancellation = ConnectedHost;
 
-TEST_F(Cancellation, OfAThreadThatWaitsForThePartnerComesAfterTheReply) {
+TEST_F(Cancellation, OfAThreadInsideARequestTakesEffectAfterTheReply) {
     std::promise<void> asked;
     std::promise<void> released;
     partner.AnswerWith([&](const Bytes&) {
@@ -115,7 +115,7 @@ TEST_F(Cancellation, OfAThreadThatWaitsForThePartnerComesAfterTheReply) {
     EXPECT_TRUE(Works());
 }
 
-TEST_F(Cancellation, ThatIsPendingComesAfterANotification) {
+TEST_F(Cancellation, ThatIsPendingTakesEffectAfterANotification) {
     Bytes event = ByteVector("event");
     CancelledThread thread([&] {
         pthread_cancel(pthread_self());
@@ -126,7 +126,7 @@ TEST_F(Cancellation, ThatIsPendingComesAfterANotification) {
     EXPECT_TRUE(Works());
 }
 
-TEST_F(Cancellation, ThatIsPendingComesAfterAnAnnouncement) {
+TEST_F(Cancellation, ThatIsPendingTakesEffectAfterAnAnnouncement) {
     bool isAnnounced = false;
     CancelledThread thread([&] {
         std::string name = "org.example.Name";
@@ -137,7 +137,7 @@ TEST_F(Cancellation, ThatIsPendingComesAfterAnAnnouncement) {
     EXPECT_TRUE(isAnnounced);
 }
 
-TEST_F(Cancellation, ThatIsPendingComesAfterTheEndOfAnEndpoint) {
+TEST_F(Cancellation, ThatIsPendingTakesEffectAfterTheDestructorOfAnEndpoint) {
     CancelledThread thread([&] {
         pthread_cancel(pthread_self());
         endpoint.reset();
@@ -146,7 +146,7 @@ TEST_F(Cancellation, ThatIsPendingComesAfterTheEndOfAnEndpoint) {
 }
 
 // The loop's thread, which is inside a handler.
-TEST_F(Cancellation, ThatIsPendingComesAfterAHandlerOfTheHost) {
+TEST_F(Cancellation, ThatIsPendingTakesEffectAfterAHandlerOfTheHost) {
     bool isHandlerFinished = false;
     onReport = [&] {
         pthread_testcancel();
@@ -165,7 +165,7 @@ TEST_F(Cancellation, ThatIsPendingComesAfterAHandlerOfTheHost) {
 }
 
 // No other part of the process holds the connection, so the endpoint makes it.
-TEST(CancellationOfAnEndpointsStart, ThatIsPendingComesAfterTheConnection) {
+TEST(CancellationOfAnEndpointsStart, ThatIsPendingTakesEffectAfterTheConnection) {
     const PrivateBus bus;
     std::unique_ptr<JavaMWDbusRemote> endpoint;
     CancelledThread thread([&] {
@@ -180,7 +180,7 @@ TEST(CancellationOfAnEndpointsStart, ThatIsPendingComesAfterTheConnection) {
 
 using ForkedChild = ConnectedHost;
 
-TEST_F(ForkedChild, ThatLeavesTheLibraryAloneTakesNothingFromItsParent) {
+TEST_F(ForkedChild, WithoutACallOfTheLibraryLeavesTheConnectionOfItsParentIntact) {
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
@@ -202,7 +202,7 @@ bool IsOwned(GDBusConnection* connection, const std::string& name) {
     return isOwned != FALSE;
 }
 
-TEST(ForkedChildOfAHostThatEnds, KeepsTheHostsConnectionOpenUntilItEndsToo) {
+TEST(ForkedChildOfAHostThatExits, KeepsTheHostsConnectionOpenUntilTheChildExits) {
     const PrivateBus bus;
     g_autoptr(GDBusConnection) connection = bus.Connect();
     const HostProcess host = HostProcess::Run({APPLIST_TESTS_FORKING_HOST});
@@ -219,7 +219,7 @@ TEST(ForkedChildOfAHostThatEnds, KeepsTheHostsConnectionOpenUntilItEndsToo) {
 using ClosedConnection = ConnectedHost;
 
 // Exit-on-close is on, and counts for a bus that goes, not for a host that closes.
-TEST_F(ClosedConnection, MakesEachRequestFailWithALoggedErrorAndEndsNothing) {
+TEST_F(ClosedConnection, MakesEachRequestFailWithALoggedErrorWithoutEndingTheProcess) {
     ASSERT_NE(g_dbus_connection_get_exit_on_close(shared->Connection()), FALSE);
     ASSERT_NE(g_dbus_connection_close_sync(shared->Connection(), nullptr, nullptr), FALSE);
     MainLoop::IterateUntilIdle();
@@ -262,7 +262,7 @@ private:
     rlimit m_before = {};
 };
 
-TEST(LimitOfThreads, LeavesAFailedAnswerToTheNextFailure) {
+TEST(LimitOfThreads, KeepsAFailedAnswerUntilTheNextFailure) {
     PrivateBus bus;
     std::optional<SharedBus> shared(std::in_place);
     TestPartner partner(bus, false);

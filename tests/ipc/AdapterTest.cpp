@@ -81,7 +81,7 @@ TEST_F(AdapterTest, IsTheChannelWithTheSameSlots) {
     EXPECT_THAT(model.notifications, ElementsAre(Pair(9, Bytes())));
 }
 
-TEST_F(AdapterTest, ShakesHandsUnderTheIdItIsGiven) {
+TEST_F(AdapterTest, CompletesTheHandshakeUnderItsEndpointId) {
     adapter.reset();
     TestPartner named(bus, true, "Other");
     adapter = std::make_unique<Adapter>("Other");
@@ -90,7 +90,7 @@ TEST_F(AdapterTest, ShakesHandsUnderTheIdItIsGiven) {
 
 // Notifications
 
-TEST_F(AdapterTest, PassesIdAndPayloadOfANotificationOn) {
+TEST_F(AdapterTest, ForwardsIdAndPayloadOfANotification) {
     Bytes data = ByteVector({0x61, 0x62, 0x02, 0x00, 0x00, 0x00});
     adapter->HandleNotification(data);
     EXPECT_THAT(model.notifications, ElementsAre(Pair(2, ByteVector({0x61, 0x62}))));
@@ -98,7 +98,7 @@ TEST_F(AdapterTest, PassesIdAndPayloadOfANotificationOn) {
     EXPECT_THAT(CapturedLog::Messages(), ElementsAre("DEBUG IPC HandleNotification"));
 }
 
-TEST_F(AdapterTest, PassesANotificationOfFourBytesOnWithoutAPayload) {
+TEST_F(AdapterTest, ForwardsANotificationOfFourBytesWithoutAPayload) {
     Bytes data = ByteVector({0x04, 0x00, 0x00, 0x00});
     adapter->HandleNotification(data);
     EXPECT_THAT(model.notifications, ElementsAre(Pair(4, Bytes())));
@@ -143,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(All, AdapterId,
                                          SignedId{ByteVector({0x00, 0x00, 0x00, 0x80}),
                                                   -2147483647 - 1}));
 
-TEST_F(AdapterTest, DropsANotificationThatNobodyIsBoundFor) {
+TEST_F(AdapterTest, DropsANotificationWithoutABinding) {
     Unbind();
     Bytes data = ByteVector({0x61, 0x02, 0x00, 0x00, 0x00});
     adapter->HandleNotification(data);
@@ -154,7 +154,7 @@ TEST_F(AdapterTest, DropsANotificationThatNobodyIsBoundFor) {
     EXPECT_THAT(model.notifications, IsEmpty());
 }
 
-TEST_F(AdapterTest, BringsAPartnersNotificationToTheModel) {
+TEST_F(AdapterTest, ForwardsANotificationOfThePartnerToTheModel) {
     ASSERT_TRUE(IterateUntilReady(*adapter));
     partner.Notify(OwnName(), ByteVector({0x61, 0x62, 0x02, 0x00, 0x00, 0x00}));
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return !model.notifications.empty(); }));
@@ -167,7 +167,7 @@ TEST_F(AdapterTest, BringsAPartnersNotificationToTheModel) {
 
 // Messages
 
-TEST_F(AdapterTest, AnswersAMessageWithWhatTheModelReturns) {
+TEST_F(AdapterTest, AnswersAMessageWithTheResultOfTheModel) {
     Bytes data = ByteVector({0x61, 0x62, 0x02, 0x00, 0x00, 0x00});
     EXPECT_EQ(adapter->HandleMessage(data), ByteVector("answer"));
     EXPECT_THAT(model.messages, ElementsAre(Pair(2, ByteVector("ab"))));
@@ -175,7 +175,7 @@ TEST_F(AdapterTest, AnswersAMessageWithWhatTheModelReturns) {
     EXPECT_THAT(CapturedLog::Messages(), ElementsAre("DEBUG IPC HandleMessage"));
 }
 
-TEST_F(AdapterTest, AnswersAMessageOfLessThanFourBytesWithNothing) {
+TEST_F(AdapterTest, AnswersAMessageOfLessThanFourBytesWithNoBytes) {
     for (const Bytes& sent : {Bytes(), ByteVector({2}), ByteVector({2, 0, 0})}) {
         CapturedLog::Clear();
         Bytes data = sent;
@@ -186,7 +186,7 @@ TEST_F(AdapterTest, AnswersAMessageOfLessThanFourBytesWithNothing) {
     EXPECT_THAT(model.messages, IsEmpty());
 }
 
-TEST_F(AdapterTest, AnswersAMessageThatNobodyIsBoundForWithNothing) {
+TEST_F(AdapterTest, AnswersAMessageWithNoBytesWithoutABinding) {
     Unbind();
     Bytes data = ByteVector({0x61, 0x02, 0x00, 0x00, 0x00});
     EXPECT_THAT(adapter->HandleMessage(data), IsEmpty());
@@ -195,7 +195,7 @@ TEST_F(AdapterTest, AnswersAMessageThatNobodyIsBoundForWithNothing) {
     EXPECT_EQ(data, ByteVector("a"));
 }
 
-TEST_F(AdapterTest, AnswersAnyCallOfThePartnerWithAnEmptyArrayWhenNobodyIsBound) {
+TEST_F(AdapterTest, AnswersEachCallOfThePartnerWithAnEmptyArrayWithoutABinding) {
     Unbind();
     for (const Bytes& sent : {Bytes(), ByteVector({1, 2, 3}), ByteVector({0xd0, 7, 0, 0}),
                               ByteVector({0x61, 1, 0, 0, 0})}) {
@@ -210,7 +210,7 @@ TEST_F(AdapterTest, AnswersAnyCallOfThePartnerWithAnEmptyArrayWhenNobodyIsBound)
 
 // Readiness
 
-TEST_F(AdapterTest, PassesReadinessOn) {
+TEST_F(AdapterTest, ForwardsReadiness) {
     adapter->HandleConnectionReady(true, ":1.7");
     EXPECT_THAT(model.partners, ElementsAre(":1.7"));
     EXPECT_THAT(CapturedLog::Messages(),
@@ -218,14 +218,14 @@ TEST_F(AdapterTest, PassesReadinessOn) {
                             "DEBUG Calling connection ready callback"));
 }
 
-TEST_F(AdapterTest, PassesALossOnToNobody) {
+TEST_F(AdapterTest, DoesNotForwardALoss) {
     adapter->HandleConnectionReady(false, ":1.7");
     EXPECT_THAT(model.partners, IsEmpty());
     EXPECT_THAT(CapturedLog::Messages(),
                 ElementsAre("DEBUG HandleConnectionReady state=0, partner=:1.7"));
 }
 
-TEST_F(AdapterTest, LogsReadinessAloneWhenNobodyIsBoundForIt) {
+TEST_F(AdapterTest, LogsReadinessWithoutABinding) {
     Unbind();
     adapter->HandleConnectionReady(true, ":1.7");
     adapter->HandleConnectionReady(false, ":1.7");
@@ -234,14 +234,14 @@ TEST_F(AdapterTest, LogsReadinessAloneWhenNobodyIsBoundForIt) {
                             "DEBUG HandleConnectionReady state=0, partner=:1.7"));
 }
 
-TEST_F(AdapterTest, BringsThePartnersNameToTheModel) {
+TEST_F(AdapterTest, ForwardsTheNameOfThePartnerToTheModel) {
     ASSERT_TRUE(IterateUntilReady(*adapter));
     EXPECT_THAT(model.partners, ElementsAre(partner.UniqueName()));
 }
 
 // Bindings
 
-TEST_F(AdapterTest, BindsNobodyAtFirst) {
+TEST_F(AdapterTest, StartsWithoutABinding) {
     adapter.reset();
     adapter = std::make_unique<Adapter>("Applist");
     CapturedLog::Clear();
@@ -256,14 +256,14 @@ TEST_F(AdapterTest, BindsNobodyAtFirst) {
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Calling connection ready callback"), 0u);
 }
 
-TEST_F(AdapterTest, BindsWithoutALine) {
+TEST_F(AdapterTest, BindsWithoutALogLine) {
     adapter->RegisterOnMessage(&model, &Model::OnMessage);
     adapter->RegisterOnNotification(&model, &Model::OnNotification);
     adapter->RegisterOnConnectionReady(&model, &Model::OnReady);
     EXPECT_THAT(CapturedLog::Messages(), IsEmpty());
 }
 
-TEST_F(AdapterTest, BindsTheLastOneOnly) {
+TEST_F(AdapterTest, ReplacesTheBindingByALaterOne) {
     Model other;
     adapter->RegisterOnNotification(&other, &Model::OnNotification);
     Bytes data = ByteVector({1, 0, 0, 0});
@@ -272,7 +272,7 @@ TEST_F(AdapterTest, BindsTheLastOneOnly) {
     EXPECT_EQ(other.notifications.size(), 1u);
 }
 
-TEST_F(AdapterTest, UnbindsWithAnInfoLineEach) {
+TEST_F(AdapterTest, LogsAnInformationLineForEachUnbinding) {
     adapter->UnregisterOnMessage(&model);
     adapter->UnregisterOnNotification(&model);
     adapter->UnregisterOnConnectionReady(&model);

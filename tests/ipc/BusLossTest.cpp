@@ -52,7 +52,7 @@ TEST_F(BusLoss, FailsAnnouncementsWithALoggedError) {
 }
 
 // GDBus reports the partner's end with a null connection, which is refused.
-TEST_F(BusLoss, IsNoLossOfThePartner) {
+TEST_F(BusLoss, IsNotReportedAsALossOfThePartner) {
     Connect();
     LoseTheBus();
     ASSERT_TRUE(IterateUntilLogged(CapturedLog::ERROR, "Empty user_data or connection not valid."));
@@ -85,7 +85,7 @@ TEST_F(BusLoss, FailsAMessageUnderWay) {
     EXPECT_THAT(sending.get(), IsEmpty());
 }
 
-TEST_F(BusLoss, LetsTheEndpointGo) {
+TEST_F(BusLoss, AllowsTheDestructionOfTheEndpoint) {
     Connect();
     LoseTheBus();
     endpoint.reset();
@@ -93,14 +93,14 @@ TEST_F(BusLoss, LetsTheEndpointGo) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Connection lost"), 0u);
 }
 
-TEST_F(BusLoss, LetsTheEndpointGoAfterTheNewsIsOut) {
+TEST_F(BusLoss, AllowsTheDestructionOfTheEndpointAfterItsReport) {
     Connect();
     LoseTheBus();
     ASSERT_TRUE(IterateUntilLogged(CapturedLog::ERROR, "Empty user_data or connection not valid."));
     endpoint.reset();
 }
 
-TEST_F(BusLoss, LetsAnEndpointGoThatIsResending) {
+TEST_F(BusLoss, AllowsTheDestructionOfAnEndpointThatResends) {
     ThreadCalls::Reset();
     bus.SetPolicy(Deny::Owning("_CLIENT_ACK"));
     endpoint = std::make_unique<RecordingEndpoint>();

@@ -17,7 +17,7 @@ std::string Printed(GVariant* value) {
     return text;
 }
 
-TEST(ByteArray, IsAStructureOfOneArrayInTheVectorsOrder) {
+TEST(ByteArray, IsAStructureOfOneArrayInTheOrderOfTheVector) {
     g_autoptr(GVariant) body =
         g_variant_ref_sink(ByteArray::ToVariant(ByteVector({0x61, 0x00, 0xff, 0x80})));
     EXPECT_STREQ(g_variant_get_type_string(body), "(ay)");
@@ -30,14 +30,14 @@ TEST(ByteArray, IsEmptyForAnEmptyVector) {
     EXPECT_EQ(g_variant_get_size(body), 0u);
 }
 
-TEST(ByteArray, GivesAnEmptyVectorForAnEmptyArray) {
+TEST(ByteArray, ReadsAnEmptyArrayAsAnEmptyVector) {
     g_autoptr(GVariant) body = g_variant_ref_sink(g_variant_new_parsed("(@ay [],)"));
     Bytes data = ByteVector("before");
     EXPECT_TRUE(ByteArray::FromVariant(body, data));
     EXPECT_THAT(data, IsEmpty());
 }
 
-TEST(ByteArray, GivesTheBytesInTheArraysOrder) {
+TEST(ByteArray, ReadsTheBytesInTheOrderOfTheArray) {
     g_autoptr(GVariant) body =
         g_variant_ref_sink(g_variant_new_parsed("([byte 0x01, 0x00, 0xfe, 0x7f],)"));
     Bytes data = ByteVector("before");
@@ -67,7 +67,7 @@ TEST(ByteArray, KeepsItsBytesWhenTheVectorChanges) {
 
 class BodyOfAnotherType : public testing::TestWithParam<const char*> {};
 
-TEST_P(BodyOfAnotherType, GivesNothing) {
+TEST_P(BodyOfAnotherType, IsRefused) {
     g_autoptr(GVariant) body = g_variant_ref_sink(g_variant_new_parsed(GetParam()));
     const GLibLog glib;
     Bytes data = ByteVector("before");
@@ -81,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(All, BodyOfAnotherType,
                                          "([byte 1], [byte 2])", "(byte 1,)", "[byte 1, 2]",
                                          "(<[byte 1]>,)", "(([byte 1],),)"));
 
-TEST(ByteArray, GivesNothingForNoBody) {
+TEST(ByteArray, ReadsAMissingBodyAsAnEmptyVector) {
     Bytes data = ByteVector("before");
     EXPECT_FALSE(ByteArray::FromVariant(nullptr, data));
     EXPECT_THAT(data, IsEmpty());

@@ -135,9 +135,9 @@ INSTANTIATE_TEST_SUITE_P(All, AnyCallback,
                          NameOfCallback);
 
 // The method call has tests of its own: it is answered.
-class CallbackForADeadEndpoint : public CallbackTest {};
+class CallbackForADestroyedEndpoint : public CallbackTest {};
 
-TEST_P(CallbackForADeadEndpoint, IsRefused) {
+TEST_P(CallbackForADestroyedEndpoint, IsRefused) {
     std::optional<RecordingEndpoint> dead;
     dead.emplace();
     void* const address = &*dead;
@@ -146,7 +146,7 @@ TEST_P(CallbackForADeadEndpoint, IsRefused) {
     ExpectRefused();
 }
 
-INSTANTIATE_TEST_SUITE_P(All, CallbackForADeadEndpoint,
+INSTANTIATE_TEST_SUITE_P(All, CallbackForADestroyedEndpoint,
                          testing::Values(SYN, SYN_ACK, ACK, VANISHED, SIGNAL), NameOfCallback);
 
 class HandshakeCallback : public CallbackTest {};
@@ -192,7 +192,7 @@ TEST_P(HandshakeCallback, RefusesParametersOfAnotherType) {
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
-TEST_P(HandshakeCallback, TakesNamesAsTheyAre) {
+TEST_P(HandshakeCallback, LogsPercentSignsOfNamesUnchanged) {
     Connect();
     g_autoptr(GVariant) parameters = OwnerChange("100%s", "%n", "%d%s");
     CapturedLog::Clear();
@@ -213,7 +213,7 @@ std::string WatchedName(const Callback& callback) {
 class HandshakeWithABadName : public CallbackTest {};
 
 // No daemon says this. GDBus would only warn, and the endpoint would be bound to nobody for ever.
-TEST_P(HandshakeWithABadName, BindsToNobody) {
+TEST_P(HandshakeWithABadName, BindsNoPartner) {
     RecordingEndpoint unbound;
     const GLibLog glib;
     for (const char* name : {"", "not a name", "nodots", ":", "a..b"}) {
@@ -243,7 +243,7 @@ INSTANTIATE_TEST_SUITE_P(All, HandshakeWithABadName, testing::Values(SYN, SYN_AC
 
 class AnotherPath : public ConnectedTest {};
 
-TEST_F(AnotherPath, IsIgnoredInASignal) {
+TEST_F(AnotherPath, OfASignalIsIgnored) {
     Connect();
     g_autoptr(GVariant) body = g_variant_ref_sink(g_variant_new_parsed("([byte 1],)"));
     for (const char* path : {"/", "/org/morva/javamw/CommunicationChannel",
@@ -258,7 +258,7 @@ TEST_F(AnotherPath, IsIgnoredInASignal) {
 }
 
 // An answer to no invocation would be a critical of GLib.
-TEST_F(AnotherPath, IsIgnoredAndNotAnsweredInACall) {
+TEST_F(AnotherPath, OfACallIsNeitherHandledNorAnswered) {
     Connect();
     const GLibLog glib;
     g_autoptr(GVariant) body = g_variant_ref_sink(g_variant_new_parsed("([byte 1],)"));
@@ -270,7 +270,7 @@ TEST_F(AnotherPath, IsIgnoredAndNotAnsweredInACall) {
 }
 
 // Neither sender, interface nor member is looked at; the subscription has done that.
-TEST_F(AnotherPath, IsAllThatASignalIsIgnoredFor) {
+TEST_F(AnotherPath, IsTheOnlyReasonToIgnoreASignal) {
     Connect();
     g_autoptr(GVariant) body = g_variant_ref_sink(g_variant_new_parsed("([byte 0x61],)"));
     JavaMWDbusRemote::cb_SignalCall(Shared().Connection(), ":1.999", PATH, "i.face", "Signal", body,

@@ -26,7 +26,7 @@ std::string PrintedRule(const std::string& name) {
 
 class Endpoint : public ChannelTest {};
 
-TEST_F(Endpoint, TellsInTheLogHowItJoinsTheBus) {
+TEST_F(Endpoint, LogsEachStepOfItsStart) {
     JavaMWDbusRemote endpoint("Applist");
     const std::string own = SharedBus::CurrentUniqueName();
     EXPECT_THAT(CapturedLog::Messages(),
@@ -113,7 +113,7 @@ TEST_F(Endpoint, IsReadyInStateThreeOnly) {
     EXPECT_TRUE(endpoint.IsConnectionReady());
 }
 
-TEST_F(Endpoint, HearsNothingWhileNobodyIteratesItsContext) {
+TEST_F(Endpoint, ReceivesNothingUntilItsContextIsIterated) {
     TestPartner partner(bus, false);
     JavaMWDbusRemote endpoint("Applist");
     partner.Announce("_SYN_ACK");
@@ -126,7 +126,7 @@ TEST_F(Endpoint, HearsNothingWhileNobodyIteratesItsContext) {
     EXPECT_TRUE(endpoint.IsConnectionReady());
 }
 
-TEST_F(Endpoint, HearsThroughTheContextOfTheThreadThatMadeIt) {
+TEST_F(Endpoint, ReceivesThroughTheContextOfTheThreadOfItsConstructor) {
     TestPartner partner(bus, false);
     GMainContext* const context = g_main_context_new();
     g_main_context_push_thread_default(context);
@@ -145,7 +145,7 @@ TEST_F(Endpoint, HearsThroughTheContextOfTheThreadThatMadeIt) {
     g_main_context_unref(context);
 }
 
-TEST_F(Endpoint, CarriesOnWhenItsSynNameHasAnotherOwner) {
+TEST_F(Endpoint, ContinuesWhenAnotherProcessOwnsItsSynName) {
     g_autoptr(GDBusConnection) other = bus.Connect();
     ASSERT_EQ(BusDaemon::RequestName(other, "org.morva.JavaMW.Applist_CLIENT_SYN"), 1u);
     JavaMWDbusRemote endpoint("Applist");
@@ -153,7 +153,7 @@ TEST_F(Endpoint, CarriesOnWhenItsSynNameHasAnotherOwner) {
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
 }
 
-TEST_F(Endpoint, CarriesOnWhenTheObjectIsRefused) {
+TEST_F(Endpoint, ContinuesWhenItsObjectIsRefused) {
     JavaMWDbusRemote first("Applist");
     CapturedLog::Clear();
     JavaMWDbusRemote second("Applist");
@@ -188,7 +188,7 @@ TEST_F(Endpoint, AnnouncesANameByOwningAndReleasingIt) {
                                      "('org.example.Announced', '" + own + "', '')"));
 }
 
-TEST_F(Endpoint, CannotAnnounceWhatItOwnsAlready) {
+TEST_F(Endpoint, CannotAnnounceANameThatItAlreadyOwns) {
     JavaMWDbusRemote endpoint("Applist");
     const SharedBus shared;
     ASSERT_EQ(BusDaemon::RequestName(shared.Connection(), "org.example.Mine"), 1u);
@@ -219,7 +219,7 @@ TEST_F(Endpoint, LogsTheErrorOfARefusedName) {
     EXPECT_EQ(messages[2], "ERROR Cannot get response for name request");
 }
 
-TEST_F(Endpoint, LogsAReleaseThatIsNotAnswered) {
+TEST_F(Endpoint, LogsAReleaseWithoutAReply) {
     JavaMWDbusRemote endpoint("Applist");
     bus.SetPolicy(Deny::Calling("ReleaseName"));
     CapturedLog::Clear();
@@ -232,7 +232,7 @@ TEST_F(Endpoint, LogsAReleaseThatIsNotAnswered) {
                             "ERROR Release failed due to empty response."));
 }
 
-TEST_F(Endpoint, RefusesANameThatIsNoText) {
+TEST_F(Endpoint, RefusesANameThatIsNotUtf8) {
     JavaMWDbusRemote endpoint("Applist");
     const GLibLog glib;
     CapturedLog::Clear();
@@ -251,7 +251,7 @@ protected:
     }
 };
 
-TEST_F(EndpointWithoutABus, LogsWhyAndDoesNothingElse) {
+TEST_F(EndpointWithoutABus, OnlyLogsTheReason) {
     JavaMWDbusRemote endpoint("Applist");
     EXPECT_THAT(CapturedLog::Messages(),
                 ElementsAre("DEBUG Constructor", "DEBUG XML parsed",
@@ -266,7 +266,7 @@ TEST_F(EndpointWithoutABus, LogsWhyAndDoesNothingElse) {
     EXPECT_EQ(EndpointInside::m_synSubscriptionId(endpoint), 0u);
 }
 
-TEST_F(EndpointWithoutABus, SaysThatTheConnectionIsNotSet) {
+TEST_F(EndpointWithoutABus, PrintsThatTheConnectionIsNotSet) {
     JavaMWDbusRemote endpoint("Applist");
     CapturedLog::Clear();
     Bytes data = ByteVector("data");
@@ -289,7 +289,7 @@ TEST_F(EndpointWithoutABus, CannotAnnounce) {
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
-TEST_F(EndpointWithoutABus, IsDestroyedWithoutTouchingGDBus) {
+TEST_F(EndpointWithoutABus, IsDestroyedWithoutACallOfGDBus) {
     auto endpoint = std::make_unique<JavaMWDbusRemote>("Applist");
     const GLibLog glib;
     CapturedLog::Clear();
@@ -300,9 +300,9 @@ TEST_F(EndpointWithoutABus, IsDestroyedWithoutTouchingGDBus) {
 
 // Leaving
 
-class LeavingEndpoint : public HeldBusTest {};
+class EndOfAnEndpoint : public HeldBusTest {};
 
-TEST_F(LeavingEndpoint, LogsNothingAndTellsNobody) {
+TEST_F(EndOfAnEndpoint, LogsNothingAndSendsNothing) {
     TestPartner partner(bus);
     std::vector<Readiness> told;
     RecordingEndpoint::Actions actions;
@@ -315,7 +315,7 @@ TEST_F(LeavingEndpoint, LogsNothingAndTellsNobody) {
     EXPECT_EQ(told, (std::vector<Readiness>{{true, partner.UniqueName()}}));
 }
 
-TEST_F(LeavingEndpoint, StopsHearingThePartner) {
+TEST_F(EndOfAnEndpoint, StopsTheSignalsOfThePartner) {
     TestPartner partner(bus);
     std::optional<JavaMWDbusRemote> endpoint(std::in_place, "Applist");
     ASSERT_TRUE(IterateUntilReady(*endpoint));
@@ -327,7 +327,7 @@ TEST_F(LeavingEndpoint, StopsHearingThePartner) {
 }
 
 // Meant: the ids of the three handshake subscriptions go to g_bus_unwatch_name.
-TEST_F(LeavingEndpoint, LeavesItsHandshakeSubscriptionsToTheConnection) {
+TEST_F(EndOfAnEndpoint, LeavesItsHandshakeSubscriptionsToTheConnection) {
     std::optional<JavaMWDbusRemote> endpoint(std::in_place, "Applist");
     const std::vector<unsigned> ids = {EndpointInside::m_synSubscriptionId(*endpoint),
                                        EndpointInside::m_synAckSubscriptionId(*endpoint),
@@ -346,7 +346,7 @@ TEST_F(LeavingEndpoint, LeavesItsHandshakeSubscriptionsToTheConnection) {
 }
 
 // What follows for a host: its own name watch of the same number ends without a word.
-TEST_F(LeavingEndpoint, EndsANameWatchOfTheHostThatHasTheSameNumber) {
+TEST_F(EndOfAnEndpoint, RemovesANameWatchOfTheHostThatHasTheSameNumber) {
     std::optional<JavaMWDbusRemote> endpoint(std::in_place, "Applist");
     const unsigned endpointsId = EndpointInside::m_synSubscriptionId(*endpoint);
     std::vector<unsigned> watches;
@@ -367,7 +367,7 @@ TEST_F(LeavingEndpoint, EndsANameWatchOfTheHostThatHasTheSameNumber) {
                                              " passed to g_bus_unwatch_name()"));
 }
 
-TEST_F(LeavingEndpoint, KeepsTheHostsExitOnCloseAsItIs) {
+TEST_F(EndOfAnEndpoint, LeavesTheExitOnCloseOfTheHostUnchanged) {
     EXPECT_TRUE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
     { JavaMWDbusRemote endpoint("Applist"); }
     EXPECT_TRUE(g_dbus_connection_get_exit_on_close(Shared().Connection()));

@@ -86,7 +86,7 @@ TEST_F(Handshake, ConnectsToAPartnerThatAnswersOurSyn) {
     EXPECT_THAT(partner.Announcements(), ElementsAre("_CLIENT_SYN", "_CLIENT_ACK"));
 }
 
-TEST_F(Handshake, ConnectsToAPartnerThatComesLater) {
+TEST_F(Handshake, ConnectsToAPartnerThatStartsLater) {
     RecordingEndpoint endpoint;
     CapturedLog::Clear();
     Announce(partner, "_SYN");
@@ -107,7 +107,7 @@ TEST_F(Handshake, ConnectsToAPartnerThatComesLater) {
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, name}));
 }
 
-TEST_F(Handshake, CompletesByItselfInBothOrders) {
+TEST_F(Handshake, CompletesInBothOrdersOfStart) {
     {
         TestPartner first(bus, true, "First");
         RecordingEndpoint endpoint({}, "First");
@@ -174,7 +174,7 @@ TEST_F(Handshake, IgnoresTheFirstHalfOfAnAnnouncement) {
     EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
 }
 
-TEST_F(Handshake, HearsTheExactNamesOnly) {
+TEST_F(Handshake, IgnoresSimilarNames) {
     RecordingEndpoint endpoint;
     CapturedLog::Clear();
     for (const char* suffix : {"", "_SYN_", "_SYN_ACK_ACK", ".SYN", "_SY"}) {
@@ -195,7 +195,7 @@ std::ostream& operator<<(std::ostream& os, const SecondStep& row) {
 
 class SecondPartner : public Handshake, public testing::WithParamInterface<SecondStep> {};
 
-TEST_P(SecondPartner, IsDroppedWithoutAWordWhileOneIsBound) {
+TEST_P(SecondPartner, IsDroppedWithoutALogLineWhileAPartnerIsBound) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     TestPartner second(bus, false);
@@ -221,7 +221,7 @@ TEST_P(SecondPartner, IsDroppedWhileTheFirstHandshakeIsUnderWay) {
 }
 
 // One of the two is enough for the guard.
-TEST_P(SecondPartner, IsDroppedWhileAnyOfTheBindingIsLeft) {
+TEST_P(SecondPartner, IsDroppedUntilTheWholeBindingIsReleased) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     TestPartner second(bus, false);
@@ -238,7 +238,7 @@ INSTANTIATE_TEST_SUITE_P(All, SecondPartner,
                          testing::Values(SecondStep{"_SYN", "cb_SynNameOwnerChanged"},
                                          SecondStep{"_SYN_ACK", "cb_SynAckNameOwnerChanged"}));
 
-TEST_F(Handshake, DropsARestartedPartnerWhoseOldNameHasNotVanishedYet) {
+TEST_F(Handshake, DropsARestartedPartnerUntilTheOldNameVanishes) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     auto second = std::make_unique<TestPartner>(bus, false);
@@ -247,7 +247,7 @@ TEST_F(Handshake, DropsARestartedPartnerWhoseOldNameHasNotVanishedYet) {
     EXPECT_EQ(second->Announcements().size(), 0u);
 }
 
-TEST_F(Handshake, IgnoresAnAckWhileNobodyIsBound) {
+TEST_F(Handshake, IgnoresAnAckWithoutAPartner) {
     RecordingEndpoint endpoint;
     CapturedLog::Clear();
     Announce(partner, "_ACK");
@@ -258,7 +258,7 @@ TEST_F(Handshake, IgnoresAnAckWhileNobodyIsBound) {
 }
 
 // Meant: whoever may own the name counts.
-TEST_F(Handshake, TakesAnAckFromAnyoneWhileAPartnerIsBound) {
+TEST_F(Handshake, AcceptsAnAckOfAnyProcessWhileAPartnerIsBound) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN");
     TestPartner stranger(bus, false);
@@ -279,9 +279,9 @@ TEST_F(Handshake, ReportsReadyAgainForAnAckInStateThree) {
 
 // The loss of the partner
 
-class LosingThePartner : public Handshake {};
+class LossOfThePartner : public Handshake {};
 
-TEST_F(LosingThePartner, IsReportedOnceAndEndsTheBinding) {
+TEST_F(LossOfThePartner, IsReportedOnceAndEndsTheBinding) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     const std::string name = leaving->UniqueName();
     RecordingEndpoint endpoint;
@@ -298,7 +298,7 @@ TEST_F(LosingThePartner, IsReportedOnceAndEndsTheBinding) {
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, name}, Readiness{false, name}));
 }
 
-TEST_F(LosingThePartner, IsReportedBeforeTheBindingEnds) {
+TEST_F(LossOfThePartner, IsReportedBeforeTheBindingEnds) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     JavaMWDbusRemote* self = nullptr;
     int reports = 0;
@@ -323,7 +323,7 @@ TEST_F(LosingThePartner, IsReportedBeforeTheBindingEnds) {
     EXPECT_EQ(reports, 1);
 }
 
-TEST_F(LosingThePartner, LeavesNobodyToNotifyAlreadyInItsReport) {
+TEST_F(LossOfThePartner, RefusesNotificationsAlreadyDuringItsReport) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     JavaMWDbusRemote* self = nullptr;
     RecordingEndpoint::Actions actions;
@@ -345,7 +345,7 @@ TEST_F(LosingThePartner, LeavesNobodyToNotifyAlreadyInItsReport) {
               1u);
 }
 
-TEST_F(LosingThePartner, IgnoresAnotherNameThatVanishes) {
+TEST_F(LossOfThePartner, IsNotReportedForAnotherNameThatVanishes) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     for (const std::string& name :
@@ -360,7 +360,7 @@ TEST_F(LosingThePartner, IgnoresAnotherNameThatVanishes) {
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, partner.UniqueName()}));
 }
 
-TEST_F(LosingThePartner, ReleasesTheBindingOnTheBus) {
+TEST_F(LossOfThePartner, ReleasesTheBindingOnTheBus) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     const std::string name = leaving->UniqueName();
     RecordingEndpoint endpoint;
@@ -377,7 +377,7 @@ TEST_F(LosingThePartner, ReleasesTheBindingOnTheBus) {
         << "it does not announce itself again";
 }
 
-TEST_F(LosingThePartner, IsReportedBeforeReadinessToo) {
+TEST_F(LossOfThePartner, IsAlsoReportedBeforeReadiness) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     const std::string name = leaving->UniqueName();
     RecordingEndpoint endpoint;
@@ -389,7 +389,7 @@ TEST_F(LosingThePartner, IsReportedBeforeReadinessToo) {
     ExpectUnbound(endpoint);
 }
 
-TEST_F(LosingThePartner, IsFollowedByTheNextOne) {
+TEST_F(LossOfThePartner, IsFollowedByABindingToTheNextPartner) {
     RecordingEndpoint endpoint;
     std::vector<Readiness> expected;
     for (std::size_t i = 0; i < 5; ++i) {
@@ -500,7 +500,7 @@ protected:
     };
 };
 
-TEST_F(LateHandlers, LeaveTrafficToTheDefaultsUntilTheyStart) {
+TEST_F(LateHandlers, LeaveMessagesToTheDefaultHandlersUntilTheirStart) {
     Late endpoint;
     Announce(partner, "_SYN_ACK");
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Default handler - HandleConnectionReady = 1"),

@@ -17,7 +17,7 @@ std::ostream& operator<<(std::ostream& os, const Constant& row) {
 
 class Constants : public testing::TestWithParam<Constant> {};
 
-TEST_P(Constants, HaveTheValuesThatThePartnerKnows) {
+TEST_P(Constants, HaveTheValuesOfTheProtocol) {
     EXPECT_STREQ(GetParam().value, GetParam().expected);
 }
 
@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "name='Send'>      <arg type='ay' name='data' direction='in'/>      <arg "
                  "type='ay' name='response' direction='out'/>    </method>  </interface></node>"}));
 
-TEST(HandshakeStates, HaveTheirNumbers) {
+TEST(HandshakeStates, HaveTheDocumentedNumbers) {
     EXPECT_EQ(JavaMWDbusRemote::HANDSHAKE_NONE, 0);
     EXPECT_EQ(JavaMWDbusRemote::HANDSHAKE_SYN_SENT, 1);
     EXPECT_EQ(JavaMWDbusRemote::HANDSHAKE_SYN_ACK_SENT, 2);
@@ -48,14 +48,14 @@ TEST(HandshakeStates, HaveTheirNumbers) {
 }
 
 // The destructor takes the first two places.
-TEST(ChannelSlots, StandInTheirOrder) {
+TEST(ChannelSlots, FollowTheDocumentedOrder) {
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::HandleMessage), 2);
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::HandleNotification), 3);
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::HandleConnectionReady), 4);
     EXPECT_TRUE(std::has_virtual_destructor_v<JavaMWDbusRemote>);
 }
 
-TEST(ChannelSlots, LeaveTheOtherOperationsOutOfTheTable) {
+TEST(ChannelSlots, ContainNoOtherOperation) {
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::IsConnectionReady), -1);
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::BroadcastName), -1);
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::SendMessage), -1);
@@ -63,7 +63,7 @@ TEST(ChannelSlots, LeaveTheOtherOperationsOutOfTheTable) {
 
 class ChannelTable : public ChannelTest {};
 
-TEST_F(ChannelTable, LeadsToTheHandlersWhenCalledByPlace) {
+TEST_F(ChannelTable, CallsTheHandlersBySlotNumber) {
     RecordingEndpoint::Actions actions;
     actions.onMessage = [](Bytes&) { return ByteVector("reply"); };
     RecordingEndpoint endpoint(actions);
@@ -84,7 +84,7 @@ TEST_F(ChannelTable, LeadsToTheHandlersWhenCalledByPlace) {
     EXPECT_EQ(endpoint.Readinesses(), (std::vector<Readiness>{{true, ":1.7"}}));
 }
 
-TEST_F(ChannelTable, DestroysWhenCalledByPlace) {
+TEST_F(ChannelTable, CallsTheDestructorBySlotNumber) {
     using Destructor = void(JavaMWDbusRemote*);
     auto* const endpoint = new RecordingEndpoint();
     VirtualSlot::At<Destructor>(static_cast<JavaMWDbusRemote*>(endpoint), 1)(endpoint);

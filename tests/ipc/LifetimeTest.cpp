@@ -18,9 +18,9 @@ using testing::IsEmpty;
 const std::string REFUSED = "Empty user_data or connection not valid.";
 const std::string UNKNOWN_OBJECT = "org.freedesktop.DBus.Error.UnknownObject";
 
-class DeadEndpoint : public HeldBusTest {
+class DestroyedEndpoint : public HeldBusTest {
 protected:
-    static void LiveAndDie() { const RecordingEndpoint endpoint; }
+    static void ConstructAndDestroy() { const RecordingEndpoint endpoint; }
 
     TestPartner partner{bus, false};
 };
@@ -34,10 +34,11 @@ std::ostream& operator<<(std::ostream& os, const Step& row) {
     return os << row.suffix;
 }
 
-class StepForADeadEndpoint : public DeadEndpoint, public testing::WithParamInterface<Step> {};
+class StepForADestroyedEndpoint : public DestroyedEndpoint,
+                                  public testing::WithParamInterface<Step> {};
 
-TEST_P(StepForADeadEndpoint, IsRefusedWhileTheHostHoldsTheConnection) {
-    LiveAndDie();
+TEST_P(StepForADestroyedEndpoint, IsRefusedWhileTheHostHoldsTheConnection) {
+    ConstructAndDestroy();
     CapturedLog::Clear();
     partner.Announce(GetParam().suffix);
     IterateThroughTheBus();
@@ -46,13 +47,13 @@ TEST_P(StepForADeadEndpoint, IsRefusedWhileTheHostHoldsTheConnection) {
                 ElementsAre(called, "ERROR " + REFUSED, called, "ERROR " + REFUSED));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, StepForADeadEndpoint,
+INSTANTIATE_TEST_SUITE_P(All, StepForADestroyedEndpoint,
                          testing::Values(Step{"_SYN", "cb_SynNameOwnerChanged"},
                                          Step{"_SYN_ACK", "cb_SynAckNameOwnerChanged"},
                                          Step{"_ACK", "cb_AckNameOwnerChanged"}));
 
-TEST_F(DeadEndpoint, HasItsMessagesAnsweredWithAnErrorAtOnce) {
-    LiveAndDie();
+TEST_F(DestroyedEndpoint, HasItsMessagesAnsweredWithAnErrorAtOnce) {
+    ConstructAndDestroy();
     CapturedLog::Clear();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(CallFrom(partner, ByteVector("data"), OwnName()).error, UNKNOWN_OBJECT);
@@ -61,7 +62,7 @@ TEST_F(DeadEndpoint, HasItsMessagesAnsweredWithAnErrorAtOnce) {
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, REFUSED), 1u);
 }
 
-TEST_F(DeadEndpoint, HearsNothingOfItsPartnersEndAndSignals) {
+TEST_F(DestroyedEndpoint, ReceivesNoLossAndNoSignalsOfItsPartner) {
     auto lost = std::make_unique<TestPartner>(bus);
     {
         RecordingEndpoint endpoint;
@@ -127,7 +128,7 @@ TEST_F(QueuedDelivery, OfAMessageIsAnsweredWithAnError) {
     EXPECT_THAT(error, testing::AnyOf(UNKNOWN_OBJECT, "org.freedesktop.DBus.Error.NoReply"));
 }
 
-TEST_F(QueuedDelivery, OfANotificationReachesNobody) {
+TEST_F(QueuedDelivery, OfANotificationIsDroppedAfterTheDestructor) {
     auto endpoint = std::make_unique<RecordingEndpoint>();
     const std::string own = SharedBus::CurrentUniqueName();
     partner.Announce("_SYN_ACK");
@@ -140,7 +141,7 @@ TEST_F(QueuedDelivery, OfANotificationReachesNobody) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "cb_SignalCall"), 0u);
 }
 
-TEST_F(QueuedDelivery, OfThePartnersEndReachesNobody) {
+TEST_F(QueuedDelivery, OfTheLossOfThePartnerIsDroppedAfterTheDestructor) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     auto endpoint = std::make_unique<RecordingEndpoint>();
     leaving->Announce("_SYN_ACK");
@@ -157,7 +158,7 @@ TEST_F(QueuedDelivery, OfThePartnersEndReachesNobody) {
 
 class SecondEndpoint : public ChannelTest {};
 
-TEST_F(SecondEndpoint, HasNoObjectWhileTheFirstLives) {
+TEST_F(SecondEndpoint, HasNoObjectBesideTheFirst) {
     TestPartner partner(bus, false);
     RecordingEndpoint first;
     partner.Announce("_SYN_ACK");
@@ -189,7 +190,7 @@ TEST_F(SecondEndpoint, BecomesReadyWithTheFirstWhoseObjectServesBoth) {
         [&] { return first.Notifications().size() == 1 && second.Notifications().size() == 1; }));
 }
 
-TEST_F(SecondEndpoint, WorksWhenTheFirstHasGoneWithItsConnection) {
+TEST_F(SecondEndpoint, WorksAfterTheEndOfTheFirstAndItsConnection) {
     std::optional<RecordingEndpoint> first(std::in_place);
     first.reset();
     ASSERT_TRUE(SharedBus::WaitUntilReleased());
@@ -201,7 +202,7 @@ TEST_F(SecondEndpoint, WorksWhenTheFirstHasGoneWithItsConnection) {
     EXPECT_EQ(second.Messages().size(), 1u);
 }
 
-TEST_F(SecondEndpoint, HasItsMessagesRefusedWhileTheHostHoldsTheFirstOnesConnection) {
+TEST_F(SecondEndpoint, HasItsMessagesRefusedWhileTheHostHoldsTheFirstConnection) {
     const SharedBus shared;
     std::optional<RecordingEndpoint> first(std::in_place);
     // At another address than the first one.
@@ -218,7 +219,7 @@ TEST_F(SecondEndpoint, HasItsMessagesRefusedWhileTheHostHoldsTheFirstOnesConnect
 }
 
 // What was meant for the dead one reaches the living one too, and changes nothing for it.
-TEST_F(SecondEndpoint, ConnectsAlsoAtTheAddressOfTheFirst) {
+TEST_F(SecondEndpoint, AlsoConnectsAtTheAddressOfTheFirst) {
     const SharedBus shared;
     alignas(RecordingEndpoint) unsigned char memory[sizeof(RecordingEndpoint)];
     auto* const first = new (memory) RecordingEndpoint();
@@ -271,7 +272,7 @@ protected:
     }
 };
 
-TEST_F(LoopInAnotherThread, BringsTheCallbacks) {
+TEST_F(LoopInAnotherThread, RunsTheCallbacks) {
     RecordingEndpoint endpoint;
     TestPartner partner(bus); // comes when the handlers have been started
     partner.Announce("_SYN");
@@ -284,7 +285,7 @@ TEST_F(LoopInAnotherThread, BringsTheCallbacks) {
     EXPECT_EQ(endpoint.SendMessage(data), ByteVector("reply"));
 }
 
-TEST_F(LoopInAnotherThread, FinishesAReadinessHandlerBeforeTheEndpointGoes) {
+TEST_F(LoopInAnotherThread, FinishesAReadinessHandlerBeforeTheDestructorReturns) {
     TestPartner partner(bus);
     std::promise<void> entered;
     std::promise<void> release;
@@ -312,7 +313,7 @@ TEST_F(LoopInAnotherThread, FinishesAReadinessHandlerBeforeTheEndpointGoes) {
     EXPECT_TRUE(destroyed.get());
 }
 
-TEST_F(LoopInAnotherThread, LetsEndpointsGoAtAnyMomentOfTheHandshake) {
+TEST_F(LoopInAnotherThread, AllowsTheDestructionOfEndpointsAtAnyMomentOfTheHandshake) {
     std::atomic<bool> stop{false};
     TestPartner partner(bus);
     std::thread announcer([&] {
@@ -333,7 +334,7 @@ TEST_F(LoopInAnotherThread, LetsEndpointsGoAtAnyMomentOfTheHandshake) {
     SUCCEED() << "the sanitizers would tell";
 }
 
-TEST_F(LoopInAnotherThread, LetsEndpointsGoWhileTheirPartnersCome) {
+TEST_F(LoopInAnotherThread, AllowsTheDestructionOfEndpointsDuringTheStartOfPartners) {
     for (int i = 0; i < 20; ++i) {
         auto partner = std::make_unique<TestPartner>(bus);
         auto endpoint = std::make_unique<RecordingEndpoint>();

@@ -60,7 +60,7 @@ TEST_F(LogPrefix, NamesFileFunctionAndLineTwice) {
     }
 }
 
-TEST_F(LogPrefix, ComesWithTheMainBufferTheTagAndAKnownPriority) {
+TEST_F(LogPrefix, HasTheMainBufferTheTagAndADefinedPriority) {
     Live();
     for (const CapturedLog::Line& line : CapturedLog::Lines()) {
         EXPECT_EQ(line.bufferId, 0) << line.text;
@@ -106,7 +106,7 @@ const Origin ORIGINS[] = {
     {"HandleConnectionReady state=", "HandleConnectionReady", ADAPTER},
 };
 
-TEST_F(LogPrefix, NamesTheOperationThatALineTellsOf) {
+TEST_F(LogPrefix, NamesTheOperationOfTheLine) {
     Live();
     const auto lines = CapturedLog::Lines();
     for (const Origin& origin : ORIGINS) {

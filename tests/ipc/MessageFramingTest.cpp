@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(
         Framed{std::numeric_limits<std::int32_t>::min(), ByteVector({0, 0, 0, 0x80})}));
 
 // Each bit of the id has its place, whatever the machine's byte order.
-TEST(MessageFrame, HasAPlaceForEachBitOfTheId) {
+TEST(MessageFrame, KeepsEachBitOfTheId) {
     for (unsigned bit = 0; bit < 32; ++bit) {
         Bytes expected(4, '\0');
         expected[bit / 8] = static_cast<char>(static_cast<unsigned char>(1u << (bit % 8)));
@@ -66,13 +66,13 @@ TEST(MessageFrame, HasAPlaceForEachBitOfTheId) {
     }
 }
 
-TEST(MessageFrame, HasTheIdBehindThePayload) {
+TEST(MessageFrame, HasTheIdAfterThePayload) {
     Bytes message = ByteVector("ab");
     MessageFraming::AppendId(message, 2);
     EXPECT_EQ(message, ByteVector({0x61, 0x62, 0x02, 0x00, 0x00, 0x00}));
 }
 
-TEST(MessageFrame, LeavesThePayloadWhenTheIdIsTaken) {
+TEST(MessageFrame, IsThePayloadAfterTheRemovalOfTheId) {
     Bytes message = ByteVector({0x61, 0x62, 0x02, 0x00, 0x00, 0x00});
     std::int32_t id = 0;
     EXPECT_TRUE(MessageFraming::RemoveId(message, id));

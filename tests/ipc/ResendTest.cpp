@@ -84,7 +84,7 @@ std::ostream& operator<<(std::ostream& os, const OwedAnswer& row) {
 
 class FailedAnswer : public Resend, public testing::WithParamInterface<OwedAnswer> {};
 
-TEST_P(FailedAnswer, IsRecordedWhileTheBindingStays) {
+TEST_P(FailedAnswer, IsRecordedAndLeavesTheBindingUnchanged) {
     RecordingEndpoint endpoint;
     DenyAnswers();
     CapturedLog::Clear();
@@ -109,7 +109,7 @@ TEST_P(FailedAnswer, IsRecordedWhileTheBindingStays) {
     EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
 }
 
-TEST_P(FailedAnswer, IsAnnouncedAgainUntilItGoesThrough) {
+TEST_P(FailedAnswer, IsAnnouncedAgainUntilTheBusAcceptsIt) {
     RecordingEndpoint endpoint;
     DenyAnswers();
     Announce(partner, GetParam().partnersStep);
@@ -123,7 +123,7 @@ TEST_P(FailedAnswer, IsAnnouncedAgainUntilItGoesThrough) {
     EXPECT_EQ(ThreadCalls::Requested(), 1);
 }
 
-TEST_P(FailedAnswer, TellsInTheLogHowItIsResent) {
+TEST_P(FailedAnswer, LogsEachStepOfItsResending) {
     RecordingEndpoint endpoint;
     DenyAnswers();
     Announce(partner, GetParam().partnersStep);
@@ -189,7 +189,7 @@ TEST_F(Resend, ReportsNothingForASynAck) {
 }
 
 // Meant: what goes through late counts late.
-TEST_F(Resend, TakesTheStateBackFromThreeToTwo) {
+TEST_F(Resend, ResetsTheStateFromThreeToTwo) {
     RecordingEndpoint endpoint;
     DenyAnswers();
     Announce(partner, "_SYN");
@@ -205,7 +205,7 @@ TEST_F(Resend, TakesTheStateBackFromThreeToTwo) {
 }
 
 // A release that failed leaves the name owned, and a name that is owned cannot be requested.
-TEST_F(Resend, GoesOnForAsLongAsARefusedReleaseLeavesTheNameOwned) {
+TEST_F(Resend, ContinuesWhileARefusedReleaseLeavesTheNameOwned) {
     RecordingEndpoint endpoint;
     bus.SetPolicy(Deny::Calling("ReleaseName"));
     // Not announced by the partner, who could not release its name either.
@@ -342,7 +342,7 @@ TEST_F(Resend, StartsAnotherThreadAfterTheFirstHasEnded) {
     EXPECT_EQ(ThreadCalls::Joined(), 2);
 }
 
-TEST_F(Resend, LeavesNoThreadBehind) {
+TEST_F(Resend, JoinsItsThread) {
     const std::size_t before = ThreadCount();
     {
         RecordingEndpoint endpoint;
@@ -376,7 +376,7 @@ TEST_F(Resend, KeepsTheAnswerWhenNoThreadCanBeStarted) {
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
 }
 
-TEST_F(Resend, IsLeftAloneByAnEndpointThatCouldNotStartIt) {
+TEST_F(Resend, WithoutAStartedThreadIsNotJoined) {
     {
         RecordingEndpoint endpoint;
         DenyAnswers();
@@ -408,7 +408,7 @@ TEST_F(Resend, EndsSoonWithAnEndpointWhoseAnswerKeepsFailing) {
 }
 
 // Each endpoint ends somewhere else in its thread's period and passes.
-TEST_F(Resend, EndsWithItsEndpointWhereverItIs) {
+TEST_F(Resend, EndsWithItsEndpointAtEachStep) {
     DenyAnswers();
     for (int i = 0; i < 6; ++i) {
         std::optional<RecordingEndpoint> endpoint(std::in_place);
@@ -424,7 +424,7 @@ TEST_F(Resend, EndsWithItsEndpointWhereverItIs) {
     EXPECT_EQ(ThreadCalls::Joined(), 6);
 }
 
-TEST_F(Resend, LetsItsReportFinishBeforeTheEndpointGoes) {
+TEST_F(Resend, FinishesItsReportBeforeTheDestructorReturns) {
     std::promise<void> entered;
     std::promise<void> release;
     std::atomic<bool> finished{false};
@@ -474,7 +474,7 @@ TEST_F(ResendPass, EndsTheTimerWhenTheTableIsEmpty) {
                             "DEBUG Nothing left to resend, closing timer"));
 }
 
-TEST_F(ResendPass, DropsAnUnknownSuffixWithoutAWord) {
+TEST_F(ResendPass, DropsAnUnknownSuffixWithoutALogLine) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     for (const char* suffix : {"_SYN", "", "ACK", "_ACK_", "_SYN_ACK "}) {
@@ -491,7 +491,7 @@ TEST_F(ResendPass, DropsAnUnknownSuffixWithoutAWord) {
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
 }
 
-TEST_F(ResendPass, GoesThroughTheTableInTheOrderOfItsKeysAndKeepsWhatFails) {
+TEST_F(ResendPass, FollowsTheOrderOfTheKeysAndKeepsFailedAnswers) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     DenyAnswers();
@@ -543,7 +543,7 @@ TEST_F(ResendPass, WaitsForAHandshakeCallbackUnderWay) {
     EXPECT_EQ(pass.get(), 0);
 }
 
-TEST_F(ResendPass, FindsNothingForAnEndpointThatIsGone) {
+TEST_F(ResendPass, DoesNothingForADestroyedEndpoint) {
     std::optional<RecordingEndpoint> endpoint(std::in_place);
     void* const address = &*endpoint;
     endpoint.reset();

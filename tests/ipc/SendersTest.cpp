@@ -17,7 +17,7 @@ protected:
     std::optional<LoopThread> loop{std::in_place};
 };
 
-TEST_F(Senders, SurviveAPartnerThatRestartsManyTimes) {
+TEST_F(Senders, ContinueWithAPartnerThatRestartsManyTimes) {
     RecordingEndpoint endpoint;
     std::atomic<bool> stop{false};
     std::atomic<int> answered{0};
@@ -61,7 +61,7 @@ TEST_F(Senders, SurviveAPartnerThatRestartsManyTimes) {
     EXPECT_EQ(endpoint.Readinesses().size(), 80u);
 }
 
-TEST_F(Senders, GetTheirOwnReplies) {
+TEST_F(Senders, ReceiveTheirOwnReplies) {
     TestPartner partner(bus);
     partner.AnswerWith([](const Bytes& request) { return request; });
     RecordingEndpoint endpoint;

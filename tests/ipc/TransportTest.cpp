@@ -21,7 +21,7 @@ std::vector<char> Megabyte() {
 
 class SendingMessages : public ConnectedTest {};
 
-TEST_F(SendingMessages, BringsTheBytesToThePartnerAndTheReplyBack) {
+TEST_F(SendingMessages, SendsTheBytesAndReturnsTheReply) {
     Connect();
     partner.AnswerWith([](const Bytes&) { return ByteVector({0x00, 0xff, 0x7a}); });
     Bytes data = ByteVector({0x61, 0x00, 0x80, 0xff});
@@ -86,7 +86,7 @@ TEST_F(SendingMessages, LogsAnErrorAnswer) {
                             "GDBus.Error:org.example.Error.Full: no room"));
 }
 
-TEST_F(SendingMessages, TakesAPercentSignOfThePartnerAsText) {
+TEST_F(SendingMessages, LogsAPercentSignOfThePartnerUnchanged) {
     Connect();
     partner.AnswerWithError("org.example.Error.Full", "100%s %n%d");
     Bytes data = ByteVector("data");
@@ -97,7 +97,7 @@ TEST_F(SendingMessages, TakesAPercentSignOfThePartnerAsText) {
               1u);
 }
 
-TEST_F(SendingMessages, FailsAtOnceWhenThePartnerHasGoneUnnoticed) {
+TEST_F(SendingMessages, FailsAtOnceAfterAnUndetectedLossOfThePartner) {
     auto leaving = std::make_unique<TestPartner>(bus, false, "Other");
     RecordingEndpoint other(RecordingEndpoint::Actions{}, "Other");
     leaving->Announce("_SYN_ACK");
@@ -162,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(All, NotificationOfAnotherType, WRONG_BODIES, NameOfWro
 
 class SendingTooEarly : public HeldBusTest {};
 
-TEST_F(SendingTooEarly, SaysSoOnStandardOutputAndLeavesTheBusAlone) {
+TEST_F(SendingTooEarly, IsReportedOnStandardOutputWithoutAMessage) {
     JavaMWDbusRemote endpoint("Applist");
     BusMonitor monitor(bus);
     CapturedLog::Clear();
@@ -190,7 +190,7 @@ protected:
     WithoutAProxy() : HeldBusTest(Deny::Calling("StartServiceByName")) {}
 };
 
-TEST_F(WithoutAProxy, TheHandshakeGoesOnAndMessagesAreRefused) {
+TEST_F(WithoutAProxy, TheHandshakeContinuesAndMessagesAreRefused) {
     RecordingEndpoint endpoint;
     CapturedLog::Clear();
     g_autoptr(GVariant) change =
@@ -215,7 +215,7 @@ TEST_F(WithoutAProxy, TheHandshakeGoesOnAndMessagesAreRefused) {
     EXPECT_THAT(CapturedLog::Messages(), IsEmpty());
 }
 
-TEST_F(WithoutAProxy, TheOtherHandshakeGoesOnToo) {
+TEST_F(WithoutAProxy, TheOtherHandshakeAlsoContinues) {
     RecordingEndpoint endpoint;
     CapturedLog::Clear();
     g_autoptr(GVariant) change =
@@ -272,7 +272,7 @@ TEST_F(SendingNotifications, ReachesTheNamedPartner) {
     EXPECT_THAT(partner.Notifications(), ElementsAre(ByteVector("named")));
 }
 
-TEST_F(SendingNotifications, IsRefusedForAnybodyElse) {
+TEST_F(SendingNotifications, IsRefusedForAnotherProcess) {
     Connect();
     BusMonitor monitor(bus);
     const std::string name = partner.UniqueName();
@@ -303,7 +303,7 @@ TEST_F(SendingNotifications, IsRefusedWithoutTheSignalSubscription) {
 
 class ReceivingNotifications : public ConnectedTest {};
 
-TEST_F(ReceivingNotifications, HandsTheBytesToTheHandler) {
+TEST_F(ReceivingNotifications, PassesTheBytesToTheHandler) {
     Connect();
     partner.Notify(OwnName(), ByteVector({0x61, 0x00, 0xff}));
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
@@ -315,14 +315,14 @@ TEST_F(ReceivingNotifications, HandsTheBytesToTheHandler) {
                             "signal_name=SendSignal"));
 }
 
-TEST_F(ReceivingNotifications, HandsOverAnEmptyArray) {
+TEST_F(ReceivingNotifications, PassesAnEmptyArrayToTheHandler) {
     Connect();
     partner.Notify(OwnName(), {});
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
     EXPECT_THAT(endpoint->Notifications(), ElementsAre(Bytes()));
 }
 
-TEST_F(ReceivingNotifications, HandsOverAMegabyte) {
+TEST_F(ReceivingNotifications, PassesAMegabyteToTheHandler) {
     Connect();
     partner.Notify(OwnName(), Megabyte());
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
@@ -340,7 +340,7 @@ TEST_F(ReceivingNotifications, KeepsTheirOrder) {
     EXPECT_EQ(endpoint->Notifications(), sent);
 }
 
-TEST_F(ReceivingNotifications, HearsThePartnerOnly) {
+TEST_F(ReceivingNotifications, IgnoresOtherProcesses) {
     Connect();
     TestPartner stranger(bus, false);
     stranger.Notify(OwnName(), ByteVector("stranger"));
@@ -351,7 +351,7 @@ TEST_F(ReceivingNotifications, HearsThePartnerOnly) {
 }
 
 // The member is not looked at: every signal of the interface counts.
-TEST_F(ReceivingNotifications, TakesEverySignalOfTheInterface) {
+TEST_F(ReceivingNotifications, AcceptsEachSignalOfTheInterface) {
     Connect();
     g_dbus_connection_emit_signal(partner.Connection(), OwnName().c_str(), PATH, INTERFACE,
                                   "AnotherSignal", g_variant_new_parsed("([byte 0x37],)"), nullptr);
@@ -359,7 +359,7 @@ TEST_F(ReceivingNotifications, TakesEverySignalOfTheInterface) {
     EXPECT_THAT(endpoint->Notifications(), ElementsAre(ByteVector("7")));
 }
 
-TEST_F(ReceivingNotifications, SurvivesAHandlerThatThrows) {
+TEST_F(ReceivingNotifications, ContinuesAfterAHandlerThatThrows) {
     RecordingEndpoint::Actions actions;
     actions.onNotification = [](Bytes& data) {
         if (data.empty()) {
@@ -377,7 +377,7 @@ TEST_F(ReceivingNotifications, SurvivesAHandlerThatThrows) {
 
 class ReceivingMessages : public ConnectedTest {};
 
-TEST_F(ReceivingMessages, AnswersWithWhatTheHandlerReturns) {
+TEST_F(ReceivingMessages, AnswersWithTheResultOfTheHandler) {
     RecordingEndpoint::Actions actions;
     actions.onMessage = [](Bytes&) { return ByteVector({0xfe, 0x00}); };
     Connect(actions);
@@ -407,7 +407,7 @@ TEST_F(ReceivingMessages, CarriesAMegabyteBothWays) {
     EXPECT_TRUE(endpoint->Messages().front() == Megabyte());
 }
 
-TEST_F(ReceivingMessages, ServesThemBeforeTheHandshakeIsFinished) {
+TEST_F(ReceivingMessages, AnswersMessagesBeforeTheHandshakeIsFinished) {
     RecordingEndpoint::Actions actions;
     actions.onMessage = [](Bytes&) { return ByteVector("early"); };
     TestPartner silent(bus, false, "Early");
@@ -434,7 +434,7 @@ TEST_F(ReceivingMessages, AnswersAHandlersExceptionWithAnError) {
 }
 
 // GDBus refuses them before the endpoint hears of them.
-TEST_F(ReceivingMessages, NeverSeesOtherMethodsAndTypes) {
+TEST_F(ReceivingMessages, ExcludesOtherMethodsAndTypes) {
     Connect();
     const auto errorOf = [&](const char* method, const char* body) {
         return WhileIterating([&]() -> std::string {
@@ -493,7 +493,7 @@ TEST_F(DefaultHandlers, EchoANotification) {
               "event\n");
 }
 
-TEST_F(DefaultHandlers, LogReadinessAndNothingElse) {
+TEST_F(DefaultHandlers, OnlyLogReadiness) {
     JavaMWDbusRemote endpoint("Applist");
     CapturedLog::Clear();
     EXPECT_EQ(Written([&] {

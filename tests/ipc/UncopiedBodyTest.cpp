@@ -22,14 +22,14 @@ std::string Printed(GVariant* value) {
     return text;
 }
 
-TEST(UncopiedBody, AreAStructureOfOneArrayInTheVectorsOrder) {
+TEST(UncopiedBody, IsAStructureOfOneArrayInTheOrderOfTheVector) {
     Bytes data = ByteVector({0x61, 0x00, 0xff, 0x80});
     const UncopiedBody message(data);
     EXPECT_STREQ(g_variant_get_type_string(message.Get()), "(ay)");
     EXPECT_EQ(Printed(message.Get()), "([byte 0x61, 0x00, 0xff, 0x80],)");
 }
 
-TEST(UncopiedBody, AreAnEmptyArrayForAnEmptyVector) {
+TEST(UncopiedBody, IsAnEmptyArrayForAnEmptyVector) {
     Bytes data;
     {
         const UncopiedBody message(data);
@@ -38,7 +38,7 @@ TEST(UncopiedBody, AreAnEmptyArrayForAnEmptyVector) {
     EXPECT_THAT(data, IsEmpty());
 }
 
-TEST(UncopiedBody, AreNotCopied) {
+TEST(UncopiedBody, UsesTheStorageOfTheVector) {
     Bytes data = ByteVector("data");
     const char* const before = data.data();
     {
@@ -50,7 +50,7 @@ TEST(UncopiedBody, AreNotCopied) {
     EXPECT_EQ(data, ByteVector("data"));
 }
 
-TEST(UncopiedBody, GoToABodyThatOutlivesTheLoan) {
+TEST(UncopiedBody, LeavesTheBytesToABodyThatOutlivesIt) {
     Bytes data = ByteVector("data");
     g_autoptr(GVariant) kept = nullptr;
     {
@@ -108,7 +108,7 @@ private:
 
 class LargeMessages : public ConnectedTest {};
 
-TEST_F(LargeMessages, ArriveAsTheyWereWhenTheVectorIsOverwrittenAfterTheCall) {
+TEST_F(LargeMessages, ArriveUnchangedWhenTheVectorIsOverwrittenAfterTheCall) {
     Connect();
     constexpr std::size_t COUNT = 100;
     Bytes data(64 * 1024);
@@ -124,7 +124,7 @@ TEST_F(LargeMessages, ArriveAsTheyWereWhenTheVectorIsOverwrittenAfterTheCall) {
     }
 }
 
-TEST_F(LargeMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
+TEST_F(LargeMessages, StayUnchangedInAMessageFilterThatKeepsThem) {
     Connect();
     const SharedBus shared;
     KeptMessages kept(shared.Connection());
@@ -139,7 +139,7 @@ TEST_F(LargeMessages, StayAsTheyWereWithAFilterThatKeepsThem) {
 }
 
 // The message is written, and the filter called, long after the call has been given up.
-TEST_F(LargeMessages, StayAsTheyWereWhenTheBusStallsLongerThanTheCall) {
+TEST_F(LargeMessages, StayUnchangedWhenTheBusStallsLongerThanTheCall) {
     Connect();
     const SharedBus shared;
     KeptMessages kept(shared.Connection());

@@ -16,7 +16,7 @@ using testing::StartsWith;
 
 namespace {
 
-class Refusal : public testing::TestWithParam<Daemon> {
+class RefusedRole : public testing::TestWithParam<Daemon> {
 protected:
     void SetUp() override {
         UseDaemon(GetParam());
@@ -25,7 +25,7 @@ protected:
 };
 
 // Root too: the rules for everybody hold for it.
-TEST_P(Refusal, WithoutThePolicyIsInTheLogWithTheBussOwnWords) {
+TEST_P(RefusedRole, OfAHostWithoutThePolicyIsLoggedWithTheErrorOfTheBus) {
     const StockBus bus("");
     { const AppListProxy list; }
     EXPECT_TRUE(SharedBus::WaitUntilReleased());
@@ -36,7 +36,7 @@ TEST_P(Refusal, WithoutThePolicyIsInTheLogWithTheBussOwnWords) {
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot get response for name request"), 1U);
 }
 
-TEST_P(Refusal, IsWhatThePartnerToolSaysAndEndsWith) {
+TEST_P(RefusedRole, IsPrintedByThePartnerToolWhichExits) {
     const StockBus bus("");
     ToolProcess partner({"partner"});
     EXPECT_EQ(partner.WaitForExit(), 1);
@@ -44,7 +44,7 @@ TEST_P(Refusal, IsWhatThePartnerToolSaysAndEndsWith) {
                 HasSubstr("the bus policy refuses the name org.morva.JavaMW.Applist_SERVICE_SYN"));
 }
 
-TEST_P(Refusal, MeetsWhoHasTheOtherRole) {
+TEST_P(RefusedRole, OfAUserWithTheOtherRoleIsPrinted) {
     const std::string me = std::to_string(geteuid());
     const StockBus bus(Policy::Make({"APPLIST_BUS_HOST_USER=" + me,
                                      std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER}));
@@ -53,7 +53,7 @@ TEST_P(Refusal, MeetsWhoHasTheOtherRole) {
     EXPECT_THAT(partner.Errors(), HasSubstr("the bus policy refuses the name"));
 }
 
-INSTANTIATE_TEST_SUITE_P(On, Refusal, testing::ValuesIn(DAEMONS),
+INSTANTIATE_TEST_SUITE_P(On, RefusedRole, testing::ValuesIn(DAEMONS),
                          [](const auto& row) { return NameOf(row.param); });
 
 } // namespace

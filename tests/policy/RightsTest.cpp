@@ -47,17 +47,17 @@ protected:
     }
 };
 
-TEST_P(RightsTest, AreThoseOfTheRolesAndNobodyElses) {
+TEST_P(RightsTest, BelongToTheRolesAlone) {
     EXPECT_EQ(RightsUnder(Policy::Make(SettingsForUsers())), HOST_RIGHTS + PARTNER_RIGHTS);
 }
 
 // What the policy is for: a bus without it refuses too much, and the signals too little.
-TEST_P(RightsTest, WithoutThePolicyAreSignalsForAnybodyAndNothingElse) {
+TEST_P(RightsTest, WithoutThePolicyAllowSignalsOfEachUserAlone) {
     EXPECT_THAT(RightsUnder(""),
                 ElementsAre("host signals", "partner signals", "stranger signals"));
 }
 
-TEST_P(RightsTest, OfThePolicyComeWithAReload) {
+TEST_P(RightsTest, OfThePolicyApplyAfterAReload) {
     StockBus bus("");
     bus.Install(Policy::Make(SettingsForUsers()));
     EXPECT_EQ(RightsOf(bus.Bus(), BusUser(Users::HOST), BusUser(Users::PARTNER),
@@ -92,7 +92,7 @@ TEST_P(RightsTest, ChangeByOneWithEachRuleThatIsRemoved) {
     }
 }
 
-TEST_P(RightsTest, EndAtTheObjectTheInterfaceAndTheMembers) {
+TEST_P(RightsTest, AreLimitedToTheObjectTheInterfaceAndTheMembers) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
     Player host(bus.Bus(), BusUser(Users::HOST));
     Player partner(bus.Bus(), BusUser(Users::PARTNER));
@@ -121,7 +121,7 @@ TEST_P(RightsTest, EndAtTheObjectTheInterfaceAndTheMembers) {
 }
 
 // Signals of others than ours are none of the policy's business.
-TEST_P(RightsTest, OfStrangersToOtherSignalsStay) {
+TEST_P(RightsTest, OfOtherUsersToOtherSignalsStay) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
     Player host(bus.Bus(), BusUser(Users::HOST));
     Player stranger(bus.Bus(), BusUser(Users::STRANGER));
@@ -129,7 +129,7 @@ TEST_P(RightsTest, OfStrangersToOtherSignalsStay) {
 }
 
 // What GLib must see through, unless a rule that is not ours keeps it away.
-TEST_P(RightsTest, ToForgeTheBussSignalsEndWithARuleForThat) {
+TEST_P(RightsTest, ToForgeSignalsOfTheBusEndWithARuleAgainstThem) {
     const Message forged = {G_DBUS_MESSAGE_TYPE_SIGNAL, "NameOwnerChanged", "org.freedesktop.DBus",
                             "/org/freedesktop/DBus"};
     StockBus bus(Policy::Make(SettingsForUsers()));
@@ -142,7 +142,7 @@ TEST_P(RightsTest, ToForgeTheBussSignalsEndWithARuleForThat) {
     EXPECT_TRUE(host.HearsOwnerChanges());
 }
 
-TEST_P(RightsTest, OfRootWithoutARoleAreToWatch) {
+TEST_P(RightsTest, OfRootWithoutARoleAllowMonitoringAlone) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
     const BusUser root("root");
     EXPECT_THAT(RightsOf(bus.Bus(), BusUser(Users::HOST), BusUser(Users::PARTNER), root) -
@@ -161,7 +161,7 @@ TEST_P(RightsTest, OfAGroupBelongToItsMembersAlone) {
     }
 }
 
-TEST_P(RightsTest, OfOneUserAreThoseOfBothRoles) {
+TEST_P(RightsTest, OfOneUserIncludeBothRoles) {
     const std::string policy =
         Policy::Make({std::string("APPLIST_BUS_HOST_USER=") + Users::HOST,
                       std::string("APPLIST_BUS_PARTNER_USER=") + Users::HOST});
@@ -175,7 +175,7 @@ TEST_P(RightsTest, OfOneUserAreThoseOfBothRoles) {
               HOST_RIGHTS + PARTNER_RIGHTS + others);
 }
 
-TEST_P(RightsTest, ByDefaultAreRootsAlone) {
+TEST_P(RightsTest, ByDefaultBelongToRootAlone) {
     const Rights rights = RightsUnder(Policy::Make({}));
     EXPECT_THAT(rights, IsEmpty());
     const StockBus bus(Policy::Make({}));
@@ -188,7 +188,7 @@ TEST_P(RightsTest, ByDefaultAreRootsAlone) {
 }
 
 // The tries themselves: on a bus that allows everything, they find that it does.
-TEST_P(RightsTest, AreFoundWhereTheyAre) {
+TEST_P(RightsTest, AreAllDetectedOnABusWithoutRestrictions) {
     const PrivateBus bus([](const std::string& address) {
         const std::string eavesdrop = GetParam() == Daemon::DBUS_DAEMON ? " eavesdrop='true'" : "";
         return "<busconfig><listen>" + address +

@@ -60,9 +60,9 @@ const Cast CASTS[] = {
 
 using Row = std::tuple<Daemon, Cast>;
 
-class MainJob : public testing::TestWithParam<Row> {
+class RolesWithThePolicy : public testing::TestWithParam<Row> {
 protected:
-    MainJob() : m_cast(std::get<Cast>(GetParam())) {}
+    RolesWithThePolicy() : m_cast(std::get<Cast>(GetParam())) {}
 
     void SetUp() override {
         if (m_cast.needsRoot) {
@@ -110,7 +110,7 @@ private:
     }
 };
 
-TEST_P(MainJob, IsDoneWhenThePartnerIsThereFirst) {
+TEST_P(RolesWithThePolicy, ExchangeTheListWhenThePartnerStartsFirst) {
     const StockBus bus(Policy::Make(m_cast.settings));
     const auto partner = StartPartner();
     ASSERT_TRUE(partner->WaitFor("_SERVICE_SYN"));
@@ -118,7 +118,7 @@ TEST_P(MainJob, IsDoneWhenThePartnerIsThereFirst) {
     ExchangeEverything(*host, *partner);
 }
 
-TEST_P(MainJob, IsDoneWhenTheHostIsThereFirst) {
+TEST_P(RolesWithThePolicy, ExchangeTheListWhenTheHostStartsFirst) {
     const StockBus bus(Policy::Make(m_cast.settings));
     const auto host = StartHost();
     ASSERT_TRUE(host->WaitFor("no partner yet"));
@@ -126,7 +126,7 @@ TEST_P(MainJob, IsDoneWhenTheHostIsThereFirst) {
     ExchangeEverything(*host, *partner);
 }
 
-INSTANTIATE_TEST_SUITE_P(On, MainJob,
+INSTANTIATE_TEST_SUITE_P(On, RolesWithThePolicy,
                          testing::Combine(testing::ValuesIn(DAEMONS), testing::ValuesIn(CASTS)),
                          [](const testing::TestParamInfo<Row>& row) {
                              return NameOf(std::get<Daemon>(row.param)) +

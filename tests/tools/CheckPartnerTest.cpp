@@ -80,7 +80,7 @@ wait 600
                 HasSubstr("Photos"));
 }
 
-TEST_F(CheckPartner, AsksForAPartnerAndReportsThatNoneAnswers) {
+TEST_F(CheckPartner, ReportsAMissingPartner) {
     ToolProcess check({"check", "partner", "--limit=0.2", "--wait=0.3"});
     EXPECT_EQ(ExitStatusOf(check), 1);
     EXPECT_THAT(check.Output(), HasSubstr("Please start the partner, within 0.3 s."));
@@ -88,7 +88,7 @@ TEST_F(CheckPartner, AsksForAPartnerAndReportsThatNoneAnswers) {
     EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
 }
 
-TEST_F(CheckPartner, ChecksAPartnerThatRunsAlready) {
+TEST_F(CheckPartner, ChecksARunningPartner) {
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     ToolProcess check({"check", "partner", "--wait=0"});
@@ -174,7 +174,7 @@ TEST_P(FaultyPartner, IsReportedBroken) {
     EXPECT_THAT(verdict, HasSubstr(GetParam().evidence)) << check.Output();
 }
 
-TEST(FaultyPartners, OfTheseTestsCoverTheTable) {
+TEST(FaultyPartners, CoverTheTableOfFaults) {
     for (const RequestKind& kind : Protocol::REQUESTS) {
         const std::string duty = "answers " + std::to_string(kind.id) + ", " + kind.word;
         EXPECT_TRUE(std::any_of(std::begin(ROWS), std::end(ROWS), [&](const Row& row) {
@@ -201,7 +201,7 @@ std::vector<std::string> BrokenDuties(const std::string& output) {
 }
 
 // A partner that does what the host does and no more. scripts/long-run repeats the test.
-TEST_F(CheckPartner, FindsFiveDutiesBrokenAtAStrictMirrorOfTheHost) {
+TEST_F(CheckPartner, ReportsFiveBrokenDutiesOfAStrictMirrorOfTheHost) {
     const std::string partner = PartnerWith("fault strict-mirror\nwait 600\n");
     for (int i = 0; i < Repetitions(1); ++i) {
         ToolProcess check({"check", "partner", "--wait=0", "--restart", partner});
@@ -217,7 +217,7 @@ TEST_F(CheckPartner, FindsFiveDutiesBrokenAtAStrictMirrorOfTheHost) {
 }
 
 // The check continues to its end after the partner leaves the bus.
-TEST_F(CheckPartner, EndsWhenThePartnerLeavesTheBus) {
+TEST_F(CheckPartner, ExitsWhenThePartnerLeavesTheBus) {
     ToolProcess check({"check", "partner", "--wait=0", "--limit=1", "--restart",
                        PartnerWith("fault vanish 4\nwait 600\n")});
     EXPECT_EQ(ExitStatusOf(check), 4);

@@ -250,7 +250,7 @@ const FaultRow SHOWN_BY_RULES[] = {
 
 class PlantedFault : public testing::TestWithParam<FaultRow> {};
 
-TEST_P(PlantedFault, IsNamed) {
+TEST_P(PlantedFault, IsReportedByItsName) {
     const Result result = GetParam().look();
     EXPECT_EQ(result.status, GetParam().status) << result.text;
     EXPECT_THAT(result.text, HasSubstr(GetParam().named));
@@ -261,7 +261,7 @@ INSTANTIATE_TEST_SUITE_P(, PlantedFault, testing::ValuesIn(FAULTS),
 
 class PlantedFaultInMatchRules : public testing::TestWithParam<FaultRow> {};
 
-TEST_P(PlantedFaultInMatchRules, IsNamed) {
+TEST_P(PlantedFaultInMatchRules, IsReportedByItsName) {
     if (IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
     }
@@ -275,7 +275,7 @@ INSTANTIATE_TEST_SUITE_P(, PlantedFaultInMatchRules, testing::ValuesIn(SHOWN_BY_
 
 // --- What check reports of hosts and partners --------------------------------------------------
 
-TEST(Check, ShowsAHostThatIsThereAndThePartnerThatIsBoundToIt) {
+TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
     Scene scene;
     Process& partner = scene.StartPartner();
     Process& host = scene.StartListOfHost();
@@ -300,7 +300,7 @@ TEST(Check, ShowsAHostThatIsThereAndThePartnerThatIsBoundToIt) {
 // --- What check host reports of one host
 // -----------------------------------------------------------
 
-TEST(CheckHost, SaysThatThereIsNone) {
+TEST(CheckHost, ReportsAMissingHost) {
     Scene scene;
     scene.StartPartner();
     const Result result = Scene::Run({"check", "host", ":1.999"});
@@ -308,7 +308,7 @@ TEST(CheckHost, SaysThatThereIsNone) {
     EXPECT_THAT(result.text, HasSubstr("WRONG    host      :1.999 is not on the bus"));
 }
 
-TEST(CheckHost, LooksAtTheNamedHostAlone) {
+TEST(CheckHost, ChecksTheNamedHostAlone) {
     Scene scene;
     scene.StartHost("no-loop");
     const std::string silent = scene.NextHost();
@@ -318,7 +318,7 @@ TEST(CheckHost, LooksAtTheNamedHostAlone) {
     EXPECT_EQ(Scene::Run({"check", "host", silent, "--limit=0.5"}).status, 4);
 }
 
-TEST(CheckHost, SaysThatTheProcessIsStopped) {
+TEST(CheckHost, ReportsAStoppedProcess) {
     Scene scene;
     Process& host = scene.StartHost("none");
     Scene::Stop(host);
@@ -361,7 +361,7 @@ const HealthyRow HEALTHY[] = {
 
 class HealthyPair : public testing::TestWithParam<HealthyRow> {};
 
-TEST_P(HealthyPair, GivesNoAlarm) {
+TEST_P(HealthyPair, IsNotReportedByTheTools) {
     Scene scene;
     Process* host = GetParam().isHostFirst ? &scene.StartHost("none") : nullptr;
     Process* const partner = &scene.StartPartner();
@@ -384,7 +384,7 @@ TEST_P(HealthyPair, GivesNoAlarm) {
 INSTANTIATE_TEST_SUITE_P(, HealthyPair, testing::ValuesIn(HEALTHY),
                          [](const auto& row) { return row.param.name; });
 
-TEST(HealthyPartner, GivesNoAlarmToACheck) {
+TEST(HealthyPartner, IsNotReportedByACheck) {
     Scene scene;
     scene.StartPartner();
     ExpectNoAlarm(Scene::Run({"check"}));

@@ -245,7 +245,7 @@ TEST(HostEntries, HaveTheNameInTheLanguageOfTheUser) {
     EXPECT_EQ(ItemsFrom({folder.Path()}, {"LC_ALL=C.UTF-8", "LANGUAGE=de"}), "Uhr  clock.desktop|");
 }
 
-TEST(HostEntries, ComeFromTheXdgFoldersByDefaultWithThoseOfTheUserFirst) {
+TEST(HostEntries, DefaultToTheXdgFoldersWithTheFolderOfTheUserFirst) {
     const TemporaryFolder folder;
     folder.Write("home/applications/a.desktop", Entry("Name=Mine\n"));
     folder.Write("one/applications/a.desktop", Entry("Name=Theirs\n"));
@@ -269,7 +269,7 @@ TEST(HostEntries, MustBeApplications) {
     EXPECT_EQ(ItemsFrom({folder.Path()}), "");
 }
 
-TEST(HostEntries, HaveSpacesForTheLineFeedsInTheirNames) {
+TEST(HostEntries, HaveSpacesInPlaceOfLineFeedsInTheirNames) {
     const TemporaryFolder folder;
     folder.Write("a.desktop", Entry("Name=Two\\nLines\n"));
     EXPECT_EQ(ItemsFrom({folder.Path()}), "Two Lines  a.desktop|");
@@ -287,7 +287,7 @@ TEST(HostEntries, AreSkippedWithAReasonWhenTheyAreUnreadable) {
     EXPECT_THAT(host.Output(), HasSubstr("!! skipped " + folder.Path() + "/nameless.desktop: "));
 }
 
-TEST(HostWithoutPartner, ShowsOneHintAtTheReason) {
+TEST(HostWithoutPartner, PrintsOneHintAtTheReason) {
     const PrivateBus bus;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(host.WaitFor("no partner yet"));

@@ -20,7 +20,7 @@ using testing::Not;
 
 namespace {
 
-TEST(MonitorLive, TellsHandshakeRequestsAndNotifications) {
+TEST(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
     const PrivateBus bus;
     ToolProcess monitor({"monitor"});
     ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
@@ -44,7 +44,7 @@ TEST(MonitorLive, TellsHandshakeRequestsAndNotifications) {
     EXPECT_THAT(monitor.Output(), ContainsRegex("APPLIST_GET_SELECTION_FNC \\(2001\\) +1 "));
 }
 
-TEST(MonitorLive, FindsTwoThatAreConnectedAlready) {
+TEST(MonitorLive, FindsAPairThatIsAlreadyConnected) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -74,7 +74,7 @@ TEST(MonitorLive, MarksMalformedTraffic) {
     EXPECT_EQ(monitor.WaitForExit(), 4);
 }
 
-TEST(MonitorLive, TellsTheErrorOfARequestToAPartnerThatHasGone) {
+TEST(MonitorLive, PrintsTheErrorOfARequestToAPartnerThatHasLeftTheBus) {
     const PrivateBus bus;
     ToolProcess monitor({"monitor"});
     ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
@@ -99,14 +99,14 @@ TEST(MonitorLive, NamesTheStepThatAHostWaitsFor) {
     EXPECT_TRUE(monitor.WaitFor("!! _SERVICE_SYN_ACK is missing: no partner has answered"));
 }
 
-TEST(MonitorLive, EndsByItselfAfterSoManySeconds) {
+TEST(MonitorLive, ExitsAfterTheGivenNumberOfSeconds) {
     const PrivateBus bus;
     ToolProcess monitor({"monitor", "--seconds=1", "--json"});
     EXPECT_EQ(monitor.WaitForExit(), 0);
     EXPECT_THAT(monitor.Output(), HasSubstr("{\"event\":\"summary\""));
 }
 
-TEST(MonitorLive, SaysWhatToDoWhenTheBusRefuses) {
+TEST(MonitorLive, PrintsTheRemedyWhenTheBusRefusesMonitoring) {
     const PrivateBus bus("<deny send_interface='org.freedesktop.DBus.Monitoring'/>");
     ToolProcess monitor({"monitor"});
     EXPECT_EQ(monitor.WaitForExit(), 1);
@@ -121,7 +121,7 @@ TEST(MonitorLive, NeedsABus) {
     EXPECT_THAT(monitor.Errors(), HasSubstr("no bus: "));
 }
 
-TEST(MonitorLive, TellsTheSummaryWhenTheBusGoes) {
+TEST(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {
     PrivateBus bus;
     ToolProcess monitor({"monitor"});
     ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
@@ -161,7 +161,7 @@ void PrintTo(const CaptureRow& row, std::ostream* os) {
 
 class MonitorCapture : public testing::TestWithParam<CaptureRow> {};
 
-TEST_P(MonitorCapture, IsTold) {
+TEST_P(MonitorCapture, IsPrinted) {
     const PrivateBus bus;
     const TemporaryFolder folder;
     CaptureProcess capture(bus, GetParam().command, folder.Path() + "/capture");
@@ -245,7 +245,7 @@ TEST_F(MonitorColour, IsShownOnATerminal) {
     EXPECT_THAT(ShownOnATerminal({"TERM=xterm"}), HasSubstr("\033[1mwatching"));
 }
 
-TEST_F(MonitorColour, IsLeftOutWhenNobodyWantsIt) {
+TEST_F(MonitorColour, IsOmittedWithNoColorAndOnOtherOutputs) {
     const std::string text = ShownOnATerminal({"TERM=xterm", "NO_COLOR=1"});
     EXPECT_THAT(text, HasSubstr("watching"));
     EXPECT_THAT(text, Not(HasSubstr("\033")));

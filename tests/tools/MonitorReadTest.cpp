@@ -68,7 +68,7 @@ json FindEvent(const std::vector<json>& objects, const std::string& event) {
 
 // --- The handshake -------------------------------------------------------------------------------
 
-TEST(MonitorHandshake, IsToldStepByStepWhenTheHostComesLater) {
+TEST(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
     CaptureWriter capture;
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.At(5000);
@@ -88,7 +88,7 @@ TEST(MonitorHandshake, IsToldStepByStepWhenTheHostComesLater) {
     EXPECT_THAT(report.text, HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
-TEST(MonitorHandshake, IsToldStepByStepWhenThePartnerComesLater) {
+TEST(MonitorHandshake, IsPrintedStepByStepWhenThePartnerStartsLater) {
     CaptureWriter capture;
     capture.Announce("_CLIENT_SYN", HOST);
     capture.At(1000);
@@ -103,7 +103,7 @@ TEST(MonitorHandshake, IsToldStepByStepWhenThePartnerComesLater) {
                                            ".*ready 3.00 ms after _SERVICE_SYN\n"));
 }
 
-TEST(MonitorHandshake, IsOneStoryWhenBothStartAtOnce) {
+TEST(MonitorHandshake, IsPrintedOnceWhenBothSidesStartAtTheSameTime) {
     CaptureWriter capture;
     capture.Announce("_CLIENT_SYN", HOST);
     capture.Announce("_SERVICE_SYN", PARTNER);
@@ -116,7 +116,7 @@ TEST(MonitorHandshake, IsOneStoryWhenBothStartAtOnce) {
     EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 0 problems"));
 }
 
-TEST(MonitorHandshake, BeginsAnewWithARestartedPartner) {
+TEST(MonitorHandshake, StartsAgainWithARestartedPartner) {
     CaptureWriter capture;
     capture.Connect();
     capture.Leave(PARTNER);
@@ -166,7 +166,7 @@ const MissingRow MISSING[] = {
 
 class MonitorMissing : public testing::TestWithParam<MissingRow> {};
 
-TEST_P(MonitorMissing, StepIsNamed) {
+TEST_P(MonitorMissing, StepIsReported) {
     CaptureWriter capture;
     for (const std::string& step : GetParam().steps) {
         capture.Announce(step, step[1] == 'C' ? HOST : PARTNER);
@@ -183,7 +183,7 @@ TEST_P(MonitorMissing, StepIsNamed) {
 INSTANTIATE_TEST_SUITE_P(, MonitorMissing, testing::ValuesIn(MISSING),
                          [](const auto& row) { return row.param.name; });
 
-TEST(MonitorHandshake, SaysThatANameIsNotReleased) {
+TEST(MonitorHandshake, ReportsANameThatIsNotReleased) {
     CaptureWriter capture;
     capture.Take("_SERVICE_SYN", PARTNER);
     capture.At(3000);
@@ -195,7 +195,7 @@ TEST(MonitorHandshake, SaysThatANameIsNotReleased) {
                           "when the name is released"));
 }
 
-TEST(MonitorHandshake, SaysThatTheBusRefusesAName) {
+TEST(MonitorHandshake, ReportsANameThatTheBusRefuses) {
     CaptureWriter capture;
     const std::uint32_t serial = capture.CallDaemon(
         PARTNER, "RequestName",
@@ -208,7 +208,7 @@ TEST(MonitorHandshake, SaysThatTheBusRefusesAName) {
                 HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
 }
 
-TEST(MonitorHandshake, SaysThatTwoHostsTakeOnePartner) {
+TEST(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
     CaptureWriter capture;
     capture.Announce("_CLIENT_SYN", HOST);
     capture.Announce("_CLIENT_SYN", ":1.9");
@@ -221,7 +221,7 @@ TEST(MonitorHandshake, SaysThatTwoHostsTakeOnePartner) {
     EXPECT_THAT(report.text, HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
 }
 
-TEST(MonitorHandshake, IsTakenForDoneWhenItWasNotSeen) {
+TEST(MonitorHandshake, IsAssumedBeforeTheFirstRequestOfTheCapture) {
     CaptureWriter capture;
     capture.Exchange(Framed("", 2003), 1);
     const Report report = Read(capture);
@@ -230,7 +230,7 @@ TEST(MonitorHandshake, IsTakenForDoneWhenItWasNotSeen) {
                                        "before the watching"));
 }
 
-TEST(MonitorHandshake, TellsStrangersOnceThatTalkToEitherSide) {
+TEST(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
     CaptureWriter capture;
     capture.Connect();
     for (int i = 0; i < 2; ++i) {
@@ -287,7 +287,7 @@ void Wait(CaptureWriter& capture, double milliseconds) {
     capture.Leave(":1.99");
 }
 
-TEST(MonitorHalfOpenPair, IsNamedWhenThePartnerTookTheHostsAnswerToAnother) {
+TEST(MonitorHalfOpenPair, IsReportedWhenThePartnerAcceptedAnAnswerToAnotherPartner) {
     CaptureWriter capture;
     AnswerAPartnerThatHasLeft(capture);
     Wait(capture, 3000);
@@ -303,7 +303,7 @@ TEST(MonitorHalfOpenPair, IsNamedWhenThePartnerTookTheHostsAnswerToAnother) {
     EXPECT_THAT(report.text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
 }
 
-TEST(MonitorHalfOpenPair, IsNamedWhenTheHostTookThePartnersAnswerToAnother) {
+TEST(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) {
     CaptureWriter capture;
     AnswerAHostThatHasLeft(capture);
     capture.Announce("_SERVICE_SYN", PARTNER);
@@ -320,7 +320,7 @@ TEST(MonitorHalfOpenPair, IsNamedWhenTheHostTookThePartnersAnswerToAnother) {
                               "Restart the host :1.17\\.\n"));
 }
 
-TEST(MonitorHalfOpenPair, IsShownToPrograms) {
+TEST(MonitorHalfOpenPair, IsAnObjectInJson) {
     CaptureWriter capture;
     AnswerAHostThatHasLeft(capture);
     Wait(capture, 3000);
@@ -341,7 +341,7 @@ TEST(MonitorHalfOpenPair, IsShownToPrograms) {
     EXPECT_EQ(FindEvent(objects, "summary").at("handshakes").at("half_open"), 1);
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedBeforeItHasLastedForTwoSeconds) {
+TEST(MonitorHalfOpenPair, IsNotReportedForItsFirstTwoSeconds) {
     CaptureWriter capture;
     AnswerAHostThatHasLeft(capture);
     Wait(capture, 2300);
@@ -379,7 +379,7 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
     EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
 }
 
-TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnsweredTheOtherHostToo) {
+TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAlsoAnsweredTheOtherHost) {
     CaptureWriter capture;
     AnswerAHostThatHasLeft(capture);
     Wait(capture, 3000);
@@ -390,7 +390,7 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnsweredTheOtherHostToo) 
     EXPECT_THAT(report.text, HasSubstr("== connected: host :1.17 and partner :1.8"));
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedOfABoundPartnerThatAnnouncesItselfAgainAndAgain) {
+TEST(MonitorHalfOpenPair, IsNotReportedForABoundPartnerThatRepeatsItsAnnouncement) {
     CaptureWriter capture;
     capture.Connect();
     for (int second = 1; second < 10; ++second) {
@@ -402,7 +402,7 @@ TEST(MonitorHalfOpenPair, IsNotReportedOfABoundPartnerThatAnnouncesItselfAgainAn
     EXPECT_THAT(report.text, HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedOfTwoThatWereConnectedBeforeTheWatching) {
+TEST(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted) {
     CaptureWriter capture;
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.Exchange(Framed("", 2003), 1);
@@ -467,7 +467,7 @@ const MessageRow REQUESTS[] = {
 
 class MonitorRequest : public testing::TestWithParam<MessageRow> {};
 
-TEST_P(MonitorRequest, IsToldByNameWithItsItems) {
+TEST_P(MonitorRequest, IsPrintedByNameWithItsItems) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange(GetParam().bytes, 1);
@@ -477,7 +477,7 @@ TEST_P(MonitorRequest, IsToldByNameWithItsItems) {
                 HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().report)));
 }
 
-TEST(MonitorRequests, OfTheseTestsCoverTheTable) {
+TEST(MonitorRequests, CoverTheTableOfRequests) {
     for (const RequestKind& kind : Protocol::REQUESTS) {
         const std::string title = kind.name + (" (" + std::to_string(kind.id) + ")");
         EXPECT_TRUE(std::any_of(std::begin(REQUESTS), std::end(REQUESTS), [&](const auto& row) {
@@ -489,7 +489,7 @@ TEST(MonitorRequests, OfTheseTestsCoverTheTable) {
 INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS),
                          [](const auto& row) { return row.param.name; });
 
-TEST(MonitorRequests, AreToldWithReplyAndLatency) {
+TEST(MonitorRequests, ArePrintedWithReplyAndLatency) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange(Framed("", 2001), 0.42, "Clock\nc1\n");
@@ -517,7 +517,7 @@ TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
     EXPECT_THAT(report.text, HasSubstr("#1 answered with A (a) after 20.00 ms"));
 }
 
-TEST(MonitorRequests, ThatFailAreToldWithTheError) {
+TEST(MonitorRequests, ThatFailArePrintedWithTheError) {
     CaptureWriter capture;
     capture.Connect();
     const std::uint32_t serial = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
@@ -530,7 +530,7 @@ TEST(MonitorRequests, ThatFailAreToldWithTheError) {
                                        "org.freedesktop.DBus.Error.NoReply: gone"));
 }
 
-TEST(MonitorRequests, WithoutAReplyAreToldWhileTheyWaitAndInTheEnd) {
+TEST(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
     CaptureWriter capture;
     capture.Connect();
     capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
@@ -546,7 +546,7 @@ TEST(MonitorRequests, WithoutAReplyAreToldWhileTheyWaitAndInTheEnd) {
                 ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1( +-){4}"));
 }
 
-TEST(MonitorNotifications, AreToldByName) {
+TEST(MonitorNotifications, ArePrintedByName) {
     CaptureWriter capture;
     capture.Connect();
     capture.Notify(CaptureWriter::Body(Framed("", 1)));
@@ -575,7 +575,7 @@ TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
                               "+99.00 +100.00\n"));
 }
 
-TEST(MonitorCount, EndsAfterSoManyRequestsAndNotifications) {
+TEST(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange(Framed("", 2003), 1);
@@ -664,7 +664,7 @@ const MalformedRow MALFORMED[] = {
 
 class MonitorMalformed : public testing::TestWithParam<MalformedRow> {};
 
-TEST_P(MonitorMalformed, IsMarkedAndTheRestIsTold) {
+TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
     CaptureWriter capture;
     capture.Connect();
     GetParam().write(capture);
@@ -680,7 +680,7 @@ TEST_P(MonitorMalformed, IsMarkedAndTheRestIsTold) {
 INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED),
                          [](const auto& row) { return row.param.name; });
 
-TEST(MonitorRead, TellsWhatIsLeftOfACutMessage) {
+TEST(MonitorRead, PrintsTheRestOfATruncatedMessage) {
     CaptureWriter capture;
     capture.Connect();
     capture.CutAt(256);
@@ -693,7 +693,7 @@ TEST(MonitorRead, TellsWhatIsLeftOfACutMessage) {
 }
 
 // busctl captures what its own library tells it when the bus goes.
-TEST(MonitorRead, LeavesOutWhatNeverWentOverTheBus) {
+TEST(MonitorRead, OmitsLocalMessages) {
     CaptureWriter capture;
     capture.Connect();
     const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
@@ -704,7 +704,7 @@ TEST(MonitorRead, LeavesOutWhatNeverWentOverTheBus) {
 
 // --- Files ---------------------------------------------------------------------------------------
 
-TEST(MonitorRead, TellsACaptureThatEndsTooEarlyUpToThere) {
+TEST(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange(Framed("", 2003), 1);
@@ -716,7 +716,7 @@ TEST(MonitorRead, TellsACaptureThatEndsTooEarlyUpToThere) {
     EXPECT_THAT(report.text, HasSubstr("summary of"));
 }
 
-TEST(MonitorRead, EndsAtAPacketThatClaimsToBeHuge) {
+TEST(MonitorRead, EndsAtAPacketWithAHugeLengthField) {
     CaptureWriter capture;
     capture.Connect();
     capture.Append(std::string("\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff", 16));
@@ -726,25 +726,25 @@ TEST(MonitorRead, EndsAtAPacketThatClaimsToBeHuge) {
     EXPECT_THAT(report.text, HasSubstr("connected: host :1.7"));
 }
 
-TEST(MonitorRead, RefusesWhatIsNoCapture) {
+TEST(MonitorRead, RefusesAFileThatIsNotACapture) {
     const Report report = Read(std::string("this is a text, and no capture of anything at all\n"));
     EXPECT_EQ(report.status, 1);
     EXPECT_THAT(report.errors, HasSubstr(" is no capture: "));
 }
 
-TEST(MonitorRead, RefusesACaptureOfSomethingElse) {
+TEST(MonitorRead, RefusesACaptureOfAnotherProtocol) {
     const Report report = Read(CaptureWriter(1));
     EXPECT_EQ(report.status, 1);
     EXPECT_THAT(report.errors, HasSubstr(" is a capture of EN10MB, not of D-Bus"));
 }
 
-TEST(MonitorRead, NamesAFileThatIsNotThere) {
+TEST(MonitorRead, ReportsTheNameOfAMissingFile) {
     ToolProcess tool({"monitor", "--read", "/nonexistent/capture"});
     EXPECT_EQ(tool.WaitForExit(), 1);
     EXPECT_THAT(tool.Errors(), HasSubstr("/nonexistent/capture: No such file"));
 }
 
-TEST(MonitorRead, TellsACaptureOnStandardInputAsItComes) {
+TEST(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
     CaptureWriter capture;
     capture.Connect();
     ToolProcess tool({"monitor", "--read", "-"});
@@ -802,7 +802,7 @@ TEST(MonitorJson, HasTheHandshakeAndTheSummary) {
     EXPECT_EQ(summary["malformed"], 0);
 }
 
-TEST(MonitorJson, StaysJsonWithNamesThatAreNoText) {
+TEST(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
@@ -810,7 +810,7 @@ TEST(MonitorJson, StaysJsonWithNamesThatAreNoText) {
     EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
 }
 
-TEST(MonitorJson, MarksWhatIsMalformed) {
+TEST(MonitorJson, MarksMalformedMessages) {
     CaptureWriter capture;
     capture.Connect();
     capture.Exchange("abc", 1);
@@ -840,7 +840,7 @@ const UsageRow USAGE[] = {
 
 class MonitorUsage : public testing::TestWithParam<UsageRow> {};
 
-TEST_P(MonitorUsage, ThatIsWrongIsRefused) {
+TEST_P(MonitorUsage, WithWrongOptionsIsRefused) {
     ToolProcess tool(GetParam().arguments);
     EXPECT_EQ(tool.WaitForExit(), 2);
     EXPECT_THAT(tool.Errors(), HasSubstr(GetParam().errors));

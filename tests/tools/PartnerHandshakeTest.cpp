@@ -35,7 +35,7 @@ TEST(PartnerHandshake, AnnouncesItselfWhenItStarts) {
     EXPECT_TRUE(host.WaitForAnnouncement("_SYN"));
 }
 
-TEST(PartnerHandshake, AnswersAHostThatIsThereAlready) {
+TEST(PartnerHandshake, AnswersARunningHost) {
     const PrivateBus bus;
     RawHost host(bus);
     ToolProcess partner({"partner"});
@@ -72,7 +72,7 @@ TEST(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
 
 // A crossed start: both sides announced SYN, each is bound on the other's, and the host drops our
 // SYN_ACK. Its own SYN_ACK must be answered although we are bound already.
-TEST(PartnerHandshake, AcknowledgesAHostThatItIsBoundToAlready) {
+TEST(PartnerHandshake, AcknowledgesTheBoundHost) {
     const PrivateBus bus;
     RawHost host(bus);
     ToolProcess partner({"partner"});
@@ -116,7 +116,7 @@ TEST(PartnerHandshake, AnnouncesSynAgainWhileItsHostMakesNoRequest) {
     EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN: again, " + host.UniqueName()));
 }
 
-TEST(PartnerHandshake, TakesTheHostOfAnAckWhileItIsFree) {
+TEST(PartnerHandshake, BindsTheHostOfAnAckWhileItIsFree) {
     const PrivateBus bus;
     RawHost host(bus);
     ToolProcess partner({"partner"});
@@ -135,7 +135,7 @@ struct OtherHostRow {
 
 class OtherHost : public testing::TestWithParam<OtherHostRow> {};
 
-TEST_P(OtherHost, IsAnsweredWhenTheBoundOneVanishes) {
+TEST_P(OtherHost, IsAnsweredWhenTheBoundHostVanishes) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -162,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(, OtherHost,
                          [](const auto& row) { return std::string(row.param.name); });
 
 // Of three hosts the last one is next, and then the one that is left.
-TEST(PartnerHandshake, AnswersOneRememberedHostAfterTheOther) {
+TEST(PartnerHandshake, AnswersTheRememberedHostsOneByOne) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -183,7 +183,7 @@ TEST(PartnerHandshake, AnswersOneRememberedHostAfterTheOther) {
     EXPECT_TRUE(partner.WaitFor("connected with " + first.UniqueName()));
 }
 
-TEST(PartnerHandshake, StartsAnewWithAHostThatStartsAnewOnItsConnection) {
+TEST(PartnerHandshake, StartsAgainWithAHostThatStartsAgainOnItsConnection) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -199,7 +199,7 @@ TEST(PartnerHandshake, StartsAnewWithAHostThatStartsAnewOnItsConnection) {
     EXPECT_TRUE(partner.WaitFor("list: 0 items"));
 }
 
-TEST(PartnerHandshake, KeepsToItsHostAndDoesNotServeAnother) {
+TEST(PartnerHandshake, ServesOnlyTheBoundHost) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -219,7 +219,7 @@ TEST(PartnerHandshake, KeepsToItsHostAndDoesNotServeAnother) {
     EXPECT_TRUE(partner.WaitFor("list: 0 items"));
 }
 
-TEST(PartnerHandshake, NoticesThatItsHostHasGoneAndAnnouncesItselfAgain) {
+TEST(PartnerHandshake, DetectsTheLossOfItsHostAndAnnouncesItselfAgain) {
     const PrivateBus bus;
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));

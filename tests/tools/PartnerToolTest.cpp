@@ -63,7 +63,7 @@ TEST_F(PartnerTool, AddsOnlyItemsWithNewIds) {
     EXPECT_EQ(List(), "A  1|B  2|C  3|D  4|none");
 }
 
-TEST_F(PartnerTool, AddsAnItemAtTheEndAlsoWhenItsIdIsThere) {
+TEST_F(PartnerTool, AddsAnItemAtTheEndAlsoWithAnIdOfTheList) {
     Fill();
     EXPECT_EQ(m_host.Request("B\n2\n\xd5\x07\0\0"s), "");
     EXPECT_EQ(List(), "A  1|B  2|C  3|B  2|none");
@@ -102,7 +102,7 @@ TEST_F(PartnerTool, SelectsAnItemThatIsNotInTheList) {
     EXPECT_EQ(List(), "A  1|B  2|C  3|D (4)");
 }
 
-TEST_F(PartnerTool, LosesTheSelectionWithTheItem) {
+TEST_F(PartnerTool, ClearsTheSelectionOfARemovedItem) {
     Fill();
     m_host.Request("B\n2\n\xd0\x07\0\0"s);
     m_host.Request("B\n2\n\xd7\x07\0\0"s);
@@ -127,21 +127,21 @@ TEST_F(PartnerTool, AnswersTheQueryWithNothingWhenNothingIsSelected) {
     EXPECT_EQ(m_host.Request("\xd1\x07\0\0"s), "");
 }
 
-TEST_F(PartnerTool, NotifiesOfAClickThatTheHostReports) {
+TEST_F(PartnerTool, NotifiesTheHostOfAClickRequest) {
     Fill();
     EXPECT_EQ(m_host.Request("B\n2\n\xd6\x07\0\0"s), "");
     EXPECT_TRUE(m_host.WaitForNotification("\x03\0\0\0"s));
     EXPECT_TRUE(m_partner.WaitFor("APPLIST_SET_CLICKED_FNC (2006): B (2)"));
 }
 
-TEST_F(PartnerTool, NotifiesOfItsUsersSelection) {
+TEST_F(PartnerTool, NotifiesTheHostOfASelectCommand) {
     Fill();
     m_partner.Send("select 2");
     EXPECT_TRUE(m_host.WaitForNotification("\x02\0\0\0"s));
     EXPECT_EQ(m_host.Request("\xd1\x07\0\0"s), "B\n2\n");
 }
 
-TEST_F(PartnerTool, NotifiesOfItsUsersSelectingNothing) {
+TEST_F(PartnerTool, NotifiesTheHostOfTheSelectionOfNothing) {
     Fill();
     m_host.Request("B\n2\n\xd0\x07\0\0"s);
     m_partner.Send("select none");
@@ -149,7 +149,7 @@ TEST_F(PartnerTool, NotifiesOfItsUsersSelectingNothing) {
     EXPECT_EQ(m_host.Request("\xd1\x07\0\0"s), "");
 }
 
-TEST_F(PartnerTool, NotifiesOfItsUsersClick) {
+TEST_F(PartnerTool, NotifiesTheHostOfAClickCommand) {
     Fill();
     m_partner.Send("click 3");
     EXPECT_TRUE(m_host.WaitForNotification("\x03\0\0\0"s));
@@ -170,7 +170,7 @@ TEST_F(PartnerTool, RecreatesItsList) {
     EXPECT_EQ(List(), "none");
 }
 
-TEST_F(PartnerTool, SendsWhatIsQueuedBeforeItQuits) {
+TEST_F(PartnerTool, SendsQueuedMessagesBeforeItExits) {
     for (int i = 0; i < 100; ++i) {
         m_partner.Send("change");
     }
@@ -195,7 +195,7 @@ TEST_F(PartnerTool, RefusesANumberThatIsNotInTheList) {
     EXPECT_TRUE(m_partner.WaitForError("N is a number from 1 to 3"));
 }
 
-TEST_F(PartnerTool, EndsWithStatusThreeWhenTheBusGoesAway) {
+TEST_F(PartnerTool, ExitsWithStatusThreeWhenTheBusIsLost) {
     m_bus.Kill();
     EXPECT_TRUE(m_partner.WaitForError("applistctl partner: the bus is gone"));
     EXPECT_EQ(m_partner.WaitForExit(), 3);
@@ -215,7 +215,7 @@ void PrintTo(const Malformed& row, std::ostream* os) {
 
 class MalformedRequest : public PartnerTool, public testing::WithParamInterface<Malformed> {};
 
-TEST_P(MalformedRequest, IsToldAndDoesNotStopThePartner) {
+TEST_P(MalformedRequest, IsPrintedAndDoesNotStopThePartner) {
     Fill();
     EXPECT_EQ(m_host.Request(GetParam().bytes), "");
     EXPECT_TRUE(m_partner.WaitFor("!! a malformed request"));
@@ -241,7 +241,7 @@ const Malformed MALFORMED[] = {
 INSTANTIATE_TEST_SUITE_P(, MalformedRequest, testing::ValuesIn(MALFORMED),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(PartnerTool, GoesOnAfterASignalOfAnotherType) {
+TEST_F(PartnerTool, ContinuesAfterASignalOfAnotherType) {
     m_host.Notify(g_variant_new("(s)", "text"));
     EXPECT_TRUE(m_partner.WaitFor("its type is (s), not (ay)"));
     m_host.Notify(nullptr);
@@ -250,7 +250,7 @@ TEST_F(PartnerTool, GoesOnAfterASignalOfAnotherType) {
     EXPECT_EQ(List(), "A  1|B  2|C  3|none");
 }
 
-TEST_F(PartnerTool, GoesOnAfterASignalThatIsTooShort) {
+TEST_F(PartnerTool, ContinuesAfterASignalThatIsTooShort) {
     const char bytes[] = {1, 2, 3};
     m_host.Notify(g_variant_new(
         "(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes, sizeof(bytes), 1)));

@@ -50,7 +50,7 @@ constexpr const char* ALL_ITEMS =
     "calculator.desktop clock.desktop media-music-player.desktop navigation.desktop "
     "media-photos.desktop";
 
-TEST_F(ScriptedPartner, PassesWhenAllThatItExpectsComes) {
+TEST_F(ScriptedPartner, PassesWhenAllConditionsAreMet) {
     EXPECT_EQ(RunBesideAHost("# a comment\n\ntimeout 20\nexpect connected\nexpect add " +
                                  std::string(ALL_ITEMS) +
                                  "\nexpect append a\nexpect modify a b\nexpect select b\n"
@@ -62,7 +62,7 @@ TEST_F(ScriptedPartner, PassesWhenAllThatItExpectsComes) {
     EXPECT_THAT(m_errors, IsEmpty());
 }
 
-TEST_F(ScriptedPartner, ClaimsNoAnswerThatAFaultDecides) {
+TEST_F(ScriptedPartner, PrintsAFaultInPlaceOfItsOwnAnswer) {
     EXPECT_EQ(RunBesideAHost("timeout 20\nfault error query\nexpect add\nselect 1\n"
                              "expect query\n"),
               0)
@@ -83,12 +83,12 @@ TEST_F(ScriptedPartner, FailsOnARequestForAnotherItem) {
                                     "APPLIST_ADD_ITEM_AT_END_FNC (2005): B (b)"));
 }
 
-TEST_F(ScriptedPartner, FailsWhenNothingComes) {
+TEST_F(ScriptedPartner, FailsWithoutARequest) {
     EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\ntimeout 0.1\nexpect clear\n"), 1);
     EXPECT_THAT(m_errors, HasSubstr("script:4: expect clear: no request within 0.1 s"));
 }
 
-TEST_F(ScriptedPartner, FailsOnARequestWhereNoneMayCome) {
+TEST_F(ScriptedPartner, FailsOnARequestDuringExpectNothing) {
     EXPECT_EQ(RunBesideAHost("timeout 20\nexpect nothing 20\n"), 1);
     EXPECT_THAT(m_errors, HasSubstr("script:2: expect nothing 20: there is APPLIST_ADD_ITEMS_FNC"));
 }
@@ -110,7 +110,7 @@ TEST_F(ScriptedPartner, FailsWithoutAHost) {
     EXPECT_THAT(partner.Errors(), HasSubstr("script:2: expect connected: no host after 0.1 s"));
 }
 
-TEST_F(ScriptedPartner, ForgetsRequests) {
+TEST_F(ScriptedPartner, DropsEarlierRequestsOnForget) {
     EXPECT_EQ(RunBesideAHost("timeout 20\nexpect list " + std::string(ALL_ITEMS) +
                                  "\nforget\nexpect append a\n",
                              {"add a A"}),
@@ -118,7 +118,7 @@ TEST_F(ScriptedPartner, ForgetsRequests) {
         << m_errors;
 }
 
-TEST_F(ScriptedPartner, TellsTheHostOfItsUser) {
+TEST_F(ScriptedPartner, NotifiesTheHostOfTheActionsOfItsUser) {
     EXPECT_EQ(RunBesideAHost("timeout 20\nexpect add\nselect 2\nexpect query\n"
                              "expect selection clock.desktop\nclick 1\nchange\nrecreate\n"
                              "expect add\nexpect select clock.desktop\n"),
@@ -134,7 +134,7 @@ TEST_F(ScriptedPartner, IsFoundAgainAfterARestart) {
     EXPECT_THAT(m_output, HasSubstr("vanished from the bus"));
 }
 
-TEST_F(ScriptedPartner, SeesTheHostGo) {
+TEST_F(ScriptedPartner, DetectsTheLossOfTheHost) {
     ToolProcess partner(Script("timeout 20\nexpect connected\nexpect lost\n"));
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     {
@@ -153,13 +153,13 @@ TEST_F(ScriptedPartner, StopsAtAWrongLineBeforeItStarts) {
     EXPECT_THAT(partner.Output(), IsEmpty());
 }
 
-TEST_F(ScriptedPartner, NeedsAFileThatIsThere) {
+TEST_F(ScriptedPartner, FailsWithoutItsFile) {
     ToolProcess partner({"partner", "--script=/nonexistent/script"});
     EXPECT_EQ(partner.WaitForExit(), 2);
     EXPECT_THAT(partner.Errors(), HasSubstr("cannot read /nonexistent/script"));
 }
 
-TEST_F(ScriptedPartner, FailsOnAFaultThatIsNone) {
+TEST_F(ScriptedPartner, FailsOnAnUnknownFault) {
     ToolProcess partner(Script("fault silence now\n"));
     EXPECT_EQ(partner.WaitForExit(), 1);
     EXPECT_THAT(partner.Errors(), HasSubstr("script:1: no request \"now\""));
@@ -187,7 +187,7 @@ void PrintTo(const ReplyFault& row, std::ostream* os) {
 
 class FaultyReply : public ScriptedPartner, public testing::WithParamInterface<ReplyFault> {};
 
-TEST_P(FaultyReply, IsGiven) {
+TEST_P(FaultyReply, IsSentByThePartnerWithThisFault) {
     ToolProcess partner(
         Script("timeout 20\nexpect select\n" + std::string(GetParam().fault) + "\nwait 600\n"));
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
@@ -202,7 +202,7 @@ TEST_P(FaultyReply, IsGiven) {
 INSTANTIATE_TEST_SUITE_P(, FaultyReply, testing::ValuesIn(REPLY_FAULTS),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(ScriptedPartner, VanishesOnTheRequestThatItWasTold) {
+TEST_F(ScriptedPartner, VanishesOnTheGivenRequest) {
     ToolProcess partner(Script("fault vanish 2\ntimeout 20\nexpect connected\nexpect lost\n"));
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     RawHost host(m_bus);

@@ -1,5 +1,5 @@
-// A partner process for tests: small, without the library, and led line by line, so that it can be
-// killed, stopped, replaced and asked.
+// A partner process for tests: small, without the library, and controlled by lines on standard
+// input. Tests can kill, stop, replace and query the process.
 #include <cstdio>
 #include <cstdlib>
 #include <memory>

@@ -1,4 +1,4 @@
-// The partner's copy of the host's list, kept up from the host's requests alone.
+// The partner's copy of the host's list, built from the requests of the host alone.
 #ifndef APPLIST_TESTS_MIRROR_H
 #define APPLIST_TESTS_MIRROR_H
 
@@ -11,16 +11,16 @@ inline namespace applist_test {
 
 class Mirror {
 public:
-    /** Forgets everything: what comes next fills the list as it is, also with equal ids. */
+    /** Clears the list. The next request fills the list, also with equal ids. */
     void CreateAnew();
 
-    /** Takes one request, with its id behind it. @return the reply */
+    /** Applies a request: payload and id. @return the reply */
     std::string Take(const std::string& message);
 
-    /** From now on the question for the selection is answered with these bytes. */
+    /** Sets the bytes of later replies to the selection query. */
     void Answer(const std::string& selection) { m_selection = selection; }
 
-    /** The records of the list, one behind the other. */
+    /** The records of the list, in list order. */
     std::string Stream() const;
 
     /** The bytes of the selection's record. */

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int NUMBER = 77; ///< the message id behind a number of a burst
+constexpr int NUMBER = 77; ///< the message id after a number of a burst
 
 std::string Number(unsigned number) {
     return Records::Frame("", static_cast<int>(number));
@@ -59,7 +59,7 @@ gboolean Partner::OnRetry(void* self) {
     return G_SOURCE_CONTINUE;
 }
 
-// A SYN of the host that it is bound to already comes from a new endpoint in the same process.
+// A SYN of the bound host is an announcement of a new endpoint in the same process.
 void Partner::TakeStep(const std::string& step, const std::string& host) {
     if (step == "_SYN") {
         DieAt("syn-seen");

@@ -21,7 +21,7 @@ public:
         std::string id = "Applist";
         std::string dieAt;         ///< a moment; empty for never
         unsigned retryMs = 20;     ///< between two SYN until it is connected; 0 for a single one
-        std::size_t replySize = 0; ///< of replies to all requests but that for the selection
+        std::size_t replySize = 0; ///< of all replies except to the selection query
         bool createsList = false;  ///< sends the created event each time it is connected
         bool keepsRequests = false;
     };
@@ -36,16 +36,17 @@ public:
 
     void CreateList();
     void Notify(const std::string& bytes);
-    /** Notifies of 0 to @p count - 1, four bytes each. */
+    /** Sends notifications with the numbers 0 to @p count - 1, four bytes each. */
     void Burst(unsigned count);
-    /** A notification of each kind every @p periodMs; 0 for silence, once all are on the bus. */
+    /** Sends a notification of each kind every @p periodMs; 0 stops after the queued ones are sent.
+     */
     void MakeNoise(unsigned periodMs);
-    /** Calls "Send" of the host. @return the reply's bytes, or "error" and the error's text */
+    /** Calls "Send" of the host. @return the bytes of the reply, or "error" and the error's text */
     std::string Call(const std::string& bytes);
 
     Mirror& List() { return m_mirror; }
     std::vector<std::string> TakeRequests();
-    /** How many notifications the host has sent, and how many of them were the next in order. */
+    /** The number of notifications of the host, and the number of them in the right order. */
     std::string Received() const;
 
 private:
