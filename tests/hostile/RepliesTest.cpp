@@ -56,7 +56,7 @@ TEST_F(Unanswered, ARequestToASilentPartnerTimesOutAndTheLateReplyIsIgnored) {
 }
 
 TEST_F(Unanswered, APartnerThatCrashesDuringARequestEndsItAtOnce) {
-    const PartnerProcess process({"--die-at", "request-seen"});
+    const PartnerProcess process({"--kill-at", "request-seen"});
     WaitUntilReady(process.Name());
     const auto start = std::chrono::steady_clock::now();
     model->SetClicked(&item);

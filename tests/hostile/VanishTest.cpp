@@ -1,4 +1,4 @@
-// A partner process that exits at each step of the handshake, and two partners at once.
+// A partner process that is killed at each step of the handshake, and two simultaneous partners.
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -9,7 +9,7 @@
 
 namespace {
 
-class PartnerThatExits : public HostileTest, public testing::WithParamInterface<const char*> {};
+class KilledPartner : public HostileTest, public testing::WithParamInterface<const char*> {};
 class TwoPartners : public HostileTest {};
 
 std::string NameOf(const testing::TestParamInfo<const char*>& info) {
@@ -28,20 +28,20 @@ std::string NameOf(const testing::TestParamInfo<const char*>& info) {
 
 } // namespace
 
-// The host is there first: the partner announces itself, or has the host announce itself anew.
-TEST_P(PartnerThatExits, IsFollowedByAConnectionToTheNextPartner) {
+// The host starts first. The partner announces itself, or a new list of the host announces itself.
+TEST_P(KilledPartner, IsFollowedByAConnectionToTheNextPartner) {
     const std::string moment = GetParam();
     const bool answersTheHost =
         moment == "syn-seen" || moment == "syn-ack-announced" || moment == "ack-seen";
-    std::vector<std::string> options{"--die-at", moment};
+    std::vector<std::string> options{"--kill-at", moment};
     if (answersTheHost) {
-        model.reset(); // it is made anew below, once the partner waits for it
+        model.reset(); // it is created again below, after the start of the partner
         options.insert(options.end(), {"--retry-ms", "0"});
     }
-    PartnerProcess dying(options);
+    PartnerProcess killed(options);
     if (answersTheHost) {
-        dying.Ask("list"); // it watches by now
-        WaitForTheBus();   // and its SYN has passed
+        killed.Ask("list"); // afterwards the partner watches the names
+        WaitForTheBus();    // afterwards its SYN has been delivered
         model = std::make_unique<RemoteAppListModel>();
         model->AddItemChangeListener(&listener);
         model->AddItemAtEnd(&item);
@@ -55,12 +55,12 @@ TEST_P(PartnerThatExits, IsFollowedByAConnectionToTheNextPartner) {
         model->SetClicked(&item);
     }
     // This side continues the handshake while the partner exits.
-    std::atomic<bool> died{false};
+    std::atomic<bool> hasExited{false};
     std::thread waiting([&] {
-        EXPECT_EQ(dying.WaitForExit(), 128 + SIGKILL);
-        died = true;
+        EXPECT_EQ(killed.WaitForExit(), 128 + SIGKILL);
+        hasExited = true;
     });
-    if (!MainLoop::IterateUntil([&] { return died.load(); }, std::chrono::seconds(60))) {
+    if (!MainLoop::IterateUntil([&] { return hasExited.load(); }, std::chrono::seconds(60))) {
         ADD_FAILURE() << "it does not get to " << moment;
         std::_Exit(1); // the thread waits for ever
     }
@@ -72,7 +72,7 @@ TEST_P(PartnerThatExits, IsFollowedByAConnectionToTheNextPartner) {
     EXPECT_THAT(next.Requests(),
                 testing::ElementsAre(Records::Frame("Clock\nclock.01\n", Records::SET_CLICKED)));
 }
-INSTANTIATE_TEST_SUITE_P(Moments, PartnerThatExits,
+INSTANTIATE_TEST_SUITE_P(Moments, KilledPartner,
                          testing::Values("syn-announced", "syn-ack-seen", "ack-announced",
                                          "syn-seen", "syn-ack-announced", "ack-seen",
                                          "request-seen"),
@@ -109,7 +109,7 @@ TEST_F(TwoPartners, BothAnswerANewHostAndOneOfThemIsBound) {
     EXPECT_EQ(first->Requests().size(), firstWon ? 1U : 0U);
     EXPECT_EQ(second->Requests().size(), firstWon ? 0U : 1U);
 
-    // With the bound one gone, the other one is found as soon as it announces itself.
+    // After the loss of the bound partner, the announcement of the other one leads to a binding.
     auto& bound = firstWon ? first : second;
     auto& other = firstWon ? second : first;
     bound->Kill();

@@ -1,4 +1,5 @@
-// The stress program: threads, restarts and short lives against a real bus and a partner process.
+// The stress program: threads, restarts and short-lived proxies, with a real bus and a partner
+// process.
 #include <cinttypes>
 #include <cstdio>
 #include <exception>
@@ -74,10 +75,10 @@ int main(int argc, char** argv) {
     std::mt19937_64 numbers(static_cast<std::uint64_t>(seed));
     const auto begin = std::chrono::steady_clock::now();
     Phase restarts{bus, watchdog, numbers, count, begin + budget / 2, {}};
-    Phase lives{bus, watchdog, numbers, count, begin + budget, {}};
+    Phase cycles{bus, watchdog, numbers, count, begin + budget, {}};
     Phase order{bus, watchdog, numbers, 10 * count, begin + budget, {}};
     bool well = Run("restarts under load", restarts, RestartsUnderLoad);
-    well = Run("short lives", lives, ProxyLives) && well;
+    well = Run("short-lived proxies", cycles, RunProxyCycles) && well;
     well = Run("notifications", order, NotificationOrder) && well;
     std::printf("\nGLib warnings of unknown watches: %lu, other warnings: %lu\n",
                 QuietHost::Warnings(), QuietHost::Criticals());

@@ -1,4 +1,4 @@
-// Notifications in order, none lost: from the partner to a loop that stalls, and back.
+// Notifications in order and without loss: from the partner to a stalling loop, and to the partner.
 #include <atomic>
 #include <memory>
 #include <sstream>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr int PATIENCE_S = 120;
 
-/** Expects numbered notifications and stalls the loop now and then. */
+/** Checks numbered notifications, and stalls the loop at random. */
 class Counter : public JavaMWDbusRemote {
 public:
     explicit Counter(std::uint64_t seed)
@@ -73,7 +73,7 @@ void SendNumbers(Counter& endpoint, unsigned long count) {
     }
 }
 
-// How many the partner has had, and how many of them were in order.
+// The number of notifications that the partner has received, and the number of them in order.
 std::pair<unsigned long, unsigned long> Received(PartnerProcess& partner) {
     std::istringstream answer(partner.Ask("received"));
     std::pair<unsigned long, unsigned long> received;
@@ -81,7 +81,7 @@ std::pair<unsigned long, unsigned long> Received(PartnerProcess& partner) {
     return received;
 }
 
-void Exchange(Phase& phase, Counter& endpoint, PartnerProcess& partner) {
+void SendInBothDirections(Phase& phase, Counter& endpoint, PartnerProcess& partner) {
     partner.Tell("burst " + std::to_string(phase.count));
     SendNumbers(endpoint, phase.count);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(PATIENCE_S);
@@ -113,6 +113,6 @@ void applist_test::NotificationOrder(Phase& phase) {
                                         std::chrono::seconds(60))) {
         throw std::runtime_error("the partner is not found");
     }
-    Exchange(phase, *endpoint, partner);
+    SendInBothDirections(phase, *endpoint, partner);
     OnLoop([&] { endpoint.reset(); });
 }

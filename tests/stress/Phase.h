@@ -38,7 +38,7 @@ struct Phase {
 void RestartsUnderLoad(Phase& phase);
 
 /** Proxies created and destroyed at random moments. */
-void ProxyLives(Phase& phase);
+void RunProxyCycles(Phase& phase);
 
 /** Notifications, both ways, with a loop that stalls. */
 void NotificationOrder(Phase& phase);

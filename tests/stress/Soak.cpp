@@ -252,26 +252,26 @@ void SoakProxies(Soak& soak, unsigned long count) {
     soak.Row("proxies created and destroyed", count, live);
 }
 
-void RunAll(Soak& soak, unsigned long count, unsigned long lives) {
+void RunAll(Soak& soak, unsigned long count, unsigned long restarts) {
     const LoopThread loop;
     soak.PrintHead();
     SoakRequests(soak, count, 0, "requests, empty replies");
     SoakRequests(soak, count / 20, 1000, "requests, replies of 1000 bytes");
     SoakWithoutPartner(soak, count / 10);
     SoakNotifications(soak, count / 10);
-    SoakRestarts(soak, lives);
-    SoakProxies(soak, lives);
+    SoakRestarts(soak, restarts);
+    SoakProxies(soak, restarts);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     gint64 count = 1000000;
-    gint64 lives = -1;
+    gint64 restarts = -1;
     gint64 seconds = 1800;
     ParseOptions(argc, argv, SUMMARY,
                  {NumberOption("count", count, "N (1000000)"),
-                  NumberOption("lives", lives, "Partner restarts, and proxies (N / 1000)"),
+                  NumberOption("restarts", restarts, "Partner restarts, and proxies (N / 1000)"),
                   NumberOption("seconds", seconds, "Bound each kind of traffic (1800)")});
     const QuietHost quiet;
     if (mallinfo2().uordblks == 0) {
@@ -281,7 +281,7 @@ int main(int argc, char** argv) {
     Soak soak(static_cast<unsigned long>(seconds));
     try {
         RunAll(soak, static_cast<unsigned long>(count),
-               static_cast<unsigned long>(lives < 0 ? count / 1000 : lives));
+               static_cast<unsigned long>(restarts < 0 ? count / 1000 : restarts));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "soak: %s\n", error.what());
         return 1;

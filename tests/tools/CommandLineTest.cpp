@@ -26,7 +26,7 @@ struct Case {
 const Case CASES[] = {
     {"HelpNamesTheVerbs", {"--help"}, 0, "host [DIR...]", ""},
     {"HelpHasAShortForm", {"-h"}, 0, "applistctl [OPTION...] VERB", ""},
-    {"HelpTellsTheExitStatuses", {"--help"}, 0, "0 done, 1 failed, 2 wrong usage, 3 no bus", ""},
+    {"HelpListsTheExitStatuses", {"--help"}, 0, "0 done, 1 failed, 2 wrong usage, 3 no bus", ""},
     {"HostHelpShowsItsCommands", {"host", "--help"}, 0, "modify ID NEW_ID NAME", ""},
     {"HostHelpShowsItsArguments",
      {"host", "--help"},
@@ -47,8 +47,8 @@ const Case CASES[] = {
      "\"7\" is not a D-Bus address"},
     {"AMissingAddressIsWrongUsage", {"partner", "--bus"}, 2, "", "Missing argument for --bus"},
     {"APartnerTakesNoArguments", {"partner", "x"}, 2, "", "it takes no arguments"},
-    {"AHostWithoutABusSaysSo", {"host", NO_BUS, SAMPLE_APPLICATIONS}, 3, "", "no bus: "},
-    {"APartnerWithoutABusSaysSo", {"partner", NO_BUS}, 3, "", "no bus: "},
+    {"AHostReportsAMissingBus", {"host", NO_BUS, SAMPLE_APPLICATIONS}, 3, "", "no bus: "},
+    {"APartnerReportsAMissingBus", {"partner", NO_BUS}, 3, "", "no bus: "},
     {"TheBusMayBeNamedBeforeTheVerb", {NO_BUS, "partner"}, 3, "", "no bus: "},
     {"AFolderThatIsNotThereFails", {"host", "/nonexistent/x"}, 1, "", "/nonexistent/x"},
 };

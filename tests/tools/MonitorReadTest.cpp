@@ -832,7 +832,7 @@ void PrintTo(const UsageRow& row, std::ostream* os) {
 
 const UsageRow USAGE[] = {
     {"Arguments", {"monitor", "x"}, "it takes no arguments"},
-    {"SecondsThatAreNone", {"monitor", "--seconds=soon"}, "N is a number from 1 on"},
+    {"SecondsThatAreNoNumber", {"monitor", "--seconds=soon"}, "N is a number from 1 on"},
     {"ACountOfNothing", {"monitor", "--count=0"}, "N is a number from 1 on"},
     {"ACaptureAndSeconds", {"monitor", "--read=x", "--seconds=1"}, "--read takes neither"},
     {"ACaptureAndABus", {"monitor", "--read=x", "--bus=unix:path=/x"}, "--read takes neither"},

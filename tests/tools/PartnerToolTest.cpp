@@ -226,7 +226,7 @@ TEST_P(MalformedRequest, IsPrintedAndDoesNotStopThePartner) {
 const Malformed MALFORMED[] = {
     {"NoBytes", "", "0 bytes are too short for an id"},
     {"ThreeBytes", "\xd4\x07\0"s, "3 bytes are too short for an id"},
-    {"TheIdThatNobodyUses", "A\n1\n\xd2\x07\0\0"s, "no request has the id 2002"},
+    {"AnUnusedId", "A\n1\n\xd2\x07\0\0"s, "no request has the id 2002"},
     {"ANegativeId", "\xff\xff\xff\xff"s, "no request has the id -1"},
     {"ANotificationsId", "\x01\0\0\0"s, "no request has the id 1"},
     {"NoItemToSelect", "\xd0\x07\0\0"s, "APPLIST_SET_SELECTION_FNC is ignored: it carries 0 items"},

@@ -16,8 +16,8 @@
 namespace {
 
 constexpr const char* SUMMARY =
-    "Joins the system bus (DBUS_SYSTEM_BUS_ADDRESS), shakes hands with a host and keeps\n"
-    "a copy of its list. Ends with its standard input. Moments to be killed at:\n"
+    "Joins the system bus (DBUS_SYSTEM_BUS_ADDRESS), connects with a host and keeps\n"
+    "a copy of its list. Exits at the end of its standard input. Moments of --kill-at:\n"
     "syn-announced syn-seen syn-ack-announced ack-seen syn-ack-seen ack-announced\n"
     "request-seen\n"
     "\n"
@@ -99,7 +99,7 @@ Partner::Options ReadOptions(int argc, char** argv) {
     ParseOptions(
         argc, argv, SUMMARY,
         {TextOption("id", id, "The endpoint id (Applist)"),
-         TextOption("die-at", moment, "SIGKILL itself at this moment"),
+         TextOption("kill-at", moment, "Send SIGKILL to itself at this moment"),
          NumberOption("retry-ms", retryMs, "Announce itself so often until connected (20)"),
          NumberOption("reply-size", replySize, "Bytes of replies but the selection's (0)"),
          FlagOption("created", created, "Send the created event when connected"),

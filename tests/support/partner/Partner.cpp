@@ -45,7 +45,7 @@ Partner::Partner(Options options) : m_options(std::move(options)) {
     m_endpoint.emplace(connection, BareEndpoint::Role::PARTNER, m_options.id, handlers);
     Say(std::string("name ") + g_dbus_connection_get_unique_name(connection));
     m_endpoint->Announce("_SYN");
-    DieAt("syn-announced");
+    KillAt("syn-announced");
     if (m_options.retryMs != 0) {
         g_timeout_add(m_options.retryMs, OnRetry, this);
     }
@@ -62,18 +62,18 @@ gboolean Partner::OnRetry(void* self) {
 // A SYN of the bound host is an announcement of a new endpoint in the same process.
 void Partner::TakeStep(const std::string& step, const std::string& host) {
     if (step == "_SYN") {
-        DieAt("syn-seen");
+        KillAt("syn-seen");
         Bind(host);
         m_endpoint->Announce("_SYN_ACK");
-        DieAt("syn-ack-announced");
+        KillAt("syn-ack-announced");
     } else if (step == "_SYN_ACK") {
-        DieAt("syn-ack-seen");
+        KillAt("syn-ack-seen");
         Bind(host);
         m_endpoint->Announce("_ACK");
-        DieAt("ack-announced");
+        KillAt("ack-announced");
         Connected();
     } else if (host == m_host) {
-        DieAt("ack-seen");
+        KillAt("ack-seen");
         Connected();
     }
 }
@@ -162,7 +162,7 @@ std::string Partner::Received() const {
 }
 
 std::string Partner::ReplyTo(const std::string& message) {
-    DieAt("request-seen");
+    KillAt("request-seen");
     if (m_options.keepsRequests) {
         m_requests.push_back(message);
     }
@@ -171,8 +171,8 @@ std::string Partner::ReplyTo(const std::string& message) {
     return isQuery ? reply : std::string(m_options.replySize, 'r');
 }
 
-void Partner::DieAt(const std::string& moment) {
-    if (m_options.dieAt == moment) {
+void Partner::KillAt(const std::string& moment) {
+    if (m_options.killAt == moment) {
         m_endpoint->Flush();
         raise(SIGKILL);
     }

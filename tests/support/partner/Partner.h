@@ -19,7 +19,7 @@ class Partner {
 public:
     struct Options {
         std::string id = "Applist";
-        std::string dieAt;         ///< a moment; empty for never
+        std::string killAt;        ///< a moment; empty for never
         unsigned retryMs = 20;     ///< between two SYN until it is connected; 0 for a single one
         std::size_t replySize = 0; ///< of all replies except to the selection query
         bool createsList = false;  ///< sends the created event each time it is connected
@@ -57,7 +57,7 @@ private:
     void Bind(const std::string& host);
     void Connected();
     std::string ReplyTo(const std::string& message);
-    void DieAt(const std::string& moment);
+    void KillAt(const std::string& moment);
 
     const Options m_options;
     std::optional<BareEndpoint> m_endpoint;

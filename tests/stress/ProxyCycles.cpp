@@ -17,7 +17,7 @@
 #include "Phase.h"
 #include "SharedBus.h"
 
-// The library's resend period, made short, so that lives with resend passes are.
+// A short resend period keeps cycles with resend passes short.
 extern "C" int __real_usleep(useconds_t period);
 extern "C" int __wrap_usleep(useconds_t period);
 int __wrap_usleep(useconds_t period) {
@@ -55,9 +55,9 @@ private:
     std::string m_name;
 };
 
-class Lives {
+class ProxyCycles {
 public:
-    explicit Lives(Phase& phase) : m_phase(phase), m_nameOwner(phase.bus) {}
+    explicit ProxyCycles(Phase& phase) : m_phase(phase), m_nameOwner(phase.bus) {}
 
     void One(unsigned long number) {
         constexpr unsigned long STRETCH = 100;
@@ -92,8 +92,8 @@ public:
     }
 
 private:
-    // Noisy partners notify all the time, so the proxy must go on the loop's thread. Another
-    // partner's notifications never reach a later proxy.
+    // The partner notifies all the time, so the proxy is destroyed on the thread of the loop.
+    // Notifications of another partner never reach a later proxy.
     void ChangePartner() {
         m_partner.reset();
         m_noisy = m_phase.Pick(2) == 0;
@@ -105,7 +105,7 @@ private:
         m_partner->Ask(m_noisy ? "noise 1" : "noise 0");
     }
 
-    // Endpoints leave subscriptions on a connection that is held, so it is let go now and then.
+    // Endpoints leave subscriptions on a held connection, so the connection is released regularly.
     void HoldOrRelease() {
         if (m_phase.Pick(20) == 0) {
             m_holder = m_holder == nullptr ? std::make_unique<SharedBus>() : nullptr;
@@ -126,7 +126,7 @@ private:
             EventLog::WaitUntil(
                 [&](const EventLog::Counts& now) { return now.steps > before.steps; }, PATIENCE);
             break;
-        case 3: // into the middle of a resend pass, or to the moment that all is well again
+        case 3: // into the middle of a resend pass, or to the moment after the last one
             EventLog::WaitUntil(
                 [&](const EventLog::Counts& now) {
                     return isOwned ? now.resends > before.resends : now.ready > before.ready;
@@ -194,7 +194,7 @@ private:
     unsigned long m_endedOnLoop = 0;
 };
 
-// After all those that went, one more finds the partner as ever.
+// After all cycles, another proxy connects to the partner.
 void ExpectALastOneToConnect() {
     const PartnerProcess partner;
     EventLog::ForgetPartner();
@@ -207,18 +207,18 @@ void ExpectALastOneToConnect() {
 
 } // namespace
 
-void applist_test::ProxyLives(Phase& phase) {
+void applist_test::RunProxyCycles(Phase& phase) {
     const EventLog::Counts before = EventLog::Now();
     unsigned long done = 0;
     const LoopThread loop;
     {
-        Lives lives(phase);
+        ProxyCycles cycles(phase);
         for (; done < phase.count && phase.HasTime(); ++done) {
             phase.watchdog.Beat("proxy life " + std::to_string(done));
-            lives.One(done);
+            cycles.One(done);
         }
         phase.Did("proxies created and destroyed", done);
-        lives.Report();
+        cycles.Report();
     }
     ExpectALastOneToConnect();
     const EventLog::Counts after = EventLog::Now();
