@@ -82,6 +82,19 @@ const Client CLIENTS[] = {
      ""},
 };
 
+/** The document as GDBus reads it, without comments. */
+std::string Described(const char* xml) {
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GDBusNodeInfo) node = g_dbus_node_info_new_for_xml(xml, &error);
+    if (node == nullptr) {
+        return error->message;
+    }
+    GString* const text = g_string_new(nullptr);
+    g_dbus_node_info_generate_xml(node, 0, text);
+    g_autofree char* described = g_string_free(text, FALSE);
+    return described;
+}
+
 class Introspection : public HeldBusTest, public testing::WithParamInterface<Client> {};
 
 TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
@@ -94,6 +107,13 @@ TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
     ASSERT_NE(start, std::string::npos) << result.output;
     EXPECT_EQ(result.output.substr(start), GetParam().text + std::string(GetParam().end));
     EXPECT_EQ(result.output.find("SendSignal"), std::string::npos);
+}
+
+TEST(IntrospectionFile, DescribesTheInterfaceThatTheLibraryRegisters) {
+    g_autofree char* installed = nullptr;
+    ASSERT_TRUE(
+        g_file_get_contents(APPLIST_TESTS_INTROSPECTION_FILE, &installed, nullptr, nullptr));
+    EXPECT_EQ(Described(installed), Described(JavaMWDbusRemote::INTERFACE_XML));
 }
 
 INSTANTIATE_TEST_SUITE_P(Clients, Introspection, testing::ValuesIn(CLIENTS), RowName<Client>);
