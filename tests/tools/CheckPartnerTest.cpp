@@ -16,6 +16,7 @@
 #include "TemporaryFolder.h"
 #include "ToolProcess.h"
 
+using namespace applistctl;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;

@@ -185,6 +185,26 @@ TEST_F(PartnerTool, ShowsControlCharactersAsText) {
     EXPECT_TRUE(m_partner.WaitFor("A\\x1b[2J (1)"));
 }
 
+TEST_F(PartnerTool, ShowsBytesOutsideUtf8AsText) {
+    m_host.Request("M\xfcnchen \xe2\x82\xac \xc2\x9b\n\xff\n\xd5\x07\0\0"s);
+    EXPECT_TRUE(m_partner.WaitFor("M\\xfcnchen \xe2\x82\xac \\xc2\\x9b (\\xff)"));
+}
+
+TEST_F(PartnerTool, TakesTheIdOfAnItemInPlaceOfItsNumber) {
+    ASSERT_EQ(m_host.Request("A\na.x\nB\nb.x\n\xd4\x07\0\0"s), "");
+    m_partner.Send("select b.x");
+    EXPECT_TRUE(m_partner.WaitFor("APPLIST_ITEM_SELECTION_EVENT (2): B (b.x)"));
+    m_partner.Send("click a.x");
+    EXPECT_TRUE(m_partner.WaitFor("APPLIST_ITEM_CLICKED_EVENT (3): A (a.x)"));
+    m_partner.Send("change b.x");
+    EXPECT_TRUE(m_partner.WaitFor("APPLIST_ITEM_CHANGE_EVENT (1): B (b.x)"));
+    m_partner.Send("remove b.x");
+    EXPECT_TRUE(m_partner.WaitFor("APPLIST_ITEM_CHANGE_EVENT (1): without B (b.x)"));
+    EXPECT_TRUE(m_partner.WaitFor("APPLIST_ITEM_SELECTION_EVENT (2): none"));
+    m_partner.Send("click b.x");
+    EXPECT_TRUE(m_partner.WaitForError("N is a number from 1 to 1, or the id of an item"));
+}
+
 TEST_F(PartnerTool, RefusesANumberThatIsNotInTheList) {
     m_partner.Send("select 1");
     EXPECT_TRUE(m_partner.WaitForError("the list is empty"));

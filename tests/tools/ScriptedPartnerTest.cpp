@@ -202,6 +202,16 @@ TEST_P(FaultyReply, IsSentByThePartnerWithThisFault) {
 INSTANTIATE_TEST_SUITE_P(, FaultyReply, testing::ValuesIn(REPLY_FAULTS),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST_F(ScriptedPartner, ExitsAtTheRequestOfTheFault) {
+    ToolProcess partner(Script("fault exit 9 append\nwait 600\n"));
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RawHost host(m_bus);
+    ASSERT_TRUE(host.Connect());
+    EXPECT_EQ(host.Request("A\n1\n\xd4\x07\0\0"s), "");
+    EXPECT_THAT(host.Request("B\n2\n\xd5\x07\0\0"s), StartsWith("ERROR: "));
+    EXPECT_EQ(partner.WaitForExit(), 9);
+}
+
 TEST_F(ScriptedPartner, VanishesOnTheGivenRequest) {
     ToolProcess partner(Script("fault vanish 2\ntimeout 20\nexpect connected\nexpect lost\n"));
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));

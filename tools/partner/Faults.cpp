@@ -12,7 +12,10 @@ namespace applistctl {
 
 namespace {
 
-enum class Takes { Nothing, Request, SecondsAndRequest, Count };
+constexpr int FIXED_STATUS = 7; ///< of the faults with a fixed status
+constexpr guint64 MAX_STATUS = 255;
+
+enum class Takes { Nothing, Request, SecondsAndRequest, StatusAndRequest, Count };
 
 struct Kind {
     const char* name;
@@ -27,9 +30,13 @@ constexpr Kind KINDS[] = {
     {"no-ack", Fault::NoAck, Takes::Nothing, "leave _CLIENT_SYN_ACK unanswered"},
     {"no-crossed-ack", Fault::NoCrossedAck, Takes::Nothing,
      "leave _CLIENT_SYN_ACK unanswered while bound"},
+    {"no-crossed-start", Fault::NoCrossedStart, Takes::Nothing,
+     "leave _CLIENT_SYN_ACK unanswered while bound by the first _CLIENT_SYN"},
+    {"no-syn-again", Fault::NoSynAgain, Takes::Nothing, "ignore _CLIENT_SYN of the bound host"},
     {"on-taking", Fault::OnTaking, Takes::Nothing, "answer the first half of an announcement"},
     {"any-host", Fault::AnyHost, Takes::Nothing, "bind to each other host that announces itself"},
     {"keep-host", Fault::KeepHost, Takes::Nothing, "stay bound to a host that has left the bus"},
+    {"keep-names", Fault::KeepNames, Takes::Nothing, "own each announced name without a release"},
     {"no-repeat-free", Fault::NoRepeatFree, Takes::Nothing,
      "announce _SERVICE_SYN once while no host answers"},
     {"no-repeat-unasked", Fault::NoRepeatUnasked, Takes::Nothing,
@@ -43,8 +50,15 @@ constexpr Kind KINDS[] = {
      "the last five faults: only the duties of a host"},
     {"no-object", Fault::NoObject, Takes::Nothing, "have no communication object"},
     {"no-created", Fault::NoCreated, Takes::Nothing, "do not send notification 4"},
+    {"no-change", Fault::NoChange, Takes::Nothing, "do not send notification 1"},
+    {"no-selection", Fault::NoSelection, Takes::Nothing, "do not send notification 2"},
+    {"no-click", Fault::NoClick, Takes::Nothing, "do not send notification 3"},
     {"broadcast", Fault::Broadcast, Takes::Nothing, "send notifications to everybody"},
     {"wrong-id", Fault::WrongId, Takes::Nothing, "send notifications with the id 0"},
+    {"keep-list", Fault::KeepList, Takes::Nothing, "keep list and selection at a handshake"},
+    {"append-known", Fault::AppendKnown, Takes::Nothing, "append items of 2004 with a known id"},
+    {"lose-selection", Fault::LoseSelection, Takes::Nothing,
+     "select nothing after 2008 of the selected item"},
     {"delay", Fault::Delay, Takes::SecondsAndRequest, "reply after SECONDS"},
     {"wrong-type", Fault::WrongType, Takes::Request, "reply with a string instead of bytes"},
     {"error", Fault::Error, Takes::Request, "reply with a D-Bus error"},
@@ -53,6 +67,11 @@ constexpr Kind KINDS[] = {
     {"cut", Fault::Cut, Takes::Request, "omit the last byte of the reply"},
     {"ask-back", Fault::AskBack, Takes::Request, "call the host, and reply after its reply"},
     {"ignore", Fault::Ignore, Takes::Request, "reply, but do nothing else"},
+    {"exit", Fault::Exit, Takes::StatusAndRequest, "exit with STATUS instead of a reply"},
+    {"exit-not-utf8", Fault::ExitNotUtf8, Takes::Nothing,
+     "exit with 7 at a name or an id that is not UTF-8"},
+    {"exit-unknown", Fault::ExitUnknown, Takes::Nothing, "exit with 7 at an unknown id"},
+    {"exit-short", Fault::ExitShort, Takes::Nothing, "exit with 7 at fewer than four bytes"},
     {"vanish", Fault::Vanish, Takes::Count, "leave the bus at the Nth request from now on"},
 };
 
@@ -62,6 +81,8 @@ const char* ParameterOf(Takes takes) {
         return " [REQUEST]";
     case Takes::SecondsAndRequest:
         return " SECONDS [REQUEST]";
+    case Takes::StatusAndRequest:
+        return " STATUS [REQUEST]";
     case Takes::Count:
         return " N";
     case Takes::Nothing:
@@ -95,8 +116,17 @@ std::string Faults::Set(const std::vector<std::string>& words) {
              FALSE)) {
         return usage;
     }
+    guint64 status = 0;
+    if (kind->takes == Takes::StatusAndRequest &&
+        (words.size() == next ||
+         g_ascii_string_to_unsigned(words[next++].c_str(), 10, 0, MAX_STATUS, &status, nullptr) ==
+             FALSE)) {
+        return usage;
+    }
     std::set<std::int32_t> requests;
-    const bool ofReplies = kind->takes == Takes::Request || kind->takes == Takes::SecondsAndRequest;
+    const bool ofReplies = kind->takes == Takes::Request ||
+                           kind->takes == Takes::SecondsAndRequest ||
+                           kind->takes == Takes::StatusAndRequest;
     if (ofReplies && words.size() > next) {
         const RequestKind* const request = Protocol::FindRequest(words[next]);
         if (request == nullptr) {
@@ -107,6 +137,9 @@ std::string Faults::Set(const std::vector<std::string>& words) {
     }
     if (words.size() > next) {
         return usage;
+    }
+    if (kind->fault == Fault::Exit) {
+        m_exitStatus = static_cast<int>(status);
     }
     if (kind->fault == Fault::Vanish) {
         m_requestsLeft = count;
@@ -141,8 +174,26 @@ bool Faults::Has(Fault fault, std::int32_t request) const {
 bool Faults::ChangesReply(std::int32_t request) const {
     return std::any_of(m_ofReplies.begin(), m_ofReplies.end(), [&](const auto& entry) {
         return entry.first != Fault::Delay && entry.first != Fault::AskBack &&
-               Has(entry.first, request);
+               entry.first != Fault::Exit && Has(entry.first, request);
     });
+}
+
+std::optional<int> Faults::ExitStatusAt(const Request& request) const {
+    if (Has(Fault::Exit, request.id)) {
+        return m_exitStatus;
+    }
+    const bool hasNoId = request.name.empty() && request.id == 0;
+    const bool isUnknown = !hasNoId && Protocol::FindRequest(request.id) == nullptr;
+    const bool isOutsideUtf8 =
+        std::any_of(request.items.begin(), request.items.end(), [](const ListedItem& item) {
+            const std::string text = item.name + item.id;
+            return g_utf8_validate_len(text.data(), text.size(), nullptr) == FALSE;
+        });
+    if ((hasNoId && Has(Fault::ExitShort)) || (isUnknown && Has(Fault::ExitUnknown)) ||
+        (isOutsideUtf8 && Has(Fault::ExitNotUtf8))) {
+        return FIXED_STATUS;
+    }
+    return std::nullopt;
 }
 
 bool Faults::VanishesNow() {

@@ -4,9 +4,12 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <shared/Request.h>
 
 namespace applistctl {
 
@@ -16,9 +19,12 @@ enum class Fault {
     NoSynAck,
     NoAck,
     NoCrossedAck,
+    NoCrossedStart,
+    NoSynAgain,
     OnTaking,
     AnyHost,
     KeepHost,
+    KeepNames,
     // Against the duties that repair half-open pairs (ServiceHandshake)
     NoRepeatFree,
     NoRepeatUnasked,
@@ -29,8 +35,15 @@ enum class Fault {
     // On the object and in notifications
     NoObject,
     NoCreated,
+    NoChange,
+    NoSelection,
+    NoClick,
     Broadcast,
     WrongId,
+    // On its list
+    KeepList,
+    AppendKnown,
+    LoseSelection,
     // In replies, to all requests or to those with one id
     Delay,
     WrongType,
@@ -41,6 +54,10 @@ enum class Fault {
     AskBack,
     Ignore,
     // On the bus
+    Exit, ///< at all requests or at those with one id
+    ExitNotUtf8,
+    ExitUnknown,
+    ExitShort,
     Vanish
 };
 
@@ -63,6 +80,9 @@ public:
 
     double Delay() const { return m_delay; }
 
+    /** The exit status of the process at @p request; nothing for a process that continues. */
+    std::optional<int> ExitStatusAt(const Request& request) const;
+
     /** Counts a request. @return whether the partner leaves the bus instead of a reply */
     bool VanishesNow();
 
@@ -70,6 +90,7 @@ private:
     std::set<Fault> m_plain;
     std::map<Fault, std::set<std::int32_t>> m_ofReplies; ///< an empty set: of all replies
     double m_delay = 0;
+    int m_exitStatus = 0;             ///< of Fault::Exit
     std::uint64_t m_requestsLeft = 0; ///< until Fault::Vanish; 0 for never
 };
 

@@ -1,5 +1,6 @@
 #include <partner/Partner.h>
 
+#include <cstdlib>
 #include <utility>
 
 #include <ipc/ByteArray.h>
@@ -60,10 +61,10 @@ void Partner::OnBound(const std::string& host) {
 // Earlier changes of the host did not reach this partner, so the list is filled again.
 void Partner::OnReady() {
     m_output.State("connected with " + m_handshake.Host());
-    m_list.Clear();
-    if (!m_faults.Has(Fault::NoCreated)) {
-        AskForTheList();
+    if (!m_faults.Has(Fault::KeepList)) {
+        m_list.Clear();
     }
+    AskForTheList();
 }
 
 bool Partner::AskForTheList() {
@@ -104,6 +105,9 @@ void Partner::OnCall(GDBusConnection* /*connection*/, const char* sender, const 
     }
     self->m_handshake.OnHostRequest();
     const Request request = ReadRequest(std::move(message));
+    if (const std::optional<int> status = self->m_faults.ExitStatusAt(request)) {
+        std::_Exit(*status);
+    }
     if (self->m_faults.VanishesNow()) {
         g_object_unref(invocation);
         self->m_events.onVanish();
@@ -163,9 +167,7 @@ void Partner::Apply(const Request& request) {
         ShowSize();
         break;
     case APPLIST_MODIFY_ITEM_FNC:
-        if (!m_list.Modify(request.items[0].id, request.items[1])) {
-            m_output.Problem("that item is not in the list");
-        }
+        Modify(request.items[0], request.items[1]);
         break;
     }
 }
@@ -177,7 +179,23 @@ void Partner::AddItems(const std::vector<ListedItem>& items) {
         m_list.Clear();
         m_awaitsWholeList = false;
     }
-    m_list.AddMissing(items);
+    if (m_faults.Has(Fault::AppendKnown)) {
+        for (const ListedItem& item : items) {
+            m_list.AddAtEnd(item);
+        }
+    } else {
+        m_list.AddMissing(items);
+    }
+}
+
+void Partner::Modify(const ListedItem& oldItem, const ListedItem& newItem) {
+    const ListedItem* const selection = m_list.Selection();
+    const bool isSelected = selection != nullptr && selection->id == oldItem.id;
+    if (!m_list.Modify(oldItem.id, newItem)) {
+        m_output.Problem("that item is not in the list");
+    } else if (isSelected && m_faults.Has(Fault::LoseSelection)) {
+        m_list.SelectNone();
+    }
 }
 
 void Partner::Show(const Request& request) {
@@ -235,6 +253,9 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
         m_output.Error("no host is ready: " + event + " is not sent");
         return false;
     }
+    if (IsOmitted(id)) {
+        return true;
+    }
     std::vector<char> message;
     MessageFraming::AppendId(message, m_faults.Has(Fault::WrongId) ? 0 : id);
     const char* const receiver =
@@ -251,6 +272,20 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
     return true;
 }
 
+bool Partner::IsOmitted(AppListNotification id) const {
+    switch (id) {
+    case APPLIST_ITEM_CHANGE_EVENT:
+        return m_faults.Has(Fault::NoChange);
+    case APPLIST_ITEM_SELECTION_EVENT:
+        return m_faults.Has(Fault::NoSelection);
+    case APPLIST_ITEM_CLICKED_EVENT:
+        return m_faults.Has(Fault::NoClick);
+    case APPLIST_LOCAL_CREATED_EVENT:
+        return m_faults.Has(Fault::NoCreated);
+    }
+    return false;
+}
+
 // Commands of the user
 
 bool Partner::ShowList() {
@@ -258,27 +293,46 @@ bool Partner::ShowList() {
     return true;
 }
 
-bool Partner::Select(const std::string& number) {
+bool Partner::Select(const std::string& item) {
     std::size_t index = 0;
-    if (number == "none") {
+    if (item == "none") {
         m_list.SelectNone();
         return Notify(APPLIST_ITEM_SELECTION_EVENT, "none");
     }
-    if (!ParseNumber(number, index)) {
+    if (!FindItem(item, index)) {
         return false;
     }
     m_list.SelectAt(index);
     return Notify(APPLIST_ITEM_SELECTION_EVENT, ItemListing::Describe(m_list.At(index)));
 }
 
-bool Partner::Click(const std::string& number) {
+bool Partner::Click(const std::string& item) {
     std::size_t index = 0;
-    return ParseNumber(number, index) &&
+    return FindItem(item, index) &&
            Notify(APPLIST_ITEM_CLICKED_EVENT, ItemListing::Describe(m_list.At(index)));
+}
+
+// The host's list does not change. Notification 1 reports the difference to the host's listeners.
+bool Partner::Remove(const std::string& item) {
+    std::size_t index = 0;
+    if (!FindItem(item, index)) {
+        return false;
+    }
+    const ListedItem removed = m_list.At(index);
+    const bool wasSelected = m_list.Selection() == &m_list.At(index);
+    m_list.Remove(removed.id);
+    return Notify(APPLIST_ITEM_CHANGE_EVENT, "without " + ItemListing::Describe(removed)) &&
+           (!wasSelected || Notify(APPLIST_ITEM_SELECTION_EVENT, "none"));
 }
 
 bool Partner::Change() {
     return Notify(APPLIST_ITEM_CHANGE_EVENT, "my list has changed");
+}
+
+bool Partner::ChangeItem(const std::string& item) {
+    std::size_t index = 0;
+    return FindItem(item, index) &&
+           Notify(APPLIST_ITEM_CHANGE_EVENT, ItemListing::Describe(m_list.At(index)));
 }
 
 bool Partner::Recreate() {
@@ -286,19 +340,24 @@ bool Partner::Recreate() {
     return AskForTheList();
 }
 
-bool Partner::ParseNumber(const std::string& text, std::size_t& index) {
+bool Partner::FindItem(const std::string& text, std::size_t& index) {
     const std::size_t size = m_list.Size();
     if (size == 0) {
         m_output.Error("the list is empty");
         return false;
     }
     guint64 number = 0;
-    if (g_ascii_string_to_unsigned(text.c_str(), 10, 1, size, &number, nullptr) == FALSE) {
-        m_output.Error("N is a number from 1 to " + std::to_string(size));
-        return false;
+    if (g_ascii_string_to_unsigned(text.c_str(), 10, 1, size, &number, nullptr) != FALSE) {
+        index = static_cast<std::size_t>(number - 1);
+        return true;
     }
-    index = static_cast<std::size_t>(number - 1);
-    return true;
+    for (index = 0; index < size; ++index) {
+        if (m_list.At(index).id == text) {
+            return true;
+        }
+    }
+    m_output.Error("N is a number from 1 to " + std::to_string(size) + ", or the id of an item");
+    return false;
 }
 
 } // namespace applistctl

@@ -45,9 +45,11 @@ public:
 
     // Commands of the user; false after a report of the failure.
     bool ShowList();
-    bool Select(const std::string& number);
-    bool Click(const std::string& number);
+    bool Select(const std::string& item);
+    bool Click(const std::string& item);
+    bool Remove(const std::string& item);
     bool Change();
+    bool ChangeItem(const std::string& item);
     bool Recreate();
 
 private:
@@ -68,12 +70,14 @@ private:
     void Process(const Request& request);
     void Apply(const Request& request);
     void AddItems(const std::vector<ListedItem>& items);
+    void Modify(const ListedItem& oldItem, const ListedItem& newItem);
     void Show(const Request& request);
     void ShowSize();
     bool AskForTheList();
     bool Notify(AppListNotification id, const std::string& meaning);
+    bool IsOmitted(AppListNotification id) const; ///< by a fault
 
-    bool ParseNumber(const std::string& text, std::size_t& index);
+    bool FindItem(const std::string& text, std::size_t& index);
 
     static const GDBusInterfaceVTable VTABLE;
 

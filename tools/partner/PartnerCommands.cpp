@@ -16,7 +16,10 @@ std::vector<Command> PartnerCommands::All() {
         OnPartner("list", "", "show list and selection", &Partner::ShowList),
         OnPartner("select", "N|none", "move the selection, and notify the host", &Partner::Select),
         OnPartner("click", "N", "notify the host of a click", &Partner::Click),
-        OnPartner("change", "", "notify the host of a change of the list", &Partner::Change),
+        {"change", "[N]", "notify the host of a change of the list, or of an item", 0, 1,
+         [this](const Words& words) { return Change(words); }},
+        OnPartner("remove", "N", "remove an item from the partner's list, and notify the host",
+                  &Partner::Remove),
         OnPartner("recreate", "", "create a new list, and ask the host for its items",
                   &Partner::Recreate),
         {"vanish", "", "leave the bus", 0, 0, [this](const Words&) { return Vanish(); }},
@@ -60,6 +63,11 @@ Command PartnerCommands::OnPartner(const char* name, const char* arguments, cons
     return {name, arguments, help, 1, 1, [this, run](const Words& words) {
                 return HasPartner() && (m_session.Partner()->*run)(words[0]);
             }};
+}
+
+bool PartnerCommands::Change(const Words& words) {
+    return HasPartner() && (words.empty() ? m_session.Partner()->Change()
+                                          : m_session.Partner()->ChangeItem(words[0]));
 }
 
 bool PartnerCommands::HasPartner() {

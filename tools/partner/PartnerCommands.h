@@ -29,6 +29,7 @@ private:
                       bool (Partner::*run)());
     Command OnPartner(const char* name, const char* arguments, const char* help,
                       bool (Partner::*run)(const std::string&));
+    bool Change(const Words& words);
     bool HasPartner();
     bool SetFault(const Words& words);
     bool SetTimeout(const Words& words);

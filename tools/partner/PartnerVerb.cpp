@@ -54,7 +54,8 @@ Usage PartnerVerb::Describe() {
         "equal list, replies to the selection query, and prints each request by name with its\n"
         "items. The partner serves one host at a time.",
         "Commands on standard input, or one per line in FILE; quoted as in a shell. N is a\n"
-        "number in the list. Faults at the top of FILE apply from the start of the partner.\n" +
+        "number in the list, or the id of an item. Faults at the top of FILE apply from the\n"
+        "start of the partner.\n" +
             DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
             "\nExit status: 0 done, 1 failed (a command, a condition, or the bus policy\n"
             "refuses a name), 2 wrong usage, 3 no bus.",

@@ -98,9 +98,14 @@ void ServiceHandshake::OnHostStep(Step step, const std::string& host) {
 // A host has started. The bound host also announces SYN when its process creates a new list on the
 // same connection. Then the handshake starts again.
 void ServiceHandshake::OnHostSyn(const std::string& host) {
+    if (host == m_host && m_faults.Has(Fault::NoSynAgain)) {
+        return;
+    }
+    const bool isFirst = !m_wasBound;
     m_output.Received("_CLIENT_SYN from " + host + ": a host has started");
     Unbind();
     Bind(host);
+    m_isCrossed = isFirst;
     if (!m_faults.Has(Fault::NoSynAck)) {
         Announce(Step::SynAck, "bound to " + host, nullptr);
     }
@@ -113,7 +118,9 @@ void ServiceHandshake::OnHostSynAck(const std::string& host) {
     if (!isBoundAlready) {
         Bind(host);
     }
-    if (!isBoundAlready || !m_faults.Has(Fault::NoCrossedAck)) {
+    const bool isRefused = isBoundAlready && (m_faults.Has(Fault::NoCrossedAck) ||
+                                              (m_isCrossed && m_faults.Has(Fault::NoCrossedStart)));
+    if (!isRefused) {
         AnnounceAck();
     }
 }
@@ -153,6 +160,8 @@ void ServiceHandshake::OnHostVanished() {
 
 void ServiceHandshake::Bind(const std::string& host) {
     m_host = host;
+    m_wasBound = true;
+    m_isCrossed = false;
     m_hostWatch = std::make_unique<VanishWatch>(m_connection, host, [this] { OnHostVanished(); });
     m_hostHasRequested = false;
     ForgetOtherHost(host);
@@ -240,6 +249,9 @@ void ServiceHandshake::Announce(Step step, const std::string& meaning,
     using Result = NameAnnouncement::Result;
     using WhileOwned = NameAnnouncement::WhileOwned;
     const std::string name = HandshakeNames::PartnerName(ENDPOINT_ID, SuffixOf(step));
+    if (m_faults.Has(Fault::KeepNames)) {
+        m_announcement.KeepNames();
+    }
     const std::string text = std::string("_SERVICE") + SuffixOf(step) + ": " + meaning;
     const bool repeats = !m_faults.Has(Fault::NoRepeatRefused);
     m_announcement.Start(name, repeats ? WhileOwned::Repeat : WhileOwned::GiveUp,

@@ -127,6 +127,8 @@ private:
     std::unique_ptr<VanishWatch> m_hostWatch;
     bool m_isReady = false;
     bool m_hostHasRequested = false;     ///< since it was bound
+    bool m_wasBound = false;             ///< since the start
+    bool m_isCrossed = false;            ///< the first binding, by _CLIENT_SYN
     std::vector<OtherHost> m_otherHosts; ///< with another binding, the latest last
     Timer m_synTimer;
     guint m_synPeriodMs = FIRST_SYN_PERIOD_MS;

@@ -32,6 +32,24 @@ std::string InColumns(const ListedItem& item, std::size_t column) {
            ItemListing::Printable(item.id);
 }
 
+// The length of the character at @p next; 0 for a control character and for a byte outside UTF-8.
+std::size_t CharacterLength(const char* next, const char* end) {
+    const gunichar character = g_utf8_get_char_validated(next, end - next);
+    constexpr gunichar MALFORMED = static_cast<gunichar>(-2);
+    if (character >= MALFORMED || character < 0x20 || (character >= 0x7f && character < 0xa0)) {
+        return 0;
+    }
+    return static_cast<std::size_t>(g_utf8_next_char(next) - next);
+}
+
+void AppendEscaped(char byte, std::string& text) {
+    static const char* const digits = "0123456789abcdef";
+    const auto code = static_cast<unsigned char>(byte);
+    text += "\\x";
+    text += digits[code >> 4];
+    text += digits[code & 0xf];
+}
+
 } // namespace
 
 namespace ItemListing {
@@ -67,16 +85,15 @@ void ShowList(Output& output, const std::vector<ListedItem>& items, const Listed
 }
 
 std::string Printable(const std::string& text) {
-    static const char* const digits = "0123456789abcdef";
     std::string printable;
-    for (const char byte : text) {
-        const auto code = static_cast<unsigned char>(byte);
-        if (code < 0x20 || code == 0x7f) {
-            printable += "\\x";
-            printable += digits[code >> 4];
-            printable += digits[code & 0xf];
+    const char* const end = text.data() + text.size();
+    for (const char* next = text.data(); next != end;) {
+        const std::size_t length = CharacterLength(next, end);
+        if (length != 0) {
+            printable.append(next, length);
+            next += length;
         } else {
-            printable += byte;
+            AppendEscaped(*next++, printable);
         }
     }
     return printable;

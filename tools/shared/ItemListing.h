@@ -33,7 +33,7 @@ void ShowItems(Output& output, const std::vector<ListedItem>& items);
  */
 void ShowList(Output& output, const std::vector<ListedItem>& items, const ListedItem* selection);
 
-/** Replaces bytes that a terminal could interpret as commands by \xNN. */
+/** Replaces control characters and bytes outside UTF-8 by \xNN. */
 std::string Printable(const std::string& text);
 
 } // namespace ItemListing

@@ -44,8 +44,10 @@ void NameAnnouncement::Try() {
     CallBus(m_connection, "RequestName",
             g_variant_new("(su)", m_name.c_str(), NAME_FLAG_DO_NOT_QUEUE), m_cancellable, OnReply,
             this);
-    CallBus(m_connection, "ReleaseName", g_variant_new("(s)", m_name.c_str()), nullptr, nullptr,
-            nullptr);
+    if (!m_keepsNames) {
+        CallBus(m_connection, "ReleaseName", g_variant_new("(s)", m_name.c_str()), nullptr, nullptr,
+                nullptr);
+    }
 }
 
 void NameAnnouncement::OnReply(GObject* connection, GAsyncResult* result, void* user_data) {

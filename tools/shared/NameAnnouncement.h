@@ -48,6 +48,9 @@ public:
 
     void Cancel();
 
+    /** Owns each later name without a release, as a faulty partner does. */
+    void KeepNames() { m_keepsNames = true; }
+
     bool IsUnderWay() const { return m_isUnderWay; }
 
 private:
@@ -64,6 +67,7 @@ private:
     Timer m_repeat;
     bool m_isUnderWay = false;
     bool m_ownedIsReported = false;
+    bool m_keepsNames = false;
 };
 
 } // namespace applistctl
