@@ -21,7 +21,7 @@ public:
             return;
         }
         const long long took = Ready::Now() - m_begin;
-        // The endpoint's own connection again, which asks nobody.
+        // The existing connection of the endpoint, without a call.
         g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
         Ready::Say(took, g_dbus_connection_get_unique_name(connection));
     }

@@ -1,4 +1,4 @@
-// A host whose main thread waits for another source than GLib: lines "ID NAME" on standard input.
+// A host with a main thread that waits outside GLib: for lines "ID NAME" on standard input.
 // The library's main context and the listeners run on a second thread.
 #include <applist/AppListItem.h>
 #include <applist/AppListModel.h>

@@ -93,13 +93,13 @@ TEST_F(Lifetime, AnEventAfterTheEndCallsNoListener) {
     listener->onChange = [&](AppListModel*) { ++calls; };
     model->AddItemChangeListener(listener.get());
     CapturedLog::Clear();
-    // Another part of the host holds the connection, which therefore goes on delivering.
+    // Another part of the host holds the connection, which therefore still delivers messages.
     {
         const SharedBus held;
         partner->Notify(hostName, ByteVector("\x01\0\0\0"s));
         model.reset();
         MainLoop::IterateUntilIdle();
-        // Its answer comes behind the signal: whatever there was has arrived.
+        // Its reply follows the signal: all earlier messages have arrived.
         [[maybe_unused]] g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             held.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
             "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,

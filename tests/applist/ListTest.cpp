@@ -46,7 +46,7 @@ ConnectedListTest::ConnectedListTest() : partner(std::make_unique<TestPartner>(b
 }
 
 ConnectedListTest::~ConnectedListTest() {
-    // Before the partner leaves, whose end the model would have to be told of.
+    // Before the end of the partner, because the model would receive the loss.
     DestroyModel();
 }
 

@@ -50,7 +50,7 @@ protected:
         return calls;
     }
 
-    /** How often the log told of an event with so many listeners. */
+    /** The number of log lines of an event with this number of listeners. */
     std::size_t EventsLoggedWith(const std::string& listeners) {
         return CapturedLog::Count(CapturedLog::DEBUG, GetParam().eventText + listeners);
     }
@@ -84,11 +84,11 @@ TEST_P(Listeners, AreCalledOncePerEventInTheOrderOfRegistration) {
 }
 
 TEST_P(Listeners, ReceiveTheModelThatHoldsTheRegistration) {
-    AppListModel* told = nullptr;
-    Replace(a, [&](AppListModel* with) { told = with; });
+    AppListModel* received = nullptr;
+    Replace(a, [&](AppListModel* with) { received = with; });
     Add(a);
     CallsOfAnEvent();
-    EXPECT_EQ(told, model.get());
+    EXPECT_EQ(received, model.get());
 }
 
 TEST_P(Listeners, AreAddedWithALogLineThatNamesTheOperation) {
@@ -215,7 +215,8 @@ TEST_P(Listeners, ThatRemoveThemselvesAreNotCalledAgainUnlikeTheOthers) {
     Add(a);
     Add(b);
     Add(c);
-    // Whether C hears this one event is open: it has moved to the place that was just called.
+    // A call of C for this event is optional, because C has moved to the place of the called
+    // listener.
     EXPECT_THAT(CallsOfAnEvent(),
                 testing::AnyOf(ElementsAre("A", "B"), ElementsAre("A", "B", "C")));
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "C"));

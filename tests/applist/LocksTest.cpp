@@ -196,19 +196,19 @@ TEST_P(LocksDuringAnEvent, AreFree) {
 TEST_P(LocksDuringAnEvent, AllowAListenerEachOperationOfTheModel) {
     TestListener otherKind;
     int calls = 0;
-    TestListener listener([&](AppListModel* told) {
+    TestListener listener([&](AppListModel* source) {
         ASSERT_TRUE(probe.LockIsFree());
         ++calls;
-        told->AddItems({&other});
-        told->AddItemAtEnd(&other);
-        told->SetSelection(&other);
-        EXPECT_EQ(told->GetSelection(), &other);
-        told->SetClicked(&other);
-        EXPECT_EQ(told->GetItemsCount(), 3);
-        told->ModifyItem(&inList, &other);
-        told->RemoveItem(&other);
-        EXPECT_EQ(told->GetAllItems().size(), 2U);
-        told->RemoveAllItems();
+        source->AddItems({&other});
+        source->AddItemAtEnd(&other);
+        source->SetSelection(&other);
+        EXPECT_EQ(source->GetSelection(), &other);
+        source->SetClicked(&other);
+        EXPECT_EQ(source->GetItemsCount(), 3);
+        source->ModifyItem(&inList, &other);
+        source->RemoveItem(&other);
+        EXPECT_EQ(source->GetAllItems().size(), 2U);
+        source->RemoveAllItems();
     });
     model->AddItemSelectionListener(&listener);
     model->AddItemChangeListener(&listener);

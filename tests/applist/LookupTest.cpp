@@ -1,4 +1,5 @@
-// How an item is looked up: by its unique id, read anew for each element, the key's first.
+// Look-up of an item by its unique id. Each comparison reads the id of the key, then of the
+// element.
 #include <string>
 #include <vector>
 

@@ -163,15 +163,15 @@ TEST_F(ConnectedProxy, RegistersAndRemovesEachKindOfListener) {
 }
 
 TEST_F(ConnectedProxy, OffersTheOtherOperationsThroughTheModelOfAnEvent) {
-    AppListModel* told = nullptr;
-    TestListener listener([&](AppListModel* model) { told = model; });
+    AppListModel* source = nullptr;
+    TestListener listener([&](AppListModel* model) { source = model; });
     proxy->AddItemChangeListener(&listener);
     proxy->AddItemAtEnd(&a);
     NotifyAll();
-    ASSERT_NE(told, nullptr);
-    EXPECT_THAT(told->GetAllItems(), ElementsAre(&a));
-    EXPECT_EQ(told->GetItemsCount(), 1);
-    told->SetClicked(&a);
+    ASSERT_NE(source, nullptr);
+    EXPECT_THAT(source->GetAllItems(), ElementsAre(&a));
+    EXPECT_EQ(source->GetItemsCount(), 1);
+    source->SetClicked(&a);
     EXPECT_EQ(Requests().back(), "A\n1\n\xD6\x07\0\0"s);
 }
 

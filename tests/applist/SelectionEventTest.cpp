@@ -1,5 +1,5 @@
 // The partner moved its selection: it is asked which item is selected now, its answer decides, and
-// then the listeners are told.
+// then the listeners are called.
 #include <string>
 #include <vector>
 
@@ -25,9 +25,9 @@ protected:
     SelectionEvent() {
         model->AddItems({&a, &b});
         model->SetSelection(&a);
-        listener.onSelection = [this](AppListModel* told) {
+        listener.onSelection = [this](AppListModel* source) {
             ++calls;
-            seen = told->GetSelection();
+            seen = source->GetSelection();
         };
         model->AddItemSelectionListener(&listener);
         CapturedLog::Clear();

@@ -98,9 +98,9 @@ protected:
 TEST_F(Threads, TwoEditorsKeepTheListConsistentDuringEvents) {
     Editor first("x");
     Editor second("y");
-    TestListener listener([](AppListModel* told) {
-        EXPECT_THAT(told->GetAllItems(), Each(NotNull()));
-        told->GetSelection();
+    TestListener listener([](AppListModel* source) {
+        EXPECT_THAT(source->GetAllItems(), Each(NotNull()));
+        source->GetSelection();
     });
     model->AddItemSelectionListener(&listener);
     model->AddItemChangeListener(&listener);

@@ -19,7 +19,7 @@
 
 namespace {
 
-// Two threads that are inside at the same time, told so by what orders nothing between them.
+// Two threads that run at the same time, synchronized by operations without an ordering effect.
 void InTwoThreads(const std::function<void()>& work) {
     std::atomic<int> arrived{0};
     const auto both = [&] {

@@ -30,7 +30,7 @@ std::vector<GError*>* g_errors = nullptr;
 // The smallest block that anything can lose is 16 bytes.
 constexpr double NOTHING = 8.0;
 
-// GLib's slices would hide what is released. They read the environment before anybody can write it.
+// GLib's slices would hide released memory. GLib reads the environment before a test can write it.
 __attribute__((constructor)) void TakeGLibsMemoryFromMalloc(int /*argc*/, char** argv) {
     if (g_getenv("G_SLICE") == nullptr) {
         setenv("G_SLICE", "always-malloc", 1);

@@ -55,7 +55,8 @@ const Announcer ANNOUNCERS[] = {
 class AnnouncementOfAShortLivedClient : public HeldBusTest,
                                         public testing::WithParamInterface<Announcer> {};
 
-// The client is gone when it is heard, so the endpoint binds, answers, and drops it.
+// The client has left the bus when its announcement arrives: the endpoint binds, answers, and drops
+// it.
 TEST_P(AnnouncementOfAShortLivedClient, IsAnsweredAndItsSenderIsReportedLost) {
     RecordingEndpoint endpoint;
     TestPartner witness(bus, false);

@@ -36,7 +36,7 @@ bool WriteAll(int descriptor, const char* bytes, std::size_t size) {
     return true;
 }
 
-// A number of a message that says in its first byte how it is written down.
+// Reads a number of a message by the byte order in the first byte of the message.
 std::size_t Number(const std::string& message, std::size_t at) {
     std::size_t value = 0;
     for (std::size_t i = 0; i < 4; ++i) {

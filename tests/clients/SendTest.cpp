@@ -95,7 +95,7 @@ protected:
     static constexpr const char* WRONG_TYPE =
         "Type of message, “(s)”, does not match expected type “(ay)”";
 
-    // What the client says of the refusal; the endpoint must not have been asked.
+    // The client's text for the refusal; the endpoint must not receive the call.
     ClientResult RefusalBy(const Words& words) {
         const ClientResult result = RunClient(words);
         EXPECT_EQ(result.exitStatus, 1);

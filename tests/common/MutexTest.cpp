@@ -44,12 +44,12 @@ TEST(Mutex, IsLockedByTryLock) {
         EXPECT_FALSE(IsFree(mutex));
         mutex.Unlock();
     } else {
-        ADD_FAILURE() << "nobody holds it";
+        ADD_FAILURE() << "no thread holds the mutex";
     }
     EXPECT_TRUE(IsFree(mutex));
 }
 
-// The thread-safety analysis refuses a second attempt by the one who holds the mutex.
+// The thread-safety analysis refuses a second attempt by the thread that holds the mutex.
 bool TryAgain(PTMutex& mutex) APPLIST_NO_THREAD_SAFETY_ANALYSIS {
     mutex.Lock();
     const bool takenAgain = mutex.TryLock();

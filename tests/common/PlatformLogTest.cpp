@@ -240,44 +240,44 @@ TEST(MissingLog, LosesOnlyTheLine) {
     });
 }
 
-// Repeats a line until @p hear gets one.
-template <class Hear>
-auto SaidUntilHeard(Hear hear) {
+// Repeats a line until @p read returns lines.
+template <class Read>
+auto WrittenUntilReceived(Read read) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    std::vector<std::string> heard;
-    while (heard.empty() && std::chrono::steady_clock::now() < deadline) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
-        heard = hear();
+    std::vector<std::string> received;
+    while (received.empty() && std::chrono::steady_clock::now() < deadline) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "received\n");
+        received = read();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return heard;
+    return received;
 }
 
 TEST(MissingLog, IsReplacedSoonAfterSyslogStarts) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
         log.OpenSyslog();
-        const auto lines = SaidUntilHeard([&] { return log.SyslogLines(); });
+        const auto lines = WrittenUntilReceived([&] { return log.SyslogLines(); });
         ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0], HasSubstr(": applist: heard"));
+        EXPECT_THAT(lines[0], HasSubstr(": applist: received"));
     });
 }
 
 TEST(MissingLog, IsReplacedSoonAfterTheJournalStarts) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
         log.OpenJournal();
-        const auto entries = SaidUntilHeard([&] { return log.JournalEntries(); });
+        const auto entries = WrittenUntilReceived([&] { return log.JournalEntries(); });
         ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "heard\n");
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "received\n");
     });
 }
 
 TEST(MissingLog, IsRetriedAtOnceForAnError) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
         log.OpenSyslog();
-        PlatformLogPrint(BUFFER, ERROR, TAG, "heard\n");
+        PlatformLogPrint(BUFFER, ERROR, TAG, "received\n");
         EXPECT_THAT(log.SyslogLines(), SizeIs(1));
     });
 }
@@ -285,12 +285,12 @@ TEST(MissingLog, IsRetriedAtOnceForAnError) {
 TEST(MissingLog, IsDetectedAgainWhenSyslogStops) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "heard\n");
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "received\n");
         EXPECT_THAT(log.SyslogLines(), SizeIs(1));
         log.CloseSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "unheard\n");
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
         log.OpenSyslog();
-        EXPECT_THAT(SaidUntilHeard([&] { return log.SyslogLines(); }), SizeIs(1));
+        EXPECT_THAT(WrittenUntilReceived([&] { return log.SyslogLines(); }), SizeIs(1));
     });
 }
 

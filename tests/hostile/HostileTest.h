@@ -1,4 +1,4 @@
-// A connected list whose partner means no good, or cannot help it.
+// A connected list, and a partner with deliberate or accidental errors.
 #ifndef APPLIST_TESTS_HOSTILETEST_H
 #define APPLIST_TESTS_HOSTILETEST_H
 
@@ -33,7 +33,7 @@ protected:
     void WaitUntilReady(const std::string& partner);
     void WaitUntilLost(const std::string& partner);
 
-    /** Ends the model and waits until nobody holds the bus connection any more. */
+    /** Destroys the model, and waits for the release of the bus connection. */
     void ReleaseAll();
 
     /** Deals with all that the bus has sent to this side so far. */

@@ -1,4 +1,4 @@
-// Answers to the selection query whose records are broken, strange or many.
+// Replies to the selection query with malformed, unusual or many records.
 #include "HostileTest.h"
 
 namespace {

@@ -34,7 +34,7 @@ TEST_F(Unanswered, AnErrorForTheSelectionQueryCountsAsNoSelection) {
     EXPECT_EQ(listener.selections, 1U);
 }
 
-// The process is stopped, so that nothing of it answers; the reply comes when nobody waits for it.
+// The process is stopped and does not reply; the reply arrives after the time-out.
 TEST_F(Unanswered, ARequestToASilentPartnerTimesOutAndTheLateReplyIsIgnored) {
     PartnerProcess process({"--keep-requests"});
     WaitUntilReady(process.Name());

@@ -16,7 +16,7 @@ std::size_t BelowTheLimit(std::size_t mib) {
 
 class SizeLimit : public HostileTest {
 protected:
-    /** Appends an item whose name has so many bytes. It stays in the list. */
+    /** Appends an item with this number of bytes in its name. The item stays in the list. */
     void AppendItem(std::size_t nameSize) {
         m_big = std::make_unique<NamedItem>(std::string(nameSize, 'n'));
         model->AddItemAtEnd(m_big.get());

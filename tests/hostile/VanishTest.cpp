@@ -114,7 +114,7 @@ TEST_F(TwoPartners, BothAnswerANewHostAndOneOfThemIsBound) {
     auto& other = firstWon ? second : first;
     bound->Kill();
     WaitUntilLost(bound->Name());
-    other->Tell("syn");
+    other->SendCommand("syn");
     WaitUntilReady(other->Name());
     model->SetClicked(&item);
     EXPECT_EQ(other->Requests().size(), 1U);

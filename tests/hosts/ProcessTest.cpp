@@ -218,7 +218,7 @@ TEST(ForkedChildOfAHostThatExits, KeepsTheHostsConnectionOpenUntilTheChildExits)
 
 using ClosedConnection = ConnectedHost;
 
-// Exit-on-close is on, and counts for a bus that goes, not for a host that closes.
+// Exit-on-close is on; it applies to a lost bus, not to a connection that the host closes.
 TEST_F(ClosedConnection, MakesEachRequestFailWithALoggedErrorWithoutEndingTheProcess) {
     ASSERT_NE(g_dbus_connection_get_exit_on_close(shared->Connection()), FALSE);
     ASSERT_NE(g_dbus_connection_close_sync(shared->Connection(), nullptr, nullptr), FALSE);
@@ -236,7 +236,7 @@ TEST_F(ClosedConnection, MakesEachRequestFailWithALoggedErrorWithoutEndingThePro
     endpoint.reset();
 }
 
-/** No thread can be started while it lives: RLIMIT_NPROC, which does not hold for root. */
+/** Refuses new threads until its destructor: RLIMIT_NPROC, which does not apply to root. */
 class ThreadLimit {
 public:
     ThreadLimit() {

@@ -1,4 +1,4 @@
-// The bus goes away under a host that has switched exit-on-close off.
+// Loss of the bus in a host that has disabled exit-on-close.
 #include "ChannelTest.h"
 
 #include "ThreadCalls.h"
@@ -10,7 +10,7 @@ using testing::IsEmpty;
 
 class BusLoss : public ConnectedTest {
 protected:
-    /** The daemon is dead and GDBus knows it; nothing has been dispatched. */
+    /** Kills the daemon, and waits until GDBus has closed the connection. Dispatches nothing. */
     void LoseTheBus() {
         Shared().SurviveTheBus();
         bus.Kill();
@@ -113,7 +113,7 @@ TEST_F(BusLoss, AllowsTheDestructionOfAnEndpointThatResends) {
     EXPECT_EQ(ThreadCalls::Joined(), 1);
 }
 
-// A second endpoint on the closed connection, which GDBus hands out while anybody holds it.
+// A second endpoint on the closed connection, which GDBus returns until its last reference.
 TEST_F(BusLoss, LeavesANewEndpointUnconnected) {
     Connect();
     LoseTheBus();

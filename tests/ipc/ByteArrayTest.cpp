@@ -57,7 +57,7 @@ TEST(ByteArray, CarriesAMegabyteBothWays) {
     EXPECT_EQ(back, bytes);
 }
 
-// A copy: a message may still be on its way when its vector is gone.
+// A copy, because a message may still be queued after the end of its vector.
 TEST(ByteArray, KeepsItsBytesWhenTheVectorChanges) {
     Bytes bytes = ByteVector("old");
     g_autoptr(GVariant) body = g_variant_ref_sink(ByteArray::ToVariant(bytes));

@@ -138,10 +138,10 @@ INSTANTIATE_TEST_SUITE_P(All, AnyCallback,
 class CallbackForADestroyedEndpoint : public CallbackTest {};
 
 TEST_P(CallbackForADestroyedEndpoint, IsRefused) {
-    std::optional<RecordingEndpoint> dead;
-    dead.emplace();
-    void* const address = &*dead;
-    dead.reset();
+    std::optional<RecordingEndpoint> destroyed;
+    destroyed.emplace();
+    void* const address = &*destroyed;
+    destroyed.reset();
     Call(Shared().Connection(), address);
     ExpectRefused();
 }
@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(All, CallbackForADestroyedEndpoint,
 
 class HandshakeCallback : public CallbackTest {};
 
-// What another connection brings was meant for an endpoint that lived at the same address.
+// A callback of another connection belongs to an earlier endpoint at the same address.
 TEST_P(HandshakeCallback, RefusesAnotherConnection) {
     Connect();
     g_autoptr(GDBusConnection) other = bus.Connect();
@@ -160,7 +160,7 @@ TEST_P(HandshakeCallback, RefusesAnotherConnection) {
     EXPECT_EQ(endpoint->Readinesses().size(), 1u);
 }
 
-// It was watched by an endpoint that lived at the same address.
+// The watch belongs to an earlier endpoint at the same address.
 TEST_P(HandshakeCallback, IgnoresANameThatItDoesNotWatch) {
     RecordingEndpoint unbound({}, "Unbound");
     for (const std::string& name :
@@ -212,7 +212,8 @@ std::string WatchedName(const Callback& callback) {
 
 class HandshakeWithABadName : public CallbackTest {};
 
-// No daemon says this. GDBus would only warn, and the endpoint would be bound to nobody for ever.
+// No daemon sends this. GDBus would only warn, and the endpoint would stay bound to an invalid
+// name.
 TEST_P(HandshakeWithABadName, BindsNoPartner) {
     RecordingEndpoint unbound;
     const GLibLog glib;
@@ -229,7 +230,7 @@ TEST_P(HandshakeWithABadName, BindsNoPartner) {
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
-// Subscriptions of a dead endpoint outlive it, and its address may be another endpoint's by then.
+// Subscriptions outlive their endpoint, and another endpoint may have the same address later.
 TEST_P(HandshakeWithABadName, IsRefusedWhenTheEndpointDoesNotWatchIt) {
     RecordingEndpoint unbound;
     g_autoptr(GVariant) parameters =

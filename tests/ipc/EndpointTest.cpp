@@ -304,15 +304,17 @@ class EndOfAnEndpoint : public HeldBusTest {};
 
 TEST_F(EndOfAnEndpoint, LogsNothingAndSendsNothing) {
     TestPartner partner(bus);
-    std::vector<Readiness> told;
+    std::vector<Readiness> reports;
     RecordingEndpoint::Actions actions;
-    actions.onReady = [&](bool ready, const std::string& name) { told.push_back({ready, name}); };
+    actions.onReady = [&](bool ready, const std::string& name) {
+        reports.push_back({ready, name});
+    };
     std::optional<RecordingEndpoint> endpoint(std::in_place, actions);
     ASSERT_TRUE(IterateUntilReady(*endpoint));
     CapturedLog::Clear();
     endpoint.reset();
     EXPECT_THAT(CapturedLog::Messages(), IsEmpty());
-    EXPECT_EQ(told, (std::vector<Readiness>{{true, partner.UniqueName()}}));
+    EXPECT_EQ(reports, (std::vector<Readiness>{{true, partner.UniqueName()}}));
 }
 
 TEST_F(EndOfAnEndpoint, StopsTheSignalsOfThePartner) {

@@ -18,14 +18,14 @@ const std::string SERVICE_ACK = "org.morva.JavaMW.Applist_SERVICE_ACK";
 // The partner's steps are the test's.
 class Handshake : public HeldBusTest {
 protected:
-    void Announce(TestPartner& who, const std::string& suffix) {
-        who.Announce(suffix);
+    void Announce(TestPartner& announcer, const std::string& suffix) {
+        announcer.Announce(suffix);
         IterateThroughTheBus();
     }
 
-    // The lines of one announcement that the endpoint hears.
-    static std::vector<std::string> Heard(const std::string& callback, const std::string& name,
-                                          const std::string& own, const std::string& partner) {
+    // The log lines of a received announcement.
+    static std::vector<std::string> Received(const std::string& callback, const std::string& name,
+                                             const std::string& own, const std::string& partner) {
         return {"DEBUG " + callback + " called",
                 "DEBUG " + callback + " " + name + " " + own + " from '' => '" + partner + "' ",
                 "DEBUG " + callback + " called",
@@ -60,8 +60,8 @@ protected:
         EXPECT_EQ(EndpointInside::m_signalSubscriptionId(unbound), 0u);
     }
 
-    void ExpectBoundTo(const TestPartner& who, RecordingEndpoint& bound) {
-        EXPECT_EQ(EndpointInside::m_partnerId(bound), who.UniqueName());
+    void ExpectBoundTo(const TestPartner& expected, RecordingEndpoint& bound) {
+        EXPECT_EQ(EndpointInside::m_partnerId(bound), expected.UniqueName());
         EXPECT_NE(EndpointInside::m_partnerWatchId(bound), 0u);
         EXPECT_NE(EndpointInside::m_partnerProxy(bound), nullptr);
         EXPECT_NE(EndpointInside::m_signalSubscriptionId(bound), 0u);
@@ -77,7 +77,7 @@ TEST_F(Handshake, ConnectsToAPartnerThatAnswersOurSyn) {
     Announce(partner, "_SYN_ACK");
     const std::string name = partner.UniqueName();
     EXPECT_EQ(CapturedLog::Messages(),
-              Joined({Heard("cb_SynAckNameOwnerChanged", SERVICE_SYN_ACK, OwnName(), name),
+              Joined({Received("cb_SynAckNameOwnerChanged", SERVICE_SYN_ACK, OwnName(), name),
                       Bound(name), Answered("org.morva.JavaMW.Applist_CLIENT_ACK", OwnName())}));
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     ExpectBoundTo(partner, endpoint);
@@ -92,7 +92,7 @@ TEST_F(Handshake, ConnectsToAPartnerThatStartsLater) {
     Announce(partner, "_SYN");
     const std::string name = partner.UniqueName();
     EXPECT_EQ(CapturedLog::Messages(),
-              Joined({Heard("cb_SynNameOwnerChanged", SERVICE_SYN, OwnName(), name), Bound(name),
+              Joined({Received("cb_SynNameOwnerChanged", SERVICE_SYN, OwnName(), name), Bound(name),
                       Answered("org.morva.JavaMW.Applist_CLIENT_SYN_ACK", OwnName())}));
     EXPECT_EQ(EndpointInside::State(endpoint), 2);
     ExpectBoundTo(partner, endpoint);
@@ -102,7 +102,7 @@ TEST_F(Handshake, ConnectsToAPartnerThatStartsLater) {
     CapturedLog::Clear();
     Announce(partner, "_ACK");
     EXPECT_EQ(CapturedLog::Messages(),
-              Heard("cb_AckNameOwnerChanged", SERVICE_ACK, OwnName(), name));
+              Received("cb_AckNameOwnerChanged", SERVICE_ACK, OwnName(), name));
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, name}));
 }
@@ -121,7 +121,7 @@ TEST_F(Handshake, CompletesInBothOrdersOfStart) {
     EXPECT_THAT(second.Announcements(), ElementsAre("_CLIENT_SYN_ACK"));
 }
 
-// The partner may send as soon as it hears the answer, so the binding is there before it.
+// The partner may send as soon as it receives the answer, so the binding precedes the answer.
 TEST_F(Handshake, SubscribesToThePartnerBeforeItAnswers) {
     RecordingEndpoint endpoint;
     BusMonitor monitor(bus);
@@ -202,9 +202,9 @@ TEST_P(SecondPartner, IsDroppedWithoutALogLineWhileAPartnerIsBound) {
     CapturedLog::Clear();
     Announce(second, GetParam().suffix);
     EXPECT_EQ(CapturedLog::Messages(),
-              Heard(GetParam().callback,
-                    std::string("org.morva.JavaMW.Applist_SERVICE") + GetParam().suffix, OwnName(),
-                    second.UniqueName()));
+              Received(GetParam().callback,
+                       std::string("org.morva.JavaMW.Applist_SERVICE") + GetParam().suffix,
+                       OwnName(), second.UniqueName()));
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     ExpectBoundTo(partner, endpoint);
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, partner.UniqueName()}));
@@ -252,12 +252,12 @@ TEST_F(Handshake, IgnoresAnAckWithoutAPartner) {
     CapturedLog::Clear();
     Announce(partner, "_ACK");
     EXPECT_EQ(CapturedLog::Messages(),
-              Heard("cb_AckNameOwnerChanged", SERVICE_ACK, OwnName(), partner.UniqueName()));
+              Received("cb_AckNameOwnerChanged", SERVICE_ACK, OwnName(), partner.UniqueName()));
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
     EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
 }
 
-// Meant: whoever may own the name counts.
+// Deliberate: an acknowledgement of any owner of the name has its effect.
 TEST_F(Handshake, AcceptsAnAckOfAnyProcessWhileAPartnerIsBound) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN");

@@ -88,7 +88,7 @@ TEST_F(ChannelTable, CallsTheDestructorBySlotNumber) {
     using Destructor = void(JavaMWDbusRemote*);
     auto* const endpoint = new RecordingEndpoint();
     VirtualSlot::At<Destructor>(static_cast<JavaMWDbusRemote*>(endpoint), 1)(endpoint);
-    // A call for it is refused, so it is gone.
+    // A refused call proves that the endpoint is destroyed.
     JavaMWDbusRemote::cb_SignalCall(nullptr, "", "", "", "", nullptr, endpoint);
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Empty user_data or connection not valid."),
               1u);

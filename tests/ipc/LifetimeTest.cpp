@@ -1,5 +1,5 @@
-// Callbacks and endpoints that end: nothing reaches an endpoint that is gone, and an endpoint does
-// not go while a handshake callback is inside it.
+// Callbacks and the end of endpoints: no callback reaches a destroyed endpoint, and a destructor waits
+// for the handshake callback under way.
 #include "ChannelTest.h"
 
 #include <atomic>
@@ -75,11 +75,11 @@ TEST_F(DestroyedEndpoint, ReceivesNoLossAndNoSignalsOfItsPartner) {
     EXPECT_THAT(CapturedLog::Messages(), IsEmpty());
 }
 
-// What was under way when the endpoint ended, with nobody else on the connection.
+// Messages under way at the end of the endpoint, on a connection without another owner.
 class QueuedDelivery : public ChannelTest {
 protected:
     /** All that was sent to the shared connection so far has come in, undelivered. */
-    static void ComeIn() {
+    static void ReceiveQueuedMessages() {
         const SharedBus shared;
         BusDaemon::Ping(shared.Connection());
     }
@@ -92,7 +92,7 @@ TEST_F(QueuedDelivery, OfAHandshakeStepIsRefused) {
     partner.Announce("_SYN");
     partner.Announce("_SYN_ACK");
     partner.Announce("_ACK");
-    ComeIn();
+    ReceiveQueuedMessages();
     endpoint.reset();
     CapturedLog::Clear();
     MainLoop::IterateUntilIdle();
@@ -118,13 +118,13 @@ TEST_F(QueuedDelivery, OfAMessageIsAnsweredWithAnError) {
         &error);
     // The daemon has passed the call on once it has answered one made behind it.
     BusDaemon::Ping(partner.Connection());
-    ComeIn();
+    ReceiveQueuedMessages();
     endpoint.reset();
     CapturedLog::Clear();
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return !error.empty(); }));
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, REFUSED), 1u);
-    // The answer's way out ends with the connection, which nobody else holds; then the daemon says
-    // at once that there will be none.
+    // The answer is lost with the last reference to the connection; the daemon then reports at once
+    // that there is no reply.
     EXPECT_THAT(error, testing::AnyOf(UNKNOWN_OBJECT, "org.freedesktop.DBus.Error.NoReply"));
 }
 
@@ -134,7 +134,7 @@ TEST_F(QueuedDelivery, OfANotificationIsDroppedAfterTheDestructor) {
     partner.Announce("_SYN_ACK");
     ASSERT_TRUE(IterateUntilReady(*endpoint));
     partner.Notify(own, ByteVector("late"));
-    ComeIn();
+    ReceiveQueuedMessages();
     endpoint.reset();
     CapturedLog::Clear();
     MainLoop::IterateUntilIdle();
@@ -147,7 +147,7 @@ TEST_F(QueuedDelivery, OfTheLossOfThePartnerIsDroppedAfterTheDestructor) {
     leaving->Announce("_SYN_ACK");
     ASSERT_TRUE(IterateUntilReady(*endpoint));
     leaving.reset();
-    ComeIn();
+    ReceiveQueuedMessages();
     endpoint.reset();
     CapturedLog::Clear();
     MainLoop::IterateUntilIdle();
@@ -218,7 +218,7 @@ TEST_F(SecondEndpoint, HasItsMessagesRefusedWhileTheHostHoldsTheFirstConnection)
     EXPECT_THAT(second.Messages(), IsEmpty());
 }
 
-// What was meant for the dead one reaches the living one too, and changes nothing for it.
+// A callback for the destroyed endpoint also reaches the new one, and does not change the new one.
 TEST_F(SecondEndpoint, AlsoConnectsAtTheAddressOfTheFirst) {
     const SharedBus shared;
     alignas(RecordingEndpoint) unsigned char memory[sizeof(RecordingEndpoint)];
@@ -331,7 +331,7 @@ TEST_F(LoopInAnotherThread, AllowsTheDestructionOfEndpointsAtAnyMomentOfTheHands
     }
     stop = true;
     announcer.join();
-    SUCCEED() << "the sanitizers would tell";
+    SUCCEED() << "the sanitizers report errors";
 }
 
 TEST_F(LoopInAnotherThread, AllowsTheDestructionOfEndpointsDuringTheStartOfPartners) {

@@ -1,4 +1,4 @@
-// Every line of the log says where it comes from, in one form.
+// Every line of the log starts with its source location, in one form.
 #include <ipc/IPCApplist.h>
 
 #include <regex>
@@ -7,13 +7,13 @@
 
 namespace {
 
-class Nobody {};
+class NoModel {};
 
 class LogPrefix : public HeldBusTest {
 protected:
     // A whole life: both handshakes, traffic, a loss, a resend, refusals.
     void Live() {
-        IPCApplist<JavaMWDbusRemote, Nobody> endpoint("Applist");
+        IPCApplist<JavaMWDbusRemote, NoModel> endpoint("Applist");
         auto first = std::make_unique<TestPartner>(bus);
         first->Announce("_SYN");
         ASSERT_TRUE(IterateUntilReady(endpoint));

@@ -51,7 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
         Framed{-256, ByteVector({0x00, 0xff, 0xff, 0xff})},
         Framed{std::numeric_limits<std::int32_t>::min(), ByteVector({0, 0, 0, 0x80})}));
 
-// Each bit of the id has its place, whatever the machine's byte order.
+// Each bit of the id has its place, for each byte order of the machine.
 TEST(MessageFrame, KeepsEachBitOfTheId) {
     for (unsigned bit = 0; bit < 32; ++bit) {
         Bytes expected(4, '\0');

@@ -35,8 +35,8 @@ protected:
     }
     void AllowAnswers() { bus.SetPolicy(""); }
 
-    void Announce(TestPartner& who, const std::string& suffix) {
-        who.Announce(suffix);
+    void Announce(TestPartner& announcer, const std::string& suffix) {
+        announcer.Announce(suffix);
         IterateThroughTheBus();
     }
 
@@ -188,7 +188,7 @@ TEST_F(Resend, ReportsNothingForASynAck) {
     EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_SYN_ACK"));
 }
 
-// Meant: what goes through late counts late.
+// Deliberate: an answer that succeeds late has its effect late.
 TEST_F(Resend, ResetsTheStateFromThreeToTwo) {
     RecordingEndpoint endpoint;
     DenyAnswers();
@@ -208,7 +208,7 @@ TEST_F(Resend, ResetsTheStateFromThreeToTwo) {
 TEST_F(Resend, ContinuesWhileARefusedReleaseLeavesTheNameOwned) {
     RecordingEndpoint endpoint;
     bus.SetPolicy(Deny::Calling("ReleaseName"));
-    // Not announced by the partner, who could not release its name either.
+    // Not announced by the partner, which could not release its name either.
     g_autoptr(GVariant) change =
         OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", partner.UniqueName().c_str(), "");
     JavaMWDbusRemote::cb_SynAckNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
@@ -249,7 +249,7 @@ TEST_F(Resend, DropsAnAnswerOwedToAReplacedPartnerAndKeepsTheOther) {
     leaving.reset();
     ASSERT_TRUE(IterateUntilLogged(CapturedLog::DEBUG, "Stop watching old partner messages."));
     Announce(partner, "_SYN");
-    // The first entry may be gone already when the pass was quick.
+    // A quick pass may already have removed the first entry.
     ASSERT_TRUE(MainLoop::WaitWithoutIterating([&] { return Pending(endpoint).size() == 1; }));
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
     EXPECT_THAT(CapturedLog::Messages(),
@@ -270,7 +270,7 @@ TEST_F(Resend, StartsNoSecondThreadWhileOneIsRunning) {
     DenyAnswers();
     Announce(*leaving, "_SYN_ACK");
     {
-        // The first entry stays, so the thread does too: nobody is told of the loss yet.
+        // The first entry stays, and so does the thread: the loss is not dispatched yet.
         const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
         EXPECT_NE(EndpointInside::m_resendThread(endpoint), 0u);
     }

@@ -1,4 +1,4 @@
-// Senders in several threads, while the partner goes and comes again.
+// Senders in several threads while the partner restarts.
 #include "ChannelTest.h"
 
 #include <atomic>

@@ -433,7 +433,7 @@ TEST_F(ReceivingMessages, AnswersAHandlersExceptionWithAnError) {
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Exception in cb_MethodCall"), 1u);
 }
 
-// GDBus refuses them before the endpoint hears of them.
+// GDBus refuses them before they reach the endpoint.
 TEST_F(ReceivingMessages, ExcludesOtherMethodsAndTypes) {
     Connect();
     const auto errorOf = [&](const char* method, const char* body) {

@@ -1,4 +1,5 @@
-// Bodies over a vector's own bytes, and who frees what when the body outlives the loan.
+// Bodies over the bytes of a vector, and the ownership of the bytes when a body outlives the
+// request.
 #include <ipc/UncopiedBody.h>
 
 #include <csignal>
@@ -63,7 +64,7 @@ TEST(UncopiedBody, LeavesTheBytesToABodyThatOutlivesIt) {
     EXPECT_EQ(Printed(kept), "([byte 0x64, 0x61, 0x74, 0x61],)");
 }
 
-// Some part of the host that keeps what goes out, to write it down later.
+// A message filter of the host that keeps outgoing messages.
 class KeptMessages {
 public:
     explicit KeptMessages(GDBusConnection* connection)

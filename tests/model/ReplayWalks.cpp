@@ -189,7 +189,7 @@ private:
             m_host.EmitAnnouncement(suffix, Partner(event));
         }
         // The second time for what the first has caused, like the answer that starts a name watch;
-        // and for a ReleaseName that nobody waits for.
+        // and for a ReleaseName without a waiting caller.
         return m_host.Deliver() && m_host.Deliver();
     }
 

@@ -66,7 +66,7 @@ BusUser::BusUser(const std::string& name, const std::string& group,
     }
 }
 
-// The bus asks the kernel who connects, which remembers that from the moment of the connect().
+// The bus reads the user of a connection from the kernel, which records this user at connect().
 GDBusConnection* BusUser::Connect(const PrivateBus& bus) const {
     const Turn turn(*this);
     return bus.Connect();

@@ -1,4 +1,4 @@
-// What the log and the tools say on a bus that lacks the policy, or has that of others.
+// Texts of the log and the tools on a bus without the policy, or with the policy of other users.
 #include "PolicyTest.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ protected:
     }
 };
 
-// Root too: the rules for everybody hold for it.
+// Also for root: the rules for all users apply to root.
 TEST_P(RefusedRole, OfAHostWithoutThePolicyIsLoggedWithTheErrorOfTheBus) {
     const StockBus bus("");
     { const AppListProxy list; }

@@ -196,7 +196,7 @@ TEST_P(RightsTest, AreAllDetectedOnABusWithoutRestrictions) {
                "<allow own='*'/><allow send_type='method_call'/><allow send_destination='*'" +
                eavesdrop + "/><allow receive_sender='*'" + eavesdrop + "/></policy></busconfig>";
     });
-    // dbus-daemon lets nobody but root ask to eavesdrop; dbus-broker does not know of it.
+    // dbus-daemon allows eavesdropping to root alone; dbus-broker has no eavesdropping.
     const Rights rights =
         RightsOf(bus, BusUser(Users::HOST), BusUser(Users::PARTNER), BusUser("root"));
     EXPECT_EQ(rights.count("stranger monitors"), 1U);

@@ -1,4 +1,4 @@
-// The settings of the build that say who plays which role.
+// The build settings that assign users to the roles.
 #include <gmock/gmock.h>
 
 #include "Policy.h"
@@ -45,7 +45,7 @@ TEST_P(AcceptedSettings, MakeABlockForEachRole) {
     for (const char* block : GetParam().expected) {
         EXPECT_THAT(policy, HasSubstr(block));
     }
-    // And one for everybody.
+    // And one block for all users.
     std::size_t blocks = 0;
     for (std::size_t at = 0; (at = policy.find("<policy ", at)) != std::string::npos; ++at) {
         ++blocks;

@@ -131,7 +131,7 @@ PlainItem* RandomRun::AnyItemOrNull() {
     return m_numbers.Chance(3) ? nullptr : AnyItem();
 }
 
-// The request waits in the partner's socket until the partner goes on.
+// The request waits in the partner's socket until the partner continues.
 void RandomRun::EditWhileThePartnerIsStopped() {
     ++m_done["partner stopped and continued"];
     m_partner->Stop();
@@ -149,15 +149,15 @@ void RandomRun::PartnerEvent() {
     const std::size_t kind = m_numbers.Pick(100);
     if (kind < 20) {
         ++m_done["change event"];
-        Tell(Records::CHANGE_EVENT);
+        Notify(Records::CHANGE_EVENT);
         ++m_expected.changes;
     } else if (kind < 40) {
         ++m_done["click event"];
-        Tell(Records::CLICKED_EVENT);
+        Notify(Records::CLICKED_EVENT);
         ++m_expected.clicks;
     } else if (kind < 45) {
         ++m_done["event of an unknown id"];
-        Tell(5 + static_cast<int>(m_numbers.Pick(1000000)));
+        Notify(5 + static_cast<int>(m_numbers.Pick(1000000)));
     } else if (kind < 50) {
         ++m_done["event too short for an id"];
         m_partner->Ask("notify " + Hex::Of(m_numbers.Bytes(3, true)));
@@ -177,7 +177,7 @@ void RandomRun::PartnerSelects() {
     m_partner->Ask("select " + Hex::Of(reply));
     m_plain.MoveSelection(reply);
     Expect(Records::Frame("", Records::GET_SELECTION));
-    Tell(Records::SELECTION_EVENT);
+    Notify(Records::SELECTION_EVENT);
     ++m_expected.selections;
 }
 
@@ -220,7 +220,7 @@ void RandomRun::PartnerCreatesItsList() {
 // Answered while this side waits for the next event, so the partner must not be waited for.
 void RandomRun::PartnerCalls() {
     ++m_done["call of this side"];
-    m_partner->Tell("call " + Hex::Of(m_numbers.Bytes(40, true)));
+    m_partner->SendCommand("call " + Hex::Of(m_numbers.Bytes(40, true)));
 }
 
 void RandomRun::LosePartner() {
@@ -242,7 +242,7 @@ void RandomRun::StartPartner() {
     WaitForPartner();
 }
 
-// The new one is there before the old one goes.
+// The new process starts before the old one exits.
 void RandomRun::ReplacePartner() {
     ++m_done["partner replaced at once"];
     auto next = std::make_unique<PartnerProcess>(std::vector<std::string>{"--keep-requests"});
@@ -256,15 +256,15 @@ void RandomRun::WaitForPartner() {
     Await([this] { return EventLog::Partner() == m_partner->Name(); }, "the partner");
 }
 
-void RandomRun::Tell(int event) {
+void RandomRun::Notify(int event) {
     const std::string payload = m_numbers.Bytes(20, true);
     m_partner->Ask("notify " + Hex::Of(Records::Frame(payload, event)));
 }
 
-// Notifications arrive in order: a change event behind the others tells that they have been taken.
+// Notifications arrive in order: after a change event, all earlier notifications have been handled.
 void RandomRun::WaitForAllEvents() {
     ++m_expected.changes;
-    m_partner->Tell("notify " + Hex::Of(Records::Frame("", Records::CHANGE_EVENT)));
+    m_partner->SendCommand("notify " + Hex::Of(Records::Frame("", Records::CHANGE_EVENT)));
     Await([this] { return m_seen.changes == m_expected.changes; }, "a notification");
     if (m_seen.clicks != m_expected.clicks || m_seen.selections != m_expected.selections) {
         throw std::runtime_error("listeners were called more or less often than events came");

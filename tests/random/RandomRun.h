@@ -63,7 +63,7 @@ private:
     void StartPartner();
     void ReplacePartner();
     void WaitForPartner();
-    void Tell(int event);
+    void Notify(int event);
     void WaitForAllEvents();
 
     // The comparison

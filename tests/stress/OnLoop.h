@@ -27,7 +27,7 @@ inline void OnLoop(const std::function<void()>& work) {
         source,
         [](void* data) -> gboolean {
             Task& self = *static_cast<Task*>(data);
-            // Until the end: whoever waits may leave, and take the task along, once it has this.
+            // The last access: afterwards the waiting thread may return and destroy the task.
             const std::lock_guard<std::mutex> held(self.mutex);
             self.work();
             self.isDone = true;

@@ -82,7 +82,7 @@ std::pair<unsigned long, unsigned long> Received(PartnerProcess& partner) {
 }
 
 void SendInBothDirections(Phase& phase, Counter& endpoint, PartnerProcess& partner) {
-    partner.Tell("burst " + std::to_string(phase.count));
+    partner.SendCommand("burst " + std::to_string(phase.count));
     SendNumbers(endpoint, phase.count);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(PATIENCE_S);
     auto received = Received(partner);

@@ -73,7 +73,7 @@ public:
         }
         auto proxy = std::make_unique<AppListProxy>();
         if (m_phase.Pick(2) == 0) {
-            m_partner->Tell("syn");
+            m_partner->SendCommand("syn");
         }
         Live(*proxy, isOwned);
         NoteTheMoment();

@@ -10,10 +10,10 @@ inline namespace applist_test {
 
 struct Resources {
     long residentKb = 0;
-    long long heapBytes = 0; ///< in use, as the C library tells; 0 under another allocator
+    long long heapBytes = 0; ///< in use by the C library; 0 under another allocator
     long threads = 0;
     long descriptors = 0;
-    long matchRules = 0; ///< -1 on a bus that does not tell
+    long matchRules = 0; ///< -1 on a bus without statistics
 
     static long CountDescriptors();
 };

@@ -54,7 +54,7 @@ private:
     std::atomic<AppListModel*> m_model{nullptr};
 };
 
-/** One thread that edits the list at random until told to end. */
+/** A thread that edits the list at random until its destructor. */
 class Sender {
 public:
     Sender(AppListProxy& proxy, int number, std::uint64_t seed) : m_proxy(proxy), m_numbers(seed) {
@@ -174,7 +174,7 @@ public:
     /** Lets it send one event of each kind. */
     void Notify() {
         for (const char* event : {"02000000", "03000000", "01000000"}) {
-            m_partner->Tell(std::string("notify ") + event);
+            m_partner->SendCommand(std::string("notify ") + event);
         }
     }
 
@@ -205,7 +205,7 @@ private:
         std::this_thread::sleep_for(std::chrono::milliseconds(m_phase.Pick(5)));
     }
 
-    // The new one is there, and has been refused, before the old one goes.
+    // The new partner starts, and is refused, before the old partner exits.
     void Replace() {
         auto next = std::make_unique<PartnerProcess>(std::vector<std::string>{"--created"});
         m_partner->Kill();
@@ -216,7 +216,7 @@ private:
     std::unique_ptr<PartnerProcess> m_partner;
 };
 
-// With nobody sending any more, a created event makes the two lists equal.
+// After the last edit, a created event makes the two lists equal.
 void CompareLists(PartnerProcess& partner, const Listener& listener) {
     const unsigned long changes = listener.changes;
     partner.Ask("created");
@@ -271,7 +271,7 @@ void applist_test::RestartsUnderLoad(Phase& phase) {
         phase.Did("  SIGSTOP, SIGKILL", restarts.stoppedAndKilled);
         phase.Did("  replaced at once", restarts.replaced);
         phase.Did("operations in 4 threads", operations);
-        phase.Did("events told to listeners", listener.events);
+        phase.Did("events passed to listeners", listener.events);
     }
     const EventLog::Counts after = EventLog::Now();
     phase.Did("times ready", after.ready - before.ready);

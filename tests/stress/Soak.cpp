@@ -230,11 +230,11 @@ void SoakNotifications(Soak& soak, unsigned long count) {
     soak.Row("notifications to the partner", count, send, allSent);
 
     constexpr unsigned long BURST = 100;
-    unsigned long told = 0;
+    unsigned long sent = 0;
     const auto burst = [&] {
         partner.Ask("burst " + std::to_string(BURST));
-        told += BURST;
-        Await([&] { return endpoint->received == told; }, "the notifications");
+        sent += BURST;
+        Await([&] { return endpoint->received == sent; }, "the notifications");
     };
     soak.Row("100 notifications of the partner", count / BURST, burst);
     soak.Row("calls of the partner", count / 10, [&] { partner.Ask("call 6162634d000000"); });
@@ -275,7 +275,7 @@ int main(int argc, char** argv) {
                   NumberOption("seconds", seconds, "Bound each kind of traffic (1800)")});
     const QuietHost quiet;
     if (mallinfo2().uordblks == 0) {
-        std::fprintf(stderr, "soak: this allocator does not tell how much is in use\n");
+        std::fprintf(stderr, "soak: this allocator does not report the memory in use\n");
         return 77;
     }
     Soak soak(static_cast<unsigned long>(seconds));

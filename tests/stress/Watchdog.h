@@ -1,4 +1,4 @@
-// Ends a program that hangs, and says what it was doing.
+// Ends a program that hangs, and prints its last step.
 #ifndef APPLIST_TESTS_WATCHDOG_H
 #define APPLIST_TESTS_WATCHDOG_H
 
@@ -18,7 +18,7 @@ public:
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    /** Work goes on; @p what is next. */
+    /** Restarts the time limit; @p what is the next step. */
     void Beat(const std::string& what);
 
 private:

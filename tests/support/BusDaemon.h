@@ -12,7 +12,7 @@ inline namespace applist_test {
 
 namespace BusDaemon {
 
-/** Calls @p method, whose parameters are consumed, and waits. @return whether it was answered. */
+/** Calls @p method, consumes the parameters, and waits. @return whether the bus replied */
 bool Call(GDBusConnection* connection, const char* method, GVariant* parameters);
 
 /**

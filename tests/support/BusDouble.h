@@ -21,8 +21,8 @@ inline namespace applist_test {
  * Listens on a socket of its own and points DBUS_SYSTEM_BUS_ADDRESS at it. It accepts on a thread
  * and context of its own and answers on GDBus's worker thread, so a test may block in a call.
  *
- * Unscripted, it is a bus on which all goes well: names can be owned and released, every unique
- * name is alive until it has vanished, and the partner answers "Send" with an empty array. It emits
+ * Without a script, each call succeeds: names can be owned and released, every unique name is
+ * connected until it has vanished, and the partner answers "Send" with an empty array. It emits
  * no signal by itself.
  */
 class BusDouble {
@@ -62,7 +62,7 @@ public:
     void Script(const std::string& method, const std::string& argument, Reply reply);
     void Script(const std::string& method, Reply reply);
 
-    /** All goes well again. */
+    /** Removes the scripts: each call succeeds again. */
     void ForgetScripts();
 
     /** What came in so far, each as "Method" or "Method argument" if a string comes first. */
@@ -82,7 +82,7 @@ public:
 
     /** The unique name @p name leaves the bus: GetNameOwner and a signal report it. */
     void Vanish(const std::string& name);
-    /** No name is gone. */
+    /** All names are connected again. */
     void ForgetVanished();
 
     /** Closes all connections. */

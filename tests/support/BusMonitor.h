@@ -1,4 +1,4 @@
-// Everything that goes over a test's bus, as a monitor sees it.
+// All messages on the bus of a test, recorded by a monitor.
 #ifndef APPLIST_TESTS_BUSMONITOR_H
 #define APPLIST_TESTS_BUSMONITOR_H
 

@@ -27,7 +27,7 @@ public:
             G_DBUS_SIGNAL_FLAGS_NONE, OnMarker, &m_markers, nullptr);
     }
 
-    /** Returns when nobody holds the shared connection any more: the next host makes a new one. */
+    /** Waits until the shared connection is released: the next host creates a new connection. */
     ~DoubleHost() {
         g_dbus_connection_signal_unsubscribe(Connection(), m_subscription);
         // The last reference may go in GDBus's own thread.

@@ -1,5 +1,5 @@
-// An endpoint's private fields, for what nothing public tells: the handshake state between "no
-// partner" and "connected", and states that no bus daemon can be made to produce.
+// An endpoint's private fields, for states without a public function: the handshake state between
+// "no partner" and "connected", and states that no bus daemon can be made to produce.
 //
 // An explicit instantiation may name private members; the friend that it
 // defines hands the pointer out.

@@ -58,7 +58,7 @@ void PlatformLogPrint(int /*bufferId*/, int priority, const char* /*tag*/, const
     const auto has = [&](const char* text) { return std::strstr(format, text) != nullptr; };
     const bool isBinding = has("Monitor unique name ");
     const bool isReadiness = has("HandleConnectionReady state=");
-    // An endpoint that is still being constructed says so, and does not name its partner.
+    // An endpoint reports readiness during its construction without the name of the partner.
     const bool isEarlyReadiness = has("Default handler - HandleConnectionReady = ");
     const bool isStep = has("NameOwnerChanged called");
     const bool isResend = has("Executed OnResendHandshake");

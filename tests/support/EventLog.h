@@ -35,7 +35,7 @@ bool WaitUntilReady(const std::string& partner, int seconds = 60);
 bool WaitUntil(const std::function<bool(const Counts&)>& reached,
                std::chrono::milliseconds patience);
 
-/** Nobody is ready any more: for a new endpoint in the place of one that is gone. */
+/** Resets the recorded partner, for the endpoint after a destroyed one. */
 void ForgetPartner();
 
 /** The last error lines, the newest last. */

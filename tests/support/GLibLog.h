@@ -1,4 +1,4 @@
-// The warnings and criticals that GLib and GIO print in this process, caught while this lives.
+// The warnings and criticals of GLib and GIO in this process, caught until the destructor.
 #ifndef APPLIST_TESTS_GLIBLOG_H
 #define APPLIST_TESTS_GLIBLOG_H
 

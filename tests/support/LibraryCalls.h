@@ -33,7 +33,7 @@ void HoldResendThread();
 /** Lets a held resend thread make one pass. Returns when it waits again or has ended. */
 void StepResendThread();
 
-/** The resend thread keeps its own time again; one that waits goes on at once. */
+/** The resend thread sleeps by the clock again; a held thread continues at once. */
 void ReleaseResendThread();
 
 /** Whether a thread that the library started has not ended yet. */

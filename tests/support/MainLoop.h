@@ -28,7 +28,7 @@ bool WaitWithoutIterating(const std::function<bool()>& happened,
 
 } // namespace MainLoop
 
-/** Iterates the global default context in a thread of its own for as long as it lives. */
+/** Iterates the global default context in its own thread, until the destructor. */
 class LoopThread {
 public:
     LoopThread();

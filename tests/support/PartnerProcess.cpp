@@ -29,7 +29,7 @@ PartnerProcess::PartnerProcess(const std::vector<std::string>& options)
     : m_process(Words(options), {{}, {}, true}), m_name(m_process.ReadLine().substr(5)) {}
 
 std::string PartnerProcess::Ask(const std::string& line) {
-    Tell(line);
+    SendCommand(line);
     const std::string word = FirstWord(line);
     for (;;) {
         const std::string answer = m_process.ReadLine();

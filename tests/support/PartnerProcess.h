@@ -27,7 +27,7 @@ public:
     std::string Ask(const std::string& line);
 
     /** The same without waiting; the answer is passed over later. */
-    void Tell(const std::string& line) { m_process.Send(line); }
+    void SendCommand(const std::string& line) { m_process.Send(line); }
 
     void Stop() { m_process.Kill(SIGSTOP); }
     void Continue() { m_process.Kill(SIGCONT); }

@@ -1,4 +1,4 @@
-// A host's item whose texts a test reads without the library.
+// An item of a host. A test reads its texts without the library.
 #ifndef APPLIST_TESTS_PLAINITEM_H
 #define APPLIST_TESTS_PLAINITEM_H
 

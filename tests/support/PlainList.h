@@ -25,7 +25,7 @@ struct PlainList {
     /** The partner has notified a new selection, and replied to the query with @p reply. */
     void MoveSelection(const std::string& reply);
 
-    /** What a partner must have whose list is new: the list's records as they can be read back. */
+    /** The expected list of a partner with a new list: the records of the list after decoding. */
     std::string PartnersList() const;
     std::string PartnersSelection() const;
     /** The requests that its created event causes. */

@@ -106,7 +106,7 @@ void PrivateBus::StartBroker() {
     m_daemon = std::make_unique<Process>(
         words, Process::Setup{{}, [listener] { dup2(listener, 3); }, true});
     close(listener);
-    // The bus would wait for a full journal, and with it everybody.
+    // The bus would wait for a full journal, and all its clients would wait for the bus.
     m_journal = std::make_unique<Process>(
         std::vector<std::string>{"sh", "-c", "exec cat >/dev/null 2>&1"},
         Process::Setup{{}, [journal] { dup2(journal, STDIN_FILENO); }, true});

@@ -15,7 +15,7 @@ inline namespace applist_test {
 
 /**
  * Starts a bus that ends with the test, and points DBUS_SYSTEM_BUS_ADDRESS at it. Anything is
- * allowed, unless a policy says otherwise.
+ * allowed, unless a policy denies it.
  */
 class PrivateBus {
 public:
@@ -44,7 +44,7 @@ public:
     /** Puts other rules in the place of the present ones; in force on return. */
     void SetPolicy(const std::string& policy);
 
-    /** SIGKILL: the bus goes away. */
+    /** Sends SIGKILL to the daemon. */
     void Kill();
 
     /** Kills the bus and starts another one at the same path. */

@@ -23,12 +23,12 @@ public:
     /** The loss of the bus no longer ends the process. */
     void SurviveTheBus() const { g_dbus_connection_set_exit_on_close(m_connection, FALSE); }
 
-    /** The shared connection's unique name while somebody holds that connection. */
+    /** The unique name of the shared connection, while a reference to the connection exists. */
     static std::string CurrentUniqueName() { return SharedBus().UniqueName(); }
 
     /**
-     * Iterates until nobody holds the shared connection any more, so that the bus may end. @return
-     * false when somebody keeps it.
+     * Iterates until the last reference to the shared connection is released, so that the bus may
+     * exit. @return false when a reference remains
      */
     static bool WaitUntilReleased();
 

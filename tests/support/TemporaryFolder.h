@@ -1,4 +1,4 @@
-// A folder that lives as long as the test.
+// A folder that exists until the end of the test.
 #ifndef APPLIST_TESTS_TEMPORARYFOLDER_H
 #define APPLIST_TESTS_TEMPORARYFOLDER_H
 

@@ -20,11 +20,11 @@ public:
     }
 
     std::string GetVisibleName() override {
-        Tell("name");
+        ReportRead("name");
         return m_name;
     }
     std::string GetUnigueId() override {
-        Tell("id");
+        ReportRead("id");
         return m_id;
     }
 
@@ -32,7 +32,7 @@ public:
     std::function<void()> onDeleted;
 
 private:
-    void Tell(const std::string& field) {
+    void ReportRead(const std::string& field) {
         if (onRead) {
             onRead(field);
         }

@@ -25,7 +25,7 @@ public:
 
     const std::string& File() const { return m_file; }
 
-    /** Waits until it sees what goes over the bus. */
+    /** Waits until the process captures the messages of the bus. */
     bool WaitUntilCapturing() { return WaitForAMark("org.example.Begin"); }
 
     /** Waits until all that went over the bus is in the file, and ends it. */

@@ -11,7 +11,7 @@ constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
 constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 constexpr std::uint32_t START = 1700000000; // seconds since 1970
 
-// Little-endian, as the file's first number says.
+// Little-endian, like the first number of the file.
 std::string Number(std::uint64_t value, unsigned size = 4) {
     std::string bytes;
     for (unsigned i = 0; i < size; ++i) {

@@ -22,7 +22,8 @@ public:
     /** The time of the messages from here on, since the capture's start. */
     void At(double milliseconds) { m_milliseconds = milliseconds; }
 
-    /** The bus tells that @p owner has taken or released the name of a step, like "_CLIENT_SYN". */
+    /** NameOwnerChanged: @p owner acquires or releases the name of a step, such as "_CLIENT_SYN".
+     */
     void Take(const std::string& step, const std::string& owner);
     void Announce(const std::string& step, const std::string& owner);
     void Leave(const std::string& peer);

@@ -27,7 +27,7 @@ bool WasCrossed(const std::string& partnerOutput) {
 
 using Clock = std::chrono::steady_clock;
 
-// Sees who takes which name on the bus.
+// Records the owners of the names on the bus.
 class NameWatcher {
 public:
     explicit NameWatcher(const PrivateBus& bus) : m_connection(bus.Connect()) {

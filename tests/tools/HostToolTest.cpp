@@ -43,7 +43,7 @@ protected:
         m_partner.Notify(HostName(), {bytes.begin(), bytes.end()});
     }
 
-    // The host says it in its second line: "on the bus at ADDRESS as :1.2".
+    // The second line of the host contains it: "on the bus at ADDRESS as :1.2".
     std::string HostName() {
         if (m_hostName.empty() && m_host->WaitFor("no partner yet")) {
             const std::string& output = m_host->Output();

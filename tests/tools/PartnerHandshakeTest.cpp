@@ -207,7 +207,7 @@ TEST(PartnerHandshake, ServesOnlyTheBoundHost) {
     RawHost other(bus);
     ASSERT_TRUE(host.Connect());
     ASSERT_TRUE(partner.WaitFor("connected with " + host.UniqueName()));
-    ASSERT_TRUE(other.WaitForAnnouncement("_SYN_ACK")); // tells it the partner's name
+    ASSERT_TRUE(other.WaitForAnnouncement("_SYN_ACK")); // contains the partner's name
     other.Announce("_SYN");
     EXPECT_TRUE(partner.WaitFor("!! _CLIENT_SYN of " + other.UniqueName() + " is not answered"));
     other.Announce("_SYN_ACK");

@@ -221,7 +221,7 @@ TEST_F(PartnerTool, ExitsWithStatusThreeWhenTheBusIsLost) {
     EXPECT_EQ(m_partner.WaitForExit(), 3);
 }
 
-// Malformed traffic: told, answered with nothing, without effect, and the partner goes on.
+// Malformed messages are printed, have an empty reply and no effect, and the partner continues.
 
 struct Malformed {
     const char* name;

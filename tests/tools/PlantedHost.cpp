@@ -1,5 +1,5 @@
 // planted_host FAULT: a host with one fault, for the tools that must name it. It prints a line once
-// the fault is in force, and goes on until it is killed.
+// the fault is in force, and continues until it is killed.
 #include <cstdlib>
 #include <iostream>
 #include <string>

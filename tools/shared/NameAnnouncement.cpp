@@ -55,7 +55,7 @@ void NameAnnouncement::OnReply(GObject* connection, GAsyncResult* result, void* 
     g_autoptr(GVariant) reply =
         g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, &error);
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != 0) {
-        return; // the announcement may be gone
+        return; // the announcement may be destroyed
     }
     auto* const self = static_cast<NameAnnouncement*>(user_data);
     g_clear_object(&self->m_cancellable);

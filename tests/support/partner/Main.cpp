@@ -85,7 +85,7 @@ gboolean OnLine(GIOChannel* input, GIOCondition /*condition*/, void* data) {
     std::string command;
     std::string argument;
     line >> command >> argument;
-    Say(command + Obey(*session->partner, command, argument));
+    PrintLine(command + Obey(*session->partner, command, argument));
     return G_SOURCE_CONTINUE;
 }
 

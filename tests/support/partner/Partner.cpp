@@ -18,7 +18,7 @@ std::string Number(unsigned number) {
 
 } // namespace
 
-void applist_test::Say(const std::string& line) {
+void applist_test::PrintLine(const std::string& line) {
     std::printf("%s\n", line.c_str());
     std::fflush(stdout);
 }
@@ -43,7 +43,7 @@ Partner::Partner(Options options) : m_options(std::move(options)) {
         g_dbus_method_invocation_return_value(invocation, ByteBody(reply));
     };
     m_endpoint.emplace(connection, BareEndpoint::Role::PARTNER, m_options.id, handlers);
-    Say(std::string("name ") + g_dbus_connection_get_unique_name(connection));
+    PrintLine(std::string("name ") + g_dbus_connection_get_unique_name(connection));
     m_endpoint->Announce("_SYN");
     KillAt("syn-announced");
     if (m_options.retryMs != 0) {
@@ -91,7 +91,7 @@ void Partner::Bind(const std::string& host) {
 
 void Partner::Connected() {
     m_connected = true;
-    Say("connected " + m_host);
+    PrintLine("connected " + m_host);
     if (m_options.createsList) {
         CreateList();
     }

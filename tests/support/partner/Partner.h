@@ -72,7 +72,7 @@ private:
 };
 
 /** Writes one line to standard output, at once. */
-void Say(const std::string& line);
+void PrintLine(const std::string& line);
 
 } // namespace applist_test
 
