@@ -11,7 +11,7 @@ constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 Body g_answer;
 int g_errors = 0;
 
-// What the body holds if it is a byte array alone, read element by element.
+// The bytes of a body that is a byte array alone, read element by element.
 bool ReadBytes(const Body& body, std::vector<char>& bytes) {
     if (TypeOf(body) != "(ay)") {
         return false;

@@ -117,7 +117,7 @@ Handshake& TheHandshake() {
     return *handshake;
 }
 
-// The likely ones, so that the fuzzer need not find what a unique name looks like.
+// Likely names, so that the fuzzer does not search for the form of a unique name.
 std::string Owner(Choices& choices) {
     switch (choices.Byte() % 4) {
     case 0:

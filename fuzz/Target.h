@@ -40,7 +40,7 @@ public:
         return *m_data++;
     }
 
-    /** A byte with the length, then so many bytes (or what is left). */
+    /** A byte with the length, then this number of bytes, or the rest. */
     std::string Text() { return Take(Byte()); }
 
     /** The same with a length of two bytes. */

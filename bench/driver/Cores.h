@@ -1,4 +1,4 @@
-// Which processor core a program of the benchmark runs on. What it starts inherits that.
+// The processor core of a program of the benchmark. Its child processes inherit the core.
 #ifndef APPLIST_BENCH_CORES_H
 #define APPLIST_BENCH_CORES_H
 

@@ -1,5 +1,5 @@
-// Measures what needs processes: starts a private bus daemon and the partner, pins them and all
-// that follows to one core, and runs the clients one after the other. The caller chooses the
+// Runs the measurements with several processes: starts a private bus daemon and the partner, pins
+// all processes to one core, and runs the clients one after the other. The caller chooses the
 // system log (bench/with-log).
 #include <cstdlib>
 #include <filesystem>
@@ -190,9 +190,9 @@ void MeasurePeaks(const Options& options, const std::string& suffix, std::size_t
     result.Write(options.out);
 }
 
-// For what is started while it is on. A daemon whose heap shrinks and grows with each message of
-// some ten KiB is up to a fifth slower for one connection than for another, as their buffers happen
-// to lie. The clients have the heap that hosts have.
+// For processes that start while it is on. A daemon whose heap shrinks and grows with each message
+// of about ten KiB is up to a fifth slower for one connection than for another, depending on the
+// addresses of their buffers. The clients have the default heap, like hosts.
 void SteadyHeap(bool on) {
     for (const char* variable : {"MALLOC_TOP_PAD_", "MALLOC_TRIM_THRESHOLD_"}) {
         if (on) {

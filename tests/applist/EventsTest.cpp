@@ -1,5 +1,5 @@
-// The partner's notifications over the bus: which are taken, what each does, and what of a broken
-// one is left.
+// The partner's notifications over the bus: accepted and ignored ones, the effect of each, and
+// malformed ones.
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -37,7 +37,7 @@ protected:
         CapturedLog::Clear();
     }
 
-    /** The log without the line about the signal's arrival, which names what the bus made up. */
+    /** The log without the line about the arrival of the signal, which contains a unique name. */
     std::vector<std::string> LogOfTheEvent() {
         std::vector<std::string> lines = LogLines::All();
         const std::string arrival =

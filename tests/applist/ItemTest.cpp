@@ -40,7 +40,7 @@ std::string Written(const RemoteAppListItem& item) {
     return stream.str();
 }
 
-/** Remembers what had been written each time it was flushed. */
+/** Records the written text at each flush. */
 class FlushRecorder : public std::stringbuf {
 public:
     std::vector<std::string> flushes;
@@ -111,7 +111,7 @@ TEST(ValueItem, StreamOperatorsReturnTheirStream) {
     EXPECT_EQ(&(static_cast<std::istream&>(stream) >> item), &stream);
 }
 
-// What is written for which fields
+// Written records
 
 struct WriteRow : NamedRow {
     std::string name;
@@ -137,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
                     WriteRow{"LineFeedInside", "Two\nLines", "x", "Two\nLines\nx\n"}),
     RowName<WriteRow>);
 
-// What is read from which bytes into an item that held "old name" and "old id"
+// Reads into an item with "old name" and "old id"
 
 struct ReadRow : NamedRow {
     std::string bytes;

@@ -1,5 +1,5 @@
-// From the model's making to its end: what is logged, what is left alone, and whose objects are
-// deleted (nobody's).
+// Construction and destruction of the model: the log lines, and the objects of the caller, none of
+// which is deleted.
 #include <memory>
 #include <string>
 #include <vector>

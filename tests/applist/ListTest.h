@@ -28,7 +28,7 @@ protected:
     ListTest();
     ~ListTest() override;
 
-    /** Ends the model as its owner does, and lets the bus connection finish what is queued. */
+    /** Destroys the model, and waits until the bus connection has handled its queued messages. */
     void DestroyModel();
 
     /** The ids of the list's items, in order. */
@@ -44,10 +44,10 @@ protected:
     ConnectedListTest();
     ~ConnectedListTest() override;
 
-    /** Emits the notification @p bytes and iterates until this side has dealt with it. */
+    /** Emits the notification @p bytes, and iterates until the model has handled it. */
     void Notify(const std::string& bytes);
 
-    /** What the partner answers to the question for its selection; all else gets nothing. */
+    /** Sets the reply of the partner to the selection query; other replies are empty. */
     void PartnerSelects(const std::string& reply);
 
     /** The requests that the partner has had so far. */

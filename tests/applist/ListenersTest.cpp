@@ -1,4 +1,4 @@
-// Listeners: their registration, the order of the calls, and what a listener may do to the walk.
+// Listeners: their registration, the order of their calls, and changes of the list during an event.
 #include <functional>
 #include <stdexcept>
 #include <string>

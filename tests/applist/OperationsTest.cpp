@@ -21,7 +21,7 @@ namespace {
 /** The list's operations, with items A, B, another A of its own, and one without an id. */
 class Operations : public ConnectedListTest {
 protected:
-    /** Puts items into the list; what that sent and logged is forgotten. */
+    /** Adds items to the list, and clears the recorded requests and log lines. */
     void Fill(const std::vector<AppListItem*>& items) {
         for (AppListItem* const item : items) {
             model->AddItemAtEnd(item);

@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::Not;
 using testing::StartsWith;
 
-/** A list of A (selected) and B, and a listener that asks the model what is selected. */
+/** A list of A (selected) and B, and a listener that reads the selection of the model. */
 class SelectionEvent : public ConnectedListTest {
 protected:
     SelectionEvent() {

@@ -1,4 +1,4 @@
-// Items and lists to bytes and back: the bytes, the log, and what of broken data is taken.
+// Encoding and decoding of items and lists: the bytes, the log, and the result for malformed data.
 #include <random>
 #include <string>
 #include <utility>

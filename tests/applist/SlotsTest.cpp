@@ -34,7 +34,7 @@ static_assert(sizeof(AppListItem) == sizeof(void*), "no data");
 using ItemPointer = AppListItem*;
 using Items = std::vector<AppListItem*>;
 
-/** Writes down which operation was called, and with what. */
+/** Records the called operation and its arguments. */
 class RecordingModel : public AppListModel {
 public:
     explicit RecordingModel(std::string& call) : m_call(call) {}

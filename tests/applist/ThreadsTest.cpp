@@ -55,7 +55,7 @@ public:
         return count;
     }
 
-    /** What of Edit's items is in the list afterwards, in order. */
+    /** Edit's items that remain in the list, in order. */
     std::vector<AppListItem*> Left() const {
         std::vector<AppListItem*> left;
         for (std::size_t i = 1; i < m_items.size(); i += 2) {

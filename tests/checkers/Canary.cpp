@@ -91,7 +91,7 @@ void Leak() {
     }
 }
 
-// What the library may do, this function may not.
+// The same leak as in the library, which is reported outside the library.
 void LoseReply(const TestPartner& partner) {
     const SharedBus bus;
     g_autoptr(GDBusProxy) proxy = g_dbus_proxy_new_sync(

@@ -1,6 +1,6 @@
-// What an endpoint keeps for ever: the reply of each answered request and the error of each failed
-// release of a name, and not a byte more. The kept objects are caught where GDBus hands them out
-// and released here afterwards; then the memory is as it was.
+// Memory that an endpoint never frees: the reply to each answered request and the error of each
+// failed release of a name, and not a byte more. The kept objects are caught where GDBus hands them
+// out and released here afterwards; then the memory is as it was.
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -95,8 +95,7 @@ protected:
         g_errors = nullptr;
     }
 
-    /** Bytes a round that are there because of @p step, before and after what it keeps is
-        released. */
+    /** Growth in bytes per round of a step, before and after the release of its kept blocks. */
     struct PerRound {
         double kept;
         double rest;

@@ -1,11 +1,10 @@
-// What the library keeps for ever on purpose, shown to leak checkers as still reachable: the reply
-// of each answered request, and the unread error of each failed release of a name. Everything else
-// that is lost is reported.
+// Keeps deliberately leaked memory of the library reachable for leak checkers: the reply to each
+// answered request, and the unread error of each failed release of a name. Every other leak is
+// reported.
 //
-// The replies are allocated in GDBus's own thread, where no function of the library is on the
-// stack, so a suppression by stack would have to name GDBus and would hide any message that anybody
-// loses. Instead this library is loaded in front of GIO and notes what the two calls hand to
-// exactly those two functions.
+// GDBus allocates the replies in its own thread, without a function of the library on the stack. A
+// suppression by stack would name GDBus and hide every leaked message. This library is therefore
+// loaded in front of GIO, and records the results of the two calls in exactly those two functions.
 #include <array>
 #include <cstddef>
 #include <cstdlib>
@@ -21,7 +20,8 @@ namespace {
 constexpr const char* SEND_MESSAGE = "_ZN16JavaMWDbusRemote11SendMessageERSt6vectorIcSaIcEE";
 constexpr const char* BROADCAST_NAME = "_ZN16JavaMWDbusRemote13BroadcastNameERNSt7__cxx11";
 
-/** What the library keeps, in blocks that are never freed and that checkers can follow. */
+/** The kept pointers of the library, in blocks that are never freed and that checkers can follow.
+ */
 class Kept {
 public:
     void Add(void* pointer) {

@@ -1,5 +1,5 @@
-// A client's way to the bus that lets through no more than what gives the client its unique name,
-// until the test has done something with that name.
+// A relay between a client and the bus. The relay forwards only the messages that give the client
+// its unique name, until the test releases the others.
 #ifndef APPLIST_TESTS_HELDCONNECTION_H
 #define APPLIST_TESTS_HELDCONNECTION_H
 

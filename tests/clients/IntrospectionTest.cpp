@@ -1,4 +1,4 @@
-// What clients read of the communication object's interface, byte for byte.
+// The introspection of the communication object by several clients, byte for byte.
 #include <string>
 #include <vector>
 
@@ -10,7 +10,7 @@ namespace {
 
 struct Client : NamedRow {
     std::vector<std::string> (*words)(const std::string& bus, const std::string& endpoint);
-    /** The whole of the output that is about the interface, and what it starts with. */
+    /** The whole output about the interface, and its first text. */
     const char* start;
     const char* text;
     const char* end;

@@ -21,7 +21,7 @@ std::atomic<long> g_count{0};
 
 extern "C" {
 
-// glibc's own names for what stands behind its malloc family.
+// glibc's internal names of its malloc family.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name)
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

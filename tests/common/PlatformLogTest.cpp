@@ -177,7 +177,7 @@ TEST(Syslog, ReceivesTheSeverityOfThePriority) {
     });
 }
 
-// Nobody calls openlog, so the C library puts the program's own name.
+// Without a call of openlog, the C library writes the name of the program.
 TEST(Syslog, LeavesTheIdentOfTheHostUnchanged) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
@@ -212,7 +212,7 @@ TEST(Syslog, ReceivesThePercentSignsOfANameUnchanged) {
     });
 }
 
-// What the C library's own syslog(3) costs is its own: the library adds nothing to it.
+// The allocations of the C library's syslog(3) are not counted: the library adds none.
 TEST(Syslog, CostsTheLibraryNoAllocation) {
     if (!AllocationCount::IsPossible()) {
         GTEST_SKIP() << "allocations cannot be counted under a sanitizer";

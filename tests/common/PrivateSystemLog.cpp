@@ -37,7 +37,7 @@ int Listen(const char* path) {
     return socket;
 }
 
-// One datagram, or, as the journal's clients send what is too long for one, a descriptor.
+// A datagram, or a descriptor: clients of the journal send long entries by a descriptor.
 bool Receive(int socket, std::string& text) {
     std::vector<char> buffer(1 << 20);
     iovec part = {buffer.data(), buffer.size()};
@@ -90,7 +90,7 @@ bool EnterNamespaces() {
            mount("none", "/dev", "tmpfs", 0, nullptr) == 0;
 }
 
-// Where there are no namespaces, root may use the real places if nobody else does. One test at a
+// Without namespaces, root may use the real addresses if no other process uses them. One test at a
 // time: the lock ends with the process.
 bool TakeTheRealPlaces() {
     if (geteuid() != 0) {

@@ -1,5 +1,5 @@
-// A system log of the test's own at the real addresses: the journal's socket and /dev/log, in a
-// child process with a /run and a /dev that nobody else sees.
+// A private system log at the real addresses: the journal's socket and /dev/log, in a child process
+// with a private /run and /dev.
 #ifndef APPLIST_TESTS_PRIVATESYSTEMLOG_H
 #define APPLIST_TESTS_PRIVATESYSTEMLOG_H
 
@@ -9,7 +9,7 @@
 
 inline namespace applist_test {
 
-/** The two places where a log may listen. A socket takes ten lines or so before it is read. */
+/** The two addresses of a log. A socket queues about ten lines until it is read. */
 class PrivateSystemLog {
 public:
     PrivateSystemLog() = default;
@@ -22,7 +22,7 @@ public:
     void OpenSyslog();
     void CloseSyslog();
 
-    /** What has come in so far, without waiting: writing to a local socket is done on return. */
+    /** The received entries, without a wait: a write to a local socket is complete on return. */
     std::vector<std::string> JournalEntries() const;
     std::vector<std::string> SyslogLines() const;
 
@@ -36,9 +36,9 @@ private:
 std::string JournalField(const std::string& entry, const std::string& name);
 
 /**
- * Runs @p body in the child. @p body fails by the test framework's own means, whose text comes out
- * of the child, too. @return what there is to say: "" when it passed, a text that starts with
- * "skip: " when this machine lets nobody put sockets there, otherwise a failure.
+ * Runs @p body in the child. @p body fails by assertions of the test framework. The child forwards
+ * their text. @return "" after success; a text with the prefix "skip: " on a machine that refuses
+ * sockets at these addresses; otherwise the failure
  */
 std::string InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log));
 

@@ -40,7 +40,7 @@ int __wrap_fflush(std::FILE* stream) {
 
 namespace {
 
-/** @return what @p work writes to standard output, one text for each write(2) */
+/** @return the output of @p work to standard output, one text for each write(2) */
 std::vector<std::string> Writes(const std::function<void()>& work) {
     __real_fflush(stdout);
     int ends[2];

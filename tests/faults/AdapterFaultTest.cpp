@@ -47,10 +47,10 @@ struct Row {
     const char* testName;
     Bytes data;
     bool bound;
-    Bytes left;        // what of the data is left to the caller
+    Bytes left;        // the remaining data of the caller
     Strings delivered; // the id, if it reaches the model
-    int priority;      // of what is logged instead,
-    std::string line;  // where "%s" stands for Message or Notification
+    int priority;      // of the log line otherwise
+    std::string line;  // "%s" is replaced by Message or Notification
 };
 
 std::ostream& operator<<(std::ostream& os, const Row& row) {

@@ -10,8 +10,8 @@ namespace {
 
 struct Announcement {
     const char* testName;
-    const char* own;   // what the endpoint announces
-    const char* cause; // what the partner announced before; null for the endpoint's start
+    const char* own;   // the announcement of the endpoint
+    const char* cause; // the earlier announcement of the partner; null for the endpoint's start
 };
 
 struct Fault {

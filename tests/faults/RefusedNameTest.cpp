@@ -12,7 +12,7 @@ namespace {
 struct RefusedName {
     const char* testName;
     const char* own;   // the announcement that the policy refuses
-    const char* cause; // what the partner announces; null for the endpoint's start
+    const char* cause; // the announcement of the partner; null for the endpoint's start
 };
 
 std::ostream& operator<<(std::ostream& os, const RefusedName& row) {

@@ -17,7 +17,7 @@ namespace {
 struct UnansweredName {
     const char* testName;
     const char* own;   // the announcement during which the daemon stops
-    const char* cause; // what the partner announces; null for the endpoint's start
+    const char* cause; // the announcement of the partner; null for the endpoint's start
 };
 
 class UnansweredNameTest : public testing::TestWithParam<std::tuple<UnansweredName, const char*>> {

@@ -1,5 +1,5 @@
-// Messages on both sides of what the bus takes: 32 MiB on dbus-daemon, all that D-Bus allows on
-// dbus-broker. Also arrays above what D-Bus allows, 64 MiB.
+// Messages below and above the limit of the bus: 32 MiB on dbus-daemon, the limit of D-Bus on
+// dbus-broker. Also arrays above the limit of D-Bus, 64 MiB.
 #include "HostileTest.h"
 
 namespace {

@@ -79,7 +79,7 @@ TEST_F(Spoofed, NotificationsOfAnotherProcessAreIgnored) {
          {Records::CHANGE_EVENT, Records::SELECTION_EVENT, Records::CREATED_EVENT}) {
         stranger->NotifyBody(hostName, ByteBody(Records::Frame("", event)));
     }
-    // What the stranger sent is on the bus; a call of the stranger comes behind it.
+    // A later call of the same process proves that the notifications have arrived.
     [[maybe_unused]] g_autoptr(GVariant) reply =
         CallHost(stranger->Connection(), ByteBody("behind"), nullptr);
     EXPECT_EQ(listener.changes, 0U);

@@ -14,7 +14,7 @@ public:
     std::string GetUnigueId() override { return "clock.01"; }
 };
 
-// NOLINTBEGIN(cert-err58-cpp): what this host is about
+// NOLINTBEGIN(cert-err58-cpp): the subject of this host
 Clock g_clock;
 AppListProxy g_list;
 const bool g_isSelected = [] {

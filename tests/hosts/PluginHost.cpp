@@ -1,8 +1,8 @@
-// plugin-host PLUGIN held|released drained|queued: loads a plugin, has it make a proxy and destroy
-// it, and unloads it, with a handshake step of a partner on its way.
+// plugin-host PLUGIN held|released drained|queued: loads a plugin that creates and destroys a
+// proxy, and unloads the plugin, with a queued handshake step of a partner.
 //
 // held:   the host holds the bus connection beyond the plugin
-// queued: what has come in for the proxy is dispatched after the plugin has gone
+// queued: the queued messages for the proxy are dispatched after the unloading
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -1,5 +1,5 @@
-// What a host may do to its own process while the library works in it: cancel threads, fork, close
-// the bus connection, run out of threads.
+// Actions of a host on its own process beside the library: cancelled threads, forks, a closed bus
+// connection, and a reached limit of threads.
 #include <atomic>
 #include <cerrno>
 #include <csignal>

@@ -1,4 +1,4 @@
-// The adapter takes the message id off what comes in and hands it to the model that is bound.
+// The adapter removes the message id from received bytes, and calls the bound model with both.
 #include <ipc/IPCApplist.h>
 
 #include <type_traits>

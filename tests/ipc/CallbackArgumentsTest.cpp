@@ -1,5 +1,5 @@
-// The callbacks with arguments that GDBus should not bring: no connection, no endpoint, one that is
-// gone, another connection, another path, parameters of another type.
+// Callbacks with arguments that GDBus should not pass: no connection, no endpoint, a destroyed
+// endpoint, another connection, another path, parameters of another type.
 #include "ChannelTest.h"
 
 #include <chrono>
@@ -72,7 +72,7 @@ std::string NameOfCallback(const testing::TestParamInfo<Callback>& info) {
 
 class CallbackTest : public ConnectedTest, public testing::WithParamInterface<Callback> {
 protected:
-    // With what would change a living endpoint if it was taken.
+    // With parameters that would change an existing endpoint.
     void Call(GDBusConnection* connection, void* user) {
         g_autoptr(GVariant) parameters = OwnerChange(GetParam().watchedName, ":1.7", "");
         CapturedLog::Clear();

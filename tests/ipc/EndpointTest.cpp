@@ -347,7 +347,7 @@ TEST_F(EndOfAnEndpoint, LeavesItsHandshakeSubscriptionsToTheConnection) {
                 IsEmpty());
 }
 
-// What follows for a host: its own name watch of the same number ends without a word.
+// The consequence for a host: its own name watch with the same number ends without a log line.
 TEST_F(EndOfAnEndpoint, RemovesANameWatchOfTheHostThatHasTheSameNumber) {
     std::optional<JavaMWDbusRemote> endpoint(std::in_place, "Applist");
     const unsigned endpointsId = EndpointInside::m_synSubscriptionId(*endpoint);

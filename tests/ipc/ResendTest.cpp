@@ -401,7 +401,7 @@ TEST_F(Resend, EndsSoonWithAnEndpointWhoseAnswerKeepsFailing) {
     EXPECT_EQ(ThreadCalls::Joined(), 1);
     auto messages = CapturedLog::Messages();
     ASSERT_GE(messages.size(), 2u);
-    // What comes before depends on where in its pass the thread was.
+    // Earlier lines depend on the step of the thread in its pass.
     messages.erase(messages.begin(), messages.end() - 2);
     EXPECT_THAT(messages, ElementsAre("DEBUG Nothing left to resend, closing timer",
                                       "DEBUG Finished timer thread"));

@@ -59,7 +59,7 @@ std::vector<Step> WholeSteps(const Lines& lines) {
     return steps;
 }
 
-/** What the effects of a step mean to an observer of the endpoint. */
+/** The expected effects of a step, for an observer of the endpoint. */
 struct Expectation {
     Lines trace;
     bool requestRefused = false;
@@ -188,7 +188,7 @@ private:
             const std::string suffix = name.substr(std::string("_SERVICE").size());
             m_host.EmitAnnouncement(suffix, Partner(event));
         }
-        // The second time for what the first has caused, like the answer that starts a name watch;
+        // The second delivery is for effects of the first one, such as the reply to a name watch,
         // and for a ReleaseName without a waiting caller.
         return m_host.Deliver() && m_host.Deliver();
     }

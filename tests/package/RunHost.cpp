@@ -1,5 +1,6 @@
-// run-host PROGRAM: runs the example host on a private bus and plays its partner. Ends with 0 when
-// the whole list and the selection came over and the host printed what the partner selected.
+// run-host PROGRAM: runs the example host on a private bus, in the role of its partner. Exits with
+// 0 after the whole list and the selection have arrived and the host has printed the partner's
+// selection.
 #include <cstdio>
 #include <stdexcept>
 #include <string>

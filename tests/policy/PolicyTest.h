@@ -1,4 +1,4 @@
-// What the tests of the bus policy share: both bus daemons, and users of their own.
+// The common parts of the policy tests: both bus daemons, and the users.
 #ifndef APPLIST_TESTS_POLICYTEST_H
 #define APPLIST_TESTS_POLICYTEST_H
 
@@ -46,7 +46,7 @@ inline void SkipUnlessRoot() {
     }
 }
 
-/** Users that every machine has and nobody works as. */
+/** Users that exist on every machine and have no sessions. */
 namespace Users {
 inline constexpr const char* HOST = "daemon";
 inline constexpr const char* PARTNER = "bin";

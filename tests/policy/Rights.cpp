@@ -35,7 +35,7 @@ GDBusMessage* Player::OnMessage(GDBusConnection* connection, GDBusMessage* messa
     }
     if (*g_dbus_message_get_sender(message) != ':') { // the bus
         if (std::strcmp(g_dbus_message_get_member(message), "NameOwnerChanged") == 0) {
-            self->m_told = true;
+            self->m_ownerChanged = true;
         }
         return message;
     }
@@ -43,7 +43,7 @@ GDBusMessage* Player::OnMessage(GDBusConnection* connection, GDBusMessage* messa
     const bool isOurs =
         destination == nullptr ||
         std::strcmp(destination, g_dbus_connection_get_unique_name(connection)) == 0;
-    (isOurs ? self->m_reached : self->m_overheard) = true;
+    (isOurs ? self->m_reached : self->m_eavesdropped) = true;
     g_object_unref(message); // and ends here
     return nullptr;
 }
@@ -66,7 +66,7 @@ bool Player::Sends(const char* destination, Player& other, const Message& messag
     g_dbus_message_set_flags(sent, G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED);
     g_dbus_connection_send_message(m_connection, sent, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
                                    nullptr);
-    // The bus has dealt with it, and then, what the bus has passed on has come in.
+    // The bus has handled the message, and then the forwarded message has arrived.
     BusDaemon::Ping(m_connection);
     BusDaemon::Ping(other.m_connection);
     return other.m_reached;
@@ -91,14 +91,14 @@ bool Player::Monitors() {
     return reply != nullptr;
 }
 
-bool Player::HearsOwnerChanges() {
+bool Player::ReceivesOwnerChanges() {
     BusDaemon::Call(m_connection, "AddMatch",
                     g_variant_new("(s)", "sender='org.freedesktop.DBus',type='signal'"));
-    m_told = false;
+    m_ownerChanged = false;
     g_autoptr(GDBusConnection) newcomer = m_user.Connect(m_bus);
     BusDaemon::Ping(m_connection);
     g_dbus_connection_close_sync(newcomer, nullptr, nullptr);
-    return m_told;
+    return m_ownerChanged;
 }
 
 Rights applist_test::RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,

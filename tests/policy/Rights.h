@@ -1,4 +1,4 @@
-// What a user may do of the protocol on a bus, found out by trying.
+// The rights of a user on a bus, determined by attempts at each action of the protocol.
 #ifndef APPLIST_TESTS_RIGHTS_H
 #define APPLIST_TESTS_RIGHTS_H
 
@@ -30,23 +30,24 @@ public:
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
 
-    /** Whether it gets org.morva.JavaMW. + @p name. */
+    /** @return whether the player acquires org.morva.JavaMW. + @p name */
     bool Owns(const std::string& name);
 
-    /** Whether what it sends to @p other arrives there. */
+    /** @return whether a message of the player arrives at @p other */
     bool Reaches(Player& other, const Message& message);
 
-    /** The same without a destination, to whoever listens. */
+    /** Like Reaches, without a destination, to all subscribers. */
     bool ReachesAsListener(Player& other, const Message& message);
 
-    /** Whether it may watch the whole bus. */
+    /** @return whether the player may monitor the whole bus */
     bool Monitors();
 
-    /** Whether the bus tells it who comes. */
-    bool HearsOwnerChanges();
+    /** @return whether the player receives NameOwnerChanged */
+    bool ReceivesOwnerChanges();
 
-    /** Whether, with the match rule for that, it has heard a message to somebody else so far. */
-    bool HasEavesdropped() const { return m_overheard; }
+    /** @return whether the player has received a message for another process, with an eavesdropping
+     * rule */
+    bool HasEavesdropped() const { return m_eavesdropped; }
 
 private:
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
@@ -57,8 +58,8 @@ private:
     const BusUser m_user;
     GDBusConnection* const m_connection;
     std::atomic<bool> m_reached{false};
-    std::atomic<bool> m_overheard{false};
-    std::atomic<bool> m_told{false};
+    std::atomic<bool> m_eavesdropped{false};
+    std::atomic<bool> m_ownerChanged{false};
 };
 
 /** "host owns CLIENT_SYN", "stranger calls", "stranger signals", "partner monitors"... */

@@ -51,7 +51,7 @@ TEST_P(RightsTest, BelongToTheRolesAlone) {
     EXPECT_EQ(RightsUnder(Policy::Make(SettingsForUsers())), HOST_RIGHTS + PARTNER_RIGHTS);
 }
 
-// What the policy is for: a bus without it refuses too much, and the signals too little.
+// The reason for the policy: a bus without it refuses the roles, and allows signals of all users.
 TEST_P(RightsTest, WithoutThePolicyAllowSignalsOfEachUserAlone) {
     EXPECT_THAT(RightsUnder(""),
                 ElementsAre("host signals", "partner signals", "stranger signals"));
@@ -128,7 +128,7 @@ TEST_P(RightsTest, OfOtherUsersToOtherSignalsStay) {
     EXPECT_TRUE(stranger.Reaches(host, {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal", "org.other"}));
 }
 
-// What GLib must see through, unless a rule that is not ours keeps it away.
+// GLib must ignore forged signals, unless a rule of another policy already denies them.
 TEST_P(RightsTest, ToForgeSignalsOfTheBusEndWithARuleAgainstThem) {
     const Message forged = {G_DBUS_MESSAGE_TYPE_SIGNAL, "NameOwnerChanged", "org.freedesktop.DBus",
                             "/org/freedesktop/DBus"};
@@ -139,7 +139,7 @@ TEST_P(RightsTest, ToForgeSignalsOfTheBusEndWithARuleAgainstThem) {
     bus.Install("<busconfig><policy context='default'><deny send_destination='*' "
                 "send_type='signal' send_interface='org.freedesktop.DBus'/></policy></busconfig>");
     EXPECT_FALSE(stranger.Reaches(host, forged));
-    EXPECT_TRUE(host.HearsOwnerChanges());
+    EXPECT_TRUE(host.ReceivesOwnerChanges());
 }
 
 TEST_P(RightsTest, OfRootWithoutARoleAllowMonitoringAlone) {

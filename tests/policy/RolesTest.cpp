@@ -83,7 +83,7 @@ protected:
         return Start(m_cast.partner(), {"partner"});
     }
 
-    // Requests and notifications with what they bring about, and the query for the selection.
+    // Requests and notifications with their effects, and the selection query.
     static void ExchangeEverything(ToolProcess& host, ToolProcess& partner) {
         ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
         partner.Send("select 2");

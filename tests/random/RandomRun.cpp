@@ -334,7 +334,7 @@ void RandomRun::CheckRequests() {
     m_expectedRequests.clear();
 }
 
-// What the list must not hold any more is gone at once, so that a memory checker sees each use.
+// Removed items are deleted at once, so that a memory checker reports each later use.
 void RandomRun::DropItems() {
     const auto isLoose = [this](const std::unique_ptr<PlainItem>& item) {
         return !m_plain.Holds(item.get());

@@ -29,7 +29,7 @@ public:
     RandomRun(const RandomRun&) = delete;
     RandomRun& operator=(const RandomRun&) = delete;
 
-    /** Throws std::runtime_error when the two sides differ from what they must be. */
+    /** Throws std::runtime_error when a side differs from the expected list. */
     void Step();
 
     /** How often each thing was done. */

@@ -272,7 +272,7 @@ std::string ReplacementRun::PlainText() const {
            "\n";
 }
 
-// The processes proceed so far in what they do.
+// A random pause, in which the processes continue.
 void ReplacementRun::LetTimePass() {
     const std::chrono::milliseconds pause(m_numbers.Pick(LONGEST_PAUSE_MS + 1));
     MainLoop::IterateUntil([] { return false; }, pause);

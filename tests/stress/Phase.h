@@ -1,4 +1,4 @@
-// What the phases of the stress program have in common: their bounds, random numbers and table.
+// The common parts of the phases of the stress program: bounds, random numbers and table.
 #ifndef APPLIST_TESTS_PHASE_H
 #define APPLIST_TESTS_PHASE_H
 

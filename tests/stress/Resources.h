@@ -1,4 +1,4 @@
-// What a process costs: memory, threads, descriptors, and its match rules on the bus.
+// The resources of a process: memory, threads, descriptors, and its match rules on the bus.
 #ifndef APPLIST_TESTS_RESOURCES_H
 #define APPLIST_TESTS_RESOURCES_H
 

@@ -128,7 +128,7 @@ std::string StreamOf(const std::vector<AppListItem*>& items) {
     return stream;
 }
 
-/** The partner and what happens to it. */
+/** The restarts of the partner, at random. */
 class Restarts {
 public:
     explicit Restarts(Phase& phase) : m_phase(phase) { Start(); }
@@ -179,8 +179,8 @@ public:
     }
 
     /**
-     * Puts a silent partner in the place of the last one. What that one had sent has been dealt
-     * with when the silent one is found: its loss came behind it.
+     * Replaces the last partner by a silent one. The loss of the last partner follows its messages,
+     * so all of them have been handled when the silent partner is bound.
      */
     PartnerProcess& LastOne() {
         m_partner->Kill();

@@ -1,5 +1,5 @@
-// The soak: traffic of each kind, many times, and what it leaves behind in memory, threads,
-// descriptors and match rules. The reply that each request keeps is the only growth allowed.
+// The soak: many messages of each kind, and the growth of memory, threads, descriptors and match
+// rules. The kept reply of each request is the only allowed growth.
 #include <atomic>
 #include <cstdio>
 #include <exception>
@@ -34,7 +34,7 @@ constexpr const char* SUMMARY =
     "Exit status: 0 nothing else grew, 1 something did, 2 bad arguments,\n"
     "77 the heap cannot be measured here (another allocator).";
 
-// What a kept reply costs besides its bytes: about 230 (GLib 2.74).
+// The memory of a kept reply besides its bytes: about 230 (GLib 2.74).
 constexpr double KEPT_LEAST = 100;
 constexpr double KEPT_MOST = 300;
 // Blocks that the allocator or GLib sets aside for next time.
@@ -75,7 +75,7 @@ public:
                     "heap bytes in use", "B a time", "threads", "fds", "rules");
     }
 
-    /** Does @p work @p times, after a warm-up, and checks what is left of it. */
+    /** Runs @p work @p times, after a warm-up, and checks the growth. */
     void Row(const char* what, unsigned long times, const std::function<void()>& work,
              Bounds bounds = {}) {
         const auto settle = [] {};
@@ -223,7 +223,7 @@ void SoakNotifications(Soak& soak, unsigned long count) {
             allSent();
         }
     };
-    // What waits to be written is the largest now, and its memory kept for next time.
+    // Fills the queue of outgoing messages, whose memory GDBus keeps for later messages.
     for (int i = 0; i < 2000; ++i) {
         send();
     }

@@ -1,6 +1,5 @@
-// A message bus that misbehaves on command: it answers the bus's own methods, and the partner's, as
-// a test has scripted it. For what a real daemon does not do; everything else belongs on a real
-// one.
+// A message bus with scripted faults: replies to the methods of the bus and of the partner follow
+// the script of a test. For faults that a real daemon does not have; other tests use a real daemon.
 #ifndef APPLIST_TESTS_BUSDOUBLE_H
 #define APPLIST_TESTS_BUSDOUBLE_H
 
@@ -18,8 +17,8 @@
 inline namespace applist_test {
 
 /**
- * Listens on a socket of its own and points DBUS_SYSTEM_BUS_ADDRESS at it. It accepts on a thread
- * and context of its own and answers on GDBus's worker thread, so a test may block in a call.
+ * Listens on its own socket and sets DBUS_SYSTEM_BUS_ADDRESS to this socket. Accepts connections on
+ * its own thread and context, and replies on GDBus's worker thread, so a test may block in a call.
  *
  * Without a script, each call succeeds: names can be owned and released, every unique name is
  * connected until it has vanished, and the partner answers "Send" with an empty array. It emits
@@ -65,7 +64,8 @@ public:
     /** Removes the scripts: each call succeeds again. */
     void ForgetScripts();
 
-    /** What came in so far, each as "Method" or "Method argument" if a string comes first. */
+    /** The received calls, each as "Method", or "Method argument" if the first argument is a
+     * string. */
     std::vector<std::string> Calls();
     std::size_t CountCalls(const std::string& call);
     bool WaitForCall(const std::string& call);

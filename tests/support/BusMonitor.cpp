@@ -70,8 +70,8 @@ GDBusMessage* BusMonitor::OnMessage(GDBusConnection* /*connection*/, GDBusMessag
     return nullptr;
 }
 
-// The daemon handles messages in order: once the monitor has seen a mark sent now, it has seen
-// what was sent before.
+// The daemon handles messages in order: after a mark, the monitor has received all earlier
+// messages.
 void BusMonitor::CatchUp() {
     const std::string mark = "org.example.Mark" + std::to_string(++m_marks);
     g_autoptr(GDBusConnection) connection = m_bus.Connect();

@@ -49,7 +49,7 @@ protected:
             [&] { return CapturedLog::Count(priority, message) >= times; });
     }
 
-    /** Takes the way of the bus daemon once, so that what it sent before has been dispatched. */
+    /** Waits for a reply of the bus daemon: earlier messages of the daemon have been dispatched. */
     static void IterateThroughTheBus() {
         const SharedBus shared;
         bool answered = false;

@@ -20,8 +20,8 @@ bool IterateUntil(const std::function<bool()>& happened,
 void IterateUntilIdle();
 
 /**
- * Waits for what other threads do, without dispatching anything here. @return whether @p happened
- * became true in time.
+ * Waits for other threads, without dispatching sources in this thread. @return whether @p happened
+ * became true in time
  */
 bool WaitWithoutIterating(const std::function<bool()>& happened,
                           std::chrono::milliseconds timeout = std::chrono::seconds(20));

@@ -83,8 +83,8 @@ void PrivateBus::StartDaemon() {
     m_address = m_daemon->ReadLine();
 }
 
-// What systemd gives to the launcher comes from us: the listening socket as descriptor 3, a journal
-// in a mount namespace, and a bus where it would look for systemd: its own.
+// Replaces systemd for the launcher: the listening socket is descriptor 3, the journal is in a
+// mount namespace, and the bus at the address of systemd is the launcher's own bus.
 void PrivateBus::StartBroker() {
     const std::string path = m_folder + "/bus";
     const int listener = UnixSocket(SOCK_STREAM, path);

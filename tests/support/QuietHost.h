@@ -1,5 +1,5 @@
-// A host that survives the loss of its bus and whose output is its own: what the library writes to
-// standard output is dropped, and GLib's expected warnings are counted instead of printed.
+// A host that continues after the loss of its bus. Lines of the library on standard output are
+// dropped, and expected warnings of GLib are counted instead of printed.
 #ifndef APPLIST_TESTS_QUIETHOST_H
 #define APPLIST_TESTS_QUIETHOST_H
 

@@ -1,4 +1,4 @@
-// Listeners of the test's own: all three kinds at once, each event with what the test hangs on it.
+// A listener of all three kinds. Each event calls the function that the test has set.
 #ifndef APPLIST_TESTS_TESTLISTENER_H
 #define APPLIST_TESTS_TESTLISTENER_H
 

@@ -56,8 +56,8 @@ public:
         return m_endpoint->Call(endpointName, ByteBody(bytes), error);
     }
 
-    /** What "Send" is answered with from now on; an empty array at first. Runs on the partner's
-        thread. */
+    /** Sets the function of the replies to "Send"; without it the reply is an empty array. The
+        function runs on the partner's thread. */
     void AnswerWith(Answer answer);
 
     /** Answers "Send" with any body (a factory that returns a new floating variant each time). */

@@ -36,7 +36,7 @@ CaptureProcess::~CaptureProcess() {
     g_object_unref(m_connection);
 }
 
-// The bus handles messages in order: what was sent before the mark is in the file before it.
+// The bus handles messages in order: messages before the mark are before it in the file.
 bool CaptureProcess::WaitForAMark(const std::string& mark) const {
     return MainLoop::IterateUntil([&] {
         BusDaemon::Call(m_connection, "NameHasOwner", g_variant_new("(s)", mark.c_str()));

@@ -1,5 +1,5 @@
-// A capture of D-Bus traffic in the pcap format, made message by message: for what no bus would
-// carry, and for times that nobody waits for. Names, path and bytes are literals here.
+// Writes a capture of D-Bus messages in the pcap format, one message at a time: for messages that
+// no bus delivers, and for long times without a wait. Names, path and bytes are literals here.
 #ifndef APPLIST_TESTS_CAPTUREWRITER_H
 #define APPLIST_TESTS_CAPTUREWRITER_H
 

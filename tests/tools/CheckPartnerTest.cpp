@@ -201,7 +201,7 @@ std::vector<std::string> BrokenDuties(const std::string& output) {
     return duties;
 }
 
-// A partner that does what the host does and no more. scripts/long-run repeats the test.
+// A partner with the duties of a host alone. scripts/long-run repeats the test.
 TEST_F(CheckPartner, ReportsFiveBrokenDutiesOfAStrictMirrorOfTheHost) {
     const std::string partner = PartnerWith("fault strict-mirror\nwait 600\n");
     for (int i = 0; i < Repetitions(1); ++i) {

@@ -1,4 +1,4 @@
-// What applistctl says to every kind of command line, and its exit status.
+// The output and the exit status of applistctl for each kind of command line.
 #include <string>
 #include <vector>
 

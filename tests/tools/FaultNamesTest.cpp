@@ -18,7 +18,7 @@ using testing::Not;
 
 namespace {
 
-/** What a tool prints and its exit status. */
+/** The output and the exit status of a tool. */
 struct Result {
     int status;
     std::string text;

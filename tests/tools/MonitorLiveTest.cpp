@@ -1,4 +1,4 @@
-// "applistctl monitor" on a bus with a host and a partner, and what other programs capture there.
+// "applistctl monitor" on a bus with a host and a partner, and captures of other programs there.
 #include <csignal>
 #include <cstdlib>
 #include <string>

@@ -1,5 +1,5 @@
-// "applistctl partner --script": what a script can expect of a host, how it fails, and that each
-// fault is really done.
+// "applistctl partner --script": the conditions of expect, their failures, and the effect of each
+// fault.
 #include <ostream>
 #include <string>
 #include <vector>
