@@ -116,7 +116,7 @@ TEST_F(QueuedDelivery, OfAMessageIsAnsweredWithAnError) {
             *static_cast<std::string*>(user_data) = name != nullptr ? name : answer->message;
         },
         &error);
-    // The daemon has passed the call on once it has answered one made behind it.
+    // After the reply to a later call, the daemon has forwarded the earlier call.
     BusDaemon::Ping(partner.Connection());
     ReceiveQueuedMessages();
     endpoint.reset();
