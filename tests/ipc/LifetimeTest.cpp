@@ -1,5 +1,5 @@
-// Callbacks and the end of endpoints: no callback reaches a destroyed endpoint, and a destructor waits
-// for the handshake callback under way.
+// Callbacks and the end of endpoints: no callback reaches a destroyed endpoint, and a destructor
+// waits for the handshake callback under way.
 #include "ChannelTest.h"
 
 #include <atomic>
