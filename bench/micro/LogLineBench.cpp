@@ -1,5 +1,6 @@
 // One log line by itself: the library's, the same through GLib's journal writer with the line
-// ready, and the bare datagram, which is the least that a writer could do.
+// ready, and the bare datagram, which is the least that a writer could do. And lines below the
+// level.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -8,6 +9,7 @@
 #include <glib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <common/Log.h>
@@ -23,11 +25,27 @@ void LogLine(benchmark::State& state) {
     }
 }
 
+// Below APPLIST_LOG_LEVEL, which a process reads once.
+void LineBelowLevel(benchmark::State& state) {
+    const int before = LogSettings::g_lowestPriority.exchange(LOG_PRIORITY_ERROR);
+    LogLine(state);
+    LogSettings::g_lowestPriority = before;
+}
+
+void LineBelowHostsMask(benchmark::State& state) {
+    const int before = setlogmask(LOG_UPTO(LOG_ERR));
+    LogLine(state);
+    setlogmask(before);
+}
+
 void GlibJournalWriter(benchmark::State& state) {
     const GLogField fields[] = {{"MESSAGE", LINE, -1},
                                 {"PRIORITY", "7", -1},
                                 {"SYSLOG_IDENTIFIER", LOG_TAG, -1},
-                                {"LOG_BUFFER", "0", -1}};
+                                {"LOG_BUFFER", "0", -1},
+                                {"CODE_FILE", "LogLineBench.cpp", -1},
+                                {"CODE_LINE", "24", -1},
+                                {"CODE_FUNC", "LogLine", -1}};
     for (auto _ : state) {
         g_log_writer_journald(G_LOG_LEVEL_DEBUG, fields, G_N_ELEMENTS(fields), nullptr);
     }
@@ -38,7 +56,8 @@ void BareDatagram(benchmark::State& state) {
     std::string datagram("MESSAGE\n");
     const std::uint64_t size = GUINT64_TO_LE(std::strlen(LINE));
     datagram.append(reinterpret_cast<const char*>(&size), sizeof(size));
-    datagram += std::string(LINE) + "\nPRIORITY=7\nSYSLOG_IDENTIFIER=applist\nLOG_BUFFER=0\n";
+    datagram += std::string(LINE) + "\nPRIORITY=7\nSYSLOG_IDENTIFIER=applist\nLOG_BUFFER=0\n"
+                                    "CODE_FILE=LogLineBench.cpp\nCODE_LINE=24\nCODE_FUNC=LogLine\n";
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, "/run/systemd/journal/socket");
@@ -63,6 +82,8 @@ void FormatOnly(benchmark::State& state) {
 }
 
 BENCHMARK(LogLine);
+BENCHMARK(LineBelowLevel);
+BENCHMARK(LineBelowHostsMask);
 BENCHMARK(GlibJournalWriter);
 BENCHMARK(BareDatagram);
 BENCHMARK(FormatOnly);

@@ -2,7 +2,9 @@
 // DLT message of the host process, in the context LIST.
 //
 // docs/porting.md shows how the library is built with it.
+#include <common/LogSettings.h>
 #include <common/PlatformLog.h>
+#include <common/StandardError.h>
 
 #include <cstdarg>
 #include <cstddef>
@@ -46,9 +48,13 @@ DltContext& Context(const char* tag) {
 } // namespace
 
 void PlatformLogPrint(int /*bufferId*/, int priority, const char* tag, const char* format, ...) {
+    // Not where the daemon has switched this level off.
     DltContextData message = {};
-    if (dlt_user_log_write_start(&Context(tag), &message, LevelOf(priority)) != DLT_RETURN_TRUE) {
-        return; // The daemon has switched this level off.
+    const bool isForDlt =
+        dlt_user_log_write_start(&Context(tag), &message, LevelOf(priority)) == DLT_RETURN_TRUE;
+    const bool isForStandardError = LogSettings::IncludesStandardError();
+    if (!isForDlt && !isForStandardError) {
+        return;
     }
     char line[LINE_CAPACITY];
     va_list arguments;
@@ -58,6 +64,12 @@ void PlatformLogPrint(int /*bufferId*/, int priority, const char* tag, const cha
     if (length > 0 && static_cast<std::size_t>(length) < sizeof(line) && line[length - 1] == '\n') {
         line[length - 1] = '\0'; // DLT separates messages itself.
     }
-    dlt_user_log_write_utf8_string(&message, length < 0 ? format : line);
-    dlt_user_log_write_finish(&message);
+    const char* const text = length < 0 ? format : line;
+    if (isForStandardError) {
+        StandardError::WriteLine(priority, tag, text);
+    }
+    if (isForDlt) {
+        dlt_user_log_write_utf8_string(&message, text);
+        dlt_user_log_write_finish(&message);
+    }
 }

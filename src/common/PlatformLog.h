@@ -6,10 +6,18 @@
 #define APPLIST_COMMON_PLATFORMLOG_H
 
 /**
+ * The start of the format of each line of the library. A format with this start has three arguments
+ * first: the base name of the source file and the function, of type const char*, and the line, of
+ * type int. The rest of the format identifies the message.
+ */
+#define PLATFORM_LOG_PREFIX "%s: %s(%d) > [%s:%d] "
+
+/**
  * Writes one line to the system log.
  *
  * Called on any thread, also with locks held. It must not throw, must not call the library
- * and must not be a cancellation point (pthread_cancel(3)).
+ * except for LogSettings and StandardError, and must not be a cancellation point
+ * (pthread_cancel(3)).
  *
  * @param bufferId the log buffer; this library writes to the main log, 0
  * @param priority 3 debug, 4 info, 6 error

@@ -16,6 +16,9 @@
 #include <unistd.h>
 
 #include <common/CancellationOff.h>
+#include <common/ErrorIds.h>
+#include <common/Log.h>
+#include <common/StandardError.h>
 
 namespace {
 
@@ -24,8 +27,8 @@ namespace {
 constexpr std::size_t LINE_CAPACITY = 4096;
 constexpr char CUT_MARK[] = "...\n";
 
-// While no log is available, the library looks for one at this interval only: lines without a
-// reader must not cost a tenth of a request. An error always looks for a log.
+// While no log is available, debug lines look for one at this interval only: lines without a
+// reader must not cost a tenth of a request. Errors and information always look for a log.
 constexpr std::int64_t RETRY_PERIOD_MS = 100;
 std::atomic<std::int64_t> g_retryAtMs{0};
 
@@ -39,31 +42,66 @@ bool SyslogIsAvailable() {
     return access(_PATH_LOG, F_OK) == 0;
 }
 
-// The journal and syslog share one numbering of severities.
-int Severity(int priority) {
-    if (priority >= 6) {
-        return LOG_ERR;
-    }
-    return priority == 4 ? LOG_INFO : LOG_DEBUG;
-}
-
 // Cheaper than a format. @return the length
 template <std::size_t CAPACITY>
 gssize WriteNumber(char (&text)[CAPACITY], int number) {
     return std::to_chars(text, text + CAPACITY, number).ptr - text;
 }
 
-bool WriteToJournal(int bufferId, int severity, const char* tag, const char* line) {
+// The line without its text. Without an origin, the file is null.
+struct Origin {
+    const char* file = nullptr;
+    const char* function = nullptr;
+    int line = 0;
+    const char* errorId = nullptr;
+};
+
+// The closing line feed is the last argument of each line.
+const char* FindErrorId(const char* format) {
+    for (const ErrorId& error : ERROR_IDS) {
+        const std::size_t size = std::strlen(error.format);
+        if (std::strncmp(format, error.format, size) == 0 &&
+            std::strcmp(format + size, "%s") == 0) {
+            return error.id;
+        }
+    }
+    return nullptr;
+}
+
+Origin OriginOf(int severity, const char* format, va_list arguments) {
+    constexpr std::size_t PREFIX_SIZE = sizeof(PLATFORM_LOG_PREFIX) - 1;
+    Origin origin;
+    if (std::strncmp(format, PLATFORM_LOG_PREFIX, PREFIX_SIZE) == 0) {
+        va_list copy;
+        va_copy(copy, arguments);
+        origin.file = va_arg(copy, const char*);
+        origin.function = va_arg(copy, const char*);
+        origin.line = va_arg(copy, int);
+        va_end(copy);
+        origin.errorId = severity == LOG_ERR ? FindErrorId(format + PREFIX_SIZE) : nullptr;
+    }
+    return origin;
+}
+
+bool WriteToJournal(int bufferId, int severity, const char* tag, const char* line,
+                    const Origin& origin) {
     char severityText[12];
     char bufferText[12];
+    char lineText[12];
     const GLogField fields[] = {
         {"MESSAGE", line, -1},
         {"PRIORITY", severityText, WriteNumber(severityText, severity)},
         {"SYSLOG_IDENTIFIER", tag, -1},
         {"LOG_BUFFER", bufferText, WriteNumber(bufferText, bufferId)},
+        // From here on only lines with an origin, and the last one only errors.
+        {"CODE_FILE", origin.file, -1},
+        {"CODE_LINE", lineText, WriteNumber(lineText, origin.line)},
+        {"CODE_FUNC", origin.function, -1},
+        {"MESSAGE_ID", origin.errorId, -1},
     };
-    return g_log_writer_journald(G_LOG_LEVEL_DEBUG, fields, G_N_ELEMENTS(fields), nullptr) ==
-           G_LOG_WRITER_HANDLED;
+    gsize count = origin.file == nullptr ? 4 : 7;
+    count += origin.errorId == nullptr ? 0 : 1;
+    return g_log_writer_journald(G_LOG_LEVEL_DEBUG, fields, count, nullptr) == G_LOG_WRITER_HANDLED;
 }
 
 // Ends a line that was cut with the mark, in front of which no UTF-8 character is cut in two: the
@@ -76,28 +114,19 @@ void MarkCut(char (&line)[LINE_CAPACITY]) {
     std::memcpy(line + end, CUT_MARK, sizeof(CUT_MARK));
 }
 
-} // namespace
-
-void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
-    const CancellationOff untilWritten;
-    const int severity = Severity(priority);
-    if (severity != LOG_ERR && NowMs() < g_retryAtMs.load(std::memory_order_relaxed)) {
-        return;
-    }
-    char line[LINE_CAPACITY];
-    va_list arguments;
-    va_start(arguments, format);
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is two lines up
+void FormatLine(char (&line)[LINE_CAPACITY], const char* format, va_list arguments) {
     const int length = std::vsnprintf(line, sizeof(line), format, arguments);
-    va_end(arguments);
     if (length < 0) {
         // The C library refuses lines of more than INT_MAX bytes. The format identifies the line.
         std::snprintf(line, sizeof(line), "%s", format);
     } else if (static_cast<std::size_t>(length) >= sizeof(line)) {
         MarkCut(line);
     }
+}
 
-    if (WriteToJournal(bufferId, severity, tag, line)) {
+void WriteToLog(int bufferId, int severity, const char* tag, const char* line,
+                const Origin& origin) {
+    if (WriteToJournal(bufferId, severity, tag, line, origin)) {
         return;
     }
     if (!SyslogIsAvailable()) {
@@ -106,4 +135,29 @@ void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* f
     }
     // No openlog: the ident belongs to the host process.
     syslog(severity, "%s: %s", tag, line);
+}
+
+} // namespace
+
+void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* format, ...) {
+    const CancellationOff untilWritten;
+    const int severity = SyslogSeverity(priority);
+    const bool isForStandardError = LogSettings::IncludesStandardError();
+    const bool isForLog =
+        severity != LOG_DEBUG || NowMs() >= g_retryAtMs.load(std::memory_order_relaxed);
+    if (!isForLog && !isForStandardError) {
+        return;
+    }
+    char line[LINE_CAPACITY];
+    va_list arguments;
+    va_start(arguments, format);
+    const Origin origin = OriginOf(severity, format, arguments);
+    FormatLine(line, format, arguments);
+    va_end(arguments);
+    if (isForStandardError) {
+        StandardError::WriteLine(priority, tag, line);
+    }
+    if (isForLog) {
+        WriteToLog(bufferId, severity, tag, line, origin);
+    }
 }

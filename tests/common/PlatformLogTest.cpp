@@ -1,6 +1,7 @@
 // The platform's log as it is shipped, against real sockets: the journal, syslog where there is no
 // journal, and neither.
-#include <common/PlatformLog.h>
+#include <common/ErrorIds.h>
+#include <common/Log.h>
 
 #include <cerrno>
 #include <chrono>
@@ -13,12 +14,15 @@
 #include <syslog.h>
 
 #include "AllocationCount.h"
+#include "CapturedStandardError.h"
 #include "PrivateSystemLog.h"
 
 namespace {
 
+using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 constexpr int BUFFER = 0;
@@ -27,14 +31,15 @@ constexpr int INFO = 4;
 constexpr int ERROR = 6;
 constexpr const char* TAG = "applist";
 
-#define IN_A_CHILD_WITH_ITS_OWN_LOG(body)                                                          \
-    do {                                                                                           \
-        const std::string outcome = InAChildWithItsOwnLog(body);                                   \
-        if (outcome.rfind("skip: ", 0) == 0) {                                                     \
-            GTEST_SKIP() << outcome;                                                               \
-        }                                                                                          \
-        EXPECT_EQ(outcome, "");                                                                    \
-    } while (false)
+std::string IdOf(const std::string& format) {
+    for (const ErrorId& error : ERROR_IDS) {
+        if (format == error.format) {
+            return error.id;
+        }
+    }
+    ADD_FAILURE() << "no id for " << format;
+    return "";
+}
 
 // The journal
 
@@ -147,6 +152,61 @@ TEST(Journal, CostsNoAllocationForAnOrdinaryLine) {
         }
         EXPECT_EQ(AllocationCount::Now() - before, 0);
         EXPECT_THAT(log.JournalEntries(), SizeIs(6));
+    });
+}
+
+// The origin of a line, which only the journal keeps
+
+TEST(Journal, ReceivesTheOriginOfALine) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        const std::string line = std::to_string(__LINE__ + 1);
+        APPLIST_LOG_DEBUG("Sending sync message with %d bytes", 41);
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_EQ(JournalField(entries[0], "CODE_FILE"), "PlatformLogTest.cpp");
+        EXPECT_EQ(JournalField(entries[0], "CODE_LINE"), line);
+        EXPECT_EQ(JournalField(entries[0], "CODE_FUNC"), __func__);
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE"),
+                  "PlatformLogTest.cpp: operator()(" + line + ") > [operator():" + line +
+                      "] Sending sync message with 41 bytes\n");
+    });
+}
+
+TEST(Journal, ReceivesNoOriginOfALineWithoutPrefix) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        PlatformLogPrint(BUFFER, ERROR, TAG, "Connection not set.%s", "\n");
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(1));
+        EXPECT_THAT(entries[0], Not(HasSubstr("CODE_")));
+        EXPECT_THAT(entries[0], Not(HasSubstr("MESSAGE_ID")));
+    });
+}
+
+TEST(Journal, ReceivesTheIdOfEachError) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        APPLIST_LOG_ERROR("Connection not set.");
+        APPLIST_LOG_ERROR("Exception in %s", "cb_SignalCall");
+        APPLIST_LOG_ERROR("Exception in %s: %s", "cb_SignalCall", "what");
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(3));
+        EXPECT_EQ(JournalField(entries[0], "MESSAGE_ID"), IdOf("Connection not set."));
+        EXPECT_EQ(JournalField(entries[1], "MESSAGE_ID"), IdOf("Exception in %s"));
+        EXPECT_EQ(JournalField(entries[2], "MESSAGE_ID"), IdOf("Exception in %s: %s"));
+    });
+}
+
+TEST(Journal, ReceivesNoIdOfAnotherLine) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        APPLIST_LOG_DEBUG("Connection not set.");
+        APPLIST_LOG_INFO("Connection not set.");
+        APPLIST_LOG_ERROR("Connection not set. Or is it?");
+        const auto entries = log.JournalEntries();
+        EXPECT_THAT(entries, SizeIs(3));
+        EXPECT_THAT(entries, Each(Not(HasSubstr("MESSAGE_ID"))));
     });
 }
 
@@ -282,6 +342,15 @@ TEST(MissingLog, IsRetriedAtOnceForAnError) {
     });
 }
 
+TEST(MissingLog, IsRetriedAtOnceForInformation) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
+        log.OpenSyslog();
+        PlatformLogPrint(BUFFER, INFO, TAG, "received\n");
+        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
+    });
+}
+
 TEST(MissingLog, IsDetectedAgainWhenSyslogStops) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
@@ -304,7 +373,7 @@ void* PrintCancelled(void* isFinished) {
     return nullptr;
 }
 
-TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
+void ExpectToFinishACancelledLine() {
     bool isFinished = false;
     pthread_t thread = {};
     ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
@@ -312,6 +381,22 @@ TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
     pthread_join(thread, &result);
     EXPECT_EQ(result, PTHREAD_CANCELED);
     EXPECT_TRUE(isFinished);
+}
+
+TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenSyslog();
+        ExpectToFinishACancelledLine();
+    });
+}
+
+TEST(Log, FinishesALineOnStandardErrorOfAThreadThatIsCancelled) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        setenv("APPLIST_LOG", "stderr", 1);
+        const CapturedStandardError standardError;
+        ExpectToFinishACancelledLine();
+        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+    });
 }
 
 } // namespace

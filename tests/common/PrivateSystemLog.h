@@ -42,6 +42,15 @@ std::string JournalField(const std::string& entry, const std::string& name);
  */
 std::string InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log));
 
+#define IN_A_CHILD_WITH_ITS_OWN_LOG(...)                                                           \
+    do {                                                                                           \
+        const std::string outcome = InAChildWithItsOwnLog(__VA_ARGS__);                            \
+        if (outcome.rfind("skip: ", 0) == 0) {                                                     \
+            GTEST_SKIP() << outcome;                                                               \
+        }                                                                                          \
+        EXPECT_EQ(outcome, "");                                                                    \
+    } while (false)
+
 } // namespace applist_test
 
 #endif

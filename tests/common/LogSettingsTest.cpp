@@ -1,0 +1,230 @@
+// Which lines are written: the level from the environment and the host's mask, with real sockets.
+#include <common/Log.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include "CapturedStandardError.h"
+#include "PrivateSystemLog.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+constexpr const char* ERROR = "3";
+constexpr const char* INFO = "6";
+constexpr const char* DEBUG = "7";
+
+void LogOneOfEach() {
+    APPLIST_LOG_DEBUG("debug");
+    APPLIST_LOG_INFO("info");
+    APPLIST_LOG_ERROR("error");
+}
+
+std::vector<std::string> Severities(const PrivateSystemLog& log) {
+    std::vector<std::string> severities;
+    for (const std::string& entry : log.JournalEntries()) {
+        severities.push_back(JournalField(entry, "PRIORITY"));
+    }
+    return severities;
+}
+
+// The library reads the mask once per tick of this clock.
+void WaitForTheNextTick() {
+    const auto now = [] {
+        timespec time = {};
+        clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+        return time.tv_nsec;
+    };
+    const long before = now();
+    while (now() == before) {
+        std::this_thread::yield();
+    }
+}
+
+// The level
+
+TEST(LogLevel, IsEveryLineByDefault) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
+    });
+}
+
+TEST(LogLevel, OfAnEmptyVariableIsEveryLine) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "", 1);
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
+    });
+}
+
+TEST(LogLevel, OfErrorIsErrors) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "error", 1);
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(ERROR));
+    });
+}
+
+TEST(LogLevel, OfInfoIsErrorsAndInformation) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "info", 1);
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(INFO, ERROR));
+    });
+}
+
+TEST(LogLevel, OfDebugOutranksTheMaskOfTheHost) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "debug", 1);
+        setlogmask(LOG_UPTO(LOG_ERR));
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
+    });
+}
+
+TEST(LogLevel, IsReadOnce) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "error", 1);
+        log.OpenJournal();
+        LogOneOfEach();
+        setenv("APPLIST_LOG_LEVEL", "debug", 1);
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(ERROR, ERROR));
+    });
+}
+
+int Count(int& calls) {
+    return ++calls;
+}
+
+TEST(LogLevel, LeavesArgumentsOfALineBelowItAlone) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "info", 1);
+        log.OpenJournal();
+        int calls = 0;
+        APPLIST_LOG_DEBUG("number %d", Count(calls));
+        EXPECT_EQ(calls, 0);
+        APPLIST_LOG_INFO("number %d", Count(calls));
+        EXPECT_EQ(calls, 1);
+    });
+}
+
+// The mask of the host
+
+TEST(HostsLogMask, AppliesToTheFirstLine) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setlogmask(LOG_UPTO(LOG_ERR));
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(ERROR));
+    });
+}
+
+TEST(HostsLogMask, MayNameSinglePriorities) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setlogmask(LOG_MASK(LOG_INFO));
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(INFO));
+    });
+}
+
+TEST(HostsLogMask, MayChangeFromOneTickToTheNext) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), SizeIs(3));
+        setlogmask(LOG_UPTO(LOG_INFO));
+        WaitForTheNextTick();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(INFO, ERROR));
+        setlogmask(LOG_UPTO(LOG_DEBUG));
+        WaitForTheNextTick();
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), SizeIs(3));
+    });
+}
+
+TEST(HostsLogMask, StaysAsTheHostHasSetIt) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        log.OpenJournal();
+        setlogmask(LOG_UPTO(LOG_NOTICE));
+        LogOneOfEach();
+        EXPECT_EQ(setlogmask(0), LOG_UPTO(LOG_NOTICE));
+    });
+}
+
+// Unknown values
+
+TEST(UnknownLogLevel, IsReportedOnceAndIsEveryLine) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG_LEVEL", "verbose%s", 1);
+        log.OpenJournal();
+        const CapturedStandardError standardError;
+        LogOneOfEach();
+        LogOneOfEach();
+        const auto entries = log.JournalEntries();
+        ASSERT_THAT(entries, SizeIs(7));
+        EXPECT_THAT(JournalField(entries[0], "MESSAGE"),
+                    HasSubstr("] Environment variable APPLIST_LOG_LEVEL has the unknown value "
+                              "'verbose%s'\n"));
+        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), ERROR);
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0], HasSubstr("APPLIST_LOG_LEVEL has the unknown value"));
+    });
+}
+
+TEST(UnknownLog, IsReportedOnceAlsoOnStandardError) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        setenv("APPLIST_LOG", "STDERR", 1);
+        log.OpenJournal();
+        const CapturedStandardError standardError;
+        LogOneOfEach();
+        EXPECT_THAT(Severities(log), ElementsAre(ERROR, DEBUG, INFO, ERROR));
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0],
+                    HasSubstr("] Environment variable APPLIST_LOG has the unknown value 'STDERR'"));
+    });
+}
+
+TEST(UnknownLog, IsReportedOnceByManyThreads) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        setenv("APPLIST_LOG", "STDERR", 1);
+        const CapturedStandardError standardError;
+        std::atomic<bool> isStarted{false};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 8; ++i) {
+            threads.emplace_back([&] {
+                while (!isStarted) {
+                }
+                LogSettings::Includes(LOG_PRIORITY_DEBUG);
+            });
+        }
+        isStarted = true;
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+    });
+}
+
+} // namespace

@@ -1,0 +1,308 @@
+// APPLIST_LOG=stderr: lines on standard error, which may be full, closed, a terminal, a file or a
+// socket.
+#include <common/Log.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "CapturedStandardError.h"
+#include "PrivateSystemLog.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::SizeIs;
+
+// A line that blocks ends the child with SIGALRM.
+void UseStandardError() {
+    constexpr unsigned PATIENCE_S = 60;
+    alarm(PATIENCE_S);
+    setenv("APPLIST_LOG", "stderr", 1);
+}
+
+// Behind the head and the prefix.
+std::string Message(const std::string& line) {
+    return line.substr(line.rfind("] ") + 2);
+}
+
+TEST(LineOnStandardError, HasTimeTagProcessAndPriority) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        const CapturedStandardError standardError;
+        APPLIST_LOG_DEBUG("Hello %s", "you");
+        APPLIST_LOG_INFO("info");
+        APPLIST_LOG_ERROR("error");
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(3));
+        const std::string time = "[0-9]+-[0-9]+-[0-9]+T[0-9]+:[0-9]+:[0-9]+\\.[0-9]{6}Z ";
+        const std::string tag = "applist\\[" + std::to_string(getpid()) + "\\] ";
+        const std::string origin = "StandardErrorTest.cpp: .*\\([0-9]+\\) > \\[.*:[0-9]+\\] ";
+        EXPECT_THAT(lines[0], MatchesRegex(time + tag + "debug: " + origin + "Hello you\n"));
+        EXPECT_THAT(lines[1], MatchesRegex(time + tag + "info: " + origin + "info\n"));
+        EXPECT_THAT(lines[2], MatchesRegex(time + tag + "error: " + origin + "error\n"));
+    });
+}
+
+TEST(LineOnStandardError, HasTheTimeOfTheLine) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        setenv("TZ", "Asia/Tokyo", 1);
+        const CapturedStandardError standardError;
+        const time_t before = time(nullptr);
+        APPLIST_LOG_DEBUG("line");
+        const time_t after = time(nullptr);
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(1));
+        tm parts = {};
+        ASSERT_NE(strptime(lines[0].c_str(), "%Y-%m-%dT%H:%M:%S", &parts), nullptr);
+        EXPECT_GE(timegm(&parts), before);
+        EXPECT_LE(timegm(&parts), after);
+    });
+}
+
+TEST(LineOnStandardError, IsTheLogsAsWell) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        UseStandardError();
+        log.OpenJournal();
+        const CapturedStandardError standardError;
+        APPLIST_LOG_DEBUG("line");
+        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+        EXPECT_THAT(log.JournalEntries(), SizeIs(1));
+    });
+}
+
+TEST(LineOnStandardError, IsWrittenEachTimeWithoutALog) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        const CapturedStandardError standardError;
+        APPLIST_LOG_DEBUG("first");
+        APPLIST_LOG_DEBUG("second");
+        EXPECT_THAT(standardError.Lines(), SizeIs(2));
+    });
+}
+
+TEST(LineOnStandardError, IsWrittenOnRequestOnly) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        setenv("APPLIST_LOG", "", 1);
+        const CapturedStandardError standardError;
+        APPLIST_LOG_ERROR("line");
+        EXPECT_THAT(standardError.Lines(), IsEmpty());
+    });
+}
+
+TEST(LineOnStandardError, HasTheLevel) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        setenv("APPLIST_LOG_LEVEL", "info", 1);
+        const CapturedStandardError standardError;
+        APPLIST_LOG_DEBUG("debug");
+        APPLIST_LOG_INFO("info");
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_EQ(Message(lines[0]), "info\n");
+    });
+}
+
+TEST(LineOnStandardError, OfAnyLengthFitsAPipeInOnePiece) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        const CapturedStandardError standardError;
+        APPLIST_LOG_DEBUG("%s", std::string(10000, 'n').c_str());
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_EQ(lines[0].size(), 4096u);
+        EXPECT_EQ(lines[0].substr(4096 - 7), "nnn...\n");
+    });
+}
+
+TEST(LineOnStandardError, IsOneWrite) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        int ends[2];
+        // Keeps the writes apart.
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+        const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        dup2(ends[1], STDERR_FILENO);
+        APPLIST_LOG_DEBUG("first");
+        APPLIST_LOG_DEBUG("second");
+        dup2(keptStandardError, STDERR_FILENO);
+        char text[4096] = {};
+        ASSERT_GT(recv(ends[0], text, sizeof(text) - 1, MSG_DONTWAIT), 0);
+        EXPECT_EQ(Message(text), "first\n");
+    });
+}
+
+TEST(LineOnStandardError, DoesNotControlTheTerminal) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        UseStandardError();
+        log.OpenJournal();
+        const CapturedStandardError standardError;
+        // Only the second C2 begins a control character.
+        APPLIST_LOG_DEBUG("name %s", "a\x1b[2J\nb\x7f \xc2\xa9 \xc2\x9b");
+        const auto lines = standardError.Lines();
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_THAT(lines[0], HasSubstr("name a?[2J?b? \xc2\xa9 ??\n"));
+        EXPECT_THAT(log.JournalEntries().at(0),
+                    HasSubstr("name a\x1b[2J\nb\x7f \xc2\xa9 \xc2\x9b"));
+    });
+}
+
+// Standard error that takes no line
+
+TEST(FullPipeAsStandardError, LosesTheLineAndBlocksNobody) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        const CapturedStandardError standardError;
+        standardError.Fill();
+        APPLIST_LOG_ERROR("lost");
+        EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFL) & O_NONBLOCK, 0) << "the host's own descriptor";
+        for (const std::string& line : standardError.Lines()) {
+            EXPECT_THAT(line, Not(HasSubstr("lost")));
+        }
+        APPLIST_LOG_ERROR("received");
+        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+    });
+}
+
+TEST(FullPipeAsStandardError, BlocksNobodyWithoutProc) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        if (mount("none", "/proc", "tmpfs", 0, nullptr) != 0) {
+            return;
+        }
+        const CapturedStandardError standardError;
+        APPLIST_LOG_ERROR("received");
+        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+        standardError.Fill();
+        APPLIST_LOG_ERROR("lost");
+        for (const std::string& line : standardError.Lines()) {
+            EXPECT_THAT(line, Not(HasSubstr("lost")));
+        }
+    });
+}
+
+TEST(TerminalAsStandardError, BlocksNobodyWhenItIsNotRead) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        // The private /dev has no terminals.
+        if (mount("none", "/dev", "devpts", 0, "newinstance,ptmxmode=0666") != 0) {
+            return;
+        }
+        UseStandardError();
+        const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        const int terminal = open("/dev/ptmx", O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ASSERT_GE(terminal, 0);
+        ASSERT_EQ(unlockpt(terminal), 0);
+        const int other = open("/dev/0", O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ASSERT_GE(other, 0);
+        dup2(other, STDERR_FILENO);
+        constexpr int LINES = 2000; // a terminal keeps a few kilobytes
+        for (int i = 0; i < LINES; ++i) {
+            APPLIST_LOG_ERROR("line %d", i);
+        }
+        dup2(keptStandardError, STDERR_FILENO);
+        char text[4096] = {};
+        ASSERT_GT(read(terminal, text, sizeof(text) - 1), 0);
+        EXPECT_THAT(text, HasSubstr("] line 0\r\n"));
+    });
+}
+
+TEST(SocketAsStandardError, TakesLinesAndBlocksNobodyWhenItIsFull) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[1]);
+        constexpr int LINES = 5000;
+        for (int i = 0; i < LINES; ++i) {
+            APPLIST_LOG_ERROR("line %d", i);
+        }
+        char text[4096] = {};
+        EXPECT_GT(read(ends[0], text, sizeof(text) - 1), 0);
+        close(ends[0]);
+        APPLIST_LOG_ERROR("without a reader");
+        dup2(keptStandardError, STDERR_FILENO);
+        EXPECT_THAT(text, HasSubstr("] line 0\n"));
+    });
+}
+
+TEST(ClosedPipeAsStandardError, RaisesNoSignal) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        std::signal(SIGPIPE, SIG_DFL);
+        CapturedStandardError standardError;
+        standardError.CloseReader();
+        APPLIST_LOG_ERROR("lost");
+        if (mount("none", "/proc", "tmpfs", 0, nullptr) == 0) {
+            APPLIST_LOG_ERROR("lost, too");
+        }
+    });
+}
+
+TEST(LineOnStandardError, LeavesSignalsOfTheHostPending) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        sigset_t pipeSignal;
+        sigemptyset(&pipeSignal);
+        sigaddset(&pipeSignal, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipeSignal, nullptr);
+        raise(SIGPIPE);
+        CapturedStandardError standardError;
+        APPLIST_LOG_ERROR("line");
+        sigset_t pending;
+        sigpending(&pending);
+        EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
+        sigset_t blocked;
+        pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+        EXPECT_EQ(sigismember(&blocked, SIGPIPE), 1);
+        EXPECT_EQ(sigismember(&blocked, SIGXFSZ), 0);
+        EXPECT_EQ(sigismember(&blocked, SIGTTOU), 0);
+    });
+}
+
+TEST(FileAsStandardError, OfTheLargestSizeRaisesNoSignal) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        const int file = open("/run/errors", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        dup2(file, STDERR_FILENO);
+        APPLIST_LOG_ERROR("first");
+        const off_t size = lseek(file, 0, SEEK_END);
+        EXPECT_GT(size, 0);
+        const rlimit limit = {static_cast<rlim_t>(size), RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        APPLIST_LOG_ERROR("second");
+        EXPECT_EQ(lseek(file, 0, SEEK_END), size);
+        const rlimit unlimited = {RLIM_INFINITY, RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &unlimited);
+        dup2(keptStandardError, STDERR_FILENO);
+        unlink("/run/errors");
+    });
+}
+
+TEST(ClosedStandardError, LosesTheLineAndNothingElse) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
+        UseStandardError();
+        log.OpenJournal();
+        const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        close(STDERR_FILENO);
+        APPLIST_LOG_ERROR("line");
+        dup2(keptStandardError, STDERR_FILENO);
+        EXPECT_THAT(log.JournalEntries(), SizeIs(1));
+    });
+}
+
+} // namespace
