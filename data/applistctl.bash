@@ -14,7 +14,7 @@ _applistctl() {
 
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-        host | partner | monitor | check)
+        host | partner | monitor | check | help)
             if [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = partner ]; then
                 verb=check-partner
             elif [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = host ]; then
@@ -41,7 +41,7 @@ _applistctl() {
 
     case $verb in
     partner) options+=" --script" ;;
-    monitor) options+=" --count --json --read --seconds" ;;
+    monitor) options+=" --all --count --json --read --seconds" ;;
     check | check-host) options+=" --limit" ;;
     check-partner) options+=" --limit --restart --wait" ;;
     esac
@@ -49,6 +49,8 @@ _applistctl() {
     if [ "${word:0:1}" = - ]; then
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
     elif [ -z "$verb" ]; then
+        mapfile -t COMPREPLY < <(compgen -W "host partner monitor check help" -- "$word")
+    elif [ "$verb" = help ]; then
         mapfile -t COMPREPLY < <(compgen -W "host partner monitor check" -- "$word")
     elif [ "$verb" = check ]; then
         mapfile -t COMPREPLY < <(compgen -W "host partner" -- "$word")

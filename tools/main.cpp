@@ -1,6 +1,7 @@
 // applistctl: runs the verb of the command line.
 #include <algorithm>
 #include <clocale>
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ struct Verb {
     int (*run)(const CommandLine& line);
 };
 
+Usage DescribeHelp();
+int ShowHelp(const CommandLine& line);
+
 constexpr Verb VERBS[] = {
     {"host", HostVerb::Describe, HostVerb::Run},
     {"partner", PartnerVerb::Describe, PartnerVerb::Run},
@@ -32,6 +36,7 @@ constexpr Verb VERBS[] = {
 #ifdef APPLIST_WITH_MONITOR // absent without libpcap or nlohmann-json
     {"monitor", MonitorVerb::Describe, MonitorVerb::Run},
 #endif
+    {"help", DescribeHelp, ShowHelp},
 };
 
 Usage ProgramUsage() {
@@ -47,8 +52,9 @@ Usage ProgramUsage() {
 #ifdef APPLIST_WITH_MONITOR
             "  monitor        Show the traffic of host and partner, live or from a capture\n"
 #endif
+            "  help [VERB]    Show the help of a verb\n"
             "\n"
-            "'applistctl VERB --help' shows the help of a verb.",
+            "'applistctl VERB --help' shows the help of a verb, too.",
             "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
             "4 a problem was found, 5 a half-open pair.",
             true};
@@ -78,10 +84,26 @@ int RunVerb(const Verb& verb, const std::vector<std::string>& words) {
     return verb.run(line);
 }
 
+Usage DescribeHelp() {
+    return {"applistctl help", "[VERB]", "Shows the help of VERB, or of the program.",
+            "Exit status: 0 done, 1 failed, 2 wrong usage.", false};
+}
+
+int ShowHelp(const CommandLine& line) {
+    std::size_t length = 0;
+    const Verb* const verb = FindVerb(line.arguments, length);
+    if (length != line.arguments.size()) {
+        return WrongUsage("applistctl help", "unknown verb \"" + line.arguments[length] + "\"");
+    }
+    return *ReadCommandLine(verb != nullptr ? verb->usage() : ProgramUsage(), {"--help"})
+                .exitStatus;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     std::setlocale(LC_ALL, "");
+    std::signal(SIGPIPE, SIG_IGN); // the class Output ends the process, with its exit status
     const CommandLine line =
         ReadCommandLine(ProgramUsage(), std::vector<std::string>(argv + 1, argv + argc));
     if (line.exitStatus) {

@@ -319,7 +319,7 @@ int CheckHostVerb::Run(const CommandLine& line) {
         return WrongUsage(PROGRAM, "\"" + wanted + "\" is no unique name, like :1.42");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongUsage(PROGRAM, "SECONDS is a number up to 3600");
+        return WrongOption(PROGRAM, line, "limit", "seconds up to 3600");
     }
     Output output(PROGRAM);
     const SystemBus bus([](const std::string&) {}, SystemBus::Kind::Own);

@@ -220,7 +220,7 @@ int CheckVerb::Run(const CommandLine& line) {
         return WrongUsage(PROGRAM, "unknown check \"" + line.arguments.front() + "\"");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongUsage(PROGRAM, "SECONDS must be a number up to 3600");
+        return WrongOption(PROGRAM, line, "limit", "seconds up to 3600");
     }
     Output output(PROGRAM);
     return DeviceCheck(output, limit).Run();

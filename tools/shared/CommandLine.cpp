@@ -1,10 +1,12 @@
 #include <shared/CommandLine.h>
 
 #include <iostream>
+#include <sstream>
 
 #include <gio/gio.h>
 
 #include <shared/ExitStatus.h>
+#include <shared/Output.h>
 
 namespace applistctl {
 
@@ -17,6 +19,14 @@ std::string WithPlainDots(std::string text) {
         text.replace(at, ellipsis.size(), "...");
     }
     return text;
+}
+
+void Print(const std::string& program, const std::string& text) {
+    Output output(program);
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        output.Line(line);
+    }
 }
 
 // GLib passes the name with its dashes, and null as the value of an option without a parameter.
@@ -83,10 +93,10 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
         line.exitStatus = WrongUsage(usage.program, error->message);
     } else if (help != FALSE) {
         g_autofree char* text = g_option_context_get_help(context, TRUE, nullptr);
-        std::cout << WithPlainDots(text) << std::flush;
+        Print(usage.program, WithPlainDots(text));
         line.exitStatus = EXIT_STATUS_DONE;
     } else if (version != FALSE) {
-        std::cout << "applistctl " APPLIST_VERSION << std::endl;
+        Print(usage.program, "applistctl " APPLIST_VERSION);
         line.exitStatus = EXIT_STATUS_DONE;
     } else if (bus != nullptr && g_dbus_is_address(bus) == FALSE) {
         line.exitStatus =
@@ -97,6 +107,12 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
         line.arguments.emplace_back(*word);
     }
     return line;
+}
+
+int WrongOption(const std::string& program, const CommandLine& line, const std::string& option,
+                const std::string& wanted) {
+    return WrongUsage(program, "--" + option + " takes " + wanted + ", not \"" +
+                                   line.Value(option, "") + "\"");
 }
 
 int WrongUsage(const std::string& program, const std::string& problem) {

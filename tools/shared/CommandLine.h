@@ -45,6 +45,10 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
 /** Reports a wrong command line on standard error. @return the exit status */
 int WrongUsage(const std::string& program, const std::string& problem);
 
+/** The same for the value of an option. @param wanted "a number from 1 to 9" */
+int WrongOption(const std::string& program, const CommandLine& line, const std::string& option,
+                const std::string& wanted);
+
 } // namespace applistctl
 
 #endif

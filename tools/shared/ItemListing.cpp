@@ -10,24 +10,17 @@ namespace {
 
 constexpr std::size_t MAX_COLUMN = 32;
 
-// The number of characters, or of bytes for a text that is not UTF-8.
-std::size_t Width(const std::string& text) {
-    return g_utf8_validate(text.c_str(), -1, nullptr) != FALSE
-               ? static_cast<std::size_t>(g_utf8_strlen(text.c_str(), -1))
-               : text.size();
-}
-
 std::size_t NameColumn(const std::vector<ListedItem>& items) {
     std::size_t widest = 0;
     for (const ListedItem& item : items) {
-        widest = std::max(widest, Width(ItemListing::Printable(item.name)));
+        widest = std::max(widest, ItemListing::Width(ItemListing::Printable(item.name)));
     }
     return std::min(widest, MAX_COLUMN);
 }
 
 std::string InColumns(const ListedItem& item, std::size_t column) {
     const std::string name = ItemListing::Printable(item.name);
-    const std::size_t width = Width(name);
+    const std::size_t width = ItemListing::Width(name);
     return name + std::string(width < column ? column - width : 0, ' ') + "  " +
            ItemListing::Printable(item.id);
 }
@@ -53,6 +46,12 @@ void AppendEscaped(char byte, std::string& text) {
 } // namespace
 
 namespace ItemListing {
+
+std::size_t Width(const std::string& text) {
+    return g_utf8_validate(text.c_str(), -1, nullptr) != FALSE
+               ? static_cast<std::size_t>(g_utf8_strlen(text.c_str(), -1))
+               : text.size();
+}
 
 std::string Count(std::size_t items) {
     return std::to_string(items) + (items == 1 ? " item" : " items");

@@ -18,6 +18,9 @@ struct ListedItem {
 
 namespace ItemListing {
 
+/** The number of characters, or of bytes for a text that is not UTF-8. */
+std::size_t Width(const std::string& text);
+
 /** "1 item", "2 items" */
 std::string Count(std::size_t items);
 

@@ -1,19 +1,27 @@
 #include <shared/Output.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <utility>
 
 #include <fcntl.h>
+#include <glib-unix.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <shared/ExitStatus.h>
+#include <shared/Folding.h>
 
 namespace applistctl {
 
 namespace {
 
-bool IsColourTerminal() {
+bool WantsColour() {
     const char* const terminal = std::getenv("TERM");
-    return isatty(STDOUT_FILENO) != 0 && terminal != nullptr && std::string(terminal) != "dumb" &&
+    return terminal != nullptr && std::string(terminal) != "dumb" &&
            std::getenv("NO_COLOR") == nullptr;
 }
 
@@ -33,6 +41,8 @@ const char* ColourOf(Output::Tone tone) {
     return nullptr;
 }
 
+constexpr int CLOSED = POLLERR | POLLHUP | POLLNVAL;
+
 std::shared_ptr<std::FILE> OwnStandardOutput() {
     constexpr int FIRST_OTHER_DESCRIPTOR = 3;
     std::FILE* const stream =
@@ -44,22 +54,79 @@ std::shared_ptr<std::FILE> OwnStandardOutput() {
             }};
 }
 
+// The width of the terminal; 0 for no limit.
+std::size_t WidthOf(int descriptor) {
+    winsize size{};
+    return ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 } // namespace
 
+// A pipe without a reader is noticed also between two lines, which may be hours apart.
 Output::Output(std::string program)
-    : m_program(std::move(program)), m_stream(OwnStandardOutput()), m_colour(IsColourTerminal()) {}
+    : m_program(std::move(program)),
+      m_stream(OwnStandardOutput()),
+      m_isTerminal(isatty(STDOUT_FILENO) != 0),
+      m_colour(m_isTerminal && WantsColour()) {
+    if (m_stream != nullptr) {
+        m_closedId = g_unix_fd_add(fileno(m_stream.get()), G_IO_ERR, OnClosed, this);
+    }
+}
+
+Output::~Output() {
+    if (m_closedId != 0) {
+        g_source_remove(m_closedId);
+    }
+}
+
+gboolean Output::OnClosed(gint /*fd*/, GIOCondition /*condition*/, gpointer user_data) {
+    static_cast<const Output*>(user_data)->End(EPIPE);
+}
+
+void Output::EndWithoutReader() const {
+    pollfd reader = {m_stream != nullptr ? fileno(m_stream.get()) : -1, 0, 0};
+    if (poll(&reader, 1, 0) == 1 && (reader.revents & CLOSED) != 0) {
+        End(EPIPE);
+    }
+}
+
+void Output::End(int error) const {
+    if (error != EPIPE) {
+        Error("cannot write to standard output: " + std::string(std::strerror(error)));
+    }
+    std::exit(EXIT_STATUS_FAILED);
+}
 
 void Output::Line(const std::string& text, Tone tone) {
     const char* const colour = m_colour ? ColourOf(tone) : nullptr;
-    const std::string line = colour != nullptr ? colour + text + "\033[0m\n" : text + "\n";
-    if (m_stream != nullptr) {
-        std::fwrite(line.data(), 1, line.size(), m_stream.get());
-        std::fflush(m_stream.get());
+    const std::string line = m_isTerminal ? FoldLine(text, WidthOf(fileno(m_stream.get()))) : text;
+    Write(colour != nullptr ? colour + line + "\033[0m\n" : line + "\n");
+}
+
+void Output::Write(const std::string& text) {
+    if (m_stream == nullptr) {
+        End(EBADF);
+    }
+    if (m_before != nullptr) {
+        m_before();
+    }
+    if (std::fwrite(text.data(), 1, text.size(), m_stream.get()) != text.size() ||
+        std::fflush(m_stream.get()) != 0) {
+        End(errno);
+    }
+    if (m_after != nullptr) {
+        m_after();
     }
 }
 
 void Output::Error(const std::string& text) const {
+    if (m_before != nullptr) {
+        m_before();
+    }
     std::cerr << m_program << ": " << m_place << text << std::endl;
+    if (m_after != nullptr) {
+        m_after();
+    }
 }
 
 } // namespace applistctl

@@ -3,11 +3,18 @@
 #define APPLIST_TOOLS_OUTPUT_H
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 
+#include <glib.h>
+
 namespace applistctl {
 
+/**
+ * The process exits with EXIT_STATUS_FAILED as soon as a line cannot be written, or nothing reads
+ * the pipe of standard output any more. A closed pipe has no message, as in other tools.
+ */
 class Output {
 public:
     /** The kind of event, for the colour. */
@@ -15,11 +22,19 @@ public:
 
     /** @param program the start of each line on standard error */
     explicit Output(std::string program);
+    ~Output();
 
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    /** Prints one line, folded at the width of a terminal. */
     void Line(const std::string& text, Tone tone = Tone::Plain);
     void Received(const std::string& text) { Line("<- " + text, Tone::Received); }
     void Sent(const std::string& text) { Line("-> " + text, Tone::Sent); }
     void State(const std::string& text) { Line(text, Tone::State); }
+
+    /** Prints lines for a file: neither folded nor coloured. */
+    void Verbatim(const std::string& text) { Write(text); }
 
     /** An unexpected event; the program continues. */
     void Problem(const std::string& text) { Line("!! " + text, Tone::Problem); }
@@ -30,11 +45,32 @@ public:
     /** Reports a failed command on standard error. */
     void Error(const std::string& text) const;
 
+    /** Ends the process if nothing reads standard output. For code without a main loop. */
+    void EndWithoutReader() const;
+
+    /** The stream of the lines, or null. Standard output itself may be a pipe of this process. */
+    std::FILE* Stream() const { return m_stream.get(); }
+    bool IsTerminal() const { return m_isTerminal; }
+
+    /** Calls @p before and @p after around each output, for a prompt on the same terminal. */
+    void SetAround(std::function<void()> before, std::function<void()> after) {
+        m_before = std::move(before);
+        m_after = std::move(after);
+    }
+
 private:
+    static gboolean OnClosed(gint fd, GIOCondition condition, gpointer user_data);
+    void Write(const std::string& text);
+    [[noreturn]] void End(int error) const;
+
     std::string m_program;
     std::string m_place;
     std::shared_ptr<std::FILE> m_stream; // standard output may be a pipe later
+    bool m_isTerminal;
     bool m_colour;
+    guint m_closedId = 0;
+    std::function<void()> m_before;
+    std::function<void()> m_after;
 };
 
 } // namespace applistctl

@@ -1,0 +1,58 @@
+#include <shared/Folding.h>
+
+#include <algorithm>
+
+#include <shared/ItemListing.h>
+
+namespace applistctl {
+
+namespace {
+
+constexpr std::size_t INDENT = 4; ///< of a line without columns
+
+// The start of the last column in the left half of the width.
+std::size_t ColumnOf(const std::string& line, std::size_t width) {
+    std::size_t column = line.find_first_not_of(' ');
+    column = column == std::string::npos ? 0 : column;
+    std::size_t found = column > 0 ? column : INDENT;
+    for (std::size_t gap = line.find("  ", column); gap != std::string::npos;
+         gap = line.find("  ", column)) {
+        column = line.find_first_not_of(' ', gap);
+        if (column == std::string::npos || column > width / 2) {
+            break;
+        }
+        found = column;
+    }
+    return std::min(found, width / 2);
+}
+
+} // namespace
+
+std::string FoldLine(const std::string& line, std::size_t width) {
+    if (width == 0 || ItemListing::Width(line) <= width) {
+        return line;
+    }
+    const std::size_t indent = ColumnOf(line, width);
+    std::string folded;
+    std::size_t used = 0;    // in the last line of the result
+    bool isLineEmpty = true; // but for its indent
+    for (std::size_t start = 0; start < line.size();) {
+        const std::size_t wordStart = std::min(line.find_first_not_of(' ', start), line.size());
+        const std::size_t wordEnd = std::min(line.find(' ', wordStart), line.size());
+        const std::string word = line.substr(wordStart, wordEnd - wordStart);
+        const std::size_t space = wordStart - start;
+        if (!isLineEmpty && used + space + ItemListing::Width(word) > width) {
+            folded += "\n" + std::string(indent, ' ') + word;
+            used = indent;
+        } else {
+            folded += std::string(space, ' ') + word;
+            used += space;
+        }
+        used += ItemListing::Width(word);
+        isLineEmpty = false;
+        start = wordEnd;
+    }
+    return folded;
+}
+
+} // namespace applistctl
