@@ -14,6 +14,7 @@
 #include "TemporaryFolder.h"
 #include "ToolProcess.h"
 
+using namespace applistctl;
 using nlohmann::json;
 using testing::AllOf;
 using testing::ContainsRegex;
@@ -655,11 +656,6 @@ const MalformedRow MALFORMED[] = {
          capture.Packet(std::string("l\1\0\1\xff\xff\xff\x7f\1\0\0\0\xff\xff\xff\x7f", 16), 16);
      },
      "a packet of 16 bytes is no D-Bus message"},
-    {"AHugeLengthOfThePacket",
-     [](CaptureWriter& capture) {
-         capture.Packet(std::string("l\1\0\1\0\0\0\x07\1\0\0\0\0\0\0\0", 16), 0x7000010);
-     },
-     "a packet of 16 bytes is no D-Bus message"},
 };
 
 class MonitorMalformed : public testing::TestWithParam<MalformedRow> {};
@@ -686,10 +682,107 @@ TEST(MonitorRead, PrintsTheRestOfATruncatedMessage) {
     capture.CutAt(256);
     capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, ContainsRegex("#1 no id is malformed: the capture lacks its last "
+    EXPECT_EQ(report.status, 0);
+    EXPECT_THAT(report.text, ContainsRegex("#1 cut by the capture: the capture lacks its last "
                                            "[0-9]+ of 1007 bytes"));
+    EXPECT_THAT(report.text, HasSubstr("cut by the capture: 1\nmalformed: 0\n"));
+    EXPECT_THAT(report.text, Not(HasSubstr("!!")));
     EXPECT_THAT(report.text, HasSubstr("#1 answered after 7.00 ms"));
+}
+
+struct CutRow {
+    const char* name;
+    void (*write)(CaptureWriter& capture);
+    const char* report;
+};
+
+void PrintTo(const CutRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+const CutRow CUT[] = {
+    {"Reply",
+     [](CaptureWriter& capture) {
+         capture.CutAt(256);
+         capture.Exchange(Framed("", 2001), 1, std::string(1000, 'a') + "\nb\n");
+     },
+     "#1 answered, the capture lacks its last 8"},
+    {"Notification",
+     [](CaptureWriter& capture) {
+         capture.CutAt(256);
+         capture.Notify(CaptureWriter::Body(Framed(std::string(1000, 'a'), 4)));
+     },
+     "~> host :1.7  cut by the capture: the capture lacks its last "},
+    {"Header",
+     [](CaptureWriter& capture) {
+         capture.CutAt(40);
+         capture.Exchange(Framed("", 2003), 1);
+     },
+     "  the capture has 40 of the "},
+    {"StartOfTheHeader", [](CaptureWriter& capture) { capture.Packet("l\1", 100); },
+     "  the capture has 2 of the 100 bytes of a message"},
+    {"AHugeLength",
+     [](CaptureWriter& capture) {
+         capture.Packet(std::string("l\1\0\1\0\0\0\x07\1\0\0\0\0\0\0\0", 16), 0x7000010);
+     },
+     "  the capture has 16 of the 117440528 bytes of a message"},
+};
+
+class MonitorCut : public testing::TestWithParam<CutRow> {};
+
+TEST_P(MonitorCut, IsNoFault) {
+    CaptureWriter capture;
+    capture.Connect();
+    GetParam().write(capture);
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr(GetParam().report));
+    EXPECT_THAT(report.text, Not(HasSubstr("!!")));
+    EXPECT_THAT(report.text, ContainsRegex("cut by the capture: [12]\nmalformed: 0\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(, MonitorCut, testing::ValuesIn(CUT),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(MonitorRead, MarksACutMessageForPrograms) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.CutAt(256);
+    capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
+    capture.CutAt(40);
+    capture.Notify(CaptureWriter::Body(Framed("", 4)));
+    const std::vector<json> objects = ReadAsJson(capture);
+    EXPECT_THAT(FindEvent(objects, "request").at("cut"), HasSubstr("the capture lacks its last "));
+    EXPECT_THAT(FindEvent(objects, "cut").at("text"), HasSubstr("the capture has 40 of the "));
+    EXPECT_EQ(FindEvent(objects, "summary").at("cut"), 2);
+    EXPECT_EQ(FindEvent(objects, "summary").at("malformed"), 0);
+}
+
+std::string ManyItems() {
+    std::string records;
+    for (int i = 1; i <= 15; ++i) {
+        records += "Item " + std::to_string(i) + "\nid" + std::to_string(i) + "\n";
+    }
+    return Framed(records, 2004);
+}
+
+TEST(MonitorRead, ShortensALongListOfItems) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(ManyItems(), 1);
+    const Report report = Read(capture);
+    EXPECT_THAT(report.text, HasSubstr("(2004): 15 items\n"));
+    EXPECT_THAT(report.text, HasSubstr("     Item 10  id10\n     and 5 more (--all shows them)\n"));
+    EXPECT_THAT(report.text, Not(HasSubstr("Item 11")));
+}
+
+TEST(MonitorRead, ShowsAllItemsOnRequest) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Exchange(ManyItems(), 1);
+    const Report report = Read(capture, {"--all"});
+    EXPECT_THAT(report.text, HasSubstr("     Item 15  id15\n"));
+    EXPECT_THAT(report.text, Not(HasSubstr("--all")));
 }
 
 // busctl captures what its own library tells it when the bus goes.
@@ -832,8 +925,12 @@ void PrintTo(const UsageRow& row, std::ostream* os) {
 
 const UsageRow USAGE[] = {
     {"Arguments", {"monitor", "x"}, "it takes no arguments"},
-    {"SecondsThatAreNoNumber", {"monitor", "--seconds=soon"}, "N is a number from 1 on"},
-    {"ACountOfNothing", {"monitor", "--count=0"}, "N is a number from 1 on"},
+    {"SecondsThatAreNoNumber",
+     {"monitor", "--seconds=soon"},
+     "--seconds takes a number from 1 to 4000000, not \"soon\""},
+    {"ACountOfNothing",
+     {"monitor", "--count=0"},
+     "--count takes a number from 1 to 4000000, not \"0\""},
     {"ACaptureAndSeconds", {"monitor", "--read=x", "--seconds=1"}, "--read takes neither"},
     {"ACaptureAndABus", {"monitor", "--read=x", "--bus=unix:path=/x"}, "--read takes neither"},
 };

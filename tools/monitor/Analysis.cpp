@@ -79,6 +79,13 @@ void Analysis::TakeUnreadable(Microseconds time, const std::string& problem) {
     Malformed(time, problem);
 }
 
+void Analysis::TakeCut(Microseconds time, const std::string& text) {
+    Tick(time);
+    m_summary.Saw(time);
+    m_summary.AddCut();
+    m_reporter.Cut(time, text);
+}
+
 void Analysis::Malformed(Microseconds time, const std::string& text) {
     m_summary.AddMalformed();
     m_reporter.Malformed(time, text);
@@ -236,6 +243,11 @@ void Analysis::Tick(Microseconds now) {
             ++entry;
         }
     }
+}
+
+void Analysis::End(Microseconds now) {
+    m_summary.PassTime(now);
+    End();
 }
 
 void Analysis::End() {

@@ -27,11 +27,18 @@ public:
     /** A message that could not be read at all. */
     void TakeUnreadable(Microseconds time, const std::string& problem);
 
+    /** A message whose header the capture does not contain. */
+    void TakeCut(Microseconds time, const std::string& text);
+
+    /** Starts the summary, live. A capture starts with its first message. */
+    void Begin(Microseconds now) { m_summary.Begin(now); }
+
     /** Reports overdue steps and replies. Times never go back. */
     void Tick(Microseconds now);
 
     /** Reports open requests and the summary. */
     void End();
+    void End(Microseconds now);
 
     /** Requests that are done, and notifications. */
     std::size_t ReportedCount() const { return m_reportedCount; }

@@ -13,17 +13,17 @@ namespace applistctl {
 
 namespace {
 
-// Returns false, and what is wrong, unless all bytes are there.
-bool ReadBytes(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes,
-               std::string& problem) {
+// Returns false, and what is wrong or missing, unless all bytes are there.
+bool ReadBytes(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, std::string& problem,
+               std::string& cut) {
     if (!ByteArray::FromVariant(body, bytes)) {
         const std::string type = body != nullptr ? g_variant_get_type_string(body) : "";
         problem = body != nullptr ? "its type is " + type + ", not (ay)" : "it has no body";
         return false;
     }
     if (cutBytes > 0) {
-        problem = "the capture lacks its last " + std::to_string(cutBytes) + " of " +
-                  std::to_string(bytes.size()) + " bytes";
+        cut = "the capture lacks its last " + std::to_string(cutBytes) + " of " +
+              std::to_string(bytes.size()) + " bytes";
         return false;
     }
     return true;
@@ -31,7 +31,7 @@ bool ReadBytes(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes,
 
 // What both kinds have in common: the id behind the payload.
 bool ReadFrame(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, Content& content) {
-    const bool complete = ReadBytes(body, cutBytes, bytes, content.problem);
+    const bool complete = ReadBytes(body, cutBytes, bytes, content.problem, content.cut);
     content.size = bytes.size();
     if (!complete) {
         return false;
@@ -83,7 +83,7 @@ Content ReadNotification(GVariant* body, std::size_t cutBytes, Side from) {
 
 void ReadReply(GVariant* body, std::size_t cutBytes, const Content& content, ReplySeen& reply) {
     std::vector<char> bytes;
-    const bool complete = ReadBytes(body, cutBytes, bytes, reply.problem);
+    const bool complete = ReadBytes(body, cutBytes, bytes, reply.problem, reply.cut);
     reply.size = bytes.size();
     if (complete && content.id == APPLIST_GET_SELECTION_FNC && !content.name.empty()) {
         reply.items = ItemStream::Read(bytes);
@@ -98,6 +98,9 @@ void ReadReply(GVariant* body, std::size_t cutBytes, const Content& content, Rep
 std::string Title(const Content& content) {
     if (!content.name.empty()) {
         return content.name + " (" + std::to_string(content.id) + ")";
+    }
+    if (!content.cut.empty()) {
+        return "cut by the capture";
     }
     return content.hasId ? "id " + std::to_string(content.id) : "no id";
 }

@@ -59,6 +59,7 @@ struct Content {
     std::size_t size = 0;
     std::vector<ListedItem> items;
     std::string problem; ///< empty when well formed
+    std::string cut;     ///< the bytes that the capture lacks, in words; empty for none
 };
 
 struct ReplySeen {
@@ -66,6 +67,7 @@ struct ReplySeen {
     std::size_t size = 0;
     std::vector<ListedItem> items; ///< of the query for the selection
     std::string problem;           ///< empty when well formed
+    std::string cut;               ///< as above
     std::string errorName;         ///< of an error
     std::string errorText;
 };

@@ -7,11 +7,13 @@
 #include <vector>
 
 #include <glib.h>
+#include <sys/stat.h>
 
 namespace applistctl {
 
 namespace {
 
+constexpr std::size_t HEADER_START = 16;           ///< bytes with all lengths of a message
 constexpr Microseconds LAST_SECOND = 253402300799; // of the year 9999
 
 Microseconds TimeOf(const pcap_pkthdr& header) {
@@ -19,6 +21,11 @@ Microseconds TimeOf(const pcap_pkthdr& header) {
     const auto rest = static_cast<Microseconds>(header.ts.tv_usec);
     return std::clamp<Microseconds>(seconds, 0, LAST_SECOND) * SECOND +
            std::clamp<Microseconds>(rest, 0, SECOND - 1);
+}
+
+bool IsFile(std::FILE* stream) {
+    struct stat status {};
+    return fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 // libdbus and sd-bus report the end of the bus to their own program with a message, and capture
@@ -36,7 +43,13 @@ bool FileCapture::Open(const std::string& file, std::string& problem) {
         problem = file + ": " + std::strerror(errno);
         return false;
     }
+    if (!IsFile(stream)) {
+        // Bytes in a buffer of the stream would be invisible to the wait.
+        std::setvbuf(stream, nullptr, _IONBF, 0);
+        m_descriptor = fileno(stream);
+    }
     char text[PCAP_ERRBUF_SIZE] = "";
+    Wait();
     m_capture.reset(pcap_fopen_offline(stream, text)); // closes the stream with itself
     if (m_capture == nullptr) {
         if (stream != stdin) {
@@ -55,6 +68,9 @@ bool FileCapture::Open(const std::string& file, std::string& problem) {
 }
 
 FileCapture::Result FileCapture::Read(SeenMessage& seen, std::string& problem) {
+    if (!Wait()) {
+        return Result::End;
+    }
     pcap_pkthdr* header = nullptr;
     const unsigned char* bytes = nullptr;
     const int status = pcap_next_ex(m_capture.get(), &header, &bytes);
@@ -77,9 +93,9 @@ FileCapture::Result FileCapture::Parse(const unsigned char* bytes, std::size_t c
     std::vector<unsigned char> blob(bytes, bytes + captured);
     g_autoptr(GError) error = nullptr;
     const gssize needed = g_dbus_message_bytes_needed(blob.data(), blob.size(), &error);
-    const bool isCut =
-        needed > 0 && static_cast<std::size_t>(needed) == length && captured < length;
-    if (isCut) {
+    const bool isCut = captured < length &&
+                       (captured < HEADER_START || static_cast<std::size_t>(needed) == length);
+    if (isCut && needed > 0) {
         blob.resize(length);
     }
     GDBusMessage* message = nullptr;
@@ -89,6 +105,11 @@ FileCapture::Result FileCapture::Parse(const unsigned char* bytes, std::size_t c
     }
     if (message == nullptr && IsLocal(blob)) {
         return Result::Foreign;
+    }
+    if (message == nullptr && isCut) {
+        problem = "the capture has " + std::to_string(captured) + " of the " +
+                  std::to_string(length) + " bytes of a message";
+        return Result::Cut;
     }
     if (message == nullptr) {
         problem = "a packet of " + std::to_string(captured) + " bytes is no D-Bus message: " +

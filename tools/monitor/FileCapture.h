@@ -4,8 +4,10 @@
 #define APPLIST_TOOLS_FILECAPTURE_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <pcap/pcap.h>
 
@@ -17,11 +19,18 @@ class FileCapture {
 public:
     enum class Result {
         Message,
+        Cut,        ///< the capture has too few bytes of a message
         Unreadable, ///< a message is damaged; the next may be well
         Foreign,    ///< none that went over the bus
         End,
         Damaged ///< the file is; nothing more can be read
     };
+
+    /**
+     * @param wait called before each read from a pipe, with its descriptor: returns when the read
+     *             does not block, and false to end the capture
+     */
+    explicit FileCapture(std::function<bool(int descriptor)> wait) : m_wait(std::move(wait)) {}
 
     /** @param file "-" is standard input. @return false, and why, when it is no such capture */
     bool Open(const std::string& file, std::string& problem);
@@ -33,9 +42,12 @@ private:
     struct Close {
         void operator()(pcap_t* capture) const { pcap_close(capture); }
     };
+    bool Wait() const { return m_descriptor < 0 || m_wait(m_descriptor); }
     Result Parse(const unsigned char* bytes, std::size_t captured, std::size_t length,
                  SeenMessage& seen, std::string& problem) const;
 
+    std::function<bool(int)> m_wait;
+    int m_descriptor = -1; ///< of a pipe
     std::unique_ptr<pcap_t, Close> m_capture;
     Microseconds m_time = 0;
 };

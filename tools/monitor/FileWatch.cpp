@@ -2,6 +2,9 @@
 
 #include <csignal>
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <monitor/FileCapture.h>
 #include <shared/ExitStatus.h>
 
@@ -13,6 +16,15 @@ volatile std::sig_atomic_t interrupted = 0;
 
 void OnInterrupt(int /*signal*/) {
     interrupted = 1;
+}
+
+// Waits for bytes, for the end of the reader of the output, or for a signal.
+bool WaitForBytes(int descriptor, const Output& output) {
+    pollfd ends[] = {{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    while (interrupted == 0 && (poll(ends, 2, -1) < 0 || ends[0].revents == 0)) {
+        output.EndWithoutReader();
+    }
+    return interrupted == 0;
 }
 
 // Also ends a read from a pipe: an interrupted read is not started again.
@@ -27,7 +39,7 @@ void EndOnSignals() {
 
 int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Reporter& reporter,
               Output& output) {
-    FileCapture capture;
+    FileCapture capture([&output](int descriptor) { return WaitForBytes(descriptor, output); });
     std::string problem;
     EndOnSignals();
     if (!capture.Open(file, problem)) {
@@ -41,6 +53,8 @@ int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Report
         const FileCapture::Result result = capture.Read(seen, problem);
         if (result == FileCapture::Result::Message) {
             analysis.Take(seen);
+        } else if (result == FileCapture::Result::Cut) {
+            analysis.TakeCut(seen.time, problem);
         } else if (result == FileCapture::Result::Unreadable) {
             analysis.TakeUnreadable(seen.time, problem);
         } else if (result == FileCapture::Result::Foreign) {

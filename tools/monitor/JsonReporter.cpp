@@ -49,6 +49,9 @@ void AddContent(Json& object, const Content& content) {
     if (!content.problem.empty()) {
         object["malformed"] = content.problem;
     }
+    if (!content.cut.empty()) {
+        object["cut"] = content.cut;
+    }
 }
 
 Json RequestEvent(const char* name, const Exchange& exchange) {
@@ -64,6 +67,9 @@ Json ReplyOf(const ReplySeen& reply) {
     Json object = {{"bytes", reply.size}, {"items", ItemsOf(reply.items)}};
     if (!reply.problem.empty()) {
         object["malformed"] = reply.problem;
+    }
+    if (!reply.cut.empty()) {
+        object["cut"] = reply.cut;
     }
     return object;
 }
@@ -178,6 +184,12 @@ void JsonReporter::Malformed(Microseconds time, const std::string& text) {
     m_output.Line(Write(object));
 }
 
+void JsonReporter::Cut(Microseconds time, const std::string& text) {
+    Json object = Event("cut", time);
+    object["text"] = text;
+    m_output.Line(Write(object));
+}
+
 void JsonReporter::End(const Summary& summary) {
     Json object = {{"event", "summary"},
                    {"duration_ms", Milliseconds(summary.Duration())},
@@ -189,7 +201,8 @@ void JsonReporter::End(const Summary& summary) {
                      {"states", summary.Handshakes()}}},
                    {"requests", RequestCounts(summary)},
                    {"notifications", Json::object()},
-                   {"malformed", summary.MalformedCount()}};
+                   {"malformed", summary.MalformedCount()},
+                   {"cut", summary.CutCount()}};
     for (const auto& [title, count] : summary.NotificationsByTitle()) {
         object["notifications"][title] = count;
     }

@@ -21,6 +21,7 @@ public:
     void Done(const Exchange& exchange) override;
     void Notified(const NotificationSeen& notification) override;
     void Malformed(Microseconds time, const std::string& text) override;
+    void Cut(Microseconds time, const std::string& text) override;
     void End(const Summary& summary) override;
 
 private:

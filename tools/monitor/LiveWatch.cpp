@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <glib-unix.h>
@@ -83,14 +84,17 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
                    : "";
     });
     reporter.Begin("watching " + SystemBus::Describe());
+    analysis.Begin(capture.Now());
     std::function<void()> tick = [&] { analysis.Tick(capture.Now()); };
     const Repeat ticks(g_timeout_add(TICK_MS, CallFunction, &tick));
     const Repeat interrupt(g_unix_signal_add(SIGINT, CallFunction, &end));
     const Repeat termination(g_unix_signal_add(SIGTERM, CallFunction, &end));
-    const guint limit = seconds != 0 ? static_cast<guint>(seconds) : G_MAXUINT;
-    const Repeat limitReached(g_timeout_add_seconds(limit, CallFunction, &end));
+    std::optional<Repeat> limit;
+    if (seconds != 0) { // a source of whole seconds would end up to a second too early
+        limit.emplace(g_timeout_add(static_cast<guint>(seconds * 1000), CallFunction, &end));
+    }
     g_main_loop_run(loop);
-    analysis.End();
+    analysis.End(capture.Now());
     analysis.SetFindProcess(nullptr);
     return status;
 }

@@ -15,12 +15,13 @@ namespace applistctl {
 namespace {
 
 constexpr const char* PROGRAM = "applistctl monitor";
+constexpr guint64 LARGEST = 4000000; ///< in milliseconds, it fits 32 bits
+constexpr const char* NUMBERS = "a number from 1 to 4000000";
 
 // Returns false unless the option is absent or a number of at least 1.
 bool ReadNumber(const CommandLine& line, const std::string& option, guint64& number) {
-    return !line.Has(option) ||
-           g_ascii_string_to_unsigned(line.options.at(option).c_str(), 10, 1, G_MAXUINT32 / 1000,
-                                      &number, nullptr) != FALSE;
+    return !line.Has(option) || g_ascii_string_to_unsigned(line.options.at(option).c_str(), 10, 1,
+                                                           LARGEST, &number, nullptr) != FALSE;
 }
 
 } // namespace
@@ -42,6 +43,7 @@ Usage MonitorVerb::Describe() {
         "the other side is not bound to it.",
         false,
         {{"read", "FILE", "Read a capture (pcap or pcapng) instead of the bus; - is stdin"},
+         {"all", nullptr, "Show all items of a request, not the first 10"},
          {"json", nullptr, "Print one JSON object per line"},
          {"seconds", "N", "Watch for N seconds"},
          {"count", "N", "End after N requests and notifications"}}};
@@ -53,8 +55,11 @@ int MonitorVerb::Run(const CommandLine& line) {
     if (!line.arguments.empty()) {
         return WrongUsage(PROGRAM, "it takes no arguments");
     }
-    if (!ReadNumber(line, "seconds", seconds) || !ReadNumber(line, "count", count)) {
-        return WrongUsage(PROGRAM, "N is a number from 1 on");
+    if (!ReadNumber(line, "seconds", seconds)) {
+        return WrongOption(PROGRAM, line, "seconds", NUMBERS);
+    }
+    if (!ReadNumber(line, "count", count)) {
+        return WrongOption(PROGRAM, line, "count", NUMBERS);
     }
     if (line.Has("read") && (line.Has("seconds") || !line.bus.empty())) {
         return WrongUsage(PROGRAM, "--read takes neither --bus nor --seconds");
@@ -64,7 +69,7 @@ int MonitorVerb::Run(const CommandLine& line) {
     if (line.Has("json")) {
         reporter = std::make_unique<JsonReporter>(output);
     } else {
-        reporter = std::make_unique<TextReporter>(output);
+        reporter = std::make_unique<TextReporter>(output, line.Has("all"));
     }
     Analysis analysis(*reporter);
     const int status = line.Has("read")

@@ -31,6 +31,9 @@ public:
     /** A message that is none of the above. */
     virtual void Malformed(Microseconds time, const std::string& text) = 0;
 
+    /** A message whose header the capture does not contain. */
+    virtual void Cut(Microseconds time, const std::string& text) = 0;
+
     virtual void End(const Summary& summary) = 0;
 };
 

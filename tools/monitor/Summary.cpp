@@ -1,6 +1,7 @@
 #include <monitor/Summary.h>
 
 #include <algorithm>
+#include <utility>
 
 #include <monitor/Decoder.h>
 
@@ -23,12 +24,20 @@ Microseconds Latencies::Percentile(unsigned percent) const {
     return m_sorted[std::max<std::size_t>(rank, 1) - 1];
 }
 
-void Summary::Saw(Microseconds time) {
-    if (m_messages == 0) {
+void Summary::Begin(Microseconds time) {
+    if (!std::exchange(m_hasBegun, true)) {
         m_start = time;
     }
-    ++m_messages;
+    PassTime(time);
+}
+
+void Summary::PassTime(Microseconds time) {
     m_end = std::max(m_end, time);
+}
+
+void Summary::Saw(Microseconds time) {
+    Begin(time);
+    ++m_messages;
 }
 
 void Summary::Add(const HandshakeEvent& event) {
@@ -62,12 +71,15 @@ void Summary::Add(const Exchange& exchange) {
         requests.latencies.Add(exchange.Latency());
     }
     const bool badReply = exchange.reply && !exchange.reply->problem.empty();
+    const bool cutReply = exchange.reply && !exchange.reply->cut.empty();
+    m_cut += (exchange.content.cut.empty() ? 0U : 1U) + (cutReply ? 1U : 0U);
     m_malformed += (exchange.content.problem.empty() ? 0U : 1U) + (badReply ? 1U : 0U);
 }
 
 void Summary::Add(const NotificationSeen& notification) {
     ++m_notifications[Decoder::Title(notification.content)];
     m_malformed += notification.content.problem.empty() ? 0U : 1U;
+    m_cut += notification.content.cut.empty() ? 0U : 1U;
 }
 
 bool Summary::HasTrouble() const {

@@ -35,11 +35,14 @@ public:
         std::size_t Total() const { return answered + failed + unanswered; }
     };
 
+    void Begin(Microseconds time);
+    void PassTime(Microseconds time);
     void Saw(Microseconds time);
     void Add(const HandshakeEvent& event);
     void Add(const Exchange& exchange);
     void Add(const NotificationSeen& notification);
     void AddMalformed() { ++m_malformed; }
+    void AddCut() { ++m_cut; }
     void SetHandshakes(std::vector<std::string> states, std::size_t halfOpenPairs) {
         m_handshakes = std::move(states);
         m_halfOpenPairs = halfOpenPairs;
@@ -54,6 +57,9 @@ public:
     std::size_t HalfOpenPairs() const { return m_halfOpenPairs; }
     std::size_t MalformedCount() const { return m_malformed; }
 
+    /** Counts the messages that the capture does not contain completely. */
+    std::size_t CutCount() const { return m_cut; }
+
     /** The state of each host's handshake in the end, in words. */
     const std::vector<std::string>& Handshakes() const { return m_handshakes; }
 
@@ -63,16 +69,18 @@ public:
         return m_notifications;
     }
 
-    /** Whether any event is a fault. */
+    /** Whether any event is a fault. A cut message is none. */
     bool HasTrouble() const;
 
 private:
     std::size_t m_messages = 0;
+    bool m_hasBegun = false;
     Microseconds m_start = 0;
     Microseconds m_end = 0;
     std::size_t m_ready = 0;
     std::size_t m_handshakeProblems = 0;
     std::size_t m_malformed = 0;
+    std::size_t m_cut = 0;
     std::size_t m_halfOpenPairs = 0;
     std::vector<std::string> m_handshakes;
     std::map<std::string, Requests> m_requests;

@@ -11,6 +11,8 @@ namespace applistctl {
 
 namespace {
 
+constexpr std::size_t MOST_SHOWN = 10; ///< items of one request
+
 std::string Describe(const Peer& peer) {
     const std::string name = peer.name.empty() ? "everybody" : ItemListing::Printable(peer.name);
     return peer.side == Side::Unknown ? name : SideName(peer.side) + (" " + name);
@@ -86,6 +88,8 @@ void TextReporter::Called(const Exchange& exchange) {
                               Number(exchange) + Decoder::Title(content);
     if (!content.problem.empty()) {
         Problem(exchange.time, start + " is malformed: " + content.problem);
+    } else if (!content.cut.empty()) {
+        Line(exchange.time, start + ": " + content.cut, ToneOf(exchange.from.side));
     } else if (!content.hasId) {
         Line(exchange.time, start + ": an empty Send, as \"applistctl check host\" calls it",
              ToneOf(exchange.from.side));
@@ -96,8 +100,19 @@ void TextReporter::Called(const Exchange& exchange) {
         Line(exchange.time, start + Items(content), ToneOf(exchange.from.side));
     }
     if (content.id == APPLIST_ADD_ITEMS_FNC) {
-        ItemListing::ShowItems(m_output, content.items);
+        ShowItems(content.items);
     }
+}
+
+void TextReporter::ShowItems(const std::vector<ListedItem>& items) {
+    if (m_showsAll || items.size() <= MOST_SHOWN) {
+        ItemListing::ShowItems(m_output, items);
+        return;
+    }
+    ItemListing::ShowItems(
+        m_output, {items.begin(), items.begin() + static_cast<std::ptrdiff_t>(MOST_SHOWN)});
+    m_output.Line("     and " + std::to_string(items.size() - MOST_SHOWN) +
+                  " more (--all shows them)");
 }
 
 void TextReporter::Late(const Exchange& exchange, Microseconds waited) {
@@ -124,8 +139,10 @@ void TextReporter::Answered(const Exchange& exchange) {
     } else if (!reply.problem.empty()) {
         Problem(reply.time, start + "answered" + end + ", malformed: " + reply.problem);
     } else {
-        std::string with = reply.size > 0 ? " with " + Bytes(reply.size) : "";
-        if (exchange.content.id == APPLIST_GET_SELECTION_FNC) {
+        std::string with = !reply.cut.empty() ? ", " + reply.cut
+                           : reply.size > 0   ? " with " + Bytes(reply.size)
+                                              : "";
+        if (exchange.content.id == APPLIST_GET_SELECTION_FNC && reply.cut.empty()) {
             with = reply.items.empty() ? " with nothing"
                                        : " with " + ItemListing::Describe(reply.items[0]);
         }
@@ -143,6 +160,10 @@ void TextReporter::Notified(const NotificationSeen& notification) {
         Problem(notification.time, text + " is malformed: " + content.problem);
         return;
     }
+    if (!content.cut.empty()) {
+        Line(notification.time, text + ": " + content.cut, ToneOf(notification.from.side));
+        return;
+    }
     const bool hasPayload = content.size > 4;
     Line(notification.time,
          text + (hasPayload ? ", with a payload of " + Bytes(content.size - 4) : ""),
@@ -151,6 +172,10 @@ void TextReporter::Notified(const NotificationSeen& notification) {
 
 void TextReporter::Malformed(Microseconds time, const std::string& text) {
     Problem(time, text);
+}
+
+void TextReporter::Cut(Microseconds time, const std::string& text) {
+    Line(time, text, Output::Tone::Plain);
 }
 
 // The summary
@@ -162,6 +187,9 @@ void TextReporter::End(const Summary& summary) {
     ShowHandshakes(summary);
     ShowRequests(summary);
     ShowNotifications(summary);
+    if (summary.CutCount() > 0) {
+        m_output.Line("cut by the capture: " + std::to_string(summary.CutCount()));
+    }
     m_output.Line("malformed: " + std::to_string(summary.MalformedCount()),
                   summary.MalformedCount() > 0 ? Output::Tone::Problem : Output::Tone::Plain);
 }

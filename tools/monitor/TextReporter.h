@@ -3,6 +3,7 @@
 #define APPLIST_TOOLS_TEXTREPORTER_H
 
 #include <string>
+#include <vector>
 
 #include <monitor/Reporter.h>
 #include <shared/Output.h>
@@ -11,7 +12,8 @@ namespace applistctl {
 
 class TextReporter : public Reporter {
 public:
-    explicit TextReporter(Output& output) : m_output(output) {}
+    /** @param showsAll shows all items of a long list */
+    TextReporter(Output& output, bool showsAll) : m_output(output), m_showsAll(showsAll) {}
 
     void Begin(const std::string& source) override;
     void Handshake(const HandshakeEvent& event) override;
@@ -20,17 +22,20 @@ public:
     void Done(const Exchange& exchange) override;
     void Notified(const NotificationSeen& notification) override;
     void Malformed(Microseconds time, const std::string& text) override;
+    void Cut(Microseconds time, const std::string& text) override;
     void End(const Summary& summary) override;
 
 private:
     void Line(Microseconds time, const std::string& text, Output::Tone tone);
     void Problem(Microseconds time, const std::string& text);
+    void ShowItems(const std::vector<ListedItem>& items);
     void Answered(const Exchange& exchange);
     void ShowHandshakes(const Summary& summary);
     void ShowRequests(const Summary& summary);
     void ShowNotifications(const Summary& summary);
 
     Output& m_output;
+    bool m_showsAll;
 };
 
 } // namespace applistctl
