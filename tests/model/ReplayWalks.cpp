@@ -40,7 +40,8 @@ struct Step {
 };
 
 bool IsEvent(const std::string& line) {
-    return line == "starts" || StartsWith(line, "receives ") || StartsWith(line, "makes a pass");
+    return line == "starts" || StartsWith(line, "receives ") ||
+           StartsWith(line, "starts a resend pass");
 }
 
 /** The last step is left out: the walk, or the host, may have ended in the middle of it. */
@@ -60,23 +61,23 @@ std::vector<Step> WholeSteps(const Lines& lines) {
 }
 
 /** The expected effects of a step, for an observer of the endpoint. */
-struct Expectation {
+struct ExpectedEffects {
     Lines trace;
     bool requestRefused = false;
     bool requestUnanswered = false;
     bool releaseUnanswered = false;
 };
 
-Expectation Expect(const Step& step, bool& ready) {
-    Expectation expected;
-    const bool ignored = step.effects == Lines{"ignores it"};
+ExpectedEffects Expect(const Step& step, bool& ready) {
+    ExpectedEffects expected;
+    const bool ignored = step.effects == Lines{"ignores the message"};
     if (StartsWith(step.event, "receives the end") && !ignored) {
         expected.trace.push_back("lost");
         ready = false;
     }
     for (const std::string& effect : step.effects) {
         const std::string name = LastWord(effect);
-        if (StartsWith(effect, "takes ")) {
+        if (StartsWith(effect, "acquires ")) {
             expected.trace.push_back("RequestName " + name);
         } else if (StartsWith(effect, "is refused ")) {
             expected.trace.push_back("RequestName " + name);
@@ -84,13 +85,13 @@ Expectation Expect(const Step& step, bool& ready) {
         } else if (StartsWith(effect, "releases ")) {
             expected.trace.push_back("ReleaseName " + name);
             ready = ready && name != "_CLIENT_SYN_ACK";
-        } else if (StartsWith(effect, "gets no answer to RequestName")) {
+        } else if (StartsWith(effect, "receives no reply to RequestName")) {
             if (expected.trace.empty() || expected.trace.back() != "RequestName " + name) {
                 expected.trace.push_back("RequestName " + name);
             }
             expected.trace.push_back("ReleaseName " + name);
             expected.requestUnanswered = true;
-        } else if (StartsWith(effect, "gets no answer to ReleaseName")) {
+        } else if (StartsWith(effect, "receives no reply to ReleaseName")) {
             expected.trace.push_back("ReleaseName " + name);
             expected.releaseUnanswered = true;
         } else if (effect == "is ready") {
@@ -126,7 +127,7 @@ public:
         bool ready = false;
         std::string difference;
         for (std::size_t i = 0; i < steps.size() && difference.empty(); ++i) {
-            const Expectation expected = Expect(steps[i], ready);
+            const ExpectedEffects expected = Expect(steps[i], ready);
             SetFaults(expected);
             if (!Apply(steps[i].event)) {
                 difference = "no resend thread runs";
@@ -151,15 +152,15 @@ public:
     long Steps() const { return m_steps; }
 
 private:
-    void SetFaults(const Expectation& expected) {
+    void SetFaults(const ExpectedEffects& expected) {
         BusDouble& bus = m_host.Bus();
         bus.ForgetScripts();
         if (expected.requestRefused) {
             bus.Script("RequestName", BusDouble::Reply::Code(3));
         }
         if (expected.requestUnanswered) {
-            // GDBus refuses a reply of another type by itself. To the endpoint this is the same as
-            // a time-out: an error that the bus has not sent.
+            // GDBus refuses a reply of another type. For the endpoint, this error is equal to
+            // a time-out: the bus has not sent it.
             bus.Script("RequestName", BusDouble::Reply::Body(g_variant_new("(s)", "")));
         }
         if (expected.releaseUnanswered) {
@@ -167,7 +168,7 @@ private:
         }
     }
 
-    /** @return false when the endpoint cannot take the step. */
+    /** @return false when the endpoint cannot perform the step. */
     bool Apply(const std::string& event) {
         if (event == "starts") {
             RecordingEndpoint::Actions actions;
@@ -175,7 +176,7 @@ private:
                 Append(ready ? "ready" : "lost");
             };
             m_endpoint.emplace(actions);
-        } else if (StartsWith(event, "makes a pass")) {
+        } else if (StartsWith(event, "starts a resend pass")) {
             if (!LibraryCalls::ResendThreadRuns()) {
                 return false;
             }

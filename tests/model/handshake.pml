@@ -1,24 +1,25 @@
 /*
- * Host, partner and bus together: do the two always find each other again?
+ * A model of host, partner and bus: do host and partner connect again after each failure?
  *
- * tests/explorer walks through everything that one endpoint can receive. A pair that is half open
- * takes two endpoints and a bus between them, so the explorer cannot reach one. This model has all
- * three, and Spin visits every order in which their steps can happen.
+ * tests/explorer runs all messages that one endpoint can receive. A half-open pair needs two
+ * endpoints and a bus between them, so the explorer cannot reach such a pair. This model contains
+ * all three, and Spin visits every order of their steps.
  *
- * Host     is the endpoint of the library: the states of docs/architecture.md and nothing else.
- * Partner  performs the duties of docs/partner-guide.md. Each duty is a switch.
- * Bus      owns the names, and notices the end of a process late.
- * Fate     starts, ends and replaces processes at any moment.
- * Verdict  examines the pair whenever all is quiet.
+ * Host         is the endpoint of the library: the states of docs/architecture.md alone.
+ * Partner      performs the duties of docs/partner-guide.md. Each duty is a switch.
+ * Bus          owns the names, and detects the end of a process late.
+ * Environment  starts, ends and replaces processes at any moment.
+ * Checker      checks the pair whenever no message is under way.
  *
- * tests/model/run checks one run of it and prints the story of an error, scripts/model all of them.
+ * tests/model/run checks one run of the model and prints the counterexample of an error.
+ * scripts/model checks all runs.
  *
- * Each option of a process below is one step, and any other process may take its steps between two
- * of them. A loop that stalls needs no step of its own: a stalled process takes none for a while.
- * A clock is not needed either: a period may end at any moment, early or late.
+ * Each option of a process below is one step, and steps of other processes may come between two
+ * steps. A stalled loop is a process without steps for a time. The model has no clock: a period may
+ * end at any moment, early or late.
  */
 
-/* ----------------------------------------------------------------------------- what is switched */
+/* ----------------------------------------------------------------------------- the switches */
 
 #ifndef HOSTS            /* hosts in a run: the second one replaces the first one */
 #define HOSTS 1
@@ -29,13 +30,13 @@
 #ifndef PARTNERS         /* partners in a run: each one replaces the one before */
 #define PARTNERS 1
 #endif
-#ifndef RESTARTS         /* so many partners of these start only when nothing else helps */
+#ifndef RESTARTS         /* the number of these partners that start only to repair a pair */
 #define RESTARTS 0
 #endif
-#ifndef REQUESTS         /* 1: a host that is ready may send a request, or none */
+#ifndef REQUESTS         /* 1: a ready host may send a request */
 #define REQUESTS 0
 #endif
-#ifndef LOST_ANSWERS     /* so many answers of the bus come after the caller's time-out */
+#ifndef LOST_ANSWERS     /* the number of replies of the bus after the caller's time-out */
 #define LOST_ANSWERS 0
 #endif
 #ifndef LATE_THREAD_END  /* 1: the resend thread clears its handle a while after its last pass */
@@ -72,25 +73,25 @@
 
 /* ----------------------------------------------------------------------------------- processes */
 
-#define NOBODY        0
-#define FIRST_HOST    1 /* hosts have the numbers 1 to HOSTS, partners the numbers behind */
+#define NO_PROCESS    0
+#define FIRST_HOST    1 /* hosts have the numbers 1 to HOSTS, partners the following numbers */
 #define FIRST_PARTNER (HOSTS + 1)
 #define LAST_HOST     HOSTS
 #define LAST          (HOSTS + PARTNERS)
 #define isHost(process)  (process <= HOSTS)
-#define number(partner)  (partner - HOSTS) /* of a partner, in a story */
+#define number(partner)  (partner - HOSTS) /* of a partner, in a counterexample */
 
 #define NOT_STARTED 0
 #define RUNS        1
-#define ENDED       2 /* and the bus has not noticed: it still owns the names that it had taken */
-#define GONE        3
-byte life[LAST + 1];
+#define ENDED       2 /* not detected by the bus: the process still owns its names */
+#define LEFT        3
+byte phase[LAST + 1];
 
-/* The steps of the handshake, and what else the bus delivers. */
+/* The steps of the handshake, and the other messages of the bus. */
 mtype = { REQUEST, VANISHED, ACK, SYN_ACK, SYN };
 #define NOTHING 0
 
-/* What the bus has sent to a process and the loop of the process has not received yet. */
+/* The messages that the bus has sent and the loop of the process has not received yet. */
 #ifndef INBOX
 #define INBOX 20
 #endif
@@ -108,10 +109,10 @@ byte thread[LAST + 1];    /* the resend thread of a host */
 #define RESENDS   1
 #define FINISHES  2       /* the last pass is over, the handle still set */
 
-bool ready[LAST + 1];     /* of a partner: it and its host have acknowledged each other */
-byte otherHost[LAST + 1]; /* of a partner: another host that is bound, to whomever */
+bool ready[LAST + 1];     /* of a partner: the handshake with its host is complete */
+byte otherHost[LAST + 1]; /* of a partner: another host with a binding to any process */
 
-/* Used within a step and by no other: no part of the model's state. */
+/* Used within one step: no part of the model's state. */
 hidden byte what, from, other, to, count, lastWhat, lastFrom, isRepeated;
 hidden byte name, step, host, partner, failed;
 
@@ -121,25 +122,26 @@ hidden byte name, step, host, partner, failed;
 byte owner[7];
 #define nameOf(process, step) (isHost(process) -> step : step + 3)
 
-/* An announcement whose caller gave up waiting. The bus handles what a caller has sent in its
-   order, so the caller's next RequestName comes after it. */
+/* An announcement after its time-out. The bus handles the calls of a caller in their order, so the
+   caller's next RequestName follows this announcement. */
 mtype late[LAST + 1];
 bool lateOwns[LAST + 1];
 byte lostAnswers;
 #define releasesLateName(process) \
     (isHost(process) -> HOST_RELEASES_LATE_NAME : RELEASE_LATE_NAME)
 
-/* The properties. A run that breaks one ends with an error, and its story names the property. */
+/* The properties. A run that breaks a property ends with an error, and its counterexample names the
+   property. */
 #define INBOXES_SUFFICE  1
 #define BOUND_TO_EACH_OTHER 2
-#define NOBODY_WAITS     3
+#define NO_ENDLESS_WAIT     3
 #define BOTH_READY       4
 inline broken(property) {
     if
     :: property == INBOXES_SUFFICE -> printf("broken: every inbox is long enough\n")
     :: property == BOUND_TO_EACH_OTHER ->
         printf("broken: host and partner are bound to each other\n")
-    :: property == NOBODY_WAITS -> printf("broken: nobody waits for ever\n")
+    :: property == NO_ENDLESS_WAIT -> printf("broken: no side waits for ever\n")
     :: property == BOTH_READY -> printf("broken: host and partner are both ready\n")
     fi;
     assert(false)
@@ -147,7 +149,7 @@ inline broken(property) {
 
 inline findLast(box) {
     lastWhat = NOTHING;
-    lastFrom = NOBODY;
+    lastFrom = NO_PROCESS;
     count = len(inbox[box]);
     do
     :: count > 0 ->
@@ -156,12 +158,12 @@ inline findLast(box) {
     od
 }
 
-/* A _SYN right behind the same _SYN is left out. The first one leaves the receiver bound, to
-   whomever, and a bound receiver ignores the second one. So an inbox has a bound, however often a
-   _SYN is repeated. */
+/* A _SYN directly after the same _SYN is omitted. After the first _SYN the receiver is bound, and a
+   bound receiver ignores the second one. The inbox therefore has a limit for any number of repeated
+   _SYN. */
 inline deliver(receiver, kind, sender) {
     if
-    :: life[receiver] == RUNS ->
+    :: phase[receiver] == RUNS ->
         findLast(receiver);
         isRepeated = (kind == SYN && lastWhat == SYN && lastFrom == sender);
         count = len(inbox[receiver]);
@@ -174,32 +176,32 @@ inline deliver(receiver, kind, sender) {
     fi
 }
 
-/* The other side receives the release of a name. Its taking changes nothing and is left out. */
+/* The other side receives the release of a name. The acquisition has no effect and is omitted. */
 inline release(announcer, announced) {
-    owner[nameOf(announcer, announced)] = NOBODY;
+    owner[nameOf(announcer, announced)] = NO_PROCESS;
     to = (isHost(announcer) -> FIRST_PARTNER : FIRST_HOST);
     do
     :: to <= (isHost(announcer) -> LAST : HOSTS) -> deliver(to, announced, announcer); to++
     :: else -> break
     od;
-    to = NOBODY
+    to = NO_PROCESS
 }
 
-/* The watch of a unique name that is gone already reports so at once. */
+/* The watch of a unique name that has already left the bus reports the loss at once. */
 inline bind(watcher, watched) {
     boundTo[watcher] = watched;
     if
-    :: life[watched] == GONE -> deliver(watcher, VANISHED, watched)
+    :: phase[watched] == LEFT -> deliver(watcher, VANISHED, watched)
     :: else
     fi
 }
 
-inline noticeEnd(process) {
+inline detectEnd(process) {
     if
-    :: isHost(process) -> printf("the bus notices the end of host %d\n", process)
-    :: else -> printf("the bus notices the end of partner %d\n", number(process))
+    :: isHost(process) -> printf("the bus detects the end of host %d\n", process)
+    :: else -> printf("the bus detects the end of partner %d\n", number(process))
     fi;
-    life[process] = GONE;
+    phase[process] = LEFT;
     step = SYN;
     do
     :: step <= ACK ->
@@ -220,17 +222,17 @@ inline noticeEnd(process) {
         to++
     :: else -> break
     od;
-    to = NOBODY
+    to = NO_PROCESS
 }
 
-/* RequestName is granted, and the ReleaseName behind it handled in a second step. */
+/* Grants RequestName, and handles the following ReleaseName in a second step. */
 inline handleLate(process) {
     step = late[process];
     if
     :: lateOwns[process] ->
         lateOwns[process] = false; late[process] = NOTHING;
         release(process, step)
-    :: !lateOwns[process] && owner[nameOf(process, step)] == NOBODY ->
+    :: !lateOwns[process] && owner[nameOf(process, step)] == NO_PROCESS ->
         owner[nameOf(process, step)] = process;
         lateOwns[process] = releasesLateName(process);
         late[process] = (releasesLateName(process) -> step : NOTHING)
@@ -241,13 +243,13 @@ inline handleLate(process) {
 
 proctype Bus() {
     do
-    :: d_step { life[FIRST_HOST] == ENDED -> noticeEnd(FIRST_HOST) }
-    :: d_step { life[FIRST_PARTNER] == ENDED -> noticeEnd(FIRST_PARTNER) }
+    :: d_step { phase[FIRST_HOST] == ENDED -> detectEnd(FIRST_HOST) }
+    :: d_step { phase[FIRST_PARTNER] == ENDED -> detectEnd(FIRST_PARTNER) }
 #if PARTNERS > 2
-    :: d_step { life[FIRST_PARTNER + 1] == ENDED -> noticeEnd(FIRST_PARTNER + 1) }
+    :: d_step { phase[FIRST_PARTNER + 1] == ENDED -> detectEnd(FIRST_PARTNER + 1) }
 #endif
 #if PARTNERS > 3
-    :: d_step { life[FIRST_PARTNER + 2] == ENDED -> noticeEnd(FIRST_PARTNER + 2) }
+    :: d_step { phase[FIRST_PARTNER + 2] == ENDED -> detectEnd(FIRST_PARTNER + 2) }
 #endif
 #if LOST_ANSWERS
     :: d_step { late[FIRST_HOST] != NOTHING -> handleLate(FIRST_HOST) }
@@ -262,10 +264,10 @@ proctype Bus() {
     od
 }
 
-/* --------------------------------------------------------------- quiet, and what must hold then */
+/* --------------------------------------------------------------- quiet states, and the checked properties */
 
-/* Nothing is under way: whatever happens next begins with the end of a period. */
-#define isQuietProcess(process) (life[process] != ENDED && announces[process] == NOTHING && \
+/* No message is under way: the next event is the end of a period. */
+#define isQuietProcess(process) (phase[process] != ENDED && announces[process] == NOTHING && \
                                  late[process] == NOTHING && len(inbox[process]) == 0)
 #define areHostsQuiet    (isQuietProcess(FIRST_HOST) && isQuietProcess(LAST_HOST))
 #define SECOND_PARTNER   (PARTNERS > 1 -> FIRST_PARTNER + 1 : FIRST_PARTNER)
@@ -274,8 +276,8 @@ proctype Bus() {
                           isQuietProcess(THIRD_PARTNER) && isQuietProcess(LAST))
 #define isQuiet          (areHostsQuiet && arePartnersQuiet)
 
-/* Quiet periods since a process last started or ended, or an answer was lost. Two of them repeat
-   all that can be repeated. */
+/* Quiet periods since a process last started or ended, or an answer was lost. Two of these
+   periods repeat every announcement that can be repeated. */
 #define ENOUGH 2
 byte periods[LAST + 1];
 inline countPeriod(me) {
@@ -285,47 +287,47 @@ inline countPeriod(me) {
 inline forgetPeriods() {
     to = FIRST_HOST;
     do :: to <= LAST -> periods[to] = 0; to++ :: else -> break od;
-    to = NOBODY
+    to = NO_PROCESS
 }
 
 #define hasPeriods(process) \
     (isHost(process) -> thread[process] != NO_THREAD : hasPartnerPeriods(process))
 #define hasPartnerPeriods(me) (owed[me] != NOTHING || \
-    (REPEAT_WHILE_FREE && boundTo[me] == NOBODY) || \
-    (REPEAT_WHILE_UNASKED && boundTo[me] != NOBODY && !asked[me]))
+    (REPEAT_WHILE_FREE && boundTo[me] == NO_PROCESS) || \
+    (REPEAT_WHILE_UNASKED && boundTo[me] != NO_PROCESS && !asked[me]))
 #define hasWaited(process) \
-    (life[process] != RUNS || periods[process] == ENOUGH || !hasPeriods(process))
+    (phase[process] != RUNS || periods[process] == ENOUGH || !hasPeriods(process))
 #define haveAllWaited (hasWaited(FIRST_HOST) && hasWaited(LAST_HOST) && \
                        hasWaited(FIRST_PARTNER) && hasWaited(SECOND_PARTNER) && \
                        hasWaited(THIRD_PARTNER) && hasWaited(LAST))
 
-/* The host and the partner that run. Of two hosts it is the one that the partner is bound to. */
+/* The running host and partner. Of two hosts, the host of the partner's binding. */
 inline findPair() {
     host = FIRST_HOST;
-    do :: host < LAST_HOST && life[host] != RUNS -> host++ :: else -> break od;
+    do :: host < LAST_HOST && phase[host] != RUNS -> host++ :: else -> break od;
     partner = FIRST_PARTNER;
-    do :: partner < LAST && life[partner] != RUNS -> partner++ :: else -> break od;
+    do :: partner < LAST && phase[partner] != RUNS -> partner++ :: else -> break od;
     if
-    :: boundTo[partner] != NOBODY && life[boundTo[partner]] == RUNS -> host = boundTo[partner]
+    :: boundTo[partner] != NO_PROCESS && phase[boundTo[partner]] == RUNS -> host = boundTo[partner]
     :: else
     fi
 }
 
 /* -------------------------------------------------------------------------------- announcements */
 
-/* Both sides announce a step in two calls: RequestName and, once that is answered, ReleaseName. */
+/* Both sides announce a step in two calls: RequestName and, after its reply, ReleaseName. */
 #define maySendRequestName(me) \
-    (life[me] == RUNS && announces[me] != NOTHING && !owns[me] && late[me] == NOTHING)
-#define isGranted(me) (owner[nameOf(me, announces[me])] == NOBODY)
-#define maySendReleaseName(me) (life[me] == RUNS && owns[me])
-#define mayTimeOut(me) (lostAnswers < LOST_ANSWERS && life[me] == RUNS && announces[me] != NOTHING)
+    (phase[me] == RUNS && announces[me] != NOTHING && !owns[me] && late[me] == NOTHING)
+#define isGranted(me) (owner[nameOf(me, announces[me])] == NO_PROCESS)
+#define maySendReleaseName(me) (phase[me] == RUNS && owns[me])
+#define mayTimeOut(me) (lostAnswers < LOST_ANSWERS && phase[me] == RUNS && announces[me] != NOTHING)
 
-inline take(me) {
+inline acquire(me) {
     owner[nameOf(me, announces[me])] = me;
     owns[me] = true
 }
 
-/* The caller gives up. The bus has handled RequestName, or ReleaseName, or neither of them. */
+/* The call times out. The bus has handled RequestName, or ReleaseName, or neither of them. */
 inline timeOutOfRequestName(me) {
     lostAnswers++;
     forgetPeriods();
@@ -390,27 +392,27 @@ inline hostReceives(me) {
     :: else -> printf("host %d receives _SERVICE_%e of partner %d\n", me, what, number(from))
     fi;
     if
-    :: what == SYN && boundTo[me] == NOBODY -> bindAndAnswer(me, from, SYN_ACK)
-    :: what == SYN_ACK && boundTo[me] == NOBODY -> bindAndAnswer(me, from, ACK)
-    :: what == ACK && boundTo[me] != NOBODY -> reportReady(me)
+    :: what == SYN && boundTo[me] == NO_PROCESS -> bindAndAnswer(me, from, SYN_ACK)
+    :: what == SYN_ACK && boundTo[me] == NO_PROCESS -> bindAndAnswer(me, from, ACK)
+    :: what == ACK && boundTo[me] != NO_PROCESS -> reportReady(me)
     :: what == VANISHED && boundTo[me] == from ->
-        boundTo[me] = NOBODY;
+        boundTo[me] = NO_PROCESS;
         state[me] = 0;
         asked[me] = false;
-        owed[me] = NOTHING /* the next pass would drop it: its partner is not the bound one */
-    :: else -> printf("host %d ignores it\n", me)
+        owed[me] = NOTHING /* the next pass would drop the answer to an unbound partner */
+    :: else -> printf("host %d ignores the message\n", me)
     fi
 }
 
 proctype Host(byte me) {
     do
-    :: d_step { life[me] == RUNS && announces[me] == NOTHING && len(inbox[me]) > 0 ->
+    :: d_step { phase[me] == RUNS && announces[me] == NOTHING && len(inbox[me]) > 0 ->
         hostReceives(me) }
     :: d_step { maySendRequestName(me) ->
         if
         :: isGranted(me) ->
-            printf("host %d takes _CLIENT_%e\n", me, announces[me]);
-            take(me)
+            printf("host %d acquires _CLIENT_%e\n", me, announces[me]);
+            acquire(me)
         :: else ->
             printf("host %d is refused _CLIENT_%e\n", me, announces[me]);
             hostFailed(me)
@@ -421,29 +423,29 @@ proctype Host(byte me) {
         release(me, announces[me]);
         hostAnnounced(me) }
 
-    /* A pass of the resend thread. The handshake's lock keeps it and the loop apart. */
-    :: d_step { life[me] == RUNS && announces[me] == NOTHING && thread[me] == RESENDS ->
-        printf("host %d makes a pass of resending\n", me);
+    /* A pass of the resend thread. The handshake's lock separates the pass from the loop. */
+    :: d_step { phase[me] == RUNS && announces[me] == NOTHING && thread[me] == RESENDS ->
+        printf("host %d starts a resend pass\n", me);
         countPeriod(me);
         if
         :: owed[me] != NOTHING -> announces[me] = owed[me]
         :: else -> endPasses(me)
         fi }
-    :: d_step { life[me] == RUNS && announces[me] == NOTHING && thread[me] == FINISHES ->
+    :: d_step { phase[me] == RUNS && announces[me] == NOTHING && thread[me] == FINISHES ->
         thread[me] = NO_THREAD }
 
 #if REQUESTS
-    :: d_step { life[me] == RUNS && state[me] == 3 && !asked[me] ->
+    :: d_step { phase[me] == RUNS && state[me] == 3 && !asked[me] ->
         printf("host %d sends a request to partner %d\n", me, number(boundTo[me]));
         asked[me] = true;
         deliver(boundTo[me], REQUEST, me) }
 #endif
 #if LOST_ANSWERS
     :: d_step { mayTimeOut(me) && late[me] == NOTHING ->
-        printf("host %d gets no answer to RequestName of _CLIENT_%e\n", me, announces[me]);
+        printf("host %d receives no reply to RequestName of _CLIENT_%e\n", me, announces[me]);
         timeOutOfRequestName(me); hostFailed(me) }
     :: d_step { mayTimeOut(me) && owns[me] ->
-        printf("host %d gets no answer to ReleaseName of _CLIENT_%e\n", me, announces[me]);
+        printf("host %d receives no reply to ReleaseName of _CLIENT_%e\n", me, announces[me]);
         timeOutOfReleaseName(me); hostFailed(me) }
 #endif
     od
@@ -457,14 +459,14 @@ inline partnerFailed(me) {
 }
 
 inline partnerUnbinds(me) {
-    boundTo[me] = NOBODY;
+    boundTo[me] = NO_PROCESS;
     ready[me] = false;
     asked[me] = false;
     owed[me] = NOTHING;
     other = otherHost[me];
-    otherHost[me] = NOBODY;
+    otherHost[me] = NO_PROCESS;
     if
-    :: other != NOBODY -> bindAndAnswer(me, other, ACK)
+    :: other != NO_PROCESS -> bindAndAnswer(me, other, ACK)
     :: else
     fi
 }
@@ -477,30 +479,30 @@ inline partnerReceives(me) {
     :: else -> printf("partner %d receives _CLIENT_%e of host %d\n", number(me), what, from)
     fi;
     if
-    :: what == SYN && boundTo[me] == NOBODY -> bindAndAnswer(me, from, SYN_ACK)
-    :: what == SYN_ACK && boundTo[me] == NOBODY -> bindAndAnswer(me, from, ACK)
+    :: what == SYN && boundTo[me] == NO_PROCESS -> bindAndAnswer(me, from, SYN_ACK)
+    :: what == SYN_ACK && boundTo[me] == NO_PROCESS -> bindAndAnswer(me, from, ACK)
     :: what == SYN_ACK && boundTo[me] == from && ANSWER_OWN_HOST -> announces[me] = ACK
     :: what == ACK && boundTo[me] == from -> ready[me] = true
-    :: what == ACK && boundTo[me] == NOBODY && BIND_ON_ACK -> bind(me, from); ready[me] = true
-    :: (what == SYN_ACK || what == ACK) && boundTo[me] != NOBODY && boundTo[me] != from &&
+    :: what == ACK && boundTo[me] == NO_PROCESS && BIND_ON_ACK -> bind(me, from); ready[me] = true
+    :: (what == SYN_ACK || what == ACK) && boundTo[me] != NO_PROCESS && boundTo[me] != from &&
        REMEMBER_OTHER_HOST ->
         printf("partner %d remembers host %d\n", number(me), from);
         otherHost[me] = from
     :: what == REQUEST && boundTo[me] == from -> asked[me] = true
     :: what == VANISHED && boundTo[me] == from -> partnerUnbinds(me)
-    :: else -> printf("partner %d ignores it\n", number(me))
+    :: else -> printf("partner %d ignores the message\n", number(me))
     fi
 }
 
 proctype Partner(byte me) {
     do
-    :: d_step { life[me] == RUNS && announces[me] == NOTHING && len(inbox[me]) > 0 ->
+    :: d_step { phase[me] == RUNS && announces[me] == NOTHING && len(inbox[me]) > 0 ->
         partnerReceives(me) }
     :: d_step { maySendRequestName(me) ->
         if
         :: isGranted(me) ->
-            printf("partner %d takes _SERVICE_%e\n", number(me), announces[me]);
-            take(me)
+            printf("partner %d acquires _SERVICE_%e\n", number(me), announces[me]);
+            acquire(me)
         :: else ->
             printf("partner %d is refused _SERVICE_%e\n", number(me), announces[me]);
             partnerFailed(me)
@@ -516,27 +518,27 @@ proctype Partner(byte me) {
         announces[me] = NOTHING }
 
     /* A period has passed. */
-    :: d_step { life[me] == RUNS && announces[me] == NOTHING && hasPartnerPeriods(me) ->
+    :: d_step { phase[me] == RUNS && announces[me] == NOTHING && hasPartnerPeriods(me) ->
         countPeriod(me);
         announces[me] = (owed[me] != NOTHING -> owed[me] : SYN) }
 
 #if LOST_ANSWERS
     :: d_step { mayTimeOut(me) && late[me] == NOTHING ->
-        printf("partner %d gets no answer to RequestName of _SERVICE_%e\n", number(me),
+        printf("partner %d receives no reply to RequestName of _SERVICE_%e\n", number(me),
                announces[me]);
         timeOutOfRequestName(me); partnerFailed(me) }
     :: d_step { mayTimeOut(me) && owns[me] ->
-        printf("partner %d gets no answer to ReleaseName of _SERVICE_%e\n", number(me),
+        printf("partner %d receives no reply to ReleaseName of _SERVICE_%e\n", number(me),
                announces[me]);
         timeOutOfReleaseName(me); partnerFailed(me) }
 #endif
     od
 }
 
-/* ---------------------------------------------------------------------------------------- fate */
+/* ---------------------------------------------------------------------------------------- environment */
 
 inline start(process) {
-    life[process] = RUNS;
+    phase[process] = RUNS;
     announces[process] = SYN;
     forgetPeriods();
     if
@@ -546,10 +548,10 @@ inline start(process) {
 }
 
 inline end(process) {
-    life[process] = ENDED;
+    phase[process] = ENDED;
     count = len(inbox[process]);
     do :: count > 0 -> inbox[process]?what,from; count-- :: else -> break od;
-    boundTo[process] = NOBODY;
+    boundTo[process] = NO_PROCESS;
     announces[process] = NOTHING; owns[process] = false; owed[process] = NOTHING;
     late[process] = NOTHING; lateOwns[process] = false;
     asked[process] = false;
@@ -560,59 +562,59 @@ inline end(process) {
         state[process] = 0; thread[process] = NO_THREAD
     :: else ->
         printf("partner %d ends\n", number(process));
-        ready[process] = false; otherHost[process] = NOBODY
+        ready[process] = false; otherHost[process] = NO_PROCESS
     fi
 }
 
-#define hasEnded(process) (life[process] >= ENDED)
-#define mayReplace(process) (life[process] == NOT_STARTED && hasEnded(process - 1))
+#define hasEnded(process) (phase[process] >= ENDED)
+#define mayReplace(process) (phase[process] == NOT_STARTED && hasEnded(process - 1))
 
-proctype Fate() {
+proctype Environment() {
     do
-    :: d_step { life[FIRST_HOST] == NOT_STARTED -> start(FIRST_HOST) }
-    :: d_step { life[FIRST_PARTNER] == NOT_STARTED -> start(FIRST_PARTNER) }
+    :: d_step { phase[FIRST_HOST] == NOT_STARTED -> start(FIRST_HOST) }
+    :: d_step { phase[FIRST_PARTNER] == NOT_STARTED -> start(FIRST_PARTNER) }
 #if HOSTS > 1
-    :: d_step { life[FIRST_HOST] == RUNS -> end(FIRST_HOST) }
-    :: d_step { mayReplace(LAST_HOST) || (HOSTS_AT_ONCE && life[LAST_HOST] == NOT_STARTED) ->
+    :: d_step { phase[FIRST_HOST] == RUNS -> end(FIRST_HOST) }
+    :: d_step { mayReplace(LAST_HOST) || (HOSTS_AT_ONCE && phase[LAST_HOST] == NOT_STARTED) ->
         start(LAST_HOST) }
 #endif
 #if PARTNERS > 1
-    :: d_step { life[FIRST_PARTNER] == RUNS && PARTNERS - RESTARTS > 1 -> end(FIRST_PARTNER) }
+    :: d_step { phase[FIRST_PARTNER] == RUNS && PARTNERS - RESTARTS > 1 -> end(FIRST_PARTNER) }
     :: d_step { mayReplace(FIRST_PARTNER + 1) -> start(FIRST_PARTNER + 1) }
 #endif
 #if PARTNERS > 2
-    :: d_step { life[FIRST_PARTNER + 1] == RUNS && PARTNERS - RESTARTS > 2 ->
+    :: d_step { phase[FIRST_PARTNER + 1] == RUNS && PARTNERS - RESTARTS > 2 ->
         end(FIRST_PARTNER + 1) }
     :: d_step { mayReplace(FIRST_PARTNER + 2) -> start(FIRST_PARTNER + 2) }
 #endif
     od
 }
 
-/* ------------------------------------------------------------------------------------- verdict */
+/* ------------------------------------------------------------------------------------- checker */
 
 #define areBound(one, other) (boundTo[one] == other && boundTo[other] == one)
 #define waits(process) \
     (owed[process] != NOTHING || (isHost(process) && thread[process] != NO_THREAD))
 
-inline judgePair() {
+inline checkPair() {
     if
-    :: life[host] != RUNS || life[partner] != RUNS -> failed = NOTHING
+    :: phase[host] != RUNS || phase[partner] != RUNS -> failed = NOTHING
     :: else ->
         failed = (areBound(host, partner) ->
-                     (waits(host) || waits(partner) -> NOBODY_WAITS :
+                     (waits(host) || waits(partner) -> NO_ENDLESS_WAIT :
                          (state[host] == 3 && ready[partner] -> NOTHING : BOTH_READY)) :
                      BOUND_TO_EACH_OTHER)
     fi
 }
 
-/* The last partners of a run with RESTARTS replace one that the host cannot find. */
+/* The last partners of a run with RESTARTS replace a partner that the host cannot connect to. */
 #define mayRestart(process) (RESTARTS && process < LAST)
 
-proctype Verdict() {
+proctype Checker() {
     do
     :: d_step { isQuiet && haveAllWaited ->
         findPair();
-        judgePair();
+        checkPair();
         if
         :: failed == NOTHING
         :: failed != NOTHING && mayRestart(partner) -> end(partner)
@@ -625,7 +627,7 @@ proctype Verdict() {
 
 init {
     atomic {
-        run Bus(); run Fate(); run Verdict();
+        run Bus(); run Environment(); run Checker();
         run Host(FIRST_HOST);
         run Partner(FIRST_PARTNER);
 #if HOSTS > 1
