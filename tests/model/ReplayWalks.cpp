@@ -33,7 +33,7 @@ std::string LastWord(const std::string& text) {
     return text.substr(text.rfind(' ') + 1);
 }
 
-/** One thing that happens to a host, and all that the host does because of it. */
+/** An event of a host, and the effects of the event. */
 struct Step {
     std::string event;
     Lines effects;
@@ -44,7 +44,7 @@ bool IsEvent(const std::string& line) {
            StartsWith(line, "starts a resend pass");
 }
 
-/** The last step is left out: the walk, or the host, may have ended in the middle of it. */
+/** Omits the last step, because the walk or the host may have ended during this step. */
 std::vector<Step> WholeSteps(const Lines& lines) {
     std::vector<Step> steps;
     for (const std::string& line : lines) {
@@ -85,13 +85,13 @@ ExpectedEffects Expect(const Step& step, bool& ready) {
         } else if (StartsWith(effect, "releases ")) {
             expected.trace.push_back("ReleaseName " + name);
             ready = ready && name != "_CLIENT_SYN_ACK";
-        } else if (StartsWith(effect, "receives no reply to RequestName")) {
+        } else if (StartsWith(effect, "has no reply to RequestName")) {
             if (expected.trace.empty() || expected.trace.back() != "RequestName " + name) {
                 expected.trace.push_back("RequestName " + name);
             }
             expected.trace.push_back("ReleaseName " + name);
             expected.requestUnanswered = true;
-        } else if (StartsWith(effect, "receives no reply to ReleaseName")) {
+        } else if (StartsWith(effect, "has no reply to ReleaseName")) {
             expected.trace.push_back("ReleaseName " + name);
             expected.releaseUnanswered = true;
         } else if (effect == "is ready") {

@@ -442,10 +442,10 @@ proctype Host(byte me) {
 #endif
 #if LOST_ANSWERS
     :: d_step { mayTimeOut(me) && late[me] == NOTHING ->
-        printf("host %d receives no reply to RequestName of _CLIENT_%e\n", me, announces[me]);
+        printf("host %d has no reply to RequestName of _CLIENT_%e\n", me, announces[me]);
         timeOutOfRequestName(me); hostFailed(me) }
     :: d_step { mayTimeOut(me) && owns[me] ->
-        printf("host %d receives no reply to ReleaseName of _CLIENT_%e\n", me, announces[me]);
+        printf("host %d has no reply to ReleaseName of _CLIENT_%e\n", me, announces[me]);
         timeOutOfReleaseName(me); hostFailed(me) }
 #endif
     od
@@ -524,11 +524,11 @@ proctype Partner(byte me) {
 
 #if LOST_ANSWERS
     :: d_step { mayTimeOut(me) && late[me] == NOTHING ->
-        printf("partner %d receives no reply to RequestName of _SERVICE_%e\n", number(me),
+        printf("partner %d has no reply to RequestName of _SERVICE_%e\n", number(me),
                announces[me]);
         timeOutOfRequestName(me); partnerFailed(me) }
     :: d_step { mayTimeOut(me) && owns[me] ->
-        printf("partner %d receives no reply to ReleaseName of _SERVICE_%e\n", number(me),
+        printf("partner %d has no reply to ReleaseName of _SERVICE_%e\n", number(me),
                announces[me]);
         timeOutOfReleaseName(me); partnerFailed(me) }
 #endif
