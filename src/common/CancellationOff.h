@@ -1,13 +1,13 @@
-// Keeps a thread from being cancelled in places that cannot be left halfway.
+// Disables the cancellation of a thread in code that must not end halfway.
 #ifndef APPLIST_COMMON_CANCELLATIONOFF_H
 #define APPLIST_COMMON_CANCELLATIONOFF_H
 
 #include <pthread.h>
 
 /**
- * While it lives, pthread_cancel() of the calling thread stays pending. GLib is C and releases
- * neither its locks nor its memory when a cancellation unwinds it, and an unwinding that meets a
- * destructor or a callback of ours would end the process.
+ * Until the destructor, pthread_cancel() of the calling thread stays pending. GLib is C and
+ * releases neither its locks nor its memory when a cancellation unwinds its functions. An unwinding
+ * through a destructor or a callback of the library would end the process.
  */
 class CancellationOff {
 public:

@@ -7,14 +7,14 @@ namespace {
 
 class Spoofed : public HostileTest {
 protected:
-    Spoofed() : stranger(std::make_unique<TestPartner>(bus, false)) {}
-    ~Spoofed() override { stranger.reset(); }
+    Spoofed() : otherProcess(std::make_unique<TestPartner>(bus, false)) {}
+    ~Spoofed() override { otherProcess.reset(); }
 
     static std::size_t Readies() {
         return CapturedLog::CountStarting(CapturedLog::DEBUG, "HandleConnectionReady state=1");
     }
 
-    /** Waits until this side has handled the stranger's earlier announcement. */
+    /** Waits until this side has handled the other process's earlier announcement. */
     void WaitForAnnouncement(const std::string& callback) {
         const std::string start = callback + " org.morva";
         // The taking of the name and its release.
@@ -22,7 +22,7 @@ protected:
             [&] { return CapturedLog::CountStarting(CapturedLog::DEBUG, start) >= 2; }));
     }
 
-    std::unique_ptr<TestPartner> stranger;
+    std::unique_ptr<TestPartner> otherProcess;
 };
 
 struct Step {
@@ -42,11 +42,11 @@ class SpoofedStep : public Spoofed, public testing::WithParamInterface<Step> {};
 TEST_P(SpoofedStep, DoesNotBindAConnectedListToAnotherProcess) {
     Connect();
     CapturedLog::Clear();
-    stranger->Announce(GetParam().suffix);
+    otherProcess->Announce(GetParam().suffix);
     WaitForAnnouncement(GetParam().callback);
     EXPECT_EQ(Readies(), 0U);
     ExpectAllIsWell();
-    EXPECT_TRUE(stranger->Requests().empty());
+    EXPECT_TRUE(otherProcess->Requests().empty());
 }
 INSTANTIATE_TEST_SUITE_P(Steps, SpoofedStep,
                          testing::Values(Step{"Syn", "_SYN", "cb_SynNameOwnerChanged"},
@@ -56,19 +56,19 @@ INSTANTIATE_TEST_SUITE_P(Steps, SpoofedStep,
 TEST_F(Spoofed, AckIsAcceptedButItsSenderReceivesNoRequest) {
     Connect();
     CapturedLog::Clear();
-    stranger->Announce("_ACK");
+    otherProcess->Announce("_ACK");
     WaitForAnnouncement("cb_AckNameOwnerChanged");
     EXPECT_EQ(Readies(), 1U);
     ExpectAllIsWell();
-    EXPECT_TRUE(stranger->Requests().empty());
+    EXPECT_TRUE(otherProcess->Requests().empty());
 }
 
 TEST_F(Spoofed, AckConnectsNoProcessWhileNoPartnerIsBound) {
-    stranger->Announce("_ACK");
+    otherProcess->Announce("_ACK");
     WaitForAnnouncement("cb_AckNameOwnerChanged");
     EXPECT_EQ(Readies(), 0U);
     model->SetClicked(&item);
-    EXPECT_TRUE(stranger->Requests().empty());
+    EXPECT_TRUE(otherProcess->Requests().empty());
     Connect();
     ExpectAllIsWell();
 }
@@ -77,11 +77,11 @@ TEST_F(Spoofed, NotificationsOfAnotherProcessAreIgnored) {
     Connect();
     for (const int event :
          {Records::CHANGE_EVENT, Records::SELECTION_EVENT, Records::CREATED_EVENT}) {
-        stranger->NotifyBody(hostName, ByteBody(Records::Frame("", event)));
+        otherProcess->NotifyBody(hostName, ByteBody(Records::Frame("", event)));
     }
     // A later call of the same process proves that the notifications have arrived.
     [[maybe_unused]] g_autoptr(GVariant) reply =
-        CallHost(stranger->Connection(), ByteBody("behind"), nullptr);
+        CallHost(otherProcess->Connection(), ByteBody("behind"), nullptr);
     EXPECT_EQ(listener.changes, 0U);
     EXPECT_EQ(listener.selections, 0U);
     EXPECT_EQ(CountRequests(Records::ADD_ITEMS), 0U);
@@ -92,7 +92,7 @@ TEST_F(Spoofed, CallsOfAnotherProcessAreAnsweredWithAnEmptyArray) {
     Connect();
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = CallHost(
-        stranger->Connection(), ByteBody(Records::Frame("", Records::CREATED_EVENT)), &error);
+        otherProcess->Connection(), ByteBody(Records::Frame("", Records::CREATED_EVENT)), &error);
     ASSERT_NE(reply, nullptr) << error->message;
     g_autofree char* text = g_variant_print(reply, TRUE);
     EXPECT_STREQ(text, "(@ay [],)");
@@ -104,11 +104,11 @@ TEST_F(Spoofed, NameOwnerChangedOfAnotherSenderIsIgnored) {
     CapturedLog::Clear();
     const std::string name = "org.morva.JavaMW.Applist_SERVICE_SYN";
     g_dbus_connection_emit_signal(
-        stranger->Connection(), hostName.c_str(), "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "NameOwnerChanged",
-        g_variant_new("(sss)", name.c_str(), stranger->UniqueName().c_str(), ""), nullptr);
+        otherProcess->Connection(), hostName.c_str(), "/org/freedesktop/DBus",
+        "org.freedesktop.DBus", "NameOwnerChanged",
+        g_variant_new("(sss)", name.c_str(), otherProcess->UniqueName().c_str(), ""), nullptr);
     [[maybe_unused]] g_autoptr(GVariant) reply =
-        CallHost(stranger->Connection(), ByteBody("behind"), nullptr);
+        CallHost(otherProcess->Connection(), ByteBody("behind"), nullptr);
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "cb_SynNameOwnerChanged called"), 0U);
     Connect();
     ExpectAllIsWell();
@@ -116,10 +116,10 @@ TEST_F(Spoofed, NameOwnerChangedOfAnotherSenderIsIgnored) {
 
 TEST_F(Spoofed, TheLossOfAnotherProcessIsNotReported) {
     Connect();
-    stranger->Announce("_SYN");
+    otherProcess->Announce("_SYN");
     WaitForAnnouncement("cb_SynNameOwnerChanged");
     CapturedLog::Clear();
-    stranger.reset();
+    otherProcess.reset();
     WaitForAllEvents();
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Connection lost"), 0U);
     ExpectAllIsWell();

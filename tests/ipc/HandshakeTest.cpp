@@ -261,11 +261,11 @@ TEST_F(Handshake, IgnoresAnAckWithoutAPartner) {
 TEST_F(Handshake, AcceptsAnAckOfAnyProcessWhileAPartnerIsBound) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN");
-    TestPartner stranger(bus, false);
-    Announce(stranger, "_ACK");
+    TestPartner otherProcess(bus, false);
+    Announce(otherProcess, "_ACK");
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     ExpectBoundTo(partner, endpoint);
-    EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, stranger.UniqueName()}));
+    EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, otherProcess.UniqueName()}));
 }
 
 TEST_F(Handshake, ReportsReadyAgainForAnAckInStateThree) {

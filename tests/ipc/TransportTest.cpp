@@ -342,8 +342,8 @@ TEST_F(ReceivingNotifications, KeepsTheirOrder) {
 
 TEST_F(ReceivingNotifications, IgnoresOtherProcesses) {
     Connect();
-    TestPartner stranger(bus, false);
-    stranger.Notify(OwnName(), ByteVector("stranger"));
+    TestPartner otherProcess(bus, false);
+    otherProcess.Notify(OwnName(), ByteVector("other"));
     partner.Notify(OwnName(), ByteVector("partner"));
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
     IterateThroughTheBus();

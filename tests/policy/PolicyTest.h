@@ -50,7 +50,7 @@ inline void SkipUnlessRoot() {
 namespace Users {
 inline constexpr const char* HOST = "daemon";
 inline constexpr const char* PARTNER = "bin";
-inline constexpr const char* STRANGER = "nobody";
+inline constexpr const char* OTHER_USER = "nobody";
 inline constexpr const char* GROUP = "games";
 } // namespace Users
 

@@ -102,13 +102,13 @@ bool Player::ReceivesOwnerChanges() {
 }
 
 Rights applist_test::RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
-                              const BusUser& stranger) {
+                              const BusUser& otherUser) {
     struct Role {
         const char* name;
         Player player;
     };
     Role roles[] = {
-        {"host", {bus, host}}, {"partner", {bus, partner}}, {"stranger", {bus, stranger}}};
+        {"host", {bus, host}}, {"partner", {bus, partner}}, {"other user", {bus, otherUser}}};
     Rights rights;
     const auto grant = [&](const Role& role, const std::string& right, bool isGranted) {
         if (isGranted) {

@@ -62,12 +62,12 @@ private:
     std::atomic<bool> m_ownerChanged{false};
 };
 
-/** "host owns CLIENT_SYN", "stranger calls", "stranger signals", "partner monitors"... */
+/** "host owns CLIENT_SYN", "other user calls", "other user signals", "partner monitors"... */
 using Rights = std::set<std::string>;
 
 /** All that the three may do. */
 Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
-                const BusUser& stranger);
+                const BusUser& otherUser);
 
 } // namespace applist_test
 

@@ -43,7 +43,7 @@ protected:
     static Rights RightsUnder(const std::string& policy) {
         const StockBus bus(policy);
         return RightsOf(bus.Bus(), BusUser(Users::HOST), BusUser(Users::PARTNER),
-                        BusUser(Users::STRANGER));
+                        BusUser(Users::OTHER_USER));
     }
 };
 
@@ -54,14 +54,14 @@ TEST_P(RightsTest, BelongToTheRolesAlone) {
 // The reason for the policy: a bus without it refuses the roles, and allows signals of all users.
 TEST_P(RightsTest, WithoutThePolicyAllowSignalsOfEachUserAlone) {
     EXPECT_THAT(RightsUnder(""),
-                ElementsAre("host signals", "partner signals", "stranger signals"));
+                ElementsAre("host signals", "partner signals", "other user signals"));
 }
 
 TEST_P(RightsTest, OfThePolicyApplyAfterAReload) {
     StockBus bus("");
     bus.Install(Policy::Make(SettingsForUsers()));
     EXPECT_EQ(RightsOf(bus.Bus(), BusUser(Users::HOST), BusUser(Users::PARTNER),
-                       BusUser(Users::STRANGER)),
+                       BusUser(Users::OTHER_USER)),
               HOST_RIGHTS + PARTNER_RIGHTS);
 }
 
@@ -69,7 +69,7 @@ TEST_P(RightsTest, OfThePolicyApplyAfterAReload) {
 TEST_P(RightsTest, ChangeByOneWithEachRuleThatIsRemoved) {
     const std::string policy = Policy::Make(SettingsForUsers());
     const std::vector<Rights> served = {
-        {"stranger signals"},
+        {"other user signals"},
         {"host owns CLIENT_SYN"},
         {"host owns CLIENT_SYN_ACK"},
         {"host owns CLIENT_ACK"},
@@ -96,7 +96,7 @@ TEST_P(RightsTest, AreLimitedToTheObjectTheInterfaceAndTheMembers) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
     Player host(bus.Bus(), BusUser(Users::HOST));
     Player partner(bus.Bus(), BusUser(Users::PARTNER));
-    Player stranger(bus.Bus(), BusUser(Users::STRANGER));
+    Player otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
 
     const GDBusMessageType call = G_DBUS_MESSAGE_TYPE_METHOD_CALL;
     const GDBusMessageType signal = G_DBUS_MESSAGE_TYPE_SIGNAL;
@@ -109,23 +109,23 @@ TEST_P(RightsTest, AreLimitedToTheObjectTheInterfaceAndTheMembers) {
                                    {signal, "SendSignal", interface, "/org/morva"}}) {
         EXPECT_FALSE(host.Reaches(partner, message)) << message.member << " " << message.path;
         EXPECT_FALSE(partner.Reaches(host, message)) << message.member << " " << message.path;
-        EXPECT_FALSE(stranger.Reaches(host, message)) << message.member << " " << message.path;
+        EXPECT_FALSE(otherUser.Reaches(host, message)) << message.member << " " << message.path;
     }
     for (const char* name :
          {"Applist", "Applist_CLIENT", "Other_CLIENT_SYN", "Other_SERVICE_SYN"}) {
         EXPECT_FALSE(host.Owns(name)) << name;
         EXPECT_FALSE(partner.Owns(name)) << name;
-        EXPECT_FALSE(stranger.Owns(name)) << name;
+        EXPECT_FALSE(otherUser.Owns(name)) << name;
     }
-    EXPECT_FALSE(stranger.ReachesAsListener(host, SEND_SIGNAL));
+    EXPECT_FALSE(otherUser.ReachesAsListener(host, SEND_SIGNAL));
 }
 
 // Signals of others than ours are none of the policy's business.
 TEST_P(RightsTest, OfOtherUsersToOtherSignalsStay) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
     Player host(bus.Bus(), BusUser(Users::HOST));
-    Player stranger(bus.Bus(), BusUser(Users::STRANGER));
-    EXPECT_TRUE(stranger.Reaches(host, {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal", "org.other"}));
+    Player otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
+    EXPECT_TRUE(otherUser.Reaches(host, {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal", "org.other"}));
 }
 
 // GLib must ignore forged signals, unless a rule of another policy already denies them.
@@ -134,11 +134,11 @@ TEST_P(RightsTest, ToForgeSignalsOfTheBusEndWithARuleAgainstThem) {
                             "/org/freedesktop/DBus"};
     StockBus bus(Policy::Make(SettingsForUsers()));
     Player host(bus.Bus(), BusUser(Users::HOST));
-    Player stranger(bus.Bus(), BusUser(Users::STRANGER));
-    EXPECT_TRUE(stranger.Reaches(host, forged));
+    Player otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
+    EXPECT_TRUE(otherUser.Reaches(host, forged));
     bus.Install("<busconfig><policy context='default'><deny send_destination='*' "
                 "send_type='signal' send_interface='org.freedesktop.DBus'/></policy></busconfig>");
-    EXPECT_FALSE(stranger.Reaches(host, forged));
+    EXPECT_FALSE(otherUser.Reaches(host, forged));
     EXPECT_TRUE(host.ReceivesOwnerChanges());
 }
 
@@ -147,7 +147,7 @@ TEST_P(RightsTest, OfRootWithoutARoleAllowMonitoringAlone) {
     const BusUser root("root");
     EXPECT_THAT(RightsOf(bus.Bus(), BusUser(Users::HOST), BusUser(Users::PARTNER), root) -
                     HOST_RIGHTS - PARTNER_RIGHTS,
-                ElementsAre("stranger monitors"));
+                ElementsAre("other user monitors"));
 }
 
 TEST_P(RightsTest, OfAGroupBelongToItsMembersAlone) {
@@ -171,7 +171,7 @@ TEST_P(RightsTest, OfOneUserIncludeBothRoles) {
     const Rights others = {"host owns SERVICE_SYN",       "host owns SERVICE_SYN_ACK",
                            "host owns SERVICE_ACK",       "partner owns CLIENT_SYN",
                            "partner owns CLIENT_SYN_ACK", "partner owns CLIENT_ACK"};
-    EXPECT_EQ(RightsOf(bus.Bus(), both, both, BusUser(Users::STRANGER)),
+    EXPECT_EQ(RightsOf(bus.Bus(), both, both, BusUser(Users::OTHER_USER)),
               HOST_RIGHTS + PARTNER_RIGHTS + others);
 }
 
@@ -199,10 +199,10 @@ TEST_P(RightsTest, AreAllDetectedOnABusWithoutRestrictions) {
     // dbus-daemon allows eavesdropping to root alone; dbus-broker has no eavesdropping.
     const Rights rights =
         RightsOf(bus, BusUser(Users::HOST), BusUser(Users::PARTNER), BusUser("root"));
-    EXPECT_EQ(rights.count("stranger monitors"), 1U);
-    EXPECT_EQ(rights.count("stranger eavesdrops"), GetParam() == Daemon::DBUS_DAEMON ? 1U : 0U);
+    EXPECT_EQ(rights.count("other user monitors"), 1U);
+    EXPECT_EQ(rights.count("other user eavesdrops"), GetParam() == Daemon::DBUS_DAEMON ? 1U : 0U);
     // For each the six names, calls and signals.
-    EXPECT_EQ(rights.size() - rights.count("stranger eavesdrops"), 25U)
+    EXPECT_EQ(rights.size() - rights.count("other user eavesdrops"), 25U)
         << testing::PrintToString(rights);
 }
 

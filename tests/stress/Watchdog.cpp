@@ -15,10 +15,10 @@ Watchdog::~Watchdog() {
     m_thread.join();
 }
 
-void Watchdog::Beat(const std::string& what) {
+void Watchdog::Beat(const std::string& step) {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_what = what;
+        m_step = step;
         m_beaten = true;
     }
     m_changed.notify_all();
@@ -30,7 +30,7 @@ void Watchdog::Watch() {
         m_beaten = false;
         if (!m_changed.wait_for(lock, m_patience, [this] { return m_beaten || m_ends; })) {
             std::fprintf(stderr, "hangs for %lld s: %s\n",
-                         static_cast<long long>(m_patience.count()), m_what.c_str());
+                         static_cast<long long>(m_patience.count()), m_step.c_str());
             std::abort();
         }
     }

@@ -18,8 +18,8 @@ public:
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    /** Restarts the time limit; @p what is the next step. */
-    void Beat(const std::string& what);
+    /** Restarts the time limit for @p step. */
+    void Beat(const std::string& step);
 
 private:
     void Watch();
@@ -27,7 +27,7 @@ private:
     const std::chrono::seconds m_patience;
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::string m_what = "starting";
+    std::string m_step = "starting";
     bool m_beaten = false;
     bool m_ends = false;
     std::thread m_thread;

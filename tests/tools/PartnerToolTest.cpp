@@ -190,7 +190,7 @@ TEST_F(PartnerTool, ShowsBytesOutsideUtf8AsText) {
     EXPECT_TRUE(m_partner.WaitFor("M\\xfcnchen \xe2\x82\xac \\xc2\\x9b (\\xff)"));
 }
 
-TEST_F(PartnerTool, TakesTheIdOfAnItemInPlaceOfItsNumber) {
+TEST_F(PartnerTool, AcceptsTheIdOfAnItemInPlaceOfItsNumber) {
     ASSERT_EQ(m_host.Request("A\na.x\nB\nb.x\n\xd4\x07\0\0"s), "");
     m_partner.Send("select b.x");
     EXPECT_TRUE(m_partner.WaitFor("APPLIST_ITEM_SELECTION_EVENT (2): B (b.x)"));
