@@ -28,22 +28,25 @@ _applistctl() {
 
     # The value of the previous option.
     case $previous in
-    --script | --read)
+    --script | --read | --baseline | --junit)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         return
         ;;
-    --restart)
+    --restart | --drive)
         mapfile -t COMPREPLY < <(compgen -c -- "$word")
         return
         ;;
-    --bus | --count | --limit | --seconds | --wait) return ;;
+    --bus | --count | --limit | --only | --repeat | --seconds | --timeout | --wait) return ;;
     esac
 
     case $verb in
     partner) options+=" --script" ;;
     monitor) options+=" --all --count --json --read --seconds" ;;
     check | check-host) options+=" --limit" ;;
-    check-partner) options+=" --limit --restart --wait" ;;
+    check-partner)
+        options+=" --baseline --drive --json --junit --limit --list --only --repeat --restart"
+        options+=" --timeout --wait"
+        ;;
     esac
 
     if [ "${word:0:1}" = - ]; then

@@ -12,6 +12,7 @@
 
 #include <shared/Protocol.h>
 
+using namespace applistctl;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 

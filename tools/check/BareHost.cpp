@@ -154,6 +154,7 @@ void BareHost::OnNameOwnerChanged(GDBusConnection* /*connection*/, const char* /
 void BareHost::OnStep(const std::string& suffix, const std::string& partner) {
     m_steps.push_back(suffix);
     m_partner = partner;
+    m_partners.insert(partner);
     if (!m_follows) {
         return;
     }
@@ -171,6 +172,27 @@ void BareHost::OnStep(const std::string& suffix, const std::string& partner) {
 
 bool BareHost::HasSeen(const std::string& suffix) const {
     return std::find(m_steps.begin(), m_steps.end(), suffix) != m_steps.end();
+}
+
+bool BareHost::HasLostPartner() const {
+    return std::any_of(m_partners.begin(), m_partners.end(),
+                       [this](const std::string& name) { return OwnerOf(name).empty(); });
+}
+
+std::string BareHost::OwnerOfPartnersName(const std::string& suffix) const {
+    return OwnerOf(HandshakeNames::PartnerName(ENDPOINT_ID, suffix));
+}
+
+std::string BareHost::OwnerOf(const std::string& name) const {
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        m_bus.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetNameOwner", g_variant_new("(s)", name.c_str()), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+        nullptr, nullptr);
+    const char* owner = "";
+    if (reply != nullptr) {
+        g_variant_get(reply, "(&s)", &owner);
+    }
+    return owner;
 }
 
 bool BareHost::WaitForStep(const std::string& suffix, double seconds) {
@@ -192,6 +214,15 @@ SentRequest BareHost::SendRequestTo(const std::string& receiver, std::int32_t id
         message.insert(message.end(), record.begin(), record.end());
     }
     MessageFraming::AppendId(message, id);
+    return Send(receiver, message, seconds);
+}
+
+SentRequest BareHost::SendBytes(const std::vector<char>& message, double seconds) {
+    return Send(m_partner, message, seconds);
+}
+
+SentRequest BareHost::Send(const std::string& receiver, const std::vector<char>& message,
+                           double seconds) {
     const std::size_t index = m_traffic->SentRequests().size();
     g_dbus_connection_call(
         m_bus.Connection(), receiver.c_str(), HandshakeNames::ObjectPath(ENDPOINT_ID).c_str(),

@@ -4,6 +4,7 @@
 #define APPLIST_TOOLS_BAREHOST_H
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,18 @@ public:
     bool HasSeen(const std::string& suffix) const;
     const std::string& Partner() const { return m_partner; }
 
+    /** Adds a partner of an earlier host to the known ones. */
+    void Remember(const std::string& partner) { m_partners.insert(partner); }
+
+    /** Forgets the known partners, before a deliberate restart. */
+    void ForgetPartners() { m_partners.clear(); }
+
+    /** Whether a known partner has left the bus. */
+    bool HasLostPartner() const;
+
+    /** @return the unique name of the process that owns a name of the partner; empty for none */
+    std::string OwnerOfPartnersName(const std::string& suffix) const;
+
     /** Answers announcements from now on, as the library does. */
     void FollowHandshake() { m_follows = true; }
     bool IsReady() const { return m_isReady; }
@@ -61,6 +74,9 @@ public:
     /** Sends a request to the partner. A reply later than @p seconds is a problem of the request.
      */
     SentRequest SendRequest(std::int32_t id, const std::vector<ListedItem>& items, double seconds);
+
+    /** Sends any bytes to the partner. */
+    SentRequest SendBytes(const std::vector<char>& message, double seconds);
 
     /** Sends a request to any unique name, including its own. */
     SentRequest SendRequestTo(const std::string& receiver, std::int32_t id,
@@ -81,8 +97,10 @@ private:
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
     void OnStep(const std::string& suffix, const std::string& partner);
+    SentRequest Send(const std::string& receiver, const std::vector<char>& message, double seconds);
     std::string RequestName(const std::string& name);
     void ReleaseFullName(const std::string& name);
+    std::string OwnerOf(const std::string& name) const;
     std::string CallBus(const char* method, GVariant* parameters);
 
     SystemBus m_bus;
@@ -92,6 +110,7 @@ private:
     guint m_registrationId = 0;
     std::vector<std::string> m_steps;
     std::string m_partner;
+    std::set<std::string> m_partners; ///< each sender of a step
     bool m_follows = false;
     bool m_isBound = false;
     bool m_isReady = false;

@@ -1,9 +1,20 @@
 #include <check/CheckPartnerVerb.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <utility>
 
+#include <glib.h>
+
+#include <check/Baseline.h>
+#include <check/CheckProcess.h>
+#include <check/CheckReport.h>
 #include <check/CheckRun.h>
+#include <check/JUnitFile.h>
 #include <shared/ExitStatus.h>
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
@@ -13,30 +24,47 @@ namespace applistctl {
 namespace {
 
 constexpr const char* PROGRAM = "applistctl check partner";
+constexpr unsigned MOST_RUNS = 1000;
+constexpr const char* SECONDS = "seconds up to 3600";
+
+struct Options {
+    double limit = 3;
+    double wait = 30;
+    double timeout = 0;
+    unsigned runs = 1;
+    std::string restart;
+    std::string drive;
+    std::set<int> only;
+    Baseline baseline;
+
+    unsigned Phases() const {
+        unsigned phases = only.empty() ? ~0U : 0U;
+        for (const int row : only) {
+            phases |= Duties::AllRows()[static_cast<std::size_t>(row)].phases;
+        }
+        return phases;
+    }
+};
 
 // The library would wait 25 seconds for each reply of a partner that breaks one of these duties.
-bool IsFitForTheLibrary(const Checklist& list) {
-    return !list.IsBroken(Duty::AnswersSyn) && !list.IsBroken(Duty::SendsNoRequestMeanwhile) &&
+bool IsFitForTheLibrary(const CheckRun& run) {
+    const Checklist& list = run.list;
+    return !run.isAway && !list.IsBroken(Duty::AnswersSyn) && !list.IsBroken(Duty::ServesAtOnce) &&
+           !list.IsBroken(Duty::ReleasesNames) && !list.IsBroken(Duty::SendsNoRequestMeanwhile) &&
+           !list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT)) &&
            std::none_of(
                std::begin(Protocol::REQUESTS), std::end(Protocol::REQUESTS),
                [&list](const RequestKind& kind) { return list.IsBroken(ChecklistRow(kind.id)); });
 }
 
-void CheckAll(CheckRun& run) {
-    HandshakeCheck::CheckTwoHosts(run);
-    if (run.partner.IsGiven()) {
-        HandshakeCheck::CheckStartsTogether(run);
-        run.partner.Run(); // in a defined state for the library
-    } else {
-        run.list.Skip(Duty::StartsTogether, "needs --restart");
-    }
-    run.list.Skip(Duty::AnnouncesItself, "the partner was running already");
-    const bool isFit = IsFitForTheLibrary(run.list);
+void CheckWithTheLibrary(CheckRun& run) {
+    FreshHost(run, nullptr); // ends at once: the partner is free
+    const bool isFit = IsFitForTheLibrary(run);
     if (isFit) {
         LibraryCheck::Check(run);
     }
-    const char* const reason =
-        isFit ? "the check with the library failed" : "skipped: the library would block for 25 s";
+    const char* const reason = isFit ? "the check with the library failed"
+                                     : "skipped: a broken duty would block the library for 25 s";
     run.list.Skip(Duty::WorksWithTheLibrary, reason);
     run.list.Skip(Duty::ReconnectsAfterARestart, reason);
     for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
@@ -44,37 +72,44 @@ void CheckAll(CheckRun& run) {
     }
 }
 
-} // namespace
-
-Usage CheckPartnerVerb::Describe() {
-    return {
-        PROGRAM,
-        "",
-        "Performs the host's side of the protocol, first step by step, then with the library.\n"
-        "Lists the duties of a partner. Each duty is passed, BROKEN or not seen, with the\n"
-        "evidence. Stop other hosts first.",
-        "Without --restart, the check asks you to start and restart the partner. Unless --wait is\n"
-        "0, it asks you to select and click in the partner. Without your action, such a duty is\n"
-        "\"not seen\".\n\n"
-        "Exit status: 0 no duty is broken, 1 no partner found, 2 wrong usage, 3 no bus,\n"
-        "4 a duty is broken.",
-        false,
-        {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
-         {"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"},
-         {"wait", "SECONDS",
-          "Time limit for each action of yours (default: 30; 0: ask for none)"}}};
+void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
+    Checklist& list = run.list;
+    list.EndPhase(PHASE_START);
+    if ((phases & PHASE_HANDSHAKE) != 0) {
+        host = HandshakeCheck::CheckHosts(run, std::move(host));
+        list.EndPhase(PHASE_HANDSHAKE);
+    }
+    if ((phases & PHASE_REPLACEMENT) != 0) {
+        host = ReplacementCheck::Check(run, std::move(host));
+        list.EndPhase(PHASE_REPLACEMENT);
+    }
+    if ((phases & PHASE_TOGETHER) != 0 && run.partner.IsGiven()) {
+        host.reset();
+        HandshakeCheck::CheckStartsTogether(run);
+        list.EndPhase(PHASE_TOGETHER);
+    }
+    list.Skip(Duty::StartsTogether, "needs --restart");
+    if ((phases & PHASE_REQUESTS) != 0) {
+        host = RequestCheck::Check(run, std::move(host));
+        list.EndPhase(PHASE_REQUESTS);
+    }
+    if ((phases & PHASE_LIBRARY) != 0) {
+        if (run.partner.IsGiven()) {
+            host.reset();
+            run.partner.Stop();
+            run.isAway = true; // in a defined state for the library
+        } else {
+            host = FreshHost(run, std::move(host));
+            host.reset();
+        }
+        CheckWithTheLibrary(run);
+    }
+    list.Skip(Duty::AnnouncesItself, "the partner was running already");
+    list.EndPhase(PHASE_LIBRARY);
 }
 
-int CheckPartnerVerb::Run(const CommandLine& line) {
-    double limit = 3;
-    double wait = 30;
-    if (!line.arguments.empty()) {
-        return WrongUsage(PROGRAM, "check partner takes no arguments");
-    }
-    if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0 ||
-        !ParseSeconds(line.Value("wait", "30"), wait)) {
-        return WrongUsage(PROGRAM, "SECONDS must be a number up to 3600");
-    }
+// One run, in a process of its own. @return its exit status
+int RunOnce(const Options& options, const CheckChannel& channel) {
     Output output(PROGRAM);
     {
         const BareHost host;
@@ -83,19 +118,224 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
             return EXIT_STATUS_NO_BUS;
         }
     }
-    Checklist list;
-    PartnerCommand partner(line.Value("restart", ""));
-    CheckRun run{output, list, partner, limit, wait};
-    if (!HandshakeCheck::FindPartner(run)) {
-        if (list.AnyBroken()) {
-            list.Show(output);
-        }
+    Checklist list([&](int index, const Finding& finding) { channel.SendFinding(index, finding); });
+    PartnerCommand partner(options.restart, [&](pid_t group) { channel.SendGroup(group); });
+    DriveCommand drive(options.drive);
+    CheckRun run{[&](const std::string& text) { channel.SendText(text); },
+                 list,
+                 partner,
+                 drive,
+                 options.limit,
+                 options.wait};
+    HostPointer host = HandshakeCheck::FindPartner(run);
+    if (host == nullptr) {
         output.Error("no partner has answered; run \"applistctl check\" for the reason");
+        if (!list.AnyBroken()) {
+            return EXIT_STATUS_FAILED;
+        }
+        for (const RowText& row : Duties::AllRows()) {
+            list.Skip(row.row, "the partner is not found");
+        }
+        list.EndPhase(PHASE_LIBRARY);
+        return EXIT_STATUS_DONE;
+    }
+    CheckAll(run, std::move(host), options.Phases());
+    return EXIT_STATUS_DONE;
+}
+
+std::string ReadOnly(const std::string& text, std::set<int>& rows) {
+    std::istringstream keys(text);
+    for (std::string key; std::getline(keys, key, ',');) {
+        const int row = Duties::Find(key);
+        if (row < 0) {
+            return "no duty \"" + key + "\"; --list shows the duties";
+        }
+        rows.insert(row);
+    }
+    return "";
+}
+
+// @return the exit status of a wrong command line, which is reported
+std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
+    if (!line.arguments.empty()) {
+        return WrongUsage(PROGRAM, "check partner takes no arguments");
+    }
+    if (!ParseSeconds(line.Value("limit", "3"), options.limit) || options.limit <= 0) {
+        return WrongOption(PROGRAM, line, "limit", SECONDS);
+    }
+    if (!ParseSeconds(line.Value("wait", "30"), options.wait)) {
+        return WrongOption(PROGRAM, line, "wait", SECONDS);
+    }
+    if (!ParseSeconds(line.Value("timeout", "0"), options.timeout)) {
+        return WrongOption(PROGRAM, line, "timeout", SECONDS);
+    }
+    guint64 runs = 1;
+    if (g_ascii_string_to_unsigned(line.Value("repeat", "1").c_str(), 10, 1, MOST_RUNS, &runs,
+                                   nullptr) == FALSE) {
+        return WrongOption(PROGRAM, line, "repeat",
+                           "a number from 1 to " + std::to_string(MOST_RUNS));
+    }
+    options.runs = static_cast<unsigned>(runs);
+    options.restart = line.Value("restart", "");
+    options.drive = line.Value("drive", "");
+    std::string problem = ReadOnly(line.Value("only", ""), options.only);
+    if (problem.empty() && line.Has("baseline")) {
+        problem = options.baseline.Read(line.Value("baseline", ""));
+    }
+    return problem.empty() ? std::nullopt : std::optional<int>(WrongUsage(PROGRAM, problem));
+}
+
+int ShowRows() {
+    Output output(PROGRAM);
+    std::size_t width = 0;
+    for (const RowText& row : Duties::AllRows()) {
+        width = std::max(width, row.key.size());
+    }
+    for (const RowText& row : Duties::AllRows()) {
+        output.Line(row.key + std::string(width + 2 - row.key.size(), ' ') + row.text + " [" +
+                    Duties::Describe(row.statements) + "]");
+    }
+    return EXIT_STATUS_DONE;
+}
+
+// The runs, their report and their files.
+class Session {
+public:
+    Session(const Options& options, CheckReport& report, Output& output)
+        : m_options(options), m_report(report), m_output(output) {}
+
+    int RunAll() {
+        for (unsigned i = 1; i <= m_options.runs; ++i) {
+            RunNext(static_cast<int>(i));
+        }
+        return m_status;
+    }
+
+    const JUnitFile& Results() const { return m_junit; }
+
+private:
+    void RunNext(int number) {
+        CheckResult result(m_options.only, m_options.baseline);
+        m_report.Begin(number, static_cast<int>(m_options.runs));
+        const CheckEnd end =
+            RunCheck([this](const CheckChannel& channel) { return RunOnce(m_options, channel); },
+                     {[&](int index, const Finding& finding) { Add(result, index, finding); },
+                      [this](const std::string& text) { m_report.Ask(text); }},
+                     m_options.timeout);
+        int status = end.status;
+        std::string reason = "not decided";
+        if (end.isTimedOut) {
+            reason = "the time of --timeout was over";
+            m_output.Error("not done within " + InSeconds(m_options.timeout));
+            status = EXIT_STATUS_TROUBLE;
+        } else if (end.signal != 0) {
+            // GIO ends a process with SIGTERM when its shared connection to the bus is lost.
+            reason = std::string("the check ended with the signal ") + strsignal(end.signal);
+            m_output.Error(reason);
+            status = EXIT_STATUS_NO_BUS;
+        } else if (status == EXIT_STATUS_DONE && result.HasFailed()) {
+            status = EXIT_STATUS_TROUBLE;
+        }
+        // Without a partner or a bus there is no result to show, only in the file.
+        const bool hasResult = !result.Findings().empty() || end.isTimedOut;
+        if (hasResult) {
+            ShowRest(result, reason);
+            m_report.End(result, end.seconds);
+        } else {
+            result.Complete(status == EXIT_STATUS_NO_BUS ? "no bus" : "no partner has answered");
+        }
+        m_junit.Add(number, result, end.seconds);
+        m_status = Worse(m_status, status);
+    }
+
+    void Add(CheckResult& result, int index, const Finding& finding) {
+        if (result.IsSelected(index)) {
+            result.Add(index, finding);
+            m_report.Show(index, finding, result.IsKnown(index));
+        }
+    }
+
+    void ShowRest(CheckResult& result, const std::string& reason) {
+        const std::map<int, Finding> shown = result.Findings();
+        result.Complete(reason);
+        for (const auto& [index, finding] : result.Findings()) {
+            if (shown.count(index) == 0) {
+                m_report.Show(index, finding, false);
+            }
+        }
+    }
+
+    // A broken duty of one run outweighs a missing partner in another one.
+    static int Worse(int first, int second) {
+        for (const int status : {EXIT_STATUS_TROUBLE, EXIT_STATUS_NO_BUS, EXIT_STATUS_FAILED}) {
+            if (first == status || second == status) {
+                return status;
+            }
+        }
+        return std::max(first, second);
+    }
+
+    const Options& m_options;
+    CheckReport& m_report;
+    Output& m_output;
+    JUnitFile m_junit;
+    int m_status = EXIT_STATUS_DONE;
+};
+
+} // namespace
+
+Usage CheckPartnerVerb::Describe() {
+    return {
+        PROGRAM,
+        "",
+        "Performs the host's side of the protocol, first step by step, then with the library.\n"
+        "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
+        "with a cost), BROKEN or not seen, with the evidence, and with the numbers of the\n"
+        "statements in the documents that the duty proves. Stop other hosts first.",
+        "Without --restart, the check asks you to start and restart the partner. Without --drive,\n"
+        "and unless --wait is 0, it asks you to select and click in the partner. Without your\n"
+        "action, such a duty is \"not seen\". The command of --drive has two more arguments: "
+        "select,\n"
+        "click, change or remove, and the id of the item.\n\n"
+        "Exit status: 0 no duty is broken, 1 no partner found, 2 wrong usage, 3 no bus,\n"
+        "4 a duty is broken, a duty of the baseline is not broken, or the time is over.",
+        false,
+        {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
+         {"drive", "COMMAND", "Act as the partner's user with this shell command"},
+         {"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"},
+         {"wait", "SECONDS", "Time limit for each action of yours (default: 30; 0: ask for none)"},
+         {"timeout", "SECONDS", "Time limit for each run (default: 0, no limit)"},
+         {"repeat", "N", "Check N times"},
+         {"only", "DUTY,...", "Show and check these duties alone"},
+         {"baseline", "FILE", "Accept the broken duties in FILE; fail when one is not broken"},
+         {"json", nullptr, "Print one JSON object for each duty and each summary"},
+         {"junit", "FILE", "Write the results to FILE in the format of JUnit"},
+         {"list", nullptr, "List the duties with their keys and statements"}}};
+}
+
+int CheckPartnerVerb::Run(const CommandLine& line) {
+    Options options;
+    if (const std::optional<int> status = ReadOptions(line, options)) {
+        return *status;
+    }
+    if (line.Has("list")) {
+        return ShowRows();
+    }
+    Output output(PROGRAM);
+    const std::unique_ptr<CheckReport> report =
+        line.Has("json") ? MakeJsonReport(output) : MakeTextReport(output);
+    if (report == nullptr) {
+        return WrongUsage(PROGRAM, "this applistctl is built without nlohmann-json, for --json");
+    }
+    Session session(options, *report, output);
+    const int status = session.RunAll();
+    const std::string unwritten =
+        line.Has("junit") ? session.Results().Write(line.Value("junit", "")) : "";
+    if (!unwritten.empty()) {
+        output.Error(unwritten);
         return EXIT_STATUS_FAILED;
     }
-    CheckAll(run);
-    list.Show(output);
-    return list.AnyBroken() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
+    return status;
 }
 
 } // namespace applistctl

@@ -2,23 +2,32 @@
 #ifndef APPLIST_TOOLS_CHECKRUN_H
 #define APPLIST_TOOLS_CHECKRUN_H
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 
 #include <check/BareHost.h>
 #include <check/Checklist.h>
+#include <check/DriveCommand.h>
 #include <check/PartnerCommand.h>
-#include <shared/Output.h>
 
 namespace applistctl {
 
 struct CheckRun {
-    Output& output;
+    std::function<void(const std::string&)> ask; ///< asks the user for an action
     Checklist& list;
-    PartnerCommand& partner; ///< starts the partner
-    double limit;            ///< seconds for each step of the partner
-    double wait;             ///< seconds for each action of the user
+    PartnerCommand& partner;           ///< starts the partner
+    DriveCommand& drive;               ///< is the user of the partner
+    double limit;                      ///< seconds for each step of the partner
+    double wait;                       ///< seconds for each action of the user
+    bool isAway = false;               ///< the partner has left the bus, or is stopped
+    std::set<std::string> losses = {}; ///< the causes that are reported
+    std::optional<AppListRequest> lastRequest = std::nullopt; ///< with a reply
 };
+
+using HostPointer = std::unique_ptr<BareHost>;
 
 /** "12 ms" */
 std::string InMilliseconds(double seconds);
@@ -26,37 +35,61 @@ std::string InMilliseconds(double seconds);
 /** "no _SERVICE_SYN within 3 s" */
 std::string NotWithin(const std::string& what, const CheckRun& run);
 
-/** Ends @p host. @return the next one, which has waited until the partner looks for a host */
-std::unique_ptr<BareHost> FreePartner(CheckRun& run, std::unique_ptr<BareHost> host);
+/**
+ * Breaks @p row with @p problem. When the partner has left the bus, this is the problem: reported
+ * once for each cause, and later rows are not seen.
+ * @param when the step of the host, like "during 2005"
+ */
+void Fail(CheckRun& run, BareHost& host, ChecklistRow row, const std::string& when,
+          const std::string& problem);
+
+/** Waits for a step of the partner and records @p row. A name without a release is the problem. */
+bool CheckStep(CheckRun& run, ChecklistRow row, BareHost& host, const char* suffix,
+               const std::string& when);
+
+/** The same without a pass. */
+void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffix,
+              const std::string& when, const std::string& problem);
+
+/** Sends a request. The loss of the partner breaks the row of the request. */
+SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
+                 const std::vector<ListedItem>& items = {});
+
+/**
+ * Ends @p host and waits until the partner looks for the next one. Starts a partner that is away or
+ * does not look for a host.
+ * @return the next host; run.isAway without a partner
+ */
+HostPointer FreshHost(CheckRun& run, HostPointer host);
+
+/** Connects @p host with the partner, in either order. @return false with the reason recorded */
+bool Connect(CheckRun& run, BareHost& host);
 
 /** The handshake, step by step: in both orders, crossed, and with simultaneous starts. */
 namespace HandshakeCheck {
 
 /**
  * Finds the partner. Asks the user to start the partner when none answers.
- * @return false when no partner answers
+ * @return the host that the partner is bound to; null when no partner answers
  */
-bool FindPartner(CheckRun& run);
+HostPointer FindPartner(CheckRun& run);
 
-/** A running partner, a first host, a second host, and the loss of the first host. */
-void CheckTwoHosts(CheckRun& run);
+/** A first host, a second host beside it, and the loss of the first host. */
+HostPointer CheckHosts(CheckRun& run, HostPointer host);
 
+/** Stops the partner at its end. */
 void CheckStartsTogether(CheckRun& run);
 
 } // namespace HandshakeCheck
 
 /** Half-open pairs, made by hosts that stop reading and are replaced: the partner repairs them. */
 namespace ReplacementCheck {
-/** @param host its host; it has gone at the end, and the partner is free */
-void Check(CheckRun& run, std::unique_ptr<BareHost> host);
-
-/** Why the duties cannot be seen. */
-void Skip(CheckRun& run, const std::string& reason);
+HostPointer Check(CheckRun& run, HostPointer host);
 } // namespace ReplacementCheck
 
-/** Each request, and the reply to the query for the selection after it. */
+/** Each request, the reply to the query for the selection after it, and malformed requests. */
 namespace RequestCheck {
-void Check(CheckRun& run, BareHost& host);
+HostPointer Check(CheckRun& run, HostPointer host);
 }
 
 /** Records the partner's notifications, and its requests while a reply was due. */

@@ -1,64 +1,37 @@
-// The duties of a partner: each one is passed, broken or not seen, with the evidence.
+// The findings of a check: each duty of a partner is passed, weak, broken or not seen, with the
+// evidence. A finding is reported as soon as no later part of the check can change it.
 #ifndef APPLIST_TOOLS_CHECKLIST_H
 #define APPLIST_TOOLS_CHECKLIST_H
 
-#include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
-#include <tuple>
 
-#include <applist/MessageIds.h>
-#include <shared/Output.h>
+#include <check/Duties.h>
 
 namespace applistctl {
 
-enum class Duty {
-    AnnouncesItself,
-    AnswersSyn,
-    AnswersSynAck,
-    AnswersWhenBound,
-    StartsTogether,
-    WaitsForTheRelease,
-    ServesAtOnce,
-    KeepsItsHost,
-    AnnouncesItselfAgain,
-    RepeatsWhileFree,
-    RepeatsWhileUnasked,
-    RepeatsRefused,
-    RemembersOthers,
-    BindsOnAck,
-    AnswersRequest, ///< one row for each request
-    RepliesWithTheSelection,
-    DropsARemovedSelection,
-    SendsNoRequestMeanwhile,
-    SendsNotification, ///< one row for each notification
-    NotifiesItsHostOnly,
-    WorksWithTheLibrary,
-    ReconnectsAfterARestart,
-    Count ///< the number of duties
-};
+/** In the order of their weight. */
+enum class Grade { NotSeen, Passed, Weak, Broken };
 
-/** A row of the checklist: a duty, for some duties with the id of the message that it is about. */
-struct ChecklistRow {
-    // Most duties are rows by themselves.
-    // NOLINTNEXTLINE(google-explicit-constructor)
-    ChecklistRow(Duty itsDuty) : duty(itsDuty) {}
-    explicit ChecklistRow(AppListRequest request) : duty(Duty::AnswersRequest), message(request) {}
-    explicit ChecklistRow(AppListNotification notification)
-        : duty(Duty::SendsNotification), message(notification) {}
-
-    bool operator<(const ChecklistRow& other) const {
-        return std::tie(duty, message) < std::tie(other.duty, other.message);
-    }
-
-    Duty duty;
-    std::int32_t message = 0;
+struct Finding {
+    Grade grade = Grade::NotSeen;
+    std::string evidence; ///< printable
 };
 
 class Checklist {
 public:
-    /** A later pass replaces the evidence of an earlier one. A broken duty stays broken. */
+    /** @param index of the row. Called once for each row. */
+    using OnDecided = std::function<void(int index, const Finding& finding)>;
+
+    explicit Checklist(OnDecided onDecided) : m_onDecided(std::move(onDecided)) {}
+
+    /** A later pass replaces the evidence of an earlier one. A worse grade stays. */
     void Pass(ChecklistRow row, const std::string& evidence);
+
+    /** The duty is fulfilled in a way with a cost, which the evidence names. */
+    void Weaken(ChecklistRow row, const std::string& evidence);
+
     void Break(ChecklistRow row, const std::string& evidence);
     void Record(ChecklistRow row, bool passed, const std::string& evidence,
                 const std::string& problem);
@@ -67,17 +40,20 @@ public:
     void Skip(ChecklistRow row, const std::string& reason);
 
     bool IsBroken(ChecklistRow row) const;
+    bool HasPassed(ChecklistRow row) const;
     bool AnyBroken() const;
-    void Show(Output& output) const;
+
+    /** Reports the rows that no phase after @p phase decides. */
+    void EndPhase(Phase phase);
 
 private:
-    enum class Verdict { NotSeen, Passed, Broken };
-    struct Finding {
-        Verdict verdict = Verdict::NotSeen;
-        std::string evidence;
-    };
+    Grade GradeOf(const ChecklistRow& row) const;
+    void Set(ChecklistRow row, Grade grade, const std::string& evidence);
+    void Report(int index, const Finding& finding);
 
+    OnDecided m_onDecided;
     std::map<ChecklistRow, Finding> m_findings;
+    std::map<int, bool> m_reported;
 };
 
 } // namespace applistctl

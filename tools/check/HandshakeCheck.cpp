@@ -1,7 +1,6 @@
 #include <check/CheckRun.h>
 
 #include <chrono>
-#include <cmath>
 #include <memory>
 #include <utility>
 
@@ -16,46 +15,53 @@ using Clock = std::chrono::steady_clock;
 
 constexpr double SILENCE_S = 0.4; ///< the time without an answer that passes a duty
 constexpr int STARTS_TOGETHER = 5;
+const ListedItem SELECTED = {"Selected", "check.selected"};
 
 double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// Waits for a step of the partner, and records its duration.
-bool CheckStep(CheckRun& run, Duty duty, BareHost& host, const char* suffix) {
-    const auto start = Clock::now();
-    const bool came = host.WaitForStep(suffix, run.limit);
-    const std::string step = std::string("_SERVICE") + suffix;
-    run.list.Record(duty, came,
-                    step + " from " + host.Partner() + " after " +
-                        InMilliseconds(SecondsSince(start)),
-                    NotWithin(step, run));
-    return came;
+bool CheckListRequested(CheckRun& run, BareHost& host, std::size_t count, const char* when) {
+    if (!host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, count, run.limit)) {
+        Fail(run, host, ChecklistRow(APPLIST_LOCAL_CREATED_EVENT), "during the handshake",
+             NotWithin("notification 4", run) + " " + when);
+        return false;
+    }
+    run.list.Pass(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT),
+                  "each time, last " + std::string(when));
+    return true;
 }
 
-void CheckListRequested(CheckRun& run, BareHost& host, const char* when) {
-    const bool came = host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, 1, run.limit);
-    run.list.Record(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT), came,
-                    "each time, last " + std::string(when),
-                    NotWithin("notification 4", run) + " " + when);
+// Each reply that is missing costs the whole limit.
+bool CanQuery(const CheckRun& run) {
+    return !run.list.IsBroken(ChecklistRow(APPLIST_GET_SELECTION_FNC)) &&
+           !run.list.IsBroken(Duty::ServesAtOnce);
 }
 
 // The partner must register its object before its first announcement.
 void CheckServesAtOnce(CheckRun& run, BareHost& host) {
-    const SentRequest request = host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
-    run.list.Record(Duty::ServesAtOnce, request.problem.empty(),
-                    "reply to 2001 after " + InMilliseconds(request.seconds),
-                    "2001: " + request.problem);
+    if (!CanQuery(run)) {
+        return;
+    }
+    const SentRequest request = Send(run, host, APPLIST_GET_SELECTION_FNC);
+    if (request.problem.empty()) {
+        run.list.Pass(Duty::ServesAtOnce, "reply to 2001 after " + InMilliseconds(request.seconds));
+    } else if (request.isUnknownObject) {
+        run.list.Break(Duty::ServesAtOnce, "2001: " + request.problem);
+    } else {
+        Fail(run, host, ChecklistRow(APPLIST_GET_SELECTION_FNC), "during 2001", request.problem);
+        run.list.Skip(Duty::ServesAtOnce, "no valid reply to 2001");
+    }
 }
 
 // The partner has announced itself. A host that started earlier answers like this.
 bool AnswerPartnersSyn(CheckRun& run, BareHost& host) {
     host.Announce("_SYN_ACK");
-    if (!CheckStep(run, Duty::AnswersSynAck, host, "_ACK")) {
+    if (!CheckStep(run, Duty::AnswersSynAck, host, "_ACK", "during _CLIENT_SYN_ACK")) {
         return false;
     }
     CheckServesAtOnce(run, host);
-    CheckListRequested(run, host, "with the host started first");
+    CheckListRequested(run, host, 1, "with the host started first");
     return true;
 }
 
@@ -64,7 +70,7 @@ bool StartPartner(CheckRun& run, BareHost& host) {
     if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
-        run.output.State("Please start the partner, within " + InSeconds(run.wait) + ".");
+        run.ask("Please start the partner, within " + InSeconds(run.wait) + ".");
         seconds = run.wait;
     } else {
         return false;
@@ -74,6 +80,7 @@ bool StartPartner(CheckRun& run, BareHost& host) {
         // A partner without this announcement may still run.
         return false;
     }
+    run.partner.OnPartnerFound();
     run.list.Pass(
         Duty::AnnouncesItself,
         "_SERVICE_SYN from " + host.Partner() +
@@ -97,18 +104,101 @@ void AnnounceSlowly(CheckRun& run, BareHost& host) {
 // A crossed start: the bound partner must answer this step again.
 void CheckCrossed(CheckRun& run, BareHost& host) {
     host.ClearSteps();
+    const std::size_t before = host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
     host.Announce("_SYN_ACK");
-    CheckStep(run, Duty::AnswersWhenBound, host, "_ACK");
+    if (CheckStep(run, Duty::AnswersWhenBound, host, "_ACK", "during a second _CLIENT_SYN_ACK") &&
+        !run.list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT))) {
+        CheckListRequested(run, host, before + 1, "after a second _CLIENT_SYN_ACK");
+    }
+}
+
+bool HasSelection(const SentRequest& query) {
+    const std::string reply(query.reply.begin(), query.reply.end());
+    return reply.find("\n" + SELECTED.id) != std::string::npos;
+}
+
+// @return whether the partner has a selection now
+bool FillList(CheckRun& run, BareHost& host) {
+    return CanQuery(run) && Send(run, host, APPLIST_ADD_ITEMS_FNC, {SELECTED}).problem.empty() &&
+           Send(run, host, APPLIST_SET_SELECTION_FNC, {SELECTED}).problem.empty() &&
+           HasSelection(Send(run, host, APPLIST_GET_SELECTION_FNC));
+}
+
+void CheckEmptied(CheckRun& run, BareHost& host, bool wasFilled, const char* when) {
+    if (!wasFilled) {
+        run.list.Skip(Duty::EmptiesItsList, "the partner had no selection before");
+        return;
+    }
+    const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
+    if (query.problem.empty()) {
+        run.list.Record(Duty::EmptiesItsList, !HasSelection(query),
+                        "with the same and with the next host",
+                        "the old selection is the reply to 2001 " + std::string(when));
+    }
+}
+
+// The host has made a new list on its connection.
+void CheckSynAgain(CheckRun& run, BareHost& host) {
+    const bool isFilled = FillList(run, host);
+    const std::size_t before = host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
+    host.ClearSteps();
+    host.Announce("_SYN");
+    if (!CheckStep(run, Duty::AnswersSynAgain, host, "_SYN_ACK", "during a second _CLIENT_SYN")) {
+        return;
+    }
+    host.Announce("_ACK");
+    if (run.list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT))) {
+        WaitFor(SILENCE_S);
+    } else if (!CheckListRequested(run, host, before + 1, "after a second _CLIENT_SYN")) {
+        return;
+    }
+    CheckEmptied(run, host, isFilled, "after a second _CLIENT_SYN");
 }
 
 void CheckSecondHost(CheckRun& run, BareHost& first) {
+    if (run.isAway) {
+        return;
+    }
     BareHost second;
     second.Announce("_SYN");
     const bool answered = second.WaitForStep("_SYN_ACK", SILENCE_S);
-    const SentRequest request = first.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
     run.list.Record(
         Duty::KeepsItsHost, !answered, "no answer to _CLIENT_SYN of " + second.UniqueName(),
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
+}
+
+// @return whether the partner has a selection for the next host to find
+bool CheckFirstHost(CheckRun& run, BareHost& host) {
+    AnnounceSlowly(run, host);
+    if (!CheckStep(run, Duty::AnswersSyn, host, "_SYN_ACK", "during _CLIENT_SYN")) {
+        return false;
+    }
+    run.list.Pass(Duty::WaitsForTheRelease,
+                  "no answer for " + InMilliseconds(SILENCE_S) + " while _CLIENT_SYN was owned");
+    CheckServesAtOnce(run, host);
+    host.Announce("_ACK");
+    CheckListRequested(run, host, 1, "with the partner started first");
+    CheckCrossed(run, host);
+    CheckSynAgain(run, host);
+    const bool isFilled = FillList(run, host);
+    CheckSecondHost(run, host);
+    return isFilled;
+}
+
+void CheckNames(CheckRun& run, BareHost& host) {
+    // An announcement owns its name for a moment.
+
+    for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
+        const auto isFree = [&] { return host.OwnerOfPartnersName(suffix).empty(); };
+        for (int i = 0; i < 5 && !isFree(); ++i) {
+            WaitFor(SILENCE_S / 5);
+        }
+        if (!isFree()) {
+            run.list.Break(Duty::ReleasesNames, host.OwnerOfPartnersName(suffix) +
+                                                    " owns _SERVICE" + suffix +
+                                                    " and does not release it");
+        }
+    }
 }
 
 bool Find(CheckRun& run, BareHost& host) {
@@ -117,8 +207,9 @@ bool Find(CheckRun& run, BareHost& host) {
             AnswerPartnersSyn(run, host);
             return true;
         }
-        run.list.Break(Duty::AnnouncesItself,
-                       NotWithin("_SERVICE_SYN", run) + " from the command of --restart");
+        FailStep(run, host, Duty::AnnouncesItself, "_SYN", "at its start",
+                 NotWithin("_SERVICE_SYN", run) + " from the command of --restart" +
+                     run.partner.DescribeEnd());
     }
     host.Announce("_SYN");
     if (host.WaitForStep("_SYN_ACK", run.limit)) {
@@ -132,68 +223,76 @@ bool Find(CheckRun& run, BareHost& host) {
         AnswerPartnersSyn(run, host);
         return true;
     }
+    CheckNames(run, host);
     return false;
+}
+
+// One start of both sides. @return whether the host is ready
+bool StartTogether(CheckRun& run, double hostStart) {
+    run.partner.Stop(); // before the new host starts, which it would find
+    BareHost host;
+    host.FollowHandshake();
+    run.partner.Run();
+    WaitUntil([&] { return host.HasSeen("_SYN"); }, hostStart);
+    host.Announce("_SYN");
+    return WaitUntil([&] { return host.IsReady(); }, run.limit);
+}
+
+// The two first announcements cross: neither side has received the other's.
+bool StartCrossed(CheckRun& run) {
+    run.partner.Stop();
+    BareHost host;
+    run.partner.Run();
+    if (!host.WaitForStep("_SYN", run.limit)) {
+        return false;
+    }
+    host.Announce("_SYN");
+    if (!host.WaitForStep("_SYN_ACK", run.limit)) {
+        return false;
+    }
+    host.Announce("_SYN_ACK");
+    return host.WaitForStep("_ACK", run.limit);
 }
 
 } // namespace
 
-std::string InMilliseconds(double seconds) {
-    return std::to_string(std::lround(seconds * 1000)) + " ms";
-}
-
-std::string NotWithin(const std::string& what, const CheckRun& run) {
-    return "no " + what + " within " + InSeconds(run.limit);
-}
-
-std::unique_ptr<BareHost> FreePartner(CheckRun& run, std::unique_ptr<BareHost> host) {
-    auto next = std::make_unique<BareHost>();
-    host.reset();
-    next->WaitForStep("_SYN", run.limit);
-    return next;
-}
-
-bool HandshakeCheck::FindPartner(CheckRun& run) {
+HostPointer HandshakeCheck::FindPartner(CheckRun& run) {
     auto host = std::make_unique<BareHost>();
     const bool found = Find(run, *host);
-    if (found) {
-        FreePartner(run, std::move(host));
-    }
-    return found;
+    RecordTraffic(run, host->Seen());
+    return found ? std::move(host) : nullptr;
 }
 
-void HandshakeCheck::CheckTwoHosts(CheckRun& run) {
-    auto host = std::make_unique<BareHost>();
-    BareHost& second = *host;
-    {
-        BareHost first;
-        AnnounceSlowly(run, first);
-        const bool isBound = CheckStep(run, Duty::AnswersSyn, first, "_SYN_ACK");
-        if (isBound) {
-            run.list.Pass(Duty::WaitsForTheRelease, "no answer for " + InMilliseconds(SILENCE_S) +
-                                                        " while _CLIENT_SYN was owned");
-            CheckServesAtOnce(run, first);
-            first.Announce("_ACK");
-            CheckListRequested(run, first, "with the partner started first");
-            CheckCrossed(run, first);
-            CheckSecondHost(run, first);
-            RequestCheck::Check(run, first);
-        } else {
-            run.list.Skip(Duty::AnswersWhenBound, "the partner is not bound to the host");
-        }
-        RecordTraffic(run, first.Seen());
-        second.ClearSteps();
+HostPointer HandshakeCheck::CheckHosts(CheckRun& run, HostPointer host) {
+    host = FreshHost(run, std::move(host));
+    if (run.isAway) {
+        return host;
     }
-    if (!CheckStep(run, Duty::AnnouncesItselfAgain, second, "_SYN") ||
-        !AnswerPartnersSyn(run, second)) {
-        ReplacementCheck::Skip(run, "it does not find the next host");
-        return;
+    const bool isFilled = CheckFirstHost(run, *host);
+    run.list.Skip(Duty::AnswersWhenBound, "the partner is not bound to the host");
+    RecordTraffic(run, host->Seen());
+    host = FreshHost(run, std::move(host));
+    if (!run.isAway && AnswerPartnersSyn(run, *host)) {
+        const bool isNextHost = !run.list.IsBroken(Duty::AnnouncesItselfAgain);
+        CheckEmptied(run, *host, isFilled && isNextHost, "of the next host");
     }
-    RecordTraffic(run, second.Seen());
-    ReplacementCheck::Check(run, std::move(host));
+    RecordTraffic(run, host->Seen());
+    if (!run.isAway) {
+        CheckNames(run, *host);
+        run.list.Pass(Duty::ReleasesNames, "the three names have no owner");
+    }
+    return host;
 }
 
 // The start of a partner takes some time. Each run starts the host at another moment of it.
 void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
+    for (const Duty duty : {Duty::AnnouncesItself, Duty::ReleasesNames, Duty::AnswersSyn,
+                            Duty::AnswersSynAck, Duty::AnswersWhenBound}) {
+        if (run.list.IsBroken(duty)) {
+            run.list.Skip(Duty::StartsTogether, "needs the answers above");
+            return;
+        }
+    }
     double startTime = 0;
     run.partner.Stop();
     {
@@ -206,20 +305,15 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
         }
         startTime = SecondsSince(start);
     }
-    int found = 0;
-    for (int i = 0; i < STARTS_TOGETHER; ++i) {
-        run.partner.Stop(); // before the new host starts, which it would find
-        BareHost host;
-        host.FollowHandshake();
-        run.partner.Run();
-        WaitUntil([&] { return host.HasSeen("_SYN"); }, startTime * (i + 1) / STARTS_TOGETHER);
-        host.Announce("_SYN");
-        WaitUntil([&] { return host.IsReady(); }, run.limit);
-        found += host.IsReady() ? 1 : 0;
+    int found = StartCrossed(run) ? 1 : 0;
+    for (int i = 1; i < STARTS_TOGETHER; ++i) {
+        found += StartTogether(run, startTime * i / (STARTS_TOGETHER - 1)) ? 1 : 0;
     }
     const std::string count =
         std::to_string(found) + " of " + std::to_string(STARTS_TOGETHER) + " starts";
     run.list.Record(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
+    run.partner.Stop();
+    run.isAway = true; // the next host starts it
 }
 
 } // namespace applistctl

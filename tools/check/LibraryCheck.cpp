@@ -94,18 +94,22 @@ bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     }
     run.list.Record(Duty::WorksWithTheLibrary, problem.empty(),
                     std::to_string(count) + " operations, the slowest " + InMilliseconds(slowest),
-                    problem);
+                    problem.empty() ? problem : problem + run.partner.DescribeEnd());
     return problem.empty();
 }
 
 void CheckRestart(CheckRun& run, const Traffic& traffic) {
+    if (run.list.IsBroken(Duty::AnnouncesItself) || run.list.IsBroken(Duty::AnswersSynAck)) {
+        run.list.Skip(Duty::ReconnectsAfterARestart, "needs _SERVICE_SYN and _SERVICE_ACK");
+        return;
+    }
     const std::size_t fills = CountAnswered(traffic, APPLIST_SET_SELECTION_FNC);
     const std::size_t created = traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
     double seconds = run.limit;
     if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
-        run.output.State("Please restart the partner, within " + InSeconds(run.wait) + ".");
+        run.ask("Please restart the partner, within " + InSeconds(run.wait) + ".");
         seconds = run.wait;
     } else {
         run.list.Skip(Duty::ReconnectsAfterARestart, "no restart requested (--restart, --wait)");
@@ -141,10 +145,9 @@ bool HasSentAll(const LibraryHost& host, const Traffic& traffic) {
 
 void CheckUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     if (run.wait > 0) {
-        run.output.State(
-            "Please select an item in the partner, click an item, and change the list, "
-            "within " +
-            InSeconds(run.wait) + ".");
+        run.ask("Please select an item in the partner, click an item, and change the list, "
+                "within " +
+                InSeconds(run.wait) + ".");
         WaitUntil([&] { return HasSentAll(host, traffic); }, run.wait);
     }
     const std::string reason =
@@ -165,12 +168,46 @@ void CheckUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) 
     }
 }
 
+bool WaitForNext(CheckRun& run, const Traffic& traffic, std::int32_t id, std::size_t before) {
+    return WaitUntil([&] { return traffic.CountNotifications(id) > before; }, run.limit);
+}
+
+// One action of the partner's user, and the notification that must follow.
+bool Drive(CheckRun& run, const Traffic& traffic, const std::string& action,
+           const std::string& item, AppListNotification id) {
+    const std::size_t before = traffic.CountNotifications(id);
+    const std::string problem = run.drive.Run(action, item);
+    if (!problem.empty()) {
+        run.list.Break(ChecklistRow(id), problem);
+        return false;
+    }
+    const bool hasCome = WaitForNext(run, traffic, id, before);
+    run.list.Record(ChecklistRow(id), hasCome, "after \"" + action + " " + item + "\"",
+                    NotWithin("notification " + std::to_string(static_cast<int>(id)), run) +
+                        " of \"" + action + " " + item + "\"");
+    return hasCome;
+}
+
+// The command of --drive is the user.
+void DriveUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
+    const int before = host.Selections();
+    if (Drive(run, traffic, "select", "check.photos", APPLIST_ITEM_SELECTION_EVENT)) {
+        WaitUntil([&] { return host.Selections() > before; }, run.limit);
+        run.list.Record(ChecklistRow(APPLIST_ITEM_SELECTION_EVENT), host.Selection() == "Photos",
+                        "the library selected Photos",
+                        "the library selected " + host.Selection() + ", not Photos");
+    }
+    Drive(run, traffic, "click", "check.clock", APPLIST_ITEM_CLICKED_EVENT);
+    Drive(run, traffic, "change", "check.music", APPLIST_ITEM_CHANGE_EVENT);
+    Drive(run, traffic, "remove", "check.clock", APPLIST_ITEM_CHANGE_EVENT);
+}
+
 } // namespace
 
 void LibraryCheck::Check(CheckRun& run) {
     SystemBus bus([](const std::string&) {});
     if (bus.Connection() == nullptr) {
-        run.output.Error("no bus: " + bus.Problem());
+        run.list.Skip(Duty::WorksWithTheLibrary, "no bus: " + bus.Problem());
         return;
     }
     const Traffic traffic(bus.Connection());
@@ -182,11 +219,13 @@ void LibraryCheck::Check(CheckRun& run) {
     }
     if (!WaitUntilFilled(run, traffic, 1, run.limit)) {
         run.list.Break(Duty::WorksWithTheLibrary,
-                       "the list was not requested and answered within " + InSeconds(run.limit));
+                       "the list was not requested and answered within " + InSeconds(run.limit) +
+                           run.partner.DescribeEnd());
         return;
     }
     if (CheckOperations(run, *host, traffic)) {
-        CheckUserActions(run, *host, traffic);
+        run.drive.IsGiven() ? DriveUserActions(run, *host, traffic)
+                            : CheckUserActions(run, *host, traffic);
         CheckRestart(run, traffic);
     }
     RecordTraffic(run, traffic);

@@ -2,6 +2,8 @@
 #ifndef APPLIST_TOOLS_PARTNERCOMMAND_H
 #define APPLIST_TOOLS_PARTNERCOMMAND_H
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -11,8 +13,12 @@ namespace applistctl {
 
 class PartnerCommand {
 public:
-    /** @param command for the shell; empty for none */
-    explicit PartnerCommand(std::string command) : m_command(std::move(command)) {}
+    /**
+     * @param command for the shell; empty for none
+     * @param onStart called with the process group of each run
+     */
+    PartnerCommand(std::string command, std::function<void(pid_t)> onStart)
+        : m_command(std::move(command)), m_onStart(std::move(onStart)) {}
     ~PartnerCommand() { Stop(); }
 
     PartnerCommand(const PartnerCommand&) = delete;
@@ -26,10 +32,21 @@ public:
     /** Stops the processes of the last run. */
     void Stop();
 
+    /** The partner has announced itself: a command that has ended by now is not the partner. */
+    void OnPartnerFound();
+
+    /** ", exit status 7": of a partner that has left the bus. Empty without knowledge of it. */
+    std::string DescribeEnd();
+
 private:
+    bool HasEnded();
+
     std::string m_command;
-    pid_t m_pid = -1; ///< of the shell, the leader of a new process group
-    int m_input = -1; ///< kept open: a partner may exit at the end of its input
+    std::function<void(pid_t)> m_onStart;
+    pid_t m_pid = -1;            ///< of the shell, the leader of a new process group
+    int m_input = -1;            ///< kept open: a partner may exit at the end of its input
+    std::optional<int> m_status; ///< of waitpid
+    bool m_isPartner = true;     ///< the process of the command is the partner
 };
 
 } // namespace applistctl

@@ -19,12 +19,15 @@ std::string Since(Clock::time_point start) {
     return InMilliseconds(std::chrono::duration<double>(Clock::now() - start).count());
 }
 
-bool WaitForList(CheckRun& run, BareHost& host, std::size_t count) {
-    return host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, count, run.limit);
+bool WaitForList(CheckRun& run, BareHost& host) {
+    return host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, 1, run.limit);
 }
 
 // A partner that has broken its duty is free: bind it, so that the end of this host frees it again.
 void BindFreePartner(CheckRun& run, BareHost& host) {
+    if (run.isAway) {
+        return;
+    }
     host.ClearSteps();
     host.Announce("_SYN");
     host.WaitForStep("_SYN_ACK", run.limit);
@@ -35,8 +38,12 @@ void CheckRepeatsWhileFree(CheckRun& run, BareHost& host) {
     const auto start = Clock::now();
     host.ClearSteps(); // of the first one
     const bool repeated = host.WaitForStep("_SYN", run.limit);
-    run.list.Record(Duty::RepeatsWhileFree, repeated, "after " + Since(start),
-                    NotWithin("second _SERVICE_SYN", run));
+    if (repeated) {
+        run.list.Pass(Duty::RepeatsWhileFree, "after " + Since(start));
+    } else {
+        FailStep(run, host, Duty::RepeatsWhileFree, "_SYN", "without a host",
+                 NotWithin("second _SERVICE_SYN", run));
+    }
 }
 
 // The host takes this partner for the predecessor and announces _CLIENT_SYN_ACK, as a host does
@@ -44,40 +51,41 @@ void CheckRepeatsWhileFree(CheckRun& run, BareHost& host) {
 // another _SERVICE_SYN finds a host in that state.
 void CheckRepeatsWhileUnasked(CheckRun& run, BareHost& host) {
     host.Announce("_SYN_ACK");
-    if (!host.WaitForStep("_ACK", run.limit) || !WaitForList(run, host, 1)) {
+    if (!host.WaitForStep("_ACK", run.limit)) {
         run.list.Skip(Duty::RepeatsWhileUnasked, "it has not bound to the host");
         return;
     }
     const auto start = Clock::now();
     host.ClearSteps();
     if (!host.WaitForStep("_SYN", run.limit)) {
-        run.list.Break(Duty::RepeatsWhileUnasked, NotWithin("second _SERVICE_SYN", run));
+        FailStep(run, host, Duty::RepeatsWhileUnasked, "_SYN", "while its host requests nothing",
+                 NotWithin("second _SERVICE_SYN", run));
         return;
     }
-    const std::string time = Since(start);
-    host.Announce("_SYN_ACK");
-    const bool connected = host.WaitForStep("_ACK", run.limit) && WaitForList(run, host, 2);
-    run.list.Record(Duty::RepeatsWhileUnasked, connected,
-                    "after " + time + ", then _SERVICE_ACK and notification 4",
-                    NotWithin("_SERVICE_ACK with notification 4", run) + " of the second one");
+    run.list.Pass(Duty::RepeatsWhileUnasked, "after " + Since(start));
+    if (!run.list.IsBroken(Duty::AnswersWhenBound)) {
+        host.Announce("_SYN_ACK");
+        CheckStep(run, Duty::AnswersWhenBound, host, "_ACK", "during _CLIENT_SYN_ACK");
+    }
 }
 
 // The host was bound by an answer that was meant for another one, and acknowledges it.
 void CheckBindsOnAck(CheckRun& run, BareHost& host) {
     const auto start = Clock::now();
     host.Announce("_ACK");
-    const bool taken = WaitForList(run, host, 1);
-    run.list.Record(Duty::BindsOnAck, taken, "notification 4 after " + Since(start),
-                    NotWithin("notification 4", run));
-    if (!taken) {
-        BindFreePartner(run, host);
+    if (WaitForList(run, host)) {
+        run.list.Pass(Duty::BindsOnAck, "notification 4 after " + Since(start));
+        return;
     }
+    Fail(run, host, Duty::BindsOnAck, "during _CLIENT_ACK", NotWithin("notification 4", run));
+    BindFreePartner(run, host);
 }
 
 // The same while the partner is bound to that other one, which then goes: the host was started in
 // its place while the partner was stopped.
-std::unique_ptr<BareHost> CheckRemembersOthers(CheckRun& run, std::unique_ptr<BareHost> host) {
+HostPointer CheckRemembersOthers(CheckRun& run, HostPointer host) {
     auto next = std::make_unique<BareHost>();
+    next->Remember(host->Partner());
     host->Announce("_SYN");
     if (!host->WaitForStep("_SYN_ACK", run.limit)) {
         run.list.Skip(Duty::RemembersOthers, "it has not bound to the host");
@@ -86,13 +94,14 @@ std::unique_ptr<BareHost> CheckRemembersOthers(CheckRun& run, std::unique_ptr<Ba
     next->Announce("_ACK");
     const auto start = Clock::now();
     host.reset();
-    const bool taken = WaitForList(run, *next, 1);
-    run.list.Record(Duty::RemembersOthers, taken, "notification 4 after " + Since(start),
-                    NotWithin("notification 4", run) +
-                        " of the end of the host before, to the one that announced _CLIENT_ACK");
-    if (!taken) {
-        BindFreePartner(run, *next);
+    if (WaitForList(run, *next)) {
+        run.list.Pass(Duty::RemembersOthers, "notification 4 after " + Since(start));
+        return next;
     }
+    Fail(run, *next, Duty::RemembersOthers, "at the end of its host",
+         NotWithin("notification 4", run) +
+             " of the end of the previous host, to the sender of _CLIENT_ACK");
+    BindFreePartner(run, *next);
     return next;
 }
 
@@ -105,34 +114,63 @@ void CheckRepeatsRefused(CheckRun& run, BareHost& host) {
         return;
     }
     host.Announce("_SYN_ACK");
-    host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, run.limit);
+    Send(run, host, APPLIST_GET_SELECTION_FNC);
     host.ReleasePartnersName("_ACK");
     const auto start = Clock::now();
-    const bool repeated = host.WaitForStep("_ACK", run.limit);
-    run.list.Record(Duty::RepeatsRefused, repeated,
-                    "_SERVICE_ACK, " + Since(start) + " after its name was free",
-                    NotWithin("_SERVICE_ACK", run) + " after its name was free");
+    if (host.WaitForStep("_ACK", run.limit)) {
+        run.list.Pass(Duty::RepeatsRefused,
+                      "_SERVICE_ACK, " + Since(start) + " after its name was free");
+    } else {
+        Fail(run, host, Duty::RepeatsRefused, "during _CLIENT_SYN_ACK",
+             NotWithin("_SERVICE_ACK", run) + " after its name was free");
+    }
+}
+
+HostPointer CheckAcks(CheckRun& run, HostPointer host) {
+    host = FreshHost(run, std::move(host));
+    if (!run.isAway) {
+        CheckBindsOnAck(run, *host);
+    }
+    if (run.list.IsBroken(Duty::AnnouncesItselfAgain)) {
+        run.list.Skip(Duty::RemembersOthers, "the partner does not notice the end of its host");
+        return host;
+    }
+    host = FreshHost(run, std::move(host));
+    return run.isAway ? std::move(host) : CheckRemembersOthers(run, std::move(host));
+}
+
+void Skip(CheckRun& run, const std::string& reason) {
+    for (const Duty duty : DUTIES) {
+        run.list.Skip(duty, reason);
+    }
 }
 
 } // namespace
 
-void ReplacementCheck::Check(CheckRun& run, std::unique_ptr<BareHost> host) {
-    host = FreePartner(run, std::move(host));
-    CheckRepeatsWhileFree(run, *host);
-    CheckRepeatsWhileUnasked(run, *host);
-    host = FreePartner(run, std::move(host));
-    CheckBindsOnAck(run, *host);
-    host = FreePartner(run, std::move(host));
-    host = CheckRemembersOthers(run, std::move(host));
-    host = FreePartner(run, std::move(host));
-    CheckRepeatsRefused(run, *host);
-    FreePartner(run, std::move(host));
-}
-
-void ReplacementCheck::Skip(CheckRun& run, const std::string& reason) {
-    for (const Duty duty : DUTIES) {
-        run.list.Skip(duty, reason);
+HostPointer ReplacementCheck::Check(CheckRun& run, HostPointer host) {
+    for (const Duty duty : {Duty::AnnouncesItself, Duty::ReleasesNames, Duty::AnswersSynAck}) {
+        if (run.list.IsBroken(duty)) {
+            Skip(run, "needs _SERVICE_SYN and _SERVICE_ACK");
+            return host;
+        }
     }
+    host = FreshHost(run, std::move(host));
+    if (!run.isAway) {
+        CheckRepeatsWhileFree(run, *host);
+        CheckRepeatsWhileUnasked(run, *host);
+    }
+    if (run.list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT))) {
+        run.list.Skip(Duty::BindsOnAck, "needs notification 4");
+        run.list.Skip(Duty::RemembersOthers, "needs notification 4");
+    } else {
+        host = CheckAcks(run, std::move(host));
+    }
+    host = FreshHost(run, std::move(host));
+    if (!run.isAway) {
+        CheckRepeatsRefused(run, *host);
+    }
+    Skip(run, "no partner");
+    return host;
 }
 
 } // namespace applistctl

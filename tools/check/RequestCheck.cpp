@@ -1,91 +1,288 @@
 #include <check/CheckRun.h>
 
+#include <iterator>
+#include <utility>
+
 #include <applist/MessageIds.h>
+#include <ipc/MessageFraming.h>
+#include <shared/Protocol.h>
 
 namespace applistctl {
 
 namespace {
 
-const ListedItem FIRST = {"First", "check.first"};
-const ListedItem SECOND = {"Second", "check.second"};
-const ListedItem THIRD = {"Third", "check.third"};
-const ListedItem CHANGED = {"First, changed", "check.changed"};
+constexpr std::int32_t UNKNOWN_ID = 2999;
 
-std::string Quote(const std::vector<char>& bytes) {
-    return bytes.empty()
-               ? "nothing"
-               : "\"" + ItemListing::Printable(std::string(bytes.begin(), bytes.end())) + "\"";
+std::string TextOf(const SentRequest& request) {
+    return {request.reply.begin(), request.reply.end()};
+}
+
+std::string Quote(const std::string& bytes) {
+    return bytes.empty() ? "nothing" : "\"" + bytes + "\"";
 }
 
 std::string RecordOf(const ListedItem& item) {
     return item.name + "\n" + item.id + "\n";
 }
 
-// Sends the requests of one host, and records the replies.
+// Tolerates a reply with a missing end, which another duty reports.
+bool Names(const std::string& reply, const std::string& id) {
+    return reply.find("\n" + id) != std::string::npos;
+}
+
+// Sends the requests of one host after the other. Each step has items of its own, so that a fault
+// of an earlier step changes no later one.
 class RequestSender {
 public:
-    RequestSender(CheckRun& run, BareHost& host) : m_run(run), m_host(host) {}
+    RequestSender(CheckRun& run, HostPointer host) : m_run(run), m_host(std::move(host)) {}
 
-    std::vector<char> Send(AppListRequest id, const std::vector<ListedItem>& items) {
-        const SentRequest request = m_host.SendRequest(id, items, m_run.limit);
-        m_run.list.Record(ChecklistRow(id), request.problem.empty(),
-                          "in " + InMilliseconds(request.seconds), request.problem);
-        m_hasReply = request.problem.empty();
-        return request.reply;
+    HostPointer TakeHost() { return std::move(m_host); }
+
+    /** Connects a new host after the loss of the partner. @return false without a partner */
+    bool IsConnected() {
+        if (!m_run.isAway) {
+            return true;
+        }
+        RecordTraffic(m_run, m_host->Seen());
+        m_host = FreshHost(m_run, std::move(m_host));
+        return Connect(m_run, *m_host);
+    }
+
+    /** Sends a request, and records its reply. */
+    SentRequest Send(AppListRequest id, const std::vector<ListedItem>& items = {}) {
+        SentRequest request;
+        if (!m_run.list.IsBroken(ChecklistRow(id))) {
+            request = applistctl::Send(m_run, *m_host, id, items);
+        } else {
+            request.problem = "not sent"; // each missing reply costs the whole limit
+        }
+        if (request.problem.empty()) {
+            m_run.list.Pass(ChecklistRow(id), "in " + InMilliseconds(request.seconds));
+        } else if (!m_run.isAway) {
+            m_run.list.Break(ChecklistRow(id), request.problem);
+        } else {
+            m_run.list.Skip(ChecklistRow(id), "the partner had left the bus");
+        }
+        return request;
+    }
+
+    bool Succeeds(AppListRequest id, const std::vector<ListedItem>& items = {}) {
+        return Send(id, items).problem.empty();
+    }
+
+    /** @return whether the partner selects @p item, as its reply to 2001 */
+    bool Selects(const ListedItem& item) {
+        return Succeeds(APPLIST_SET_SELECTION_FNC, {item}) &&
+               Names(TextOf(Send(APPLIST_GET_SELECTION_FNC)), item.id);
     }
 
     /** Expects @p item as the selection; null for none. @param after the reason, for the report */
     void ExpectSelection(const ListedItem* item, const char* after) {
-        const std::vector<char> reply = Send(APPLIST_GET_SELECTION_FNC, {});
-        if (!m_hasReply) {
+        const SentRequest query = Send(APPLIST_GET_SELECTION_FNC);
+        if (!query.problem.empty()) {
             m_run.list.Skip(Duty::RepliesWithTheSelection, "no valid reply to 2001");
             return;
         }
         const std::string wanted = item != nullptr ? RecordOf(*item) : "";
-        m_run.list.Record(
-            Duty::RepliesWithTheSelection, std::string(reply.begin(), reply.end()) == wanted,
-            "byte for byte, and empty without a selection",
-            Quote(reply) + " after " + after + ", not " + Quote({wanted.begin(), wanted.end()}));
+        m_run.list.Record(Duty::RepliesWithTheSelection, TextOf(query) == wanted,
+                          "byte for byte, and empty without a selection",
+                          Quote(TextOf(query)) + " after " + after + ", not " + Quote(wanted));
     }
 
-    /** Expects another selection, or none. */
-    void ExpectNotSelected(const ListedItem& gone, const char* after) {
-        const std::vector<char> reply = Send(APPLIST_GET_SELECTION_FNC, {});
-        if (!m_hasReply) {
-            m_run.list.Skip(Duty::DropsARemovedSelection, "no valid reply to 2001");
+    /** Sends bytes that no host with the library sends. The reply and the partner are recorded. */
+    void CheckBytes(Duty duty, const std::vector<char>& message, const std::string& what) {
+        const SentRequest request = m_host->SendBytes(message, m_run.limit);
+        if (!request.problem.empty()) {
+            Fail(m_run, *m_host, duty, "during " + what, request.problem);
             return;
         }
-        const bool isGone =
-            std::string(reply.begin(), reply.end()).find("\n" + gone.id) == std::string::npos;
-        m_run.list.Record(Duty::DropsARemovedSelection, isGone, "after 2008 and 2007",
-                          Quote(reply) + " after " + after);
+        const SentRequest next = m_host->SendRequest(APPLIST_GET_SELECTION_FNC, {}, m_run.limit);
+        if (!next.problem.empty()) {
+            Fail(m_run, *m_host, duty, "after " + what, "2001 after it: " + next.problem);
+        } else {
+            m_run.list.Record(duty, request.reply.empty(), "and continues",
+                              Quote(TextOf(request)) + " is the reply to " + what);
+        }
     }
+
+    void CheckSelection();
+    void CheckRemoval();
+    void CheckModification();
+    void CheckKnownItems();
+    void CheckAnyBytes();
+    void CheckClear();
 
 private:
     CheckRun& m_run;
-    BareHost& m_host;
-    bool m_hasReply = false;
+    HostPointer m_host;
 };
+
+void RequestSender::CheckSelection() {
+    const ListedItem first = {"First", "check.first"};
+    const ListedItem second = {"Second", "check.second"};
+    if (Succeeds(APPLIST_ADD_ITEMS_FNC, {first, second}) &&
+        Succeeds(APPLIST_SET_SELECTION_FNC, {second})) {
+        ExpectSelection(&second, "2000 selected it");
+    }
+    Send(APPLIST_SET_CLICKED_FNC, {first});
+}
+
+void RequestSender::CheckRemoval() {
+    const ListedItem item = {"Third", "check.third"};
+    if (!Succeeds(APPLIST_ADD_ITEM_AT_END_FNC, {item}) || !Selects(item)) {
+        m_run.list.Skip(Duty::DropsARemovedSelection, "the item is not selected before 2007");
+        return;
+    }
+    if (!Succeeds(APPLIST_REMOVE_ITEM_FNC, {item})) {
+        return;
+    }
+    const SentRequest query = Send(APPLIST_GET_SELECTION_FNC);
+    if (query.problem.empty()) {
+        m_run.list.Record(Duty::DropsARemovedSelection, !Names(TextOf(query), item.id),
+                          "after 2007", Quote(TextOf(query)) + " after 2007 removed it");
+    }
+}
+
+void RequestSender::CheckModification() {
+    const ListedItem before = {"Fourth", "check.fourth"};
+    const ListedItem after = {"Fourth, changed", "check.changed"};
+    if (!Succeeds(APPLIST_ADD_ITEMS_FNC, {before}) || !Selects(before)) {
+        m_run.list.Skip(Duty::MovesAModifiedSelection, "the item is not selected before 2008");
+        return;
+    }
+    if (!Succeeds(APPLIST_MODIFY_ITEM_FNC, {before, after})) {
+        return;
+    }
+    const SentRequest query = Send(APPLIST_GET_SELECTION_FNC);
+    if (query.problem.empty()) {
+        m_run.list.Record(Duty::MovesAModifiedSelection, Names(TextOf(query), after.id),
+                          "to " + after.id,
+                          Quote(TextOf(query)) + " after 2008 replaced it by " + after.id);
+    }
+}
+
+// The list of a partner cannot be read. A second item with the id is still there after 2007 has
+// removed the first one, and the reply to 2001 has the name of the second one.
+void RequestSender::CheckKnownItems() {
+    const ListedItem known = {"Fifth", "check.fifth"};
+    const ListedItem again = {"Fifth, again", "check.fifth"};
+    const ListedItem probe = {"Probe", "check.fifth"};
+    if (!Succeeds(APPLIST_ADD_ITEMS_FNC, {known}) || !Succeeds(APPLIST_ADD_ITEMS_FNC, {again}) ||
+        !Succeeds(APPLIST_REMOVE_ITEM_FNC, {known}) ||
+        !Succeeds(APPLIST_SET_SELECTION_FNC, {probe})) {
+        return;
+    }
+    const SentRequest query = Send(APPLIST_GET_SELECTION_FNC);
+    if (query.problem.empty()) {
+        m_run.list.Record(
+            Duty::SkipsKnownItems, TextOf(query).find(again.name) == std::string::npos,
+            "no second item after 2007", "a second item after 2004 with a known id and 2007");
+    }
+}
+
+void RequestSender::CheckAnyBytes() {
+    const ListedItem item = {"M\xfcnchen \xff", "check.\xfe\xff"};
+    const SentRequest request = m_host->SendRequest(APPLIST_ADD_ITEMS_FNC, {item}, m_run.limit);
+    if (!request.problem.empty()) {
+        Fail(m_run, *m_host, Duty::AcceptsAnyBytes, "during 2004 with a name that is not UTF-8",
+             request.problem);
+        return;
+    }
+    const SentRequest selection =
+        m_host->SendRequest(APPLIST_SET_SELECTION_FNC, {item}, m_run.limit);
+    const SentRequest query = m_host->SendRequest(APPLIST_GET_SELECTION_FNC, {}, m_run.limit);
+    if (!selection.problem.empty() || !query.problem.empty()) {
+        Fail(m_run, *m_host, Duty::AcceptsAnyBytes, "after 2004 with a name that is not UTF-8",
+             selection.problem + query.problem);
+    } else if (m_run.list.IsBroken(Duty::RepliesWithTheSelection)) {
+        m_run.list.Pass(Duty::AcceptsAnyBytes, "with a reply");
+    } else {
+        m_run.list.Record(
+            Duty::AcceptsAnyBytes, Names(TextOf(query), item.id), "and replies with the same bytes",
+            Quote(TextOf(query)) + " is the reply to 2001, not " + Quote(RecordOf(item)));
+    }
+}
+
+void RequestSender::CheckClear() {
+    const ListedItem item = {"Sixth", "check.sixth"};
+    if (Succeeds(APPLIST_ADD_ITEMS_FNC, {item}) && Selects(item) &&
+        Succeeds(APPLIST_REMOVE_ALL_ITEMS_FNC)) {
+        ExpectSelection(nullptr, "2003 emptied the list");
+    } else if (!m_run.isAway && !m_run.list.HasPassed(ChecklistRow(APPLIST_REMOVE_ALL_ITEMS_FNC))) {
+        Send(APPLIST_REMOVE_ALL_ITEMS_FNC);
+    }
+}
+
+// The rows of requests that an earlier broken request has prevented.
+void SendTheRest(CheckRun& run, RequestSender& sender) {
+    const ListedItem item = {"Seventh", "check.seventh"};
+    for (const RequestKind& kind : Protocol::REQUESTS) {
+        if (!run.list.HasPassed(ChecklistRow(kind.id)) &&
+            !run.list.IsBroken(ChecklistRow(kind.id)) && sender.IsConnected()) {
+            sender.Send(kind.id, std::vector<ListedItem>(kind.minRecords, item));
+        }
+    }
+}
+
+std::vector<char> UnknownMessage() {
+    std::vector<char> message;
+    MessageFraming::AppendId(message, UNKNOWN_ID);
+    return message;
+}
+
+void CheckAll(CheckRun& run, RequestSender& sender) {
+    using Step = void (RequestSender::*)();
+    for (const Step step : {&RequestSender::CheckSelection, &RequestSender::CheckRemoval,
+                            &RequestSender::CheckModification, &RequestSender::CheckKnownItems,
+                            &RequestSender::CheckClear}) {
+        if (sender.IsConnected()) {
+            (sender.*step)();
+        }
+    }
+    SendTheRest(run, sender);
+    if (run.list.IsBroken(ChecklistRow(APPLIST_GET_SELECTION_FNC)) ||
+        run.list.IsBroken(ChecklistRow(APPLIST_ADD_ITEMS_FNC)) ||
+        run.list.IsBroken(ChecklistRow(APPLIST_SET_SELECTION_FNC))) {
+        return;
+    }
+    if (sender.IsConnected()) {
+        sender.CheckAnyBytes();
+    }
+    if (sender.IsConnected()) {
+        sender.CheckBytes(Duty::AnswersUnknownIds, UnknownMessage(),
+                          "the unknown id " + std::to_string(UNKNOWN_ID));
+    }
+    if (sender.IsConnected()) {
+        sender.CheckBytes(Duty::AnswersShortFrames, {1, 2, 3}, "a frame of 3 bytes");
+    }
+}
+
+void SkipAll(CheckRun& run, const std::string& reason) {
+    for (const RowText& row : Duties::AllRows()) {
+        if (row.last == PHASE_REQUESTS && row.row.duty != Duty::SendsNotification) {
+            run.list.Skip(row.row, reason);
+        }
+    }
+}
 
 } // namespace
 
-void RequestCheck::Check(CheckRun& run, BareHost& host) {
-    RequestSender sender(run, host);
-    sender.Send(APPLIST_ADD_ITEMS_FNC, {FIRST, SECOND});
-    sender.Send(APPLIST_SET_SELECTION_FNC, {FIRST});
-    sender.ExpectSelection(&FIRST, "2000 selected it");
-    sender.Send(APPLIST_ADD_ITEM_AT_END_FNC, {THIRD});
-    sender.Send(APPLIST_SET_CLICKED_FNC, {THIRD});
-    sender.Send(APPLIST_SET_SELECTION_FNC, {THIRD});
-    sender.ExpectSelection(&THIRD, "2000 selected it");
-    sender.Send(APPLIST_REMOVE_ITEM_FNC, {THIRD});
-    sender.ExpectNotSelected(THIRD, "2007 removed it");
-    sender.Send(APPLIST_SET_SELECTION_FNC, {FIRST});
-    sender.Send(APPLIST_MODIFY_ITEM_FNC, {FIRST, CHANGED});
-    sender.ExpectNotSelected(FIRST, "2008 replaced it");
-    sender.Send(APPLIST_SET_SELECTION_FNC, {SECOND});
-    sender.Send(APPLIST_REMOVE_ALL_ITEMS_FNC, {});
-    sender.ExpectSelection(nullptr, "2003 emptied the list");
+HostPointer RequestCheck::Check(CheckRun& run, HostPointer host) {
+    host = FreshHost(run, std::move(host));
+    if (!Connect(run, *host)) {
+        SkipAll(run, "the partner is not bound to a host");
+        return host;
+    }
+    if (run.list.IsBroken(Duty::ServesAtOnce)) {
+        SkipAll(run, "the partner has no communication object");
+        return host;
+    }
+    RequestSender sender(run, std::move(host));
+    CheckAll(run, sender);
+    host = sender.TakeHost();
+    RecordTraffic(run, host->Seen());
+    SkipAll(run, "needs a request that is broken");
+    return host;
 }
 
 void RecordTraffic(CheckRun& run, const Traffic& traffic) {
@@ -103,6 +300,10 @@ void RecordTraffic(CheckRun& run, const Traffic& traffic) {
         if (!notification.problem.empty()) {
             run.list.Break(Duty::NotifiesItsHostOnly,
                            "a wrong notification: " + notification.problem);
+        } else if (notification.isBroadcast) {
+            run.list.Weaken(Duty::NotifiesItsHostOnly,
+                            "it is broadcast: every process on the bus may receive it, and learns "
+                            "the times of the user's actions");
         }
         ++count;
     }

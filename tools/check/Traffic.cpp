@@ -136,8 +136,10 @@ void Traffic::Record::AddReply(GDBusMessage* message) {
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - request->sent;
     request->seconds = time.count();
     if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
-        request->problem =
-            std::string("the reply is the error ") + g_dbus_message_get_error_name(message);
+        const std::string name = g_dbus_message_get_error_name(message);
+        request->problem = "the reply is the error " + name;
+        request->isUnknownService = name == "org.freedesktop.DBus.Error.ServiceUnknown";
+        request->isUnknownObject = name.rfind("org.freedesktop.DBus.Error.Unknown", 0) == 0;
     } else if (!ByteArray::FromVariant(g_dbus_message_get_body(message), request->reply)) {
         request->problem = "the reply has the type " + TypeOf(message) + ", not (ay)";
     }
@@ -153,9 +155,8 @@ void Traffic::Record::AddNotification(GDBusMessage* message) {
             "its " + std::to_string(bytes.size()) + " bytes are too short for an id";
     } else if (Protocol::FindNotification(notification.id) == nullptr) {
         notification.problem = "its id is " + std::to_string(notification.id);
-    } else if (g_dbus_message_get_destination(message) == nullptr) {
-        notification.problem = "it is broadcast";
     }
+    notification.isBroadcast = g_dbus_message_get_destination(message) == nullptr;
     notifications.push_back(notification);
 }
 

@@ -21,7 +21,9 @@ struct SentRequest {
     std::chrono::steady_clock::time_point sent;
     bool hasReply = false;
     double seconds = 0;
-    std::string problem; ///< of the reply: an error, or a type other than (ay)
+    std::string problem;           ///< of the reply: an error, or a type other than (ay)
+    bool isUnknownObject = false;  ///< the receiver has no communication object
+    bool isUnknownService = false; ///< the receiver had left the bus
     std::vector<char> reply;
 };
 
@@ -29,6 +31,7 @@ struct SentRequest {
 struct Notification {
     std::int32_t id = 0;
     std::string problem; ///< empty for a correct notification
+    bool isBroadcast = false;
 };
 
 /** A request of the partner to this host. */

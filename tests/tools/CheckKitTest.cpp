@@ -1,0 +1,210 @@
+// The options of "applistctl check partner" for scripts and CI, and its files.
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <check/JUnitFile.h>
+
+#include "PrivateBus.h"
+#include "TemporaryFolder.h"
+#include "ToolProcess.h"
+
+using namespace applistctl;
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr const char* NO_CLICK = "fault error click\nwait 600\n";
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream stream(path);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+std::vector<Json> ObjectsOf(const std::string& output) {
+    std::vector<Json> objects;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        objects.push_back(Json::parse(line));
+    }
+    return objects;
+}
+
+class CheckKit : public testing::Test {
+protected:
+    // Runs a check of the partner with the lines of a script. @return the exit status
+    int Check(const std::string& script, std::vector<std::string> options) {
+        options.insert(options.begin(), {"check", "partner", "--wait=0", "--restart",
+                                         std::string("exec ") + APPLISTCTL + " partner --script " +
+                                             m_folder.Write("script", script)});
+        ToolProcess check(options);
+        int status = -1;
+        for (int i = 0; i < 10 && status == -1; ++i) {
+            status = check.WaitForExit();
+        }
+        m_output = check.Output();
+        m_errors = check.Errors();
+        return status;
+    }
+
+    const PrivateBus m_bus;
+    const TemporaryFolder m_folder;
+    std::string m_output;
+    std::string m_errors;
+};
+
+TEST_F(CheckKit, ShowsTheDutiesOfOnlyAlone) {
+    EXPECT_EQ(Check(NO_CLICK, {"--only=answers-syn,keeps-its-host"}), 0) << m_errors;
+    EXPECT_THAT(m_output, HasSubstr("2 passed, 0 weak, 0 broken, 0 not seen; 2 of "));
+    EXPECT_EQ(Check(NO_CLICK, {"--only=request-click"}), 4) << m_errors;
+    EXPECT_THAT(m_output, HasSubstr("0 passed, 0 weak, 1 broken, 0 not seen; 0 of "));
+}
+
+TEST_F(CheckKit, RefusesAnUnknownDuty) {
+    EXPECT_EQ(Check(NO_CLICK, {"--only=answers-sin"}), 2);
+    EXPECT_THAT(m_errors, HasSubstr("no duty \"answers-sin\"; --list shows the duties"));
+    EXPECT_EQ(Check(NO_CLICK, {"--baseline", m_folder.Write("known", "\nanswers-sin\n")}), 2);
+    EXPECT_THAT(m_errors, HasSubstr("known:2: no duty \"answers-sin\""));
+    EXPECT_EQ(Check(NO_CLICK, {"--baseline=/nonexistent/known"}), 2);
+    EXPECT_THAT(m_errors, HasSubstr("cannot read /nonexistent/known"));
+}
+
+TEST_F(CheckKit, RefusesAWrongNumber) {
+    EXPECT_EQ(Check(NO_CLICK, {"--repeat=0"}), 2);
+    EXPECT_THAT(m_errors, HasSubstr("--repeat takes a number from 1 to 1000, not \"0\""));
+    EXPECT_EQ(Check(NO_CLICK, {"--timeout=soon"}), 2);
+    EXPECT_THAT(m_errors, HasSubstr("--timeout takes seconds up to 3600, not \"soon\""));
+}
+
+TEST_F(CheckKit, ListsTheDutiesWithoutABus) {
+    ToolProcess list({"check", "partner", "--list", "--bus=unix:path=/nonexistent"});
+    EXPECT_EQ(list.WaitForExit(), 0);
+    EXPECT_THAT(list.Output(), HasSubstr("\nanswers-syn  "));
+    EXPECT_THAT(list.Output(), HasSubstr("_SERVICE_SYN_ACK [P9]\n"));
+}
+
+TEST_F(CheckKit, AcceptsABrokenDutyOfTheBaseline) {
+    const std::string known = m_folder.Write("known", "# the click\nrequest-click # later\n");
+    EXPECT_EQ(Check(NO_CLICK, {"--only=request-click,request-add", "--baseline", known}), 0)
+        << m_output;
+    EXPECT_THAT(m_output, HasSubstr("1 passed, 0 weak, 1 broken"));
+    EXPECT_THAT(m_output, HasSubstr("(in the baseline)"));
+}
+
+TEST_F(CheckKit, FailsWhenADutyOfTheBaselineIsNotBroken) {
+    const std::string known = m_folder.Write("known", "request-click request-add");
+    EXPECT_EQ(Check(NO_CLICK, {"--only=request-click,request-add", "--baseline", known}), 4);
+    EXPECT_THAT(m_output, HasSubstr("request-add is in the baseline, and is not broken"));
+    EXPECT_THAT(m_output, Not(HasSubstr("request-click is in the baseline, and")));
+}
+
+TEST_F(CheckKit, RepeatsTheCheckWithANewLibraryEachTime) {
+    EXPECT_EQ(Check("wait 600\n", {"--repeat=2", "--only=works-with-library,reconnects"}), 0)
+        << m_output << m_errors;
+    EXPECT_THAT(m_output, HasSubstr("Run 1 of 2\n"));
+    EXPECT_THAT(m_output, HasSubstr("Run 2 of 2\n"));
+    const std::string good = "2 passed, 0 weak, 0 broken, 0 not seen";
+    EXPECT_NE(m_output.find(good), m_output.rfind(good));
+}
+
+TEST_F(CheckKit, EndsAfterItsTimeWithTheDutiesSoFar) {
+    EXPECT_EQ(Check("fault no-syn-again\nwait 600\n", {"--limit=60", "--timeout=3"}), 4);
+    EXPECT_THAT(m_errors, HasSubstr("not done within 3 s"));
+    EXPECT_THAT(m_output, HasSubstr("the time of --timeout was over"));
+    EXPECT_THAT(m_output, HasSubstr("statements proven"));
+}
+
+TEST_F(CheckKit, PrintsAnObjectForEachDutyAndForTheSummary) {
+    EXPECT_EQ(Check(NO_CLICK, {"--json", "--only=request-click,answers-syn"}), 4) << m_errors;
+    const std::vector<Json> objects = ObjectsOf(m_output);
+    ASSERT_THAT(objects, SizeIs(3));
+    EXPECT_EQ(objects[0]["duty"], "answers-syn");
+    EXPECT_EQ(objects[0]["grade"], "passed");
+    EXPECT_EQ(objects[0]["statements"], Json::array({"P9"}));
+    EXPECT_EQ(objects[1]["duty"], "request-click");
+    EXPECT_EQ(objects[1]["grade"], "broken");
+    EXPECT_THAT(objects[1]["evidence"].get<std::string>(), HasSubstr("Error.Failed"));
+    EXPECT_EQ(objects[2]["event"], "summary");
+    EXPECT_EQ(objects[2]["broken"], 1);
+    EXPECT_EQ(objects[2]["statements_proven"], 1);
+    EXPECT_EQ(objects[2]["failed"], true);
+}
+
+// Counts the elements of a document, and fails on a malformed one.
+struct XmlDocument {
+    explicit XmlDocument(const std::string& text) {
+        const GMarkupParser parser = {[](GMarkupParseContext*, const char* name, const char** keys,
+                                         const char** values, gpointer self, GError**) {
+                                          auto& document = *static_cast<XmlDocument*>(self);
+                                          document.elements.emplace_back(name);
+                                          for (; *keys != nullptr; ++keys, ++values) {
+                                              document.elements.back() +=
+                                                  " " + std::string(*keys) + "=" + *values;
+                                          }
+                                      },
+                                      nullptr, nullptr, nullptr, nullptr};
+        GMarkupParseContext* const context =
+            g_markup_parse_context_new(&parser, G_MARKUP_DEFAULT_FLAGS, this, nullptr);
+        isWellFormed =
+            g_markup_parse_context_parse(context, text.data(), static_cast<gssize>(text.size()),
+                                         nullptr) != FALSE &&
+            g_markup_parse_context_end_parse(context, nullptr) != FALSE;
+        g_markup_parse_context_free(context);
+    }
+
+    bool isWellFormed = false;
+    std::vector<std::string> elements;
+};
+
+TEST_F(CheckKit, WritesAJUnitFileWithOneSuiteForEachRun) {
+    const std::string file = m_folder.Path() + "/results.xml";
+    const std::string known = m_folder.Write("known", "request-click\n");
+    EXPECT_EQ(Check("fault error click\nfault with-id query\nwait 600\n",
+                    {"--junit", file, "--repeat=2", "--baseline", known,
+                     "--only=request-click,replies-with-selection,answers-syn"}),
+              4)
+        << m_errors;
+    const XmlDocument document(ReadFile(file));
+    EXPECT_TRUE(document.isWellFormed) << ReadFile(file);
+    ASSERT_THAT(document.elements, SizeIs(1 + 2 * (1 + 3 * 2)));
+    EXPECT_THAT(document.elements[1], HasSubstr("tests=3 failures=1 errors=0 skipped=1 time="));
+    EXPECT_THAT(document.elements[2], HasSubstr("name=answers-syn: "));
+    EXPECT_THAT(document.elements[5], HasSubstr("skipped message=in the baseline: "));
+    EXPECT_THAT(document.elements[7], HasSubstr("failure message=\"Second\\x0a"));
+}
+
+TEST_F(CheckKit, ReportsAJUnitFileThatItCannotWrite) {
+    EXPECT_EQ(Check("wait 600\n", {"--junit=/nonexistent/results.xml", "--only=answers-syn"}), 1);
+    EXPECT_THAT(m_errors, HasSubstr("cannot write /nonexistent/results.xml"));
+}
+
+TEST_F(CheckKit, ReportsADriverThatFails) {
+    EXPECT_EQ(Check("wait 600\n", {"--drive=exit 5", "--only=notification-click"}), 4);
+    EXPECT_THAT(m_output, HasSubstr("the command of --drive failed with the exit status 5"));
+}
+
+// XML 1.0 has no form for most control characters, not even as references.
+TEST(JUnitText, EscapesEachByteThatXmlCannotContain) {
+    EXPECT_EQ(JUnitFile::Escape("a<b>&\"c'"), "a&lt;b&gt;&amp;&quot;c&apos;");
+    EXPECT_EQ(JUnitFile::Escape("\x01\x1f\0"s + "end"), "\\x01\\x1f\\x00end");
+    EXPECT_EQ(JUnitFile::Escape("\xff\xc3"), "\\xff\\xc3");
+    EXPECT_EQ(JUnitFile::Escape("\xef\xbf\xbe\xef\xbf\xbf"), "\\xef\\xbf\\xbe\\xef\\xbf\\xbf");
+    EXPECT_EQ(JUnitFile::Escape("\xed\xa0\x80"), "\\xed\\xa0\\x80"); // a surrogate
+    EXPECT_EQ(JUnitFile::Escape("M\xc3\xbcnchen \xf0\x9f\x8e\xb5"),
+              "M\xc3\xbcnchen \xf0\x9f\x8e\xb5");
+}
+
+} // namespace

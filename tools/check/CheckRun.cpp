@@ -1,0 +1,174 @@
+#include <check/CheckRun.h>
+
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include <applist/MessageIds.h>
+#include <shared/Waiting.h>
+
+namespace applistctl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double SHORT_S = 0.3; ///< for a partner that has broken the duty before
+
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// A partner without _SERVICE_SYN has no other sign of its start than its answer.
+void FindSilentPartner(CheckRun& run, BareHost& host) {
+    const auto start = Clock::now();
+    while (SecondsSince(start) < run.limit && !host.HasSeen("_SYN_ACK")) {
+        host.Announce("_SYN");
+        host.WaitForStep("_SYN_ACK", SHORT_S);
+    }
+}
+
+// Starts the partner for a host that waits already.
+void Restart(CheckRun& run, BareHost& host) {
+    run.lastRequest.reset();
+    host.ForgetPartners();
+    host.ClearSteps();
+    if (run.partner.IsGiven()) {
+        run.partner.Run();
+        run.isAway = false;
+        if (run.list.IsBroken(Duty::AnnouncesItself) || run.list.IsBroken(Duty::ReleasesNames)) {
+            FindSilentPartner(run, host);
+        } else if (!host.WaitForStep("_SYN", run.limit)) {
+            FailStep(run, host, Duty::AnnouncesItself, "_SYN", "at its start",
+                     NotWithin("_SERVICE_SYN", run) + " after a restart");
+        }
+        run.partner.OnPartnerFound();
+    } else if (run.wait > 0) {
+        run.ask("Please restart the partner, within " + InSeconds(run.wait) + ".");
+        run.isAway = !host.WaitForStep("_SYN", run.wait);
+    } else {
+        run.isAway = true;
+    }
+}
+
+} // namespace
+
+std::string InMilliseconds(double seconds) {
+    return std::to_string(std::lround(seconds * 1000)) + " ms";
+}
+
+std::string NotWithin(const std::string& what, const CheckRun& run) {
+    return "no " + what + " within " + InSeconds(run.limit);
+}
+
+void Fail(CheckRun& run, BareHost& host, ChecklistRow row, const std::string& when,
+          const std::string& problem) {
+    if (run.isAway) {
+        run.list.Skip(row, "the partner had left the bus");
+        return;
+    }
+    if (!host.HasLostPartner()) {
+        run.list.Break(row, problem);
+        return;
+    }
+    run.isAway = true;
+    const std::string cause = "left the bus " + when;
+    if (run.losses.insert(cause).second) {
+        run.list.Break(row, cause + run.partner.DescribeEnd());
+    } else {
+        run.list.Skip(row, cause + ", as above");
+    }
+}
+
+void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffix,
+              const std::string& when, const std::string& problem) {
+    const std::string owner = host.OwnerOfPartnersName(suffix);
+    if (!owner.empty()) {
+        const std::string name = std::string("_SERVICE") + suffix;
+        run.list.Break(Duty::ReleasesNames, owner + " owns " + name + " and does not release it");
+        run.list.Skip(row, name + " is not released");
+        return;
+    }
+    Fail(run, host, row, when, problem);
+}
+
+bool CheckStep(CheckRun& run, ChecklistRow row, BareHost& host, const char* suffix,
+               const std::string& when) {
+    if (run.isAway) {
+        run.list.Skip(row, "the partner had left the bus");
+        return false;
+    }
+    const auto start = Clock::now();
+    const std::string step = std::string("_SERVICE") + suffix;
+    if (!host.WaitForStep(suffix, run.limit)) {
+        FailStep(run, host, row, suffix, when, NotWithin(step, run));
+        return false;
+    }
+    run.list.Pass(row, step + " from " + host.Partner() + " after " +
+                           InMilliseconds(SecondsSince(start)));
+    return true;
+}
+
+SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
+                 const std::vector<ListedItem>& items) {
+    SentRequest request;
+    if (run.isAway) {
+        request.problem = "the partner had left the bus";
+        return request;
+    }
+    request = host.SendRequest(id, items, run.limit);
+    if (request.problem.empty()) {
+        run.lastRequest = id;
+    } else if (host.HasLostPartner()) {
+        // A partner may end after its reply.
+        const bool isAfter = request.isUnknownService && run.lastRequest;
+        const AppListRequest last = isAfter ? *run.lastRequest : id;
+        Fail(run, host, ChecklistRow(last), (isAfter ? "after " : "during ") + std::to_string(last),
+             request.problem);
+    }
+    return request;
+}
+
+HostPointer FreshHost(CheckRun& run, HostPointer host) {
+    auto next = std::make_unique<BareHost>();
+    if (host != nullptr) {
+        next->Remember(host->Partner());
+        host.reset();
+    }
+    if (!run.isAway && !run.list.IsBroken(Duty::AnnouncesItselfAgain) &&
+        !run.list.IsBroken(Duty::ReleasesNames) &&
+        CheckStep(run, Duty::AnnouncesItselfAgain, *next, "_SYN", "at the end of its host")) {
+        return next;
+    }
+    Restart(run, *next);
+    return next;
+}
+
+bool Connect(CheckRun& run, BareHost& host) {
+    if (run.isAway) {
+        return false;
+    }
+    if (host.HasSeen("_SYN") && !run.list.IsBroken(Duty::AnswersSynAck)) {
+        host.Announce("_SYN_ACK");
+        if (!CheckStep(run, Duty::AnswersSynAck, host, "_ACK", "during _CLIENT_SYN_ACK")) {
+            return false;
+        }
+    } else {
+        host.Announce("_SYN");
+        if (!CheckStep(run, Duty::AnswersSyn, host, "_SYN_ACK", "during _CLIENT_SYN")) {
+            return false;
+        }
+        host.Announce("_ACK");
+    }
+    // The list of the partner is empty from this notification on.
+    if (run.list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT))) {
+        WaitFor(SHORT_S);
+    } else if (!host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, 1, run.limit)) {
+        Fail(run, host, ChecklistRow(APPLIST_LOCAL_CREATED_EVENT), "during the handshake",
+             NotWithin("notification 4", run) + " of the handshake");
+        return !run.isAway;
+    }
+    return true;
+}
+
+} // namespace applistctl
