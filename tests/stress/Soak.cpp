@@ -230,11 +230,11 @@ void SoakNotifications(Soak& soak, unsigned long count) {
     soak.Row("notifications to the partner", count, send, allSent);
 
     constexpr unsigned long BURST = 100;
-    unsigned long sent = 0;
+    unsigned long requested = 0;
     const auto burst = [&] {
         partner.Ask("burst " + std::to_string(BURST));
-        sent += BURST;
-        Await([&] { return endpoint->received == sent; }, "the notifications");
+        requested += BURST;
+        Await([&] { return endpoint->received == requested; }, "the notifications");
     };
     soak.Row("100 notifications of the partner", count / BURST, burst);
     soak.Row("calls of the partner", count / 10, [&] { partner.Ask("call 6162634d000000"); });
