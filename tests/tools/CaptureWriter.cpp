@@ -99,9 +99,18 @@ void CaptureWriter::Error(const std::string& from, const std::string& to, std::u
     Add(message, from, g_variant_new("(s)", text.c_str()));
 }
 
-void CaptureWriter::Notify(GVariant* body, const std::string& member, const std::string& from) {
+void CaptureWriter::SignalOf(const std::string& from, const std::string& to,
+                             const std::string& interface, const std::string& member) {
+    GDBusMessage* const message =
+        g_dbus_message_new_signal(PATH, interface.c_str(), member.c_str());
+    g_dbus_message_set_destination(message, to.c_str());
+    Add(message, from, nullptr);
+}
+
+void CaptureWriter::Notify(GVariant* body, const std::string& member, const std::string& from,
+                           const std::string& to) {
     GDBusMessage* const message = g_dbus_message_new_signal(PATH, INTERFACE, member.c_str());
-    g_dbus_message_set_destination(message, HOST);
+    g_dbus_message_set_destination(message, to.c_str());
     Add(message, from, body);
 }
 

@@ -37,7 +37,9 @@ public:
     void Error(const std::string& from, const std::string& to, std::uint32_t serial,
                const std::string& name, const std::string& text);
     void Notify(GVariant* body, const std::string& member = "SendSignal",
-                const std::string& from = PARTNER);
+                const std::string& from = PARTNER, const std::string& to = HOST);
+    void SignalOf(const std::string& from, const std::string& to, const std::string& interface,
+                  const std::string& member);
 
     /** A request of the host that is answered with @p reply after so many milliseconds. */
     void Exchange(const std::string& request, double latency, const std::string& reply = "");

@@ -273,6 +273,10 @@ TEST_P(PlantedFaultInMatchRules, IsReportedByItsName) {
 INSTANTIATE_TEST_SUITE_P(, PlantedFaultInMatchRules, testing::ValuesIn(SHOWN_BY_RULES),
                          [](const auto& row) { return row.param.name; });
 
+std::string User() {
+    return std::string(", user ") + g_get_user_name();
+}
+
 // --- What check reports of hosts and partners --------------------------------------------------
 
 TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
@@ -282,8 +286,8 @@ TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
     ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
     const Result result = Scene::Run({"check", "--limit=0.3"});
     EXPECT_EQ(result.status, 4) << result.text;
-    const std::string hostProcess = "(pid " + host.Id() + ", applistctl)";
-    const std::string partnerProcess = "(pid " + partner.Id() + ", applistctl)";
+    const std::string hostProcess = "(pid " + host.Id() + User() + ", applistctl)";
+    const std::string partnerProcess = "(pid " + partner.Id() + User() + ", applistctl)";
     EXPECT_THAT(result.text, HasSubstr(hostProcess));
     EXPECT_THAT(result.text, HasSubstr(partnerProcess));
     if (IsBroker()) {

@@ -53,8 +53,146 @@ TEST(MonitorLive, FindsAPairThatIsAlreadyConnected) {
     ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
     partner.Send("change");
     EXPECT_EQ(monitor.WaitForExit(), 0);
-    EXPECT_THAT(monitor.Output(), HasSubstr("talk: their handshake was before the watching"));
+    EXPECT_THAT(monitor.Output(), HasSubstr("their handshake was before the watching"));
     EXPECT_THAT(monitor.Output(), HasSubstr("APPLIST_ITEM_CHANGE_EVENT (1)"));
+}
+
+bool IsBroker() {
+    const char* const bus = std::getenv("APPLIST_TEST_BUS");
+    return bus != nullptr && std::string(bus) == "dbus-broker";
+}
+
+std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// This user, as the tools name it.
+std::string User() {
+    return ", user " + std::string(g_get_user_name()) + ", applistctl\n";
+}
+
+TEST(MonitorLive, NamesTheProcessOfEachPartyOnce) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(monitor.WaitFor("#1 answered"));
+    monitor.Kill(SIGINT);
+    EXPECT_EQ(monitor.WaitForExit(), 0);
+    const std::string& text = monitor.Output();
+    EXPECT_THAT(text, ContainsRegex("== host :1\\.[0-9]+ is pid " + host.Id() + User()));
+    EXPECT_THAT(text, ContainsRegex("== partner :1\\.[0-9]+ is pid " + partner.Id() + User()));
+    EXPECT_EQ(Count(text, " is pid "), 2U) << text;
+}
+
+TEST(MonitorLive, NamesTheProcessesToPrograms) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor", "--json"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(monitor.WaitFor("identified"));
+    ASSERT_TRUE(monitor.WaitFor("\n"));
+    EXPECT_THAT(monitor.Output(),
+                HasSubstr("\"side\":\"partner\",\"pid\":" + partner.Id() + ",\"user\":\"" +
+                          g_get_user_name() + "\",\"program\":\"applistctl\""));
+}
+
+TEST(MonitorLive, TakesACheckForNoHost) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess check({"check"});
+    EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
+    ASSERT_TRUE(monitor.WaitFor("== the check :"));
+    monitor.Kill(SIGINT);
+    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_THAT(monitor.Output(), ContainsRegex("== check :1\\.[0-9]+ is pid [0-9]+" + User()));
+    for (const char* const untruth : {"!!", "connected", "host :1", "talk: "}) {
+        EXPECT_THAT(monitor.Output(), Not(HasSubstr(untruth)));
+    }
+}
+
+TEST(MonitorLive, TakesACheckForNoSecondHost) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(monitor.WaitFor("#1 answered"));
+    ToolProcess check({"check", "--limit=0.3"});
+    EXPECT_EQ(check.WaitForExit(), 4);
+    ASSERT_TRUE(monitor.WaitFor("== the check :"));
+    monitor.Kill(SIGINT);
+    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_EQ(Count(monitor.Output(), "== connected: "), 1U) << monitor.Output();
+}
+
+TEST(MonitorLive, FindsASecondHostThatWasThereBefore) {
+    if (IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    ToolProcess second({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("is our host, one at a time"));
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    EXPECT_TRUE(monitor.WaitFor("are bound to each other: their handshake was before"));
+    EXPECT_TRUE(monitor.WaitFor(" was on the bus before the watching, bound to no partner\n"));
+    monitor.Kill(SIGINT);
+    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_THAT(monitor.Output(), HasSubstr("is pid " + second.Id() + User()));
+    EXPECT_THAT(monitor.Output(), HasSubstr(" is not connected: it waits for a partner\n"));
+    EXPECT_THAT(monitor.Output(), ContainsRegex("host :1.[0-9]+ is connected with partner :1"));
+}
+
+TEST(MonitorLive, FindsABindingThatWasThereBefore) {
+    if (IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    const PrivateBus bus;
+    ToolProcess partner({"partner"});
+    partner.Send("fault strict-mirror");
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    partner.Stop();
+    {
+        ToolProcess gone({"host", SAMPLE_APPLICATIONS});
+        ASSERT_TRUE(gone.WaitFor("no partner yet"));
+    }
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(host.WaitFor("no partner yet"));
+    partner.Continue();
+    ASSERT_TRUE(partner.WaitFor("lost the host"));
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    EXPECT_TRUE(monitor.WaitFor(" was on the bus before the watching, bound to :1."));
+}
+
+TEST(MonitorLive, MarksAHostThatIsStuck) {
+    const PrivateBus bus;
+    ToolProcess monitor({"monitor"});
+    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    host.Stop();
+    partner.Send("select 1");
+    EXPECT_TRUE(monitor.WaitFor(" is stuck: no query for the selection (2001) within "));
+    host.Continue();
+    EXPECT_TRUE(monitor.WaitFor("answered with Calculator"));
 }
 
 TEST(MonitorLive, MarksMalformedTraffic) {

@@ -67,6 +67,11 @@ json FindEvent(const std::vector<json>& objects, const std::string& event) {
     return json();
 }
 
+void Wait(CaptureWriter& capture, double milliseconds) {
+    capture.At(milliseconds);
+    capture.Leave(":1.99");
+}
+
 // --- The handshake -------------------------------------------------------------------------------
 
 TEST(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
@@ -246,6 +251,161 @@ TEST(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
     EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
+// The partner's announcement repairs pairs, and is dropped by a bound host.
+TEST(MonitorHandshake, IsOfTheNextPartnerAfterABoundPartnerHasRepeatedItsSyn) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.At(1000);
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.At(2000);
+    capture.Leave(PARTNER);
+    capture.At(3000);
+    capture.Announce("_SERVICE_SYN", ":1.18");
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_SERVICE_ACK", ":1.18");
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
+}
+
+TEST(MonitorHandshake, IsNoConnectionWithAClientAckAndWithoutAServiceSynAck) {
+    CaptureWriter capture;
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_CLIENT_ACK", HOST);
+    const Report report = Read(capture);
+    EXPECT_THAT(report.text, HasSubstr("host :1.7  _CLIENT_ACK: ready\n"));
+    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 0 completed, 0 problems"));
+}
+
+// --- Checks --------------------------------------------------------------------------------------
+
+constexpr const char* CHECK = ":1.5";
+
+// What a check announces, sends and leaves behind when a partner serves another host.
+void Check(CaptureWriter& capture) {
+    capture.SignalOf(CHECK, CHECK, "org.morva.applistctl", "Check");
+    capture.Announce("_CLIENT_SYN", CHECK);
+    const auto serial = capture.Call(CHECK, CHECK, CaptureWriter::Body(Framed("", 2001)));
+    capture.Reply(CHECK, CHECK, serial, CaptureWriter::Body(""));
+    capture.Notify(CaptureWriter::Body(Framed("", 1)), "SendSignal", CHECK, CHECK);
+    capture.At(5000);
+    capture.Announce("_CLIENT_SYN_ACK", CHECK);
+    capture.Announce("_CLIENT_ACK", CHECK);
+    capture.At(9000);
+    capture.Leave(CHECK);
+}
+
+TEST(MonitorCheck, IsNoHostWithoutAPartner) {
+    CaptureWriter capture;
+    Check(capture);
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("check :1.5  _CLIENT_SYN: announced by a check\n"));
+    EXPECT_THAT(report.text, HasSubstr("check :1.5 -> check :1.5  #1 APPLIST_GET_SELECTION_FNC"));
+    EXPECT_THAT(report.text, HasSubstr("== the check :1.5 has left the bus\n"));
+    for (const char* const untruth : {"host :1.5", "partner :1.5", "connected", "talk", "!!"}) {
+        EXPECT_THAT(report.text, Not(HasSubstr(untruth)));
+    }
+}
+
+TEST(MonitorCheck, IsNoSecondHostOfABoundPartner) {
+    CaptureWriter capture;
+    capture.Connect();
+    Check(capture);
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 0 problems\n"
+                                       "  host :1.7 is connected with partner :1.8\n"));
+}
+
+TEST(MonitorCheck, IsNoConnectionOfAFreePartner) {
+    CaptureWriter capture;
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.SignalOf(CHECK, CHECK, "org.morva.applistctl", "Check");
+    capture.Announce("_CLIENT_SYN", CHECK);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.Announce("_CLIENT_ACK", CHECK);
+    capture.Take("_CLIENT_SYN_ACK", CHECK); // for longer than a host does
+    capture.At(4000);
+    capture.Leave(":1.99");
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 0) << report.text;
+    EXPECT_THAT(report.text, HasSubstr("partner :1.8  _SERVICE_SYN_ACK: bound to :1.5\n"));
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 0 completed, 0 problems"));
+}
+
+// --- Stuck hosts ---------------------------------------------------------------------------------
+
+void SelectWithoutAQuery(CaptureWriter& capture) {
+    capture.Connect();
+    capture.Notify(CaptureWriter::Body(Framed("", 2)));
+}
+
+TEST(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
+    CaptureWriter capture;
+    SelectWithoutAQuery(capture);
+    Wait(capture, 1200);
+    Wait(capture, 5000);
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, 4);
+    EXPECT_THAT(report.text, HasSubstr("!! host :1.7 is stuck: no query for the selection (2001) "
+                                       "within 1.2 s after notification 2"));
+    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 1 problems"));
+}
+
+TEST(MonitorStuckHost, IsShownToPrograms) {
+    CaptureWriter capture;
+    SelectWithoutAQuery(capture);
+    Wait(capture, 1200);
+    bool isFound = false;
+    for (const json& object : ReadAsJson(capture)) {
+        isFound = isFound || (object.value("what", "") == "stuck" && object.at("who") == HOST);
+    }
+    EXPECT_TRUE(isFound);
+}
+
+TEST(MonitorStuckHost, IsNoneBeforeASecond) {
+    CaptureWriter capture;
+    SelectWithoutAQuery(capture);
+    Wait(capture, 900);
+    EXPECT_EQ(Read(capture).status, 0);
+}
+
+TEST(MonitorStuckHost, IsNoneAfterItsQuery) {
+    CaptureWriter capture;
+    SelectWithoutAQuery(capture);
+    capture.Exchange(Framed("", 2001), 1);
+    Wait(capture, 3000);
+    EXPECT_EQ(Read(capture).status, 0);
+}
+
+// The partner blocks the host.
+TEST(MonitorStuckHost, IsNoneWhileARequestWaitsForItsReply) {
+    CaptureWriter capture;
+    SelectWithoutAQuery(capture);
+    capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
+    Wait(capture, 3000);
+    EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
+}
+
+TEST(MonitorStuckHost, IsNoneForTheNotificationOfAnotherProcess) {
+    CaptureWriter capture;
+    capture.Connect();
+    capture.Notify(CaptureWriter::Body(Framed("", 2)), "SendSignal", ":1.10");
+    Wait(capture, 3000);
+    EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
+}
+
+TEST(MonitorStuckHost, IsNoneAfterItHasLeft) {
+    CaptureWriter capture;
+    SelectWithoutAQuery(capture);
+    capture.Leave(HOST);
+    Wait(capture, 3000);
+    EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
+}
+
 // --- Half-open pairs -----------------------------------------------------------------------------
 
 constexpr const char* LATER_HOST = ":1.17";
@@ -281,11 +441,6 @@ void AnswerAHostThatHasLeft(CaptureWriter& capture) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.At(401);
     capture.Announce("_CLIENT_ACK", LATER_HOST);
-}
-
-void Wait(CaptureWriter& capture, double milliseconds) {
-    capture.At(milliseconds);
-    capture.Leave(":1.99");
 }
 
 TEST(MonitorHalfOpenPair, IsReportedWhenThePartnerAcceptedAnAnswerToAnotherPartner) {

@@ -7,6 +7,7 @@
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
 #include <ipc/MessageFraming.h>
+#include <shared/CheckMarker.h>
 #include <shared/Endpoint.h>
 #include <shared/Request.h>
 #include <shared/Waiting.h>
@@ -43,6 +44,7 @@ BareHost::BareHost() : m_bus([](const std::string&) {}, SystemBus::Kind::Own) {
     if (connection == nullptr) {
         return;
     }
+    CheckMarker::Send(connection);
     m_traffic = std::make_unique<Traffic>(connection);
     const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
     g_autoptr(GDBusNodeInfo) node =

@@ -194,21 +194,32 @@ const Participant* BusSurvey::BoundTo(const std::string& peer, Participant::Role
     return found != participants.end() ? &*found : nullptr;
 }
 
-BusSurvey SurveyBus(GDBusConnection* connection, double limit) {
+BusSurvey SurveyRules(GDBusConnection* connection) {
     BusSurvey survey;
     std::map<std::string, Rules> rules;
-    const std::vector<std::string> names = ListUniqueNames(connection);
     survey.hasRules = ReadRules(connection, rules, survey.problem);
-    for (const std::string& name :
-         survey.hasRules ? names : FindObjects(connection, names, limit)) {
+    for (const std::string& name : ListUniqueNames(connection)) {
         Participant one;
         one.name = name;
         one.role = RoleOf(rules[name]);
-        if (survey.hasRules && one.role == Participant::Role::Unknown) {
-            continue;
+        if (one.role != Participant::Role::Unknown) {
+            one.process = FindPeerProcess(connection, name);
+            one.peer = PeerOf(rules[name]);
+            survey.participants.push_back(one);
         }
+    }
+    return survey;
+}
+
+BusSurvey SurveyBus(GDBusConnection* connection, double limit) {
+    BusSurvey survey = SurveyRules(connection);
+    if (survey.hasRules) {
+        return survey;
+    }
+    for (const std::string& name : FindObjects(connection, ListUniqueNames(connection), limit)) {
+        Participant one;
+        one.name = name;
         one.process = FindPeerProcess(connection, name);
-        one.peer = PeerOf(rules[name]);
         survey.participants.push_back(one);
     }
     return survey;

@@ -43,6 +43,9 @@ struct BusSurvey {
  */
 BusSurvey SurveyBus(GDBusConnection* connection, double limit);
 
+/** The same from the match rules alone, which sends nothing to the processes. */
+BusSurvey SurveyRules(GDBusConnection* connection);
+
 /** All unique names but that of the connection itself. */
 std::vector<std::string> ListUniqueNames(GDBusConnection* connection);
 

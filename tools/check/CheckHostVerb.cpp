@@ -10,6 +10,7 @@
 #include <check/HostProcess.h>
 #include <check/PeerCall.h>
 #include <check/Verdicts.h>
+#include <shared/CheckMarker.h>
 #include <shared/ExitStatus.h>
 #include <shared/Output.h>
 #include <shared/SystemBus.h>
@@ -327,6 +328,7 @@ int CheckHostVerb::Run(const CommandLine& line) {
         output.Error("no bus: " + bus.Problem());
         return EXIT_STATUS_NO_BUS;
     }
+    CheckMarker::Send(bus.Connection());
     Verdicts verdicts(output, "WRONG");
     return HostCheck(bus.Connection(), verdicts, limit).Run(wanted);
 }

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <vector>
 
+#include <applist/MessageIds.h>
 #include <ipc/HandshakeNames.h>
 #include <monitor/Decoder.h>
+#include <monitor/TimeText.h>
+#include <shared/CheckMarker.h>
 #include <shared/Endpoint.h>
 
 namespace applistctl {
@@ -98,7 +101,9 @@ Peer Analysis::PeerOf(const std::string& name) const {
 // Signals
 
 void Analysis::OnSignal(const SeenMessage& seen) {
-    if (Text(g_dbus_message_get_path(seen.message.get())) == m_path) {
+    if (Text(g_dbus_message_get_interface(seen.message.get())) == CheckMarker::INTERFACE) {
+        m_handshake.FoundCheck(seen.time, Sender(seen));
+    } else if (Text(g_dbus_message_get_path(seen.message.get())) == m_path) {
         OnNotification(seen);
     } else if (Sender(seen) == DAEMON && Member(seen) == "NameOwnerChanged") {
         OnOwnerChanged(seen);
@@ -115,6 +120,9 @@ void Analysis::OnOwnerChanged(const SeenMessage& seen) {
     const char* newOwner = nullptr;
     g_variant_get(Body(seen), "(&s&s&s)", &name, &oldOwner, &newOwner);
     m_handshake.OwnerChanged(seen.time, name, oldOwner, newOwner);
+    if (*newOwner == '\0') {
+        m_selections.erase(name);
+    }
 }
 
 void Analysis::OnNotification(const SeenMessage& seen) {
@@ -129,6 +137,11 @@ void Analysis::OnNotification(const SeenMessage& seen) {
         Decoder::ReadNotification(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
     if (!notification.content.name.empty()) {
         m_handshake.Talked(seen.time, Destination(seen), Sender(seen), Side::Partner);
+    }
+    if (notification.content.id == APPLIST_ITEM_SELECTION_EVENT &&
+        !notification.content.name.empty() &&
+        m_handshake.MayReceive(Destination(seen), Sender(seen))) {
+        m_selections.try_emplace(Destination(seen), Selection{seen.time, false});
     }
     notification.from = PeerOf(Sender(seen));
     notification.to = PeerOf(Destination(seen));
@@ -171,6 +184,9 @@ void Analysis::OnSend(const SeenMessage& seen) {
         Decoder::ReadMessage(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
     if (!exchange.content.name.empty()) {
         m_handshake.Talked(seen.time, Sender(seen), Destination(seen), Side::Host);
+    }
+    if (exchange.content.id == APPLIST_GET_SELECTION_FNC) {
+        m_selections.erase(Sender(seen));
     }
     exchange.from = PeerOf(Sender(seen));
     exchange.to = PeerOf(Destination(seen));
@@ -229,6 +245,7 @@ void Analysis::Tick(Microseconds now) {
     }
     m_lastTick = now;
     m_handshake.Tick(now);
+    TickSelections(now);
     for (auto entry = m_pending.begin(); entry != m_pending.end();) {
         Pending& pending = entry->second;
         const Microseconds waited = now - pending.exchange.time;
@@ -242,6 +259,33 @@ void Analysis::Tick(Microseconds now) {
         } else {
             ++entry;
         }
+    }
+}
+
+// A host with a request under way waits for its partner, and cannot react meanwhile.
+void Analysis::TickSelections(Microseconds now) {
+    for (const auto& [call, pending] : m_pending) {
+        const auto waiting = m_selections.find(call.first);
+        if (waiting != m_selections.end()) {
+            waiting->second.since = now;
+        }
+    }
+    for (auto& [host, selection] : m_selections) {
+        const Microseconds waited = now - selection.since;
+        if (selection.isReported || waited < LATE) {
+            continue;
+        }
+        selection.isReported = true;
+        HandshakeEvent event;
+        event.kind = HandshakeEvent::Kind::Stuck;
+        event.time = now;
+        event.who = PeerOf(host);
+        event.elapsed = waited;
+        event.text = "host " + host + " is stuck: no query for the selection (2001) within " +
+                     TimeText::Span(waited) +
+                     " after notification 2; run \"applistctl check host " + host + "\"";
+        m_summary.Add(event);
+        m_reporter.Handshake(event);
     }
 }
 

@@ -45,9 +45,15 @@ public:
     void SetFindProcess(HandshakeTracker::FindProcess findProcess) {
         m_handshake.SetFindProcess(std::move(findProcess));
     }
+    HandshakeTracker& Handshake() { return m_handshake; }
     const Summary& Result() const { return m_summary; }
 
 private:
+    /** A notification 2, which a host answers with the query for the selection. */
+    struct Selection {
+        Microseconds since = 0;
+        bool isReported = false;
+    };
     struct Pending {
         Exchange exchange;
         bool late = false;
@@ -57,6 +63,7 @@ private:
     void OnSignal(const SeenMessage& seen);
     void OnOwnerChanged(const SeenMessage& seen);
     void OnNotification(const SeenMessage& seen);
+    void TickSelections(Microseconds now);
     void OnCall(const SeenMessage& seen);
     void OnNameCall(const SeenMessage& seen);
     void OnSend(const SeenMessage& seen);
@@ -70,6 +77,7 @@ private:
     Summary m_summary;
     HandshakeTracker m_handshake;
     std::map<Call, Pending> m_pending;
+    std::map<std::string, Selection> m_selections; ///< by host
     unsigned m_number = 0;
     std::size_t m_reportedCount = 0;
     Microseconds m_lastTick = 0;

@@ -51,7 +51,8 @@ Content ReadMessage(GVariant* body, std::size_t cutBytes, Side from) {
     Content content;
     std::vector<char> bytes;
     if (!ReadFrame(body, cutBytes, bytes, content)) {
-        if (from == Side::Unknown && content.size == 0 && ByteArray::FromVariant(body, bytes)) {
+        if (from != Side::Host && from != Side::Partner && content.size == 0 &&
+            ByteArray::FromVariant(body, bytes)) {
             content.problem.clear(); // a check of the receiver's main context
         }
         return content;

@@ -10,13 +10,24 @@
 
 #include <monitor/SeenMessage.h>
 #include <shared/ItemListing.h>
+#include <shared/PeerProcess.h>
 
 namespace applistctl {
 
-enum class Side { Unknown, Host, Partner };
+enum class Side { Unknown, Host, Partner, Check };
 
 constexpr const char* SideName(Side side) {
-    return side == Side::Host ? "host" : side == Side::Partner ? "partner" : "unknown";
+    switch (side) {
+    case Side::Host:
+        return "host";
+    case Side::Partner:
+        return "partner";
+    case Side::Check:
+        return "check";
+    case Side::Unknown:
+        break;
+    }
+    return "unknown";
 }
 
 /** Somebody on the bus. */
@@ -28,16 +39,19 @@ struct Peer {
 /** A step of the handshake, or what the steps so far amount to. */
 struct HandshakeEvent {
     enum class Kind {
-        Announced, ///< `who` has taken `step`
-        Ready,     ///< both sides are bound to each other and ready
-        Found,     ///< two that talk without a handshake that was seen
-        Missing,   ///< `step` should have come from the other side of `who`
-        HalfOpen,  ///< `who` is ready with a side that is not bound to it
-        Held,      ///< `who` owns the name of `step` and does not release it
-        Refused,   ///< the bus does not let `who` own the name of `step`
-        Stranger,  ///< `who` talks to somebody who is connected with another
-        Shared,    ///< two hosts have the same partner
-        Left       ///< `who` is gone from the bus
+        Identified, ///< `process` is behind `who`
+        Present,    ///< `who` was on the bus before the watching
+        Announced,  ///< `who` has taken `step`
+        Ready,      ///< both sides are bound to each other and ready
+        Found,      ///< two that talk without a handshake that was seen
+        Missing,    ///< `step` should have come from the other side of `who`
+        HalfOpen,   ///< `who` is ready with a side that is not bound to it
+        Held,       ///< `who` owns the name of `step` and does not release it
+        Refused,    ///< the bus does not let `who` own the name of `step`
+        Stranger,   ///< `who` talks to somebody who is connected with another
+        Shared,     ///< two hosts have the same partner
+        Stuck,      ///< `who` has not reacted to a notification
+        Left        ///< `who` is gone from the bus
     };
     Kind kind = Kind::Announced;
     Microseconds time = 0;
@@ -48,6 +62,7 @@ struct HandshakeEvent {
     Microseconds elapsed = 0; ///< until Ready; how long Missing, HalfOpen or Held
     Microseconds since = 0;   ///< of HalfOpen
     std::string restart;      ///< of HalfOpen: the unique name of the process to restart
+    PeerProcess process;      ///< of Identified
     std::string text;         ///< the same for a reader
 };
 

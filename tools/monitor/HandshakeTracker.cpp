@@ -13,6 +13,7 @@ namespace {
 
 // A host repeats an answer every half second.
 constexpr Microseconds PATIENCE = 2 * SECOND;
+constexpr const char* BY_CHECK = "announced by a check";
 constexpr std::size_t MOST_REQUESTED = 1000; // at once, for calls without a reply
 
 const std::string CLIENT_SYN = "_CLIENT_SYN";
@@ -53,6 +54,25 @@ HandshakeTracker::HandshakeTracker(OnEvent onEvent) : m_onEvent(std::move(onEven
 Side HandshakeTracker::SideOf(const std::string& peer) const {
     const auto found = m_sides.find(peer);
     return found != m_sides.end() ? found->second : Side::Unknown;
+}
+
+// The process behind a name is reported once, before its first step.
+void HandshakeTracker::SetSide(Microseconds time, const std::string& name, Side side) {
+    const auto [entry, isNew] = m_sides.try_emplace(name, side);
+    if (entry->second != Side::Check) {
+        entry->second = side;
+    }
+    if (!isNew || !m_findProcess) {
+        return;
+    }
+    HandshakeEvent event = Event(HandshakeEvent::Kind::Identified, time, name);
+    event.process = m_findProcess(name);
+    if (event.process.pid != 0) {
+        m_processes[name] = event.process;
+        event.text = (side == Side::Unknown ? "" : SideName(side) + std::string(" ")) + name +
+                     " is " + event.process.Describe();
+        m_onEvent(event);
+    }
 }
 
 HandshakeEvent HandshakeTracker::Event(HandshakeEvent::Kind kind, Microseconds time,
@@ -119,7 +139,7 @@ void HandshakeTracker::OwnerChanged(Microseconds time, const std::string& name,
         m_nameOwners[step] = {newOwner, time, false};
     }
     if (!oldOwner.empty()) {
-        m_sides[oldOwner] = IsHostStep(step) ? Side::Host : Side::Partner;
+        SetSide(time, oldOwner, IsHostStep(step) ? Side::Host : Side::Partner);
         Step(time, step, oldOwner);
     }
 }
@@ -140,7 +160,7 @@ void HandshakeTracker::NameRefused(Microseconds time, const std::string& caller,
     }
     const std::string step = requested->second;
     m_requested.erase(requested);
-    m_sides.emplace(caller, IsHostStep(step) ? Side::Host : Side::Partner);
+    SetSide(time, caller, IsHostStep(step) ? Side::Host : Side::Partner);
     Report(HandshakeEvent::Kind::Refused, time, caller, step, "cannot own the name: " + reason);
     // A host binds before it announces its answer, and repeats a refused answer.
     const auto host = m_hosts.find(caller);
@@ -177,7 +197,8 @@ void HandshakeTracker::Step(Microseconds time, const std::string& step, const st
 }
 
 void HandshakeTracker::OnClientSyn(Microseconds time, const std::string& name) {
-    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN, "a host has started");
+    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN,
+           IsCheck(name) ? BY_CHECK : "a host has started");
     Host& host = HostOf(name);
     host = Host();
     host.isKnown = true;
@@ -219,7 +240,8 @@ void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name
         const std::string answered = TakeAnswered(host, SERVICE_SYN);
         Bind(time, host, answered.empty() && isNew ? m_newestPartner : answered);
     }
-    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN_ACK, DescribeBinding(name));
+    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN_ACK,
+           IsCheck(name) ? BY_CHECK : DescribeBinding(name));
     for (auto& [partnerName, partner] : m_partners) {
         Receive(partner, CLIENT_SYN_ACK, name, !partner.peer.empty() && partner.peer != name);
     }
@@ -255,10 +277,12 @@ void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& nam
 
 void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
     Host& host = HostOf(name);
-    if (host.peer.empty()) {
+    const bool isAnswer = host.peer.empty();
+    if (isAnswer) {
         Bind(time, host, TakeAnswered(host, SERVICE_SYN_ACK));
     }
-    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_ACK, "ready");
+    Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_ACK,
+           IsCheck(name) ? BY_CHECK : "ready");
     host.progress.awaited.clear();
     if (host.peer.empty()) {
         return; // the partner has left, or its announcement was before the watching
@@ -267,8 +291,9 @@ void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
         host.since = time;
     }
     Partner& partner = PartnerOf(host.peer);
-    if (partner.peer.empty() && !partner.isKnown) {
-        Bind(time, partner, name); // it answered before the capture began
+    // Without a _SERVICE_SYN_ACK, the step is no proof of a connection.
+    if (isAnswer && partner.peer.empty() && !partner.isKnown) {
+        Bind(time, partner, name); // bound before the capture began
     }
     Connect(time, name);
     ReportShared(time, name);
@@ -310,6 +335,7 @@ void HandshakeTracker::OnLeft(Microseconds time, const std::string& name) {
                "the " + std::string(SideName(SideOf(name))) + " " + name + " has left the bus");
     }
     m_sides.erase(name);
+    m_processes.erase(name);
     m_hosts.erase(name);
     m_partners.erase(name);
     m_left.insert(name);
@@ -432,6 +458,9 @@ void HandshakeTracker::Connect(Microseconds time, const std::string& hostName) {
         return;
     }
     const Progress progress = std::exchange(found->second.progress, Progress());
+    if (IsCheck(hostName)) {
+        return; // the partner serves the check for a moment
+    }
     const std::string partnerName = found->second.peer;
     found->second.isReported = false;
     m_partners[partnerName].isReported = false;
@@ -453,7 +482,8 @@ void HandshakeTracker::Connect(Microseconds time, const std::string& hostName) {
 void HandshakeTracker::ReportShared(Microseconds time, const std::string& hostName) {
     const std::string partnerName = m_hosts[hostName].peer;
     for (const auto& [name, other] : m_hosts) {
-        if (name != hostName && other.isReady && other.peer == partnerName) {
+        if (name != hostName && !IsCheck(name) && !IsCheck(hostName) && other.isReady &&
+            other.peer == partnerName) {
             Report(HandshakeEvent::Kind::Shared, time, hostName, "",
                    std::string("hosts ").append(name).append(" and ").append(hostName) +
                        " both take " + partnerName +
@@ -465,6 +495,9 @@ void HandshakeTracker::ReportShared(Microseconds time, const std::string& hostNa
 void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
                               const std::string& partnerName, Side sender) {
     const bool isRequest = sender == Side::Host;
+    if (IsCheck(hostName) || IsCheck(partnerName)) {
+        return; // a check sends without a binding, and also to itself
+    }
     const std::string* const served = ConnectedHostOf(partnerName);
     const auto knownHost = m_hosts.find(hostName);
     const bool isStranger =
@@ -473,7 +506,8 @@ void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
                         knownHost->second.peer != partnerName && m_partners.count(partnerName) == 0;
     if (isStranger) {
         const std::string& stranger = isRequest ? hostName : partnerName;
-        if (m_sides.emplace(stranger, Side::Unknown).second) { // reported once
+        if (m_sides.count(stranger) == 0) { // reported once
+            SetSide(time, stranger, Side::Unknown);
             Report(HandshakeEvent::Kind::Stranger, time, stranger, "",
                    stranger + " talks to the " + (isRequest ? "partner " : "host ") +
                        (isRequest ? partnerName : hostName) + ", which is connected with another");
@@ -481,8 +515,8 @@ void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
         return;
     }
     const bool isNew = knownHost == m_hosts.end();
-    m_sides.emplace(hostName, Side::Host);
-    m_sides.emplace(partnerName, Side::Partner);
+    SetSide(time, hostName, Side::Host);
+    SetSide(time, partnerName, Side::Partner);
     Host& host = HostOf(hostName);
     Partner& partner = PartnerOf(partnerName);
     Endpoint& endpoint = isRequest ? static_cast<Endpoint&>(host) : partner;
@@ -504,6 +538,61 @@ void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
     }
 }
 
+// Sides that are no host and no partner, or were on the bus before the watching
+
+void HandshakeTracker::FoundCheck(Microseconds time, const std::string& name) {
+    SetSide(time, name, Side::Check);
+}
+
+void HandshakeTracker::FoundHost(Microseconds time, const std::string& name,
+                                 const std::string& peer) {
+    SetSide(time, name, Side::Host);
+    Host& host = HostOf(name);
+    SetPeer(time, host, peer);
+    host.isReady = !peer.empty();
+}
+
+// A partner may bind to a host without a match rule for it: no rule is no proof.
+void HandshakeTracker::FoundPartner(Microseconds time, const std::string& name,
+                                    const std::string& peer) {
+    SetSide(time, name, Side::Partner);
+    Partner& partner = PartnerOf(name);
+    SetPeer(time, partner, peer);
+    partner.isKnown = partner.isReady = !peer.empty();
+}
+
+void HandshakeTracker::ReportFound(Microseconds time) {
+    for (auto& [name, host] : m_hosts) {
+        if (IsConnected(name, host.peer)) {
+            host.isConnected = true;
+            HandshakeEvent event = Event(HandshakeEvent::Kind::Found, time, name);
+            event.host = name;
+            event.partner = host.peer;
+            event.text = "host " + name + " and partner " + host.peer +
+                         " are bound to each other: their handshake was before the watching";
+            m_onEvent(event);
+        } else {
+            Report(HandshakeEvent::Kind::Present, time, name, "",
+                   "host " + name + " was on the bus before the watching, bound to " +
+                       (host.peer.empty() ? "no partner" : host.peer));
+        }
+    }
+    for (const auto& [name, partner] : m_partners) {
+        if (!IsConnected(partner.peer, name)) {
+            Report(HandshakeEvent::Kind::Present, time, name, "",
+                   "partner " + name + " was on the bus before the watching" +
+                       (partner.peer.empty() ? "" : ", bound to " + partner.peer));
+        }
+    }
+}
+
+bool HandshakeTracker::MayReceive(const std::string& host, const std::string& partner) const {
+    const auto found = m_hosts.find(host);
+    return !IsCheck(host) && !IsCheck(partner) &&
+           (found == m_hosts.end() || found->second.peer == partner ||
+            (found->second.peer.empty() && !found->second.isKnown));
+}
+
 // What is overdue
 
 void HandshakeTracker::Tick(Microseconds now) {
@@ -516,7 +605,8 @@ void HandshakeTracker::TickHosts(Microseconds now) {
     for (auto& [name, host] : m_hosts) {
         Progress& progress = host.progress;
         const Microseconds waited = now - progress.waitingSince;
-        if (!progress.awaited.empty() && !progress.isReported && waited >= PATIENCE) {
+        if (!progress.awaited.empty() && !progress.isReported && waited >= PATIENCE &&
+            !IsCheck(name)) {
             progress.isReported = true;
             Report(HandshakeEvent::Kind::Missing, now, name, progress.awaited,
                    DescribeMissing(name, host), waited);
@@ -526,7 +616,8 @@ void HandshakeTracker::TickHosts(Microseconds now) {
 
 // A side that is ready with one that is known to be bound to another or to nobody.
 bool HandshakeTracker::IsHalfOpen(const std::string& name, const Endpoint& endpoint) const {
-    const Endpoint* const peer = endpoint.isReady ? Find(endpoint.peer) : nullptr;
+    const bool isOfCheck = IsCheck(name) || IsCheck(endpoint.peer);
+    const Endpoint* const peer = endpoint.isReady && !isOfCheck ? Find(endpoint.peer) : nullptr;
     return peer != nullptr && peer->isKnown && peer->peer != name &&
            ConnectedHostOf(endpoint.peer) == nullptr;
 }
@@ -557,9 +648,9 @@ void HandshakeTracker::TickHalfOpen(Microseconds now) {
 void HandshakeTracker::TickNames(Microseconds now) {
     for (auto& [step, owner] : m_nameOwners) {
         const Microseconds owned = now - owner.since;
-        if (!owner.isReported && owned >= PATIENCE) {
+        if (!owner.isReported && owned >= PATIENCE && !IsCheck(owner.uniqueName)) {
             owner.isReported = true;
-            m_sides.try_emplace(owner.uniqueName, IsHostStep(step) ? Side::Host : Side::Partner);
+            SetSide(now, owner.uniqueName, IsHostStep(step) ? Side::Host : Side::Partner);
             Report(HandshakeEvent::Kind::Held, now, owner.uniqueName, step,
                    step + " is owned by " + owner.uniqueName + Process(owner.uniqueName) + " for " +
                        TimeText::Span(owned) + ": the step counts when the name is released",
@@ -571,8 +662,8 @@ void HandshakeTracker::TickNames(Microseconds now) {
 // In words
 
 std::string HandshakeTracker::Process(const std::string& name) const {
-    const std::string process = m_findProcess ? m_findProcess(name) : "";
-    return process.empty() ? "" : " (" + process + ")";
+    const auto found = m_processes.find(name);
+    return found != m_processes.end() ? " (" + found->second.Describe() + ")" : "";
 }
 
 std::string HandshakeTracker::DescribeBinding(const std::string& name) const {
@@ -654,13 +745,17 @@ std::string HandshakeTracker::DescribeHost(const std::string& name, const Host& 
 
 std::vector<std::string> HandshakeTracker::States() const {
     std::vector<std::string> states;
+    bool isHostPresent = false;
     for (const auto& [name, host] : m_hosts) {
-        states.push_back(DescribeHost(name, host));
+        if (!IsCheck(name)) {
+            isHostPresent = true;
+            states.push_back(DescribeHost(name, host));
+        }
     }
     for (const auto& [name, partner] : m_partners) {
         if (partner.isReported && IsHalfOpen(name, partner)) {
             states.push_back(DescribeHalfOpen(name));
-        } else if (m_hosts.empty()) {
+        } else if (!isHostPresent && !IsCheck(name)) {
             states.push_back("partner " + name + " waits for a host");
         }
     }

@@ -26,8 +26,8 @@ class HandshakeTracker {
 public:
     using OnEvent = std::function<void(const HandshakeEvent&)>;
 
-    /** Describes the process behind a unique name, like "pid 7, launcher"; empty when unknown. */
-    using FindProcess = std::function<std::string(const std::string& uniqueName)>;
+    /** Finds the process behind a unique name; its pid is 0 when unknown. */
+    using FindProcess = std::function<PeerProcess(const std::string& uniqueName)>;
 
     explicit HandshakeTracker(OnEvent onEvent);
 
@@ -42,6 +42,22 @@ public:
     void NameRefused(Microseconds time, const std::string& caller, guint32 serial,
                      const std::string& reason);
     void NameReplied(Microseconds time, const std::string& caller, guint32 serial, guint32 code);
+
+    /** A check announces, calls and notifies as a host or a partner does, and is neither. */
+    void FoundCheck(Microseconds time, const std::string& name);
+
+    /**
+     * A side that was on the bus before the watching.
+     * @param peer its host or its partner; empty for none, or for an unknown one
+     */
+    void FoundHost(Microseconds time, const std::string& name, const std::string& peer);
+    void FoundPartner(Microseconds time, const std::string& name, const std::string& peer);
+
+    /** Reports the sides that were found. */
+    void ReportFound(Microseconds time);
+
+    /** Whether the host receives the notifications of @p partner, as far as that is known. */
+    bool MayReceive(const std::string& host, const std::string& partner) const;
 
     /** A request or a notification shows the binding of its sender, also without a handshake. */
     void Talked(Microseconds time, const std::string& host, const std::string& partner,
@@ -100,6 +116,8 @@ private:
     };
     using Call = std::pair<std::string, guint32>; // caller and serial
 
+    void SetSide(Microseconds time, const std::string& name, Side side);
+    bool IsCheck(const std::string& name) const { return SideOf(name) == Side::Check; }
     void Step(Microseconds time, const std::string& step, const std::string& sender);
     void OnClientSyn(Microseconds time, const std::string& name);
     void OnServiceSyn(Microseconds time, const std::string& name);
@@ -148,7 +166,8 @@ private:
     std::map<std::string, Partner> m_partners;
     std::set<std::string> m_arrived; ///< unique names that joined the bus while it was watched
     std::set<std::string> m_left;    ///< of the sides that were seen; the bus reuses no name
-    std::string m_newestPartner;     ///< the last one that announced itself
+    std::map<std::string, PeerProcess> m_processes;
+    std::string m_newestPartner;                   ///< the last one that announced itself
     std::map<std::string, NameOwner> m_nameOwners; ///< by step
     std::map<Call, std::string> m_requested;
 };

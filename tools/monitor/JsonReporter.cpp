@@ -76,6 +76,10 @@ Json ReplyOf(const ReplySeen& reply) {
 
 const char* KindName(HandshakeEvent::Kind kind) {
     switch (kind) {
+    case HandshakeEvent::Kind::Identified:
+        return "identified";
+    case HandshakeEvent::Kind::Present:
+        return "present";
     case HandshakeEvent::Kind::Announced:
         return "announced";
     case HandshakeEvent::Kind::Ready:
@@ -94,6 +98,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "stranger";
     case HandshakeEvent::Kind::Shared:
         return "shared";
+    case HandshakeEvent::Kind::Stuck:
+        return "stuck";
     case HandshakeEvent::Kind::Left:
         break;
     }
@@ -140,6 +146,11 @@ void JsonReporter::Handshake(const HandshakeEvent& event) {
     if (event.kind == HandshakeEvent::Kind::HalfOpen) {
         object["since"] = TimeText::Iso(event.since);
         object["restart"] = event.restart;
+    }
+    if (event.kind == HandshakeEvent::Kind::Identified) {
+        object["pid"] = event.process.pid;
+        object["user"] = event.process.User();
+        object["program"] = event.process.command;
     }
     if (event.elapsed > 0) {
         object["elapsed_ms"] = Milliseconds(event.elapsed);

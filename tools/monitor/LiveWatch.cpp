@@ -1,13 +1,16 @@
 #include <monitor/LiveWatch.h>
 
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <glib-unix.h>
 #include <unistd.h>
 
+#include <check/BusSurvey.h>
 #include <monitor/BusCapture.h>
 #include <shared/ExitStatus.h>
 #include <shared/PeerProcess.h>
@@ -37,6 +40,28 @@ private:
     guint m_id;
 };
 
+// The monitor's own questions are no traffic of the bus.
+bool IsOf(const std::string& name, const SeenMessage& seen) {
+    return g_strcmp0(g_dbus_message_get_destination(seen.message.get()), name.c_str()) == 0;
+}
+
+// Only dbus-daemon shows its match rules. A later arrival is seen by its messages.
+void FindPresent(GDBusConnection* connection, const std::vector<std::string>& before,
+                 Microseconds now, HandshakeTracker& handshake) {
+    const BusSurvey survey = SurveyRules(connection);
+    for (const Participant& one : survey.participants) {
+        if (std::find(before.begin(), before.end(), one.name) == before.end()) {
+            continue;
+        }
+        if (one.role == Participant::Role::Host) {
+            handshake.FoundHost(now, one.name, one.peer);
+        } else {
+            handshake.FoundPartner(now, one.name, one.peer);
+        }
+    }
+    handshake.ReportFound(now);
+}
+
 } // namespace
 
 int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& reporter,
@@ -59,14 +84,22 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
         ended = true;
         g_main_loop_quit(loop);
     };
+    // A monitor can ask nothing: questions about processes go over a second connection.
+    SystemBus second([](const std::string&) {}, SystemBus::Kind::Own);
+    const std::string secondName = second.Connection() != nullptr
+                                       ? g_dbus_connection_get_unique_name(second.Connection())
+                                       : "";
     BusCapture capture(bus.Connection(), [&](const SeenMessage& seen) {
-        if (!ended) {
+        if (!ended && !IsOf(secondName, seen)) {
             analysis.Take(seen);
         }
         if (count != 0 && analysis.ReportedCount() >= count) {
             end();
         }
     });
+    const std::vector<std::string> before = second.Connection() != nullptr
+                                                ? ListUniqueNames(second.Connection())
+                                                : std::vector<std::string>();
     std::string problem;
     if (!capture.Start(problem)) {
         output.Error(SystemBus::Describe() + " does not let us watch: " + problem);
@@ -76,15 +109,16 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
             " and read that: applistctl monitor --read FILE");
         return EXIT_STATUS_FAILED;
     }
-    // A monitor can ask nothing: questions about processes go over a second connection.
-    SystemBus second([](const std::string&) {}, SystemBus::Kind::Own);
-    analysis.SetFindProcess([&second](const std::string& uniqueName) {
-        return second.Connection() != nullptr
-                   ? FindPeerProcess(second.Connection(), uniqueName).Describe()
-                   : "";
-    });
+    if (second.Connection() != nullptr) {
+        analysis.SetFindProcess([&second](const std::string& uniqueName) {
+            return FindPeerProcess(second.Connection(), uniqueName);
+        });
+    }
     reporter.Begin("watching " + SystemBus::Describe());
     analysis.Begin(capture.Now());
+    if (second.Connection() != nullptr) {
+        FindPresent(second.Connection(), before, capture.Now(), analysis.Handshake());
+    }
     std::function<void()> tick = [&] { analysis.Tick(capture.Now()); };
     const Repeat ticks(g_timeout_add(TICK_MS, CallFunction, &tick));
     const Repeat interrupt(g_unix_signal_add(SIGINT, CallFunction, &end));

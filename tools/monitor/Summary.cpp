@@ -51,8 +51,11 @@ void Summary::Add(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Refused:
     case HandshakeEvent::Kind::Stranger:
     case HandshakeEvent::Kind::Shared:
+    case HandshakeEvent::Kind::Stuck:
         ++m_handshakeProblems;
         break;
+    case HandshakeEvent::Kind::Identified:
+    case HandshakeEvent::Kind::Present:
     case HandshakeEvent::Kind::Announced:
     case HandshakeEvent::Kind::Found:
     case HandshakeEvent::Kind::Left:

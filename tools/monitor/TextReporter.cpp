@@ -62,6 +62,8 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Announced:
         Line(event.time, start + event.text, ToneOf(event.who.side));
         break;
+    case HandshakeEvent::Kind::Identified:
+    case HandshakeEvent::Kind::Present:
     case HandshakeEvent::Kind::Ready:
     case HandshakeEvent::Kind::Found:
     case HandshakeEvent::Kind::Left:
@@ -72,6 +74,7 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Held:
     case HandshakeEvent::Kind::Stranger:
     case HandshakeEvent::Kind::Shared:
+    case HandshakeEvent::Kind::Stuck:
         Problem(event.time, event.text);
         break;
     case HandshakeEvent::Kind::Refused:

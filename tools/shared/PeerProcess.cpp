@@ -2,26 +2,42 @@
 
 #include <fstream>
 
+#include <pwd.h>
+
 namespace applistctl {
 
 namespace {
 
 constexpr int LIMIT_MS = 2000;
+constexpr std::size_t LONGEST_SHORT_NAME = 15;
 
 } // namespace
 
+// Every user may read the short name, which the kernel cuts. The file needs the same user or root.
 std::string CommandOf(guint32 pid) {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+    const std::string folder = "/proc/" + std::to_string(pid);
+    std::ifstream file(folder + "/comm");
     std::string command;
     std::getline(file, command);
-    return command;
+    g_autofree char* program = g_file_read_link((folder + "/exe").c_str(), nullptr);
+    g_autofree char* name = program != nullptr ? g_path_get_basename(program) : nullptr;
+    const bool isCut = command.size() == LONGEST_SHORT_NAME && name != nullptr &&
+                       g_str_has_prefix(name, command.c_str());
+    return isCut ? name : command;
+}
+
+std::string PeerProcess::User() const {
+    const passwd* const entry = user != G_MAXUINT32 ? getpwuid(user) : nullptr;
+    return entry != nullptr ? entry->pw_name : user != G_MAXUINT32 ? std::to_string(user) : "";
 }
 
 std::string PeerProcess::Describe() const {
     if (pid == 0) {
         return "";
     }
-    return "pid " + std::to_string(pid) + (command.empty() ? "" : ", " + command);
+    const std::string name = User();
+    return "pid " + std::to_string(pid) + (name.empty() ? "" : ", user " + name) +
+           (command.empty() ? "" : ", " + command);
 }
 
 PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniqueName) {

@@ -11,16 +11,19 @@ namespace applistctl {
 struct PeerProcess {
     guint32 pid = 0; ///< 0 when the bus does not report it
     guint32 user = G_MAXUINT32;
-    std::string command; ///< its short name in /proc; empty when it cannot be read
+    std::string command; ///< the name of its program; empty when /proc does not allow to read it
 
-    /** "pid 77, launcher", or nothing */
+    /** The name of the user, or the number of a user without a name; empty when unknown. */
+    std::string User() const;
+
+    /** "pid 77, user weston, launcher", or nothing */
     std::string Describe() const;
 };
 
 /** Asks the bus daemon, which answers everybody. Blocks for one round trip. */
 PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniqueName);
 
-/** @return the short name of a process, or nothing */
+/** @return the name of the program that a process runs, or nothing */
 std::string CommandOf(guint32 pid);
 
 } // namespace applistctl

@@ -1,0 +1,24 @@
+// Marks the connection of a check, so that a monitor does not take the check for a host.
+#ifndef APPLIST_TOOLS_CHECKMARKER_H
+#define APPLIST_TOOLS_CHECKMARKER_H
+
+#include <gio/gio.h>
+
+namespace applistctl {
+
+namespace CheckMarker {
+
+constexpr const char* INTERFACE = "org.morva.applistctl";
+constexpr const char* MEMBER = "Check";
+
+/**
+ * Sends a signal from @p connection to itself, on the path of the communication object. A bus
+ * policy allows such a signal, and only a monitor receives it besides.
+ */
+void Send(GDBusConnection* connection);
+
+} // namespace CheckMarker
+
+} // namespace applistctl
+
+#endif
