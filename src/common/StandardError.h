@@ -6,9 +6,10 @@ namespace StandardError {
 
 /**
  * Writes "time tag[process id] priority: " and @p line to standard error, in one write. Never
- * blocks on a full pipe or a stopped terminal, never raises a signal, and is not a cancellation
- * point: the line is lost instead. Control characters in the line become '?', because a name from
- * another process must not control the terminal. Any thread may call it.
+ * blocks on a full pipe or a stopped terminal, except on a terminal that the process may not open,
+ * never raises a signal, and is not a cancellation point: the line is lost instead. Control
+ * characters in the line become '?', because a name from another process must not control the
+ * terminal. Any thread may call it.
  */
 void WriteLine(int priority, const char* tag, const char* line);
 

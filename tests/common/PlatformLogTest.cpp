@@ -14,7 +14,6 @@
 #include <syslog.h>
 
 #include "AllocationCount.h"
-#include "CapturedStandardError.h"
 #include "PrivateSystemLog.h"
 
 namespace {
@@ -373,29 +372,16 @@ void* PrintCancelled(void* isFinished) {
     return nullptr;
 }
 
-void ExpectToFinishACancelledLine() {
-    bool isFinished = false;
-    pthread_t thread = {};
-    ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(isFinished);
-}
-
 TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
         log.OpenSyslog();
-        ExpectToFinishACancelledLine();
-    });
-}
-
-TEST(Log, FinishesALineOnStandardErrorOfAThreadThatIsCancelled) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
-        setenv("APPLIST_LOG", "stderr", 1);
-        const CapturedStandardError standardError;
-        ExpectToFinishACancelledLine();
-        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+        bool isFinished = false;
+        pthread_t thread = {};
+        ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
+        void* result = nullptr;
+        pthread_join(thread, &result);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        EXPECT_TRUE(isFinished);
     });
 }
 

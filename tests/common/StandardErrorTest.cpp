@@ -1,9 +1,12 @@
 // APPLIST_LOG=stderr: lines on standard error, which may be full, closed, a terminal, a file or a
 // socket.
 #include <common/Log.h>
+#include <common/StandardError.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
+#include <fstream>
 #include <string>
 
 #include <fcntl.h>
@@ -12,6 +15,8 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "CapturedStandardError.h"
@@ -159,9 +164,31 @@ TEST(LineOnStandardError, DoesNotControlTheTerminal) {
     });
 }
 
+void* WriteCancelled(void* isFinished) {
+    pthread_cancel(pthread_self());
+    StandardError::WriteLine(LOG_PRIORITY_ERROR, LOG_TAG, "line\n");
+    *static_cast<bool*>(isFinished) = true;
+    pthread_testcancel();
+    return nullptr;
+}
+
+TEST(LineOnStandardError, IsFinishedByAThreadThatIsCancelled) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        const CapturedStandardError standardError;
+        bool isFinished = false;
+        pthread_t thread = {};
+        ASSERT_EQ(pthread_create(&thread, nullptr, WriteCancelled, &isFinished), 0);
+        void* result = nullptr;
+        pthread_join(thread, &result);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        EXPECT_TRUE(isFinished);
+        EXPECT_THAT(standardError.Lines(), SizeIs(1));
+    });
+}
+
 // Standard error that takes no line
 
-TEST(FullPipeAsStandardError, LosesTheLineAndBlocksNobody) {
+TEST(FullPipeAsStandardError, LosesTheLineAndBlocksNoHost) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
         UseStandardError();
         const CapturedStandardError standardError;
@@ -176,7 +203,7 @@ TEST(FullPipeAsStandardError, LosesTheLineAndBlocksNobody) {
     });
 }
 
-TEST(FullPipeAsStandardError, BlocksNobodyWithoutProc) {
+TEST(FullPipeAsStandardError, BlocksNoHostWithoutProc) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
         UseStandardError();
         if (mount("none", "/proc", "tmpfs", 0, nullptr) != 0) {
@@ -193,20 +220,25 @@ TEST(FullPipeAsStandardError, BlocksNobodyWithoutProc) {
     });
 }
 
-TEST(TerminalAsStandardError, BlocksNobodyWhenItIsNotRead) {
+// The private /dev has no terminals. @return the side of the person, -1 without terminals here
+int OpenTerminal() {
+    if (mount("none", "/dev", "devpts", 0, "newinstance,ptmxmode=0666") != 0) {
+        return -1;
+    }
+    const int terminal = open("/dev/ptmx", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(unlockpt(terminal), 0);
+    return terminal;
+}
+
+TEST(TerminalAsStandardError, BlocksNoHostWhileTheTerminalIsNotRead) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
-        // The private /dev has no terminals.
-        if (mount("none", "/dev", "devpts", 0, "newinstance,ptmxmode=0666") != 0) {
+        UseStandardError();
+        const int terminal = OpenTerminal();
+        if (terminal < 0) {
             return;
         }
-        UseStandardError();
         const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-        const int terminal = open("/dev/ptmx", O_RDWR | O_NOCTTY | O_CLOEXEC);
-        ASSERT_GE(terminal, 0);
-        ASSERT_EQ(unlockpt(terminal), 0);
-        const int other = open("/dev/0", O_RDWR | O_NOCTTY | O_CLOEXEC);
-        ASSERT_GE(other, 0);
-        dup2(other, STDERR_FILENO);
+        dup2(open("/dev/0", O_RDWR | O_NOCTTY | O_CLOEXEC), STDERR_FILENO);
         constexpr int LINES = 2000; // a terminal keeps a few kilobytes
         for (int i = 0; i < LINES; ++i) {
             APPLIST_LOG_ERROR("line %d", i);
@@ -218,7 +250,39 @@ TEST(TerminalAsStandardError, BlocksNobodyWhenItIsNotRead) {
     });
 }
 
-TEST(SocketAsStandardError, TakesLinesAndBlocksNobodyWhenItIsFull) {
+// "stty tostop": the terminal stops background processes that write.
+void StopBackgroundProcesses(int terminal) {
+    termios mode = {};
+    tcgetattr(terminal, &mode);
+    mode.c_lflag |= TOSTOP;
+    tcsetattr(terminal, TCSANOW, &mode);
+}
+
+TEST(TerminalAsStandardError, DoesNotStopAHostInTheBackground) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        if (OpenTerminal() < 0) {
+            return;
+        }
+        setsid();
+        const int controlling = open("/dev/0", O_RDWR | O_CLOEXEC);
+        ASSERT_EQ(tcgetpgrp(controlling), getpid());
+        StopBackgroundProcesses(controlling);
+        const pid_t host = fork();
+        if (host == 0) {
+            setpgid(0, 0);
+            dup2(controlling, STDERR_FILENO);
+            APPLIST_LOG_ERROR("line");
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(host, &status, WUNTRACED);
+        EXPECT_TRUE(WIFEXITED(status)) << "stopped by signal " << WSTOPSIG(status);
+        kill(host, SIGKILL);
+    });
+}
+
+TEST(SocketAsStandardError, TakesLinesAndBlocksNoHostWhileTheSocketIsFull) {
     IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
         UseStandardError();
         int ends[2];
@@ -270,6 +334,25 @@ TEST(LineOnStandardError, LeavesSignalsOfTheHostPending) {
         EXPECT_EQ(sigismember(&blocked, SIGPIPE), 1);
         EXPECT_EQ(sigismember(&blocked, SIGXFSZ), 0);
         EXPECT_EQ(sigismember(&blocked, SIGTTOU), 0);
+    });
+}
+
+TEST(FileAsStandardError, KeepsAllLines) {
+    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
+        UseStandardError();
+        const int keptStandardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        dup2(open("/run/errors", O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+        APPLIST_LOG_ERROR("first");
+        APPLIST_LOG_ERROR("second");
+        dup2(keptStandardError, STDERR_FILENO);
+        std::ifstream file("/run/errors");
+        std::string first;
+        std::string second;
+        std::getline(file, first);
+        std::getline(file, second);
+        unlink("/run/errors");
+        EXPECT_EQ(Message(first), "first");
+        EXPECT_EQ(Message(second), "second");
     });
 }
 
