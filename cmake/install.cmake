@@ -63,10 +63,3 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/applist.pc.in ${PROJECT_BINARY_DIR}/a
 install(CODE "configure_file(\"${PROJECT_BINARY_DIR}/applist.pc.in\"
     \"${PROJECT_BINARY_DIR}/applist.pc\" @ONLY)")
 install(FILES ${PROJECT_BINARY_DIR}/applist.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-
-if(APPLIST_BUILD_TOOLS)
-    install(FILES ${PROJECT_SOURCE_DIR}/data/applistctl.1
-        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-    install(FILES ${PROJECT_SOURCE_DIR}/data/applistctl.bash RENAME applistctl
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-endif()
