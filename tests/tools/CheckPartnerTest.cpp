@@ -181,7 +181,7 @@ const Row ROWS[] = {
     {{"NoSyn"},
      "no-syn",
      {"announces-itself", "announces-again"},
-     "no _SERVICE_SYN within 3 s from the command of --restart"},
+     "no _SERVICE_SYN within 9 s from the command of --restart"},
     {{"KeepsADeadHost"}, "keep-host", {"announces-again"}, "no _SERVICE_SYN within"},
     {{"KeepsNames"}, "keep-names", {"releases-names"}, "owns _SERVICE_SYN and does not release it"},
     {{"NoSynAck"}, "no-syn-ack", {"answers-syn"}, "no _SERVICE_SYN_ACK within"},

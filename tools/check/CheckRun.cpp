@@ -22,7 +22,7 @@ double SecondsSince(Clock::time_point start) {
 // A partner without _SERVICE_SYN has no other sign of its start than its answer.
 void FindSilentPartner(CheckRun& run, BareHost& host) {
     const auto start = Clock::now();
-    while (SecondsSince(start) < run.limit && !host.HasSeen("_SYN_ACK")) {
+    while (SecondsSince(start) < run.StartLimit() && !host.HasSeen("_SYN_ACK")) {
         host.Announce("_SYN");
         host.WaitForStep("_SYN_ACK", SHORT_S);
     }
@@ -38,9 +38,9 @@ void Restart(CheckRun& run, BareHost& host) {
         run.isAway = false;
         if (run.list.IsBroken(Duty::AnnouncesItself) || run.list.IsBroken(Duty::ReleasesNames)) {
             FindSilentPartner(run, host);
-        } else if (!host.WaitForStep("_SYN", run.limit)) {
+        } else if (!host.WaitForStep("_SYN", run.StartLimit())) {
             FailStep(run, host, Duty::AnnouncesItself, "_SYN", "at its start",
-                     NotWithin("_SERVICE_SYN", run) + " after a restart");
+                     NotWithin("_SERVICE_SYN", run.StartLimit()) + " after a restart");
         }
         run.partner.OnPartnerFound();
     } else if (run.wait > 0) {
@@ -58,7 +58,11 @@ std::string InMilliseconds(double seconds) {
 }
 
 std::string NotWithin(const std::string& what, const CheckRun& run) {
-    return "no " + what + " within " + InSeconds(run.limit);
+    return NotWithin(what, run.limit);
+}
+
+std::string NotWithin(const std::string& what, double seconds) {
+    return "no " + what + " within " + InSeconds(seconds);
 }
 
 void Fail(CheckRun& run, BareHost& host, ChecklistRow row, const std::string& when,

@@ -25,6 +25,9 @@ struct CheckRun {
     bool isAway = false;               ///< the partner has left the bus, or is stopped
     std::set<std::string> losses = {}; ///< the causes that are reported
     std::optional<AppListRequest> lastRequest = std::nullopt; ///< with a reply
+
+    /** Seconds for the start of the partner, which loads its program first. */
+    double StartLimit() const { return 3 * limit; }
 };
 
 using HostPointer = std::unique_ptr<BareHost>;
@@ -34,6 +37,7 @@ std::string InMilliseconds(double seconds);
 
 /** "no _SERVICE_SYN within 3 s" */
 std::string NotWithin(const std::string& what, const CheckRun& run);
+std::string NotWithin(const std::string& what, double seconds);
 
 /**
  * Breaks @p row with @p problem. When the partner has left the bus, this is the problem: reported

@@ -66,7 +66,7 @@ bool AnswerPartnersSyn(CheckRun& run, BareHost& host) {
 }
 
 bool StartPartner(CheckRun& run, BareHost& host) {
-    double seconds = run.limit;
+    double seconds = run.StartLimit();
     if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
@@ -208,7 +208,7 @@ bool Find(CheckRun& run, BareHost& host) {
             return true;
         }
         FailStep(run, host, Duty::AnnouncesItself, "_SYN", "at its start",
-                 NotWithin("_SERVICE_SYN", run) + " from the command of --restart" +
+                 NotWithin("_SERVICE_SYN", run.StartLimit()) + " from the command of --restart" +
                      run.partner.DescribeEnd());
     }
     host.Announce("_SYN");
@@ -235,7 +235,7 @@ bool StartTogether(CheckRun& run, double hostStart) {
     run.partner.Run();
     WaitUntil([&] { return host.HasSeen("_SYN"); }, hostStart);
     host.Announce("_SYN");
-    return WaitUntil([&] { return host.IsReady(); }, run.limit);
+    return WaitUntil([&] { return host.IsReady(); }, run.StartLimit());
 }
 
 // The two first announcements cross: neither side has received the other's.
@@ -243,7 +243,7 @@ bool StartCrossed(CheckRun& run) {
     run.partner.Stop();
     BareHost host;
     run.partner.Run();
-    if (!host.WaitForStep("_SYN", run.limit)) {
+    if (!host.WaitForStep("_SYN", run.StartLimit())) {
         return false;
     }
     host.Announce("_SYN");
@@ -299,7 +299,7 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
         BareHost observer;
         const auto start = Clock::now();
         run.partner.Run();
-        if (!observer.WaitForStep("_SYN", run.limit)) {
+        if (!observer.WaitForStep("_SYN", run.StartLimit())) {
             run.list.Skip(Duty::StartsTogether, "the partner does not announce itself");
             return;
         }

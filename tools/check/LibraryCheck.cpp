@@ -105,7 +105,7 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
     }
     const std::size_t fills = CountAnswered(traffic, APPLIST_SET_SELECTION_FNC);
     const std::size_t created = traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
-    double seconds = run.limit;
+    double seconds = run.StartLimit();
     if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
