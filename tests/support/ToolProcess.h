@@ -1,7 +1,8 @@
-// A running applistctl.
+// A running applistctl, or another partner in the place of "applistctl partner".
 #ifndef APPLIST_TESTS_TOOLPROCESS_H
 #define APPLIST_TESTS_TOOLPROCESS_H
 
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -13,6 +14,9 @@ inline namespace applist_test {
 class ToolProcess : public Process {
 public:
     /**
+     * With APPLIST_TEST_PARTNER_COMMAND in the environment, this program runs instead of
+     * "applistctl partner". It accepts the same commands, and prints the same lines.
+     *
      * @param environment "NAME=VALUE", besides the test's own variables
      * @param prepare called in the child before the tool starts
      */
@@ -37,7 +41,12 @@ public:
 
 private:
     static std::vector<std::string> Words(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), APPLISTCTL);
+        const char* const partner = std::getenv("APPLIST_TEST_PARTNER_COMMAND");
+        if (partner != nullptr && arguments.front() == "partner") {
+            arguments.front() = partner;
+        } else {
+            arguments.insert(arguments.begin(), APPLISTCTL);
+        }
         return arguments;
     }
 };

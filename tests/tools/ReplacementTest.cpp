@@ -95,6 +95,33 @@ protected:
         }
     }
 
+    // Sends so many edits to the host, without waiting for their effects. The list keeps its size.
+    static void Edit(ToolProcess& host, const std::string& name, int count) {
+        for (int i = 0; i < count; ++i) {
+            const std::string id = name + "." + std::to_string(i);
+            host.Send("add " + id + " Name of " + id);
+            host.Send("select " + id);
+            host.Send("modify " + id + " " + id + "m Changed " + id);
+            if (i > 0) {
+                host.Send("remove " + name + "." + std::to_string(i - 1) + "m");
+            }
+        }
+        host.Send("remove " + name + "." + std::to_string(count - 1) + "m");
+    }
+
+    // The partner has received the list that follows its handshake, and all edits.
+    static void ExpectEqualLists(ToolProcess& host, ToolProcess& partner, const std::string& edit) {
+        ASSERT_TRUE(partner.WaitFor("connected with")) << partner.Output();
+        partner.Send("change"); // the host handles notification 4 before
+        ASSERT_TRUE(host.WaitFor("OnItemChangeEvent")) << host.Output();
+        host.Send("add " + edit + " Name of " + edit);
+        host.Send("select " + edit);
+        const std::string list = host.List();
+        EXPECT_THAT(list, HasSubstr("selection: Name of " + edit));
+        EXPECT_EQ(list, partner.List());
+        host.Send("remove " + edit);
+    }
+
     // Requests and notifications arrive, and the lists are equal.
     static void ExpectOneList(ToolProcess& host, ToolProcess& partner) {
         ASSERT_TRUE(partner.WaitFor("my list has 5 items now")) << partner.Output();
@@ -127,6 +154,27 @@ TEST_F(Replacement, OfTheHostWhileThePartnerIsStoppedEndsWithOneList) {
         const Tool host = ReplaceHostOf(*partner);
         ExpectOneList(*host, *partner);
         ASSERT_FALSE(HasFailure()) << "replacement " << i;
+    }
+}
+
+// The host edits its list before the end of a partner, without a partner, and during the handshake
+// with the next one.
+TEST_F(Replacement, OfThePartnerWhileTheHostEditsEndsWithOneList) {
+    constexpr int EDITS = 8;
+    const Tool host = StartHost();
+    Tool partner = StartPartner();
+    ASSERT_TRUE(partner->WaitFor("my list has 5 items now"));
+    for (int i = 0; i < Repetitions(USUAL_REPETITIONS); ++i) {
+        const std::string number = std::to_string(i);
+        Edit(*host, "before" + number, EDITS);
+        const std::string last = "before" + number + "." + std::to_string(i % EDITS);
+        ASSERT_TRUE(partner->WaitFor(last)) << partner->Output();
+        Kill(std::move(partner), m_partnerName);
+        Edit(*host, "meanwhile" + number, EDITS);
+        partner = StartPartner();
+        Edit(*host, "after" + number, EDITS);
+        ExpectEqualLists(*host, *partner, "end" + number);
+        ASSERT_FALSE(HasFailure()) << "restart " << i;
     }
 }
 
