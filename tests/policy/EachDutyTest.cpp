@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <pwd.h>
+#include <sys/stat.h>
 
+#include "TemporaryFolder.h"
 #include "ToolProcess.h"
 
 namespace {
@@ -27,7 +29,11 @@ protected:
     // The user of the partner. The check has the group of hosts, too, and so both roles: it must
     // own a name of the partner for a moment. The capabilities are for the start of the partner
     // alone.
-    static std::vector<std::string> Check() {
+    std::vector<std::string> Check() const {
+        const std::string commands = m_folder.Path() + "/commands";
+        mkfifo(commands.c_str(), 0);
+        chmod(commands.c_str(), S_IRUSR | S_IWUSR | S_IROTH | S_IWOTH);
+        chmod(m_folder.Path().c_str(), S_IRWXU | S_IXOTH);
         const std::string both = "+setuid,+setgid";
         return {"setpriv",
                 "--reuid=" + Id(getpwnam(Users::PARTNER)->pw_uid),
@@ -41,7 +47,10 @@ protected:
                 "--wait=0",
                 "--limit=20", // a partner may start slowly on a busy machine
                 "--restart",
-                "exec setpriv --clear-groups --inh-caps=-all --ambient-caps=-all " + Partner()};
+                "exec setpriv --clear-groups --inh-caps=-all --ambient-caps=-all " + Partner() +
+                    " 0<>" + commands,
+                "--drive",
+                "echo \"$@\" >" + commands};
     }
 
 private:
@@ -51,6 +60,8 @@ private:
         const char* const other = std::getenv("APPLIST_TEST_PARTNER_COMMAND");
         return other != nullptr ? other : APPLISTCTL + std::string(" partner");
     }
+
+    const TemporaryFolder m_folder;
 };
 
 TEST_P(EachDuty, PassesUnderThePolicy) {
@@ -58,11 +69,11 @@ TEST_P(EachDuty, PassesUnderThePolicy) {
                                      std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER}));
     Process check(Check());
     int status = -1;
-    for (int i = 0; i < 5 && status == -1; ++i) { // a check takes longer than other tools
+    for (int i = 0; i < 10 && status == -1; ++i) { // a check takes longer than other tools
         status = check.WaitForExit();
     }
     EXPECT_EQ(status, 0) << check.Output() << check.Errors();
-    EXPECT_THAT(check.Output(), testing::HasSubstr(" passed, 0 broken, 3 not seen"));
+    EXPECT_THAT(check.Output(), testing::HasSubstr(" passed, 0 weak, 0 broken, 0 not seen"));
 }
 
 INSTANTIATE_TEST_SUITE_P(On, EachDuty, testing::ValuesIn(DAEMONS),
