@@ -109,7 +109,7 @@ class PartnerTest {
     @Test
     void repliesToMalformedRequestsAndIgnoresThem() {
         send(2004, CLOCK);
-        assertEquals("", send(2004, "Music\nmusic.02"));
+        assertEquals("", send(2004, MUSIC + "Radio\nrad"));
         assertEquals("", send(2007, ""));
         assertEquals("", send(2002, CLOCK));
         List<byte[]> replies = new ArrayList<>();
