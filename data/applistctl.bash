@@ -36,13 +36,18 @@ _applistctl() {
         mapfile -t COMPREPLY < <(compgen -c -- "$word")
         return
         ;;
+    --policies)
+        mapfile -t COMPREPLY < <(compgen -d -- "$word")
+        return
+        ;;
     --bus | --count | --limit | --only | --repeat | --seconds | --timeout | --wait) return ;;
     esac
 
     case $verb in
     partner) options+=" --script" ;;
     monitor) options+=" --all --count --json --read --seconds" ;;
-    check | check-host) options+=" --limit" ;;
+    check) options+=" --limit --policies" ;;
+    check-host) options+=" --limit" ;;
     check-partner)
         options+=" --baseline --drive --json --junit --limit --list --only --repeat --restart"
         options+=" --timeout --wait"

@@ -53,6 +53,63 @@ TEST_P(RefusedRole, OfAUserWithTheOtherRoleIsPrinted) {
     EXPECT_THAT(partner.Errors(), HasSubstr("the bus policy refuses the name"));
 }
 
+TEST_P(RefusedRole, IsPrintedByTheHostTool) {
+    const StockBus bus("");
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    EXPECT_TRUE(host.WaitForError("applistctl host: the bus policy refuses the name "
+                                  "org.morva.JavaMW.Applist_CLIENT_SYN: "));
+}
+
+TEST_P(RefusedRole, IsExplainedByTheCheckWhenThereIsNoPolicy) {
+    const StockBus bus("");
+    ToolProcess check({"check", "--limit=0.2", "--policies", bus.Folder()});
+    EXPECT_EQ(check.WaitForExit(), 4);
+    EXPECT_THAT(check.Output(),
+                HasSubstr("; no policy in " + bus.Folder() + " names a user for the host\n"));
+}
+
+// The check as a user that the policy does not name, then with the file that the check prints.
+TEST_P(RefusedRole, IsRemediedByTheFileThatTheCheckPrints) {
+    SkipUnlessRoot();
+    const BusUser user(Users::HOST);
+    if (!user.MayRun(APPLISTCTL)) {
+        GTEST_SKIP() << "this user may not run " << APPLISTCTL;
+    }
+    StockBus bus(Policy::Make({}));
+    const std::vector<std::string> words = {"check", "--limit=0.2", "--policies", bus.Folder()};
+    ToolProcess refused(words, {}, [&] { user.Become(); });
+    EXPECT_EQ(refused.WaitForExit(), 4);
+    const std::string text = refused.Output();
+    EXPECT_THAT(text, HasSubstr(bus.Folder() +
+                                "/org.morva.JavaMW.conf names user root for the "
+                                "host, and you are " +
+                                Users::HOST + "\n"));
+    EXPECT_THAT(text, HasSubstr(std::string("-> write this file to /etc/dbus-1/system.d/"
+                                            "org.morva.JavaMW-") +
+                                Users::HOST + ".conf"));
+    const std::size_t start = text.find("<!DOCTYPE");
+    const std::string end = "</busconfig>\n";
+    ASSERT_NE(start, std::string::npos) << text;
+    EXPECT_EQ(start, text.rfind("<!DOCTYPE")); // once for three refusals
+    bus.Add("org.morva.JavaMW-daemon.conf",
+            text.substr(start, text.find(end) + end.size() - start));
+    ToolProcess allowed(words, {}, [&] { user.Become(); });
+    allowed.WaitForExit();
+    for (const char* const step : {"announce", "send", "signal"}) {
+        EXPECT_THAT(allowed.Output(), HasSubstr("ok       " + std::string(step) + " "));
+    }
+}
+
+TEST_P(RefusedRole, IsAMatterOfAReloadWhenThePolicyNamesTheUser) {
+    const std::string me = std::to_string(geteuid());
+    const TemporaryFolder folder;
+    folder.Write("host.conf", Policy::Make({"APPLIST_BUS_HOST_USER=" + me}));
+    const StockBus bus("");
+    ToolProcess check({"check", "--limit=0.2", "--policies", folder.Path()});
+    EXPECT_EQ(check.WaitForExit(), 4);
+    EXPECT_THAT(check.Output(), HasSubstr("-> let the bus reload its configuration"));
+}
+
 INSTANTIATE_TEST_SUITE_P(On, RefusedRole, testing::ValuesIn(DAEMONS),
                          [](const auto& row) { return NameOf(row.param); });
 

@@ -53,3 +53,8 @@ void StockBus::Install(const std::string& policy) {
     Write(m_folder, policy);
     m_bus.Reload();
 }
+
+void StockBus::Add(const std::string& file, const std::string& text) {
+    m_folder.Write(file, text);
+    m_bus.Reload();
+}

@@ -20,6 +20,12 @@ public:
     /** Puts another file in the place of the present one; in force on return. */
     void Install(const std::string& policy);
 
+    /** The folder of the installed policy. */
+    const std::string& Folder() const { return m_folder.Path(); }
+
+    /** Adds a file to the folder; in force on return. */
+    void Add(const std::string& file, const std::string& text);
+
 private:
     TemporaryFolder m_folder;
     PrivateBus m_bus;

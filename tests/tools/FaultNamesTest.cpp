@@ -13,6 +13,7 @@
 #include "PrivateBus.h"
 #include "ToolProcess.h"
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -293,8 +294,15 @@ TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
     if (IsBroker()) {
         EXPECT_THAT(result.text, HasSubstr(" are hosts or partners on the bus"));
     } else {
-        EXPECT_THAT(result.text, HasSubstr(hostProcess + " is a host on the bus, bound to :"));
-        EXPECT_THAT(result.text, HasSubstr(partnerProcess + " is bound to :"));
+        EXPECT_THAT(result.text, ContainsRegex("note     hosts     :1\\.[0-9]+[^\n]* is a host on "
+                                               "the bus, bound to :1"));
+        EXPECT_THAT(result.text,
+                    ContainsRegex("note     hosts     the partner :1\\.[0-9]+[^\n]* is "
+                                  "bound to :1"));
+        EXPECT_EQ(result.text.find(hostProcess), result.text.rfind(hostProcess)); // once
+        EXPECT_EQ(result.text.find(partnerProcess), result.text.rfind(partnerProcess));
+        EXPECT_THAT(result.text, ContainsRegex("MISSING  partner   no answer to _CLIENT_SYN within "
+                                               "0.3 s: the partner :1\\.[0-9]+ is bound to :1"));
         EXPECT_THAT(result.text, HasSubstr("or check it with \"applistctl check host :"));
     }
     partner.Send("list");

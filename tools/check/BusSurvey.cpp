@@ -90,7 +90,8 @@ bool ReadRules(GDBusConnection* connection, std::map<std::string, Rules>& rules,
 
 // The names whose connection has the communication object.
 std::vector<std::string> FindObjects(GDBusConnection* connection,
-                                     const std::vector<std::string>& names, double limit) {
+                                     const std::vector<std::string>& names, double limit,
+                                     std::vector<std::string>& silent) {
     const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
     const std::vector<PeerReply> replies = CallPeers(
         connection, names, {path.c_str(), "org.freedesktop.DBus.Introspectable", "Introspect"},
@@ -108,12 +109,16 @@ std::vector<std::string> FindObjects(GDBusConnection* connection,
             found.push_back(names[i]);
         } else if (reply.IsRefused()) {
             refused.push_back(names[i]);
+        } else if (reply.IsMissing()) {
+            silent.push_back(names[i]);
         }
     }
     const std::vector<PeerReply> sent = SendNothing(connection, refused, limit);
     for (std::size_t i = 0; i < refused.size(); ++i) {
         if (sent[i].IsReply()) {
             found.push_back(refused[i]);
+        } else if (sent[i].IsMissing()) {
+            silent.push_back(refused[i]);
         }
     }
     return found;
@@ -216,7 +221,8 @@ BusSurvey SurveyBus(GDBusConnection* connection, double limit) {
     if (survey.hasRules) {
         return survey;
     }
-    for (const std::string& name : FindObjects(connection, ListUniqueNames(connection), limit)) {
+    for (const std::string& name :
+         FindObjects(connection, ListUniqueNames(connection), limit, survey.silent)) {
         Participant one;
         one.name = name;
         one.process = FindPeerProcess(connection, name);

@@ -26,8 +26,9 @@ struct Participant {
 
 struct BusSurvey {
     std::vector<Participant> participants;
-    bool hasRules = false; ///< whether roles and bindings are known
-    std::string problem;   ///< why the match rules are not known
+    bool hasRules = false;           ///< whether roles and bindings are known
+    std::string problem;             ///< why the match rules are not known
+    std::vector<std::string> silent; ///< without match rules: names without any reply
 
     const Participant* Find(const std::string& name) const;
     const Participant* FirstOf(Participant::Role role) const;

@@ -1,6 +1,7 @@
 #include <check/CheckVerb.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <pwd.h>
@@ -8,7 +9,10 @@
 
 #include <applist/MessageIds.h>
 #include <check/BareHost.h>
+#include <check/BusPolicy.h>
 #include <check/BusSurvey.h>
+#include <check/HostProcess.h>
+#include <check/PeerCall.h>
 #include <check/Verdicts.h>
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
@@ -28,16 +32,15 @@ std::string UserName() {
     return user != nullptr ? user->pw_name : std::to_string(geteuid());
 }
 
-std::string PolicyAdvice() {
-    return "install share/dbus-1/system.d/org.morva.JavaMW.conf, built with "
-           "-DAPPLIST_BUS_HOST_USER=" +
-           UserName() + ", and let the bus reload its configuration";
-}
-
 // One check of a device, from the bus to the answer of the partner. Each step prints a line.
 class DeviceCheck {
 public:
-    DeviceCheck(Output& output, double limit) : m_verdicts(output, "MISSING"), m_limit(limit) {}
+    DeviceCheck(Output& output, double limit, std::vector<std::string> policyFolders)
+        : m_output(output),
+          m_verdicts(output, "MISSING"),
+          m_limit(limit),
+          m_policyFolders(std::move(policyFolders)),
+          m_names(m_host.Connection()) {}
 
     int Run() {
         if (m_host.Connection() == nullptr) {
@@ -69,32 +72,42 @@ private:
     void ShowOthers() {
         std::string names;
         for (const Participant& one : m_survey.participants) {
-            names += (names.empty() ? "" : ", ") + one.Describe();
             if (one.role == Participant::Role::Host) {
-                m_verdicts.Note("hosts", one.Describe() + " is a host on the bus, bound to " +
-                                             DescribePeer(one));
+                const std::string host = m_names.Once(one.name);
+                m_verdicts.Note("hosts", host + " is a host on the bus, bound to " + Peer(one));
             } else if (one.role == Participant::Role::Partner && !one.peer.empty()) {
-                m_verdicts.Note("hosts", "the partner " + one.Describe() + " is bound to " +
-                                             DescribePeer(one));
+                const std::string partner = m_names.Once(one.name);
+                m_verdicts.Note("hosts", "the partner " + partner + " is bound to " + Peer(one));
+            } else if (!m_survey.hasRules && m_survey.participants.size() > 1) {
+                names += (names.empty() ? "" : ", ") + m_names.Once(one.name);
             }
         }
-        if (!m_survey.hasRules && m_survey.participants.size() > 1) {
+        if (!names.empty()) {
             m_verdicts.Note("hosts", names + " are hosts or partners on the bus");
         }
     }
 
-    const Participant* BoundPartner() const {
-        for (const Participant& one : m_survey.participants) {
-            if (one.role == Participant::Role::Partner && !one.peer.empty()) {
-                return &one;
-            }
-        }
-        return nullptr;
+    std::string Peer(const Participant& one) {
+        return one.peer.empty() ? "nobody" : m_names.Once(one.peer);
     }
 
-    std::string DescribePeer(const Participant& one) const {
-        const Participant* const peer = m_survey.Find(one.peer);
-        return peer != nullptr ? peer->Describe() : one.peer.empty() ? "nobody" : one.peer;
+    // The policy that refuses is in a file, and so is its remedy.
+    void Refused(const std::string& what, const std::string& text) {
+        const std::string user = UserName();
+        const BusPolicy policy(m_policyFolders);
+        if (policy.Names(user)) {
+            m_verdicts.Wrong(what, text + "; " + policy.Describe(user),
+                             "let the bus reload its configuration: systemctl reload dbus");
+            return;
+        }
+        m_verdicts.Wrong(what, text + "; " + policy.Describe(user),
+                         m_hasShownDropIn ? "write the file above"
+                                          : "write this file to " + BusPolicy::DropInPath(user) +
+                                                ", and let the bus reload its configuration "
+                                                "(systemctl reload dbus):");
+        if (!std::exchange(m_hasShownDropIn, true)) {
+            m_output.Verbatim(BusPolicy::DropIn(user));
+        }
     }
 
     bool CheckOwnedNames() {
@@ -111,11 +124,9 @@ private:
         for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
             const std::string problem = m_host.OwnName(suffix);
             if (!problem.empty()) {
-                m_verdicts.Wrong("announce",
-                                 "the bus refuses " +
-                                     HandshakeNames::EndpointName(ENDPOINT_ID, suffix) + ": " +
-                                     problem,
-                                 PolicyAdvice());
+                Refused("announce", "the bus refuses " +
+                                        HandshakeNames::EndpointName(ENDPOINT_ID, suffix) + ": " +
+                                        problem);
                 return false;
             }
         }
@@ -129,7 +140,7 @@ private:
         const SentRequest request =
             m_host.SendRequestTo(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
         if (!request.problem.empty()) {
-            m_verdicts.Wrong("send", "Send to itself: " + request.problem, PolicyAdvice());
+            Refused("send", "Send to itself: " + request.problem);
             return false;
         }
         m_verdicts.Good("send", "this user may call Send");
@@ -143,38 +154,101 @@ private:
         if (WaitUntil([&] { return m_host.Seen().Notifications().size() > before; }, BUS_S / 5)) {
             m_verdicts.Good("signal", "SendSignal is delivered");
         } else {
-            m_verdicts.Wrong("signal", "SendSignal to itself is not delivered", PolicyAdvice());
+            Refused("signal", "SendSignal to itself is not delivered");
         }
     }
 
     bool CheckPartner() {
         if (m_host.WaitForStep("_SYN_ACK", m_limit)) {
-            m_verdicts.Good("partner", "answer from " + m_host.Partner());
+            m_verdicts.Good("partner", "answer from " + m_names.Once(m_host.Partner()));
             return true;
         }
-        const Participant* const bound = BoundPartner();
-        if (bound != nullptr) {
-            m_verdicts.Wrong(
-                "partner",
-                "no answer to _CLIENT_SYN from " + bound->Describe() + " within " +
-                    InSeconds(m_limit) + ": it is bound to " + DescribePeer(*bound),
-                "a partner serves one host: stop that host, or check it with \"applistctl "
-                "check host " +
-                    bound->peer + "\"");
-            return false;
+        std::vector<std::string> candidates;
+        for (const Participant& one : m_survey.participants) {
+            if (one.role != Participant::Role::Host) {
+                candidates.push_back(one.name);
+            }
         }
-        m_verdicts.Wrong(
-            "partner", "no answer to _CLIENT_SYN within " + InSeconds(m_limit),
-            "check that the partner runs, that its user may own the _SERVICE names (see the "
-            "log of the bus), and that it has no other host");
+        if (m_host.HasSeen("_SYN") && m_survey.Find(m_host.Partner()) == nullptr) {
+            candidates.push_back(m_host.Partner());
+        }
+        if (!ReportStopped(candidates) && !ReportStopped(m_survey.silent)) {
+            candidates.empty() ? ReportAbsent() : ReportUnwilling(candidates);
+        }
         return false;
+    }
+
+    std::string NoAnswer() const {
+        return "no answer to _CLIENT_SYN within " + InSeconds(m_limit) + ": ";
+    }
+
+    // "the partner :1.8", where the bus shows the role of :1.8.
+    std::string Partner(const std::string& name) {
+        const Participant* const found = m_survey.Find(name);
+        const bool isCertain = (found != nullptr && found->role == Participant::Role::Partner) ||
+                               (m_host.HasSeen("_SYN") && name == m_host.Partner());
+        return isCertain ? "the partner " + m_names.Once(name)
+                         : m_names.Once(name) + ", which may be the partner,";
+    }
+
+    // A stopped process, or one that does not even answer Ping.
+    bool ReportStopped(const std::vector<std::string>& names) {
+        const std::vector<PeerReply> replies = PingPeers(m_host.Connection(), names, m_limit);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            const guint32 pid = FindPeerProcess(m_host.Connection(), names[i]).pid;
+            const char state = HostProcess::StateOf(pid);
+            if (state == 'T' || state == 't') {
+                m_verdicts.Wrong("partner", NoAnswer() + Partner(names[i]) + " is stopped",
+                                 "let it continue: kill -CONT " + std::to_string(pid));
+                return true;
+            }
+            if (replies[i].IsMissing()) {
+                m_verdicts.Wrong("partner",
+                                 NoAnswer() + Partner(names[i]) + " does not reply to Peer.Ping",
+                                 "the process is frozen or overloaded: look at it with top, and at "
+                                 "the freezer of its cgroup");
+                return true;
+            }
+        }
+        return false;
+    }
+
+    void ReportAbsent() {
+        m_verdicts.Wrong("partner", NoAnswer() + "no partner is on the bus",
+                         "start the partner; if it runs already, its log has the reason");
+    }
+
+    void ReportUnwilling(const std::vector<std::string>& names) {
+        for (const std::string& name : names) {
+            const Participant* const found = m_survey.Find(name);
+            if (found != nullptr && !found->peer.empty()) {
+                m_verdicts.Wrong("partner",
+                                 NoAnswer() + Partner(name) + " is bound to " + Peer(*found),
+                                 "a partner serves one host: stop that host, or check it with "
+                                 "\"applistctl check host " +
+                                     found->peer + "\"");
+                return;
+            }
+        }
+        const std::string text = NoAnswer() + Partner(names.front());
+        if (m_survey.hasRules || m_host.HasSeen("_SYN")) {
+            m_verdicts.Wrong("partner", text + " is bound to no host",
+                             "check that its loop runs, and that its user may own the _SERVICE "
+                             "names: the refused process receives the reason, and \"applistctl "
+                             "monitor\" shows it");
+        } else {
+            m_verdicts.Wrong("partner", text + " may be bound to another host",
+                             "a partner serves one host: stop the other hosts, or run this check "
+                             "as root, to which the bus may show the bindings");
+        }
     }
 
     void CheckAnswer() {
         const std::size_t before = m_host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
         const SentRequest request = m_host.SendRequest(APPLIST_GET_SELECTION_FNC, {}, m_limit);
         if (!request.problem.empty()) {
-            m_verdicts.Wrong("answer", "2001 to " + m_host.Partner() + ": " + request.problem,
+            m_verdicts.Wrong("answer",
+                             "2001 to " + m_names.Once(m_host.Partner()) + ": " + request.problem,
                              "run \"applistctl check partner\"");
             return;
         }
@@ -192,11 +266,21 @@ private:
         }
     }
 
+    Output& m_output;
     Verdicts m_verdicts;
     double m_limit;
+    std::vector<std::string> m_policyFolders;
+    bool m_hasShownDropIn = false;
     BareHost m_host;
+    ProcessNames m_names;
     BusSurvey m_survey;
 };
+
+// The policy is found where the bus finds it.
+std::vector<std::string> PolicyFolders(const CommandLine& line) {
+    return line.Has("policies") ? std::vector<std::string>{line.options.at("policies")}
+                                : BusPolicy::DefaultFolders();
+}
 
 } // namespace
 
@@ -206,12 +290,15 @@ Usage CheckVerb::Describe() {
         "",
         "Performs the steps of a host: reaches the bus, announces, calls, sends a signal, and\n"
         "waits for a partner. Shows other hosts on the bus, and a partner that is bound to one of\n"
-        "them. Prints advice for each missing step. Run it as the user of the host. A free\n"
+        "them. Prints advice for each missing step, and a policy file for a refused user. Run it "
+        "as the user of the host. A free\n"
         "partner binds to this check until the check ends.",
         "'applistctl check partner' checks the partner itself, 'applistctl check host' a host.\n\n"
         "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing.",
         false,
-        {{"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"}}};
+        {{"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"},
+         {"policies", "DIR",
+          "Read the bus policy in DIR (default: the folders of the system bus)"}}};
 }
 
 int CheckVerb::Run(const CommandLine& line) {
@@ -223,7 +310,7 @@ int CheckVerb::Run(const CommandLine& line) {
         return WrongOption(PROGRAM, line, "limit", "seconds up to 3600");
     }
     Output output(PROGRAM);
-    return DeviceCheck(output, limit).Run();
+    return DeviceCheck(output, limit, PolicyFolders(line)).Run();
 }
 
 } // namespace applistctl

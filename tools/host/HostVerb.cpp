@@ -4,6 +4,7 @@
 
 #include <host/DesktopEntries.h>
 #include <host/Host.h>
+#include <host/RefusedNames.h>
 #include <shared/CommandInput.h>
 #include <shared/ExitStatus.h>
 #include <shared/ItemListing.h>
@@ -70,6 +71,10 @@ int HostVerb::Run(const CommandLine& line) {
     output.State("on " + SystemBus::Describe() + " as " +
                  g_dbus_connection_get_unique_name(bus.Connection()));
 
+    RefusedNames::Watch(bus.Connection(),
+                        [&output](const std::string& name, const std::string& reason) {
+                            output.Error("the bus policy refuses the name " + name + ": " + reason);
+                        });
     // Never deleted: a host keeps its proxy until the process exits. JavaMWDbusRemote documents the
     // effect of its destructor on a shared connection.
     static Host* host = nullptr;

@@ -14,7 +14,8 @@ ServiceHandshake::ServiceHandshake(GDBusConnection* connection, Output& output,
       m_output(output),
       m_faults(faults),
       m_events(std::move(events)),
-      m_announcement(connection) {}
+      m_announcement(connection),
+      m_processes(connection) {}
 
 ServiceHandshake::~ServiceHandshake() {
     for (const guint id : m_subscriptionIds) {
@@ -70,7 +71,16 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
     for (const Step step : {Step::Syn, Step::SynAck, Step::Ack}) {
         if (HandshakeNames::EndpointName(ENDPOINT_ID, SuffixOf(step)) == name) {
             self->OnHostStep(step, announcer);
+            self->ShowProcess(announcer);
         }
+    }
+}
+
+// After the answer, which has no time for a question to the bus.
+void ServiceHandshake::ShowProcess(const std::string& host) {
+    const std::string text = m_processes.DescribeOnce(host);
+    if (!text.empty()) {
+        m_output.State("the host " + host + " is " + text);
     }
 }
 

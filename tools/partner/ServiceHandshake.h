@@ -43,6 +43,7 @@
 #include <partner/VanishWatch.h>
 #include <shared/NameAnnouncement.h>
 #include <shared/Output.h>
+#include <shared/PeerProcess.h>
 #include <shared/Timer.h>
 
 namespace applistctl {
@@ -97,6 +98,7 @@ private:
     static void OnNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
+    void ShowProcess(const std::string& host);
     void OnHostStep(Step step, const std::string& host);
     void OnHostSyn(const std::string& host);
     void OnHostSynAck(const std::string& host);
@@ -123,6 +125,7 @@ private:
     Events m_events;
     NameAnnouncement m_announcement;
     std::vector<guint> m_subscriptionIds;
+    ProcessNames m_processes;
     std::string m_host;
     std::unique_ptr<VanishWatch> m_hostWatch;
     bool m_isReady = false;

@@ -55,4 +55,14 @@ PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniq
     return process;
 }
 
+std::string ProcessNames::Once(const std::string& uniqueName) {
+    const std::string text = DescribeOnce(uniqueName);
+    return text.empty() ? uniqueName : uniqueName + " (" + text + ")";
+}
+
+std::string ProcessNames::DescribeOnce(const std::string& uniqueName) {
+    return m_named.insert(uniqueName).second ? FindPeerProcess(m_connection, uniqueName).Describe()
+                                             : "";
+}
+
 } // namespace applistctl

@@ -2,6 +2,7 @@
 #ifndef APPLIST_TOOLS_PEERPROCESS_H
 #define APPLIST_TOOLS_PEERPROCESS_H
 
+#include <set>
 #include <string>
 
 #include <gio/gio.h>
@@ -22,6 +23,22 @@ struct PeerProcess {
 
 /** Asks the bus daemon, which answers everybody. Blocks for one round trip. */
 PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniqueName);
+
+/** Names each process once: the description of a name follows its first use alone. */
+class ProcessNames {
+public:
+    explicit ProcessNames(GDBusConnection* connection) : m_connection(connection) {}
+
+    /** ":1.7 (pid 77, user weston, launcher)" for the first time, then ":1.7" */
+    std::string Once(const std::string& uniqueName);
+
+    /** The description for the first time, and then nothing. */
+    std::string DescribeOnce(const std::string& uniqueName);
+
+private:
+    GDBusConnection* m_connection;
+    std::set<std::string> m_named;
+};
 
 /** @return the name of the program that a process runs, or nothing */
 std::string CommandOf(guint32 pid);

@@ -1,0 +1,155 @@
+#include <check/BusPolicy.h>
+
+#include <algorithm>
+#include <vector>
+
+#include <gio/gio.h>
+#include <grp.h>
+#include <pwd.h>
+
+#include <ipc/HandshakeNames.h>
+#include <shared/Endpoint.h>
+
+namespace applistctl {
+
+namespace {
+
+constexpr const char* STEPS[] = {"_SYN", "_SYN_ACK", "_ACK"};
+
+// What GMarkup reports of one file, in the order of the file.
+struct Reader {
+    std::string kind; ///< of the present <policy>
+    std::string name;
+    std::vector<std::pair<std::string, std::string>> hosts;
+
+    static void OnElement(GMarkupParseContext* /*context*/, const char* element, const char** names,
+                          const char** values, gpointer user_data, GError** /*error*/) {
+        auto& self = *static_cast<Reader*>(user_data);
+        const std::string tag = element;
+        if (tag == "policy") {
+            self.kind = names[0] != nullptr ? names[0] : "";
+            self.name = names[0] != nullptr ? values[0] : "";
+        }
+        for (std::size_t i = 0; tag == "allow" && names[i] != nullptr; ++i) {
+            const std::string owned = std::string(names[i]) == "own" ? values[i] : "";
+            const bool isHost = std::any_of(std::begin(STEPS), std::end(STEPS), [&](auto* step) {
+                return owned == HandshakeNames::EndpointName(ENDPOINT_ID, step);
+            });
+            const std::pair<std::string, std::string> identity(self.kind, self.name);
+            if (isHost && (self.hosts.empty() || self.hosts.back() != identity)) {
+                self.hosts.push_back(identity);
+            }
+        }
+    }
+};
+
+std::string NumberOf(const std::string& user) {
+    const passwd* const entry = getpwnam(user.c_str());
+    return entry != nullptr ? std::to_string(entry->pw_uid) : "";
+}
+
+bool IsInGroup(const std::string& user, const std::string& group) {
+    const passwd* const entry = getpwnam(user.c_str());
+    if (entry == nullptr) {
+        return false;
+    }
+    std::vector<gid_t> groups(1000);
+    int count = static_cast<int>(groups.size());
+    getgrouplist(user.c_str(), entry->pw_gid, groups.data(), &count);
+    groups.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return std::any_of(groups.begin(), groups.end(), [&](gid_t id) {
+        const struct group* const known = getgrgid(id);
+        return group == std::to_string(id) || (known != nullptr && group == known->gr_name);
+    });
+}
+
+} // namespace
+
+std::vector<std::string> BusPolicy::DefaultFolders() {
+    return {"/usr/share/dbus-1/system.d", "/usr/local/share/dbus-1/system.d",
+            "/etc/dbus-1/system.d"};
+}
+
+BusPolicy::BusPolicy(const std::vector<std::string>& folders) : m_folders(folders) {
+    for (const std::string& folder : folders) {
+        std::vector<std::string> files;
+        g_autoptr(GDir) content = g_dir_open(folder.c_str(), 0, nullptr);
+        while (const char* const name = content != nullptr ? g_dir_read_name(content) : nullptr) {
+            if (g_str_has_suffix(name, ".conf") != FALSE) {
+                files.push_back(folder + "/" + name);
+            }
+        }
+        std::sort(files.begin(), files.end());
+        for (const std::string& file : files) {
+            ReadFile(file);
+        }
+    }
+}
+
+void BusPolicy::ReadFile(const std::string& path) {
+    g_autofree char* text = nullptr;
+    gsize size = 0;
+    if (g_file_get_contents(path.c_str(), &text, &size, nullptr) == FALSE) {
+        return;
+    }
+    Reader reader;
+    const GMarkupParser parser = {Reader::OnElement, nullptr, nullptr, nullptr, nullptr};
+    GMarkupParseContext* const context =
+        g_markup_parse_context_new(&parser, G_MARKUP_DEFAULT_FLAGS, &reader, nullptr);
+    g_markup_parse_context_parse(context, text, static_cast<gssize>(size), nullptr);
+    g_markup_parse_context_free(context);
+    for (const auto& [kind, name] : reader.hosts) {
+        m_blocks.push_back({path, kind, name});
+    }
+}
+
+bool BusPolicy::Names(const std::string& user) const {
+    return std::any_of(m_blocks.begin(), m_blocks.end(), [&](const Block& block) {
+        return block.kind == "context" ||
+               (block.kind == "user" && (block.name == user || block.name == NumberOf(user))) ||
+               (block.kind == "group" && IsInGroup(user, block.name));
+    });
+}
+
+std::string BusPolicy::Describe(const std::string& user) const {
+    std::string folders;
+    for (const std::string& folder : m_folders) {
+        folders += (folders.empty() ? "" : ", ") + folder;
+    }
+    if (m_blocks.empty()) {
+        return "no policy in " + folders + " names a user for the host";
+    }
+    std::string text;
+    for (const Block& block : m_blocks) {
+        text.append(text.empty() ? "" : ", ").append(block.file + " names ");
+        text += block.kind == "context" ? "all users" : block.kind + " " + block.name;
+    }
+    return text + " for the host, and you are " + user;
+}
+
+std::string BusPolicy::DropInPath(const std::string& user) {
+    return "/etc/dbus-1/system.d/org.morva.JavaMW-" + user + ".conf";
+}
+
+std::string BusPolicy::DropIn(const std::string& user) {
+    const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
+    std::string text = "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
+                       "1.0//EN\"\n"
+                       " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+                       "<busconfig>\n  <policy user=\"" +
+                       user + "\">\n";
+    for (const char* const step : STEPS) {
+        text += "    <allow own=\"" + HandshakeNames::EndpointName(ENDPOINT_ID, step) + "\"/>\n";
+    }
+    for (const auto& [type, member] :
+         {std::pair("method_call", JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD),
+          std::pair("signal", JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME)}) {
+        text += std::string("    <allow send_destination=\"*\" send_type=\"") + type +
+                "\"\n           send_path=\"" + path + "\"\n           send_interface=\"" +
+                JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE + "\"\n           send_member=\"" + member +
+                "\"/>\n";
+    }
+    return text + "  </policy>\n</busconfig>\n";
+}
+
+} // namespace applistctl

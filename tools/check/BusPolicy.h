@@ -1,0 +1,44 @@
+// The installed bus policies: the users and groups in the role of the host, and a drop-in file for
+// another user.
+#ifndef APPLIST_TOOLS_BUSPOLICY_H
+#define APPLIST_TOOLS_BUSPOLICY_H
+
+#include <string>
+#include <vector>
+
+namespace applistctl {
+
+class BusPolicy {
+public:
+    /** The folders of the system bus, the distribution's first. */
+    static std::vector<std::string> DefaultFolders();
+
+    /** Reads the files *.conf in @p folders. Leaves out what cannot be read. */
+    explicit BusPolicy(const std::vector<std::string>& folders);
+
+    /** "FILE names user root for the host, and you are launcher", in words for each case. */
+    std::string Describe(const std::string& user) const;
+
+    /** Whether a policy gives the role of the host to @p user. */
+    bool Names(const std::string& user) const;
+
+    /** The file that gives this role to @p user: its path below /etc, and its text. */
+    static std::string DropInPath(const std::string& user);
+    static std::string DropIn(const std::string& user);
+
+private:
+    /** A <policy> that allows to own a name of the host. */
+    struct Block {
+        std::string file;
+        std::string kind; ///< "user", "group" or "context"
+        std::string name;
+    };
+    void ReadFile(const std::string& path);
+
+    std::vector<std::string> m_folders;
+    std::vector<Block> m_blocks;
+};
+
+} // namespace applistctl
+
+#endif
