@@ -1,9 +1,10 @@
 // Handshake steps with bodies of any type and owners of any name, lost partners and messages in
-// between, in any order, against the states written down plainly.
+// between, in any order, against the model of the handshake.
 #include <vector>
 
 #include "Body.h"
 #include "FuzzBus.h"
+#include "HandshakeModel.h"
 #include "MainLoop.h"
 #include "Target.h"
 
@@ -22,7 +23,7 @@ constexpr const char* WATCHED_NAMES[] = {"org.morva.JavaMW.Applist_SERVICE_SYN",
 
 class Handshake {
 public:
-    Handshake() : m_uniqueName(m_bus.shared.UniqueName()) {}
+    Handshake() { m_model.SetOwnName(m_bus.shared.UniqueName()); }
 
     void Take(Step step, const Body& body) {
         const GDBusSignalCallback callbacks[] = {JavaMWDbusRemote::cb_SynNameOwnerChanged,
@@ -35,9 +36,8 @@ public:
             const char* oldOwner = nullptr;
             const char* newOwner = nullptr;
             g_variant_get(body.get(), "(&s&s&s)", &name, &oldOwner, &newOwner);
-            const bool isWatched = std::string(WATCHED_NAMES[step]) == name;
-            if (isWatched && *newOwner == '\0' && m_uniqueName != oldOwner) {
-                Announced(step, oldOwner);
+            if (std::string(WATCHED_NAMES[step]) == name) {
+                m_model.OnOwnerChange(name, oldOwner, newOwner);
             }
         }
         ExpectTheSame();
@@ -47,12 +47,7 @@ public:
         const std::string partner = text.c_str(); // as GDBus hands it over
         JavaMWDbusRemote::cb_PartnerNameVanished(m_bus.shared.Connection(), partner.c_str(),
                                                  &m_endpoint);
-        if (m_partner == partner) {
-            m_states.push_back("lost " + partner);
-            m_partner.clear();
-            m_isBound = false;
-            m_isReady = false;
-        }
+        m_model.OnVanished(partner);
         ExpectTheSame();
     }
 
@@ -60,7 +55,7 @@ public:
         std::vector<char> data = BytesOf(bytes);
         m_endpoint.SendNotification(data, partner);
         m_endpoint.SendNotification(data);
-        if (m_isReady && m_partner[0] == ':') {
+        if (m_model.IsReady() && m_model.Partner()[0] == ':') {
             FUZZ_EXPECT(m_endpoint.SendMessage(data).empty()); // the double's answer
             FUZZ_EXPECT(g_keptReplies.size() == 1);
             g_variant_unref(g_keptReplies.front());
@@ -68,48 +63,27 @@ public:
         }
     }
 
-    const std::string& Partner() const { return m_partner; }
-
     void StartAgain() {
-        Lose(m_partner);
+        Lose(std::string(m_model.Partner()));
         MainLoop::IterateUntilIdle();
-        m_states.clear();
+        m_reports.clear();
         m_endpoint.Forget();
         m_bus.bus.ForgetCalls();
     }
 
 private:
-    void Announced(Step step, const std::string& owner) {
-        if (step == ACK) {
-            if (m_isBound) {
-                Ready(owner);
-            }
-        } else if (!m_isBound && g_dbus_is_name(owner.c_str()) != FALSE) {
-            m_isBound = true;
-            m_partner = owner;
-            if (step == SYN_ACK) {
-                Ready(owner);
-            }
-        }
-    }
-
-    void Ready(const std::string& partner) {
-        m_isReady = true;
-        m_states.push_back("ready " + partner);
-    }
-
     void ExpectTheSame() {
-        FUZZ_EXPECT(m_endpoint.IsConnectionReady() == m_isReady);
-        FUZZ_EXPECT(m_endpoint.states == m_states);
+        for (const std::string& report : m_model.TakeReports()) {
+            m_reports.push_back(report);
+        }
+        FUZZ_EXPECT(m_endpoint.IsConnectionReady() == m_model.IsReady());
+        FUZZ_EXPECT(m_endpoint.states == m_reports);
     }
 
     FuzzBus m_bus;
-    std::string m_uniqueName;
     FuzzEndpoint m_endpoint;
-    std::string m_partner;
-    bool m_isBound = false;
-    bool m_isReady = false;
-    std::vector<std::string> m_states;
+    HandshakeModel m_model;
+    std::vector<std::string> m_reports;
 };
 
 Handshake& TheHandshake() {

@@ -7,6 +7,7 @@
 #include "NamedRow.h"
 #include "TestItem.h"
 #include "TestListener.h"
+#include "WrongBodies.h"
 
 namespace {
 
@@ -198,30 +199,20 @@ TEST_F(SelectionEvent, SelectsNothingWhenThePartnerAnswersWithAnError) {
     EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message ["), 1U);
 }
 
-struct BodyRow : NamedRow {
-    GVariant* (*body)();
-    std::string type;
-};
-
 class SelectionEventWithABody : public SelectionEvent,
-                                public testing::WithParamInterface<BodyRow> {};
+                                public testing::WithParamInterface<WrongBody> {};
 
 TEST_P(SelectionEventWithABody, OfAnotherTypeSelectsNothing) {
-    partner->AnswerWithBody(GetParam().body);
+    partner->AnswerWithBody([] { return GetParam().Make(); });
     Notify("\x02\0\0\0"s);
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Reply of type " + GetParam().type),
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR,
+                                         std::string("Reply of type ") + GetParam().type),
               1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, SelectionEventWithABody,
-    testing::Values(
-        BodyRow{"AString", [] { return g_variant_new("(s)", "B\n2\n"); }, "(s)"},
-        BodyRow{"AnIntegerArray", [] { return g_variant_new_parsed("([66, 10],)"); }, "(ai)"},
-        BodyRow{"TwoArrays", [] { return g_variant_new_parsed("(b'B', b'2')"); }, "(ayay)"},
-        BodyRow{"NothingAtAll", [] { return g_variant_new("()"); }, "()"}),
-    RowName<BodyRow>);
+INSTANTIATE_TEST_SUITE_P(Of, SelectionEventWithABody, testing::ValuesIn(WRONG_BODIES),
+                         RowName<WrongBody>);
 
 } // namespace

@@ -25,8 +25,7 @@ std::function<void()> g_afterFlush;
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" {
-int __real_fflush(std::FILE* stream);
-int __wrap_fflush(std::FILE* stream);
+decltype(std::fflush) __real_fflush;
 
 int __wrap_fflush(std::FILE* stream) {
     const int result = __real_fflush(stream);

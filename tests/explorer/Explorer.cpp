@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "CapturedLog.h"
@@ -60,21 +58,21 @@ class applist_test::ScheduleRun {
 public:
     ScheduleRun(Explorer::Delivery delivery, Figures& figures)
         : m_delivery(delivery), m_figures(figures) {
-        m_host.Bus().OnCall([this](const std::string& call) { OnBusCall(call); });
+        m_host.StartTrace();
         RecordingEndpoint::Actions actions;
         actions.onReady = [this](bool ready, const std::string& partner) {
-            Append(RecordingEndpoint::Readiness{ready, partner}.Report());
+            m_host.AddToTrace(RecordingEndpoint::Readiness{ready, partner}.Report());
         };
         m_endpoint.emplace(actions);
         m_ownName = g_dbus_connection_get_unique_name(m_host.Connection());
+        m_model.SetOwnName(m_ownName);
         m_held.emplace();
-        TakeTrace();
+        m_host.TakeTrace();
     }
 
     ~ScheduleRun() {
         m_held.reset();
         m_endpoint.reset();
-        m_host.Bus().OnCall(nullptr);
         MainLoop::IterateUntilIdle();
     }
 
@@ -114,7 +112,7 @@ private:
             ChangeOwner(event.suffix, "", Partner(event).Current());
             break;
         case Event::RELEASE:
-            Release(event.suffix, Partner(event).Current());
+            ChangeOwner(event.suffix, Partner(event).Current(), "");
             break;
         case Event::VANISH:
             Vanish(Partner(event).Vanish());
@@ -142,14 +140,10 @@ private:
         }
     }
 
-    void Release(const std::string& suffix, const std::string& owner) {
-        ChangeOwner(suffix, owner, "");
-        m_model.OnRelease(suffix, owner);
-    }
-
     void ChangeOwner(const std::string& suffix, const std::string& oldOwner,
                      const std::string& newOwner) {
         const std::string name = DoubleHost::PartnerName(suffix);
+        m_model.OnOwnerChange(name, oldOwner, newOwner);
         if (m_delivery == Explorer::Delivery::BUS) {
             m_host.Bus().EmitNameOwnerChanged(name, oldOwner, newOwner);
             DeliverAll();
@@ -209,8 +203,8 @@ private:
             Vanish(std::string(m_model.Partner()));
         }
         Resend();
-        Release("_SYN", ":2.Z");
-        Release("_ACK", ":2.Z");
+        ChangeOwner("_SYN", ":2.Z", "");
+        ChangeOwner("_ACK", ":2.Z", "");
         std::string difference = Compare(done + ", then a new partner");
         if (difference.empty() && !m_endpoint->IsConnectionReady()) {
             difference = "after " + done + " a new partner does not connect";
@@ -227,12 +221,12 @@ private:
     }
 
     std::string Compare(const std::string& done) {
-        const int threads = LibraryCalls::ThreadsStarted();
+        const int threads = LibraryCalls::Threads().started;
         for (; m_threadsSeen < threads; ++m_threadsSeen) {
-            Append("thread");
+            m_host.AddToTrace("thread");
         }
         m_figures.states.insert(m_model.Text());
-        const Trace seen = TakeTrace();
+        const Trace seen = m_host.TakeTrace();
         const Trace expected = m_model.TakeTrace();
         Count(seen);
         if (seen == expected && m_endpoint->IsConnectionReady() == m_model.IsReady()) {
@@ -253,23 +247,6 @@ private:
         }
     }
 
-    void OnBusCall(const std::string& call) {
-        const std::string name = std::string("Name ") + DoubleHost::BASE_NAME;
-        const auto at = call.find(name);
-        if (at != std::string::npos && at != 0) {
-            Append(call.substr(0, at) + "Name " + call.substr(at + name.size()));
-        }
-    }
-
-    void Append(const std::string& entry) {
-        const std::lock_guard<std::mutex> lock(m_traceMutex);
-        m_trace.push_back(entry);
-    }
-    Trace TakeTrace() {
-        const std::lock_guard<std::mutex> lock(m_traceMutex);
-        return std::exchange(m_trace, {});
-    }
-
     void* Endpoint() { return static_cast<JavaMWDbusRemote*>(&*m_endpoint); }
     PartnerNames& Partner(const Event& event) {
         return m_partners[static_cast<std::size_t>(event.partner)];
@@ -281,14 +258,12 @@ private:
     Explorer::Delivery m_delivery;
     Figures& m_figures;
     DoubleHost m_host;
-    std::mutex m_traceMutex;
-    Trace m_trace;
     std::optional<RecordingEndpoint> m_endpoint;
     std::optional<HeldResendThread> m_held;
     std::string m_ownName;
     HandshakeModel m_model;
     std::vector<PartnerNames> m_partners;
-    int m_threadsSeen = LibraryCalls::ThreadsStarted();
+    int m_threadsSeen = LibraryCalls::Threads().started;
 };
 
 Explorer::Explorer(Delivery delivery) : m_delivery(delivery) {}

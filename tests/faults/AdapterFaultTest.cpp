@@ -8,6 +8,7 @@
 
 #include "Bytes.h"
 #include "CapturedLog.h"
+#include "NamedRow.h"
 
 #include <ipc/IPCApplist.h>
 
@@ -43,8 +44,7 @@ struct Model {
     void OnReady(const std::string& partner) { partners.push_back(partner); }
 };
 
-struct Row {
-    const char* testName;
+struct Row : NamedRow {
     Bytes data;
     bool bound;
     Bytes left;        // the remaining data of the caller
@@ -52,10 +52,6 @@ struct Row {
     int priority;      // of the log line otherwise
     std::string line;  // "%s" is replaced by Message or Notification
 };
-
-std::ostream& operator<<(std::ostream& os, const Row& row) {
-    return os << row.testName;
-}
 
 const char* const CORRUPT = "Data corrupted. Does not contain message id.";
 const char* const UNBOUND = "callback%sObject object is NULL";
@@ -139,8 +135,7 @@ TEST_P(AdapterFault, InAMessageIsLoggedAndAnsweredWithNoBytes) {
     ExpectOutcome(data, "Message");
 }
 
-INSTANTIATE_TEST_SUITE_P(Adapter, AdapterFault, testing::ValuesIn(ROWS),
-                         [](const testing::TestParamInfo<Row>& row) { return row.param.testName; });
+INSTANTIATE_TEST_SUITE_P(Adapter, AdapterFault, testing::ValuesIn(ROWS), RowName<Row>);
 
 class AdapterReadiness : public testing::Test {
 protected:

@@ -122,7 +122,7 @@ class StartAnnouncement : public FaultTest, public testing::WithParamInterface<F
 TEST_P(StartAnnouncement, IsNotRepeatedAfterAnyReplyOfTheBus) {
     const Fault& fault = GetParam();
     const std::string name = Host().EndpointName("_SYN");
-    const int threadsBefore = LibraryCalls::ThreadsStarted();
+    const int threadsBefore = LibraryCalls::Threads().started;
     Bus().Script(fault.method, name, fault.reply);
 
     MakeEndpoint();
@@ -131,7 +131,7 @@ TEST_P(StartAnnouncement, IsNotRepeatedAfterAnyReplyOfTheBus) {
     EXPECT_EQ(Bus().CountCalls("RequestName " + name), 1U);
     EXPECT_EQ(CountReleases(name), ExpectedReleases(fault));
     EXPECT_EQ(CountDebug("Become primary owner for name. Releasing it."), IsOwned(fault) ? 1U : 0U);
-    EXPECT_EQ(LibraryCalls::ThreadsStarted(), threadsBefore) << "it is never resent";
+    EXPECT_EQ(LibraryCalls::Threads().started, threadsBefore) << "it is never resent";
     EXPECT_FALSE(Endpoint().IsConnectionReady());
     if (!fault.disconnects) {
         Bus().ForgetScripts();

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "Bytes.h"
+#include "NamedRow.h"
 
 #include "FaultTest.h"
 
@@ -13,16 +14,11 @@ namespace {
 
 using Reply = BusDouble::Reply;
 
-struct UnreachableBus {
-    const char* testName;
+struct UnreachableBus : NamedRow {
     /** Sets up the bus of the row; the double listens at the address of the system bus. */
     std::function<void(BusDouble& bus)> prepare;
     const char* error;
 };
-
-std::ostream& operator<<(std::ostream& os, const UnreachableBus& row) {
-    return os << row.testName;
-}
 
 std::function<void(BusDouble&)> Address(const char* address) {
     return [address](BusDouble&) { setenv("DBUS_SYSTEM_BUS_ADDRESS", address, 1); };
@@ -93,9 +89,7 @@ TEST_P(UnreachableBusTest, LeavesAnEndpointThatRefusesEveryOperation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Bus, UnreachableBusTest, testing::ValuesIn(UNREACHABLE),
-                         [](const testing::TestParamInfo<UnreachableBus>& row) {
-                             return row.param.testName;
-                         });
+                         RowName<UnreachableBus>);
 
 class RegistrationFault : public FaultTest {
 protected:

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Bytes.h"
+#include "NamedRow.h"
 
 #include "FaultTest.h"
 
@@ -10,22 +11,13 @@ namespace {
 
 using Reply = BusDouble::Reply;
 
-struct Step {
-    const char* testName;
+struct Step : NamedRow {
     const char* method;
     const char* argument; // the bus is lost at the call with this text in its first argument
     // GDBus can no longer query the owner of the partner's name. GDBus reports the loss of the
     // partner or of the connection first, depending on the order of two threads.
     bool mayLose = false;
 };
-
-std::ostream& operator<<(std::ostream& os, const Step& step) {
-    return os << step.testName;
-}
-
-std::string StepName(const testing::TestParamInfo<Step>& row) {
-    return row.param.testName;
-}
 
 const char* const REFUSED = "Empty user_data or connection not valid.";
 const Strings CLOSED_AT_REQUEST = {"Error during request name call [18] *",
@@ -54,7 +46,7 @@ const Step START_UP[] = {
     {"AtRequestName", "RequestName", "_CLIENT_SYN"},
     {"AtReleaseName", "ReleaseName", "_CLIENT_SYN"},
 };
-INSTANTIATE_TEST_SUITE_P(Bus, DisconnectAtStartUp, testing::ValuesIn(START_UP), StepName);
+INSTANTIATE_TEST_SUITE_P(Bus, DisconnectAtStartUp, testing::ValuesIn(START_UP), RowName<Step>);
 
 class DisconnectAtBinding : public FaultTest, public testing::WithParamInterface<Step> {
 protected:
@@ -94,7 +86,7 @@ const Step BINDING[] = {
     {"AtRequestName", "RequestName", "_ACK"},
     {"AtReleaseName", "ReleaseName", "_ACK"},
 };
-INSTANTIATE_TEST_SUITE_P(Bus, DisconnectAtBinding, testing::ValuesIn(BINDING), StepName);
+INSTANTIATE_TEST_SUITE_P(Bus, DisconnectAtBinding, testing::ValuesIn(BINDING), RowName<Step>);
 
 class Disconnect : public FaultTest {
 protected:

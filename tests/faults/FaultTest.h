@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -65,7 +66,9 @@ protected:
     DoubleHost& Host() { return *m_host; }
     BusDouble& Bus() { return m_host->Bus(); }
     RecordingEndpoint& Endpoint() { return *m_endpoint; }
-    void MakeEndpoint() { m_endpoint.emplace(); }
+    void MakeEndpoint(RecordingEndpoint::Actions actions = {}) {
+        m_endpoint.emplace(std::move(actions));
+    }
     void DestroyEndpoint() { m_endpoint.reset(); }
 
     /** Binds @p partner, which has just started, and completes the handshake. */

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Bytes.h"
+#include "NamedRow.h"
 
 #include "FaultTest.h"
 
@@ -11,14 +12,9 @@ namespace {
 
 using Reply = BusDouble::Reply;
 
-struct Callback {
-    const char* testName;
+struct Callback : NamedRow {
     void (*call)(GDBusConnection* connection, void* endpoint);
 };
-
-std::ostream& operator<<(std::ostream& os, const Callback& callback) {
-    return os << callback.testName;
-}
 
 template <GDBusSignalCallback callback>
 void CallOwnerChanged(GDBusConnection* connection, void* endpoint) {
@@ -80,10 +76,7 @@ TEST_P(HandshakeCallback, ForADestroyedEndpointIsRefused) {
     ExpectRefused();
 }
 
-INSTANTIATE_TEST_SUITE_P(Bus, HandshakeCallback, testing::ValuesIn(CALLBACKS),
-                         [](const testing::TestParamInfo<Callback>& row) {
-                             return row.param.testName;
-                         });
+INSTANTIATE_TEST_SUITE_P(Bus, HandshakeCallback, testing::ValuesIn(CALLBACKS), RowName<Callback>);
 
 class LossFault : public FaultTest {};
 
@@ -272,10 +265,10 @@ TEST_F(ResendFault, ThatSucceedsLateResetsTheStateUntilThePartnerAcknowledges) {
 
 TEST_F(ResendFault, WithAThreadUnderWayStartsNoSecondOne) {
     MakeEndpointThatOwes("_SYN");
-    const int threads = LibraryCalls::ThreadsStarted();
+    const int threads = LibraryCalls::Threads().started;
     ASSERT_TRUE(Host().Vanish(":2.P"));
     OweAnAnswer("_SYN_ACK", ":2.Q");
-    EXPECT_EQ(LibraryCalls::ThreadsStarted(), threads);
+    EXPECT_EQ(LibraryCalls::Threads().started, threads);
     EXPECT_EQ(CountDebug("Creating timer that will execute OnResendHandshake()"), 0U);
     Pass();
     EXPECT_TRUE(Endpoint().IsConnectionReady());
@@ -285,10 +278,10 @@ TEST_F(ResendFault, AfterAThreadsEndStartsAnother) {
     MakeEndpointThatOwes("_SYN");
     Pass();
     ASSERT_FALSE(LibraryCalls::ResendThreadRuns());
-    const int threads = LibraryCalls::ThreadsStarted();
+    const int threads = LibraryCalls::Threads().started;
     ASSERT_TRUE(Host().Vanish(":2.P"));
     OweAnAnswer("_SYN_ACK", ":2.Q");
-    EXPECT_EQ(LibraryCalls::ThreadsStarted(), threads + 1);
+    EXPECT_EQ(LibraryCalls::Threads().started, threads + 1);
     Pass();
     EXPECT_TRUE(Endpoint().IsConnectionReady());
 }

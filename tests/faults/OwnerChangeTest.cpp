@@ -1,9 +1,11 @@
 // NameOwnerChanged signals that no bus sends: in any order, doubled, for unrelated names, and with
-// other arguments.
+// other arguments. The model of the handshake names the effects.
 #include <string>
 #include <vector>
 
 #include "FaultTest.h"
+#include "HandshakeModel.h"
+#include "NamedRow.h"
 
 namespace {
 
@@ -13,18 +15,10 @@ struct OwnerChange {
     std::string newOwner;
 };
 
-struct Row {
-    const char* testName;
+struct Row : NamedRow {
     std::vector<OwnerChange> changes;
-    Strings announcements; // the answers, by suffix
-    Strings reports;
-    bool ready;
     Strings errors = {};
 };
-
-std::ostream& operator<<(std::ostream& os, const Row& row) {
-    return os << row.testName;
-}
 
 const char* const P = ":2.P";
 const char* const Q = ":2.Q";
@@ -40,86 +34,37 @@ OwnerChange Vanished(const char* owner) {
 }
 
 const Row ROWS[] = {
-    {"InOrder",
-     {Took("_SYN", P), Released("_SYN", P), Took("_ACK", P), Released("_ACK", P)},
-     {"_SYN_ACK"},
-     {"ready :2.P"},
-     true},
-    {"RequestedNamesAlone", {Took("_SYN", P), Took("_SYN_ACK", P), Took("_ACK", P)}, {}, {}, false},
-    {"ReleaseBeforeTheRequest", {Released("_SYN", P), Took("_SYN", P)}, {"_SYN_ACK"}, {}, false},
-    {"SynDoubled", {Released("_SYN", P), Released("_SYN", P)}, {"_SYN_ACK"}, {}, false},
-    {"SynAckDoubled",
-     {Released("_SYN_ACK", P), Released("_SYN_ACK", P)},
-     {"_ACK"},
-     {"ready :2.P"},
-     true},
-    {"AckDoubled",
-     {Released("_SYN", P), Released("_ACK", P), Released("_ACK", P)},
-     {"_SYN_ACK"},
-     {"ready :2.P", "ready :2.P"},
-     true},
-    {"AckFirst", {Released("_ACK", P)}, {}, {}, false},
-    {"AckBeforeSyn", {Released("_ACK", P), Released("_SYN", P)}, {"_SYN_ACK"}, {}, false},
-    {"SynAfterSynAck",
-     {Released("_SYN_ACK", P), Released("_SYN", P)},
-     {"_ACK"},
-     {"ready :2.P"},
-     true},
-    {"SynAckAfterSyn", {Released("_SYN", P), Released("_SYN_ACK", P)}, {"_SYN_ACK"}, {}, false},
-    {"AckOfAnotherPartner",
-     {Released("_SYN", P), Released("_ACK", Q)},
-     {"_SYN_ACK"},
-     {"ready :2.Q"},
-     true},
-    {"SecondPartner",
-     {Released("_SYN_ACK", P), Released("_SYN", Q), Released("_SYN_ACK", Q)},
-     {"_ACK"},
-     {"ready :2.P"},
-     true},
-    {"RestartBeforeTheLossIsReported",
-     {Released("_SYN_ACK", P), Released("_SYN", Q), Vanished(P)},
-     {"_ACK"},
-     {"ready :2.P", "lost :2.P"},
-     false},
+    {"InOrder", {Took("_SYN", P), Released("_SYN", P), Took("_ACK", P), Released("_ACK", P)}},
+    {"RequestedNamesAlone", {Took("_SYN", P), Took("_SYN_ACK", P), Took("_ACK", P)}},
+    {"ReleaseBeforeTheRequest", {Released("_SYN", P), Took("_SYN", P)}},
+    {"SynDoubled", {Released("_SYN", P), Released("_SYN", P)}},
+    {"SynAckDoubled", {Released("_SYN_ACK", P), Released("_SYN_ACK", P)}},
+    {"AckDoubled", {Released("_SYN", P), Released("_ACK", P), Released("_ACK", P)}},
+    {"AckFirst", {Released("_ACK", P)}},
+    {"AckBeforeSyn", {Released("_ACK", P), Released("_SYN", P)}},
+    {"SynAfterSynAck", {Released("_SYN_ACK", P), Released("_SYN", P)}},
+    {"SynAckAfterSyn", {Released("_SYN", P), Released("_SYN_ACK", P)}},
+    {"AckOfAnotherPartner", {Released("_SYN", P), Released("_ACK", Q)}},
+    {"SecondPartner", {Released("_SYN_ACK", P), Released("_SYN", Q), Released("_SYN_ACK", Q)}},
+    {"RestartBeforeTheLossIsReported", {Released("_SYN_ACK", P), Released("_SYN", Q), Vanished(P)}},
     {"RestartAfterTheLoss",
-     {Released("_SYN_ACK", P), Vanished(P), Released("_SYN", Q), Released("_ACK", Q)},
-     {"_ACK", "_SYN_ACK"},
-     {"ready :2.P", "lost :2.P", "ready :2.Q"},
-     true},
-    {"LossDoubled",
-     {Released("_SYN_ACK", P), Vanished(P), Vanished(P)},
-     {"_ACK"},
-     {"ready :2.P", "lost :2.P"},
-     false},
-    {"LossOfAnotherName", {Released("_SYN_ACK", P), Vanished(Q)}, {"_ACK"}, {"ready :2.P"}, true},
-    {"LossBeforeTheBinding", {Vanished(P), Released("_ACK", P)}, {}, {}, false},
-    {"PassedToAnotherOwner", {{"_SYN", P, Q}, {"_SYN_ACK", P, Q}, {"_ACK", P, Q}}, {}, {}, false},
+     {Released("_SYN_ACK", P), Vanished(P), Released("_SYN", Q), Released("_ACK", Q)}},
+    {"LossDoubled", {Released("_SYN_ACK", P), Vanished(P), Vanished(P)}},
+    {"LossOfAnotherName", {Released("_SYN_ACK", P), Vanished(Q)}},
+    {"LossBeforeTheBinding", {Vanished(P), Released("_ACK", P)}},
+    {"PassedToAnotherOwner", {{"_SYN", P, Q}, {"_SYN_ACK", P, Q}, {"_ACK", P, Q}}},
     {"OwnReleases",
-     {Released("_SYN", ":1.1"), Released("_SYN_ACK", ":1.1"), Released("_ACK", ":1.1")},
-     {},
-     {},
-     false},
+     {Released("_SYN", ":1.1"), Released("_SYN_ACK", ":1.1"), Released("_ACK", ":1.1")}},
     {"UnrelatedNames",
      {{"org.morva.JavaMW.Applist_SERVICE", P, ""},
       {"org.morva.JavaMW.Applist_SERVICE_SYNC", P, ""},
       {"org.morva.JavaMW.Applist_CLIENT_SYN_ACK", P, ""},
       {"org.morva.JavaMW.Other_SERVICE_SYN", P, ""},
-      {"org.example.Name", P, ""}},
-     {},
-     {},
-     false},
+      {"org.example.Name", P, ""}}},
     {"NoOwnerReleases",
      {{"_SYN", "", ""}, {"_SYN_ACK", "", ""}},
-     {},
-     {},
-     false,
      {"'' is no bus name of a partner", "'' is no bus name of a partner"}},
-    {"NoBusNameReleases",
-     {{"_SYN", "no name", ""}},
-     {},
-     {},
-     false,
-     {"'no name' is no bus name of a partner"}},
+    {"NoBusNameReleases", {{"_SYN", "no name", ""}}, {"'no name' is no bus name of a partner"}},
 };
 
 class OwnerChangeTest : public FaultTest, public testing::WithParamInterface<Row> {
@@ -129,40 +74,36 @@ protected:
         const std::string name = isSuffix ? Host().PartnerName(change.name) : change.name;
         if (change.name[0] == ':') {
             Bus().Vanish(name);
+            m_model.OnVanished(name);
         } else {
             Bus().EmitNameOwnerChanged(name, change.oldOwner, change.newOwner);
+            m_model.OnOwnerChange(name, change.oldOwner, change.newOwner);
         }
         // Twice: a name watch of the first round reports losses after the reply of the bus.
         ASSERT_TRUE(Host().Deliver() && Host().Deliver());
         MainLoop::IterateUntilIdle();
     }
 
-    Strings Announcements() {
-        Strings suffixes;
-        const std::string start = "ReleaseName " + Host().EndpointName("");
-        for (const std::string& call : Bus().Calls()) {
-            if (call.compare(0, start.size(), start) == 0) {
-                suffixes.push_back(call.substr(start.size()));
-            }
-        }
-        return suffixes;
-    }
+    HandshakeModel m_model;
 };
 
 TEST_P(OwnerChangeTest, HasTheEffectsOfTheTableOfStatesAlone) {
-    MakeEndpoint();
-    Bus().ForgetCalls();
+    RecordingEndpoint::Actions actions;
+    actions.onReady = [this](bool ready, const std::string& partner) {
+        Host().AddToTrace(RecordingEndpoint::Readiness{ready, partner}.Report());
+    };
+    MakeEndpoint(actions);
+    Host().StartTrace();
+    m_model.SetOwnName(g_dbus_connection_get_unique_name(Host().Connection()));
     for (const OwnerChange& change : GetParam().changes) {
         Emit(change);
     }
-    EXPECT_EQ(Announcements(), GetParam().announcements);
-    EXPECT_EQ(Endpoint().Reports(), GetParam().reports);
-    EXPECT_EQ(Endpoint().IsConnectionReady(), GetParam().ready);
+    EXPECT_EQ(Host().TakeTrace(), m_model.TakeTrace());
+    EXPECT_EQ(Endpoint().IsConnectionReady(), m_model.IsReady());
     EXPECT_EQ(Errors(), GetParam().errors);
 }
 
-INSTANTIATE_TEST_SUITE_P(Bus, OwnerChangeTest, testing::ValuesIn(ROWS),
-                         [](const testing::TestParamInfo<Row>& row) { return row.param.testName; });
+INSTANTIATE_TEST_SUITE_P(Bus, OwnerChangeTest, testing::ValuesIn(ROWS), RowName<Row>);
 
 // A separate row, because the type is not (sss).
 class OddOwnerChange : public FaultTest, public testing::WithParamInterface<const char*> {};

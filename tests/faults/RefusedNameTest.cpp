@@ -2,6 +2,7 @@
 #include <memory>
 #include <string>
 
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "TestPartner.h"
 
@@ -9,15 +10,10 @@
 
 namespace {
 
-struct RefusedName {
-    const char* testName;
+struct RefusedName : NamedRow {
     const char* own;   // the announcement that the policy refuses
     const char* cause; // the announcement of the partner; null for the endpoint's start
 };
-
-std::ostream& operator<<(std::ostream& os, const RefusedName& row) {
-    return os << row.testName;
-}
 
 class RefusedNameTest : public testing::TestWithParam<RefusedName> {
 protected:
@@ -55,9 +51,6 @@ TEST_P(RefusedNameTest, IsLoggedWithTheErrorOfTheBus) {
 const RefusedName ROWS[] = {
     {"Syn", "_SYN", nullptr}, {"SynAck", "_SYN_ACK", "_SYN"}, {"Ack", "_ACK", "_SYN_ACK"}};
 
-INSTANTIATE_TEST_SUITE_P(Policy, RefusedNameTest, testing::ValuesIn(ROWS),
-                         [](const testing::TestParamInfo<RefusedName>& row) {
-                             return row.param.testName;
-                         });
+INSTANTIATE_TEST_SUITE_P(Policy, RefusedNameTest, testing::ValuesIn(ROWS), RowName<RefusedName>);
 
 } // namespace

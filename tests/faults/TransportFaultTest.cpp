@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Bytes.h"
+#include "NamedRow.h"
 
 #include "FaultTest.h"
 
@@ -11,15 +12,10 @@ namespace {
 using Reply = BusDouble::Reply;
 using Bytes = std::vector<char>;
 
-struct BadReply {
-    const char* testName;
+struct BadReply : NamedRow {
     Reply reply;
     Strings errors;
 };
-
-std::ostream& operator<<(std::ostream& os, const BadReply& row) {
-    return os << row.testName;
-}
 
 class ConnectedFault : public FaultTest {
 protected:
@@ -65,10 +61,7 @@ const BadReply BAD_REPLIES[] = {
      {"Reply of type (ayay) dropped"}},
     {"NoBody", Reply::Body(nullptr), {"Reply of type () dropped"}},
 };
-INSTANTIATE_TEST_SUITE_P(Bus, BadReplyTest, testing::ValuesIn(BAD_REPLIES),
-                         [](const testing::TestParamInfo<BadReply>& row) {
-                             return row.param.testName;
-                         });
+INSTANTIATE_TEST_SUITE_P(Bus, BadReplyTest, testing::ValuesIn(BAD_REPLIES), RowName<BadReply>);
 
 TEST_F(ConnectedFault, AMissingReplyWithoutAnErrorIsAnEmptyAnswerWithoutALogLine) {
     LibraryCalls::LoseReplies(true);

@@ -3,38 +3,16 @@
 #include <ostream>
 
 #include "HostileTest.h"
+#include "NamedRow.h"
+#include "WrongBodies.h"
 
 namespace {
 
 constexpr std::size_t MIB = 1024 * 1024;
 
-struct Row {
-    const char* name;
+struct Row : NamedRow {
     std::function<GVariant*()> body;
 };
-
-void PrintTo(const Row& row, std::ostream* os) {
-    *os << row.name;
-}
-
-std::string NameOf(const testing::TestParamInfo<Row>& row) {
-    return row.param.name;
-}
-
-std::vector<Row> WrongTypes() {
-    return {
-        {"Nothing", [] { return g_variant_new("()"); }},
-        {"String", [] { return g_variant_new("(s)", "bytes"); }},
-        {"BareNumber", [] { return g_variant_new("(u)", 2001U); }},
-        {"Booleans", [] { return g_variant_new_parsed("([true, false],)"); }},
-        {"Numbers", [] { return g_variant_new_parsed("([uint32 1, 2],)"); }},
-        {"Strings", [] { return g_variant_new_parsed("(['a', 'b'],)"); }},
-        {"BytesTwice", [] { return g_variant_new_parsed("(@ay [1], @ay [2])"); }},
-        {"BytesInBytes", [] { return g_variant_new_parsed("(@aay [[1], [2]],)"); }},
-        {"Variant", [] { return g_variant_new_parsed("(<@ay [2, 0, 0, 0]>,)"); }},
-        {"Dictionary", [] { return g_variant_new_parsed("({'a': <1>},)"); }},
-    };
-}
 
 std::vector<Row> SenselessBytes() {
     std::vector<Row> rows{
@@ -53,17 +31,18 @@ std::vector<Row> SenselessBytes() {
 }
 
 std::vector<Row> AllRows() {
-    std::vector<Row> rows = WrongTypes();
-    const std::vector<Row> more = SenselessBytes();
-    rows.insert(rows.end(), more.begin(), more.end());
+    std::vector<Row> rows = SenselessBytes();
+    for (const WrongBody& wrong : WRONG_BODIES) {
+        rows.push_back({wrong, [wrong] { return wrong.Make(); }});
+    }
     return rows;
 }
 
 class HostileNotification : public HostileTest, public testing::WithParamInterface<Row> {};
-class MistypedNotification : public HostileTest, public testing::WithParamInterface<Row> {};
-class MistypedReply : public HostileTest, public testing::WithParamInterface<Row> {};
+class MistypedNotification : public HostileTest, public testing::WithParamInterface<WrongBody> {};
+class MistypedReply : public HostileTest, public testing::WithParamInterface<WrongBody> {};
 class SenselessReply : public HostileTest, public testing::WithParamInterface<Row> {};
-class MistypedCall : public HostileTest, public testing::WithParamInterface<Row> {};
+class MistypedCall : public HostileTest, public testing::WithParamInterface<WrongBody> {};
 class SenselessCall : public HostileTest, public testing::WithParamInterface<Row> {};
 
 } // namespace
@@ -75,36 +54,34 @@ TEST_P(HostileNotification, LeavesListAndConnectionUnchanged) {
     EXPECT_EQ(listener.selections, 0U);
     ExpectAllIsWell();
 }
-INSTANTIATE_TEST_SUITE_P(Bodies, HostileNotification, testing::ValuesIn(AllRows()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Bodies, HostileNotification, testing::ValuesIn(AllRows()), RowName<Row>);
 
 TEST_P(MistypedNotification, IsLoggedWithItsType) {
     Connect();
-    g_autoptr(GVariant) body = g_variant_ref_sink(GetParam().body());
-    partner->NotifyBody(hostName, body);
+    partner->NotifyBody(hostName, GetParam().Make());
     WaitForAllEvents();
     EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, std::string("Notification of type ") +
-                                                         g_variant_get_type_string(body) +
-                                                         " dropped"),
+                                                         GetParam().type + " dropped"),
               1U);
 }
-INSTANTIATE_TEST_SUITE_P(Bodies, MistypedNotification, testing::ValuesIn(WrongTypes()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Bodies, MistypedNotification, testing::ValuesIn(WRONG_BODIES),
+                         RowName<WrongBody>);
 
 TEST_P(MistypedReply, CountsAsNoSelection) {
     Connect();
-    g_autoptr(GVariant) body = g_variant_ref_sink(GetParam().body());
-    partner->AnswerWithBody(GetParam().body);
+    partner->AnswerWithBody([] { return GetParam().Make(); });
     partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     WaitForAllEvents();
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, std::string("Reply of type ") +
-                                                         g_variant_get_type_string(body) +
-                                                         " dropped"),
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
+                                 std::string("Reply of type ") + GetParam().type + " dropped"),
               1U);
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(listener.selections, 1U);
     model->SetSelection(&item);
     ExpectAllIsWell();
 }
-INSTANTIATE_TEST_SUITE_P(Bodies, MistypedReply, testing::ValuesIn(WrongTypes()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Bodies, MistypedReply, testing::ValuesIn(WRONG_BODIES),
+                         RowName<WrongBody>);
 
 TEST_P(SenselessReply, CountsAsNoSelection) {
     Connect();
@@ -117,17 +94,17 @@ TEST_P(SenselessReply, CountsAsNoSelection) {
     model->SetSelection(&item);
     ExpectAllIsWell();
 }
-INSTANTIATE_TEST_SUITE_P(Bodies, SenselessReply, testing::ValuesIn(SenselessBytes()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Bodies, SenselessReply, testing::ValuesIn(SenselessBytes()), RowName<Row>);
 
 TEST_P(MistypedCall, IsRefusedBeforeItReachesTheList) {
     Connect();
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = CallHost(partner->Connection(), GetParam().body(), &error);
+    g_autoptr(GVariant) reply = CallHost(partner->Connection(), GetParam().Make(), &error);
     EXPECT_EQ(reply, nullptr);
     EXPECT_TRUE(g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS));
     ExpectAllIsWell();
 }
-INSTANTIATE_TEST_SUITE_P(Bodies, MistypedCall, testing::ValuesIn(WrongTypes()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Bodies, MistypedCall, testing::ValuesIn(WRONG_BODIES), RowName<WrongBody>);
 
 TEST_P(SenselessCall, IsAnsweredWithAnEmptyArray) {
     Connect();
@@ -138,4 +115,4 @@ TEST_P(SenselessCall, IsAnsweredWithAnEmptyArray) {
     EXPECT_STREQ(text, "(@ay [],)");
     ExpectAllIsWell();
 }
-INSTANTIATE_TEST_SUITE_P(Bodies, SenselessCall, testing::ValuesIn(SenselessBytes()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Bodies, SenselessCall, testing::ValuesIn(SenselessBytes()), RowName<Row>);

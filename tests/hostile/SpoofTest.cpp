@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "HostileTest.h"
+#include "NamedRow.h"
 
 namespace {
 
@@ -25,15 +26,10 @@ protected:
     std::unique_ptr<TestPartner> otherProcess;
 };
 
-struct Step {
-    const char* name;
+struct Step : NamedRow {
     const char* suffix;
     const char* callback;
 };
-
-void PrintTo(const Step& step, std::ostream* os) {
-    *os << step.name;
-}
 
 class SpoofedStep : public Spoofed, public testing::WithParamInterface<Step> {};
 
@@ -51,7 +47,7 @@ TEST_P(SpoofedStep, DoesNotBindAConnectedListToAnotherProcess) {
 INSTANTIATE_TEST_SUITE_P(Steps, SpoofedStep,
                          testing::Values(Step{"Syn", "_SYN", "cb_SynNameOwnerChanged"},
                                          Step{"SynAck", "_SYN_ACK", "cb_SynAckNameOwnerChanged"}),
-                         [](const auto& step) { return step.param.name; });
+                         RowName<Step>);
 
 TEST_F(Spoofed, AckIsAcceptedButItsSenderReceivesNoRequest) {
     Connect();

@@ -1,7 +1,7 @@
 // Loss of the bus in a host that has disabled exit-on-close.
 #include "ChannelTest.h"
 
-#include "ThreadCalls.h"
+#include "LibraryCalls.h"
 
 namespace {
 
@@ -101,7 +101,7 @@ TEST_F(BusLoss, AllowsTheDestructionOfTheEndpointAfterItsReport) {
 }
 
 TEST_F(BusLoss, AllowsTheDestructionOfAnEndpointThatResends) {
-    ThreadCalls::Reset();
+    LibraryCalls::ForgetThreads();
     bus.SetPolicy(Deny::Owning("_CLIENT_ACK"));
     endpoint = std::make_unique<RecordingEndpoint>();
     ASSERT_TRUE(IterateUntilLogged(CapturedLog::DEBUG, "Timer thread create status: 1"));
@@ -110,7 +110,7 @@ TEST_F(BusLoss, AllowsTheDestructionOfAnEndpointThatResends) {
                                      "Failed to broadcasted: org.morva.JavaMW.Applist_CLIENT_ACK. "
                                      "Will try once again"));
     endpoint.reset();
-    EXPECT_EQ(ThreadCalls::Joined(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 1);
 }
 
 // A second endpoint on the closed connection, which GDBus returns until its last reference.

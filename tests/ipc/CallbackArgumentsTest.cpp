@@ -1,6 +1,7 @@
 // Callbacks with arguments that GDBus should not pass: no connection, no endpoint, a destroyed
 // endpoint, another connection, another path, parameters of another type.
 #include "ChannelTest.h"
+#include "NamedRow.h"
 
 #include <chrono>
 #include <future>
@@ -19,8 +20,7 @@ const std::string SYN_CALL = "DEBUG cb_SignalCall sender=:1.7 obj_path=/path ifa
 const std::string METHOD_CALL = "DEBUG cb_MethodCall sender=:1.7 obj_path=/path iface_name=i.face "
                                 "method_name=Method";
 
-struct Callback {
-    const char* name;
+struct Callback : NamedRow {
     const char* watchedName;
     void (*call)(GDBusConnection* connection, GVariant* parameters, void* endpoint);
     std::string firstLine;
@@ -61,14 +61,6 @@ const Callback ACK{"Ack", "org.morva.JavaMW.Applist_SERVICE_ACK", Ack,
 const Callback VANISHED{"Vanished", "", Vanished, "DEBUG cb_PartnerNameVanished name=:1.7"};
 const Callback SIGNAL{"Signal", "", Signal, SYN_CALL};
 const Callback METHOD{"Method", "", Method, METHOD_CALL};
-
-std::ostream& operator<<(std::ostream& os, const Callback& callback) {
-    return os << callback.name;
-}
-
-std::string NameOfCallback(const testing::TestParamInfo<Callback>& info) {
-    return info.param.name;
-}
 
 class CallbackTest : public ConnectedTest, public testing::WithParamInterface<Callback> {
 protected:
@@ -132,7 +124,7 @@ TEST_P(AnyCallback, RefusesANullConnectionWhileAHandlerRuns) {
 
 INSTANTIATE_TEST_SUITE_P(All, AnyCallback,
                          testing::Values(SYN, SYN_ACK, ACK, VANISHED, SIGNAL, METHOD),
-                         NameOfCallback);
+                         RowName<Callback>);
 
 // The method call has tests of its own: it is answered.
 class CallbackForADestroyedEndpoint : public CallbackTest {};
@@ -147,7 +139,7 @@ TEST_P(CallbackForADestroyedEndpoint, IsRefused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, CallbackForADestroyedEndpoint,
-                         testing::Values(SYN, SYN_ACK, ACK, VANISHED, SIGNAL), NameOfCallback);
+                         testing::Values(SYN, SYN_ACK, ACK, VANISHED, SIGNAL), RowName<Callback>);
 
 class HandshakeCallback : public CallbackTest {};
 
@@ -203,12 +195,7 @@ TEST_P(HandshakeCallback, LogsPercentSignsOfNamesUnchanged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, HandshakeCallback, testing::Values(SYN, SYN_ACK, ACK),
-                         NameOfCallback);
-
-std::string WatchedName(const Callback& callback) {
-    return std::string("org.morva.JavaMW.Applist_SERVICE_") +
-           (callback.name == std::string("Syn") ? "SYN" : "SYN_ACK");
-}
+                         RowName<Callback>);
 
 class HandshakeWithABadName : public CallbackTest {};
 
@@ -218,7 +205,7 @@ TEST_P(HandshakeWithABadName, BindsNoPartner) {
     RecordingEndpoint unbound;
     const GLibLog glib;
     for (const char* name : {"", "not a name", "nodots", ":", "a..b"}) {
-        g_autoptr(GVariant) parameters = OwnerChange(WatchedName(GetParam()).c_str(), name, "");
+        g_autoptr(GVariant) parameters = OwnerChange(GetParam().watchedName, name, "");
         CapturedLog::Clear();
         GetParam().call(Shared().Connection(), parameters, &unbound);
         EXPECT_EQ(CapturedLog::Messages().back(),
@@ -240,7 +227,8 @@ TEST_P(HandshakeWithABadName, IsRefusedWhenTheEndpointDoesNotWatchIt) {
     EXPECT_EQ(EndpointInside::m_partnerWatchId(unbound), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, HandshakeWithABadName, testing::Values(SYN, SYN_ACK), NameOfCallback);
+INSTANTIATE_TEST_SUITE_P(All, HandshakeWithABadName, testing::Values(SYN, SYN_ACK),
+                         RowName<Callback>);
 
 class AnotherPath : public ConnectedTest {};
 

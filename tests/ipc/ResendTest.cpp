@@ -1,6 +1,7 @@
 // An answer that could not be announced is announced again until it goes through, the partner
 // changes or the endpoint ends.
 #include "ChannelTest.h"
+#include "NamedRow.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,7 +10,7 @@
 #include <optional>
 
 #include "BusDaemon.h"
-#include "ThreadCalls.h"
+#include "LibraryCalls.h"
 
 namespace {
 
@@ -28,7 +29,8 @@ std::size_t ThreadCount() {
 
 class Resend : public HeldBusTest {
 protected:
-    Resend() { ThreadCalls::Reset(); }
+    Resend() { LibraryCalls::ForgetThreads(); }
+    ~Resend() override { LibraryCalls::RefuseThreads(false); }
 
     void DenyAnswers() {
         bus.SetPolicy(Deny::Owning("_CLIENT_ACK") + Deny::Owning("_CLIENT_SYN_ACK"));
@@ -70,17 +72,12 @@ protected:
     TestPartner partner{bus, false};
 };
 
-struct OwedAnswer {
-    const char* name;
+struct OwedAnswer : NamedRow {
     const char* partnersStep;
     const char* suffix;
     const char* announced;
     int stateAfter;
 };
-
-std::ostream& operator<<(std::ostream& os, const OwedAnswer& row) {
-    return os << row.name;
-}
 
 class FailedAnswer : public Resend, public testing::WithParamInterface<OwedAnswer> {};
 
@@ -120,7 +117,7 @@ TEST_P(FailedAnswer, IsAnnouncedAgainUntilTheBusAcceptsIt) {
     ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), GetParam().stateAfter);
     EXPECT_THAT(Pending(endpoint), IsEmpty());
-    EXPECT_EQ(ThreadCalls::Requested(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().requested, 1);
 }
 
 TEST_P(FailedAnswer, LogsEachStepOfItsResending) {
@@ -155,16 +152,12 @@ TEST_P(FailedAnswer, LogsEachStepOfItsResending) {
                             "DEBUG Finished timer thread"));
 }
 
-std::string NameOfAnswer(const testing::TestParamInfo<OwedAnswer>& info) {
-    return info.param.name;
-}
-
 INSTANTIATE_TEST_SUITE_P(All, FailedAnswer,
                          testing::Values(OwedAnswer{"SynAck", "_SYN", "_SYN_ACK",
                                                     "org.morva.JavaMW.Applist_CLIENT_SYN_ACK", 2},
                                          OwedAnswer{"Ack", "_SYN_ACK", "_ACK",
                                                     "org.morva.JavaMW.Applist_CLIENT_ACK", 3}),
-                         NameOfAnswer);
+                         RowName<OwedAnswer>);
 
 TEST_F(Resend, ReportsReadyOnTheResendThreadForAnAckAlone) {
     RecordingEndpoint endpoint;
@@ -281,7 +274,7 @@ TEST_F(Resend, StartsNoSecondThreadWhileOneIsRunning) {
     JavaMWDbusRemote::cb_SynNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
                                              &endpoint);
     ASSERT_TRUE(WaitForPasses(1));
-    EXPECT_EQ(ThreadCalls::Requested(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().requested, 1);
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
                                  "Creating timer that will execute OnResendHandshake()"),
               1u);
@@ -302,7 +295,7 @@ TEST_F(Resend, OverwritesTheAnswerOwedToTheSamePartner) {
                                              &endpoint);
     Announce(partner, "_SYN");
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
-    EXPECT_EQ(ThreadCalls::Requested(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().requested, 1);
 }
 
 TEST_F(Resend, EndsItsThreadAfterOnePassOverAnEmptyTable) {
@@ -334,12 +327,12 @@ TEST_F(Resend, StartsAnotherThreadAfterTheFirstHasEnded) {
     JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
                                              &*endpoint);
     Announce(partner, "_SYN_ACK");
-    EXPECT_EQ(ThreadCalls::Created(), 2);
+    EXPECT_EQ(LibraryCalls::Threads().started, 2);
     AllowAnswers();
     ASSERT_TRUE(WaitForTheThreadsEnd(*endpoint));
     EXPECT_EQ(EndpointInside::State(*endpoint), 3);
     endpoint.reset();
-    EXPECT_EQ(ThreadCalls::Joined(), 2);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 2);
 }
 
 TEST_F(Resend, JoinsItsThread) {
@@ -352,25 +345,25 @@ TEST_F(Resend, JoinsItsThread) {
         EXPECT_EQ(ThreadCount(), before + 1);
     }
     EXPECT_EQ(ThreadCount(), before);
-    EXPECT_EQ(ThreadCalls::Joined(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 1);
 }
 
 TEST_F(Resend, KeepsTheAnswerWhenNoThreadCanBeStarted) {
     RecordingEndpoint endpoint;
     DenyAnswers();
-    ThreadCalls::FailCreation(true);
+    LibraryCalls::RefuseThreads(true);
     CapturedLog::Clear();
     Announce(partner, "_SYN_ACK");
     EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Timer thread create status: 0"), 1u);
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_ACK")));
-    EXPECT_EQ(ThreadCalls::Requested(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().requested, 1);
 
     // The next failure starts one.
-    ThreadCalls::FailCreation(false);
+    LibraryCalls::RefuseThreads(false);
     JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
                                              &endpoint);
     Announce(partner, "_SYN_ACK");
-    EXPECT_EQ(ThreadCalls::Created(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().started, 1);
     AllowAnswers();
     ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
@@ -380,10 +373,10 @@ TEST_F(Resend, WithoutAStartedThreadIsNotJoined) {
     {
         RecordingEndpoint endpoint;
         DenyAnswers();
-        ThreadCalls::FailCreation(true);
+        LibraryCalls::RefuseThreads(true);
         Announce(partner, "_SYN_ACK");
     }
-    EXPECT_EQ(ThreadCalls::Joined(), 0);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 0);
 }
 
 // The endpoint's end
@@ -398,7 +391,7 @@ TEST_F(Resend, EndsSoonWithAnEndpointWhoseAnswerKeepsFailing) {
     endpoint.reset();
     // Half a second, a pass, and room for a busy machine.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-    EXPECT_EQ(ThreadCalls::Joined(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 1);
     auto messages = CapturedLog::Messages();
     ASSERT_GE(messages.size(), 2u);
     // Earlier lines depend on the step of the thread in its pass.
@@ -421,7 +414,7 @@ TEST_F(Resend, EndsWithItsEndpointAtEachStep) {
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
         CapturedLog::Clear();
     }
-    EXPECT_EQ(ThreadCalls::Joined(), 6);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 6);
 }
 
 TEST_F(Resend, FinishesItsReportBeforeTheDestructorReturns) {
@@ -447,7 +440,7 @@ TEST_F(Resend, FinishesItsReportBeforeTheDestructorReturns) {
     EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     release.set_value();
     EXPECT_TRUE(destroyed.get());
-    EXPECT_EQ(ThreadCalls::Joined(), 1);
+    EXPECT_EQ(LibraryCalls::Threads().joined, 1);
 }
 
 // One pass, with a table of the test's own

@@ -1,5 +1,6 @@
 // Messages and notifications, both ways, between an endpoint and its partner.
 #include "ChannelTest.h"
+#include "WrongBodies.h"
 
 #include <stdexcept>
 
@@ -112,21 +113,11 @@ TEST_F(SendingMessages, FailsAtOnceAfterAnUndetectedLossOfThePartner) {
               1u);
 }
 
-struct WrongBody {
-    const char* name;
-    const char* text;
-    const char* type;
-};
-
-std::ostream& operator<<(std::ostream& os, const WrongBody& row) {
-    return os << row.text;
-}
-
 class ReplyOfAnotherType : public ConnectedTest, public testing::WithParamInterface<WrongBody> {};
 
 TEST_P(ReplyOfAnotherType, IsLoggedAndDropped) {
     Connect();
-    partner.AnswerWithBody([] { return g_variant_new_parsed(GetParam().text); });
+    partner.AnswerWithBody([] { return GetParam().Make(); });
     const GLibLog glib;
     Bytes data = ByteVector("data");
     EXPECT_THAT(endpoint->SendMessage(data), IsEmpty());
@@ -142,23 +133,17 @@ class NotificationOfAnotherType : public ConnectedTest,
 TEST_P(NotificationOfAnotherType, IsLoggedAndDropped) {
     Connect();
     const GLibLog glib;
-    partner.NotifyBody(OwnName(), g_variant_new_parsed(GetParam().text));
+    partner.NotifyBody(OwnName(), GetParam().Make());
     EXPECT_TRUE(IterateUntilLogged(CapturedLog::ERROR, std::string("Notification of type ") +
                                                            GetParam().type + " dropped"));
     EXPECT_THAT(endpoint->Notifications(), IsEmpty());
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
-const auto WRONG_BODIES = testing::Values(
-    WrongBody{"Empty", "()", "()"}, WrongBody{"Text", "('text',)", "(s)"},
-    WrongBody{"Texts", "(['a', 'b'],)", "(as)"}, WrongBody{"Number", "(int32 7,)", "(i)"},
-    WrongBody{"TwoArrays", "([byte 1], [byte 2])", "(ayay)"},
-    WrongBody{"Variant", "(<[byte 1]>,)", "(v)"});
-const auto NameOfWrongBody = [](const testing::TestParamInfo<WrongBody>& info) {
-    return std::string(info.param.name);
-};
-INSTANTIATE_TEST_SUITE_P(All, ReplyOfAnotherType, WRONG_BODIES, NameOfWrongBody);
-INSTANTIATE_TEST_SUITE_P(All, NotificationOfAnotherType, WRONG_BODIES, NameOfWrongBody);
+INSTANTIATE_TEST_SUITE_P(All, ReplyOfAnotherType, testing::ValuesIn(WRONG_BODIES),
+                         RowName<WrongBody>);
+INSTANTIATE_TEST_SUITE_P(All, NotificationOfAnotherType, testing::ValuesIn(WRONG_BODIES),
+                         RowName<WrongBody>);
 
 class SendingTooEarly : public HeldBusTest {};
 

@@ -7,11 +7,9 @@
 #include <cstdio>
 #include <iostream>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <glib.h>
@@ -113,13 +111,9 @@ std::string Text(const Lines& trace, bool ready) {
 class Replay {
 public:
     Replay() {
-        m_host.Bus().OnCall([this](const std::string& call) { OnBusCall(call); });
+        m_host.StartTrace();
         LibraryCalls::HoldResendThread();
     }
-    ~Replay() { m_host.Bus().OnCall(nullptr); }
-
-    Replay(const Replay&) = delete;
-    Replay& operator=(const Replay&) = delete;
 
     /** @return the first difference, or nothing. */
     std::string Run(const std::string& walk, const std::vector<Step>& steps) {
@@ -132,7 +126,7 @@ public:
             if (!Apply(steps[i].event)) {
                 difference = "no resend thread runs";
             } else {
-                const Lines seen = TakeTrace();
+                const Lines seen = m_host.TakeTrace();
                 const bool isReady = m_endpoint->IsConnectionReady();
                 if (seen != expected.trace || isReady != ready) {
                     difference = "model: " + Text(expected.trace, ready) +
@@ -173,7 +167,7 @@ private:
         if (event == "starts") {
             RecordingEndpoint::Actions actions;
             actions.onReady = [this](bool ready, const std::string&) {
-                Append(ready ? "ready" : "lost");
+                m_host.AddToTrace(ready ? "ready" : "lost");
             };
             m_endpoint.emplace(actions);
         } else if (StartsWith(event, "starts a resend pass")) {
@@ -205,26 +199,7 @@ private:
         CapturedLog::Clear();
     }
 
-    void OnBusCall(const std::string& call) {
-        const std::string base = std::string("Name ") + DoubleHost::BASE_NAME;
-        const auto at = call.find(base);
-        if (at != std::string::npos && at != 0) {
-            Append(call.substr(0, at) + "Name " + call.substr(at + base.size()));
-        }
-    }
-
-    void Append(const std::string& entry) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_trace.push_back(entry);
-    }
-    Lines TakeTrace() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return std::exchange(m_trace, {});
-    }
-
     DoubleHost m_host;
-    std::mutex m_mutex;
-    Lines m_trace;
     std::optional<RecordingEndpoint> m_endpoint;
     std::string m_walk;
     long m_steps = 0;

@@ -1,4 +1,5 @@
 // Host and partner under the users that the policy names do their whole work on a stock bus.
+#include "NamedRow.h"
 #include "PolicyTest.h"
 
 #include <functional>
@@ -9,17 +10,12 @@
 
 namespace {
 
-struct Cast {
-    const char* name;
+struct Cast : NamedRow {
     bool needsRoot; // to act for others
     std::vector<std::string> settings;
     std::function<BusUser()> host;
     std::function<BusUser()> partner;
 };
-
-void PrintTo(const Cast& cast, std::ostream* os) {
-    *os << cast.name;
-}
 
 std::string Setting(const char* variable, const std::string& value) {
     return std::string("APPLIST_BUS_") + variable + "=" + value;
@@ -130,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(On, RolesWithThePolicy,
                          testing::Combine(testing::ValuesIn(DAEMONS), testing::ValuesIn(CASTS)),
                          [](const testing::TestParamInfo<Row>& row) {
                              return NameOf(std::get<Daemon>(row.param)) +
-                                    std::get<Cast>(row.param).name;
+                                    std::get<Cast>(row.param).caseName;
                          });
 
 } // namespace

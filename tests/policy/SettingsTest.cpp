@@ -1,6 +1,7 @@
 // The build settings that assign users to the roles.
 #include <gmock/gmock.h>
 
+#include "NamedRow.h"
 #include "Policy.h"
 
 using testing::HasSubstr;
@@ -9,15 +10,10 @@ using testing::Not;
 
 namespace {
 
-struct Settings {
-    const char* name;
+struct Settings : NamedRow {
     std::vector<std::string> settings;
     std::vector<const char*> expected; // in the policy
 };
-
-void PrintTo(const Settings& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const Settings ACCEPTED[] = {
     {"NoneMeanRoot", {}, {"<policy user=\"root\">"}},
@@ -54,8 +50,7 @@ TEST_P(AcceptedSettings, MakeABlockForEachRole) {
     EXPECT_THAT(policy, Not(HasSubstr("@APPLIST")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, AcceptedSettings, testing::ValuesIn(ACCEPTED),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(Rows, AcceptedSettings, testing::ValuesIn(ACCEPTED), RowName<Settings>);
 
 // Each would open the policy wider than its author meant, or leave it without a role.
 TEST(RefusedSettings, StopTheBuild) {

@@ -4,8 +4,12 @@
 #define APPLIST_TESTS_DOUBLEHOST_H
 
 #include <atomic>
+#include <cstring>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "BusDouble.h"
 #include "MainLoop.h"
@@ -71,6 +75,25 @@ public:
         return Deliver();
     }
 
+    /** From now on records the announcements of the endpoint, such as "RequestName _CLIENT_SYN". */
+    void StartTrace() {
+        m_bus.OnCall([this](const std::string& call) {
+            const std::size_t at = call.find(std::string("Name ") + BASE_NAME);
+            if (at != std::string::npos && at != 0) {
+                AddToTrace(call.substr(0, at + 5) + call.substr(at + 5 + std::strlen(BASE_NAME)));
+            }
+        });
+    }
+    void AddToTrace(const std::string& entry) {
+        const std::lock_guard<std::mutex> lock(m_traceMutex);
+        m_trace.push_back(entry);
+    }
+    /** @return the entries since the last call, in order */
+    std::vector<std::string> TakeTrace() {
+        const std::lock_guard<std::mutex> lock(m_traceMutex);
+        return std::exchange(m_trace, {});
+    }
+
     /** Iterates until all that was emitted before has been dispatched: signals keep their order. */
     bool Deliver() {
         const int before = m_markers;
@@ -93,6 +116,8 @@ private:
         ++*static_cast<int*>(markers);
     }
 
+    std::mutex m_traceMutex;
+    std::vector<std::string> m_trace;
     BusDouble m_bus;
     std::optional<SharedBus> m_shared;
     int m_markers = 0;

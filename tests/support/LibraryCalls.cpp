@@ -28,7 +28,9 @@ struct Calls {
     int waiting = 0; // threads that stand in usleep
     int steps = 0;   // how many of them may go on
     int running = 0;
+    int requested = 0;
     int started = 0;
+    int joined = 0;
     unsigned int lastSleep = 0;
 };
 
@@ -100,48 +102,19 @@ bool Flag(bool Calls::*flag) {
 
 extern "C" {
 
-int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                          void* (*routine)(void*), void* argument);
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                          void* (*routine)(void*), void* argument);
-int __real_usleep(useconds_t period);
-int __wrap_usleep(useconds_t period);
-guint __real_g_dbus_connection_signal_subscribe(GDBusConnection* connection, const char* sender,
-                                                const char* interface, const char* member,
-                                                const char* path, const char* arg0,
-                                                GDBusSignalFlags flags,
-                                                GDBusSignalCallback callback, void* userData,
-                                                GDestroyNotify destroy);
-guint __wrap_g_dbus_connection_signal_subscribe(GDBusConnection* connection, const char* sender,
-                                                const char* interface, const char* member,
-                                                const char* path, const char* arg0,
-                                                GDBusSignalFlags flags,
-                                                GDBusSignalCallback callback, void* userData,
-                                                GDestroyNotify destroy);
-GVariant* __real_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
-                                        GDBusCallFlags flags, int timeout,
-                                        GCancellable* cancellable, GError** error);
-GVariant* __wrap_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
-                                        GDBusCallFlags flags, int timeout,
-                                        GCancellable* cancellable, GError** error);
-GVariant* __real_g_dbus_connection_call_sync(GDBusConnection* connection, const char* name,
-                                             const char* path, const char* interface,
-                                             const char* method, GVariant* parameters,
-                                             const GVariantType* replyType, GDBusCallFlags flags,
-                                             int timeout, GCancellable* cancellable,
-                                             GError** error);
-GVariant* __wrap_g_dbus_connection_call_sync(GDBusConnection* connection, const char* name,
-                                             const char* path, const char* interface,
-                                             const char* method, GVariant* parameters,
-                                             const GVariantType* replyType, GDBusCallFlags flags,
-                                             int timeout, GCancellable* cancellable,
-                                             GError** error);
+decltype(pthread_create) __real_pthread_create;
+decltype(pthread_join) __real_pthread_join;
+decltype(usleep) __real_usleep;
+decltype(g_dbus_connection_signal_subscribe) __real_g_dbus_connection_signal_subscribe;
+decltype(g_dbus_proxy_call_sync) __real_g_dbus_proxy_call_sync;
+decltype(g_dbus_connection_call_sync) __real_g_dbus_connection_call_sync;
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*routine)(void*), void* argument) {
     Calls& calls = TheCalls();
     {
         const std::lock_guard<std::mutex> lock(calls.mutex);
+        ++calls.requested;
         if (calls.refuseThreads) {
             return EAGAIN;
         }
@@ -149,6 +122,14 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
         ++calls.started;
     }
     return __real_pthread_create(thread, attributes, RunThread, new ThreadStart{routine, argument});
+}
+
+int __wrap_pthread_join(pthread_t thread, void** result) {
+    const int status = __real_pthread_join(thread, result);
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    calls.joined += status == 0 ? 1 : 0;
+    return status;
 }
 
 int __wrap_usleep(useconds_t period) {
@@ -262,10 +243,16 @@ bool LibraryCalls::WaitForResendThreadsEnd() {
                                   [&] { return calls.running == 0; });
 }
 
-int LibraryCalls::ThreadsStarted() {
+LibraryCalls::ThreadCounts LibraryCalls::Threads() {
     Calls& calls = TheCalls();
     const std::lock_guard<std::mutex> lock(calls.mutex);
-    return calls.started;
+    return {calls.requested, calls.started, calls.joined};
+}
+
+void LibraryCalls::ForgetThreads() {
+    Calls& calls = TheCalls();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    calls.requested = calls.started = calls.joined = 0;
 }
 
 unsigned int LibraryCalls::LastSleep() {

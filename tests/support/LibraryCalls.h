@@ -40,8 +40,14 @@ void ReleaseResendThread();
 bool ResendThreadRuns();
 bool WaitForResendThreadsEnd();
 
-/** Since the start of the process. */
-int ThreadsStarted();
+/** Resend threads since the start of the process, or since the last ForgetThreads. */
+struct ThreadCounts {
+    int requested;
+    int started;
+    int joined;
+};
+ThreadCounts Threads();
+void ForgetThreads();
 
 /** The period that the resend thread last slept, in microseconds. */
 unsigned int LastSleep();

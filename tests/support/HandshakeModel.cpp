@@ -1,9 +1,32 @@
 #include "HandshakeModel.h"
 
+#include <algorithm>
 #include <utility>
+
+#include <gio/gio.h>
 
 std::vector<std::string> HandshakeModel::TakeTrace() {
     return std::exchange(m_trace, {});
+}
+
+std::vector<std::string> HandshakeModel::TakeReports() {
+    std::vector<std::string> reports = TakeTrace();
+    const auto isNoReport = [](const std::string& entry) {
+        return entry.compare(0, 6, "ready ") != 0 && entry.compare(0, 5, "lost ") != 0;
+    };
+    reports.erase(std::remove_if(reports.begin(), reports.end(), isNoReport), reports.end());
+    return reports;
+}
+
+void HandshakeModel::OnOwnerChange(const std::string& name, const std::string& oldOwner,
+                                   const std::string& newOwner) {
+    for (const std::string suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
+        const bool mayBind = suffix == "_ACK" || g_dbus_is_name(oldOwner.c_str()) != FALSE;
+        if (name == "org.morva.JavaMW.Applist_SERVICE" + suffix && newOwner.empty() &&
+            oldOwner != m_ownName && mayBind) {
+            OnRelease(suffix, oldOwner);
+        }
+    }
 }
 
 void HandshakeModel::OnRelease(const std::string& suffix, const std::string& owner) {

@@ -16,9 +16,15 @@ class HandshakeModel {
 public:
     /** @return the visible effects since the last call, in order */
     std::vector<std::string> TakeTrace();
+    /** The same without the calls of the bus and the resend threads. */
+    std::vector<std::string> TakeReports();
 
+    /** The unique name of the endpoint, whose own releases have no effect. */
+    void SetOwnName(const std::string& name) { m_ownName = name; }
     void SetFault(BusFault fault) { m_fault = fault; }
-    void OnRelease(const std::string& suffix, const std::string& owner);
+    /** NameOwnerChanged of the bus. Only the release of a watched name has an effect. */
+    void OnOwnerChange(const std::string& name, const std::string& oldOwner,
+                       const std::string& newOwner);
     void OnVanished(const std::string& name);
     void OnResend();
 
@@ -30,10 +36,12 @@ public:
     std::string Text() const;
 
 private:
+    void OnRelease(const std::string& suffix, const std::string& owner);
     void BindAndAnswer(const std::string& partner, const std::string& answer);
     bool Announce(const std::string& suffix);
     void Announced(const std::string& answer);
 
+    std::string m_ownName;
     int m_state = 1;
     bool m_bound = false;
     std::string m_partner;
