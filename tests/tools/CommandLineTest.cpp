@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "ToolProcess.h"
 
@@ -15,8 +16,7 @@ namespace {
 
 constexpr const char* NO_BUS = "--bus=unix:path=/nonexistent/bus";
 
-struct Case {
-    const char* name;
+struct Case : NamedRow {
     std::vector<std::string> arguments;
     int status;
     const char* output;
@@ -68,10 +68,6 @@ const Case CASES[] = {
     {"AFolderThatIsNotThereFails", {"host", "/nonexistent/x"}, 1, "", "/nonexistent/x"},
 };
 
-void PrintTo(const Case& row, std::ostream* os) {
-    *os << row.name;
-}
-
 class CommandLine : public testing::TestWithParam<Case> {};
 
 TEST_P(CommandLine, IsAnswered) {
@@ -86,8 +82,7 @@ TEST_P(CommandLine, IsAnswered) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(CASES),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(CASES), RowName<Case>);
 
 TEST(BusOption, OverridesTheEnvironment) {
     const PrivateBus bus;

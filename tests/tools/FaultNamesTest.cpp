@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "MainLoop.h"
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "ToolProcess.h"
 
@@ -115,17 +116,12 @@ std::string LoopText(const std::string& text) {
     return geteuid() == 0 ? text : "the loop is stalled, never run, or of another main context";
 }
 
-struct FaultRow {
-    const char* name;
+struct FaultRow : NamedRow {
     /** Plants the fault and lets a tool look at it. */
     Result (*look)();
     std::string named;
     int status;
 };
-
-void PrintTo(const FaultRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 // --- Planting ------------------------------------------------------------------------------------
 
@@ -257,8 +253,7 @@ TEST_P(PlantedFault, IsReportedByItsName) {
     EXPECT_THAT(result.text, HasSubstr(GetParam().named));
 }
 
-INSTANTIATE_TEST_SUITE_P(, PlantedFault, testing::ValuesIn(FAULTS),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, PlantedFault, testing::ValuesIn(FAULTS), RowName<FaultRow>);
 
 class PlantedFaultInMatchRules : public testing::TestWithParam<FaultRow> {};
 
@@ -272,7 +267,7 @@ TEST_P(PlantedFaultInMatchRules, IsReportedByItsName) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, PlantedFaultInMatchRules, testing::ValuesIn(SHOWN_BY_RULES),
-                         [](const auto& row) { return row.param.name; });
+                         RowName<FaultRow>);
 
 std::string User() {
     return std::string(", user ") + g_get_user_name();
@@ -353,16 +348,11 @@ void ExpectNoAlarm(const Result& result) {
     }
 }
 
-struct HealthyRow {
-    const char* name;
+struct HealthyRow : NamedRow {
     bool isHostFirst;
     bool isPartnerRestarted;
     bool isHostRestarted;
 };
-
-void PrintTo(const HealthyRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const HealthyRow HEALTHY[] = {
     {"PartnerFirst", false, false, false},
@@ -393,8 +383,7 @@ TEST_P(HealthyPair, IsNotReportedByTheTools) {
     ExpectNoAlarm(scene.EndMonitor());
 }
 
-INSTANTIATE_TEST_SUITE_P(, HealthyPair, testing::ValuesIn(HEALTHY),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, HealthyPair, testing::ValuesIn(HEALTHY), RowName<HealthyRow>);
 
 TEST(HealthyPartner, IsNotReportedByACheck) {
     Scene scene;

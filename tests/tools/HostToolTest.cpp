@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "TemporaryFolder.h"
 #include "TestPartner.h"
@@ -159,15 +160,10 @@ TEST_F(HostTool, ExitsQuietlyAtTheEndOfItsInput) {
 
 // Without a partner
 
-struct Refusal {
-    const char* name;
+struct Refusal : NamedRow {
     const char* command;
     const char* error;
 };
-
-void PrintTo(const Refusal& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class HostCommand : public testing::TestWithParam<Refusal> {};
 
@@ -192,8 +188,7 @@ const Refusal REFUSALS[] = {
     {"AnOpenQuote", "add radio 'Car", "quot"},
 };
 
-INSTANTIATE_TEST_SUITE_P(, HostCommand, testing::ValuesIn(REFUSALS),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, HostCommand, testing::ValuesIn(REFUSALS), RowName<Refusal>);
 
 TEST(HostInput, RunsALastLineWithoutALineFeed) {
     const PrivateBus bus;

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "CaptureProcess.h"
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "RawHost.h"
 #include "TemporaryFolder.h"
@@ -279,8 +280,7 @@ TEST(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {
 
 // --- Captures of other programs ------------------------------------------------------------------
 
-struct CaptureRow {
-    const char* name;
+struct CaptureRow : NamedRow {
     std::vector<std::string> command; ///< the bus's address goes behind it
     int status;
     const char* told;
@@ -300,10 +300,6 @@ const CaptureRow CAPTURES[] = {
      0,
      "APPLIST_ADD_ITEM_AT_END_FNC (2005): "},
 };
-
-void PrintTo(const CaptureRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class MonitorCapture : public testing::TestWithParam<CaptureRow> {};
 
@@ -329,8 +325,7 @@ TEST_P(MonitorCapture, IsPrinted) {
     EXPECT_THAT(monitor.Output(), HasSubstr("#2 answered after "));
 }
 
-INSTANTIATE_TEST_SUITE_P(, MonitorCapture, testing::ValuesIn(CAPTURES),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MonitorCapture, testing::ValuesIn(CAPTURES), RowName<CaptureRow>);
 
 // --- Colour --------------------------------------------------------------------------------------
 

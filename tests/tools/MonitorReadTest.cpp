@@ -11,6 +11,7 @@
 #include <shared/Protocol.h>
 
 #include "CaptureWriter.h"
+#include "NamedRow.h"
 #include "TemporaryFolder.h"
 #include "ToolProcess.h"
 
@@ -49,6 +50,24 @@ Report Read(const CaptureWriter& capture, const std::vector<std::string>& option
     return Read(capture.Bytes(), options);
 }
 
+/** @return the text of the report, whose exit status must be @p status */
+std::string TextOf(const CaptureWriter& capture, int status = 0) {
+    const Report report = Read(capture);
+    EXPECT_EQ(report.status, status) << report.text << report.errors;
+    return report.text;
+}
+
+void Wait(CaptureWriter& capture, double milliseconds) {
+    capture.At(milliseconds);
+    capture.Leave(":1.99");
+}
+
+CaptureWriter ConnectedPair() {
+    CaptureWriter capture;
+    capture.Connect();
+    return capture;
+}
+
 std::vector<json> ReadAsJson(const CaptureWriter& capture) {
     std::istringstream lines(Read(capture, {"--json"}).text);
     std::vector<json> objects;
@@ -67,11 +86,6 @@ json FindEvent(const std::vector<json>& objects, const std::string& event) {
     return json();
 }
 
-void Wait(CaptureWriter& capture, double milliseconds) {
-    capture.At(milliseconds);
-    capture.Leave(":1.99");
-}
-
 // --- The handshake -------------------------------------------------------------------------------
 
 TEST(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
@@ -83,15 +97,14 @@ TEST(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.At(5002.5);
     capture.Announce("_CLIENT_ACK", HOST);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.errors;
-    EXPECT_THAT(report.text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
-                                           ".*host :1.7  _CLIENT_SYN: a host has started\n"
-                                           ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
-                                           ".*host :1.7  _CLIENT_ACK: ready\n"
-                                           ".*== connected: host :1.7 and partner :1.8, ready 2.50 "
-                                           "ms after _CLIENT_SYN\n"));
-    EXPECT_THAT(report.text, HasSubstr("host :1.7 is connected with partner :1.8"));
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
+                                    ".*host :1.7  _CLIENT_SYN: a host has started\n"
+                                    ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
+                                    ".*host :1.7  _CLIENT_ACK: ready\n"
+                                    ".*== connected: host :1.7 and partner :1.8, ready 2.50 "
+                                    "ms after _CLIENT_SYN\n"));
+    EXPECT_THAT(text, HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
 TEST(MonitorHandshake, IsPrintedStepByStepWhenThePartnerStartsLater) {
@@ -102,11 +115,9 @@ TEST(MonitorHandshake, IsPrintedStepByStepWhenThePartnerStartsLater) {
     capture.At(1003);
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", PARTNER);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.errors;
-    EXPECT_THAT(report.text, ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
-                                           ".*partner :1.8  _SERVICE_ACK: ready\n"
-                                           ".*ready 3.00 ms after _SERVICE_SYN\n"));
+    EXPECT_THAT(TextOf(capture), ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
+                                               ".*partner :1.8  _SERVICE_ACK: ready\n"
+                                               ".*ready 3.00 ms after _SERVICE_SYN\n"));
 }
 
 TEST(MonitorHandshake, IsPrintedOnceWhenBothSidesStartAtTheSameTime) {
@@ -117,36 +128,26 @@ TEST(MonitorHandshake, IsPrintedOnceWhenBothSidesStartAtTheSameTime) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.At(1);
     capture.Announce("_SERVICE_ACK", PARTNER);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.errors;
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 0 problems"));
+    EXPECT_THAT(TextOf(capture), HasSubstr("handshakes: 1 completed, 0 problems"));
 }
 
 TEST(MonitorHandshake, StartsAgainWithARestartedPartner) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Leave(PARTNER);
     capture.At(9000);
     capture.Announce("_SERVICE_SYN", ":1.9");
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.At(9001);
     capture.Announce("_SERVICE_ACK", ":1.9");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("== the partner :1.8 has left the bus"));
-    EXPECT_THAT(report.text,
-                HasSubstr("host :1.7 and partner :1.9, ready 1.00 ms after _SERVICE_SYN"));
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, HasSubstr("== the partner :1.8 has left the bus"));
+    EXPECT_THAT(text, HasSubstr("host :1.7 and partner :1.9, ready 1.00 ms after _SERVICE_SYN"));
 }
 
-struct MissingRow {
-    const char* name;
+struct MissingRow : NamedRow {
     std::vector<std::string> steps;
     const char* missing;
 };
-
-void PrintTo(const MissingRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const MissingRow MISSING[] = {
     {"NoPartner",
@@ -177,26 +178,20 @@ TEST_P(MonitorMissing, StepIsReported) {
     for (const std::string& step : GetParam().steps) {
         capture.Announce(step, step[1] == 'C' ? HOST : PARTNER);
     }
-    capture.At(3000);
-    capture.Leave(":1.99"); // time has passed
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, HasSubstr("!! " + std::string(GetParam().missing) + "\n"));
-    EXPECT_THAT(report.text,
+    Wait(capture, 3000);
+    const std::string text = TextOf(capture, 4);
+    EXPECT_THAT(text, HasSubstr("!! " + std::string(GetParam().missing) + "\n"));
+    EXPECT_THAT(text,
                 HasSubstr("  host :1.7 is not connected: " + std::string(GetParam().missing)));
 }
 
-INSTANTIATE_TEST_SUITE_P(, MonitorMissing, testing::ValuesIn(MISSING),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MonitorMissing, testing::ValuesIn(MISSING), RowName<MissingRow>);
 
 TEST(MonitorHandshake, ReportsANameThatIsNotReleased) {
     CaptureWriter capture;
     capture.Take("_SERVICE_SYN", PARTNER);
-    capture.At(3000);
-    capture.Leave(":1.99");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text,
+    Wait(capture, 3000);
+    EXPECT_THAT(TextOf(capture, 4),
                 HasSubstr("!! _SERVICE_SYN is owned by :1.8 for 3.0 s: the step counts "
                           "when the name is released"));
 }
@@ -208,9 +203,7 @@ TEST(MonitorHandshake, ReportsANameThatTheBusRefuses) {
         g_variant_new("(su)", "org.morva.JavaMW.Applist_SERVICE_SYN", guint32{4}));
     capture.Error("org.freedesktop.DBus", PARTNER, serial,
                   "org.freedesktop.DBus.Error.AccessDenied", "not you");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text,
+    EXPECT_THAT(TextOf(capture, 4),
                 HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
 }
 
@@ -222,39 +215,34 @@ TEST(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.Announce("_CLIENT_ACK", HOST);
     capture.Announce("_CLIENT_ACK", ":1.9");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
+    EXPECT_THAT(TextOf(capture, 4),
+                HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
 }
 
 TEST(MonitorHandshake, IsAssumedBeforeTheFirstRequestOfTheCapture) {
     CaptureWriter capture;
     capture.Exchange(Framed("", 2003), 1);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
-                                       "before the watching"));
+    EXPECT_THAT(TextOf(capture),
+                HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
+                          "before the watching"));
 }
 
 TEST(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     for (int i = 0; i < 2; ++i) {
         const auto serial = capture.Call(":1.9", PARTNER, CaptureWriter::Body(Framed("", 2003)));
         capture.Reply(PARTNER, ":1.9", serial, CaptureWriter::Body(""));
         capture.Notify(CaptureWriter::Body(Framed("", 4)), "SendSignal", ":1.10");
     }
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
-    EXPECT_THAT(report.text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 2 problems"));
+    const std::string text = TextOf(capture, 4);
+    EXPECT_THAT(text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
+    EXPECT_THAT(text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
 // The partner's announcement repairs pairs, and is dropped by a bound host.
 TEST(MonitorHandshake, IsOfTheNextPartnerAfterABoundPartnerHasRepeatedItsSyn) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.At(1000);
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.At(2000);
@@ -263,9 +251,7 @@ TEST(MonitorHandshake, IsOfTheNextPartnerAfterABoundPartnerHasRepeatedItsSyn) {
     capture.Announce("_SERVICE_SYN", ":1.18");
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", ":1.18");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
+    EXPECT_THAT(TextOf(capture), HasSubstr("== connected: host :1.7 and partner :1.18"));
 }
 
 TEST(MonitorHandshake, IsNoConnectionWithAClientAckAndWithoutAServiceSynAck) {
@@ -300,24 +286,20 @@ void Check(CaptureWriter& capture) {
 TEST(MonitorCheck, IsNoHostWithoutAPartner) {
     CaptureWriter capture;
     Check(capture);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("check :1.5  _CLIENT_SYN: announced by a check\n"));
-    EXPECT_THAT(report.text, HasSubstr("check :1.5 -> check :1.5  #1 APPLIST_GET_SELECTION_FNC"));
-    EXPECT_THAT(report.text, HasSubstr("== the check :1.5 has left the bus\n"));
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, HasSubstr("check :1.5  _CLIENT_SYN: announced by a check\n"));
+    EXPECT_THAT(text, HasSubstr("check :1.5 -> check :1.5  #1 APPLIST_GET_SELECTION_FNC"));
+    EXPECT_THAT(text, HasSubstr("== the check :1.5 has left the bus\n"));
     for (const char* const untruth : {"host :1.5", "partner :1.5", "connected", "talk", "!!"}) {
-        EXPECT_THAT(report.text, Not(HasSubstr(untruth)));
+        EXPECT_THAT(text, Not(HasSubstr(untruth)));
     }
 }
 
 TEST(MonitorCheck, IsNoSecondHostOfABoundPartner) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     Check(capture);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 0 problems\n"
-                                       "  host :1.7 is connected with partner :1.8\n"));
+    EXPECT_THAT(TextOf(capture), HasSubstr("handshakes: 1 completed, 0 problems\n"
+                                           "  host :1.7 is connected with partner :1.8\n"));
 }
 
 TEST(MonitorCheck, IsNoConnectionOfAFreePartner) {
@@ -328,12 +310,10 @@ TEST(MonitorCheck, IsNoConnectionOfAFreePartner) {
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.Announce("_CLIENT_ACK", CHECK);
     capture.Take("_CLIENT_SYN_ACK", CHECK); // for longer than a host does
-    capture.At(4000);
-    capture.Leave(":1.99");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("partner :1.8  _SERVICE_SYN_ACK: bound to :1.5\n"));
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 0 completed, 0 problems"));
+    Wait(capture, 4000);
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, HasSubstr("partner :1.8  _SERVICE_SYN_ACK: bound to :1.5\n"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 0 completed, 0 problems"));
 }
 
 // --- Stuck hosts ---------------------------------------------------------------------------------
@@ -348,11 +328,10 @@ TEST(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
     SelectWithoutAQuery(capture);
     Wait(capture, 1200);
     Wait(capture, 5000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, HasSubstr("!! host :1.7 is stuck: no query for the selection (2001) "
-                                       "within 1.2 s after notification 2"));
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 1 problems"));
+    const std::string text = TextOf(capture, 4);
+    EXPECT_THAT(text, HasSubstr("!! host :1.7 is stuck: no query for the selection (2001) "
+                                "within 1.2 s after notification 2"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problems"));
 }
 
 TEST(MonitorStuckHost, IsShownToPrograms) {
@@ -391,8 +370,7 @@ TEST(MonitorStuckHost, IsNoneWhileARequestWaitsForItsReply) {
 }
 
 TEST(MonitorStuckHost, IsNoneForTheNotificationOfAnotherProcess) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Notify(CaptureWriter::Body(Framed("", 2)), "SendSignal", ":1.10");
     Wait(capture, 3000);
     EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
@@ -447,16 +425,15 @@ TEST(MonitorHalfOpenPair, IsReportedWhenThePartnerAcceptedAnAnswerToAnotherPartn
     CaptureWriter capture;
     AnswerAPartnerThatHasLeft(capture);
     Wait(capture, 3000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 5) << report.text;
-    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
-    EXPECT_THAT(report.text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8, which has left the bus\n"));
-    EXPECT_THAT(report.text,
+    const std::string text = TextOf(capture, 5);
+    EXPECT_THAT(text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8, which has left the bus\n"));
+    EXPECT_THAT(text,
                 ContainsRegex("!! half-open pair: partner :1.18 is ready with host :1.7 since "
                               "[0-9:]+\\.401000; host :1.7 is bound to no partner since "
                               "[0-9:]+\\.400000 \\(its last one, :1.8, has left the bus\\)\\. "
                               "Restart the partner :1.18\\.\n"));
-    EXPECT_THAT(report.text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
+    EXPECT_THAT(text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
 }
 
 TEST(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) {
@@ -464,12 +441,10 @@ TEST(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) {
     AnswerAHostThatHasLeft(capture);
     capture.Announce("_SERVICE_SYN", PARTNER);
     Wait(capture, 3000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 5) << report.text;
-    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
-    EXPECT_THAT(report.text,
-                HasSubstr("_SERVICE_SYN_ACK: bound to :1.7, which has left the bus\n"));
-    EXPECT_THAT(report.text,
+    const std::string text = TextOf(capture, 5);
+    EXPECT_THAT(text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(text, HasSubstr("_SERVICE_SYN_ACK: bound to :1.7, which has left the bus\n"));
+    EXPECT_THAT(text,
                 ContainsRegex("!! half-open pair: host :1.17 is ready with partner :1.8 since "
                               "[0-9:]+\\.401000; partner :1.8 is bound to no host since "
                               "[0-9:]+\\.400000 \\(its last one, :1.7, has left the bus\\)\\. "
@@ -501,10 +476,9 @@ TEST(MonitorHalfOpenPair, IsNotReportedForItsFirstTwoSeconds) {
     CaptureWriter capture;
     AnswerAHostThatHasLeft(capture);
     Wait(capture, 2300);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, Not(HasSubstr("half-open")));
-    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, Not(HasSubstr("half-open")));
+    EXPECT_THAT(text, Not(HasSubstr("connected: host")));
 }
 
 TEST(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
@@ -516,10 +490,9 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", ":1.19");
     Wait(capture, 6000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.19"));
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 1 completed, 1 problems"));
+    const std::string text = TextOf(capture, 4);
+    EXPECT_THAT(text, HasSubstr("== connected: host :1.7 and partner :1.19"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problems"));
 }
 
 TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
@@ -530,9 +503,7 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", LATER_PARTNER);
     Wait(capture, 6000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.7 and partner :1.18"));
+    EXPECT_THAT(TextOf(capture, 4), HasSubstr("== connected: host :1.7 and partner :1.18"));
 }
 
 TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAlsoAnsweredTheOtherHost) {
@@ -541,21 +512,16 @@ TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAlsoAnsweredTheOtherHost)
     Wait(capture, 3000);
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     Wait(capture, 6000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("== connected: host :1.17 and partner :1.8"));
+    EXPECT_THAT(TextOf(capture, 4), HasSubstr("== connected: host :1.17 and partner :1.8"));
 }
 
 TEST(MonitorHalfOpenPair, IsNotReportedForABoundPartnerThatRepeatsItsAnnouncement) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     for (int second = 1; second < 10; ++second) {
         capture.At(second * 1000);
         capture.Announce("_SERVICE_SYN", PARTNER);
     }
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("host :1.7 is connected with partner :1.8"));
+    EXPECT_THAT(TextOf(capture), HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
 TEST(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted) {
@@ -563,16 +529,13 @@ TEST(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted)
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.Exchange(Framed("", 2003), 1);
     Wait(capture, 6000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text,
+    EXPECT_THAT(TextOf(capture),
                 HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
                           "partner was not seen\n"));
 }
 
 TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     for (int restart = 0; restart < 3; ++restart) {
         const std::string partner = ":1.2" + std::to_string(restart);
         capture.Leave(restart == 0 ? PARTNER : ":1.2" + std::to_string(restart - 1));
@@ -588,22 +551,15 @@ TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
     capture.Announce("_SERVICE_SYN_ACK", ":1.22");
     capture.Announce("_CLIENT_ACK", LATER_HOST);
     Wait(capture, 20000);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 5 completed, 0 problems"));
+    EXPECT_THAT(TextOf(capture), HasSubstr("handshakes: 5 completed, 0 problems"));
 }
 
 // --- Requests and notifications ------------------------------------------------------------------
 
-struct MessageRow {
-    const char* name;
+struct MessageRow : NamedRow {
     std::string bytes;
     const char* report;
 };
-
-void PrintTo(const MessageRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const MessageRow REQUESTS[] = {
     {"SetSelection", Framed("Clock\nc1\n", 2000), "APPLIST_SET_SELECTION_FNC (2000): Clock (c1)\n"},
@@ -624,12 +580,9 @@ const MessageRow REQUESTS[] = {
 class MonitorRequest : public testing::TestWithParam<MessageRow> {};
 
 TEST_P(MonitorRequest, IsPrintedByNameWithItsItems) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(GetParam().bytes, 1);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text,
+    EXPECT_THAT(TextOf(capture),
                 HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().report)));
 }
 
@@ -642,12 +595,10 @@ TEST(MonitorRequests, CoverTheTableOfRequests) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS), RowName<MessageRow>);
 
 TEST(MonitorRequests, ArePrintedWithReplyAndLatency) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(Framed("", 2001), 0.42, "Clock\nc1\n");
     capture.Exchange(Framed("", 2001), 2, "");
     capture.Exchange(Framed("", 2003), 3, "abc");
@@ -659,8 +610,7 @@ TEST(MonitorRequests, ArePrintedWithReplyAndLatency) {
 }
 
 TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     const std::uint32_t first = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2001)));
     const std::uint32_t second = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
     capture.Reply("org.example", ":1.50", first, CaptureWriter::Body("not this one"));
@@ -674,54 +624,43 @@ TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
 }
 
 TEST(MonitorRequests, ThatFailArePrintedWithTheError) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     const std::uint32_t serial = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
     capture.At(3);
     capture.Error("org.freedesktop.DBus", HOST, serial, "org.freedesktop.DBus.Error.NoReply",
                   "gone");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
-                                       "org.freedesktop.DBus.Error.NoReply: gone"));
+    EXPECT_THAT(TextOf(capture, 4), HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
+                                              "org.freedesktop.DBus.Error.NoReply: gone"));
 }
 
 TEST(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
-    capture.At(1501);
-    capture.Leave(":1.99");
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text,
-                HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
-    EXPECT_THAT(report.text,
+    Wait(capture, 1501);
+    const std::string text = TextOf(capture, 4);
+    EXPECT_THAT(text, HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
+    EXPECT_THAT(text,
                 HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) got no reply until the end"));
-    EXPECT_THAT(report.text,
-                ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1( +-){4}"));
+    EXPECT_THAT(text, ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1( +-){4}"));
 }
 
 TEST(MonitorNotifications, ArePrintedByName) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Notify(CaptureWriter::Body(Framed("", 1)));
     capture.Notify(CaptureWriter::Body(Framed("", 2)));
     capture.Notify(CaptureWriter::Body(Framed("ab", 3)));
     capture.Notify(CaptureWriter::Body(Framed("", 4)));
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
+    const std::string text = TextOf(capture);
     const std::string start = "partner :1.8 ~> host :1.7  ";
-    EXPECT_THAT(report.text, HasSubstr(start + "APPLIST_ITEM_CHANGE_EVENT (1)\n"));
-    EXPECT_THAT(report.text, HasSubstr(start + "APPLIST_ITEM_SELECTION_EVENT (2)\n"));
-    EXPECT_THAT(report.text,
+    EXPECT_THAT(text, HasSubstr(start + "APPLIST_ITEM_CHANGE_EVENT (1)\n"));
+    EXPECT_THAT(text, HasSubstr(start + "APPLIST_ITEM_SELECTION_EVENT (2)\n"));
+    EXPECT_THAT(text,
                 HasSubstr(start + "APPLIST_ITEM_CLICKED_EVENT (3), with a payload of 2 bytes\n"));
-    EXPECT_THAT(report.text, HasSubstr(start + "APPLIST_LOCAL_CREATED_EVENT (4)\n"));
+    EXPECT_THAT(text, HasSubstr(start + "APPLIST_LOCAL_CREATED_EVENT (4)\n"));
 }
 
 TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     for (int i = 100; i >= 1; --i) {
         capture.Exchange(Framed("A\na\n", 2005), i);
     }
@@ -732,8 +671,7 @@ TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
 }
 
 TEST(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(Framed("", 2003), 1);
     capture.Notify(CaptureWriter::Body(Framed("", 1)));
     capture.Exchange(Framed("", 2001), 1);
@@ -745,15 +683,10 @@ TEST(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
 
 // --- Malformed traffic ---------------------------------------------------------------------------
 
-struct MalformedRow {
-    const char* name;
+struct MalformedRow : NamedRow {
     void (*write)(CaptureWriter& capture);
     const char* report;
 };
-
-void PrintTo(const MalformedRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const MalformedRow MALFORMED[] = {
     {"RequestWithoutABody",
@@ -816,44 +749,34 @@ const MalformedRow MALFORMED[] = {
 class MonitorMalformed : public testing::TestWithParam<MalformedRow> {};
 
 TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     GetParam().write(capture);
     capture.Exchange(Framed("Z\nz\n", 2005), 1);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 4);
-    EXPECT_THAT(report.text, ContainsRegex("!! [^\n]*"));
-    EXPECT_THAT(report.text, HasSubstr(GetParam().report));
-    EXPECT_THAT(report.text, HasSubstr("malformed: 1\n"));
-    EXPECT_THAT(report.text, HasSubstr("APPLIST_ADD_ITEM_AT_END_FNC (2005): Z (z)"));
+    const std::string text = TextOf(capture, 4);
+    EXPECT_THAT(text, ContainsRegex("!! [^\n]*"));
+    EXPECT_THAT(text, HasSubstr(GetParam().report));
+    EXPECT_THAT(text, HasSubstr("malformed: 1\n"));
+    EXPECT_THAT(text, HasSubstr("APPLIST_ADD_ITEM_AT_END_FNC (2005): Z (z)"));
 }
 
-INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED), RowName<MalformedRow>);
 
 TEST(MonitorRead, PrintsTheRestOfATruncatedMessage) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.CutAt(256);
     capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0);
-    EXPECT_THAT(report.text, ContainsRegex("#1 cut by the capture: the capture lacks its last "
-                                           "[0-9]+ of 1007 bytes"));
-    EXPECT_THAT(report.text, HasSubstr("cut by the capture: 1\nmalformed: 0\n"));
-    EXPECT_THAT(report.text, Not(HasSubstr("!!")));
-    EXPECT_THAT(report.text, HasSubstr("#1 answered after 7.00 ms"));
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, ContainsRegex("#1 cut by the capture: the capture lacks its last "
+                                    "[0-9]+ of 1007 bytes"));
+    EXPECT_THAT(text, HasSubstr("cut by the capture: 1\nmalformed: 0\n"));
+    EXPECT_THAT(text, Not(HasSubstr("!!")));
+    EXPECT_THAT(text, HasSubstr("#1 answered after 7.00 ms"));
 }
 
-struct CutRow {
-    const char* name;
+struct CutRow : NamedRow {
     void (*write)(CaptureWriter& capture);
     const char* report;
 };
-
-void PrintTo(const CutRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const CutRow CUT[] = {
     {"Reply",
@@ -886,22 +809,18 @@ const CutRow CUT[] = {
 class MonitorCut : public testing::TestWithParam<CutRow> {};
 
 TEST_P(MonitorCut, IsNoFault) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     GetParam().write(capture);
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
-    EXPECT_THAT(report.text, HasSubstr(GetParam().report));
-    EXPECT_THAT(report.text, Not(HasSubstr("!!")));
-    EXPECT_THAT(report.text, ContainsRegex("cut by the capture: [12]\nmalformed: 0\n"));
+    const std::string text = TextOf(capture);
+    EXPECT_THAT(text, HasSubstr(GetParam().report));
+    EXPECT_THAT(text, Not(HasSubstr("!!")));
+    EXPECT_THAT(text, ContainsRegex("cut by the capture: [12]\nmalformed: 0\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(, MonitorCut, testing::ValuesIn(CUT),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MonitorCut, testing::ValuesIn(CUT), RowName<CutRow>);
 
 TEST(MonitorRead, MarksACutMessageForPrograms) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.CutAt(256);
     capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     capture.CutAt(40);
@@ -922,8 +841,7 @@ std::string ManyItems() {
 }
 
 TEST(MonitorRead, ShortensALongListOfItems) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(ManyItems(), 1);
     const Report report = Read(capture);
     EXPECT_THAT(report.text, HasSubstr("(2004): 15 items\n"));
@@ -932,8 +850,7 @@ TEST(MonitorRead, ShortensALongListOfItems) {
 }
 
 TEST(MonitorRead, ShowsAllItemsOnRequest) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(ManyItems(), 1);
     const Report report = Read(capture, {"--all"});
     EXPECT_THAT(report.text, HasSubstr("     Item 15  id15\n"));
@@ -942,8 +859,7 @@ TEST(MonitorRead, ShowsAllItemsOnRequest) {
 
 // busctl captures what its own library tells it when the bus goes.
 TEST(MonitorRead, OmitsLocalMessages) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
     capture.Packet(local, local.size());
     const Report report = Read(capture);
@@ -953,8 +869,7 @@ TEST(MonitorRead, OmitsLocalMessages) {
 // --- Files ---------------------------------------------------------------------------------------
 
 TEST(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(Framed("", 2003), 1);
     const std::string& bytes = capture.Bytes();
     const Report report = Read(bytes.substr(0, bytes.size() - 10));
@@ -965,8 +880,7 @@ TEST(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
 }
 
 TEST(MonitorRead, EndsAtAPacketWithAHugeLengthField) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Append(std::string("\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff", 16));
     const Report report = Read(capture);
     EXPECT_EQ(report.status, 1);
@@ -993,8 +907,7 @@ TEST(MonitorRead, ReportsTheNameOfAMissingFile) {
 }
 
 TEST(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
@@ -1003,8 +916,7 @@ TEST(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
 }
 
 TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
@@ -1016,8 +928,7 @@ TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
 // --- JSON ----------------------------------------------------------------------------------------
 
 TEST(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(Framed("", 2001), 1.25, "Clock\nc1\n");
     const json request = FindEvent(ReadAsJson(capture), "request");
     EXPECT_EQ(request.value("time", ""), "2023-11-14T22:13:20.001000Z");
@@ -1031,8 +942,7 @@ TEST(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
 }
 
 TEST(MonitorJson, HasTheHandshakeAndTheSummary) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(Framed("", 2003), 4);
     capture.Notify(CaptureWriter::Body(Framed("", 1)));
     const std::vector<json> objects = ReadAsJson(capture);
@@ -1051,16 +961,14 @@ TEST(MonitorJson, HasTheHandshakeAndTheSummary) {
 }
 
 TEST(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
     const json request = FindEvent(ReadAsJson(capture), "request");
     EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
 }
 
 TEST(MonitorJson, MarksMalformedMessages) {
-    CaptureWriter capture;
-    capture.Connect();
+    CaptureWriter capture = ConnectedPair();
     capture.Exchange("abc", 1);
     const json request = FindEvent(ReadAsJson(capture), "request");
     EXPECT_EQ(request.value("malformed", ""), "3 bytes are too short for an id");
@@ -1068,15 +976,10 @@ TEST(MonitorJson, MarksMalformedMessages) {
 
 // --- Usage ---------------------------------------------------------------------------------------
 
-struct UsageRow {
-    const char* name;
+struct UsageRow : NamedRow {
     std::vector<std::string> arguments;
     const char* errors;
 };
-
-void PrintTo(const UsageRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const UsageRow USAGE[] = {
     {"Arguments", {"monitor", "x"}, "it takes no arguments"},
@@ -1098,7 +1001,6 @@ TEST_P(MonitorUsage, WithWrongOptionsIsRefused) {
     EXPECT_THAT(tool.Errors(), HasSubstr(GetParam().errors));
 }
 
-INSTANTIATE_TEST_SUITE_P(, MonitorUsage, testing::ValuesIn(USAGE),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MonitorUsage, testing::ValuesIn(USAGE), RowName<UsageRow>);
 
 } // namespace

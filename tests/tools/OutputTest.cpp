@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "TemporaryFolder.h"
 #include "Terminal.h"
@@ -14,14 +15,9 @@ using testing::IsEmpty;
 
 namespace {
 
-struct VerbRow {
-    const char* name;
+struct VerbRow : NamedRow {
     std::vector<std::string> arguments;
 };
-
-void PrintTo(const VerbRow& row, std::ostream* os) {
-    *os << row.name;
-}
 
 const VerbRow VERBS[] = {
     {"Monitor", {"monitor"}},
@@ -63,8 +59,7 @@ TEST_P(LostOutput, EndsTheVerbQuietlyAfterTheEndOfItsReader) {
     EXPECT_THAT(tool.Errors(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(, LostOutput, testing::ValuesIn(VERBS),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, LostOutput, testing::ValuesIn(VERBS), RowName<VerbRow>);
 
 // These verbs run until a person ends them. Their input stays open here.
 class ClosedPipe : public testing::TestWithParam<VerbRow> {};
@@ -79,7 +74,7 @@ TEST_P(ClosedPipe, EndsTheVerbBetweenTwoLines) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, ClosedPipe, testing::Values(VERBS[0], VERBS[1], VERBS[2]),
-                         [](const auto& row) { return row.param.name; });
+                         RowName<VerbRow>);
 
 // The capture has no message, and its pipe stays open.
 TEST(ClosedPipeOfACapture, EndsTheMonitor) {

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "MainLoop.h"
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "RawHost.h"
 #include "ToolProcess.h"
@@ -223,15 +224,10 @@ TEST_F(PartnerTool, ExitsWithStatusThreeWhenTheBusIsLost) {
 
 // Malformed messages are printed, have an empty reply and no effect, and the partner continues.
 
-struct Malformed {
-    const char* name;
+struct Malformed : NamedRow {
     std::string bytes;
     const char* complaint;
 };
-
-void PrintTo(const Malformed& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class MalformedRequest : public PartnerTool, public testing::WithParamInterface<Malformed> {};
 
@@ -258,8 +254,7 @@ const Malformed MALFORMED[] = {
     {"ANameWithoutAnId", "D\n4\nE\n\xd4\x07\0\0"s, "end inside an item record, after 1 item"},
 };
 
-INSTANTIATE_TEST_SUITE_P(, MalformedRequest, testing::ValuesIn(MALFORMED),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(, MalformedRequest, testing::ValuesIn(MALFORMED), RowName<Malformed>);
 
 TEST_F(PartnerTool, ContinuesAfterASignalOfAnotherType) {
     m_host.Notify(g_variant_new("(s)", "text"));

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "MainLoop.h"
+#include "NamedRow.h"
 #include "PrivateBus.h"
 #include "RawHost.h"
 #include "TemporaryFolder.h"
@@ -165,8 +166,7 @@ TEST_F(ScriptedPartner, FailsOnAnUnknownFault) {
     EXPECT_THAT(partner.Errors(), HasSubstr("script:1: no request \"now\""));
 }
 
-struct ReplyFault {
-    const char* name;
+struct ReplyFault : NamedRow {
     const char* fault;
     std::string answer; ///< to the query for the selected item A, 1
 };
@@ -180,10 +180,6 @@ const ReplyFault REPLY_FAULTS[] = {
     {"Cut", "fault cut query", "A\n1"},
     {"Delay", "fault delay 0.2 query", "A\n1\n"},
 };
-
-void PrintTo(const ReplyFault& row, std::ostream* os) {
-    *os << row.name;
-}
 
 class FaultyReply : public ScriptedPartner, public testing::WithParamInterface<ReplyFault> {};
 
@@ -199,8 +195,7 @@ TEST_P(FaultyReply, IsSentByThePartnerWithThisFault) {
     EXPECT_THAT(host.Request("\xd1\x07\0\0"s), StartsWith(GetParam().answer));
 }
 
-INSTANTIATE_TEST_SUITE_P(, FaultyReply, testing::ValuesIn(REPLY_FAULTS),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(, FaultyReply, testing::ValuesIn(REPLY_FAULTS), RowName<ReplyFault>);
 
 TEST_F(ScriptedPartner, ExitsAtTheRequestOfTheFault) {
     ToolProcess partner(Script("fault exit 9 append\nwait 600\n"));
