@@ -73,6 +73,9 @@ public:
     /** Queries the selection of the partner. @return its item stream; empty also on failure. */
     std::vector<char> GetRemoteSelectionData();
 
+    /** @return the endpoint of the list, for an observer of its requests. */
+    const JavaMWDbusRemote& Endpoint() const { return m_ipc; }
+
     /** Handles a notification of the partner, without its payload. */
     void OnNotificationReceive(int id, const std::vector<char>& data);
 

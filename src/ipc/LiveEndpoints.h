@@ -15,6 +15,7 @@
 #include <memory>
 
 #include <common/PTMutex.h>
+#include <ipc/ChannelObserver.h>
 #include <ipc/javamw-dbus-remote.h>
 
 /** The part of an endpoint's state that outlives the endpoint. */
@@ -32,6 +33,9 @@ struct EndpointControl {
 
     /** True as soon as the destruction of the endpoint has begun. */
     std::atomic<bool> ended{false};
+
+    /** Set at most once, on the thread that constructed the endpoint, before it iterates. */
+    std::atomic<ChannelObserver*> observer{nullptr};
 };
 
 namespace LiveEndpoints {
@@ -61,6 +65,8 @@ public:
     void StartHandlers() { m_control->handlersReady = true; }
     bool HandlersReady() const { return m_control->handlersReady; }
     bool HasEnded() const { return m_control->ended; }
+    /** @return the observer of the endpoint, or null. */
+    ChannelObserver* Observer() const { return m_control->observer; }
 
     /**
      * Removes the endpoint from the registry and waits for the handshake callback or resend pass

@@ -461,6 +461,9 @@ void JavaMWDbusRemote::ReportConnectionReady(bool ready, const std::string& part
         CallHandler([&] { HandleConnectionReady(ready, partner); },
                     [&] { JavaMWDbusRemote::HandleConnectionReady(ready, partner); });
     });
+    if (ChannelObserver* const observer = m_registration->Observer()) {
+        observer->OnConnection(ready);
+    }
 }
 
 // Announcing an answer until the bus accepts it
@@ -573,6 +576,8 @@ bool JavaMWDbusRemote::Resend(const std::string& partner, const std::string& suf
 
 std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     const CancellationOff untilAnswered;
+    g_autoptr(GError) error = nullptr;
+    ObservedRequest request(m_registration->Observer());
     if (!IsConnectionReady()) {
         StandardOutput::WriteLine("Connection not set.");
         return {};
@@ -588,7 +593,6 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
         return {};
     }
     APPLIST_LOG_DEBUG("Sending sync message with %d bytes", static_cast<int>(data.size()));
-    g_autoptr(GError) error = nullptr;
     GVariant* reply = nullptr;
     {
         const UncopiedBody message(data);
@@ -597,8 +601,10 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     }
     if (error != nullptr) {
         APPLIST_LOG_ERROR("Error while sending message [%d] %s", error->code, error->message);
+        request.Fail(error->message);
         return {};
     }
+    request.Answer();
     if (reply == nullptr) {
         return {};
     }
@@ -606,6 +612,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
     if (!ByteArray::FromVariant(reply, bytes)) {
         APPLIST_LOG_ERROR("Reply of type %s dropped", g_variant_get_type_string(reply));
         g_variant_unref(reply);
+        request.Fail("the reply has another type than \"(ay)\"");
         return {};
     }
     APPLIST_LOG_DEBUG("Reply with %d bytes", static_cast<int>(bytes.size()));
@@ -711,6 +718,7 @@ void JavaMWDbusRemote::DispatchNotification(const char* objectPath, GVariant* pa
         APPLIST_LOG_ERROR("Notification of type %s dropped", g_variant_get_type_string(parameters));
         return;
     }
+    const ObservedNotification observed(m_registration->Observer());
     CallHandler([&] { HandleNotification(data); },
                 [&] { JavaMWDbusRemote::HandleNotification(data); });
 }

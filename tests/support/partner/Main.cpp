@@ -12,6 +12,7 @@
 #include "Hex.h"
 #include "Options.h"
 #include "Partner.h"
+#include "Records.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ constexpr const char* SUMMARY =
     "  burst COUNT        numbered ones     noise MS           the four events, 0: silence\n"
     "  call HEX           call the host     list               its records, its selection\n"
     "  requests           those since last  received           count, count in order\n"
+    "  choose NUMBER      select that item of its list, or nothing behind the last one\n"
     "  leave              leave the bus";
 
 struct Session {
@@ -54,6 +56,9 @@ std::string Obey(Partner& partner, const std::string& command, const std::string
         partner.Notify(Hex::Bytes(argument));
     } else if (command == "select") {
         partner.List().Answer(Hex::Bytes(argument));
+    } else if (command == "choose") {
+        partner.List().Choose(number);
+        partner.Notify(Records::Frame("", Records::SELECTION_EVENT));
     } else if (command == "burst") {
         partner.Burst(number);
     } else if (command == "noise") {

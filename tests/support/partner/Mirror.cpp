@@ -29,6 +29,7 @@ std::string Mirror::Take(const std::string& message) {
         break;
     case Records::ADD_ITEM_AT_END:
         m_list.insert(m_list.end(), records.begin(), records.end());
+        m_isNew = false;
         break;
     case Records::REMOVE_ITEM:
         if (!records.empty()) {
@@ -44,6 +45,11 @@ std::string Mirror::Take(const std::string& message) {
         break;
     }
     return {};
+}
+
+void Mirror::Choose(std::size_t index) {
+    const std::size_t place = index % (m_list.size() + 1);
+    m_selection = place < m_list.size() ? Records::Write(m_list[place]) : "";
 }
 
 std::string Mirror::Stream() const {
@@ -71,6 +77,9 @@ std::vector<Records::Record>::iterator Mirror::Find(const std::string& id) {
 void Mirror::Remove(const Records::Record& record) {
     const auto found = Find(record.id);
     if (found != m_list.end()) {
+        if (IsSelected(*found)) {
+            m_selection.clear();
+        }
         m_list.erase(found);
     }
 }
@@ -78,6 +87,14 @@ void Mirror::Remove(const Records::Record& record) {
 void Mirror::Modify(const Records::Record& before, const Records::Record& after) {
     const auto found = Find(before.id);
     if (found != m_list.end()) {
+        if (IsSelected(*found)) {
+            m_selection = Records::Write(after);
+        }
         *found = after;
     }
+}
+
+bool Mirror::IsSelected(const Records::Record& record) const {
+    const std::vector<Records::Record> selection = Records::Read(m_selection);
+    return !selection.empty() && selection.front().id == record.id;
 }

@@ -2,6 +2,7 @@
 #ifndef APPLIST_TESTS_MIRROR_H
 #define APPLIST_TESTS_MIRROR_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ public:
     /** Sets the bytes of later replies to the selection query. */
     void Answer(const std::string& selection) { m_selection = selection; }
 
+    /** Selects the item at @p index, which wraps; one position stands for no selection. */
+    void Choose(std::size_t index);
+
     /** The records of the list, in list order. */
     std::string Stream() const;
 
@@ -31,6 +35,7 @@ private:
     std::vector<Records::Record>::iterator Find(const std::string& id);
     void Remove(const Records::Record& record);
     void Modify(const Records::Record& before, const Records::Record& after);
+    bool IsSelected(const Records::Record& record) const;
 
     std::vector<Records::Record> m_list;
     std::string m_selection;

@@ -1,0 +1,101 @@
+// The functions of the client: each changes or reads the shared state and returns.
+#include <applist/AppListClient.h>
+
+#include <utility>
+
+#include <client/ClientCore.h>
+
+namespace {
+
+SharedItem Share(AppListClient::Item item) {
+    return std::make_shared<const AppListClient::Item>(std::move(item));
+}
+
+SharedItems Share(std::vector<AppListClient::Item> items) {
+    SharedItems shared;
+    shared.reserve(items.size());
+    for (AppListClient::Item& item : items) {
+        shared.push_back(Share(std::move(item)));
+    }
+    return shared;
+}
+
+} // namespace
+
+AppListClient::AppListClient(Executor executor, Events events)
+    : m_core(std::make_shared<ClientCore>(std::move(executor), std::move(events))) {
+    m_core->Start();
+}
+
+AppListClient::~AppListClient() {
+    m_core->Close();
+}
+
+std::vector<AppListClient::Item> AppListClient::GetItems() const {
+    const SharedItems shared = m_core->Items();
+    std::vector<Item> items;
+    items.reserve(shared.size());
+    for (const SharedItem& item : shared) {
+        items.push_back(*item);
+    }
+    return items;
+}
+
+std::size_t AppListClient::GetItemsCount() const {
+    return m_core->ItemsCount();
+}
+
+std::optional<AppListClient::Item> AppListClient::GetSelection() const {
+    const SharedItem item = m_core->Selection();
+    return item == nullptr ? std::nullopt : std::optional<Item>(*item);
+}
+
+bool AppListClient::IsConnected() const {
+    return m_core->IsConnected();
+}
+
+void AppListClient::SetItems(std::vector<Item> items, Completion completion) {
+    const SharedItems shared = Share(std::move(items));
+    m_core->Change({ListChange::Kind::SET, "", shared, std::move(completion)},
+                   [&](HostList& list) { return list.Set(shared); });
+}
+
+void AppListClient::AddItems(std::vector<Item> items, Completion completion) {
+    const SharedItems shared = Share(std::move(items));
+    m_core->Change({ListChange::Kind::ADD, "", shared, std::move(completion)},
+                   [&](HostList& list) { return list.Add(shared); });
+}
+
+void AppListClient::AddItemAtEnd(Item item, Completion completion) {
+    const SharedItems shared{Share(std::move(item))};
+    m_core->Change({ListChange::Kind::ADD, "", shared, std::move(completion)},
+                   [&](HostList& list) { return list.Add(shared); });
+}
+
+void AppListClient::RemoveItem(const std::string& uniqueId, Completion completion) {
+    m_core->Change({ListChange::Kind::REMOVE, uniqueId, {}, std::move(completion)},
+                   [&](HostList& list) { return list.Remove(uniqueId); });
+}
+
+void AppListClient::ModifyItem(const std::string& uniqueId, Item item, Completion completion) {
+    const SharedItem shared = Share(std::move(item));
+    m_core->Change({ListChange::Kind::MODIFY, uniqueId, {shared}, std::move(completion)},
+                   [&](HostList& list) { return list.Modify(uniqueId, shared); });
+}
+
+void AppListClient::RemoveAllItems(Completion completion) {
+    m_core->Change({ListChange::Kind::REMOVE_ALL, "", {}, std::move(completion)},
+                   [](HostList& list) {
+                       list.Clear();
+                       return std::string();
+                   });
+}
+
+void AppListClient::SetSelection(const std::string& uniqueId, Completion completion) {
+    m_core->Change({ListChange::Kind::SELECT, uniqueId, {}, std::move(completion)},
+                   [&](HostList& list) { return list.Select(uniqueId); });
+}
+
+void AppListClient::SetClicked(const std::string& uniqueId, Completion completion) {
+    m_core->Click(uniqueId, std::move(completion));
+}

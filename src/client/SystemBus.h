@@ -1,0 +1,41 @@
+// The process's shared connection to the system bus: reached again after each loss.
+#ifndef APPLIST_CLIENT_SYSTEMBUS_H
+#define APPLIST_CLIENT_SYSTEMBUS_H
+
+#include <functional>
+#include <memory>
+
+typedef struct _GDBusConnection GDBusConnection;
+typedef struct _GCancellable GCancellable;
+
+/** Used on the thread that iterates the thread-default main context, except for Cancel. */
+class SystemBus {
+public:
+    /** @param onClosed called by the main context after the bus has closed the connection */
+    explicit SystemBus(std::function<void()> onClosed);
+    ~SystemBus();
+
+    SystemBus(const SystemBus&) = delete;
+    SystemBus& operator=(const SystemBus&) = delete;
+
+    /**
+     * Connects and keeps the connection. The first failure of a row is logged as an error.
+     *
+     * @return whether the connection is open
+     */
+    bool Connect();
+    void Disconnect();
+    bool IsClosed() const;
+
+    /** Ends a Connect under way on another thread. */
+    void Cancel();
+
+private:
+    std::function<void()> m_onClosed;
+    GCancellable* m_cancellable;
+    GDBusConnection* m_connection = nullptr;
+    unsigned long m_handler = 0;
+    bool m_hasFailed = false;
+};
+
+#endif

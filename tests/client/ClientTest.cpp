@@ -1,0 +1,393 @@
+// The client on a bus of its own, with a partner process: events, outcomes, failures, destruction.
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <applist/AppListClient.h>
+#include <dirent.h>
+#include <gmock/gmock.h>
+
+#include "CapturedLog.h"
+#include "ClientHost.h"
+#include "Hex.h"
+#include "PartnerProcess.h"
+#include "PrivateBus.h"
+#include "Records.h"
+#include "SharedBus.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+using Clock = steady_clock;
+
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+class Client : public testing::Test {
+protected:
+    void StartPartner(const std::vector<std::string>& options = {"--created"}) {
+        m_partner = std::make_unique<PartnerProcess>(options);
+        ASSERT_TRUE(m_host.WaitForEvent("connected"));
+    }
+
+    // Completions come in order, so the last one ends the wait.
+    bool WaitForOutcomes(std::size_t count) {
+        return m_host.WaitUntil([&] { return m_host.outcomes.size() >= count; });
+    }
+
+    bool WaitUntilEqual() {
+        return m_host.WaitUntil([&] { return m_partner->List() == m_host.Records(); });
+    }
+
+    PrivateBus m_bus;
+    ClientHost m_host;
+    AppListClient& m_client = m_host.Client();
+    std::unique_ptr<PartnerProcess> m_partner;
+};
+
+TEST_F(Client, SendsTheWholeListAndTheSelectionToANewPartner) {
+    m_client.AddItems(LetterItems("abc"));
+    m_client.SetSelection("b");
+    StartPartner();
+    EXPECT_TRUE(WaitUntilEqual());
+    EXPECT_TRUE(m_client.IsConnected());
+    EXPECT_EQ(m_client.GetItemsCount(), 3U);
+    EXPECT_EQ(m_client.GetSelection()->uniqueId, "b");
+}
+
+TEST_F(Client, MakesOneRequestForEachOperationInTheirOrder) {
+    StartPartner({"--keep-requests"});
+    m_client.AddItems(LetterItems("ab"), m_host.Record());
+    m_client.AddItemAtEnd({"c", "c"}, m_host.Record());
+    m_client.SetSelection("a", m_host.Record());
+    m_client.SetClicked("c", m_host.Record());
+    m_client.ModifyItem("a", {"x", "y"}, m_host.Record());
+    m_client.RemoveItem("b", m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(6));
+    EXPECT_EQ(m_client.GetSelection()->uniqueId, "x") << "a replacement is selected as well";
+    EXPECT_TRUE(WaitUntilEqual());
+    m_client.RemoveAllItems(m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(7));
+
+    EXPECT_THAT(m_host.outcomes, Each(AppListClient::ANSWERED));
+    std::vector<int> ids;
+    for (const std::string& request : m_partner->Requests()) {
+        ids.push_back(Records::IdOf(request));
+    }
+    EXPECT_THAT(ids, ElementsAre(2004, 2005, 2000, 2006, 2008, 2007, 2003));
+}
+
+TEST_F(Client, RejectsInvalidChangesAndLeavesTheList) {
+    m_client.AddItems(LetterItems("ab"));
+    m_client.AddItems(LetterItems("ca"), m_host.Record());
+    m_client.AddItems(LetterItems("cc"), m_host.Record());
+    m_client.SetItems(LetterItems("aa"), m_host.Record());
+    m_client.AddItemAtEnd({"a", "other"}, m_host.Record());
+    m_client.AddItemAtEnd({"", "name"}, m_host.Record());
+    m_client.AddItemAtEnd({"c", "two\nlines"}, m_host.Record());
+    m_client.ModifyItem("z", {"c", "c"}, m_host.Record());
+    m_client.ModifyItem("a", {"b", "b"}, m_host.Record());
+    m_client.RemoveItem("z", m_host.Record());
+    m_client.SetSelection("z", m_host.Record());
+    m_client.SetClicked("z", m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(11));
+    EXPECT_THAT(m_host.outcomes, Each(AppListClient::REJECTED));
+    EXPECT_THAT(m_host.reasons,
+                ElementsAre("the unique id 'a' is in the list", "the unique id 'c' is in the list",
+                            "the unique id 'a' is in the list", "the unique id 'a' is in the list",
+                            "the unique id is empty", "a text of the item has a line feed",
+                            "the list has no item with the unique id 'z'",
+                            "the unique id 'b' is in the list",
+                            "the list has no item with the unique id 'z'",
+                            "the list has no item with the unique id 'z'",
+                            "the list has no item with the unique id 'z'"));
+    EXPECT_EQ(m_host.Records().first, "a\na\nb\nb\n");
+}
+
+TEST_F(Client, ReportsAChangeWithoutAPartner) {
+    m_client.AddItems(LetterItems("ab"), m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_THAT(m_host.outcomes, ElementsAre(AppListClient::NO_PARTNER));
+    EXPECT_THAT(m_host.reasons, ElementsAre("no partner is connected"));
+}
+
+TEST_F(Client, ReportsARequestThatFails) {
+    m_partner =
+        std::make_unique<PartnerProcess>(std::vector<std::string>{"--die-at", "request-seen"});
+    ASSERT_TRUE(m_host.WaitForEvent("connected"));
+    m_client.AddItemAtEnd({"a", "a"}, m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_THAT(m_host.outcomes, ElementsAre(AppListClient::FAILED));
+    EXPECT_THAT(m_host.reasons, ElementsAre(StartsWith("GDBus.Error")));
+    EXPECT_TRUE(m_host.WaitForEvent("lost"));
+    EXPECT_FALSE(m_client.IsConnected());
+    m_partner->WaitForExit();
+}
+
+TEST_F(Client, ReportsTheEventsOfThePartner) {
+    m_client.AddItems(LetterItems("abc"));
+    StartPartner();
+    ASSERT_TRUE(WaitUntilEqual());
+    m_partner->Ask("select " + Hex::Of(Records::Write({"c", "c"})));
+    for (const int id : {Records::SELECTION_EVENT, Records::CLICKED_EVENT, Records::CHANGE_EVENT}) {
+        m_partner->Ask("notify " + Hex::Of(Records::Frame("", id)));
+    }
+    ASSERT_TRUE(m_host.WaitForEvent("changed"));
+    EXPECT_THAT(m_host.events, ElementsAre("connected", "selected c", "clicked c", "changed"));
+    EXPECT_EQ(m_client.GetSelection()->uniqueId, "c");
+
+    m_partner->Ask("select -");
+    m_partner->Ask("notify " + Hex::Of(Records::Frame("", Records::SELECTION_EVENT)));
+    EXPECT_TRUE(m_host.WaitForEvent("selected nothing"));
+    EXPECT_FALSE(m_client.GetSelection());
+}
+
+// A partner processes requests between the report of its new list and the whole list.
+TEST_F(Client, RepairsAListThatChangedBetweenTheReportAndTheWholeList) {
+    m_client.AddItems(LetterItems("abc"));
+    for (int i = 0; i < 20; ++i) {
+        m_host.events.clear();
+        StartPartner({});
+        m_partner->Stop();
+        m_client.AddItemAtEnd({"late " + std::to_string(i), "name"}, m_host.Record());
+        m_client.RemoveItem(m_client.GetItems().front().uniqueId, m_host.Record());
+        m_partner->Tell("created");
+        m_partner->Continue();
+        ASSERT_TRUE(WaitUntilEqual());
+        m_partner->Kill();
+        ASSERT_TRUE(m_host.WaitForEvent("lost"));
+    }
+}
+
+TEST_F(Client, FindsEachNewPartner) {
+    m_client.AddItems(LetterItems("abc"));
+    StartPartner();
+    ASSERT_TRUE(WaitUntilEqual());
+    for (int i = 0; i < 5; ++i) {
+        m_partner->Kill();
+        ASSERT_TRUE(m_host.WaitForEvent("lost"));
+        m_client.RemoveItem(m_client.GetItems().front().uniqueId);
+        m_client.AddItemAtEnd({"new " + std::to_string(i), "name"});
+        m_host.events.clear();
+        StartPartner();
+        ASSERT_TRUE(WaitUntilEqual());
+        m_host.events.clear();
+    }
+}
+
+TEST_F(Client, SetsItemsWithTheFewestRequestsAndKeepsTheSelection) {
+    StartPartner({"--keep-requests"});
+    m_client.AddItems(LetterItems("abcdefgh"));
+    m_client.SetSelection("c");
+    m_client.SetItems(LetterItems("acbdefghi"), m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_TRUE(WaitUntilEqual());
+    EXPECT_EQ(m_client.GetSelection()->uniqueId, "c");
+    std::vector<int> ids;
+    for (const std::string& request : m_partner->Requests()) {
+        ids.push_back(Records::IdOf(request));
+    }
+    EXPECT_THAT(ids, ElementsAre(2004, 2000, 2008, 2008, 2005, 2000));
+
+    m_client.SetItems(LetterItems("ab"), m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(2));
+    EXPECT_TRUE(WaitUntilEqual());
+    EXPECT_FALSE(m_client.GetSelection());
+}
+
+TEST_F(Client, SendsALongListWithoutComparingAllItems) {
+    StartPartner({"--keep-requests"});
+    std::vector<AppListClient::Item> items;
+    for (int i = 0; i < 5000; ++i) {
+        items.push_back({std::to_string(i), "name"});
+    }
+    m_client.SetItems(items, m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_TRUE(WaitUntilEqual());
+    EXPECT_THAT(m_host.outcomes, ElementsAre(AppListClient::ANSWERED));
+    EXPECT_EQ(m_partner->Requests().size(), 1U + 5000U - 2048U);
+}
+
+// The first request waits for the partner during the whole test.
+TEST_F(Client, MergesChangesWhileThePartnerIsStopped) {
+    StartPartner({"--keep-requests"});
+    m_partner->Stop();
+    const auto start = Clock::now();
+    for (int i = 0; i < 3000; ++i) {
+        m_client.AddItemAtEnd({std::to_string(i), "name"}, m_host.Record());
+        if (i % 3 == 0) {
+            m_client.RemoveItem(std::to_string(i));
+        }
+    }
+    m_client.SetSelection("2999");
+    EXPECT_LT(SecondsSince(start), 5.0) << "a stopped partner must not delay the host";
+    m_partner->Continue();
+    ASSERT_TRUE(WaitUntilEqual());
+    EXPECT_EQ(m_client.GetItemsCount(), 2000U);
+    EXPECT_THAT(m_host.outcomes, Contains(AppListClient::MERGED));
+    EXPECT_LT(m_partner->Requests().size(), 2000U);
+}
+
+TEST_F(Client, RejectsAClickThatTheQueueCannotHold) {
+    StartPartner();
+    m_client.AddItemAtEnd({"a", "a"});
+    ASSERT_TRUE(WaitUntilEqual());
+    m_partner->Stop();
+    for (std::size_t i = 0; i < AppListClient::QUEUE_LENGTH + 2; ++i) {
+        m_client.SetClicked("a", m_host.Record());
+    }
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_EQ(m_host.reasons.front(), "too many clicks wait for the partner");
+    m_partner->Continue();
+    ASSERT_TRUE(WaitForOutcomes(AppListClient::QUEUE_LENGTH + 2));
+}
+
+TEST_F(Client, EndsInBoundedTimeWithAStoppedPartner) {
+    StartPartner();
+    m_partner->Stop();
+    m_client.AddItems(LetterItems("ab"), m_host.Record());
+    const auto start = Clock::now();
+    m_host.DestroyClient();
+    EXPECT_LT(SecondsSince(start), 4.0);
+    m_host.DispatchFor(milliseconds(50));
+    EXPECT_THAT(m_host.outcomes, IsEmpty());
+    m_partner->Continue();
+    EXPECT_TRUE(SharedBus::WaitUntilReleased()) << "the threads end once the partner replies";
+}
+
+TEST_F(Client, SendsWaitingChangesBeforeItEnds) {
+    StartPartner();
+    for (int i = 0; i < 200; ++i) {
+        m_client.AddItemAtEnd({std::to_string(i), "name"});
+    }
+    const auto records = m_host.Records();
+    m_host.DestroyClient();
+    EXPECT_EQ(m_partner->List(), records);
+}
+
+TEST_F(Client, MayBeDestroyedByAnEventHandler) {
+    m_host.onEvent = [this](const std::string&) { m_host.DestroyClient(); };
+    m_partner = std::make_unique<PartnerProcess>();
+    EXPECT_TRUE(m_host.WaitForEvent("connected"));
+    m_partner->Kill();
+    m_host.DispatchFor(milliseconds(50));
+    EXPECT_THAT(m_host.events, ElementsAre("connected"));
+}
+
+TEST_F(Client, LogsTheExceptionOfAnEventHandler) {
+    m_host.onEvent = [](const std::string&) { throw std::runtime_error("handler"); };
+    StartPartner();
+    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Exception in an event handler: handler"), 1U);
+    m_host.onEvent = nullptr;
+}
+
+TEST_F(Client, WaitsForTheBusAndReturnsToIt) {
+    m_client.AddItems(LetterItems("abc"));
+    StartPartner();
+    ASSERT_TRUE(WaitUntilEqual());
+    m_bus.Kill();
+    EXPECT_TRUE(m_host.WaitForEvent("lost"));
+    m_partner->Kill();
+    m_client.AddItemAtEnd({"d", "d"}, m_host.Record());
+    m_client.SetSelection("d");
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_THAT(m_host.outcomes, ElementsAre(AppListClient::NO_PARTNER));
+    m_host.events.clear();
+    m_bus.Restart();
+    StartPartner();
+    EXPECT_TRUE(WaitUntilEqual());
+}
+
+TEST(ClientWithoutABus, StartsAndConnectsOnceTheBusIsThere) {
+    CapturedLog::Clear();
+    PrivateBus bus;
+    bus.Kill();
+    ClientHost host;
+    host.Client().AddItems(LetterItems("ab"), host.Record());
+    ASSERT_TRUE(host.WaitUntil([&] { return host.outcomes.size() == 1; }));
+    EXPECT_THAT(host.outcomes, ElementsAre(AppListClient::NO_PARTNER));
+    bus.Restart();
+    PartnerProcess partner({"--created"});
+    EXPECT_TRUE(host.WaitForEvent("connected"));
+    EXPECT_TRUE(host.WaitUntil([&] { return partner.List() == host.Records(); }));
+    EXPECT_LE(CapturedLog::CountStarting(CapturedLog::ERROR, "Client cannot reach the bus"), 1U);
+}
+
+TEST(ClientLife, MayEndAtAnyMoment) {
+    const PrivateBus bus;
+    const PartnerProcess partner({"--created"});
+    for (int i = 0; i < 30; ++i) {
+        ClientHost host;
+        host.Client().AddItems(LetterItems("ab"));
+        host.DispatchFor(milliseconds(i));
+    }
+    EXPECT_TRUE(SharedBus::WaitUntilReleased());
+}
+
+TEST(ClientLife, EndsWithoutLaterEvents) {
+    const PrivateBus bus;
+    std::vector<AppListClient::Task> tasks;
+    std::mutex mutex;
+    int events = 0;
+    {
+        AppListClient::Events handlers;
+        handlers.connected = [&] { ++events; };
+        AppListClient client(
+            [&](AppListClient::Task task) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                tasks.push_back(std::move(task));
+            },
+            handlers);
+        const PartnerProcess partner;
+        while (!client.IsConnected()) {
+            std::this_thread::yield();
+        }
+        client.AddItemAtEnd({"a", "a"}, [&](auto...) { ++events; });
+        client.RemoveItem("z", [&](auto...) { ++events; });
+    }
+    ASSERT_THAT(tasks, Not(IsEmpty()));
+    for (const AppListClient::Task& task : tasks) {
+        task();
+    }
+    EXPECT_EQ(events, 0);
+}
+
+// The signals of a process belong to the threads of its host.
+TEST_F(Client, BlocksAllSignalsInItsThreads) {
+    StartPartner();
+    int threads = 0;
+    DIR* const folder = opendir("/proc/self/task");
+    while (const dirent* const entry = readdir(folder)) {
+        const std::string path = std::string("/proc/self/task/") + entry->d_name;
+        std::string name;
+        std::getline(std::ifstream(path + "/comm") >> std::ws, name);
+        if (name.rfind("applist-", 0) != 0) {
+            continue;
+        }
+        ++threads;
+        std::ifstream status(path + "/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.rfind("SigBlk:", 0) == 0) {
+                EXPECT_NE(std::stoull(line.substr(7), nullptr, 16) & (1U << (SIGTERM - 1)), 0U);
+            }
+        }
+    }
+    closedir(folder);
+    EXPECT_EQ(threads, 2);
+}
+
+} // namespace

@@ -1,0 +1,221 @@
+// Random edits of a host and its partner; the partner is stopped, killed and replaced. At each
+// quiet point the list and the selection of both sides are equal.
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ClientHost.h"
+#include "Hex.h"
+#include "Options.h"
+#include "PartnerProcess.h"
+#include "PrivateBus.h"
+#include "QuietHost.h"
+#include "Records.h"
+#include "SharedBus.h"
+
+namespace {
+
+constexpr const char* SUMMARY =
+    "Makes random edits by a client and random selections by its partner, a process that\n"
+    "is stopped and continued, killed and replaced. Every 20 steps both sides become\n"
+    "quiet, and their lists and selections are compared.\n"
+    "\n"
+    "Exit status: 0 all equal, 1 a difference, 2 bad arguments.";
+
+class RandomClient {
+public:
+    explicit RandomClient(std::uint64_t seed) : m_random(seed) { StartPartner(); }
+
+    void Step();
+    void Compare();
+    const std::map<std::string, unsigned long>& Done() const { return m_done; }
+
+private:
+    std::size_t Pick(std::size_t count) { return m_random() % count; }
+    std::string AnyId() { return std::string(1, "abcdefghijklmnopqrst"[Pick(20)]); }
+    AppListClient::Item AnyItem() { return {AnyId(), std::to_string(Pick(1000))}; }
+    std::vector<AppListClient::Item> AnyItems();
+
+    void Edit();
+    void PartnerSelects();
+    void DisturbPartner();
+    void StartPartner();
+    void ContinuePartner();
+
+    std::mt19937_64 m_random;
+    ClientHost m_host;
+    std::unique_ptr<PartnerProcess> m_partner;
+    bool m_isStopped = false;
+    std::map<std::string, unsigned long> m_done;
+};
+
+void RandomClient::Step() {
+    const std::size_t kind = Pick(100);
+    if (kind < 85) {
+        Edit();
+    } else if (kind < 95) {
+        PartnerSelects();
+    } else {
+        DisturbPartner();
+    }
+}
+
+void RandomClient::Edit() {
+    AppListClient& client = m_host.Client();
+    switch (Pick(9)) {
+    case 0:
+        ++m_done["set items"];
+        client.SetItems(AnyItems());
+        return;
+    case 1:
+        ++m_done["add items"];
+        client.AddItems(AnyItems());
+        return;
+    case 2:
+        ++m_done["remove item"];
+        client.RemoveItem(AnyId());
+        return;
+    case 3:
+        ++m_done["modify item"];
+        client.ModifyItem(AnyId(), AnyItem());
+        return;
+    case 4:
+        ++m_done["set selection"];
+        client.SetSelection(AnyId());
+        return;
+    case 5:
+        ++m_done["set clicked"];
+        client.SetClicked(AnyId());
+        return;
+    case 6:
+        if (Pick(10) == 0) {
+            ++m_done["remove all items"];
+            client.RemoveAllItems();
+        }
+        return;
+    case 7:
+        if (Pick(20) == 0) {
+            ++m_done["more changes than the queue holds"];
+            for (std::size_t i = 0; i < AppListClient::QUEUE_LENGTH + 50; ++i) {
+                client.ModifyItem(AnyId(), AnyItem());
+                client.SetSelection(AnyId());
+            }
+        }
+        return;
+    default:
+        ++m_done["add item at end"];
+        client.AddItemAtEnd(AnyItem());
+        return;
+    }
+}
+
+std::vector<AppListClient::Item> RandomClient::AnyItems() {
+    std::map<std::string, AppListClient::Item> items;
+    for (std::size_t count = Pick(12); count > 0; --count) {
+        const AppListClient::Item item = AnyItem();
+        items[std::to_string(Pick(100))] = item;
+    }
+    std::vector<AppListClient::Item> list;
+    std::map<std::string, bool> ids;
+    for (const auto& [key, item] : items) {
+        if (!std::exchange(ids[item.uniqueId], true)) {
+            list.push_back(item);
+        }
+    }
+    return list;
+}
+
+// An item of its own list at that moment, or nothing.
+void RandomClient::PartnerSelects() {
+    if (!m_isStopped) {
+        ++m_done["partner selects"];
+        m_partner->Ask("choose " + std::to_string(Pick(100)));
+    }
+}
+
+void RandomClient::DisturbPartner() {
+    if (m_isStopped) {
+        ContinuePartner();
+    } else if (Pick(3) == 0) {
+        ++m_done["partner replaced"];
+        m_partner->Kill();
+        StartPartner();
+    } else {
+        ++m_done["partner stopped"];
+        m_partner->Stop();
+        m_isStopped = true;
+    }
+}
+
+void RandomClient::StartPartner() {
+    m_partner.reset();
+    m_partner = std::make_unique<PartnerProcess>(std::vector<std::string>{"--created"});
+}
+
+void RandomClient::ContinuePartner() {
+    m_partner->Continue();
+    m_isStopped = false;
+}
+
+void RandomClient::Compare() {
+    if (m_isStopped) {
+        ContinuePartner();
+    }
+    std::pair<std::string, std::string> partner;
+    const bool equal = m_host.WaitUntil([&] {
+        partner = m_partner->List();
+        return partner == m_host.Records();
+    });
+    if (!equal) {
+        const auto [list, selection] = m_host.Records();
+        throw std::runtime_error("host " + Hex::Of(list) + " selection " + Hex::Of(selection) +
+                                 ", partner " + Hex::Of(partner.first) + " selection " +
+                                 Hex::Of(partner.second));
+    }
+    ++m_done["comparisons"];
+}
+
+void Run(std::uint64_t seed, gint64 steps) {
+    RandomClient run(seed);
+    for (gint64 step = 1; step <= steps; ++step) {
+        run.Step();
+        if (step % 20 == 0 || step == steps) {
+            try {
+                run.Compare();
+            } catch (const std::exception& difference) {
+                std::fprintf(stderr, "step %" PRId64 ": %s\n", step, difference.what());
+                std::exit(1);
+            }
+        }
+    }
+    for (const auto& [name, count] : run.Done()) {
+        std::printf("  %-34s %10lu\n", name.c_str(), count);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    gint64 steps = 100000;
+    gint64 seed = std::random_device()();
+    ParseOptions(argc, argv, SUMMARY,
+                 {NumberOption("steps", steps, "Make so many steps (100000)"),
+                  NumberOption("seed", seed, "Repeat the choices of this seed")});
+    QuietHost quiet;
+    const PrivateBus bus;
+    std::printf("seed %" PRId64 "\n", seed);
+    std::fflush(stdout);
+    const auto start = std::chrono::steady_clock::now();
+    Run(static_cast<std::uint64_t>(seed), steps);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    std::printf("%" PRId64 " steps in %.1f s, all equal\n", steps, took.count());
+    SharedBus::WaitUntilReleased();
+    return quiet.Criticals() == 0 ? 0 : 1;
+}
