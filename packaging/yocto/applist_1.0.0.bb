@@ -26,9 +26,11 @@ PACKAGECONFIG ??= "tools"
 PACKAGECONFIG[tools] = "-DAPPLIST_BUILD_TOOLS=ON,-DAPPLIST_BUILD_TOOLS=OFF,libpcap nlohmann-json"
 
 # A device may replace only the policy.
-PACKAGES =+ "${PN}-tools ${PN}-policy"
+PACKAGES =+ "${PN}-client ${PN}-tools ${PN}-policy"
 FILES:${PN} = "${libdir}/libapplist.so.* ${nonarch_libdir}/systemd/catalog"
-FILES:${PN}-dev = "${includedir}/applist-1 ${libdir}/libapplist.so ${libdir}/cmake ${libdir}/pkgconfig ${datadir}/applist ${datadir}/dbus-1/interfaces"
+FILES:${PN}-client = "${libdir}/libapplist-client.so.*"
+FILES:${PN}-dev = "${includedir}/applist-1 ${libdir}/libapplist-client.so ${libdir}/libapplist.so ${libdir}/cmake ${libdir}/pkgconfig ${datadir}/applist ${datadir}/dbus-1/interfaces"
 FILES:${PN}-policy = "${datadir}/dbus-1/system.d"
 FILES:${PN}-tools = "${bindir}/applistctl ${mandir} ${datadir}/bash-completion"
 RDEPENDS:${PN} += "${PN}-policy"
+RDEPENDS:${PN}-client += "${PN}-policy"

@@ -15,9 +15,9 @@ void EventGate::Post(AppListClient::Task task) {
     try {
         m_executor([gate = shared_from_this(), task = std::move(task)] { gate->Run(task); });
     } catch (const std::exception& exception) {
-        APPLIST_LOG_ERROR("Exception in the executor: %s", exception.what());
+        APPLIST_LOG_ERROR("Exception in %s: %s", "the executor", exception.what());
     } catch (...) {
-        APPLIST_LOG_ERROR("Exception in the executor");
+        APPLIST_LOG_ERROR("Exception in %s", "the executor");
     }
 }
 
@@ -28,9 +28,9 @@ void EventGate::Run(const AppListClient::Task& task) {
     try {
         task();
     } catch (const std::exception& exception) {
-        APPLIST_LOG_ERROR("Exception in an event handler: %s", exception.what());
+        APPLIST_LOG_ERROR("Exception in %s: %s", "an event handler", exception.what());
     } catch (...) {
-        APPLIST_LOG_ERROR("Exception in an event handler");
+        APPLIST_LOG_ERROR("Exception in %s", "an event handler");
     }
     End();
 }

@@ -271,14 +271,15 @@ void PartnerList::OnRequestEnd(Outcome outcome, const char* reason) {
         m_isPush = true;
         return;
     }
-    m_lastRequest = std::chrono::steady_clock::now();
     switch (outcome) {
     case Outcome::ANSWERED:
+        m_lastRequest = std::chrono::steady_clock::now();
         return;
     case Outcome::NO_PARTNER:
         RequestWithoutModel();
         return;
     case Outcome::FAILED:
+        m_lastRequest = std::chrono::steady_clock::now();
         if (m_result.outcome != AppListClient::FAILED) {
             m_result = {AppListClient::FAILED, reason};
         }

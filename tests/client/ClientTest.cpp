@@ -165,7 +165,7 @@ TEST_F(Client, RepairsAListThatChangedBetweenTheReportAndTheWholeList) {
         m_partner->Stop();
         m_client.AddItemAtEnd({"late " + std::to_string(i), "name"}, m_host.Record());
         m_client.RemoveItem(m_client.GetItems().front().uniqueId, m_host.Record());
-        m_partner->Tell("created");
+        m_partner->SendCommand("created");
         m_partner->Continue();
         ASSERT_TRUE(WaitUntilEqual());
         m_partner->Kill();
