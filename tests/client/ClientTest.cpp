@@ -15,6 +15,7 @@
 #include "CapturedLog.h"
 #include "ClientHost.h"
 #include "Hex.h"
+#include "MainLoop.h"
 #include "PartnerProcess.h"
 #include "PrivateBus.h"
 #include "Records.h"
@@ -127,7 +128,7 @@ TEST_F(Client, ReportsAChangeWithoutAPartner) {
 
 TEST_F(Client, ReportsARequestThatFails) {
     m_partner =
-        std::make_unique<PartnerProcess>(std::vector<std::string>{"--die-at", "request-seen"});
+        std::make_unique<PartnerProcess>(std::vector<std::string>{"--kill-at", "request-seen"});
     ASSERT_TRUE(m_host.WaitForEvent("connected"));
     m_client.AddItemAtEnd({"a", "a"}, m_host.Record());
     ASSERT_TRUE(WaitForOutcomes(1));
@@ -295,21 +296,35 @@ TEST_F(Client, LogsTheExceptionOfAnEventHandler) {
     m_host.onEvent = nullptr;
 }
 
-TEST_F(Client, WaitsForTheBusAndReturnsToIt) {
+TEST_F(Client, WaitsForTheBusAndReturnsToItWithListAndSelection) {
     m_client.AddItems(LetterItems("abc"));
+    m_client.SetSelection("b");
     StartPartner();
     ASSERT_TRUE(WaitUntilEqual());
     m_bus.Kill();
     EXPECT_TRUE(m_host.WaitForEvent("lost"));
     m_partner->Kill();
     m_client.AddItemAtEnd({"d", "d"}, m_host.Record());
-    m_client.SetSelection("d");
     ASSERT_TRUE(WaitForOutcomes(1));
     EXPECT_THAT(m_host.outcomes, ElementsAre(AppListClient::NO_PARTNER));
     m_host.events.clear();
     m_bus.Restart();
     StartPartner();
     EXPECT_TRUE(WaitUntilEqual());
+    EXPECT_EQ(m_client.GetSelection()->uniqueId, "b");
+}
+
+// The closed connection raises SIGTERM on the thread that made it, which is the host's here.
+TEST(ClientWithoutABus, KeepsAProcessAliveWhoseHostMadeTheConnection) {
+    PrivateBus bus;
+    auto connection = std::make_unique<SharedBus>();
+    ClientHost host;
+    const PartnerProcess partner;
+    ASSERT_TRUE(host.WaitForEvent("connected"));
+    bus.Kill();
+    GDBusConnection* const closed = connection->Connection();
+    EXPECT_TRUE(MainLoop::IterateUntil([&] { return g_dbus_connection_is_closed(closed) != 0; }));
+    MainLoop::IterateUntilIdle();
 }
 
 TEST(ClientWithoutABus, StartsAndConnectsOnceTheBusIsThere) {
