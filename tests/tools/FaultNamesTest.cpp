@@ -335,6 +335,29 @@ TEST(CheckHost, ReportsAStoppedProcess) {
     EXPECT_THAT(result.text, HasSubstr("kill -CONT " + host.Id()));
 }
 
+// dbus-broker does not show the queues of its connections to Debug.Stats.
+TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
+    if (IsBroker()) {
+        GTEST_SKIP() << "dbus-broker has no Debug.Stats of this kind";
+    }
+    Scene scene;
+    Process& host = scene.StartHost("none");
+    const std::string name = scene.NextHost();
+    EXPECT_THAT(Scene::Run({"check", "host", name}).text,
+                HasSubstr("ok       queue     the bus keeps nothing for it"));
+    Scene::Stop(host);
+    g_autoptr(GDBusConnection) connection = scene.Bus().Connect();
+    const std::string text(100000, 'x');
+    for (int i = 0; i < 100; ++i) { // more than the buffers of the socket hold
+        g_dbus_connection_emit_signal(connection, name.c_str(), "/", "a.b", "C",
+                                      g_variant_new("(s)", text.c_str()), nullptr);
+    }
+    g_dbus_connection_flush_sync(connection, nullptr, nullptr);
+    const Result result = Scene::Run({"check", "host", name, "--limit=0.5"});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_THAT(result.text, ContainsRegex("WRONG    queue     the bus keeps [0-9]+ bytes for it"));
+}
+
 TEST(CheckHost, IsWrongUsageWithAWellKnownName) {
     EXPECT_EQ(Scene::Run({"check", "host", "org.morva.JavaMW"}).status, 2);
 }
