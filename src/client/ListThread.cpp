@@ -36,9 +36,6 @@ void ListThread::Run() {
             WaitBeforeRetry();
         }
     }
-    // Deliveries that are still queued hold the connection.
-    while (g_main_context_iteration(m_context, FALSE) != FALSE) {
-    }
     g_main_context_pop_thread_default(m_context);
 }
 

@@ -7,6 +7,14 @@
 
 namespace {
 
+constexpr gint64 RELEASE_LIMIT_US = 200000;
+constexpr gulong RELEASE_PERIOD_US = 1000;
+
+bool Exists(GWeakRef& reference) {
+    g_autoptr(GObject) object = static_cast<GObject*>(g_weak_ref_get(&reference));
+    return object != nullptr;
+}
+
 void cb_Closed(GDBusConnection* /*connection*/, gboolean /*remotePeerVanished*/, GError* /*error*/,
                void* user_data) {
     (*static_cast<std::function<void()>*>(user_data))();
@@ -48,7 +56,19 @@ void SystemBus::Disconnect() {
     if (m_handler != 0) {
         g_signal_handler_disconnect(m_connection, std::exchange(m_handler, 0));
     }
+    if (m_connection == nullptr) {
+        return;
+    }
+    GWeakRef released;
+    g_weak_ref_init(&released, m_connection);
     g_clear_object(&m_connection);
+    const gint64 end = g_get_monotonic_time() + RELEASE_LIMIT_US;
+    while (Exists(released) && g_get_monotonic_time() < end) {
+        if (g_main_context_iteration(g_main_context_get_thread_default(), FALSE) == FALSE) {
+            g_usleep(RELEASE_PERIOD_US);
+        }
+    }
+    g_weak_ref_clear(&released);
 }
 
 bool SystemBus::IsClosed() const {

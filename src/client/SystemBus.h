@@ -24,6 +24,11 @@ public:
      * @return whether the connection is open
      */
     bool Connect();
+    /**
+     * Releases the connection. Dispatches deliveries that hold it, until it has ended, at most 200
+     * ms: another part of the process may hold it as well. A delivery that nobody dispatches would
+     * keep the connection on the bus for ever.
+     */
     void Disconnect();
     bool IsClosed() const;
 
