@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include <applist/AppListClient.h>
+#include "AppListClient.h"
 
 typedef struct _GMainContext GMainContext;
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <utility>
 
+#include "AppListClient.h"
 #include <QMetaObject>
 #include <QObject>
-#include <applist/AppListClient.h>
 
 /**
  * @return an executor that runs each task in the event loop of the calling thread. Requires no main
