@@ -4,13 +4,9 @@
 
 #include <shared/CommandLine.h>
 
-namespace applistctl {
-
-namespace CheckHostVerb {
+namespace applistctl::CheckHostVerb {
 Usage Describe();
 int Run(const CommandLine& line);
-} // namespace CheckHostVerb
-
-} // namespace applistctl
+} // namespace applistctl::CheckHostVerb
 
 #endif

@@ -5,13 +5,9 @@
 
 #include <shared/CommandLine.h>
 
-namespace applistctl {
-
-namespace CheckPartnerVerb {
+namespace applistctl::CheckPartnerVerb {
 Usage Describe();
 int Run(const CommandLine& line);
-} // namespace CheckPartnerVerb
-
-} // namespace applistctl
+} // namespace applistctl::CheckPartnerVerb
 
 #endif

@@ -5,13 +5,9 @@
 
 #include <shared/CommandLine.h>
 
-namespace applistctl {
-
-namespace CheckVerb {
+namespace applistctl::CheckVerb {
 Usage Describe();
 int Run(const CommandLine& line);
-} // namespace CheckVerb
-
-} // namespace applistctl
+} // namespace applistctl::CheckVerb
 
 #endif

@@ -8,9 +8,7 @@
 
 #include <glib.h>
 
-namespace applistctl {
-
-namespace HostProcess {
+namespace applistctl::HostProcess {
 
 /** The letter of proc(5): 'T' is stopped, 'S' asleep, 'Z' a zombie; 0 when it cannot be read. */
 char StateOf(guint32 pid);
@@ -32,8 +30,6 @@ Loop FindLoop(guint32 pid);
 /** The processes that have the library loaded and use the same bus address; not this program. */
 std::vector<guint32> WithLibrary();
 
-} // namespace HostProcess
-
-} // namespace applistctl
+} // namespace applistctl::HostProcess
 
 #endif

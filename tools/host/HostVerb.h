@@ -4,13 +4,9 @@
 
 #include <shared/CommandLine.h>
 
-namespace applistctl {
-
-namespace HostVerb {
+namespace applistctl::HostVerb {
 Usage Describe();
 int Run(const CommandLine& line);
-} // namespace HostVerb
-
-} // namespace applistctl
+} // namespace applistctl::HostVerb
 
 #endif

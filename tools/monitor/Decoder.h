@@ -9,9 +9,7 @@
 
 #include <monitor/Events.h>
 
-namespace applistctl {
-
-namespace Decoder {
+namespace applistctl::Decoder {
 
 /** The content of a call of "Send". @param cutBytes the bytes that are missing at its end */
 Content ReadMessage(GVariant* body, std::size_t cutBytes, Side from);
@@ -25,8 +23,6 @@ void ReadReply(GVariant* body, std::size_t cutBytes, const Content& content, Rep
 /** "APPLIST_ADD_ITEMS_FNC (2004)", "id 7", or that there is no id */
 std::string Title(const Content& content);
 
-} // namespace Decoder
-
-} // namespace applistctl
+} // namespace applistctl::Decoder
 
 #endif

@@ -4,13 +4,9 @@
 
 #include <shared/CommandLine.h>
 
-namespace applistctl {
-
-namespace MonitorVerb {
+namespace applistctl::MonitorVerb {
 Usage Describe();
 int Run(const CommandLine& line);
-} // namespace MonitorVerb
-
-} // namespace applistctl
+} // namespace applistctl::MonitorVerb
 
 #endif

@@ -6,9 +6,7 @@
 
 #include <monitor/SeenMessage.h>
 
-namespace applistctl {
-
-namespace TimeText {
+namespace applistctl::TimeText {
 
 /** "0.42 ms", "3.1 s" */
 std::string Span(Microseconds span);
@@ -19,8 +17,6 @@ std::string OfDay(Microseconds time);
 /** "2025-11-21T14:34:24.960992Z" */
 std::string Iso(Microseconds time);
 
-} // namespace TimeText
-
-} // namespace applistctl
+} // namespace applistctl::TimeText
 
 #endif

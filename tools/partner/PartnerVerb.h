@@ -4,13 +4,9 @@
 
 #include <shared/CommandLine.h>
 
-namespace applistctl {
-
-namespace PartnerVerb {
+namespace applistctl::PartnerVerb {
 Usage Describe();
 int Run(const CommandLine& line);
-} // namespace PartnerVerb
-
-} // namespace applistctl
+} // namespace applistctl::PartnerVerb
 
 #endif

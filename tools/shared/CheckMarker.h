@@ -4,9 +4,7 @@
 
 #include <gio/gio.h>
 
-namespace applistctl {
-
-namespace CheckMarker {
+namespace applistctl::CheckMarker {
 
 constexpr const char* INTERFACE = "org.morva.applistctl";
 constexpr const char* MEMBER = "Check";
@@ -17,8 +15,6 @@ constexpr const char* MEMBER = "Check";
  */
 void Send(GDBusConnection* connection);
 
-} // namespace CheckMarker
-
-} // namespace applistctl
+} // namespace applistctl::CheckMarker
 
 #endif

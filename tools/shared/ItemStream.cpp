@@ -6,9 +6,7 @@
 
 #include <applist/ItemRecords.h>
 
-namespace applistctl {
-
-namespace ItemStream {
+namespace applistctl::ItemStream {
 
 std::vector<ListedItem> Read(const std::vector<char>& payload) {
     std::vector<ListedItem> items;
@@ -26,6 +24,4 @@ bool EndsInsideARecord(const std::vector<char>& payload) {
            (payload.back() != '\n' || std::count(payload.begin(), payload.end(), '\n') % 2 != 0);
 }
 
-} // namespace ItemStream
-
-} // namespace applistctl
+} // namespace applistctl::ItemStream

@@ -6,9 +6,7 @@
 
 #include <shared/ItemListing.h>
 
-namespace applistctl {
-
-namespace ItemStream {
+namespace applistctl::ItemStream {
 
 /** The complete records of @p payload. */
 std::vector<ListedItem> Read(const std::vector<char>& payload);
@@ -16,8 +14,6 @@ std::vector<ListedItem> Read(const std::vector<char>& payload);
 /** Whether a part of a record follows the last complete record. */
 bool EndsInsideARecord(const std::vector<char>& payload);
 
-} // namespace ItemStream
-
-} // namespace applistctl
+} // namespace applistctl::ItemStream
 
 #endif
