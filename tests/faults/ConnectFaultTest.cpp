@@ -66,7 +66,7 @@ private:
     BusDouble m_bus;
 };
 
-TEST_P(UnreachableBusTest, LeavesAnEndpointThatLogsTheReasonAndStaysUnconnected) {
+TEST_P(UnreachableBusTest, IsLoggedAndLeavesTheEndpointUnconnected) {
     RecordingEndpoint endpoint;
 
     ExpectTexts(Errors(), {GetParam().error});

@@ -54,7 +54,7 @@ TEST_P(RightsTest, BelongToTheRolesAlone) {
 // The reason for the policy: a bus without it refuses the roles, and allows signals of all users.
 TEST_P(RightsTest, WithoutThePolicyAllowSignalsOfEachUserAlone) {
     EXPECT_THAT(RightsUnder(""),
-                ElementsAre("host signals", "partner signals", "other user signals"));
+                ElementsAre("host signals", "other user signals", "partner signals"));
 }
 
 TEST_P(RightsTest, OfThePolicyApplyAfterAReload) {
