@@ -1,12 +1,12 @@
 #include <client/ClientCore.h>
 
+#include <csignal>
 #include <exception>
 #include <thread>
 #include <utility>
 
 #include <common/Log.h>
 #include <pthread.h>
-#include <signal.h>
 
 namespace {
 

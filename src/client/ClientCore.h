@@ -17,7 +17,8 @@
 #include <client/RequestQueue.h>
 
 /** Exists until the client has been destroyed and both threads have ended. */
-class ClientCore : public std::enable_shared_from_this<ClientCore>, private PartnerListObserver {
+class ClientCore final : public std::enable_shared_from_this<ClientCore>,
+                         private PartnerListObserver {
 public:
     ClientCore(AppListClient::Executor executor, AppListClient::Events events);
 

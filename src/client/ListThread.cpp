@@ -1,7 +1,5 @@
 #include <client/ListThread.h>
 
-#include <glib.h>
-
 namespace {
 
 constexpr unsigned RETRY_PERIOD_MS = 500;

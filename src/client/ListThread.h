@@ -6,8 +6,7 @@
 
 #include <client/PartnerList.h>
 #include <client/SystemBus.h>
-
-typedef struct _GMainContext GMainContext;
+#include <glib.h>
 
 /** The work of the thread; the client starts the thread. */
 class ListThread {

@@ -51,10 +51,10 @@ struct RequestResult {
  * the whole list before a removal and process it after the removal, and a queried selection could
  * be older than a selection of the host.
  */
-class PartnerList : private ChannelObserver,
-                    private ItemSelectionListener,
-                    private ItemChangeListener,
-                    private ItemClickListener {
+class PartnerList final : private ChannelObserver,
+                          private ItemSelectionListener,
+                          private ItemChangeListener,
+                          private ItemClickListener {
 public:
     explicit PartnerList(PartnerListObserver& observer) : m_observer(observer) {}
 

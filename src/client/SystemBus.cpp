@@ -3,7 +3,6 @@
 #include <utility>
 
 #include <common/Log.h>
-#include <gio/gio.h>
 
 namespace {
 

@@ -3,10 +3,7 @@
 #define APPLIST_CLIENT_SYSTEMBUS_H
 
 #include <functional>
-#include <memory>
-
-typedef struct _GDBusConnection GDBusConnection;
-typedef struct _GCancellable GCancellable;
+#include <gio/gio.h>
 
 /** Used on the thread that iterates the thread-default main context, except for Cancel. */
 class SystemBus {

@@ -74,6 +74,8 @@ Origin OriginOf(int severity, const char* format, va_list arguments) {
     if (std::strncmp(format, PLATFORM_LOG_PREFIX, PREFIX_SIZE) == 0) {
         va_list copy;
         va_copy(copy, arguments);
+        // PlatformLogPrint has started the list.
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
         origin.file = va_arg(copy, const char*);
         origin.function = va_arg(copy, const char*);
         origin.line = va_arg(copy, int);
@@ -115,6 +117,8 @@ void MarkCut(char (&line)[LINE_CAPACITY]) {
 }
 
 void FormatLine(char (&line)[LINE_CAPACITY], const char* format, va_list arguments) {
+    // PlatformLogPrint has started the list.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int length = std::vsnprintf(line, sizeof(line), format, arguments);
     if (length < 0) {
         // The C library refuses lines of more than INT_MAX bytes. The format identifies the line.

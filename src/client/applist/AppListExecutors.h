@@ -6,6 +6,8 @@
 
 #include "AppListClient.h"
 
+// As in GLib's headers, which a host with another loop does not have.
+// NOLINTNEXTLINE(modernize-use-using,bugprone-reserved-identifier)
 typedef struct _GMainContext GMainContext;
 
 /**
