@@ -62,12 +62,16 @@ void SystemBus::Disconnect() {
     g_weak_ref_init(&released, m_connection);
     g_clear_object(&m_connection);
     const gint64 end = g_get_monotonic_time() + RELEASE_LIMIT_US;
+    GMainContext* const context = g_main_context_get_thread_default();
     while (Exists(released) && g_get_monotonic_time() < end) {
-        if (g_main_context_iteration(g_main_context_get_thread_default(), FALSE) == FALSE) {
+        if (g_main_context_iteration(context, FALSE) == FALSE) {
             g_usleep(RELEASE_PERIOD_US);
         }
     }
     g_weak_ref_clear(&released);
+    // The end of a subscription frees its data in an iteration.
+    while (g_main_context_iteration(context, FALSE) != FALSE) {
+    }
 }
 
 bool SystemBus::IsClosed() const {
