@@ -1,5 +1,6 @@
 #include <client/ClientCore.h>
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <thread>
@@ -13,13 +14,18 @@ namespace {
 constexpr std::chrono::seconds FLUSH_LIMIT{1};
 constexpr std::chrono::seconds END_LIMIT{1};
 
-/** Blocks all signals for the threads that start meanwhile: signals belong to the host's threads.
+/**
+ * Blocks the signals of the process for the threads that start meanwhile: they belong to the host's
+ * threads. Signals of faults stay, for the crash handler of a host.
  */
 class SignalsBlocked {
 public:
     SignalsBlocked() {
         sigset_t all;
         sigfillset(&all);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
+            sigdelset(&all, fault);
+        }
         pthread_sigmask(SIG_SETMASK, &all, &m_before);
     }
     ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
@@ -47,10 +53,20 @@ ClientCore::ClientCore(AppListClient::Executor executor, AppListClient::Events e
 
 void ClientCore::Start() {
     const SignalsBlocked signals;
-    const bool started = StartThread("applist-list", [this] { m_listThread.Run(); });
-    if (started && !StartThread("applist-request", [this] { MakeRequests(); })) {
-        m_listThread.Stop();
+    const bool started = StartThreads();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_hasThreads = started;
+}
+
+bool ClientCore::StartThreads() {
+    if (!StartThread("applist-list", [this] { m_listThread.Run(); })) {
+        return false;
     }
+    if (!StartThread("applist-request", [this] { MakeRequests(); })) {
+        m_listThread.Stop();
+        return false;
+    }
+    return true;
 }
 
 template <class Work>
@@ -84,8 +100,8 @@ void ClientCore::EndThread() {
 void ClientCore::MakeRequests() {
     ListChange change;
     while (Next(change)) {
-        RequestResult result = Make(change);
-        if (result.outcome == AppListClient::FAILED) {
+        RequestResult result = m_partnerList.Make(change);
+        if (result.outcome != AppListClient::ANSWERED) {
             m_listThread.CheckBus();
         }
         Complete(std::move(change.completion), result.outcome, std::move(result.reason));
@@ -103,31 +119,30 @@ bool ClientCore::Next(ListChange& change) {
     return true;
 }
 
-RequestResult ClientCore::Make(const ListChange& change) {
-    if (change.kind != ListChange::Kind::DIFFERENCE) {
-        return m_partnerList.Make(change);
-    }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    const SharedItems items = m_list.Items();
-    const SharedItem selection = m_list.Selection();
-    lock.unlock();
-    return m_partnerList.MakeEqual(items, selection == nullptr ? "" : selection->uniqueId);
-}
-
 void ClientCore::Close() {
+    using Clock = std::chrono::steady_clock;
+    // The host's objects in events and completions are destroyed here, without a lock.
+    AppListClient::Events events;
+    RequestQueue dropped;
+    const Clock::time_point end = Clock::now() + FLUSH_LIMIT + END_LIMIT;
     m_gate->Close(END_LIMIT);
     std::unique_lock<std::mutex> lock(m_mutex);
     m_isStopping = true;
     m_wake.notify_all();
     m_listThread.Cancel();
-    if (m_ended.wait_for(lock, FLUSH_LIMIT, [this] { return m_threads == 0; })) {
-        return;
+    const auto haveEnded = [this] { return m_threads == 0; };
+    const Clock::time_point flushed = std::min(Clock::now() + FLUSH_LIMIT, end);
+    if (!m_ended.wait_until(lock, flushed, haveEnded)) {
+        dropped = std::exchange(m_queue, {});
+        m_partnerList.Abandon();
+        m_listThread.Stop();
+        if (!m_ended.wait_until(lock, end, haveEnded)) {
+            APPLIST_LOG_INFO("Client ends later, a request or the bus still waits");
+            return;
+        }
     }
-    m_partnerList.Abandon();
-    m_listThread.Stop();
-    if (!m_ended.wait_for(lock, END_LIMIT, [this] { return m_threads == 0; })) {
-        APPLIST_LOG_INFO("Client ends later, a request or the bus still waits");
-    }
+    std::swap(dropped, m_queue);
+    events = std::exchange(m_events, {});
 }
 
 // Functions of the host
@@ -171,6 +186,12 @@ void ClientCore::Enqueue(ListChange change, std::string rejection,
     if (!rejection.empty()) {
         lock.unlock();
         Complete(std::move(change.completion), AppListClient::REJECTED, std::move(rejection));
+        return;
+    }
+    if (!m_hasThreads) {
+        lock.unlock();
+        Complete(std::move(change.completion), AppListClient::NO_PARTNER,
+                 "the client has no threads");
         return;
     }
     std::vector<AppListClient::Completion> merged = m_queue.Push(std::move(change));
@@ -240,6 +261,21 @@ void ClientCore::OnMade(const std::string& selection) {
 void ClientCore::PostSelection(const SharedItem& selection) {
     if (m_events.selectionChanged) {
         m_gate->Post([event = m_events.selectionChanged, selection] { event(ItemOf(selection)); });
+    }
+}
+
+void ClientCore::OnDifferenceBegin(SharedItems& items, std::string& selection) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_queue.BeginDifference();
+    items = m_list.Items();
+    selection = m_list.Selection() == nullptr ? "" : m_list.Selection()->uniqueId;
+}
+
+void ClientCore::OnSelectionUnknown() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_list.Selection() != nullptr && !m_queue.HoldsSelection()) {
+        m_queue.Push({ListChange::Kind::SELECT, m_list.Selection()->uniqueId, {}, {}});
+        m_wake.notify_one();
     }
 }
 

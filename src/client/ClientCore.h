@@ -45,11 +45,11 @@ private:
     void Complete(AppListClient::Completion completion, AppListClient::Outcome outcome,
                   std::string reason);
 
+    bool StartThreads();
     template <class Work>
     bool StartThread(const char* name, Work work);
     void MakeRequests();
     bool Next(ListChange& change);
-    RequestResult Make(const ListChange& change);
     void EndThread();
 
     void PostSelection(const SharedItem& selection);
@@ -59,9 +59,11 @@ private:
     void OnChange() override;
     void OnClick() override;
     void OnMade(const std::string& selection) override;
+    void OnDifferenceBegin(SharedItems& items, std::string& selection) override;
     void OnRefillNeeded() override;
+    void OnSelectionUnknown() override;
 
-    const AppListClient::Events m_events;
+    AppListClient::Events m_events;
     const std::shared_ptr<EventGate> m_gate;
     PartnerList m_partnerList;
     ListThread m_listThread;
@@ -75,6 +77,7 @@ private:
     bool m_isConnected = false;
     bool m_isStopping = false;
     int m_threads = 0;
+    bool m_hasThreads = true;
 };
 
 #endif

@@ -2,9 +2,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include <applist/AppListExecutors.h>
 #include <common/Log.h>
@@ -33,30 +33,38 @@ public:
         [[maybe_unused]] const ssize_t written = write(m_descriptor, &one, sizeof(one));
     }
 
-    std::vector<AppListClient::Task> PopAll() {
+    /** @return the number of waiting tasks; the descriptor becomes unreadable. */
+    std::size_t Count() {
         const std::lock_guard<std::mutex> lock(m_mutex);
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t bytes = read(m_descriptor, &count, sizeof(count));
-        return std::exchange(m_tasks, {});
+        return m_tasks.size();
     }
 
-    bool IsClosed() {
+    /** @return the first waiting task, or an empty function. */
+    AppListClient::Task Pop() {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_descriptor < 0;
+        if (m_tasks.empty()) {
+            return {};
+        }
+        AppListClient::Task task = std::move(m_tasks.front());
+        m_tasks.pop_front();
+        return task;
     }
 
     void Close() {
+        std::deque<AppListClient::Task> dropped; // destroyed without the lock
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_descriptor >= 0) {
             close(std::exchange(m_descriptor, -1));
         }
-        m_tasks.clear();
+        dropped.swap(m_tasks);
     }
 
 private:
     std::mutex m_mutex;
     int m_descriptor;
-    std::vector<AppListClient::Task> m_tasks;
+    std::deque<AppListClient::Task> m_tasks;
 };
 
 DescriptorExecutor::DescriptorExecutor() : m_tasks(std::make_shared<DescriptorTasks>()) {}
@@ -71,9 +79,10 @@ int DescriptorExecutor::GetDescriptor() const {
 
 void DescriptorExecutor::Dispatch() {
     const std::shared_ptr<DescriptorTasks> tasks = m_tasks; // a task may destroy this object
-    for (const AppListClient::Task& task : tasks->PopAll()) {
-        if (tasks->IsClosed()) {
-            return;
+    for (std::size_t count = tasks->Count(); count > 0; --count) {
+        const AppListClient::Task task = tasks->Pop();
+        if (!task) {
+            return; // a nested Dispatch has run the rest
         }
         task();
     }

@@ -3,9 +3,11 @@
 #include <exception>
 #include <utility>
 
+#include <common/CancellationOff.h>
 #include <common/Log.h>
 
 void EventGate::Post(AppListClient::Task task) {
+    const CancellationOff untilPosted;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_closed) {
@@ -22,6 +24,7 @@ void EventGate::Post(AppListClient::Task task) {
 }
 
 void EventGate::Run(const AppListClient::Task& task) {
+    const CancellationOff untilReturned;
     if (!Begin()) {
         return;
     }

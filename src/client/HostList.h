@@ -1,5 +1,4 @@
-// The host's list of a client: the items, the selection and the state of the connection, as the
-// host reads them.
+// The host's list of a client: the items and the selection, as the host reads them.
 #ifndef APPLIST_CLIENT_HOSTLIST_H
 #define APPLIST_CLIENT_HOSTLIST_H
 

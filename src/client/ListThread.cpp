@@ -1,8 +1,14 @@
 #include <client/ListThread.h>
 
+#include <mutex>
+
 namespace {
 
 constexpr unsigned RETRY_PERIOD_MS = 500;
+
+// A process has one list on the bus. The threads of a client can outlive its destructor, so that
+// the next client waits for them.
+std::mutex g_oneList;
 
 // Ends the iteration under way, so that its loop checks its condition.
 gboolean cb_EndIteration(void* /*user_data*/) {
@@ -12,7 +18,7 @@ gboolean cb_EndIteration(void* /*user_data*/) {
 } // namespace
 
 ListThread::ListThread(PartnerList& list, PartnerListObserver& observer)
-    : m_list(list), m_observer(observer), m_context(g_main_context_new()), m_bus([] {}) {}
+    : m_list(list), m_observer(observer), m_context(g_main_context_new()), m_bus(m_context) {}
 
 ListThread::~ListThread() {
     g_main_context_unref(m_context);
@@ -21,20 +27,26 @@ ListThread::~ListThread() {
 void ListThread::Run() {
     g_main_context_push_thread_default(m_context);
     while (!m_isStopped) {
-        if (!m_bus.Connect()) {
-            WaitBeforeRetry();
-            continue;
-        }
-        m_list.Connect();
-        IterateWhileConnected();
-        m_list.Disconnect();
-        m_bus.Disconnect();
+        ConnectOnce();
         if (!m_isStopped) {
-            m_observer.OnConnection(false);
             WaitBeforeRetry();
         }
     }
     g_main_context_pop_thread_default(m_context);
+}
+
+void ListThread::ConnectOnce() {
+    const std::unique_lock<std::mutex> one(g_oneList, std::try_to_lock);
+    if (!one.owns_lock() || !m_bus.Connect()) {
+        return;
+    }
+    m_list.Connect();
+    IterateWhileConnected();
+    m_list.Disconnect();
+    m_bus.Disconnect();
+    if (!m_isStopped) {
+        m_observer.OnConnection(false);
+    }
 }
 
 // The signal of a closed connection, and every wake-up, end an iteration.

@@ -31,7 +31,7 @@ public:
     /** @} */
 
 private:
-    void Connect();
+    void ConnectOnce();
     void IterateWhileConnected();
     void WaitBeforeRetry();
 

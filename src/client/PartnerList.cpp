@@ -20,7 +20,7 @@ constexpr std::chrono::seconds PUSH_DELAY{1};
 // Called on the thread that iterates the main context
 
 void PartnerList::Connect() {
-    const std::lock_guard<std::mutex> lock(m_exclusive);
+    const std::unique_lock<std::mutex> lock = Exclusive();
     m_model = std::make_unique<RemoteAppListModel>();
     if (const auto control = LiveEndpoints::Find(&m_model->Endpoint())) {
         control->observer = static_cast<ChannelObserver*>(this);
@@ -37,49 +37,45 @@ void PartnerList::Connect() {
 }
 
 void PartnerList::Disconnect() {
-    const std::lock_guard<std::mutex> lock(m_exclusive);
+    const std::unique_lock<std::mutex> lock = Exclusive();
     m_selectionWithoutModel = Selection();
     m_model.reset();
 }
 
 void PartnerList::OnNotificationBegin() {
-    m_exclusive.lock();
+    Exclusive().release();
     m_isInNotification = true;
     m_isPush = false;
+    m_isSoonAfterRequest = std::chrono::steady_clock::now() - m_lastRequest < PUSH_DELAY;
 }
 
 // A partner with a new list processes requests between its report and the model's push. A removal
 // is then lost, and an addition moves in front. The next change repairs the list.
 void PartnerList::OnNotificationEnd() {
     m_isInNotification = false;
-    if (m_isPush && std::chrono::steady_clock::now() - m_lastRequest < PUSH_DELAY) {
+    if (m_isPush && m_isSoonAfterRequest) {
         m_observer.OnRefillNeeded();
     }
     m_exclusive.unlock();
 }
 
+// The request of this notification was the query of the selection. After a failure the model has no
+// selection, although the partner has reported none.
 void PartnerList::OnItemSelectionEvent(AppListModel* /*model*/) {
-    m_isPush = false; // its request was the query of the selection
-    m_observer.OnSelection(Selection());
+    m_isPush = false;
+    if (m_hasQueryFailed) {
+        m_observer.OnSelectionUnknown();
+    } else {
+        m_observer.OnSelection(Selection());
+    }
 }
 
 // Called on the thread that makes the requests
 
 RequestResult PartnerList::Make(const ListChange& change) {
-    const std::lock_guard<std::mutex> lock(m_exclusive);
+    const std::unique_lock<std::mutex> lock = Exclusive();
     m_result = {};
     MakeOne(change);
-    m_observer.OnMade(Selection());
-    return m_result;
-}
-
-RequestResult PartnerList::MakeEqual(const SharedItems& items, const std::string& selection) {
-    const std::lock_guard<std::mutex> lock(m_exclusive);
-    m_result = {};
-    SetItems(items, selection.empty() ? Selection() : "");
-    if (!selection.empty() && Selection() != selection) {
-        Select(selection);
-    }
     m_observer.OnMade(Selection());
     return m_result;
 }
@@ -111,7 +107,8 @@ void PartnerList::MakeOne(const ListChange& change) {
         Refill();
         return;
     case ListChange::Kind::DIFFERENCE:
-        return; // MakeEqual makes it
+        MakeDifference();
+        return;
     }
 }
 
@@ -122,6 +119,16 @@ void PartnerList::Set(const SharedItems& items) {
     });
     SetItems(items, stays ? "" : selection);
     if (stays && Selection() != selection) {
+        Select(selection);
+    }
+}
+
+void PartnerList::MakeDifference() {
+    SharedItems items;
+    std::string selection;
+    m_observer.OnDifferenceBegin(items, selection);
+    SetItems(items, selection.empty() ? Selection() : "");
+    if (!selection.empty() && Selection() != selection) {
         Select(selection);
     }
 }
@@ -256,6 +263,9 @@ void PartnerList::Select(const std::string& uniqueId) {
 }
 
 void PartnerList::Click(const SharedItem& item) {
+    if (m_isAbandoned) {
+        return;
+    }
     if (m_model == nullptr) {
         RequestWithoutModel();
         return;
@@ -269,6 +279,7 @@ void PartnerList::Click(const SharedItem& item) {
 void PartnerList::OnRequestEnd(Outcome outcome, const char* reason) {
     if (m_isInNotification) {
         m_isPush = true;
+        m_hasQueryFailed = outcome != Outcome::ANSWERED;
         return;
     }
     switch (outcome) {
@@ -291,6 +302,11 @@ void PartnerList::RequestWithoutModel() {
     if (m_result.outcome == AppListClient::ANSWERED) {
         m_result = {AppListClient::NO_PARTNER, "no partner is connected"};
     }
+}
+
+std::unique_lock<std::mutex> PartnerList::Exclusive() {
+    const std::lock_guard<std::mutex> next(m_next);
+    return std::unique_lock<std::mutex>(m_exclusive);
 }
 
 std::string PartnerList::Selection() {

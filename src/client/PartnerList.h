@@ -33,8 +33,16 @@ public:
      * @param selection the unique id of the selection; empty without one
      */
     virtual void OnMade(const std::string& selection) = 0;
+    /**
+     * A DIFFERENCE begins, before the next notification. Called on the thread that makes it.
+     * @param items receives the wanted items
+     * @param selection receives the unique id of the wanted selection; empty for none
+     */
+    virtual void OnDifferenceBegin(SharedItems& items, std::string& selection) = 0;
     /** The partner's list may differ: REFILL must be the next change. */
     virtual void OnRefillNeeded() = 0;
+    /** The partner did not report its selection: the host's selection must be sent again. */
+    virtual void OnSelectionUnknown() = 0;
 
 protected:
     ~PartnerListObserver() = default;
@@ -63,14 +71,8 @@ public:
     /** Leaves the bus; the items stay. Called on the same thread. */
     void Disconnect();
 
-    /** Makes the requests of @p change, each of which waits for its reply. Not for DIFFERENCE. */
+    /** Makes the requests of @p change, each of which waits for its reply. */
     RequestResult Make(const ListChange& change);
-
-    /**
-     * Makes the list equal to @p items. The selection becomes @p selection, which is empty for no
-     * selection.
-     */
-    RequestResult MakeEqual(const SharedItems& items, const std::string& selection);
 
     /** The change under way ends after its present request. */
     void Abandon() { m_isAbandoned = true; }
@@ -86,6 +88,7 @@ private:
 
     void MakeOne(const ListChange& change);
     void Set(const SharedItems& items);
+    void MakeDifference();
     void Refill();
     void SetItems(const SharedItems& items, const std::string& removed);
     void MakeStep(const ListStep& step);
@@ -98,11 +101,15 @@ private:
     void Select(const std::string& uniqueId);
     void Click(const SharedItem& item);
 
+    std::unique_lock<std::mutex> Exclusive();
     void RequestWithoutModel();
     std::string Selection();
     std::size_t IndexOf(const std::string& uniqueId) const;
 
     PartnerListObserver& m_observer;
+    // Held while a thread waits for m_exclusive, so that neither side can pass the other again and
+    // again.
+    std::mutex m_next;
     // Held during a change and during the handling of a notification, also while they wait for the
     // partner. Guards the following fields.
     std::mutex m_exclusive;
@@ -114,6 +121,8 @@ private:
     std::chrono::steady_clock::time_point m_lastRequest;
     bool m_isInNotification = false;
     bool m_isPush = false;
+    bool m_isSoonAfterRequest = false;
+    bool m_hasQueryFailed = false;
     std::atomic<bool> m_isAbandoned{false};
 };
 

@@ -12,8 +12,11 @@ std::vector<AppListClient::Completion> RequestQueue::Push(ListChange change) {
         ++m_selects;
     }
     if (!m_hasDifference) {
+        ++m_edits;
+        m_items += change.items.size();
         m_changes.push_back(std::move(change));
-        const bool isFull = ++m_edits > AppListClient::QUEUE_LENGTH;
+        const bool isFull =
+            m_edits > AppListClient::QUEUE_LENGTH || (m_edits > 1 && m_items > MOST_ITEMS);
         return isFull ? Merge() : std::vector<AppListClient::Completion>();
     }
     if (change.kind == ListChange::Kind::SELECT) {
@@ -23,6 +26,9 @@ std::vector<AppListClient::Completion> RequestQueue::Push(ListChange change) {
 }
 
 void RequestQueue::PushRefill() {
+    if (!m_changes.empty() && m_changes.front().kind == ListChange::Kind::REFILL) {
+        return;
+    }
     m_changes.push_front({ListChange::Kind::REFILL, "", {}, {}});
 }
 
@@ -48,6 +54,7 @@ std::vector<AppListClient::Completion> RequestQueue::Merge() {
     m_changes = std::move(merged);
     m_hasDifference = true;
     m_edits = 0;
+    m_items = 0;
     return completions;
 }
 
@@ -57,12 +64,16 @@ ListChange RequestQueue::Pop() {
     m_poppedSelects = 0;
     if (change.kind == ListChange::Kind::CLICK) {
         --m_clicks;
-    } else if (change.kind == ListChange::Kind::DIFFERENCE) {
-        m_poppedSelects = std::exchange(m_mergedSelects, 0);
-        m_hasDifference = false;
-    } else if (change.kind != ListChange::Kind::REFILL) {
+    } else if (change.kind != ListChange::Kind::DIFFERENCE &&
+               change.kind != ListChange::Kind::REFILL) {
         m_poppedSelects = change.kind == ListChange::Kind::SELECT ? 1 : 0;
+        m_items -= change.items.size();
         --m_edits;
     }
     return change;
+}
+
+void RequestQueue::BeginDifference() {
+    m_poppedSelects = std::exchange(m_mergedSelects, 0);
+    m_hasDifference = false;
 }

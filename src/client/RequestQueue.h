@@ -32,6 +32,9 @@ struct ListChange {
 /** Not thread-safe: the client guards it. */
 class RequestQueue {
 public:
+    /** The items of waiting changes are as many at most, or those of a single change. */
+    static constexpr std::size_t MOST_ITEMS = 65536;
+
     /** @return whether another click fits in. */
     bool AcceptsClick() const { return m_clicks < AppListClient::QUEUE_LENGTH; }
 
@@ -43,13 +46,19 @@ public:
      */
     std::vector<AppListClient::Completion> Push(ListChange change);
 
-    /** Puts a REFILL in front of all changes. */
+    /** Puts a REFILL in front of all changes, unless one is there. */
     void PushRefill();
 
     bool IsEmpty() const { return m_changes.empty(); }
 
-    /** @return the first change, of a queue that is not empty. */
+    /**
+     * @return the first change, of a queue that is not empty. A popped difference still stands for
+     *         later changes, until BeginDifference.
+     */
     ListChange Pop();
+
+    /** The popped difference begins: later changes wait behind it. */
+    void BeginDifference();
 
     /** The change that Pop has returned last has been made. */
     void Done() { m_selects = m_selects - m_poppedSelects; }
@@ -63,6 +72,7 @@ private:
     std::deque<ListChange> m_changes;
     bool m_hasDifference = false;
     std::size_t m_edits = 0;
+    std::size_t m_items = 0;
     std::size_t m_clicks = 0;
     std::size_t m_selects = 0;
     std::size_t m_mergedSelects = 0;

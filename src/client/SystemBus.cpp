@@ -14,15 +14,20 @@ bool Exists(GWeakRef& reference) {
     return object != nullptr;
 }
 
+// Called on the thread that made the connection, which may be a thread of the host.
 void cb_Closed(GDBusConnection* /*connection*/, gboolean /*remotePeerVanished*/, GError* /*error*/,
                void* user_data) {
-    (*static_cast<std::function<void()>*>(user_data))();
+    g_main_context_wakeup(static_cast<GMainContext*>(user_data));
+}
+
+void cb_ReleaseContext(void* context, GClosure* /*closure*/) {
+    g_main_context_unref(static_cast<GMainContext*>(context));
 }
 
 } // namespace
 
-SystemBus::SystemBus(std::function<void()> onClosed)
-    : m_onClosed(std::move(onClosed)), m_cancellable(g_cancellable_new()) {}
+SystemBus::SystemBus(GMainContext* context)
+    : m_context(context), m_cancellable(g_cancellable_new()) {}
 
 SystemBus::~SystemBus() {
     Disconnect();
@@ -33,21 +38,25 @@ bool SystemBus::Connect() {
     g_autoptr(GError) error = nullptr;
     m_connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, m_cancellable, &error);
     if (m_connection == nullptr) {
-        if (!m_hasFailed) {
+        if (g_cancellable_is_cancelled(m_cancellable) == FALSE &&
+            !std::exchange(m_hasFailed, true)) {
             APPLIST_LOG_ERROR("Client cannot reach the bus, trying again [%d] %s", error->code,
                               error->message);
         }
-        m_hasFailed = true;
         return false;
     }
+    g_dbus_connection_set_exit_on_close(m_connection, FALSE);
     if (IsClosed()) {
-        // Another part of the process still holds the closed connection.
-        Disconnect();
+        if (!std::exchange(m_hasFailed, true)) {
+            APPLIST_LOG_ERROR("Client waits, the process still holds the closed connection");
+        }
+        g_clear_object(&m_connection);
         return false;
     }
     m_hasFailed = false;
-    g_dbus_connection_set_exit_on_close(m_connection, FALSE);
-    m_handler = g_signal_connect(m_connection, "closed", G_CALLBACK(cb_Closed), &m_onClosed);
+    m_handler =
+        g_signal_connect_data(m_connection, "closed", G_CALLBACK(cb_Closed),
+                              g_main_context_ref(m_context), cb_ReleaseContext, GConnectFlags{});
     return true;
 }
 

@@ -2,14 +2,13 @@
 #ifndef APPLIST_CLIENT_SYSTEMBUS_H
 #define APPLIST_CLIENT_SYSTEMBUS_H
 
-#include <functional>
 #include <gio/gio.h>
 
 /** Used on the thread that iterates the thread-default main context, except for Cancel. */
 class SystemBus {
 public:
-    /** @param onClosed called by the main context after the bus has closed the connection */
-    explicit SystemBus(std::function<void()> onClosed);
+    /** @param context is woken after the bus has closed the connection; it must outlive this */
+    explicit SystemBus(GMainContext* context);
     ~SystemBus();
 
     SystemBus(const SystemBus&) = delete;
@@ -33,7 +32,7 @@ public:
     void Cancel();
 
 private:
-    std::function<void()> m_onClosed;
+    GMainContext* m_context;
     GCancellable* m_cancellable;
     GDBusConnection* m_connection = nullptr;
     unsigned long m_handler = 0;

@@ -35,6 +35,8 @@ constexpr ErrorId ERROR_IDS[] = {
     {"ac6deb2add4b4403976616521857a327", "Exception in %s: %s"},
     {"55e709f335c54ab7ba1f1d2409ab064b", "Exception in %s"},
     {"5e42a72133384d818f0b4179d917d972", "Client cannot reach the bus, trying again [%d] %s"},
+    {"8c0f4b7d6f0a4a9e9d3f5b1f0c5c2e17",
+     "Client waits, the process still holds the closed connection"},
     {"750810b238104a1b8f79e3ba8adb517f", "Client cannot start its thread %s: %s"},
     {"ad5635ec8d1e480b912cdbfc26347098", "Client has no descriptor for its events: %s"},
     {"d67bf4ee53964bf4ad1ea5916dfa880f", "An event handler still runs after the end of the client"},

@@ -38,6 +38,20 @@ TEST(DescriptorExecutor, RunsTasksOfOtherThreadsWhenItIsDispatched) {
     EXPECT_THAT(order, ElementsAre(1, 2));
 }
 
+TEST(DescriptorExecutor, KeepsTheOrderInANestedDispatch) {
+    DescriptorExecutor executor;
+    const AppListClient::Executor run = executor.GetExecutor();
+    std::vector<int> order;
+    run([&] {
+        order.push_back(1);
+        run([&] { order.push_back(3); });
+        executor.Dispatch();
+    });
+    run([&] { order.push_back(2); });
+    executor.Dispatch();
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
 TEST(DescriptorExecutor, DropsTasksAfterItsDestruction) {
     auto executor = std::make_unique<DescriptorExecutor>();
     const AppListClient::Executor run = executor->GetExecutor();

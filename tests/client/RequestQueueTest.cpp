@@ -37,7 +37,9 @@ TEST(RequestQueue, MergesAllChangesWhenItIsFull) {
     EXPECT_EQ(Fill(queue, 3), 3U) << "a waiting difference also stands for later changes";
     EXPECT_EQ(queue.Pop().kind, ListChange::Kind::DIFFERENCE);
     EXPECT_TRUE(queue.IsEmpty());
-    EXPECT_EQ(Fill(queue, 1), 0U) << "after the difference, changes wait again";
+    EXPECT_EQ(Fill(queue, 3), 3U) << "the difference has not begun";
+    queue.BeginDifference();
+    EXPECT_EQ(Fill(queue, 1), 0U) << "changes wait behind the difference";
 }
 
 TEST(RequestQueue, KeepsClicksBehindTheDifference) {
@@ -48,6 +50,21 @@ TEST(RequestQueue, KeepsClicksBehindTheDifference) {
     EXPECT_EQ(queue.Pop().kind, ListChange::Kind::DIFFERENCE);
     EXPECT_EQ(queue.Pop().uniqueId, "first");
     EXPECT_EQ(queue.Pop().uniqueId, "second");
+}
+
+TEST(RequestQueue, MergesChangesOfManyItems) {
+    RequestQueue queue;
+    const SharedItems items(RequestQueue::MOST_ITEMS / 2 + 1);
+    EXPECT_EQ(queue.Push({ListChange::Kind::SET, "", items, {}}).size(), 0U);
+    EXPECT_EQ(queue.Push({ListChange::Kind::SET, "", items, {}}).size(), 2U);
+}
+
+TEST(RequestQueue, HoldsOneRefillAtATime) {
+    RequestQueue queue;
+    queue.PushRefill();
+    queue.PushRefill();
+    EXPECT_EQ(queue.Pop().kind, ListChange::Kind::REFILL);
+    EXPECT_TRUE(queue.IsEmpty());
 }
 
 TEST(RequestQueue, AcceptsALimitedNumberOfClicks) {
@@ -81,6 +98,7 @@ TEST(RequestQueue, HoldsMergedSelectionsUntilTheDifferenceHasBeenMade) {
     queue.Push(Change(ListChange::Kind::SELECT));
     EXPECT_TRUE(queue.HoldsSelection());
     ASSERT_EQ(queue.Pop().kind, ListChange::Kind::DIFFERENCE);
+    queue.BeginDifference();
     EXPECT_TRUE(queue.HoldsSelection());
     queue.Done();
     EXPECT_FALSE(queue.HoldsSelection());

@@ -28,10 +28,10 @@
  * **Threads.** Any thread may call any function. Events and completions run through the executor of
  * the constructor, in order. They may call every function of the client, and may destroy it.
  *
- * **Full queue.** At most QUEUE_LENGTH changes wait for the partner. A further change removes the
- * waiting changes from the queue, and the second thread later sends the difference between the
- * partner's list and the host's list. Clicks stay in the queue; a click is rejected if QUEUE_LENGTH
- * clicks are waiting.
+ * **Full queue.** At most QUEUE_LENGTH changes wait for the partner, with 65,536 items in all. A
+ * further change removes the waiting changes from the queue, and the second thread later sends the
+ * difference between the partner's list and the host's list. Clicks stay in the queue; a click is
+ * rejected if QUEUE_LENGTH clicks are waiting.
  *
  * **Partner.** A new partner receives the whole list and the selection. Changes without a partner
  * are therefore not lost, although their outcome is NO_PARTNER. A partner that does not reply ends
@@ -44,7 +44,8 @@
  *
  * **One list per process.** A process has at most one AppListClient or AppListProxy at a time.
  *
- * The class throws nothing except std::bad_alloc. Failures are logged.
+ * The class throws nothing except std::bad_alloc. Failures are logged. As in GLib, a lack of memory
+ * on one of the client's threads ends the process.
  */
 class APPLIST_CLIENT_API AppListClient {
 public:
@@ -101,10 +102,11 @@ public:
     AppListClient(Executor executor, Events events);
 
     /**
-     * Ends the connection and leaves the partner's list unchanged. No event and no completion runs
-     * after the return. Waits up to one second for waiting requests, and up to one second more for
-     * the end of both threads and of a task on another thread. Threads that still wait for the bus
-     * or the partner then end later by themselves.
+     * Ends the connection. No event and no completion runs after the return. Waits at most two
+     * seconds in all: for a task on another thread, for waiting requests, and for the end of both
+     * threads. Threads that still wait for the bus or the partner then end later by themselves, and
+     * the change under way ends after its present request; the next client of the process connects
+     * after their end.
      */
     ~AppListClient();
 
@@ -126,9 +128,10 @@ public:
      */
     /** @{ */
     /**
-     * Makes the list equal to @p items, with the fewest requests that leave equal items in place,
-     * or with a refill of the whole list if more than about a quarter of the items differ. The
-     * selection stays if its unique id is in @p items. Rejected if any item is invalid.
+     * Makes the list equal to @p items, with the fewest requests that leave equal items in place.
+     * If removals and replacements are more than a quarter of both lists together, or more than
+     * 1,000, the list is removed and filled again. The selection stays if its unique id is in @p
+     * items. Rejected if any item is invalid.
      */
     void SetItems(std::vector<Item> items, Completion completion = Completion());
     /** Appends @p items. Rejected as a whole if any item is invalid or in the list. */
