@@ -144,7 +144,7 @@ std::string BusPolicy::DropIn(const std::string& user) {
     for (const auto& [type, member] :
          {std::pair("method_call", JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD),
           std::pair("signal", JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME)}) {
-        text += std::string("    <allow send_destination=\"*\" send_type=\"") + type +
+        text += std::string(R"(    <allow send_destination="*" send_type=")") + type +
                 "\"\n           send_path=\"" + path + "\"\n           send_interface=\"" +
                 JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE + "\"\n           send_member=\"" + member +
                 "\"/>\n";
