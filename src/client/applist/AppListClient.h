@@ -51,8 +51,8 @@ class APPLIST_CLIENT_API AppListClient {
 public:
     /** An item of the list. Two items are the same item when their unique ids are equal. */
     struct Item {
-        std::string uniqueId;
-        std::string visibleName;
+        std::string uniqueId;    ///< not empty, without a line feed
+        std::string visibleName; ///< for display, without a line feed
     };
 
     /** The outcome of a change or click. */
@@ -98,6 +98,7 @@ public:
      * client never connects.
      *
      * @param executor must not be empty
+     * @param events the handlers of the host
      */
     AppListClient(Executor executor, Events events);
 
@@ -115,7 +116,9 @@ public:
 
     /** @name Reading: a copy of the host's list at the time of the call */
     /** @{ */
+    /** @return the items, in list order */
     std::vector<Item> GetItems() const;
+    /** @return the number of items */
     std::size_t GetItemsCount() const;
     /** @return the selected item, which is always an item of the list; empty without a selection */
     std::optional<Item> GetSelection() const;
