@@ -31,7 +31,7 @@ bool Names(const std::string& reply, const std::string& id) {
 }
 
 // Sends the requests of one host after the other. Each step has items of its own, so that a fault
-// of an earlier step changes no later one.
+// of one step does not affect the following steps.
 class RequestSender {
 public:
     RequestSender(CheckRun& run, HostPointer host) : m_run(run), m_host(std::move(host)) {}

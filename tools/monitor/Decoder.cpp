@@ -13,7 +13,7 @@ namespace applistctl {
 
 namespace {
 
-// Returns false, and what is wrong or missing, unless all bytes are there.
+// @return false for incomplete bytes; @p problem or @p cut then has the reason
 bool ReadBytes(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, std::string& problem,
                std::string& cut) {
     if (!ByteArray::FromVariant(body, bytes)) {
