@@ -33,6 +33,7 @@ PROGRAMS = {
     "ipc": ["fuzz_dispatch_replay", "fuzz_bodies_replay", "fuzz_handshake_replay",
             "handshake_explorer", "channel_test", "fault_test", "list-tests", "hostile_test"],
     "common": ["common_test", "platform_log_test", "list-tests", "channel_test"],
+    "client": ["client_test"],
 }
 
 OPERATORS = [
