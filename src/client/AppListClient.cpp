@@ -20,10 +20,29 @@ SharedItems Share(std::vector<AppListClient::Item> items) {
     return shared;
 }
 
+// The host may have been compiled with an older header, whose structure has fewer members.
+AppListClient::Events KnownMembers(const AppListClient::Events& events) {
+    AppListClient::Events known;
+    const auto copy = [&](const auto member) {
+        const auto* const begin = reinterpret_cast<const char*>(&events);
+        const auto* const end = reinterpret_cast<const char*>(&(events.*member) + 1);
+        if (static_cast<std::size_t>(end - begin) <= events.structSize) {
+            known.*member = events.*member;
+        }
+    };
+    using Events = AppListClient::Events;
+    copy(&Events::connected);
+    copy(&Events::lost);
+    copy(&Events::selectionChanged);
+    copy(&Events::changed);
+    copy(&Events::clicked);
+    return known;
+}
+
 } // namespace
 
-AppListClient::AppListClient(Executor executor, Events events)
-    : m_core(std::make_shared<ClientCore>(std::move(executor), std::move(events))) {
+AppListClient::AppListClient(Executor executor, const Events& events)
+    : m_core(std::make_shared<ClientCore>(std::move(executor), KnownMembers(events))) {
     m_core->Start();
 }
 

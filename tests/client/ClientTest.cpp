@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <applist/AppListClient.h>
+#include <applist/AppListExecutors.h>
 #include <dirent.h>
 #include <gmock/gmock.h>
 
@@ -379,6 +380,29 @@ TEST(ClientLife, EndsWithoutLaterEvents) {
         task();
     }
     EXPECT_EQ(events, 0);
+}
+
+// A host with an older header has a structure without the last members.
+TEST(ClientLife, IgnoresEventsBehindTheSizeOfTheStructure) {
+    const PrivateBus bus;
+    DescriptorExecutor executor;
+    int changes = 0;
+    int clicks = 0;
+    AppListClient::Events events;
+    events.changed = [&] { ++changes; };
+    events.clicked = [&](const auto&) { ++clicks; };
+    events.structSize = sizeof(events) - sizeof(events.clicked);
+    const AppListClient client(executor.GetExecutor(), events);
+    PartnerProcess partner;
+    ASSERT_TRUE(MainLoop::WaitWithoutIterating([&] { return client.IsConnected(); }));
+    for (const int id : {Records::CLICKED_EVENT, Records::CHANGE_EVENT}) {
+        partner.Ask("notify " + Hex::Of(Records::Frame("", id)));
+    }
+    EXPECT_TRUE(MainLoop::WaitWithoutIterating([&] {
+        executor.Dispatch();
+        return changes == 1;
+    }));
+    EXPECT_EQ(clicks, 0);
 }
 
 // The signals of a process belong to the threads of its host.

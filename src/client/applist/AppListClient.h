@@ -79,10 +79,15 @@ public:
      */
     using Executor = std::function<void(Task task)>;
 
-    /** The events; an empty function is not called. */
+    /**
+     * The events; an empty function is not called. Later versions may add members at the end. The
+     * library reads only the members that the header of the host has, so that both may differ in
+     * version.
+     */
     struct Events {
-        std::function<void()> connected; ///< the partner is ready
-        std::function<void()> lost;      ///< the partner or the bus has gone
+        std::size_t structSize = sizeof(Events); ///< set by the header; the host leaves it
+        std::function<void()> connected;         ///< the partner is ready
+        std::function<void()> lost;              ///< the partner or the bus has gone
         /** The partner has changed the selection; empty without a selection. */
         std::function<void(const std::optional<Item>& selection)> selectionChanged;
         std::function<void()> changed; ///< the partner reports a change of its list
@@ -98,9 +103,9 @@ public:
      * client never connects.
      *
      * @param executor must not be empty
-     * @param events the handlers of the host
+     * @param events the handlers of the host, which are copied
      */
-    AppListClient(Executor executor, Events events);
+    AppListClient(Executor executor, const Events& events);
 
     /**
      * Ends the connection. No event and no completion runs after the return. Waits at most two
