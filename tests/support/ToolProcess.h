@@ -2,6 +2,7 @@
 #ifndef APPLIST_TESTS_TOOLPROCESS_H
 #define APPLIST_TESTS_TOOLPROCESS_H
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -37,6 +38,14 @@ public:
         }
         const std::size_t end = m_output.searched--; // the next "list" may follow this line feed
         return m_output.text.substr(start, end - start);
+    }
+
+    /** The same answer, with one space in the place of several: some partners have no columns. */
+    std::string ListWithoutColumns() {
+        std::string list = List();
+        const auto isRepeated = [](char one, char next) { return one == ' ' && next == ' '; };
+        list.erase(std::unique(list.begin(), list.end(), isRepeated), list.end());
+        return list;
     }
 
 private:
