@@ -263,9 +263,9 @@ def try_mutants(options):
 class Guard:
     """A line that safety depends on: its broken form, and the test that must notice."""
 
-    def __init__(self, entry):
-        self.name = entry["name"]
-        self.file = entry["file"]
+    def __init__(self, file, name, entry):
+        self.name = name
+        self.file = file
         self.protects = entry["protects"]
         self.noticed = entry["noticed"]
         self.unit = entry.get("unit", self.file)
@@ -278,7 +278,7 @@ class Guard:
                                f"{self.file}, not once")
         start = source.index(entry["text"])
         self.change = Change(self.name, self.file, start, start + len(entry["text"]),
-                             entry["broken"])
+                             entry.get("broken", entry["text"].partition("\n")[2]))
 
     def by_compiler(self):
         return self.noticed == "compiler"
@@ -312,11 +312,8 @@ class Guard:
 
 def load_guards():
     with open(GUARDS, "rb") as stream:
-        guards = [Guard(entry) for entry in tomllib.load(stream)["guard"]]
-    for name, count in collections.Counter(guard.name for guard in guards).items():
-        if count > 1:
-            raise RuntimeError(f"mutate: guard {name}: listed twice")
-    return guards
+        return [Guard(file, name, entry) for file, entries in tomllib.load(stream).items()
+                for name, entry in entries.items()]
 
 
 def draw_sample(guards, count, seed):
