@@ -5,7 +5,7 @@
 ################################################################################
 
 APPLIST_VERSION = 1.0.0
-APPLIST_SOURCE = applist_$(APPLIST_VERSION).tar.xz
+APPLIST_SOURCE = applist-$(APPLIST_VERSION).tar.xz
 # The archive is in the folder of this file.
 APPLIST_SITE = $(APPLIST_PKGDIR)
 APPLIST_SITE_METHOD = file

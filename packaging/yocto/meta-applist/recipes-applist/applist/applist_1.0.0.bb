@@ -3,7 +3,7 @@ SECTION = "libs"
 # The source tree states no licence, which a recipe writes as follows.
 LICENSE = "CLOSED"
 
-SRC_URI = "file://applist_${PV}.tar.xz"
+SRC_URI = "file://applist-${PV}.tar.xz"
 
 DEPENDS = "glib-2.0"
 
