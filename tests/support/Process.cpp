@@ -84,8 +84,12 @@ void Process::Kill(int signal) {
 }
 
 void Process::Stop() {
-    const auto id = static_cast<id_t>(std::stoi(Id()));
     Kill(SIGSTOP);
+    WaitForStop();
+}
+
+void Process::WaitForStop() const {
+    const auto id = static_cast<id_t>(std::stoi(Id()));
     siginfo_t ignored;
     waitid(P_PID, id, &ignored, WSTOPPED | WEXITED | WNOWAIT); // GSubprocess collects the status
 }

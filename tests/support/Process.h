@@ -43,6 +43,8 @@ public:
 
     /** SIGSTOP; returns when the process has stopped. */
     void Stop();
+    /** Waits without iterating until something else has stopped the process. */
+    void WaitForStop() const;
     void Continue() { Kill(SIGCONT); }
 
     /** The output of the process so far, without waiting. */

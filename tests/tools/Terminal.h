@@ -39,17 +39,15 @@ public:
         ioctl(m_slave, TIOCSWINSZ, &size);
     }
 
-    /** In the child: standard output, or the input and the output, of the terminal. */
+    /** In the child: standard output, or standard input, of the terminal. */
     void Use() const { dup2(m_slave, STDOUT_FILENO); }
-    void UseForBoth() const {
-        dup2(m_slave, STDIN_FILENO);
-        Use();
-    }
+    void UseAsInput() const { dup2(m_slave, STDIN_FILENO); }
     /** In the child: the controlling terminal of a new session, so that its keys send signals. */
     void Control() const {
         setsid();
         ioctl(m_slave, TIOCSCTTY, 0);
-        UseForBoth();
+        UseAsInput();
+        Use();
     }
 
     void Type(const std::string& keys) const {
@@ -75,11 +73,15 @@ public:
         });
     }
 
+    termios State() const {
+        termios state{};
+        tcgetattr(m_slave, &state);
+        return state;
+    }
     /** Whether the terminal is in the state of a shell's programs: it echoes, line by line. */
     bool IsCooked() const {
-        termios state{};
-        return tcgetattr(m_slave, &state) == 0 && (state.c_lflag & ICANON) != 0 &&
-               (state.c_lflag & ECHO) != 0;
+        const termios state = State();
+        return (state.c_lflag & ICANON) != 0 && (state.c_lflag & ECHO) != 0;
     }
 
 private:

@@ -9,9 +9,10 @@
 #include <applist/ItemSelectionListener.h>
 #include <applist/MessageIds.h>
 #include <host/HostItem.h>
-#include <host/LibraryOutput.h>
+#include <shared/CapturedOutput.h>
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
+#include <unistd.h>
 
 namespace applistctl {
 
@@ -214,7 +215,7 @@ void LibraryCheck::Check(CheckRun& run) {
     // Never deleted, as in every host. Its output without a partner is discarded.
     static LibraryHost* host = nullptr;
     {
-        const LibraryOutput unread([](const std::string&) {});
+        const CapturedOutput unread(STDOUT_FILENO, [](const std::string&) {});
         host = new LibraryHost();
     }
     if (!WaitUntilFilled(run, traffic, 1, run.limit)) {

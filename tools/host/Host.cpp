@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <applist/AppListModel.h>
+#include <unistd.h>
 
 namespace applistctl {
 
@@ -23,7 +24,7 @@ std::string JoinFrom(const std::vector<std::string>& words, std::size_t first) {
 
 Host::Host(Output& output)
     : m_output(output),
-      m_libraryOutput([this](const std::string& line) { OnLibraryLine(line); }),
+      m_libraryOutput(STDOUT_FILENO, [this](const std::string& line) { OnLibraryLine(line); }),
       m_list([this] { OnItemRead(); }) {
     m_list.Proxy().AddItemSelectionListener(this);
     m_list.Proxy().AddItemChangeListener(this);

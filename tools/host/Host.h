@@ -10,7 +10,7 @@
 #include <applist/ItemSelectionListener.h>
 #include <glib.h>
 #include <host/HostList.h>
-#include <host/LibraryOutput.h>
+#include <shared/CapturedOutput.h>
 #include <shared/CommandInput.h>
 #include <shared/Output.h>
 
@@ -65,7 +65,7 @@ private:
     const ListedItem* Selection();
 
     Output& m_output;
-    LibraryOutput m_libraryOutput;
+    CapturedOutput m_libraryOutput;
     AppListModel* m_model = nullptr; ///< null until the first event
     Partner m_partner = Partner::Unknown;
     bool m_requestWasLost = false;

@@ -1,11 +1,14 @@
 #include <shared/CommandInput.h>
 
 #include <cerrno>
+#include <memory>
 #include <sstream>
 #include <utility>
 
 #include <glib-unix.h>
 #include <unistd.h>
+
+#include <shared/LineEditor.h>
 
 namespace applistctl {
 
@@ -39,6 +42,7 @@ CommandInput::CommandInput(std::vector<Command> commands, Output& output,
     if (m_isTerminal) {
         output.Line("Type help for a list of the commands.");
     }
+    StartEditing(output);
     m_sourceId = g_unix_fd_add(
         STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), OnReadable, this);
 }
@@ -48,6 +52,24 @@ CommandInput::~CommandInput() {
         g_source_remove(m_sourceId);
     }
 }
+
+#ifdef APPLIST_WITH_LINE_EDITING // absent without libedit
+void CommandInput::StartEditing(Output& output) {
+    if (!LineEditor::CanEdit(output)) {
+        return;
+    }
+    std::vector<std::string> words;
+    for (const Command& command : m_runner.Commands()) {
+        words.push_back(command.name);
+    }
+    m_edit = [editor = std::make_shared<LineEditor>(output, words, [this](const std::string& line) {
+                  RunLine(line);
+                  return !m_quitting;
+              })](const std::string& bytes) { return editor->Type(bytes); };
+}
+#else
+void CommandInput::StartEditing(Output& /*output*/) {}
+#endif
 
 gboolean CommandInput::OnReadable(gint fd, GIOCondition /*condition*/, gpointer user_data) {
     auto* const self = static_cast<CommandInput*>(user_data);
@@ -65,12 +87,20 @@ bool CommandInput::Read(int fd) {
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
         return true;
     }
-    if (count <= 0) {
-        RunLine(std::exchange(m_unfinishedLine, std::string()));
-        Quit();
-        return false;
+    if (count > 0 && RunLines({buffer, static_cast<std::size_t>(count)})) {
+        return true;
     }
-    m_unfinishedLine.append(buffer, static_cast<std::size_t>(count));
+    RunLine(std::exchange(m_unfinishedLine, std::string()));
+    Quit();
+    return false;
+}
+
+// Returns false after the last command.
+bool CommandInput::RunLines(const std::string& bytes) {
+    if (m_edit) {
+        return m_edit(bytes);
+    }
+    m_unfinishedLine += bytes;
     std::size_t start = 0;
     for (auto end = m_unfinishedLine.find('\n'); end != std::string::npos;
          end = m_unfinishedLine.find('\n', start)) {

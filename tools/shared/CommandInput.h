@@ -15,7 +15,7 @@ namespace applistctl {
 
 /**
  * Runs one command per line, with the quoting of the shell. Adds "help" and "quit". The end of the
- * input is a quit.
+ * input is a quit. On a terminal, the lines are edited if the tool is built with libedit.
  */
 class CommandInput {
 public:
@@ -30,7 +30,9 @@ public:
 
 private:
     static gboolean OnReadable(gint fd, GIOCondition condition, gpointer user_data);
+    void StartEditing(Output& output);
     bool Read(int fd);
+    bool RunLines(const std::string& bytes);
     void RunLine(const std::string& line);
     void Quit();
 
@@ -40,6 +42,7 @@ private:
     bool m_quitting = false;
     bool m_failed = false;
     std::string m_unfinishedLine;
+    std::function<bool(const std::string& bytes)> m_edit; // null for plain lines
     guint m_sourceId = 0;
 };
 

@@ -24,7 +24,7 @@ EXTRA_OECMAKE = "\
 "
 
 PACKAGECONFIG ??= "tools"
-PACKAGECONFIG[tools] = "-DAPPLIST_BUILD_TOOLS=ON,-DAPPLIST_BUILD_TOOLS=OFF,libpcap nlohmann-json"
+PACKAGECONFIG[tools] = "-DAPPLIST_BUILD_TOOLS=ON,-DAPPLIST_BUILD_TOOLS=OFF,libedit libpcap nlohmann-json"
 
 # A device may replace only the policy.
 PACKAGES =+ "${PN}-client ${PN}-tools ${PN}-policy"

@@ -1,4 +1,4 @@
-#include <host/LibraryOutput.h>
+#include <shared/CapturedOutput.h>
 
 #include <cstdio>
 #include <utility>
@@ -8,30 +8,33 @@
 
 namespace applistctl {
 
-LibraryOutput::LibraryOutput(std::function<void(const std::string& line)> onLine)
-    : m_onLine(std::move(onLine)), m_standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)) {
+CapturedOutput::CapturedOutput(int descriptor, std::function<void(const std::string& line)> onLine)
+    : m_onLine(std::move(onLine)),
+      m_descriptor(descriptor),
+      m_original(fcntl(descriptor, F_DUPFD_CLOEXEC, 3)) {
     std::fflush(stdout);
     int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0) {
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
         return;
     }
-    dup2(ends[1], STDOUT_FILENO);
+    dup2(ends[1], m_descriptor);
     close(ends[1]);
-    fcntl(ends[0], F_SETFL, O_NONBLOCK);
     m_pipe = ends[0];
 }
 
-LibraryOutput::~LibraryOutput() {
+CapturedOutput::~CapturedOutput() {
     Drain();
-    if (m_pipe < 0) {
-        return;
+    if (!m_line.empty()) {
+        m_onLine(m_line);
     }
-    dup2(m_standardOutput, STDOUT_FILENO);
-    close(m_standardOutput);
-    close(m_pipe);
+    if (m_pipe >= 0) {
+        dup2(m_original, m_descriptor);
+        close(m_pipe);
+    }
+    close(m_original);
 }
 
-void LibraryOutput::Drain() {
+void CapturedOutput::Drain() {
     char bytes[1024];
     ssize_t size = 0;
     while (m_pipe >= 0 && (size = read(m_pipe, bytes, sizeof(bytes))) > 0) {
