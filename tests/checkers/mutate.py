@@ -267,7 +267,7 @@ class Guard:
         self.name = name
         self.file = file
         self.protects = entry["protects"]
-        self.noticed = entry["noticed"]
+        self.noticed = entry.get("noticed", "compiler")
         self.unit = entry.get("unit", self.file)
         # "compiler", or a test program and its test.
         self.program, _, self.test = self.noticed.partition(" ")
