@@ -9,5 +9,7 @@ function(applist_warnings target)
         # it is forgotten. A default would hide that.
         -Werror=switch -Werror=switch-enum
         $<$<CXX_COMPILER_ID:Clang>:-Werror=covered-switch-default>
+        # In a unity build every source is an included file, to whose local classes this applies.
+        $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wno-subobject-linkage>
         $<$<BOOL:${APPLIST_WERROR}>:-Werror>)
 endfunction()

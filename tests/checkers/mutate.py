@@ -102,7 +102,7 @@ def copy_tree():
     run(["rsync", "--recursive", "--links", "--perms", "--checksum", "--delete", "--exclude=/build",
          *(ROOT / name for name in COPIED), TREE], 300)
     run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=None",
-         "-DCMAKE_CXX_FLAGS=-O0 -w", "-DAPPLIST_BUILD_TOOLS=OFF"], 300)
+         "-DCMAKE_CXX_FLAGS=-O0 -w", "-DAPPLIST_BUILD_TOOLS=OFF", "-DCMAKE_UNITY_BUILD=ON"], 300)
 
 
 def build(program):

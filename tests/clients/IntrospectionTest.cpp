@@ -16,8 +16,6 @@ struct Client : NamedRow {
     const char* end;
 };
 
-constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 constexpr const char* XML_START = "  <interface name=\"org.morva";
 constexpr const char* XML = R"(  <interface name="org.morva.javamw.DbusCommunication">
     <method name="Send">

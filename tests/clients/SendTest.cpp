@@ -10,8 +10,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 constexpr const char* METHOD = "org.morva.javamw.DbusCommunication.Send";
 
 Words Gdbus(const std::string& bus, const std::string& endpoint, const std::string& argument) {

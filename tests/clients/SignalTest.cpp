@@ -13,8 +13,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 constexpr const char* SIGNAL = "org.morva.javamw.DbusCommunication.SendSignal";
 
 const std::vector<char> BYTES = ByteVector({0x41, 0x00, 0x0a, 0xff, 0x02, 0x00, 0x00, 0x00});

@@ -3,6 +3,7 @@
 #include <common/Log.h>
 #include <common/StandardError.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -29,6 +30,11 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
+
+// By the clock of the lines: the clock of time(2) may be some milliseconds late.
+time_t PresentSecond() {
+    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+}
 
 // A line that blocks ends the child with SIGALRM.
 void UseStandardError() {
@@ -65,9 +71,9 @@ TEST(LineOnStandardError, HasTheTimeOfTheLine) {
         UseStandardError();
         setenv("TZ", "Asia/Tokyo", 1);
         const CapturedStandardError standardError;
-        const time_t before = time(nullptr);
+        const time_t before = PresentSecond();
         APPLIST_LOG_DEBUG("line");
-        const time_t after = time(nullptr);
+        const time_t after = PresentSecond();
         const auto lines = standardError.Lines();
         ASSERT_THAT(lines, SizeIs(1));
         tm parts = {};

@@ -44,7 +44,7 @@ struct Model {
     void OnReady(const std::string& partner) { partners.push_back(partner); }
 };
 
-struct Row : NamedRow {
+struct FailingAdapter : NamedRow {
     Bytes data;
     bool bound;
     Bytes left;        // the remaining data of the caller
@@ -56,7 +56,7 @@ struct Row : NamedRow {
 const char* const CORRUPT = "Data corrupted. Does not contain message id.";
 const char* const UNBOUND = "callback%sObject object is NULL";
 
-const Row ROWS[] = {
+const FailingAdapter ADAPTER_FAULTS[] = {
     {"Empty", {}, true, {}, {}, CapturedLog::ERROR, CORRUPT},
     {"OneByte", ByteVector({1}), true, ByteVector({1}), {}, CapturedLog::ERROR, CORRUPT},
     {"TwoBytes", ByteVector({1, 2}), true, ByteVector({1, 2}), {}, CapturedLog::ERROR, CORRUPT},
@@ -89,7 +89,7 @@ const Row ROWS[] = {
     {"Payload", ByteVector({97, 98, 2, 0, 0, 0}), true, ByteVector({97, 98}), {"2"}, 0, ""},
 };
 
-class AdapterFault : public testing::TestWithParam<Row> {
+class AdapterFault : public testing::TestWithParam<FailingAdapter> {
 protected:
     AdapterFault() : m_adapter("Applist") {
         if (GetParam().bound) {
@@ -135,7 +135,8 @@ TEST_P(AdapterFault, InAMessageIsLoggedAndAnsweredWithNoBytes) {
     ExpectOutcome(data, "Message");
 }
 
-INSTANTIATE_TEST_SUITE_P(Adapter, AdapterFault, testing::ValuesIn(ROWS), RowName<Row>);
+INSTANTIATE_TEST_SUITE_P(Adapter, AdapterFault, testing::ValuesIn(ADAPTER_FAULTS),
+                         RowName<FailingAdapter>);
 
 class AdapterReadiness : public testing::Test {
 protected:

@@ -19,7 +19,6 @@ struct Step : NamedRow {
     bool mayLose = false;
 };
 
-const char* const REFUSED = "Empty user_data or connection not valid.";
 const Strings CLOSED_AT_REQUEST = {"Error during request name call [18] *",
                                    "Cannot get response for name request"};
 const Strings CLOSED_AT_RELEASE = {"Release failed due to empty response."};

@@ -12,6 +12,7 @@
 
 #include "BusDaemon.h"
 #include "CapturedLog.h"
+#include "Channel.h"
 #include "RecordingEndpoint.h"
 
 #include "DoubleHost.h"

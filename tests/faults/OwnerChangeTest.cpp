@@ -15,7 +15,7 @@ struct OwnerChange {
     std::string newOwner;
 };
 
-struct Row : NamedRow {
+struct NoticedChanges : NamedRow {
     std::vector<OwnerChange> changes;
     Strings errors = {};
 };
@@ -33,7 +33,7 @@ OwnerChange Vanished(const char* owner) {
     return {owner, owner, ""};
 }
 
-const Row ROWS[] = {
+const NoticedChanges OWNER_CHANGES[] = {
     {"InOrder", {Took("_SYN", P), Released("_SYN", P), Took("_ACK", P), Released("_ACK", P)}},
     {"RequestedNamesAlone", {Took("_SYN", P), Took("_SYN_ACK", P), Took("_ACK", P)}},
     {"ReleaseBeforeTheRequest", {Released("_SYN", P), Took("_SYN", P)}},
@@ -67,7 +67,7 @@ const Row ROWS[] = {
     {"NoBusNameReleases", {{"_SYN", "no name", ""}}, {"'no name' is no bus name of a partner"}},
 };
 
-class OwnerChangeTest : public FaultTest, public testing::WithParamInterface<Row> {
+class OwnerChangeTest : public FaultTest, public testing::WithParamInterface<NoticedChanges> {
 protected:
     void Emit(const OwnerChange& change) {
         const bool isSuffix = change.name[0] == '_';
@@ -103,7 +103,8 @@ TEST_P(OwnerChangeTest, HasTheEffectsOfTheTableOfStatesAlone) {
     EXPECT_EQ(Errors(), GetParam().errors);
 }
 
-INSTANTIATE_TEST_SUITE_P(Bus, OwnerChangeTest, testing::ValuesIn(ROWS), RowName<Row>);
+INSTANTIATE_TEST_SUITE_P(Bus, OwnerChangeTest, testing::ValuesIn(OWNER_CHANGES),
+                         RowName<NoticedChanges>);
 
 // A separate row, because the type is not (sss).
 class OddOwnerChange : public FaultTest, public testing::WithParamInterface<const char*> {};

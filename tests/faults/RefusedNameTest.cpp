@@ -48,9 +48,10 @@ TEST_P(RefusedNameTest, IsLoggedWithTheErrorOfTheBus) {
     EXPECT_FALSE(m_endpoint->IsConnectionReady());
 }
 
-const RefusedName ROWS[] = {
+const RefusedName REFUSED_NAMES[] = {
     {"Syn", "_SYN", nullptr}, {"SynAck", "_SYN_ACK", "_SYN"}, {"Ack", "_ACK", "_SYN_ACK"}};
 
-INSTANTIATE_TEST_SUITE_P(Policy, RefusedNameTest, testing::ValuesIn(ROWS), RowName<RefusedName>);
+INSTANTIATE_TEST_SUITE_P(Policy, RefusedNameTest, testing::ValuesIn(REFUSED_NAMES),
+                         RowName<RefusedName>);
 
 } // namespace

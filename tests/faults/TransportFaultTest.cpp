@@ -132,13 +132,13 @@ protected:
     static void Signal(GDBusConnection* connection, const char* path, const char* body,
                        void* endpoint) {
         g_autoptr(GVariant) parameters = g_variant_ref_sink(g_variant_new_parsed(body));
-        JavaMWDbusRemote::cb_SignalCall(connection, ":2.P", path, DoubleHost::INTERFACE,
-                                        "SendSignal", parameters, endpoint);
+        JavaMWDbusRemote::cb_SignalCall(connection, ":2.P", path, INTERFACE, "SendSignal",
+                                        parameters, endpoint);
     }
     static void Call(GDBusConnection* connection, const char* path, void* endpoint) {
         g_autoptr(GVariant) parameters = g_variant_ref_sink(g_variant_new_parsed("(@ay [1],)"));
-        JavaMWDbusRemote::cb_MethodCall(connection, ":2.P", path, DoubleHost::INTERFACE, "Send",
-                                        parameters, nullptr, endpoint);
+        JavaMWDbusRemote::cb_MethodCall(connection, ":2.P", path, INTERFACE, "Send", parameters,
+                                        nullptr, endpoint);
     }
     void ExpectRefused(const std::string& callbackLine) {
         EXPECT_EQ(CapturedLog::Messages(),

@@ -100,12 +100,13 @@ TEST_P(UnansweredNameTest, IsAnnouncedToTheNextPartner) {
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return m_endpoint->IsConnectionReady(); }));
 }
 
-const UnansweredName ROWS[] = {
+const UnansweredName UNANSWERED_NAMES[] = {
     {"Syn", "_SYN", nullptr}, {"SynAck", "_SYN_ACK", "_SYN"}, {"Ack", "_ACK", "_SYN_ACK"}};
 
 INSTANTIATE_TEST_SUITE_P(
     StoppedBus, UnansweredNameTest,
-    testing::Combine(testing::ValuesIn(ROWS), testing::Values("RequestName", "ReleaseName")),
+    testing::Combine(testing::ValuesIn(UNANSWERED_NAMES),
+                     testing::Values("RequestName", "ReleaseName")),
     [](const testing::TestParamInfo<std::tuple<UnansweredName, const char*>>& row) {
         return std::get<0>(row.param).testName + std::string(std::get<1>(row.param));
     });

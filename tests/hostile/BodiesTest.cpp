@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr std::size_t MIB = 1024 * 1024;
-
 struct Row : NamedRow {
     std::function<GVariant*()> body;
 };

@@ -22,6 +22,8 @@
 
 inline namespace applist_test {
 
+constexpr std::size_t MIB = 1024 * 1024;
+
 class HostileTest : public testing::Test {
 protected:
     /** The list has one item, "Clock" with the id "clock.01", which is selected. */

@@ -5,7 +5,7 @@ namespace {
 
 using namespace std::string_literals;
 
-struct Row {
+struct SenselessSelection {
     const char* name;
     std::string reply;
     bool namesTheItem;
@@ -19,8 +19,8 @@ std::string ManyRecords(const std::string& first) {
     return reply;
 }
 
-const std::vector<Row>& Rows() {
-    static const std::vector<Row> rows{
+const std::vector<SenselessSelection>& Rows() {
+    static const std::vector<SenselessSelection> rows{
         {"WholeRecord", "Clock\nclock.01\n", true},
         {"WithoutTheLastLineFeed", "Clock\nclock.01", false},
         {"NameAlone", "Clock\n", false},
@@ -43,7 +43,7 @@ const std::vector<Row>& Rows() {
 
 class SelectionReply : public HostileTest, public testing::WithParamInterface<std::size_t> {
 protected:
-    const Row& row = Rows()[GetParam()];
+    const SenselessSelection& row = Rows()[GetParam()];
 };
 
 } // namespace

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr std::size_t MIB = 1024 * 1024;
-
 // So many MiB more than the bus takes, or fewer.
 std::size_t AboveTheLimit(std::size_t mib) {
     return PrivateBus::LargestMessage() + mib * MIB;

@@ -6,16 +6,12 @@
 
 #include "Bytes.h"
 #include "GLibLog.h"
+#include "PrintedVariant.h"
 
 namespace {
 
 using Bytes = std::vector<char>;
 using testing::IsEmpty;
-
-std::string Printed(GVariant* value) {
-    g_autofree char* text = g_variant_print(value, TRUE);
-    return text;
-}
 
 TEST(ByteArray, IsAStructureOfOneArrayInTheOrderOfTheVector) {
     g_autoptr(GVariant) body =

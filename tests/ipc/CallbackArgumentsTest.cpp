@@ -14,7 +14,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string REFUSED = "Empty user_data or connection not valid.";
 const std::string SYN_CALL = "DEBUG cb_SignalCall sender=:1.7 obj_path=/path iface_name=i.face "
                              "signal_name=Signal";
 const std::string METHOD_CALL = "DEBUG cb_MethodCall sender=:1.7 obj_path=/path iface_name=i.face "
@@ -72,7 +71,8 @@ protected:
     }
 
     void ExpectRefused() {
-        EXPECT_THAT(CapturedLog::Messages(), ElementsAre(GetParam().firstLine, "ERROR " + REFUSED));
+        EXPECT_THAT(CapturedLog::Messages(),
+                    ElementsAre(GetParam().firstLine, std::string("ERROR ") + REFUSED));
     }
 };
 

@@ -15,7 +15,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string REFUSED = "Empty user_data or connection not valid.";
 const std::string UNKNOWN_OBJECT = "org.freedesktop.DBus.Error.UnknownObject";
 
 class DestroyedEndpoint : public HeldBusTest {
@@ -43,8 +42,8 @@ TEST_P(StepForADestroyedEndpoint, IsRefusedWhileTheHostHoldsTheConnection) {
     partner.Announce(GetParam().suffix);
     IterateThroughTheBus();
     const std::string called = std::string("DEBUG ") + GetParam().callback + " called";
-    EXPECT_THAT(CapturedLog::Messages(),
-                ElementsAre(called, "ERROR " + REFUSED, called, "ERROR " + REFUSED));
+    EXPECT_THAT(CapturedLog::Messages(), ElementsAre(called, std::string("ERROR ") + REFUSED,
+                                                     called, std::string("ERROR ") + REFUSED));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, StepForADestroyedEndpoint,

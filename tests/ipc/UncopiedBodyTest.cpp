@@ -10,6 +10,7 @@
 
 #include "BusDaemon.h"
 #include "ChannelTest.h"
+#include "PrintedVariant.h"
 
 namespace {
 
@@ -17,11 +18,6 @@ using Bytes = std::vector<char>;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-std::string Printed(GVariant* value) {
-    g_autofree char* text = g_variant_print(value, TRUE);
-    return text;
-}
 
 TEST(UncopiedBody, IsAStructureOfOneArrayInTheOrderOfTheVector) {
     Bytes data = ByteVector({0x61, 0x00, 0xff, 0x80});

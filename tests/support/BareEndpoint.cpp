@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "BusDaemon.h"
+#include "Channel.h"
 
 namespace {
 
@@ -10,8 +11,6 @@ constexpr const char* XML =
     "<node><interface name='org.morva.javamw.DbusCommunication'><method name='Send'>"
     "<arg type='ay' name='data' direction='in'/><arg type='ay' name='response' direction='out'/>"
     "</method></interface></node>";
-constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
-constexpr const char* BUS = "org.freedesktop.DBus";
 
 std::string StepName(const std::string& id, bool isHost) {
     return "org.morva.JavaMW." + id + (isHost ? "_CLIENT" : "_SERVICE");

@@ -6,9 +6,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Channel.h"
+
 namespace {
 
-constexpr const char* BUS = "org.freedesktop.DBus";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
 
 std::string FirstString(GDBusMessage* message) {

@@ -17,6 +17,7 @@
 
 #include "Bytes.h"
 #include "CapturedLog.h"
+#include "Channel.h"
 #include "EndpointInside.h"
 #include "MainLoop.h"
 #include "PrivateBus.h"
@@ -29,8 +30,6 @@ inline namespace applist_test {
 class ChannelTest : public testing::Test {
 protected:
     using Bytes = std::vector<char>;
-    static constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-    static constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 
     using Readiness = RecordingEndpoint::Readiness;
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "BusDouble.h"
+#include "Channel.h"
 #include "MainLoop.h"
 #include "SharedBus.h"
 
@@ -21,7 +22,6 @@ class DoubleHost {
 public:
     static constexpr const char* BASE_NAME = "org.morva.JavaMW.Applist";
     static constexpr const char* OBJECT_PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-    static constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 
     DoubleHost() {
         m_shared.emplace();

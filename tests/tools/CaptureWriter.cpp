@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "Channel.h"
+
 namespace {
 
 constexpr const char* DAEMON = "org.freedesktop.DBus";
 constexpr const char* DAEMON_PATH = "/org/freedesktop/DBus";
-constexpr const char* PATH = "/org/morva/javamw/CommunicationChannel/Applist";
-constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 constexpr std::uint32_t START = 1700000000; // seconds since 1970
 
 // Little-endian, like the first number of the file.

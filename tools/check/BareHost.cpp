@@ -18,7 +18,6 @@ namespace {
 
 constexpr guint32 NAME_FLAG_DO_NOT_QUEUE = 4;
 constexpr double BUS_LIMIT_S = 25;
-constexpr const char* STEPS[] = {"_SYN", "_SYN_ACK", "_ACK"};
 
 void IgnoreSignal(GDBusConnection* /*connection*/, const char* /*sender*/, const char* /*path*/,
                   const char* /*interface*/, const char* /*signal*/, GVariant* /*parameters*/,
@@ -51,7 +50,7 @@ BareHost::BareHost() : m_bus([](const std::string&) {}, SystemBus::Kind::Own) {
         g_dbus_node_info_new_for_xml(JavaMWDbusRemote::INTERFACE_XML, nullptr);
     m_registrationId = g_dbus_connection_register_object(
         connection, path.c_str(), node->interfaces[0], &VTABLE, nullptr, nullptr, nullptr);
-    for (const char* const suffix : STEPS) {
+    for (const char* const suffix : HANDSHAKE_STEPS) {
         m_subscriptionIds.push_back(g_dbus_connection_signal_subscribe(
             connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
             "/org/freedesktop/DBus", HandshakeNames::PartnerName(ENDPOINT_ID, suffix).c_str(),

@@ -14,8 +14,6 @@ namespace applistctl {
 
 namespace {
 
-constexpr const char* STEPS[] = {"_SYN", "_SYN_ACK", "_ACK"};
-
 // What GMarkup reports of one file, in the order of the file.
 struct Reader {
     std::string kind; ///< of the present <policy>
@@ -32,9 +30,10 @@ struct Reader {
         }
         for (std::size_t i = 0; tag == "allow" && names[i] != nullptr; ++i) {
             const std::string owned = std::string(names[i]) == "own" ? values[i] : "";
-            const bool isHost = std::any_of(std::begin(STEPS), std::end(STEPS), [&](auto* step) {
-                return owned == HandshakeNames::EndpointName(ENDPOINT_ID, step);
-            });
+            const bool isHost = std::any_of(
+                std::begin(HANDSHAKE_STEPS), std::end(HANDSHAKE_STEPS), [&](auto* step) {
+                    return owned == HandshakeNames::EndpointName(ENDPOINT_ID, step);
+                });
             const std::pair<std::string, std::string> identity(self.kind, self.name);
             if (isHost && (self.hosts.empty() || self.hosts.back() != identity)) {
                 self.hosts.push_back(identity);
@@ -138,7 +137,7 @@ std::string BusPolicy::DropIn(const std::string& user) {
                        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
                        "<busconfig>\n  <policy user=\"" +
                        user + "\">\n";
-    for (const char* const step : STEPS) {
+    for (const char* const step : HANDSHAKE_STEPS) {
         text += "    <allow own=\"" + HandshakeNames::EndpointName(ENDPOINT_ID, step) + "\"/>\n";
     }
     for (const auto& [type, member] :

@@ -15,7 +15,6 @@ namespace {
 
 constexpr const char* STATS = "org.freedesktop.DBus.Debug.Stats";
 constexpr const char* BUS = "org.freedesktop.DBus";
-constexpr const char* STEPS[] = {"_SYN", "_SYN_ACK", "_ACK"};
 constexpr double OWNED_S = 1.5; ///< an announcement owns its name for one round trip
 constexpr int LOOKS = 8;
 
@@ -138,7 +137,7 @@ std::string OwnerOf(GDBusConnection* connection, const std::string& name) {
 std::map<std::string, std::string> OwnersOfSteps(GDBusConnection* connection) {
     std::map<std::string, std::string> owners;
     const std::string own = g_dbus_connection_get_unique_name(connection);
-    for (const char* const suffix : STEPS) {
+    for (const char* const suffix : HANDSHAKE_STEPS) {
         for (const std::string& name : {HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
                                         HandshakeNames::PartnerName(ENDPOINT_ID, suffix)}) {
             const std::string owner = OwnerOf(connection, name);

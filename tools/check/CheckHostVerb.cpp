@@ -20,7 +20,7 @@ namespace applistctl {
 
 namespace {
 
-constexpr const char* PROGRAM = "applistctl check host";
+constexpr const char* CHECK_HOST = "applistctl check host";
 constexpr double HANDSHAKE_S = 2; ///< in which a handshake under way is over
 constexpr double BETWEEN_QUEUES_S = 0.5;
 
@@ -293,7 +293,7 @@ private:
 
 Usage CheckHostVerb::Describe() {
     return {
-        PROGRAM,
+        CHECK_HOST,
         "[UNIQUE-NAME]",
         "Inspects a running host from outside of its process: the process, the iteration of its\n"
         "main context, its binding, its queue on the bus, and handshake names that a process does\n"
@@ -313,16 +313,16 @@ Usage CheckHostVerb::Describe() {
 int CheckHostVerb::Run(const CommandLine& line) {
     double limit = 3;
     if (line.arguments.size() > 1) {
-        return WrongUsage(PROGRAM, "it takes one name");
+        return WrongUsage(CHECK_HOST, "it takes one name");
     }
     const std::string wanted = line.arguments.empty() ? "" : line.arguments.front();
     if (!wanted.empty() && g_dbus_is_unique_name(wanted.c_str()) == FALSE) {
-        return WrongUsage(PROGRAM, "\"" + wanted + "\" is no unique name, like :1.42");
+        return WrongUsage(CHECK_HOST, "\"" + wanted + "\" is no unique name, like :1.42");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongOption(PROGRAM, line, "limit", "seconds up to 3600");
+        return WrongOption(CHECK_HOST, line, "limit", "seconds up to 3600");
     }
-    Output output(PROGRAM);
+    Output output(CHECK_HOST);
     const SystemBus bus([](const std::string&) {}, SystemBus::Kind::Own);
     if (bus.Connection() == nullptr) {
         output.Error("no bus: " + bus.Problem());

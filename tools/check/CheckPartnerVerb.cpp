@@ -23,7 +23,7 @@ namespace applistctl {
 
 namespace {
 
-constexpr const char* PROGRAM = "applistctl check partner";
+constexpr const char* CHECK_PARTNER = "applistctl check partner";
 constexpr unsigned MOST_RUNS = 1000;
 constexpr const char* SECONDS = "seconds up to 3600";
 
@@ -110,7 +110,7 @@ void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
 
 // One run, in a process of its own. @return its exit status
 int RunOnce(const Options& options, const CheckChannel& channel) {
-    Output output(PROGRAM);
+    Output output(CHECK_PARTNER);
     {
         const BareHost host;
         if (host.Connection() == nullptr) {
@@ -158,21 +158,21 @@ std::string ReadOnly(const std::string& text, std::set<int>& rows) {
 // @return the exit status of a wrong command line, which is reported
 std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
     if (!line.arguments.empty()) {
-        return WrongUsage(PROGRAM, "check partner takes no arguments");
+        return WrongUsage(CHECK_PARTNER, "check partner takes no arguments");
     }
     if (!ParseSeconds(line.Value("limit", "3"), options.limit) || options.limit <= 0) {
-        return WrongOption(PROGRAM, line, "limit", SECONDS);
+        return WrongOption(CHECK_PARTNER, line, "limit", SECONDS);
     }
     if (!ParseSeconds(line.Value("wait", "30"), options.wait)) {
-        return WrongOption(PROGRAM, line, "wait", SECONDS);
+        return WrongOption(CHECK_PARTNER, line, "wait", SECONDS);
     }
     if (!ParseSeconds(line.Value("timeout", "0"), options.timeout)) {
-        return WrongOption(PROGRAM, line, "timeout", SECONDS);
+        return WrongOption(CHECK_PARTNER, line, "timeout", SECONDS);
     }
     guint64 runs = 1;
     if (g_ascii_string_to_unsigned(line.Value("repeat", "1").c_str(), 10, 1, MOST_RUNS, &runs,
                                    nullptr) == FALSE) {
-        return WrongOption(PROGRAM, line, "repeat",
+        return WrongOption(CHECK_PARTNER, line, "repeat",
                            "a number from 1 to " + std::to_string(MOST_RUNS));
     }
     options.runs = static_cast<unsigned>(runs);
@@ -182,11 +182,11 @@ std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
     if (problem.empty() && line.Has("baseline")) {
         problem = options.baseline.Read(line.Value("baseline", ""));
     }
-    return problem.empty() ? std::nullopt : std::optional<int>(WrongUsage(PROGRAM, problem));
+    return problem.empty() ? std::nullopt : std::optional<int>(WrongUsage(CHECK_PARTNER, problem));
 }
 
 int ShowRows() {
-    Output output(PROGRAM);
+    Output output(CHECK_PARTNER);
     std::size_t width = 0;
     for (const RowText& row : Duties::AllRows()) {
         width = std::max(width, row.key.size());
@@ -286,7 +286,7 @@ private:
 
 Usage CheckPartnerVerb::Describe() {
     return {
-        PROGRAM,
+        CHECK_PARTNER,
         "",
         "Performs the host's side of the protocol, first step by step, then with the library.\n"
         "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
@@ -322,11 +322,12 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
     if (line.Has("list")) {
         return ShowRows();
     }
-    Output output(PROGRAM);
+    Output output(CHECK_PARTNER);
     const std::unique_ptr<CheckReport> report =
         line.Has("json") ? MakeJsonReport(output) : MakeTextReport(output);
     if (report == nullptr) {
-        return WrongUsage(PROGRAM, "this applistctl is built without nlohmann-json, for --json");
+        return WrongUsage(CHECK_PARTNER,
+                          "this applistctl is built without nlohmann-json, for --json");
     }
     Session session(options, *report, output);
     const int status = session.RunAll();

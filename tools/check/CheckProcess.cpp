@@ -1,7 +1,6 @@
 #include <check/CheckProcess.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <set>
@@ -15,15 +14,11 @@
 
 #include <fcntl.h>
 
+#include <check/Seconds.h>
+
 namespace applistctl {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // Splits the bytes of the child into lines, and the lines into messages.
 class Messages {

@@ -1,23 +1,17 @@
 #include <check/CheckRun.h>
 
-#include <chrono>
 #include <cmath>
 #include <utility>
 
 #include <applist/MessageIds.h>
+#include <check/Seconds.h>
 #include <shared/Waiting.h>
 
 namespace applistctl {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr double SHORT_S = 0.3; ///< for a partner that has broken the duty before
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // A partner without _SERVICE_SYN has no other sign of its start than its answer.
 void FindSilentPartner(CheckRun& run, BareHost& host) {

@@ -24,7 +24,7 @@ namespace applistctl {
 
 namespace {
 
-constexpr const char* PROGRAM = "applistctl check";
+constexpr const char* CHECK = "applistctl check";
 constexpr double BUS_S = 5;
 
 std::string UserName() {
@@ -286,7 +286,7 @@ std::vector<std::string> PolicyFolders(const CommandLine& line) {
 
 Usage CheckVerb::Describe() {
     return {
-        PROGRAM,
+        CHECK,
         "",
         "Performs the steps of a host: reaches the bus, announces, calls, sends a signal, and\n"
         "waits for a partner. Shows other hosts on the bus, and a partner that is bound to one of\n"
@@ -304,12 +304,12 @@ Usage CheckVerb::Describe() {
 int CheckVerb::Run(const CommandLine& line) {
     double limit = 3;
     if (!line.arguments.empty()) {
-        return WrongUsage(PROGRAM, "unknown check \"" + line.arguments.front() + "\"");
+        return WrongUsage(CHECK, "unknown check \"" + line.arguments.front() + "\"");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongOption(PROGRAM, line, "limit", "seconds up to 3600");
+        return WrongOption(CHECK, line, "limit", "seconds up to 3600");
     }
-    Output output(PROGRAM);
+    Output output(CHECK);
     return DeviceCheck(output, limit, PolicyFolders(line)).Run();
 }
 

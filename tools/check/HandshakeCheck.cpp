@@ -1,25 +1,19 @@
 #include <check/CheckRun.h>
 
-#include <chrono>
 #include <memory>
 #include <utility>
 
 #include <applist/MessageIds.h>
+#include <check/Seconds.h>
 #include <shared/Waiting.h>
 
 namespace applistctl {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr double SILENCE_S = 0.4; ///< the time without an answer that passes a duty
 constexpr int STARTS_TOGETHER = 5;
 const ListedItem SELECTED = {"Selected", "check.selected"};
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 bool CheckListRequested(CheckRun& run, BareHost& host, std::size_t count, const char* when) {
     if (!host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, count, run.limit)) {

@@ -14,7 +14,7 @@ namespace applistctl {
 
 namespace {
 
-constexpr const char* PROGRAM = "applistctl monitor";
+constexpr const char* MONITOR = "applistctl monitor";
 constexpr guint64 LARGEST = 4000000; ///< in milliseconds, it fits 32 bits
 constexpr const char* NUMBERS = "a number from 1 to 4000000";
 
@@ -28,7 +28,7 @@ bool ReadNumber(const CommandLine& line, const std::string& option, guint64& num
 
 Usage MonitorVerb::Describe() {
     return {
-        PROGRAM,
+        MONITOR,
         "",
         "Shows the messages of host and partner: each step of the handshake, each request with\n"
         "its items, reply and latency, each notification, and each fault. Names half-open pairs\n"
@@ -53,18 +53,18 @@ int MonitorVerb::Run(const CommandLine& line) {
     guint64 seconds = 0;
     guint64 count = 0;
     if (!line.arguments.empty()) {
-        return WrongUsage(PROGRAM, "it takes no arguments");
+        return WrongUsage(MONITOR, "it takes no arguments");
     }
     if (!ReadNumber(line, "seconds", seconds)) {
-        return WrongOption(PROGRAM, line, "seconds", NUMBERS);
+        return WrongOption(MONITOR, line, "seconds", NUMBERS);
     }
     if (!ReadNumber(line, "count", count)) {
-        return WrongOption(PROGRAM, line, "count", NUMBERS);
+        return WrongOption(MONITOR, line, "count", NUMBERS);
     }
     if (line.Has("read") && (line.Has("seconds") || !line.bus.empty())) {
-        return WrongUsage(PROGRAM, "--read takes neither --bus nor --seconds");
+        return WrongUsage(MONITOR, "--read takes neither --bus nor --seconds");
     }
-    Output output(PROGRAM);
+    Output output(MONITOR);
     std::unique_ptr<Reporter> reporter;
     if (line.Has("json")) {
         reporter = std::make_unique<JsonReporter>(output);

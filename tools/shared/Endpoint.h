@@ -6,6 +6,9 @@ namespace applistctl {
 
 constexpr const char* ENDPOINT_ID = "Applist";
 
+/** The steps of the handshake, as ends of their names. */
+constexpr const char* HANDSHAKE_STEPS[] = {"_SYN", "_SYN_ACK", "_ACK"};
+
 } // namespace applistctl
 
 #endif

@@ -1,0 +1,18 @@
+// The text form of a GVariant, with its types.
+#ifndef APPLIST_TESTS_PRINTEDVARIANT_H
+#define APPLIST_TESTS_PRINTEDVARIANT_H
+
+#include <string>
+
+#include <glib.h>
+
+inline namespace applist_test {
+
+inline std::string Printed(GVariant* value) {
+    g_autofree char* text = g_variant_print(value, TRUE);
+    return text;
+}
+
+} // namespace applist_test
+
+#endif
