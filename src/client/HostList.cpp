@@ -25,6 +25,7 @@ std::string Present(const AppListClient::Item& item) {
 
 // @return the first rejection of items that follow those with the unique ids `ids`
 std::string InvalidOrPresent(const SharedItems& items, std::unordered_set<std::string_view> ids) {
+    ids.reserve(ids.size() + items.size());
     for (const SharedItem& item : items) {
         std::string rejection = Invalid(*item);
         if (rejection.empty() && !ids.insert(item->uniqueId).second) {
@@ -56,6 +57,7 @@ std::string HostList::Set(SharedItems items) {
 std::string HostList::Add(const SharedItems& items) {
     std::unordered_set<std::string_view> ids;
     if (items.size() > 1) {
+        ids.reserve(m_items.size() + items.size());
         for (const SharedItem& item : m_items) {
             ids.insert(item->uniqueId);
         }

@@ -169,8 +169,7 @@ std::size_t Replacements::Holder(std::size_t position) const {
 }
 
 void Replacements::Replace(std::size_t position) {
-    m_steps.push_back(
-        {ListStep::Kind::MODIFY, m_present[position]->uniqueId, {m_wanted[position]}});
+    m_steps.push_back({ListStep::Kind::MODIFY, position, {m_wanted[position]}});
     m_done[position] = true;
 }
 
@@ -204,7 +203,7 @@ void Replacements::ReplaceCycle(const std::vector<std::size_t>& cycle) {
 void AddAppend(std::vector<ListStep>& steps, const SharedItems& wanted, std::size_t from) {
     if (from < wanted.size()) {
         steps.push_back({ListStep::Kind::APPEND,
-                         "",
+                         from,
                          {wanted.begin() + static_cast<std::ptrdiff_t>(from), wanted.end()}});
     }
 }
@@ -212,7 +211,7 @@ void AddAppend(std::vector<ListStep>& steps, const SharedItems& wanted, std::siz
 std::vector<ListStep> Refill(const SharedItems& present, const SharedItems& wanted) {
     std::vector<ListStep> steps;
     if (!present.empty()) {
-        steps.push_back({ListStep::Kind::REMOVE_ALL, "", {}});
+        steps.push_back({ListStep::Kind::REMOVE_ALL, 0, {}});
     }
     AddAppend(steps, wanted, 0);
     return steps;
@@ -234,7 +233,7 @@ std::vector<ListStep> ListDifference(const SharedItems& present, const SharedIte
     auto removal = removals.begin();
     for (std::size_t i = 0; i < present.size(); ++i) {
         if (removal != removals.end() && *removal == i) {
-            steps.push_back({ListStep::Kind::REMOVE, present[i]->uniqueId, {}});
+            steps.push_back({ListStep::Kind::REMOVE, kept.size(), {}});
             ++removal;
         } else {
             kept.push_back(present[i]);

@@ -2,6 +2,7 @@
 #ifndef APPLIST_CLIENT_LISTDIFFERENCE_H
 #define APPLIST_CLIENT_LISTDIFFERENCE_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@ struct ListStep {
     enum class Kind { REMOVE_ALL, REMOVE, MODIFY, APPEND };
 
     Kind kind;
-    std::string uniqueId; ///< of the item to remove or to replace
+    std::size_t position; ///< of the item to remove or to replace, after the steps before
     SharedItems items;    ///< the replacement, or the appended items
 };
 

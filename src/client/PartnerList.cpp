@@ -89,10 +89,10 @@ void PartnerList::MakeOne(const ListChange& change) {
         Append(change.items);
         return;
     case ListChange::Kind::REMOVE:
-        Remove(change.uniqueId);
+        Remove(IndexOf(change.uniqueId));
         return;
     case ListChange::Kind::MODIFY:
-        Modify(change.uniqueId, change.items.front());
+        Modify(IndexOf(change.uniqueId), change.items.front());
         return;
     case ListChange::Kind::REMOVE_ALL:
         RemoveAll();
@@ -153,10 +153,10 @@ void PartnerList::MakeStep(const ListStep& step) {
         RemoveAll();
         return;
     case ListStep::Kind::REMOVE:
-        Remove(step.uniqueId);
+        Remove(step.position);
         return;
     case ListStep::Kind::MODIFY:
-        Modify(step.uniqueId, step.items.front());
+        Modify(step.position, step.items.front());
         return;
     case ListStep::Kind::APPEND:
         Append(step.items);
@@ -188,7 +188,7 @@ void PartnerList::AppendTogether(const SharedItems& items) {
     std::vector<AppListItem*> pointers;
     for (const SharedItem& item : items) {
         m_items.push_back(item);
-        m_modelItems.push_back(std::make_unique<ModelItem>(item));
+        m_modelItems.push_back(std::make_unique<ModelItem>(item, m_search));
         pointers.push_back(m_modelItems.back().get());
     }
     m_model == nullptr ? RequestWithoutModel() : m_model->AddItems(pointers);
@@ -199,20 +199,21 @@ void PartnerList::AppendOne(const SharedItem& item) {
         return;
     }
     m_items.push_back(item);
-    m_modelItems.push_back(std::make_unique<ModelItem>(item));
+    m_modelItems.push_back(std::make_unique<ModelItem>(item, m_search));
     m_model == nullptr ? RequestWithoutModel() : m_model->AddItemAtEnd(m_modelItems.back().get());
 }
 
-void PartnerList::Remove(const std::string& uniqueId) {
-    const std::size_t index = IndexOf(uniqueId);
+void PartnerList::Remove(std::size_t index) {
     if (index == m_items.size() || m_isAbandoned) {
         return;
     }
     if (m_model != nullptr) {
+        m_search = {m_modelItems[index].get(), nullptr};
         m_model->RemoveItem(m_modelItems[index].get());
+        m_search = {};
     } else {
         RequestWithoutModel();
-        if (m_selectionWithoutModel == uniqueId) {
+        if (m_selectionWithoutModel == m_items[index]->uniqueId) {
             m_selectionWithoutModel.clear();
         }
     }
@@ -221,17 +222,18 @@ void PartnerList::Remove(const std::string& uniqueId) {
     m_modelItems.erase(m_modelItems.begin() + offset);
 }
 
-void PartnerList::Modify(const std::string& uniqueId, const SharedItem& item) {
-    const std::size_t index = IndexOf(uniqueId);
+void PartnerList::Modify(std::size_t index, const SharedItem& item) {
     if (index == m_items.size() || m_isAbandoned) {
         return;
     }
-    auto modelItem = std::make_unique<ModelItem>(item);
+    auto modelItem = std::make_unique<ModelItem>(item, m_search);
     if (m_model != nullptr) {
+        m_search = {m_modelItems[index].get(), modelItem.get()};
         m_model->ModifyItem(m_modelItems[index].get(), modelItem.get());
+        m_search = {};
     } else {
         RequestWithoutModel();
-        if (m_selectionWithoutModel == uniqueId) {
+        if (m_selectionWithoutModel == m_items[index]->uniqueId) {
             m_selectionWithoutModel = item->uniqueId;
         }
     }
@@ -270,7 +272,7 @@ void PartnerList::Click(const SharedItem& item) {
         RequestWithoutModel();
         return;
     }
-    ModelItem modelItem(item);
+    ModelItem modelItem(item, m_search);
     m_model->SetClicked(&modelItem);
 }
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -95,8 +96,8 @@ private:
     void Append(const SharedItems& items);
     void AppendTogether(const SharedItems& items);
     void AppendOne(const SharedItem& item);
-    void Remove(const std::string& uniqueId);
-    void Modify(const std::string& uniqueId, const SharedItem& item);
+    void Remove(std::size_t index);
+    void Modify(std::size_t index, const SharedItem& item);
     void RemoveAll();
     void Select(const std::string& uniqueId);
     void Click(const SharedItem& item);
@@ -115,6 +116,7 @@ private:
     std::mutex m_exclusive;
     std::unique_ptr<RemoteAppListModel> m_model; // null without a bus
     SharedItems m_items;
+    ModelSearch m_search;
     std::vector<std::unique_ptr<ModelItem>> m_modelItems; // of m_items, in the same order
     std::string m_selectionWithoutModel;
     RequestResult m_result;
