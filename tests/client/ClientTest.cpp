@@ -1,5 +1,7 @@
-// The client on a bus of its own, with a partner process: events, outcomes, failures, destruction.
+// The client on a bus of its own, with a partner process: events, outcomes and failures.
 #include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -13,6 +15,7 @@
 #include <dirent.h>
 #include <gmock/gmock.h>
 
+#include "BusDaemon.h"
 #include "CapturedLog.h"
 #include "ClientHost.h"
 #include "Hex.h"
@@ -30,7 +33,6 @@ using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 using Clock = steady_clock;
@@ -244,6 +246,23 @@ TEST_F(Client, MergesChangesWhileThePartnerIsStopped) {
     EXPECT_LT(m_partner->Requests().size(), 2000U);
 }
 
+// GDBus ends a request without a reply after 25 s.
+TEST_F(Client, ReportsTheFailureOfARequestThatASilentPartnerDoesNotAnswer) {
+    StartPartner();
+    m_partner->Stop();
+    const auto start = Clock::now();
+    m_client.AddItems(LetterItems("ab"), m_host.Record());
+    m_client.SetSelection("b");
+    ASSERT_TRUE(WaitForOutcomes(1));
+    EXPECT_GT(SecondsSince(start), 24.0);
+    EXPECT_LT(SecondsSince(start), 40.0);
+    EXPECT_THAT(m_host.outcomes, ElementsAre(AppListClient::FAILED));
+    EXPECT_THAT(m_host.reasons, ElementsAre("Timeout was reached"));
+    EXPECT_TRUE(m_client.IsConnected()) << "the partner has not left the bus";
+    m_partner->Continue();
+    EXPECT_TRUE(WaitUntilEqual());
+}
+
 TEST_F(Client, RejectsAClickThatTheQueueCannotHold) {
     StartPartner();
     m_client.AddItemAtEnd({"a", "a"});
@@ -315,6 +334,116 @@ TEST_F(Client, WaitsForTheBusAndReturnsToItWithListAndSelection) {
     EXPECT_EQ(m_client.GetSelection()->uniqueId, "b");
 }
 
+// The daemon exists, and does not reply.
+TEST_F(Client, ReturnsFromEveryFunctionWhileTheBusIsStopped) {
+    StartPartner();
+    m_client.AddItems(LetterItems("ab"), m_host.Record());
+    ASSERT_TRUE(WaitForOutcomes(1));
+    const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
+    kill(daemon, SIGSTOP);
+    const auto start = Clock::now();
+    for (int i = 0; i < 3000; ++i) {
+        m_client.ModifyItem("a", {"a", std::to_string(i)});
+        m_client.SetClicked("b");
+    }
+    EXPECT_LT(SecondsSince(start), 5.0);
+    kill(daemon, SIGCONT);
+    EXPECT_TRUE(WaitUntilEqual());
+}
+
+// The shared connection, made on a thread that iterates no main context: its signal "closed" is
+// not emitted before the end of this object.
+class ConnectionOfAnotherThread {
+public:
+    ConnectionOfAnotherThread() : m_context(g_main_context_new()) {
+        std::thread([this] {
+            g_main_context_push_thread_default(m_context);
+            m_connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+            g_main_context_pop_thread_default(m_context);
+        }).join();
+    }
+    ~ConnectionOfAnotherThread() {
+        g_object_unref(m_connection);
+        while (g_main_context_iteration(m_context, FALSE) != FALSE) {
+        }
+        g_main_context_unref(m_context);
+    }
+
+    ConnectionOfAnotherThread(const ConnectionOfAnotherThread&) = delete;
+    ConnectionOfAnotherThread& operator=(const ConnectionOfAnotherThread&) = delete;
+
+private:
+    GMainContext* m_context;
+    GDBusConnection* m_connection = nullptr;
+};
+
+constexpr const char* CLOSED_CONNECTION =
+    "Client waits, the process still holds the closed connection";
+
+TEST(ClientWithoutABus, DetectsTheLossOfAConnectionWithoutSignalsAtARequest) {
+    PrivateBus bus;
+    const ConnectionOfAnotherThread connection;
+    ClientHost host;
+    PartnerProcess partner;
+    ASSERT_TRUE(host.WaitForEvent("connected"));
+    bus.Kill();
+    host.Client().AddItems(LetterItems("ab"));
+    EXPECT_TRUE(host.WaitForEvent("lost"));
+    EXPECT_TRUE(CapturedLog::WaitFor(CapturedLog::ERROR, CLOSED_CONNECTION));
+    host.DestroyClient();
+}
+
+// Without a partner, no request reaches the bus.
+TEST(ClientWithoutABus, DetectsTheLossOfAConnectionWithoutSignalsAtAChange) {
+    PrivateBus bus;
+    const ConnectionOfAnotherThread connection;
+    ClientHost host;
+    PartnerProcess partner;
+    ASSERT_TRUE(host.WaitForEvent("connected"));
+    partner.Kill();
+    ASSERT_TRUE(host.WaitForEvent("lost"));
+    bus.Kill();
+    host.Client().AddItems(LetterItems("ab"));
+    EXPECT_TRUE(CapturedLog::WaitFor(CapturedLog::ERROR, CLOSED_CONNECTION));
+    host.DestroyClient();
+}
+
+// The loop of the host emits the signal "closed", and the list's thread waits in its own loop.
+TEST(ClientWithoutABus, ReturnsToABusThatWasLostWithoutAPartner) {
+    PrivateBus bus;
+    auto connection = std::make_unique<SharedBus>();
+    ClientHost host;
+    auto partner = std::make_unique<PartnerProcess>();
+    ASSERT_TRUE(host.WaitForEvent("connected"));
+    partner->Kill();
+    ASSERT_TRUE(host.WaitForEvent("lost"));
+    bus.Restart();
+    EXPECT_TRUE(MainLoop::IterateUntil(
+        [&] { return g_dbus_connection_is_closed(connection->Connection()) != FALSE; }));
+    connection.reset();
+    MainLoop::IterateUntilIdle();
+    host.events.clear();
+    partner = std::make_unique<PartnerProcess>();
+    EXPECT_TRUE(host.WaitForEvent("connected"));
+}
+
+TEST(ClientWithoutABus, StartsAndEndsInBoundedTimeWhileTheBusIsStopped) {
+    const PrivateBus bus;
+    const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
+    ASSERT_TRUE(SharedBus::WaitUntilReleased());
+    kill(daemon, SIGSTOP);
+    const auto start = Clock::now();
+    {
+        ClientHost host;
+        EXPECT_LT(SecondsSince(start), 1.0) << "the constructor does not wait for the bus";
+        host.Client().AddItems(LetterItems("ab"));
+        EXPECT_EQ(host.Client().GetItemsCount(), 2U);
+    }
+    EXPECT_LT(SecondsSince(start), 1.5) << "the attempt to connect ends with the client";
+    kill(daemon, SIGCONT);
+    EXPECT_TRUE(SharedBus::WaitUntilReleased());
+}
+
 // The closed connection raises SIGTERM on the thread that made it, which is the host's here.
 TEST(ClientWithoutABus, KeepsAProcessAliveWhoseHostMadeTheConnection) {
     PrivateBus bus;
@@ -336,77 +465,17 @@ TEST(ClientWithoutABus, StartsAndConnectsOnceTheBusIsThere) {
     host.Client().AddItems(LetterItems("ab"), host.Record());
     ASSERT_TRUE(host.WaitUntil([&] { return host.outcomes.size() == 1; }));
     EXPECT_THAT(host.outcomes, ElementsAre(AppListClient::NO_PARTNER));
+    host.DispatchFor(milliseconds(1200)); // more than one attempt
+    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Client cannot reach the bus"), 1U);
     bus.Restart();
     PartnerProcess partner({"--created"});
     EXPECT_TRUE(host.WaitForEvent("connected"));
     EXPECT_TRUE(host.WaitUntil([&] { return partner.List() == host.Records(); }));
-    EXPECT_LE(CapturedLog::CountStarting(CapturedLog::ERROR, "Client cannot reach the bus"), 1U);
-}
-
-TEST(ClientLife, MayEndAtAnyMoment) {
-    const PrivateBus bus;
-    const PartnerProcess partner({"--created"});
-    for (int i = 0; i < 30; ++i) {
-        ClientHost host;
-        host.Client().AddItems(LetterItems("ab"));
-        host.DispatchFor(milliseconds(i));
-    }
-    EXPECT_TRUE(SharedBus::WaitUntilReleased());
-}
-
-TEST(ClientLife, EndsWithoutLaterEvents) {
-    const PrivateBus bus;
-    std::vector<AppListClient::Task> tasks;
-    std::mutex mutex;
-    int events = 0;
-    {
-        AppListClient::Events handlers;
-        handlers.connected = [&] { ++events; };
-        AppListClient client(
-            [&](AppListClient::Task task) {
-                const std::lock_guard<std::mutex> lock(mutex);
-                tasks.push_back(std::move(task));
-            },
-            handlers);
-        const PartnerProcess partner;
-        while (!client.IsConnected()) {
-            std::this_thread::yield();
-        }
-        client.AddItemAtEnd({"a", "a"}, [&](auto...) { ++events; });
-        client.RemoveItem("z", [&](auto...) { ++events; });
-    }
-    ASSERT_THAT(tasks, Not(IsEmpty()));
-    for (const AppListClient::Task& task : tasks) {
-        task();
-    }
-    EXPECT_EQ(events, 0);
-}
-
-// A host with an older header has a structure without the last members.
-TEST(ClientLife, IgnoresEventsBehindTheSizeOfTheStructure) {
-    const PrivateBus bus;
-    DescriptorExecutor executor;
-    int changes = 0;
-    int clicks = 0;
-    AppListClient::Events events;
-    events.changed = [&] { ++changes; };
-    events.clicked = [&](const auto&) { ++clicks; };
-    events.structSize = sizeof(events) - sizeof(events.clicked);
-    const AppListClient client(executor.GetExecutor(), events);
-    PartnerProcess partner;
-    ASSERT_TRUE(MainLoop::WaitWithoutIterating([&] { return client.IsConnected(); }));
-    for (const int id : {Records::CLICKED_EVENT, Records::CHANGE_EVENT}) {
-        partner.Ask("notify " + Hex::Of(Records::Frame("", id)));
-    }
-    EXPECT_TRUE(MainLoop::WaitWithoutIterating([&] {
-        executor.Dispatch();
-        return changes == 1;
-    }));
-    EXPECT_EQ(clicks, 0);
 }
 
 // The signals of a process belong to the threads of its host.
-TEST_F(Client, BlocksAllSignalsInItsThreads) {
+// Those of faults stay, for the crash handler of a host.
+TEST_F(Client, BlocksTheSignalsOfTheProcessInItsThreads) {
     StartPartner();
     int threads = 0;
     DIR* const folder = opendir("/proc/self/task");
@@ -421,7 +490,9 @@ TEST_F(Client, BlocksAllSignalsInItsThreads) {
         std::ifstream status(path + "/status");
         for (std::string line; std::getline(status, line);) {
             if (line.rfind("SigBlk:", 0) == 0) {
-                EXPECT_NE(std::stoull(line.substr(7), nullptr, 16) & (1U << (SIGTERM - 1)), 0U);
+                const std::uint64_t blocked = std::stoull(line.substr(7), nullptr, 16);
+                EXPECT_NE(blocked & (1U << (SIGTERM - 1)), 0U);
+                EXPECT_EQ(blocked & (1U << (SIGSEGV - 1)), 0U);
             }
         }
     }

@@ -29,20 +29,24 @@ std::size_t Find(const SharedItems& items, const std::string& uniqueId) {
     return i;
 }
 
-// As a partner does: each request concerns the first item with its unique id.
+// A request concerns the first item with its unique id, which must be the one at the position.
+void ExpectFirst(const SharedItems& items, std::size_t position) {
+    ASSERT_LT(position, items.size());
+    EXPECT_EQ(Find(items, items[position]->uniqueId), position);
+}
+
 void Apply(const ListStep& step, SharedItems& items) {
-    const std::size_t i = Find(items, step.uniqueId);
     switch (step.kind) {
     case ListStep::Kind::REMOVE_ALL:
         items.clear();
         return;
     case ListStep::Kind::REMOVE:
-        ASSERT_LT(i, items.size()) << step.uniqueId;
-        items.erase(items.begin() + static_cast<std::ptrdiff_t>(i));
+        ExpectFirst(items, step.position);
+        items.erase(items.begin() + static_cast<std::ptrdiff_t>(step.position));
         return;
     case ListStep::Kind::MODIFY:
-        ASSERT_LT(i, items.size()) << step.uniqueId;
-        items[i] = step.items.front();
+        ExpectFirst(items, step.position);
+        items[step.position] = step.items.front();
         return;
     case ListStep::Kind::APPEND:
         for (const SharedItem& item : step.items) {
@@ -158,12 +162,14 @@ TEST(ListDifference, RemovesTheItemThatMustGoEvenIfItIsWanted) {
         }
         const std::string removed = present[random() % present.size()]->uniqueId;
         const std::string kinds = Kinds(Check(present, Shared(RandomItems(random)), removed));
-        const std::vector<ListStep> steps =
-            ListDifference(present, Shared(RandomItems(random)), removed);
-        const bool isRemoved = std::any_of(steps.begin(), steps.end(), [&](const ListStep& step) {
-            return step.kind == ListStep::Kind::REMOVE_ALL ||
-                   (step.kind == ListStep::Kind::REMOVE && step.uniqueId == removed);
-        });
+        SharedItems items = present;
+        bool isRemoved = false;
+        for (const ListStep& step : ListDifference(present, Shared(RandomItems(random)), removed)) {
+            isRemoved =
+                isRemoved || step.kind == ListStep::Kind::REMOVE_ALL ||
+                (step.kind == ListStep::Kind::REMOVE && items[step.position]->uniqueId == removed);
+            Apply(step, items);
+        }
         ASSERT_TRUE(isRemoved) << Text(present) << "without " << removed << ": " << kinds;
     }
 }

@@ -1,5 +1,6 @@
 // Random edits of a host and its partner; the partner is stopped, killed and replaced. At each
-// quiet point the list and the selection of both sides are equal.
+// quiet point the lists of the client, the partner and a plain vector are equal, and both
+// selections.
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "ClientHost.h"
+#include "ExpectedItems.h"
 #include "Hex.h"
 #include "Options.h"
 #include "PartnerProcess.h"
@@ -25,7 +27,8 @@ namespace {
 constexpr const char* SUMMARY =
     "Makes random edits by a client and random selections by its partner, a process that\n"
     "is stopped and continued, killed and replaced. Every 20 steps both sides become\n"
-    "quiet, and their lists and selections are compared.\n"
+    "quiet, and their lists and selections are compared. The list of a plain vector with\n"
+    "the same edits is compared as well. A new partner has the list of the library's model.\n"
     "\n"
     "Exit status: 0 all equal, 1 a difference, 2 bad arguments.";
 
@@ -44,6 +47,13 @@ private:
     std::vector<AppListClient::Item> AnyItems();
 
     void Edit();
+    void SetItems(const std::vector<AppListClient::Item>& items);
+    void AddItems(const std::vector<AppListClient::Item>& items);
+    void AddItemAtEnd(const AppListClient::Item& item);
+    void RemoveItem(const std::string& uniqueId);
+    void ModifyItem(const std::string& uniqueId, const AppListClient::Item& item);
+    void RemoveAllItems();
+    void OverflowQueue();
     void PartnerSelects();
     void DisturbPartner();
     void StartPartner();
@@ -51,6 +61,7 @@ private:
 
     std::mt19937_64 m_random;
     ClientHost m_host;
+    ExpectedItems m_expected;
     std::unique_ptr<PartnerProcess> m_partner;
     bool m_isStopped = false;
     std::map<std::string, unsigned long> m_done;
@@ -68,51 +79,84 @@ void RandomClient::Step() {
 }
 
 void RandomClient::Edit() {
-    AppListClient& client = m_host.Client();
     switch (Pick(9)) {
     case 0:
-        ++m_done["set items"];
-        client.SetItems(AnyItems());
+        SetItems(AnyItems());
         return;
     case 1:
-        ++m_done["add items"];
-        client.AddItems(AnyItems());
+        AddItems(AnyItems());
         return;
     case 2:
-        ++m_done["remove item"];
-        client.RemoveItem(AnyId());
+        RemoveItem(AnyId());
         return;
     case 3:
         ++m_done["modify item"];
-        client.ModifyItem(AnyId(), AnyItem());
+        ModifyItem(AnyId(), AnyItem());
         return;
     case 4:
         ++m_done["set selection"];
-        client.SetSelection(AnyId());
+        m_host.Client().SetSelection(AnyId());
         return;
     case 5:
         ++m_done["set clicked"];
-        client.SetClicked(AnyId());
+        m_host.Client().SetClicked(AnyId());
         return;
     case 6:
         if (Pick(10) == 0) {
-            ++m_done["remove all items"];
-            client.RemoveAllItems();
+            RemoveAllItems();
         }
         return;
     case 7:
         if (Pick(20) == 0) {
-            ++m_done["more changes than the queue holds"];
-            for (std::size_t i = 0; i < AppListClient::QUEUE_LENGTH + 50; ++i) {
-                client.ModifyItem(AnyId(), AnyItem());
-                client.SetSelection(AnyId());
-            }
+            OverflowQueue();
         }
         return;
     default:
         ++m_done["add item at end"];
-        client.AddItemAtEnd(AnyItem());
+        AddItemAtEnd(AnyItem());
         return;
+    }
+}
+
+void RandomClient::SetItems(const std::vector<AppListClient::Item>& items) {
+    ++m_done["set items"];
+    m_host.Client().SetItems(items);
+    m_expected.Set(items);
+}
+
+void RandomClient::AddItems(const std::vector<AppListClient::Item>& items) {
+    ++m_done["add items"];
+    m_host.Client().AddItems(items);
+    m_expected.Add(items);
+}
+
+void RandomClient::AddItemAtEnd(const AppListClient::Item& item) {
+    m_host.Client().AddItemAtEnd(item);
+    m_expected.Add({item});
+}
+
+void RandomClient::RemoveItem(const std::string& uniqueId) {
+    ++m_done["remove item"];
+    m_host.Client().RemoveItem(uniqueId);
+    m_expected.Remove(uniqueId);
+}
+
+void RandomClient::ModifyItem(const std::string& uniqueId, const AppListClient::Item& item) {
+    m_host.Client().ModifyItem(uniqueId, item);
+    m_expected.Modify(uniqueId, item);
+}
+
+void RandomClient::RemoveAllItems() {
+    ++m_done["remove all items"];
+    m_host.Client().RemoveAllItems();
+    m_expected.Clear();
+}
+
+void RandomClient::OverflowQueue() {
+    ++m_done["more changes than the queue holds"];
+    for (std::size_t i = 0; i < AppListClient::QUEUE_LENGTH + 50; ++i) {
+        ModifyItem(AnyId(), AnyItem());
+        m_host.Client().SetSelection(AnyId());
     }
 }
 
@@ -173,6 +217,10 @@ void RandomClient::Compare() {
         partner = m_partner->List();
         return partner == m_host.Records();
     });
+    if (m_host.Records().first != m_expected.Stream()) {
+        throw std::runtime_error("host " + Hex::Of(m_host.Records().first) + ", expected " +
+                                 Hex::Of(m_expected.Stream()));
+    }
     if (!equal) {
         const auto [list, selection] = m_host.Records();
         throw std::runtime_error("host " + Hex::Of(list) + " selection " + Hex::Of(selection) +
