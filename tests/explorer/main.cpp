@@ -25,6 +25,7 @@ constexpr int DEEPEST = 8;
 struct Options {
     gint64 depth = 4;
     gint64 partners = 1;
+    gint64 every = 1;
     gint64 seconds = 600;
     gboolean throughBus = FALSE;
     gboolean effective = FALSE;
@@ -43,11 +44,12 @@ Options ReadOptions(int argc, char** argv) {
                              "Emit signals on the bus instead of calling the callbacks"),
                   FlagOption("effective", options.effective,
                              "Omit requested names and own releases, which never change the state"),
+                  NumberOption("every", options.every, "Run each Nth schedule (1)"),
                   NumberOption("seconds", options.seconds, "Fail after this time (600)"),
                   TextOption("schedule", options.schedule,
                              "Run this schedule, as printed for a difference")});
     if (options.depth < 1 || options.depth > DEEPEST || options.partners < 1 ||
-        options.partners > 2 || options.seconds < 1) {
+        options.partners > 2 || options.every < 1 || options.seconds < 1) {
         std::cerr << "handshake_explorer: wrong arguments, see --help\n";
         std::exit(WRONG_USAGE);
     }
@@ -124,7 +126,9 @@ int Explore(const Options& options) {
                       << ScheduleText(schedules.Current())
                       << (options.throughBus != FALSE ? " --through-bus" : "") << "\n";
         }
-        more = schedules.Next();
+        for (gint64 step = 0; more && step < options.every; ++step) {
+            more = schedules.Next();
+        }
     }
     PrintFigures(options, explorer.Totals(), passed(), differences);
     if (more) {
