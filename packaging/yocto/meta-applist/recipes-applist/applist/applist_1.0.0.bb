@@ -1,18 +1,24 @@
 SUMMARY = "Application list kept in step with a partner process over D-Bus"
 SECTION = "libs"
-# The source tree states no licence, which a recipe writes as follows.
-LICENSE = "CLOSED"
+LICENSE = "LicenseRef-NotYetLicensed"
+LIC_FILES_CHKSUM = "file://LICENSES/LicenseRef-NotYetLicensed.txt;md5=3ac392b64dbca6754b805116d6dfbb5b"
+# A text outside of the common licences of OpenEmbedded.
+NO_GENERIC_LICENSE[LicenseRef-NotYetLicensed] = "LICENSES/LicenseRef-NotYetLicensed.txt"
 
-SRC_URI = "file://applist-${PV}.tar.xz"
+SRC_URI = "\
+    file://applist-${PV}.tar.xz \
+    file://run-ptest \
+"
 
 DEPENDS = "glib-2.0"
 
-inherit cmake pkgconfig
+inherit cmake pkgconfig ptest useradd
 
-# The users of the two roles on the bus. A group replaces the user of the host.
-APPLIST_BUS_HOST_USER ?= "root"
+# The users of the two roles on the bus, which the policy's package creates. A group replaces the
+# user of the host.
+APPLIST_BUS_HOST_USER ?= "launcher"
 APPLIST_BUS_HOST_GROUP ?= ""
-APPLIST_BUS_PARTNER_USER ?= "root"
+APPLIST_BUS_PARTNER_USER ?= "javamw"
 
 EXTRA_OECMAKE = "\
     -DBUILD_TESTING=OFF \
@@ -35,3 +41,12 @@ FILES:${PN}-policy = "${datadir}/dbus-1/system.d"
 FILES:${PN}-tools = "${bindir}/applistctl ${mandir} ${datadir}/bash-completion"
 RDEPENDS:${PN} += "${PN}-policy"
 RDEPENDS:${PN}-client += "${PN}-policy"
+RDEPENDS:${PN}-ptest += "${@bb.utils.contains('PACKAGECONFIG', 'tools', '${PN}-tools', '', d)} dbus"
+
+# The class ignores users that exist already, such as root.
+USERADD_PACKAGES = "${PN}-policy"
+GROUPADD_PARAM:${PN}-policy = "${@'--system ' + d.getVar('APPLIST_BUS_HOST_GROUP') if d.getVar('APPLIST_BUS_HOST_GROUP') else ''}"
+USERADD_PARAM:${PN}-policy = "\
+    --system --user-group --no-create-home --home-dir /nonexistent --shell ${base_sbindir}/nologin ${APPLIST_BUS_HOST_USER}; \
+    --system --user-group --no-create-home --home-dir /nonexistent --shell ${base_sbindir}/nologin ${APPLIST_BUS_PARTNER_USER} \
+"
