@@ -9,6 +9,10 @@ APPLIST_SOURCE = applist-$(APPLIST_VERSION).tar.xz
 # The archive is in the folder of this file.
 APPLIST_SITE = $(APPLIST_PKGDIR)
 APPLIST_SITE_METHOD = file
+APPLIST_LICENSE = LicenseRef-NotYetLicensed
+APPLIST_LICENSE_FILES = LICENSES/LicenseRef-NotYetLicensed.txt
+# legal-info leaves the archive out.
+APPLIST_REDISTRIBUTE = NO
 APPLIST_INSTALL_STAGING = YES
 APPLIST_DEPENDENCIES = host-pkgconf libglib2
 
