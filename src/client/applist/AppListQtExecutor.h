@@ -9,17 +9,25 @@
 #include "AppListClient.h"
 #include <QMetaObject>
 #include <QObject>
+#include <QThread>
 
 /**
  * @return an executor that runs each task in the event loop of the calling thread. Requires no main
  *         loop of GLib. Tasks that are waiting when the loop ends do not run.
  */
 inline AppListClient::Executor QtExecutor() {
-    // Deleted by its own thread, because the last copy of the executor may end on another one.
-    const std::shared_ptr<QObject> context(new QObject(),
-                                           [](QObject* object) { object->deleteLater(); });
+    // Deleted on its own thread. There, deleteLater() would wait for ever while Qt deletes waiting
+    // tasks at the end of the application, because Qt then holds the mutex of posted events.
+    const std::shared_ptr<QObject> context(new QObject(), [](QObject* object) {
+        if (object->thread() == QThread::currentThread()) {
+            delete object;
+        } else {
+            object->deleteLater();
+        }
+    });
     return [context](AppListClient::Task task) {
-        QMetaObject::invokeMethod(context.get(), std::move(task), Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            context.get(), [context, task = std::move(task)] { task(); }, Qt::QueuedConnection);
     };
 }
 
