@@ -47,22 +47,25 @@ void Partner::OnDisconnected() {
     QCoreApplication::exit(1);
 }
 
+// Replies at once, and then changes the list: QtDBus would send the returned array after that.
 QByteArray Partner::Send(const QByteArray& data) {
     if (!m_handshake.IsHost(message().service())) {
-        return QByteArray("");
+        return {};
     }
     m_handshake.OnRequest();
     const int end = data.size() - 4;
     const int id = end >= 0 ? qFromLittleEndian<qint32>(data.constData() + end) : 0;
-    QList<QByteArray> lines = data.left(end).split('\n');
+    const bool isAnswered = id == QUERY && !m_selection.isEmpty();
+    setDelayedReply(true);
+    m_bus.send(message().createReply(
+        isAnswered ? m_selection[0].name + "\n" + m_selection[0].id + "\n" : QByteArray()));
+    const QList<QByteArray> lines = data.left(end).split('\n');
     QVector<Item> items;
     for (int i = 0; i + 2 < lines.size(); i += 2) { // an incomplete record has no line behind it
         items.append({lines[i], lines[i + 1]});
     }
     OnRequest(id, items);
-    return id == QUERY && !m_selection.isEmpty()
-               ? m_selection[0].name + "\n" + m_selection[0].id + "\n"
-               : QByteArray("");
+    return {};
 }
 
 void Partner::OnRequest(int id, const QVector<Item>& items) {
