@@ -124,7 +124,8 @@ protected:
 
     // Requests and notifications arrive, and the lists are equal.
     static void ExpectOneList(ToolProcess& host, ToolProcess& partner) {
-        ASSERT_TRUE(partner.WaitFor("my list has 5 items now")) << partner.Output();
+        ASSERT_TRUE(partner.WaitFor("my list has 5 items now"))
+            << partner.Output() << host.Output();
         partner.Send("change"); // brings the host the model that its "list" needs
         ASSERT_TRUE(host.WaitFor("OnItemChangeEvent")) << host.Output();
         host.Send("add radio Car Radio");
