@@ -74,45 +74,46 @@ bool AppListClient::IsConnected() const {
 }
 
 void AppListClient::SetItems(std::vector<Item> items, Completion completion) {
-    const SharedItems shared = Share(std::move(items));
-    m_core->Change({ListChange::Kind::SET, "", shared, std::move(completion)},
-                   [&](HostList& list) { return list.Set(shared); });
+    m_core->Change({ListChange::Kind::SET, "", Share(std::move(items)), std::move(completion)},
+                   [](HostList& list, const ListChange& change) { return list.Set(change.items); });
 }
 
 void AppListClient::AddItems(std::vector<Item> items, Completion completion) {
-    const SharedItems shared = Share(std::move(items));
-    m_core->Change({ListChange::Kind::ADD, "", shared, std::move(completion)},
-                   [&](HostList& list) { return list.Add(shared); });
+    m_core->Change({ListChange::Kind::ADD, "", Share(std::move(items)), std::move(completion)},
+                   [](HostList& list, const ListChange& change) { return list.Add(change.items); });
 }
 
 void AppListClient::AddItemAtEnd(Item item, Completion completion) {
-    const SharedItems shared{Share(std::move(item))};
-    m_core->Change({ListChange::Kind::ADD, "", shared, std::move(completion)},
-                   [&](HostList& list) { return list.Add(shared); });
+    m_core->Change({ListChange::Kind::ADD, "", {Share(std::move(item))}, std::move(completion)},
+                   [](HostList& list, const ListChange& change) { return list.Add(change.items); });
 }
 
 void AppListClient::RemoveItem(const std::string& uniqueId, Completion completion) {
-    m_core->Change({ListChange::Kind::REMOVE, uniqueId, {}, std::move(completion)},
-                   [&](HostList& list) { return list.Remove(uniqueId); });
+    m_core->Change(
+        {ListChange::Kind::REMOVE, uniqueId, {}, std::move(completion)},
+        [](HostList& list, const ListChange& change) { return list.Remove(change.uniqueId); });
 }
 
 void AppListClient::ModifyItem(const std::string& uniqueId, Item item, Completion completion) {
-    const SharedItem shared = Share(std::move(item));
-    m_core->Change({ListChange::Kind::MODIFY, uniqueId, {shared}, std::move(completion)},
-                   [&](HostList& list) { return list.Modify(uniqueId, shared); });
+    m_core->Change(
+        {ListChange::Kind::MODIFY, uniqueId, {Share(std::move(item))}, std::move(completion)},
+        [](HostList& list, const ListChange& change) {
+            return list.Modify(change.uniqueId, change.items.front());
+        });
 }
 
 void AppListClient::RemoveAllItems(Completion completion) {
     m_core->Change({ListChange::Kind::REMOVE_ALL, "", {}, std::move(completion)},
-                   [](HostList& list) {
+                   [](HostList& list, const ListChange& /*change*/) {
                        list.Clear();
                        return std::string();
                    });
 }
 
 void AppListClient::SetSelection(const std::string& uniqueId, Completion completion) {
-    m_core->Change({ListChange::Kind::SELECT, uniqueId, {}, std::move(completion)},
-                   [&](HostList& list) { return list.Select(uniqueId); });
+    m_core->Change(
+        {ListChange::Kind::SELECT, uniqueId, {}, std::move(completion)},
+        [](HostList& list, const ListChange& change) { return list.Select(change.uniqueId); });
 }
 
 void AppListClient::SetClicked(const std::string& uniqueId, Completion completion) {

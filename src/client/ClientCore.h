@@ -34,7 +34,7 @@ public:
     template <class Apply>
     void Change(ListChange change, Apply apply) {
         std::unique_lock<std::mutex> lock(m_mutex);
-        std::string rejection = apply(m_list);
+        std::string rejection = apply(m_list, change);
         Enqueue(std::move(change), std::move(rejection), lock);
     }
 

@@ -28,9 +28,10 @@ public:
             return;
         }
         m_tasks.push_back(std::move(task));
-        const std::uint64_t one = 1;
-        // Fails only if the counter is full, and the descriptor is readable then.
-        [[maybe_unused]] const ssize_t written = write(m_descriptor, &one, sizeof(one));
+        if (!std::exchange(m_isReadable, true)) {
+            const std::uint64_t one = 1;
+            [[maybe_unused]] const ssize_t written = write(m_descriptor, &one, sizeof(one));
+        }
     }
 
     /** @return the number of waiting tasks; the descriptor becomes unreadable. */
@@ -38,6 +39,7 @@ public:
         const std::lock_guard<std::mutex> lock(m_mutex);
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t bytes = read(m_descriptor, &count, sizeof(count));
+        m_isReadable = false;
         return m_tasks.size();
     }
 
@@ -64,6 +66,7 @@ public:
 private:
     std::mutex m_mutex;
     int m_descriptor;
+    bool m_isReadable = false;
     std::deque<AppListClient::Task> m_tasks;
 };
 

@@ -1,9 +1,11 @@
 #include <client/HostList.h>
 
 #include <algorithm>
+#include <functional>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -23,12 +25,32 @@ std::string Present(const AppListClient::Item& item) {
     return "the unique id '" + item.uniqueId + "' is in the list";
 }
 
-// @return the first rejection of items that follow those with the unique ids `ids`
-std::string InvalidOrPresent(const SharedItems& items, std::unordered_set<std::string_view> ids) {
-    ids.reserve(ids.size() + items.size());
+// @return whether two unique ids have the same hash. Hashes in a row are several times faster than
+// a set of ids, and the host waits for this.
+bool MayRepeatAnId(const SharedItems& present, const SharedItems& items) {
+    std::vector<std::size_t> hashes;
+    hashes.reserve(present.size() + items.size());
+    for (const SharedItems* const list : {&present, &items}) {
+        for (const SharedItem& item : *list) {
+            hashes.push_back(std::hash<std::string_view>()(item->uniqueId));
+        }
+    }
+    std::sort(hashes.begin(), hashes.end());
+    return std::adjacent_find(hashes.begin(), hashes.end()) != hashes.end();
+}
+
+// @return the first rejection of items that follow those of @p present
+std::string InvalidOrPresent(const SharedItems& present, const SharedItems& items) {
+    const bool mayRepeat = MayRepeatAnId(present, items);
+    std::unordered_set<std::string_view> ids;
+    if (mayRepeat) {
+        for (const SharedItem& item : present) {
+            ids.insert(item->uniqueId);
+        }
+    }
     for (const SharedItem& item : items) {
         std::string rejection = Invalid(*item);
-        if (rejection.empty() && !ids.insert(item->uniqueId).second) {
+        if (rejection.empty() && mayRepeat && !ids.insert(item->uniqueId).second) {
             rejection = Present(*item);
         }
         if (!rejection.empty()) {
@@ -46,7 +68,7 @@ SharedItem HostList::Find(const std::string& uniqueId) const {
 }
 
 std::string HostList::Set(SharedItems items) {
-    std::string rejection = InvalidOrPresent(items, {});
+    std::string rejection = InvalidOrPresent({}, items);
     if (rejection.empty()) {
         m_items = std::move(items);
         m_selection = m_selection == nullptr ? nullptr : Find(m_selection->uniqueId);
@@ -55,16 +77,11 @@ std::string HostList::Set(SharedItems items) {
 }
 
 std::string HostList::Add(const SharedItems& items) {
-    std::unordered_set<std::string_view> ids;
-    if (items.size() > 1) {
-        ids.reserve(m_items.size() + items.size());
-        for (const SharedItem& item : m_items) {
-            ids.insert(item->uniqueId);
-        }
-    } else if (!items.empty() && Find(items.front()->uniqueId) != nullptr) {
+    if (items.size() == 1 && Find(items.front()->uniqueId) != nullptr) {
         return Present(*items.front());
     }
-    std::string rejection = InvalidOrPresent(items, std::move(ids));
+    const SharedItems none;
+    std::string rejection = InvalidOrPresent(items.size() == 1 ? none : m_items, items);
     if (rejection.empty()) {
         m_items.insert(m_items.end(), items.begin(), items.end());
     }
