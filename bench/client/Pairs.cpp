@@ -1,7 +1,8 @@
 #include "Pairs.h"
 
-#include <array>
 #include <ctime>
+
+#include "LaneOrders.h"
 
 namespace {
 
@@ -10,10 +11,6 @@ double Seconds(clockid_t clock) {
     clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
-
-// All orders of three, so that each pair of lanes is adjacent equally often.
-constexpr std::array<std::array<int, 3>, 6> ORDERS = {
-    {{0, 1, 2}, {2, 1, 0}, {1, 0, 2}, {2, 0, 1}, {1, 2, 0}, {0, 2, 1}}};
 
 } // namespace
 
@@ -27,7 +24,7 @@ Pairs::Pairs(const Lanes& lanes, std::size_t warmUp, std::size_t rounds) : m_war
 
 void Pairs::RunRound(const Lanes& lanes, std::size_t round, bool recorded) {
     const std::function<void()>* const work[] = {&lanes.reference, &lanes.applist, &lanes.control};
-    for (const int lane : ORDERS[round % ORDERS.size()]) {
+    for (const int lane : LANE_ORDERS[round % LANE_ORDERS.size()]) {
         // The clock is read inside, because reading processor time costs more than reading the
         // clock.
         const double process = Seconds(CLOCK_PROCESS_CPUTIME_ID);

@@ -2,7 +2,6 @@
 // all processes to one core, and runs the clients one after the other. The caller chooses the
 // system log (bench/with-log).
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -12,7 +11,7 @@
 #include "BusMonitor.h"
 #include "Cores.h"
 #include "PrivateBus.h"
-#include "Process.h"
+#include "Programs.h"
 #include "ResultFile.h"
 #include "Selection.h"
 #include "Stats.h"
@@ -35,16 +34,6 @@ struct Options {
     bool quick = false;
 };
 
-std::string Beside(const std::string& program) {
-    return std::filesystem::read_symlink("/proc/self/exe").replace_filename(program).string();
-}
-
-// A program of the benchmark, in the folder of this one; it is killed with the driver.
-Process Start(std::vector<std::string> words, const std::vector<std::string>& environment = {}) {
-    words.front() = Beside(words.front());
-    return Process(words, {environment, {}, true});
-}
-
 // The line that a client writes when it is ready.
 struct ReadyLine {
     double seconds = 0;
@@ -62,7 +51,7 @@ ReadyLine ReadReady(Process& child) {
 }
 
 double TimeToReady(const char* program) {
-    Process child = Start({program});
+    Process child = StartProgram({program});
     return ReadReady(child).seconds;
 }
 
@@ -93,7 +82,8 @@ void CountStartUp(const Options& options, const PrivateBus& bus) {
     Result result("startup-traffic");
     result.Text("log", options.log);
     for (const char* program : {HOST, BARE}) {
-        Process child = Start({program}, {"LD_PRELOAD=" + Beside("libapplist_bench_waits.so")});
+        Process child =
+            StartProgram({program}, {"LD_PRELOAD=" + Beside("libapplist_bench_waits.so")});
         const ReadyLine ready = ReadReady(child);
         const std::string who = program == HOST ? "library" : "reference";
         const std::size_t messages = monitor.SentBy(ready.uniqueName).size();
@@ -138,7 +128,7 @@ void WaitUntilIdle(const std::string& process) {
 }
 
 Idle MeasureIdle(const char* program) {
-    Process child = Start({program});
+    Process child = StartProgram({program});
     ReadReady(child);
     WaitUntilIdle(child.Id());
     const std::string folder = "/proc/" + child.Id();
@@ -182,7 +172,8 @@ void MeasurePeaks(const Options& options, const std::string& suffix, std::size_t
     for (const char* kind : {"reference", "sendmessage", "additematend"}) {
         std::vector<double> payloads;
         for (int round = 0; round < rounds; ++round) {
-            Process child = Start({"applist_bench_client", "--peak", kind, std::to_string(bytes)});
+            Process child =
+                StartProgram({"applist_bench_client", "--peak", kind, std::to_string(bytes)});
             payloads.push_back(std::stod(child.ReadLine()) / static_cast<double>(bytes));
         }
         result.Spread(kind, Stats::Of(payloads));
@@ -204,8 +195,8 @@ void SteadyHeap(bool on) {
 }
 
 bool RunClient(const Options& options) {
-    Process client = Start({"applist_bench_client", options.out, options.log,
-                            options.quick ? "quick" : "full", options.only});
+    Process client = StartProgram({"applist_bench_client", options.out, options.log,
+                                   options.quick ? "quick" : "full", options.only});
     return client.WaitForExitWithoutIterating() == 0;
 }
 
@@ -242,7 +233,7 @@ int main(int argc, char** argv) {
     Cores::PinTo(options.core);
     SteadyHeap(true);
     const PrivateBus bus;
-    Process partner = Start({"applist_bench_partner"});
+    Process partner = StartProgram({"applist_bench_partner"});
     partner.ReadLine();
     SteadyHeap(false);
 

@@ -1,6 +1,7 @@
 // The other side of every measurement, which does as little as it can: one thread of libdbus that
 // shakes hands, answers Send with an empty array, counts signals, and emits them when asked to.
-// Writes "ready" to standard output once its watches are in place.
+// Writes "ready" to standard output once its watches are in place. With a file as its argument, it
+// writes the time of each reply into the file.
 #include "Names.h"
 
 #include <cstdint>
@@ -12,9 +13,13 @@
 
 #include <dbus/dbus.h>
 
+#include "Ready.h"
+#include "ReplyTime.h"
+
 namespace {
 
 std::uint64_t signalsReceived = 0;
+ReplyTime* replyTime = nullptr;
 
 void Reply(DBusConnection* connection, DBusMessage* reply) {
     dbus_connection_send(connection, reply, nullptr);
@@ -26,6 +31,9 @@ void AnswerSend(DBusConnection* connection, DBusMessage* call) {
     const char* const nothing = "";
     dbus_message_append_args(reply, DBUS_TYPE_ARRAY, DBUS_TYPE_BYTE, &nothing, 0,
                              DBUS_TYPE_INVALID);
+    if (replyTime != nullptr) {
+        *replyTime = Ready::Now();
+    }
     Reply(connection, reply);
 }
 
@@ -136,7 +144,8 @@ void WatchClients(DBusConnection* connection) {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    replyTime = argc == 2 ? &MapReplyTime(argv[1]) : nullptr;
     DBusConnection* const connection = Connect();
     dbus_connection_add_filter(connection, OnMessage, nullptr, nullptr);
     WatchClients(connection);

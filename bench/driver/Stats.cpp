@@ -6,7 +6,7 @@
 namespace {
 
 // The value at @p part of the way through sorted samples, between two of them if need be.
-double Quantile(const std::vector<double>& sorted, double part) {
+double QuantileOfSorted(const std::vector<double>& sorted, double part) {
     const double position = part * static_cast<double>(sorted.size() - 1);
     const auto below = static_cast<std::size_t>(position);
     const std::size_t above = std::min(below + 1, sorted.size() - 1);
@@ -23,14 +23,19 @@ Stats::Spread Stats::Of(std::vector<double> samples) {
     }
     std::sort(samples.begin(), samples.end());
     spread.count = samples.size();
-    spread.median = Quantile(samples, 0.5);
-    spread.q1 = Quantile(samples, 0.25);
-    spread.q3 = Quantile(samples, 0.75);
+    spread.median = QuantileOfSorted(samples, 0.5);
+    spread.q1 = QuantileOfSorted(samples, 0.25);
+    spread.q3 = QuantileOfSorted(samples, 0.75);
     // How many samples lie below the true median is binomial; 1.96 standard deviations of that.
     const double reach = 0.98 / std::sqrt(static_cast<double>(samples.size()));
-    spread.low95 = Quantile(samples, std::max(0.0, 0.5 - reach));
-    spread.high95 = Quantile(samples, std::min(1.0, 0.5 + reach));
+    spread.low95 = QuantileOfSorted(samples, std::max(0.0, 0.5 - reach));
+    spread.high95 = QuantileOfSorted(samples, std::min(1.0, 0.5 + reach));
     return spread;
+}
+
+double Stats::Quantile(std::vector<double> samples, double part) {
+    std::sort(samples.begin(), samples.end());
+    return samples.empty() ? 0 : QuantileOfSorted(samples, part);
 }
 
 std::vector<double> Stats::Ratios(const std::vector<double>& of, const std::vector<double>& to) {

@@ -20,6 +20,9 @@ struct Spread {
 
 Spread Of(std::vector<double> samples);
 
+/** @return the sample at @p part of the way from the smallest to the largest; 0 without samples */
+double Quantile(std::vector<double> samples, double part);
+
 /** The ratios of samples taken pair by pair. */
 std::vector<double> Ratios(const std::vector<double>& of, const std::vector<double>& to);
 
