@@ -16,13 +16,13 @@ namespace {
 using testing::ElementsAre;
 
 /** Lists of one-letter ids; an upper-case letter is the same id with another name. */
-using Letters = std::string;
+using LetterList = std::string;
 
 char IdOf(char letter) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
 }
 
-std::vector<Splice> Between(const Letters& before, const Letters& after) {
+std::vector<Splice> Between(const LetterList& before, const LetterList& after) {
     std::vector<Origin> origins;
     for (const char letter : after) {
         const auto same = std::find_if(before.begin(), before.end(),
@@ -36,7 +36,7 @@ std::vector<Splice> Between(const Letters& before, const Letters& after) {
     return SplicesBetween(before.size(), origins);
 }
 
-std::size_t LongestCommonPart(const Letters& left, const Letters& right) {
+std::size_t LongestCommonPart(const LetterList& left, const LetterList& right) {
     std::vector<std::vector<std::size_t>> lengths(left.size() + 1,
                                                   std::vector<std::size_t>(right.size() + 1));
     for (std::size_t i = 1; i <= left.size(); ++i) {
@@ -49,14 +49,14 @@ std::size_t LongestCommonPart(const Letters& left, const Letters& right) {
     return lengths.back().back();
 }
 
-bool HasAnIdTwice(const Letters& list) {
+bool HasAnIdTwice(const LetterList& list) {
     std::set<char> ids;
     return std::any_of(list.begin(), list.end(),
                        [&](char letter) { return !ids.insert(IdOf(letter)).second; });
 }
 
-Letters AnyList(std::mt19937& random) {
-    Letters letters = "abcdefghijkl";
+LetterList AnyList(std::mt19937& random) {
+    LetterList letters = "abcdefghijkl";
     std::shuffle(letters.begin(), letters.end(), random);
     letters.resize(random() % (letters.size() + 1));
     for (char& letter : letters) {
@@ -74,14 +74,14 @@ Letters AnyList(std::mt19937& random) {
 TEST(Splices, ChangeAsFewItemsAsPossibleAndNeverHoldAnIdTwice) {
     std::mt19937 random; // the same lists in each run
     for (int i = 0; i < 20000; ++i) {
-        const Letters before = AnyList(random);
-        const Letters after = AnyList(random);
-        Letters list = before;
+        const LetterList before = AnyList(random);
+        const LetterList after = AnyList(random);
+        LetterList list = before;
         std::size_t changed = 0;
         for (const Splice& splice : Between(before, after)) {
             ASSERT_TRUE(splice.removed + splice.added > 0);
             ASSERT_LE(splice.position + splice.removed, list.size());
-            const Letters added =
+            const LetterList added =
                 splice.added == 0 ? "" : after.substr(splice.position, splice.added);
             ASSERT_EQ(added.size(), splice.added);
             list.replace(splice.position, splice.removed, added);
