@@ -1,7 +1,8 @@
-# Filters a Markdown page for Doxygen. The pages are written for the web, where three things differ:
+# Filters a Markdown page for Doxygen. The pages are written for the web, where four things differ:
 # - Headings have names there, "page.md#some-heading". Doxygen needs them as labels.
 # - Doxygen prints the backticks of a heading as tags and those of a link as they are, removes the % of
 #   `%s`, and ends `'%s'` at the first quotation mark.
+# - Pictures are left out.
 # - Links to files that are no page of the reference have no target here; their text remains.
 function name_of(page, heading) {
     heading = tolower(heading)
@@ -52,6 +53,7 @@ function keep_code(line,    result, span) {
 FNR == 1 { page = page_of(FILENAME) }
 /^```/ { code = !code }
 code || /^```/ { print; next }
+/^!\[/ { next }
 /^# / && !titled { titled = 1; print $0 " {#" (page == "README" ? "mainpage" : "page-" page) "}"; next }
 /^##+ / {
     heading = $0
