@@ -1,7 +1,6 @@
 // A message body of any type out of an input: one of the likely types or one that the input spells,
 // over arbitrary bytes.
-#ifndef APPLIST_FUZZ_BODY_H
-#define APPLIST_FUZZ_BODY_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -45,5 +44,3 @@ inline std::string TypeOf(const Body& body) {
 }
 
 } // namespace applist_fuzz
-
-#endif

@@ -1,6 +1,5 @@
 // The list as it must be, and the requests that the partner must be sent.
-#ifndef APPLIST_FUZZ_EXPECTEDLIST_H
-#define APPLIST_FUZZ_EXPECTEDLIST_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -29,5 +28,3 @@ struct ExpectedList : PlainList {
 };
 
 } // namespace applist_fuzz
-
-#endif

@@ -1,7 +1,6 @@
 // One bus for a whole fuzz process, and handlers of an endpoint that record their arguments. The
 // bus is a double without faults, because a daemon for each input would take too long.
-#ifndef APPLIST_FUZZ_FUZZBUS_H
-#define APPLIST_FUZZ_FUZZBUS_H
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -60,5 +59,3 @@ private:
 };
 
 } // namespace applist_fuzz
-
-#endif

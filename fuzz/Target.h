@@ -1,7 +1,6 @@
 // One input of a fuzz target: the function that libFuzzer calls, and the class that reads the bytes
 // of the input as a sequence of choices.
-#ifndef APPLIST_FUZZ_TARGET_H
-#define APPLIST_FUZZ_TARGET_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -71,5 +70,3 @@ inline std::vector<char> BytesOf(const std::string& text) {
 }
 
 } // namespace applist_fuzz
-
-#endif

@@ -1,13 +1,10 @@
 // The processor core of a program of the benchmark. Its child processes inherit the core.
-#ifndef APPLIST_BENCH_CORES_H
-#define APPLIST_BENCH_CORES_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
 
 #include <sched.h>
-
-inline namespace applist_bench {
 
 namespace Cores {
 
@@ -23,7 +20,3 @@ inline void PinTo(int core) {
 }
 
 } // namespace Cores
-
-} // namespace applist_bench
-
-#endif

@@ -1,9 +1,6 @@
 // The names that the programs of the benchmark agree on, without a word from the library: the bare
 // client and the partner must not link it.
-#ifndef APPLIST_BENCH_NAMES_H
-#define APPLIST_BENCH_NAMES_H
-
-inline namespace applist_bench {
+#pragma once
 
 namespace Names {
 
@@ -33,7 +30,3 @@ constexpr const char* CONTROL_COUNT = "Count"; // () -> t: signals since the las
 constexpr const char* CONTROL_EMIT = "Emit";   // (ssuui): destination, path, how many, size, id
 
 } // namespace Names
-
-} // namespace applist_bench
-
-#endif

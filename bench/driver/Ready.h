@@ -1,7 +1,6 @@
 // The report of the two clients of the start-up and idle measurements after their handshake:
 // the nanoseconds since their main() began, their unique bus name and their blocking round trips.
-#ifndef APPLIST_BENCH_READY_H
-#define APPLIST_BENCH_READY_H
+#pragma once
 
 #include <cstdio>
 #include <ctime>
@@ -27,5 +26,3 @@ inline void Say(long long took, const char* uniqueName) {
 
 } // namespace Ready
 } // namespace applist_bench
-
-#endif

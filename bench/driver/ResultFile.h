@@ -1,7 +1,6 @@
 // One JSON object a line, appended to a file that several programs of a run write one after the
 // other.
-#ifndef APPLIST_BENCH_RESULTFILE_H
-#define APPLIST_BENCH_RESULTFILE_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -54,5 +53,3 @@ private:
 };
 
 } // namespace applist_bench
-
-#endif

@@ -1,7 +1,6 @@
 // Which rows a run takes: a list of names with commas between them, where a name also chooses the
 // rows that go on from it with a dash ("sendmessage" chooses "sendmessage-1m" too); empty for all.
-#ifndef APPLIST_BENCH_SELECTION_H
-#define APPLIST_BENCH_SELECTION_H
+#pragma once
 
 #include <algorithm>
 #include <sstream>
@@ -43,5 +42,3 @@ private:
 };
 
 } // namespace applist_bench
-
-#endif

@@ -1,11 +1,8 @@
 // Medians with their spread. Nothing is discarded: every sample counts.
-#ifndef APPLIST_BENCH_STATS_H
-#define APPLIST_BENCH_STATS_H
+#pragma once
 
 #include <cstddef>
 #include <vector>
-
-inline namespace applist_bench {
 
 namespace Stats {
 
@@ -27,7 +24,3 @@ double Quantile(std::vector<double> samples, double part);
 std::vector<double> Ratios(const std::vector<double>& of, const std::vector<double>& to);
 
 } // namespace Stats
-
-} // namespace applist_bench
-
-#endif

@@ -1,6 +1,5 @@
 // A model without a bus, and items for it.
-#ifndef APPLIST_BENCH_LOCALMODEL_H
-#define APPLIST_BENCH_LOCALMODEL_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -38,5 +37,3 @@ inline RemoteAppListModel& LocalModel() {
 }
 
 } // namespace applist_bench
-
-#endif

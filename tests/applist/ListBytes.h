@@ -1,11 +1,8 @@
 // Messages as strings, which tests write as literals and compare with everything in them.
-#ifndef APPLIST_TESTS_LISTBYTES_H
-#define APPLIST_TESTS_LISTBYTES_H
+#pragma once
 
 #include <string>
 #include <vector>
-
-inline namespace applist_test {
 
 namespace ListBytes {
 
@@ -17,7 +14,3 @@ inline std::string String(const std::vector<char>& bytes) {
 const std::string GET_SELECTION("\xD1\x07\0\0", 4);
 
 } // namespace ListBytes
-
-} // namespace applist_test
-
-#endif

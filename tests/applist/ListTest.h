@@ -1,6 +1,5 @@
 // The fixtures of the list's tests: a model on a bus of its own, alone or with a partner.
-#ifndef APPLIST_TESTS_LISTTEST_H
-#define APPLIST_TESTS_LISTTEST_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -75,5 +74,3 @@ std::string Pointer(const void* pointer);
 } // namespace LogLines
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // Finds out from another thread whether the model's lock is free, so that a lock held where it must
 // not be fails a test instead of stopping it for ever.
-#ifndef APPLIST_TESTS_LOCKPROBE_H
-#define APPLIST_TESTS_LOCKPROBE_H
+#pragma once
 
 #include <chrono>
 #include <future>
@@ -38,5 +37,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

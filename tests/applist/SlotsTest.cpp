@@ -80,9 +80,6 @@ public:
     }
     ~RecordingModel() override { Record("destructor"); }
 
-    RecordingModel(const RecordingModel&) = delete;
-    RecordingModel& operator=(const RecordingModel&) = delete;
-
     static AppListItem* const SELECTION;
 
 private:

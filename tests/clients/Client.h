@@ -1,6 +1,5 @@
 // A command-line client of D-Bus: gdbus, busctl, dbus-send or dbus-monitor.
-#ifndef APPLIST_TESTS_CLIENT_H
-#define APPLIST_TESTS_CLIENT_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -34,5 +33,3 @@ inline bool IsInstalled(const std::string& program) {
     }
 
 } // namespace applist_test
-
-#endif

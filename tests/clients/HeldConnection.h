@@ -1,7 +1,6 @@
 // A relay between a client and the bus. The relay forwards only the messages that give the client
 // its unique name, until the test releases the others.
-#ifndef APPLIST_TESTS_HELDCONNECTION_H
-#define APPLIST_TESTS_HELDCONNECTION_H
+#pragma once
 
 #include <atomic>
 #include <condition_variable>
@@ -19,9 +18,6 @@ class HeldConnection {
 public:
     explicit HeldConnection(const PrivateBus& bus);
     ~HeldConnection();
-
-    HeldConnection(const HeldConnection&) = delete;
-    HeldConnection& operator=(const HeldConnection&) = delete;
 
     /** The address for the client. */
     std::string Address() const { return "unix:path=" + m_path; }
@@ -54,5 +50,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,8 +1,5 @@
 // Counts the memory allocations of this program: its malloc family is the test's own.
-#ifndef APPLIST_TESTS_ALLOCATIONCOUNT_H
-#define APPLIST_TESTS_ALLOCATIONCOUNT_H
-
-inline namespace applist_test {
+#pragma once
 
 namespace AllocationCount {
 
@@ -13,7 +10,3 @@ bool IsPossible();
 long Now();
 
 } // namespace AllocationCount
-
-} // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // Standard error of this process in a pipe, for tests in a child process.
-#ifndef APPLIST_TESTS_CAPTUREDSTANDARDERROR_H
-#define APPLIST_TESTS_CAPTUREDSTANDARDERROR_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -31,5 +30,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

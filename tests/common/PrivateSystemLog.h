@@ -1,7 +1,6 @@
 // A private system log at the real addresses: the journal's socket and /dev/log, in a child process
 // with a private /run and /dev.
-#ifndef APPLIST_TESTS_PRIVATESYSTEMLOG_H
-#define APPLIST_TESTS_PRIVATESYSTEMLOG_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -52,5 +51,3 @@ std::string InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log));
     } while (false)
 
 } // namespace applist_test
-
-#endif

@@ -76,9 +76,6 @@ public:
         MainLoop::IterateUntilIdle();
     }
 
-    ScheduleRun(const ScheduleRun&) = delete;
-    ScheduleRun& operator=(const ScheduleRun&) = delete;
-
     std::string Run(const Schedule& schedule) {
         m_partners = {PartnerNames(0), PartnerNames(1)};
         std::string done;

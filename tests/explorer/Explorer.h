@@ -1,6 +1,5 @@
 // Runs schedules on a real endpoint at the bus double and on the model, and compares both.
-#ifndef APPLIST_TESTS_EXPLORER_H
-#define APPLIST_TESTS_EXPLORER_H
+#pragma once
 
 #include <memory>
 #include <set>
@@ -34,9 +33,6 @@ public:
     explicit Explorer(Delivery delivery);
     ~Explorer();
 
-    Explorer(const Explorer&) = delete;
-    Explorer& operator=(const Explorer&) = delete;
-
     /**
      * Runs @p schedule. Repairs the bus, removes the bound partner, and requires that a new
      * partner connects. The endpoint is then free for the next schedule.
@@ -54,5 +50,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

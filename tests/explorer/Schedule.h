@@ -1,7 +1,6 @@
 // The events of an endpoint during the handshake, and schedules: sequences of events. A text form
 // repeats a schedule.
-#ifndef APPLIST_TESTS_SCHEDULE_H
-#define APPLIST_TESTS_SCHEDULE_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -41,5 +40,3 @@ std::string ScheduleText(const Schedule& schedule);
 bool ParseSchedule(const std::string& text, Schedule& schedule);
 
 } // namespace applist_test
-
-#endif

@@ -33,9 +33,6 @@ public:
         m_wasReady = IsConnectionReady();
     }
 
-    LastLook(const LastLook&) = delete;
-    LastLook& operator=(const LastLook&) = delete;
-
 private:
     bool& m_wasReady;
 };

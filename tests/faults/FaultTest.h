@@ -1,7 +1,6 @@
 // The common parts of the tests on the bus double: the host, the errors in the log, and the state
 // of an endpoint as seen from outside.
-#ifndef APPLIST_TESTS_FAULTTEST_H
-#define APPLIST_TESTS_FAULTTEST_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -103,5 +102,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

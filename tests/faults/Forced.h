@@ -1,7 +1,6 @@
 // Runs code of a test at a line of the log, at a lock or at an allocation. In a host, the same
 // events happen there by chance.
-#ifndef APPLIST_TESTS_FORCED_H
-#define APPLIST_TESTS_FORCED_H
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -43,9 +42,6 @@ public:
     explicit HeldLine(const std::string& start);
     ~HeldLine() { Release(); }
 
-    HeldLine(const HeldLine&) = delete;
-    HeldLine& operator=(const HeldLine&) = delete;
-
     void WaitUntilReached() { m_reached.get_future().wait(); }
     void Release();
 
@@ -56,5 +52,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

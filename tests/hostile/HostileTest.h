@@ -1,6 +1,5 @@
 // A connected list, and a partner with deliberate or accidental errors.
-#ifndef APPLIST_TESTS_HOSTILETEST_H
-#define APPLIST_TESTS_HOSTILETEST_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -63,5 +62,3 @@ protected:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // A host of its own process, run to its end.
-#ifndef APPLIST_TESTS_HOSTPROCESS_H
-#define APPLIST_TESTS_HOSTPROCESS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -16,5 +15,3 @@ struct HostProcess {
 };
 
 } // namespace applist_test
-
-#endif

@@ -254,9 +254,6 @@ public:
         }
     }
 
-    ThreadLimit(const ThreadLimit&) = delete;
-    ThreadLimit& operator=(const ThreadLimit&) = delete;
-
 private:
     static constexpr uid_t NOBODY = 65534;
     rlimit m_before = {};

@@ -72,9 +72,6 @@ public:
         }
     }
 
-    KeptMessages(const KeptMessages&) = delete;
-    KeptMessages& operator=(const KeptMessages&) = delete;
-
     /** Ends the keeping. @return the bodies, printed */
     std::vector<std::string> End() {
         g_dbus_connection_remove_filter(m_connection, m_filterId);

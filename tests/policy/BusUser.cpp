@@ -43,8 +43,6 @@ public:
             std::abort();
         }
     }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
 
 private:
     const bool m_isNeeded;

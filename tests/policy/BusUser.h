@@ -1,6 +1,5 @@
 // A user of the machine, with the groups that the test gives to it: whom the bus sees.
-#ifndef APPLIST_TESTS_BUSUSER_H
-#define APPLIST_TESTS_BUSUSER_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -42,5 +41,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

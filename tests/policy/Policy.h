@@ -1,11 +1,8 @@
 // The text of the policy file, as a build with certain settings makes it.
-#ifndef APPLIST_TESTS_POLICY_H
-#define APPLIST_TESTS_POLICY_H
+#pragma once
 
 #include <string>
 #include <vector>
-
-inline namespace applist_test {
 
 namespace Policy {
 
@@ -19,7 +16,3 @@ std::vector<std::string> Rules(const std::string& policy);
 std::string Without(const std::string& policy, std::size_t index);
 
 } // namespace Policy
-
-} // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // The common parts of the policy tests: both bus daemons, and the users.
-#ifndef APPLIST_TESTS_POLICYTEST_H
-#define APPLIST_TESTS_POLICYTEST_H
+#pragma once
 
 #include <cstdlib>
 #include <ostream>
@@ -61,5 +60,3 @@ inline std::vector<std::string> SettingsForUsers() {
 }
 
 } // namespace applist_test
-
-#endif

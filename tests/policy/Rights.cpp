@@ -12,16 +12,11 @@ constexpr const char* MATCH = "interface='org.morva.javamw.DbusCommunication'";
 
 Player::Player(const PrivateBus& bus, const BusUser& user)
     : m_bus(bus), m_user(user), m_connection(user.Connect(bus)) {
-    g_dbus_connection_add_filter(m_connection, OnMessage, this, nullptr);
+    g_dbus_connection_add_filter(m_connection.get(), OnMessage, this, nullptr);
     // The second one may be refused, or mean nothing.
     for (const std::string& rule : {std::string(MATCH), std::string("eavesdrop='true',") + MATCH}) {
-        BusDaemon::Call(m_connection, "AddMatch", g_variant_new("(s)", rule.c_str()));
+        BusDaemon::Call(m_connection.get(), "AddMatch", g_variant_new("(s)", rule.c_str()));
     }
-}
-
-Player::~Player() {
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_object_unref(m_connection);
 }
 
 // Runs on GDBus's own thread.
@@ -50,8 +45,8 @@ GDBusMessage* Player::OnMessage(GDBusConnection* connection, GDBusMessage* messa
 
 bool Player::Owns(const std::string& name) {
     const std::string whole = "org.morva.JavaMW." + name;
-    return BusDaemon::RequestName(m_connection, whole) == 1 &&
-           BusDaemon::ReleaseName(m_connection, whole);
+    return BusDaemon::RequestName(m_connection.get(), whole) == 1 &&
+           BusDaemon::ReleaseName(m_connection.get(), whole);
 }
 
 bool Player::Sends(const char* destination, Player& other, const Message& message) {
@@ -64,16 +59,16 @@ bool Player::Sends(const char* destination, Player& other, const Message& messag
     g_dbus_message_set_destination(sent, destination);
     g_dbus_message_set_body(sent, g_variant_new("(@ay)", g_variant_new_bytestring("")));
     g_dbus_message_set_flags(sent, G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED);
-    g_dbus_connection_send_message(m_connection, sent, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
-                                   nullptr);
+    g_dbus_connection_send_message(m_connection.get(), sent, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
+                                   nullptr, nullptr);
     // The bus has handled the message, and then the forwarded message has arrived.
-    BusDaemon::Ping(m_connection);
-    BusDaemon::Ping(other.m_connection);
+    BusDaemon::Ping(m_connection.get());
+    BusDaemon::Ping(other.m_connection.get());
     return other.m_reached;
 }
 
 bool Player::Reaches(Player& other, const Message& message) {
-    return Sends(g_dbus_connection_get_unique_name(other.m_connection), other, message);
+    return Sends(g_dbus_connection_get_unique_name(other.m_connection.get()), other, message);
 }
 
 bool Player::ReachesAsListener(Player& other, const Message& message) {
@@ -92,11 +87,11 @@ bool Player::Monitors() {
 }
 
 bool Player::ReceivesOwnerChanges() {
-    BusDaemon::Call(m_connection, "AddMatch",
+    BusDaemon::Call(m_connection.get(), "AddMatch",
                     g_variant_new("(s)", "sender='org.freedesktop.DBus',type='signal'"));
     m_ownerChanged = false;
     g_autoptr(GDBusConnection) newcomer = m_user.Connect(m_bus);
-    BusDaemon::Ping(m_connection);
+    BusDaemon::Ping(m_connection.get());
     g_dbus_connection_close_sync(newcomer, nullptr, nullptr);
     return m_ownerChanged;
 }

@@ -1,6 +1,5 @@
 // The rights of a user on a bus, determined by attempts at each action of the protocol.
-#ifndef APPLIST_TESTS_RIGHTS_H
-#define APPLIST_TESTS_RIGHTS_H
+#pragma once
 
 #include <atomic>
 #include <set>
@@ -25,10 +24,6 @@ inline constexpr Message SEND_SIGNAL = {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal"
 class Player {
 public:
     Player(const PrivateBus& bus, const BusUser& user);
-    ~Player();
-
-    Player(const Player&) = delete;
-    Player& operator=(const Player&) = delete;
 
     /** @return whether the player acquires org.morva.JavaMW. + @p name */
     bool Owns(const std::string& name);
@@ -56,7 +51,7 @@ private:
 
     const PrivateBus& m_bus;
     const BusUser m_user;
-    GDBusConnection* const m_connection;
+    const ConnectionOwner m_connection;
     std::atomic<bool> m_reached{false};
     std::atomic<bool> m_eavesdropped{false};
     std::atomic<bool> m_ownerChanged{false};
@@ -70,5 +65,3 @@ Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partn
                 const BusUser& otherUser);
 
 } // namespace applist_test
-
-#endif

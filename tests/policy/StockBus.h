@@ -1,7 +1,6 @@
 // A bus with the configuration that the distribution gives its system bus, and nothing else in its
 // folders than a policy of the test's.
-#ifndef APPLIST_TESTS_STOCKBUS_H
-#define APPLIST_TESTS_STOCKBUS_H
+#pragma once
 
 #include <string>
 
@@ -32,5 +31,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

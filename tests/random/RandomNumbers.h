@@ -1,6 +1,5 @@
 // All random choices of a run, from one seed.
-#ifndef APPLIST_TESTS_RANDOMNUMBERS_H
-#define APPLIST_TESTS_RANDOMNUMBERS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -37,5 +36,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

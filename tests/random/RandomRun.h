@@ -1,7 +1,6 @@
 // One random run: edits, selections, clicks, the partner's events, its deaths and returns; after
 // each step this side's list is compared with the plain one.
-#ifndef APPLIST_TESTS_RANDOMRUN_H
-#define APPLIST_TESTS_RANDOMRUN_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -25,9 +24,6 @@ class RandomRun : private ItemSelectionListener, ItemChangeListener, ItemClickLi
 public:
     explicit RandomRun(std::uint64_t seed);
     ~RandomRun() override;
-
-    RandomRun(const RandomRun&) = delete;
-    RandomRun& operator=(const RandomRun&) = delete;
 
     /** Throws std::runtime_error when a side differs from the expected list. */
     void Step();
@@ -95,5 +91,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

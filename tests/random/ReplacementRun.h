@@ -1,7 +1,6 @@
 // One random run of host and partner as two processes: edits and events, while either process is
 // stopped, continued, killed and replaced. At each quiet point both have the plain list.
-#ifndef APPLIST_TESTS_REPLACEMENTRUN_H
-#define APPLIST_TESTS_REPLACEMENTRUN_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -19,9 +18,6 @@ class ReplacementRun {
 public:
     /** @param fault a fault of every partner, or empty */
     ReplacementRun(std::uint64_t seed, std::string fault);
-
-    ReplacementRun(const ReplacementRun&) = delete;
-    ReplacementRun& operator=(const ReplacementRun&) = delete;
 
     void Step();
 
@@ -73,5 +69,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // Does something on the thread that iterates the global default context, where proxies are
 // destroyed while the partner notifies.
-#ifndef APPLIST_TESTS_ONLOOP_H
-#define APPLIST_TESTS_ONLOOP_H
+#pragma once
 
 #include <condition_variable>
 #include <functional>
@@ -41,5 +40,3 @@ inline void OnLoop(const std::function<void()>& work) {
 }
 
 } // namespace applist_test
-
-#endif

@@ -27,9 +27,6 @@ public:
     }
     ~Counter() override { StopHandlers(); }
 
-    Counter(const Counter&) = delete;
-    Counter& operator=(const Counter&) = delete;
-
     void HandleNotification(std::vector<char>& data) override {
         const std::string bytes(data.begin(), data.end());
         const int expected = static_cast<int>(received.load());

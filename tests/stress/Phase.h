@@ -1,6 +1,5 @@
 // The common parts of the phases of the stress program: bounds, random numbers and table.
-#ifndef APPLIST_TESTS_PHASE_H
-#define APPLIST_TESTS_PHASE_H
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -44,5 +43,3 @@ void RunProxyCycles(Phase& phase);
 void NotificationOrder(Phase& phase);
 
 } // namespace applist_test
-
-#endif

@@ -31,27 +31,19 @@ namespace {
 class NameOwner {
 public:
     explicit NameOwner(const PrivateBus& bus) : m_connection(bus.Connect()) {}
-    ~NameOwner() {
-        g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-        g_object_unref(m_connection);
-    }
-
-    NameOwner(const NameOwner&) = delete;
-    NameOwner& operator=(const NameOwner&) = delete;
-
     void Own(const std::string& step) {
         m_name = "org.morva.JavaMW.Applist_CLIENT" + step;
-        BusDaemon::RequestName(m_connection, m_name);
+        BusDaemon::RequestName(m_connection.get(), m_name);
     }
     void Release() {
         if (!m_name.empty()) {
-            BusDaemon::ReleaseName(m_connection, m_name);
+            BusDaemon::ReleaseName(m_connection.get(), m_name);
             m_name.clear();
         }
     }
 
 private:
-    GDBusConnection* m_connection;
+    ConnectionOwner m_connection;
     std::string m_name;
 };
 

@@ -32,11 +32,6 @@ long Resources::CountDescriptors() {
 
 ResourceMeter::ResourceMeter(const PrivateBus& bus) : m_connection(bus.Connect()) {}
 
-ResourceMeter::~ResourceMeter() {
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_object_unref(m_connection);
-}
-
 Resources ResourceMeter::Read() const {
     const struct mallinfo2 heap = mallinfo2();
     Resources now;
@@ -51,7 +46,7 @@ Resources ResourceMeter::Read() const {
 // Of all connections of the bus: the partner's count is the same each time.
 long ResourceMeter::CountMatchRules() const {
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
         "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules", nullptr, G_VARIANT_TYPE("(a{sas})"),
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     if (reply == nullptr) {

@@ -1,9 +1,9 @@
 // The resources of a process: memory, threads, descriptors, and its match rules on the bus.
-#ifndef APPLIST_TESTS_RESOURCES_H
-#define APPLIST_TESTS_RESOURCES_H
+#pragma once
 
 #include <string>
 
+#include "Owners.h"
 #include "PrivateBus.h"
 
 inline namespace applist_test {
@@ -22,19 +22,13 @@ struct Resources {
 class ResourceMeter {
 public:
     explicit ResourceMeter(const PrivateBus& bus);
-    ~ResourceMeter();
-
-    ResourceMeter(const ResourceMeter&) = delete;
-    ResourceMeter& operator=(const ResourceMeter&) = delete;
 
     Resources Read() const;
 
 private:
     long CountMatchRules() const;
 
-    GDBusConnection* m_connection;
+    const ConnectionOwner m_connection;
 };
 
 } // namespace applist_test
-
-#endif

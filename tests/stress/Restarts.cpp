@@ -66,9 +66,6 @@ public:
     }
     ~Sender() { End(); }
 
-    Sender(const Sender&) = delete;
-    Sender& operator=(const Sender&) = delete;
-
     void End() {
         m_ends = true;
         if (m_thread.joinable()) {

@@ -47,9 +47,6 @@ public:
     Endpoint() : JavaMWDbusRemote("Soak", HandlersLater()) { StartHandlers(); }
     ~Endpoint() override { StopHandlers(); }
 
-    Endpoint(const Endpoint&) = delete;
-    Endpoint& operator=(const Endpoint&) = delete;
-
     std::vector<char> HandleMessage(std::vector<char>& data) override { return data; }
     void HandleNotification(std::vector<char>& /*data*/) override { ++received; }
     void HandleConnectionReady(bool isReady, const std::string& /*partner*/) override {

@@ -1,6 +1,5 @@
 // Ends a program that hangs, and prints its last step.
-#ifndef APPLIST_TESTS_WATCHDOG_H
-#define APPLIST_TESTS_WATCHDOG_H
+#pragma once
 
 #include <chrono>
 #include <condition_variable>
@@ -14,9 +13,6 @@ class Watchdog {
 public:
     explicit Watchdog(std::chrono::seconds patience);
     ~Watchdog();
-
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
 
     /** Restarts the time limit for @p step. */
     void Beat(const std::string& step);
@@ -34,5 +30,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

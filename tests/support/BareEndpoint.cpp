@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "BusDaemon.h"
 #include "Channel.h"
 
 namespace {
@@ -28,7 +27,7 @@ BareEndpoint::BareEndpoint(GDBusConnection* connection, Role role, const std::st
     if (m_handlers.onCall) {
         static const GDBusInterfaceVTable vtable = {OnCall, nullptr, nullptr, {nullptr}};
         g_autoptr(GDBusNodeInfo) node = g_dbus_node_info_new_for_xml(XML, nullptr);
-        g_dbus_connection_register_object(m_connection, m_path.c_str(), node->interfaces[0],
+        g_dbus_connection_register_object(Connection(), m_path.c_str(), node->interfaces[0],
                                           &vtable, this, nullptr, nullptr);
     }
     for (const char* step : {"_SYN", "_SYN_ACK", "_ACK"}) {
@@ -37,36 +36,34 @@ BareEndpoint::BareEndpoint(GDBusConnection* connection, Role role, const std::st
     }
     Subscribe(nullptr, INTERFACE, "SendSignal", m_path.c_str(), nullptr, OnSignal);
     // The daemon has all the match rules once it has answered a call made behind them.
-    BusDaemon::Ping(m_connection);
+    BusDaemon::Ping(Connection());
 }
 
 BareEndpoint::~BareEndpoint() {
     for (const guint id : m_subscriptions) {
-        g_dbus_connection_signal_unsubscribe(m_connection, id);
+        g_dbus_connection_signal_unsubscribe(Connection(), id);
     }
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_object_unref(m_connection);
 }
 
 void BareEndpoint::Subscribe(const char* sender, const char* interface, const char* member,
                              const char* path, const char* argument, GDBusSignalCallback callback) {
     m_subscriptions.push_back(
-        g_dbus_connection_signal_subscribe(m_connection, sender, interface, member, path, argument,
+        g_dbus_connection_signal_subscribe(Connection(), sender, interface, member, path, argument,
                                            G_DBUS_SIGNAL_FLAGS_NONE, callback, this, nullptr));
 }
 
 void BareEndpoint::Announce(const std::string& step) {
-    BusDaemon::RequestName(m_connection, m_ownName + step);
-    BusDaemon::ReleaseName(m_connection, m_ownName + step);
+    BusDaemon::RequestName(Connection(), m_ownName + step);
+    BusDaemon::ReleaseName(Connection(), m_ownName + step);
 }
 
 void BareEndpoint::Notify(const std::string& peer, GVariant* body) {
-    g_dbus_connection_emit_signal(m_connection, peer.c_str(), m_path.c_str(), INTERFACE,
+    g_dbus_connection_emit_signal(Connection(), peer.c_str(), m_path.c_str(), INTERFACE,
                                   "SendSignal", body, nullptr);
 }
 
 GVariant* BareEndpoint::Call(const std::string& peer, GVariant* body, GError** error) {
-    return g_dbus_connection_call_sync(m_connection, peer.c_str(), m_path.c_str(), INTERFACE,
+    return g_dbus_connection_call_sync(Connection(), peer.c_str(), m_path.c_str(), INTERFACE,
                                        "Send", body, G_VARIANT_TYPE("(ay)"), G_DBUS_CALL_FLAGS_NONE,
                                        -1, nullptr, error);
 }

@@ -1,12 +1,14 @@
 // One end of the channel without the library: names, paths and bytes are literals here.
-#ifndef APPLIST_TESTS_BAREENDPOINT_H
-#define APPLIST_TESTS_BAREENDPOINT_H
+#pragma once
 
 #include <functional>
 #include <string>
 #include <vector>
 
 #include <gio/gio.h>
+
+#include "BusDaemon.h"
+#include "Owners.h"
 
 inline namespace applist_test {
 
@@ -29,17 +31,14 @@ public:
     /** Leaves the bus. */
     ~BareEndpoint();
 
-    BareEndpoint(const BareEndpoint&) = delete;
-    BareEndpoint& operator=(const BareEndpoint&) = delete;
-
-    GDBusConnection* Connection() const { return m_connection; }
+    GDBusConnection* Connection() const { return m_connection.get(); }
 
     /** Owns and releases this side's name of a step. */
     void Announce(const std::string& step);
 
     /** Emits SendSignal. @p body is consumed, here and below. */
     void Notify(const std::string& peer, GVariant* body);
-    void Flush() { g_dbus_connection_flush_sync(m_connection, nullptr, nullptr); }
+    void Flush() { g_dbus_connection_flush_sync(Connection(), nullptr, nullptr); }
 
     /** Calls "Send" and waits. @return the reply's body; null sets @p error */
     GVariant* Call(const std::string& peer, GVariant* body, GError** error);
@@ -54,7 +53,7 @@ private:
     void Subscribe(const char* sender, const char* interface, const char* member, const char* path,
                    const char* argument, GDBusSignalCallback callback);
 
-    GDBusConnection* const m_connection;
+    const ConnectionOwner m_connection;
     const std::string m_ownName;   ///< without the step
     const std::string m_otherName; ///< without the step
     const std::string m_path;
@@ -63,5 +62,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,14 +1,11 @@
 // Calls to the bus daemon itself.
-#ifndef APPLIST_TESTS_BUSDAEMON_H
-#define APPLIST_TESTS_BUSDAEMON_H
+#pragma once
 
 #include <cstdint>
 #include <string>
 
 #include <gio/gio.h>
 #include <sys/types.h>
-
-inline namespace applist_test {
 
 namespace BusDaemon {
 
@@ -31,7 +28,3 @@ bool ReleaseName(GDBusConnection* connection, const std::string& name);
 pid_t Process(GDBusConnection* connection);
 
 } // namespace BusDaemon
-
-} // namespace applist_test
-
-#endif

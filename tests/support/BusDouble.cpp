@@ -56,25 +56,28 @@ BusDouble::Reply BusDouble::Reply::Disconnect() {
     return reply;
 }
 
-BusDouble::BusDouble()
-    : m_context(g_main_context_new()), m_loop(g_main_loop_new(m_context, FALSE)) {
-    m_thread = std::thread(&BusDouble::Run, this);
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait(lock, [this] { return !m_address.empty(); });
+BusDouble::BusDouble() : m_context(g_main_context_new()) {
+    g_autofree char* guid = g_dbus_generate_guid();
+    g_autoptr(GError) error = nullptr;
+    g_main_context_push_thread_default(m_context);
+    m_server = g_dbus_server_new_sync("unix:tmpdir=/tmp", G_DBUS_SERVER_FLAGS_NONE, guid, nullptr,
+                                      nullptr, &error);
+    if (m_server == nullptr) {
+        g_error("The bus double cannot listen: %s", error->message);
     }
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
+    g_signal_connect(m_server, "new-connection", G_CALLBACK(OnConnection), this);
+    g_dbus_server_start(m_server);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", g_dbus_server_get_client_address(m_server), 1);
+    g_main_context_pop_thread_default(m_context);
+    m_thread.emplace(m_context);
 }
 
 BusDouble::~BusDouble() {
-    g_main_context_invoke(
-        m_context,
-        [](void* loop) -> gboolean {
-            g_main_loop_quit(static_cast<GMainLoop*>(loop));
-            return G_SOURCE_REMOVE;
-        },
-        m_loop);
-    m_thread.join();
+    m_thread.reset();
+    g_dbus_server_stop(m_server);
+    g_object_unref(m_server);
+    while (g_main_context_iteration(m_context, FALSE) != FALSE) {
+    }
     for (const Client& client : m_clients) {
         g_dbus_connection_close_sync(client.connection, nullptr, nullptr);
         g_dbus_connection_remove_filter(client.connection, client.filter);
@@ -86,32 +89,7 @@ BusDouble::~BusDouble() {
     }
     // For ThreadSanitizer, which does not see the locks of the connections' threads.
     std::unique_lock<std::mutex>(m_mutex).unlock();
-    g_main_loop_unref(m_loop);
     g_main_context_unref(m_context);
-}
-
-void BusDouble::Run() {
-    g_main_context_push_thread_default(m_context);
-    g_autofree char* guid = g_dbus_generate_guid();
-    g_autoptr(GError) error = nullptr;
-    m_server = g_dbus_server_new_sync("unix:tmpdir=/tmp", G_DBUS_SERVER_FLAGS_NONE, guid, nullptr,
-                                      nullptr, &error);
-    if (m_server == nullptr) {
-        g_error("The bus double cannot listen: %s", error->message);
-    }
-    g_signal_connect(m_server, "new-connection", G_CALLBACK(OnConnection), this);
-    g_dbus_server_start(m_server);
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_address = g_dbus_server_get_client_address(m_server);
-    }
-    m_changed.notify_all();
-    g_main_loop_run(m_loop);
-    g_dbus_server_stop(m_server);
-    g_object_unref(m_server);
-    while (g_main_context_iteration(m_context, FALSE) != FALSE) {
-    }
-    g_main_context_pop_thread_default(m_context);
 }
 
 // No message is read from the connection before this has returned.

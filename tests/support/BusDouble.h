@@ -1,18 +1,19 @@
 // A message bus with scripted faults: replies to the methods of the bus and of the partner follow
 // the script of a test. For faults that a real daemon does not have; other tests use a real daemon.
-#ifndef APPLIST_TESTS_BUSDOUBLE_H
-#define APPLIST_TESTS_BUSDOUBLE_H
+#pragma once
 
 #include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gio/gio.h>
+
+#include "MainLoop.h"
 
 inline namespace applist_test {
 
@@ -50,9 +51,6 @@ public:
 
     BusDouble();
     ~BusDouble();
-
-    BusDouble(const BusDouble&) = delete;
-    BusDouble& operator=(const BusDouble&) = delete;
 
     /**
      * From now on answers @p method so, where its first argument contains @p argument. The latest
@@ -103,22 +101,19 @@ private:
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
                                    gboolean incoming, void* self);
     static void OnFilterEnd(void* self);
-    void Run();
     void Take(GDBusConnection* connection, GDBusMessage* message);
     Reply ReplyTo(const std::string& method, const std::string& argument);
     Reply DefaultReply(const std::string& method, const std::string& argument);
     void Answer(GDBusConnection* connection, GDBusMessage* call, const Reply& reply);
 
     GMainContext* m_context;
-    GMainLoop* m_loop;
     GDBusServer* m_server = nullptr;
     /** How many filters are no longer needed; of the thread, and of the destructor after it. */
     std::size_t m_endedFilters = 0;
-    std::thread m_thread;
+    std::optional<LoopThread> m_thread;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::string m_address;
     std::vector<Client> m_clients;
     std::vector<Rule> m_rules;
     std::vector<std::string> m_calls;
@@ -127,5 +122,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -33,10 +33,10 @@ BusMonitor::Message Describe(GDBusMessage* message) {
 // filter can run and after it has run last.
 BusMonitor::BusMonitor(const PrivateBus& bus) : m_bus(bus), m_connection(bus.Connect()) {
     std::unique_lock<std::mutex>(m_mutex).unlock();
-    g_dbus_connection_add_filter(m_connection, OnMessage, this, nullptr);
+    g_dbus_connection_add_filter(m_connection.get(), OnMessage, this, nullptr);
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
         "org.freedesktop.DBus.Monitoring", "BecomeMonitor",
         g_variant_new("(@asu)", g_variant_new_strv(nullptr, 0), guint32{0}), nullptr,
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
@@ -46,8 +46,7 @@ BusMonitor::BusMonitor(const PrivateBus& bus) : m_bus(bus), m_connection(bus.Con
 }
 
 BusMonitor::~BusMonitor() {
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_object_unref(m_connection);
+    m_connection.reset();
     std::unique_lock<std::mutex>(m_mutex).unlock();
 }
 
@@ -57,7 +56,7 @@ GDBusMessage* BusMonitor::OnMessage(GDBusConnection* /*connection*/, GDBusMessag
     auto* const self = static_cast<BusMonitor*>(user_data);
     const bool isOwnReply = g_dbus_message_get_reply_serial(message) != 0 &&
                             Text(g_dbus_message_get_destination(message)) ==
-                                Text(g_dbus_connection_get_unique_name(self->m_connection));
+                                Text(g_dbus_connection_get_unique_name(self->m_connection.get()));
     if (incoming == FALSE || isOwnReply) {
         return message;
     }

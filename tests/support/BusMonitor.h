@@ -1,6 +1,5 @@
 // All messages on the bus of a test, recorded by a monitor.
-#ifndef APPLIST_TESTS_BUSMONITOR_H
-#define APPLIST_TESTS_BUSMONITOR_H
+#pragma once
 
 #include <condition_variable>
 #include <cstddef>
@@ -10,6 +9,7 @@
 
 #include <gio/gio.h>
 
+#include "Owners.h"
 #include "PrivateBus.h"
 
 inline namespace applist_test {
@@ -29,9 +29,6 @@ public:
     explicit BusMonitor(const PrivateBus& bus);
     ~BusMonitor();
 
-    BusMonitor(const BusMonitor&) = delete;
-    BusMonitor& operator=(const BusMonitor&) = delete;
-
     /** All that @p sender has sent to the bus before this call, in order. */
     std::vector<Message> SentBy(const std::string& sender);
 
@@ -45,7 +42,7 @@ private:
     void CatchUp();
 
     const PrivateBus& m_bus;
-    GDBusConnection* m_connection;
+    ConnectionOwner m_connection;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Message> m_messages;
@@ -53,5 +50,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

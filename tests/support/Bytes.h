@@ -1,6 +1,5 @@
 // Byte messages written down in tests, and the bodies that carry them.
-#ifndef APPLIST_TESTS_BYTES_H
-#define APPLIST_TESTS_BYTES_H
+#pragma once
 
 #include <initializer_list>
 #include <string>
@@ -44,5 +43,3 @@ Bytes BytesOfBody(GVariant* body) {
 }
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // The system log, captured at the platform call: tests link this in place of the platform's log.
-#ifndef APPLIST_TESTS_CAPTUREDLOG_H
-#define APPLIST_TESTS_CAPTUREDLOG_H
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -8,8 +7,6 @@
 #include <ostream>
 #include <string>
 #include <vector>
-
-inline namespace applist_test {
 
 namespace CapturedLog {
 
@@ -48,7 +45,3 @@ bool WaitFor(int priority, const std::string& message,
              std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
 } // namespace CapturedLog
-
-} // namespace applist_test
-
-#endif

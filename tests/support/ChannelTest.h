@@ -1,6 +1,5 @@
 // The start of every test of the channel: a private bus and an empty log.
-#ifndef APPLIST_TESTS_CHANNELTEST_H
-#define APPLIST_TESTS_CHANNELTEST_H
+#pragma once
 
 #include <chrono>
 #include <future>
@@ -168,5 +167,3 @@ inline std::string Calling(const std::string& busMethod) {
 } // namespace Deny
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // A listener of all three kinds that counts its events.
-#ifndef APPLIST_TESTS_COUNTINGLISTENER_H
-#define APPLIST_TESTS_COUNTINGLISTENER_H
+#pragma once
 
 #include <applist/ItemChangeListener.h>
 #include <applist/ItemClickListener.h>
@@ -22,5 +21,3 @@ public:
 };
 
 } // namespace applist_test
-
-#endif

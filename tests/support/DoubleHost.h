@@ -1,7 +1,6 @@
 // A host on the bus double: it holds the shared connection, as another part of a process does, and
 // knows when everything that the double has emitted has been delivered.
-#ifndef APPLIST_TESTS_DOUBLEHOST_H
-#define APPLIST_TESTS_DOUBLEHOST_H
+#pragma once
 
 #include <atomic>
 #include <cstring>
@@ -46,9 +45,6 @@ public:
         }
         MainLoop::IterateUntilIdle();
     }
-
-    DoubleHost(const DoubleHost&) = delete;
-    DoubleHost& operator=(const DoubleHost&) = delete;
 
     BusDouble& Bus() { return m_bus; }
     GDBusConnection* Connection() const { return m_shared->Connection(); }
@@ -125,5 +121,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

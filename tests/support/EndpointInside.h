@@ -3,15 +3,12 @@
 //
 // An explicit instantiation may name private members; the friend that it
 // defines hands the pointer out.
-#ifndef APPLIST_TESTS_ENDPOINTINSIDE_H
-#define APPLIST_TESTS_ENDPOINTINSIDE_H
+#pragma once
 
 #include <map>
 #include <string>
 
 #include <ipc/javamw-dbus-remote.h>
-
-inline namespace applist_test {
 
 namespace EndpointInside {
 
@@ -53,7 +50,3 @@ inline int State(JavaMWDbusRemote& endpoint) {
 }
 
 } // namespace EndpointInside
-
-} // namespace applist_test
-
-#endif

@@ -1,14 +1,11 @@
 // The system log for long runs: keeps no line, but counts events and wakes their waiters.
 // Linked in place of the platform's log.
-#ifndef APPLIST_TESTS_EVENTLOG_H
-#define APPLIST_TESTS_EVENTLOG_H
+#pragma once
 
 #include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
-
-inline namespace applist_test {
 
 namespace EventLog {
 
@@ -42,7 +39,3 @@ void ForgetPartner();
 std::vector<std::string> LastErrors();
 
 } // namespace EventLog
-
-} // namespace applist_test
-
-#endif

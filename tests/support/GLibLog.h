@@ -1,6 +1,5 @@
 // The warnings and criticals of GLib and GIO in this process, caught until the destructor.
-#ifndef APPLIST_TESTS_GLIBLOG_H
-#define APPLIST_TESTS_GLIBLOG_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -25,5 +24,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // The duties of an endpoint as a plain table of states: no bus, no threads, no locks. The model
 // shares no code with the library.
-#ifndef APPLIST_TESTS_HANDSHAKEMODEL_H
-#define APPLIST_TESTS_HANDSHAKEMODEL_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -52,5 +51,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

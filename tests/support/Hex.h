@@ -1,11 +1,8 @@
 // Bytes as text for the lines between a test and its partner process. No bytes at all are "-".
-#ifndef APPLIST_TESTS_HEX_H
-#define APPLIST_TESTS_HEX_H
+#pragma once
 
 #include <cstddef>
 #include <string>
-
-inline namespace applist_test {
 
 namespace Hex {
 
@@ -34,7 +31,3 @@ inline std::string Bytes(const std::string& text) {
 }
 
 } // namespace Hex
-
-} // namespace applist_test
-
-#endif

@@ -1,14 +1,11 @@
 // The few calls of the library to GDBus and to the system that no bus can make fail, or that would
 // wait for the clock. The linker puts these in between (--wrap); untouched, they pass everything
 // on.
-#ifndef APPLIST_TESTS_LIBRARYCALLS_H
-#define APPLIST_TESTS_LIBRARYCALLS_H
+#pragma once
 
 #include <string>
 
 #include <sys/types.h>
-
-inline namespace applist_test {
 
 namespace LibraryCalls {
 
@@ -54,6 +51,8 @@ unsigned int LastSleep();
 
 } // namespace LibraryCalls
 
+inline namespace applist_test {
+
 /** Stops the resend thread for the length of a scope, apart from the requested steps. */
 class HeldResendThread {
 public:
@@ -65,5 +64,3 @@ public:
 };
 
 } // namespace applist_test
-
-#endif

@@ -49,14 +49,18 @@ bool MainLoop::WaitWithoutIterating(const std::function<bool()>& happened,
     return true;
 }
 
-LoopThread::LoopThread()
-    : m_loop(g_main_loop_new(nullptr, FALSE)), m_thread([this] { g_main_loop_run(m_loop); }) {}
+LoopThread::LoopThread(GMainContext* context)
+    : m_loop(g_main_loop_new(context, FALSE)), m_thread([this, context] {
+          g_autoptr(GMainContextPusher) pusher =
+              context != nullptr ? g_main_context_pusher_new(context) : nullptr;
+          g_main_loop_run(m_loop);
+      }) {}
 
 LoopThread::~LoopThread() {
     // A source and not a plain quit, which would be lost on a loop that has not started yet.
     GSource* const quit = g_idle_source_new();
     g_source_set_callback(quit, QuitLoop, m_loop, nullptr);
-    g_source_attach(quit, nullptr);
+    g_source_attach(quit, g_main_loop_get_context(m_loop));
     g_source_unref(quit);
     m_thread.join();
     g_main_loop_unref(m_loop);

@@ -1,14 +1,11 @@
 // Iterates the test's main context until something has happened, here or in a thread of its own.
-#ifndef APPLIST_TESTS_MAINLOOP_H
-#define APPLIST_TESTS_MAINLOOP_H
+#pragma once
 
 #include <chrono>
 #include <functional>
 #include <thread>
 
 #include <glib.h>
-
-inline namespace applist_test {
 
 namespace MainLoop {
 
@@ -28,14 +25,16 @@ bool WaitWithoutIterating(const std::function<bool()>& happened,
 
 } // namespace MainLoop
 
-/** Iterates the global default context in its own thread, until the destructor. */
+inline namespace applist_test {
+
+/**
+ * Iterates a context in its own thread, until the destructor: the global default context, or
+ * @p context, which is then the default of the thread.
+ */
 class LoopThread {
 public:
-    LoopThread();
+    explicit LoopThread(GMainContext* context = nullptr);
     ~LoopThread();
-
-    LoopThread(const LoopThread&) = delete;
-    LoopThread& operator=(const LoopThread&) = delete;
 
     std::thread::id Id() const { return m_thread.get_id(); }
 
@@ -45,5 +44,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // The base of a table's rows: the name of a row is the name of its test and its printed form.
-#ifndef APPLIST_TESTS_NAMEDROW_H
-#define APPLIST_TESTS_NAMEDROW_H
+#pragma once
 
 #include <ostream>
 #include <string>
@@ -23,5 +22,3 @@ std::string RowName(const testing::TestParamInfo<Row>& row) {
 }
 
 } // namespace applist_test
-
-#endif

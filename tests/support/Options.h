@@ -1,6 +1,5 @@
 // The command line of a program of the tests, parsed by GLib.
-#ifndef APPLIST_TESTS_OPTIONS_H
-#define APPLIST_TESTS_OPTIONS_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,5 +38,3 @@ inline GOptionEntry FlagOption(const char* name, gboolean& value, const char* de
 }
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // The partner as a process that a test controls: it obeys lines, and is killed, stopped, continued
 // and replaced.
-#ifndef APPLIST_TESTS_PARTNERPROCESS_H
-#define APPLIST_TESTS_PARTNERPROCESS_H
+#pragma once
 
 #include <csignal>
 #include <string>
@@ -49,5 +48,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // An item of a host. A test reads its texts without the library.
-#ifndef APPLIST_TESTS_PLAINITEM_H
-#define APPLIST_TESTS_PLAINITEM_H
+#pragma once
 
 #include <string>
 #include <utility>
@@ -25,5 +24,3 @@ public:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // The list and the selection as they must be, without the library: a plain vector, and for each
 // operation of the host the request that the partner must receive.
-#ifndef APPLIST_TESTS_PLAINLIST_H
-#define APPLIST_TESTS_PLAINLIST_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -42,5 +41,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -13,9 +13,7 @@
 
 #include "BusDaemon.h"
 
-namespace {
-
-bool IsBroker() {
+bool PrivateBus::IsBroker() {
     const char* const wanted = std::getenv("APPLIST_TEST_BUS");
     const std::string kind = wanted == nullptr ? "dbus-daemon" : wanted;
     if (kind != "dbus-daemon" && kind != "dbus-broker") {
@@ -23,6 +21,8 @@ bool IsBroker() {
     }
     return kind == "dbus-broker";
 }
+
+namespace {
 
 int UnixSocket(int type, const std::string& path) {
     sockaddr_un address = {};

@@ -1,7 +1,6 @@
 // A bus of the test's own, which the library takes for the system bus: a dbus-daemon, or with
 // APPLIST_TEST_BUS=dbus-broker in the environment that one.
-#ifndef APPLIST_TESTS_PRIVATEBUS_H
-#define APPLIST_TESTS_PRIVATEBUS_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -30,8 +29,8 @@ public:
         const std::function<std::string(const std::string& address)>& configuration);
     ~PrivateBus();
 
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
+    /** Whether the bus of the tests is dbus-broker, which APPLIST_TEST_BUS selects. */
+    static bool IsBroker();
 
     /** The size limit of a message on this bus, in bytes; a larger one disconnects its sender. */
     static std::size_t LargestMessage();
@@ -68,5 +67,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

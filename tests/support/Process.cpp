@@ -48,39 +48,38 @@ Process::Process(const std::vector<std::string>& words, const Setup& setup) {
     }
     arguments.push_back(nullptr);
     g_autoptr(GError) error = nullptr;
-    m_process = g_subprocess_launcher_spawnv(launcher, arguments.data(), &error);
+    m_process.reset(g_subprocess_launcher_spawnv(launcher, arguments.data(), &error));
     if (m_process == nullptr) {
         throw std::runtime_error(error->message);
     }
-    m_output.pipe = g_subprocess_get_stdout_pipe(m_process);
-    m_errors.pipe = g_subprocess_get_stderr_pipe(m_process);
+    m_output.pipe = g_subprocess_get_stdout_pipe(m_process.get());
+    m_errors.pipe = g_subprocess_get_stderr_pipe(m_process.get());
 }
 
 Process::~Process() {
-    g_subprocess_force_exit(m_process);
+    g_subprocess_force_exit(m_process.get());
     WaitForExitWithoutIterating();
-    g_object_unref(m_process);
 }
 
 std::string Process::Id() const {
-    const char* const id = g_subprocess_get_identifier(m_process);
+    const char* const id = g_subprocess_get_identifier(m_process.get());
     return id != nullptr ? id : "";
 }
 
 void Process::SendBytes(const std::string& bytes) {
     g_autoptr(GError) error = nullptr;
-    if (g_output_stream_write_all(g_subprocess_get_stdin_pipe(m_process), bytes.data(),
+    if (g_output_stream_write_all(g_subprocess_get_stdin_pipe(m_process.get()), bytes.data(),
                                   bytes.size(), nullptr, nullptr, &error) == FALSE) {
         throw std::runtime_error(error->message);
     }
 }
 
 void Process::CloseInput() {
-    g_output_stream_close(g_subprocess_get_stdin_pipe(m_process), nullptr, nullptr);
+    g_output_stream_close(g_subprocess_get_stdin_pipe(m_process.get()), nullptr, nullptr);
 }
 
 void Process::Kill(int signal) {
-    g_subprocess_send_signal(m_process, signal);
+    g_subprocess_send_signal(m_process.get(), signal);
 }
 
 void Process::Stop() {
@@ -165,9 +164,19 @@ int Process::WaitForExit() {
     return MainLoop::IterateUntil(hasEnded) ? WaitForExitWithoutIterating() : -1;
 }
 
+int Process::Interrupt() {
+    Kill(SIGINT);
+    return WaitForExit();
+}
+
+int Process::EndOfInput() {
+    CloseInput();
+    return WaitForExit();
+}
+
 int Process::WaitForExitWithoutIterating() {
-    g_subprocess_wait(m_process, nullptr, nullptr);
-    return g_subprocess_get_if_exited(m_process) != FALSE
-               ? g_subprocess_get_exit_status(m_process)
-               : 128 + g_subprocess_get_term_sig(m_process);
+    g_subprocess_wait(m_process.get(), nullptr, nullptr);
+    return g_subprocess_get_if_exited(m_process.get()) != FALSE
+               ? g_subprocess_get_exit_status(m_process.get())
+               : 128 + g_subprocess_get_term_sig(m_process.get());
 }

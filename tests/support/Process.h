@@ -1,6 +1,5 @@
 // A child process of a test, with its input and its output in the test's hands.
-#ifndef APPLIST_TESTS_PROCESS_H
-#define APPLIST_TESTS_PROCESS_H
+#pragma once
 
 #include <csignal>
 #include <cstddef>
@@ -9,6 +8,8 @@
 #include <vector>
 
 #include <gio/gio.h>
+
+#include "Owners.h"
 
 inline namespace applist_test {
 
@@ -28,9 +29,6 @@ public:
     explicit Process(const std::vector<std::string>& words) : Process(words, Setup{}) {}
     Process(const std::vector<std::string>& words, const Setup& setup);
     ~Process();
-
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
 
     /** The process id in digits, empty once the process has ended. */
     std::string Id() const;
@@ -61,6 +59,8 @@ public:
 
     /** Iterates the main context. @return the exit status, 128 + N after signal N, -1 if it runs */
     int WaitForExit();
+    int Interrupt();  ///< SIGINT, then the same
+    int EndOfInput(); ///< closes the standard input, then the same
     /** The same without iterating and without an end to the patience. */
     int WaitForExitWithoutIterating();
 
@@ -80,9 +80,7 @@ protected:
     Stream m_errors;
 
 private:
-    GSubprocess* m_process = nullptr;
+    ObjectOwner<GSubprocess> m_process;
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // A host that continues after the loss of its bus. Lines of the library on standard output are
 // dropped, and expected warnings of GLib are counted instead of printed.
-#ifndef APPLIST_TESTS_QUIETHOST_H
-#define APPLIST_TESTS_QUIETHOST_H
+#pragma once
 
 #include <cstdio>
 
@@ -25,5 +24,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // A host without the library on a bus connection of its own, for steps that the library never
 // takes.
-#ifndef APPLIST_TESTS_RAWHOST_H
-#define APPLIST_TESTS_RAWHOST_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -20,9 +19,6 @@ class RawHost {
 public:
     explicit RawHost(const PrivateBus& bus);
     ~RawHost();
-
-    RawHost(const RawHost&) = delete;
-    RawHost& operator=(const RawHost&) = delete;
 
     GDBusConnection* Connection() { return m_connection; }
     std::string UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
@@ -55,5 +51,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // An endpoint that records the arguments of its handlers, and runs the action of the test.
-#ifndef APPLIST_TESTS_RECORDINGENDPOINT_H
-#define APPLIST_TESTS_RECORDINGENDPOINT_H
+#pragma once
 
 #include <functional>
 #include <mutex>
@@ -41,9 +40,6 @@ public:
         StartHandlers();
     }
     ~RecordingEndpoint() override { StopHandlers(); }
-
-    RecordingEndpoint(const RecordingEndpoint&) = delete;
-    RecordingEndpoint& operator=(const RecordingEndpoint&) = delete;
 
     Bytes HandleMessage(Bytes& data) override {
         Record(m_messages, data);
@@ -103,5 +99,3 @@ inline std::ostream& operator<<(std::ostream& os, const RecordingEndpoint::Readi
 }
 
 } // namespace applist_test
-
-#endif

@@ -1,14 +1,11 @@
 // Item records and message ids, read and written without the library, so that tests find its errors
 // instead of repeating them.
-#ifndef APPLIST_TESTS_RECORDS_H
-#define APPLIST_TESTS_RECORDS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-inline namespace applist_test {
 
 namespace Records {
 
@@ -77,7 +74,3 @@ inline int IdOf(const std::string& message) {
 }
 
 } // namespace Records
-
-} // namespace applist_test
-
-#endif

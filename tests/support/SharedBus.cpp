@@ -11,10 +11,6 @@ SharedBus::SharedBus() : m_connection(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr,
     }
 }
 
-SharedBus::~SharedBus() {
-    g_object_unref(m_connection);
-}
-
 bool SharedBus::WaitUntilReleased() {
     GDBusConnection* const connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     if (connection == nullptr) {

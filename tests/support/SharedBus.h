@@ -1,10 +1,11 @@
 // The process's shared bus connection, which the library uses, seen from a test.
-#ifndef APPLIST_TESTS_SHAREDBUS_H
-#define APPLIST_TESTS_SHAREDBUS_H
+#pragma once
 
 #include <string>
 
 #include <gio/gio.h>
+
+#include "Owners.h"
 
 inline namespace applist_test {
 
@@ -12,16 +13,12 @@ inline namespace applist_test {
 class SharedBus {
 public:
     SharedBus();
-    ~SharedBus();
 
-    SharedBus(const SharedBus&) = delete;
-    SharedBus& operator=(const SharedBus&) = delete;
-
-    GDBusConnection* Connection() const { return m_connection; }
-    std::string UniqueName() const { return g_dbus_connection_get_unique_name(m_connection); }
+    GDBusConnection* Connection() const { return m_connection.get(); }
+    std::string UniqueName() const { return g_dbus_connection_get_unique_name(Connection()); }
 
     /** The loss of the bus no longer ends the process. */
-    void SurviveTheBus() const { g_dbus_connection_set_exit_on_close(m_connection, FALSE); }
+    void SurviveTheBus() const { g_dbus_connection_set_exit_on_close(Connection(), FALSE); }
 
     /** The unique name of the shared connection, while a reference to the connection exists. */
     static std::string CurrentUniqueName() { return SharedBus().UniqueName(); }
@@ -33,9 +30,7 @@ public:
     static bool WaitUntilReleased();
 
 private:
-    GDBusConnection* m_connection;
+    ObjectOwner<GDBusConnection> m_connection;
 };
 
 } // namespace applist_test
-
-#endif

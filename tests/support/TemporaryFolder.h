@@ -1,6 +1,5 @@
 // A folder that exists until the end of the test.
-#ifndef APPLIST_TESTS_TEMPORARYFOLDER_H
-#define APPLIST_TESTS_TEMPORARYFOLDER_H
+#pragma once
 
 #include <string>
 
@@ -24,5 +23,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // An item of the tests: it records its readers and its deletion.
-#ifndef APPLIST_TESTS_TESTITEM_H
-#define APPLIST_TESTS_TESTITEM_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -43,5 +42,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

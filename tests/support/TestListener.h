@@ -1,6 +1,5 @@
 // A listener of all three kinds. Each event calls the function that the test has set.
-#ifndef APPLIST_TESTS_TESTLISTENER_H
-#define APPLIST_TESTS_TESTLISTENER_H
+#pragma once
 
 #include <functional>
 
@@ -46,5 +45,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

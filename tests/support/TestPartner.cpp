@@ -13,37 +13,12 @@ void AnswerBytes(GDBusMethodInvocation* invocation, const TestPartner::Bytes& by
 } // namespace
 
 TestPartner::TestPartner(const PrivateBus& bus, bool shakesHands, const std::string& endpointId)
-    : m_endpointId(endpointId),
-      m_shakesHands(shakesHands),
+    : m_shakesHands(shakesHands),
       m_connection(bus.Connect()),
       m_uniqueName(g_dbus_connection_get_unique_name(m_connection)),
       m_context(g_main_context_new()),
-      m_loop(g_main_loop_new(m_context, FALSE)),
       m_answer(
           [](GDBusMethodInvocation* invocation, const Bytes&) { AnswerBytes(invocation, {}); }) {
-    m_thread = std::thread(&TestPartner::Run, this);
-    WaitUntil([this] { return m_started; });
-}
-
-TestPartner::~TestPartner() {
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_main_context_invoke(
-        m_context,
-        [](void* loop) -> gboolean {
-            g_main_loop_quit(static_cast<GMainLoop*>(loop));
-            return G_SOURCE_REMOVE;
-        },
-        m_loop);
-    m_thread.join();
-    g_main_loop_unref(m_loop);
-    m_endpoint.reset();
-    while (g_main_context_iteration(m_context, FALSE) != FALSE) {
-    }
-    g_main_context_unref(m_context);
-}
-
-void TestPartner::Run() {
-    g_main_context_push_thread_default(m_context);
     BareEndpoint::Handlers handlers;
     handlers.onAnnouncement = [this](const std::string& step, const std::string& /*owner*/) {
         OnAnnouncement(step);
@@ -54,14 +29,19 @@ void TestPartner::Run() {
     handlers.onCall = [this](GVariant* body, GDBusMethodInvocation* invocation) {
         OnCall(BytesOfBody<Bytes>(body), invocation);
     };
-    m_endpoint.emplace(m_connection, BareEndpoint::Role::PARTNER, m_endpointId, handlers);
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_started = true;
-    }
-    m_changed.notify_all();
-    g_main_loop_run(m_loop);
+    g_main_context_push_thread_default(m_context);
+    m_endpoint.emplace(m_connection, BareEndpoint::Role::PARTNER, endpointId, handlers);
     g_main_context_pop_thread_default(m_context);
+    m_thread.emplace(m_context);
+}
+
+TestPartner::~TestPartner() {
+    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+    m_thread.reset();
+    m_endpoint.reset();
+    while (g_main_context_iteration(m_context, FALSE) != FALSE) {
+    }
+    g_main_context_unref(m_context);
 }
 
 void TestPartner::NotifyBody(const std::string& endpointName, GVariant* body) {

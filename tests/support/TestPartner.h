@@ -1,6 +1,5 @@
 // A partner for the library, on a bus connection and a thread of its own.
-#ifndef APPLIST_TESTS_TESTPARTNER_H
-#define APPLIST_TESTS_TESTPARTNER_H
+#pragma once
 
 #include <chrono>
 #include <condition_variable>
@@ -8,13 +7,13 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gio/gio.h>
 
 #include "BareEndpoint.h"
 #include "Bytes.h"
+#include "MainLoop.h"
 #include "PrivateBus.h"
 
 inline namespace applist_test {
@@ -34,9 +33,6 @@ public:
 
     /** Leaves the bus. */
     ~TestPartner();
-
-    TestPartner(const TestPartner&) = delete;
-    TestPartner& operator=(const TestPartner&) = delete;
 
     const std::string& UniqueName() const { return m_uniqueName; }
 
@@ -91,21 +87,17 @@ private:
         }
         m_changed.notify_all();
     }
-    void Run();
     bool WaitUntil(const std::function<bool()>& happened);
 
-    const std::string m_endpointId;
     const bool m_shakesHands;
     GDBusConnection* m_connection;
     std::string m_uniqueName;
     std::optional<BareEndpoint> m_endpoint;
     GMainContext* m_context;
-    GMainLoop* m_loop;
-    std::thread m_thread;
+    std::optional<LoopThread> m_thread;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_started = false;
     std::function<void(GDBusMethodInvocation*, const Bytes&)> m_answer;
     std::vector<Bytes> m_requests;
     std::vector<Bytes> m_notifications;
@@ -113,5 +105,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

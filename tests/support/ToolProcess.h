@@ -1,10 +1,10 @@
 // A running applistctl, or another partner in the place of "applistctl partner".
-#ifndef APPLIST_TESTS_TOOLPROCESS_H
-#define APPLIST_TESTS_TOOLPROCESS_H
+#pragma once
 
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -60,6 +60,47 @@ private:
     }
 };
 
-} // namespace applist_test
+/** A tool that has printed @p text when the constructor returns; throws when it does not. */
+class StartedTool : public ToolProcess {
+public:
+    StartedTool(std::vector<std::string> arguments, const std::string& text)
+        : ToolProcess(std::move(arguments)) {
+        if (!WaitFor(text)) {
+            throw std::runtime_error("no \"" + text + "\" in:\n" + Output() + Errors());
+        }
+    }
+};
 
-#endif
+/** "applistctl partner", which has announced itself. */
+struct RunningPartner : StartedTool {
+    RunningPartner() : StartedTool({"partner"}, "_SERVICE_SYN") {}
+};
+
+/** "applistctl host" with the sample applications, which @p partner has received. */
+struct SampleHost : ToolProcess {
+    explicit SampleHost(ToolProcess& partner) : ToolProcess({"host", SAMPLE_APPLICATIONS}) {
+        if (!partner.WaitFor("my list has 5 items now")) {
+            throw std::runtime_error("no list of the host in:\n" + partner.Output());
+        }
+    }
+};
+
+/** "applistctl monitor", which sees each further message. */
+struct RunningMonitor : StartedTool {
+    RunningMonitor() : StartedTool({"monitor"}, "watching the bus at") {}
+};
+
+struct ToolResult {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+/** Runs a tool to its end. */
+inline ToolResult RunTool(const std::vector<std::string>& arguments) {
+    ToolProcess tool(arguments);
+    const int status = tool.WaitForExit();
+    return {status, tool.Output(), tool.Errors()};
+}
+
+} // namespace applist_test

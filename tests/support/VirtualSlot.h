@@ -1,12 +1,9 @@
 // Where a virtual function stands in the virtual table, and calls that go by that place alone, as
 // a program built against an older header would make them (Itanium C++ ABI).
-#ifndef APPLIST_TESTS_VIRTUALSLOT_H
-#define APPLIST_TESTS_VIRTUALSLOT_H
+#pragma once
 
 #include <cstddef>
 #include <cstring>
-
-inline namespace applist_test {
 
 namespace VirtualSlot {
 
@@ -39,7 +36,3 @@ Function* At(const Object* object, int index) {
 }
 
 } // namespace VirtualSlot
-
-} // namespace applist_test
-
-#endif

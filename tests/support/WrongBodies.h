@@ -1,6 +1,5 @@
 // Bodies of a type that no message of the protocol has.
-#ifndef APPLIST_TESTS_WRONGBODIES_H
-#define APPLIST_TESTS_WRONGBODIES_H
+#pragma once
 
 #include <gio/gio.h>
 
@@ -32,5 +31,3 @@ constexpr WrongBody WRONG_BODIES[] = {
 };
 
 } // namespace applist_test
-
-#endif

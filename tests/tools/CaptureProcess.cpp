@@ -31,15 +31,10 @@ CaptureProcess::CaptureProcess(const PrivateBus& bus, std::vector<std::string> c
     m_process = std::make_unique<Process>(command, Process::Setup{{}, writeToFile, true});
 }
 
-CaptureProcess::~CaptureProcess() {
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_object_unref(m_connection);
-}
-
 // The bus handles messages in order: messages before the mark are before it in the file.
 bool CaptureProcess::WaitForAMark(const std::string& mark) const {
     return MainLoop::IterateUntil([&] {
-        BusDaemon::Call(m_connection, "NameHasOwner", g_variant_new("(s)", mark.c_str()));
+        BusDaemon::Call(m_connection.get(), "NameHasOwner", g_variant_new("(s)", mark.c_str()));
         return Contents(m_file).find(mark) != std::string::npos;
     });
 }

@@ -1,6 +1,5 @@
 // Another program that captures a test's bus into a file.
-#ifndef APPLIST_TESTS_CAPTUREPROCESS_H
-#define APPLIST_TESTS_CAPTUREPROCESS_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -8,6 +7,7 @@
 
 #include <gio/gio.h>
 
+#include "Owners.h"
 #include "PrivateBus.h"
 #include "Process.h"
 
@@ -18,10 +18,6 @@ public:
     /** @param command gets the bus's address as its last argument */
     CaptureProcess(const PrivateBus& bus, std::vector<std::string> command,
                    const std::string& file);
-    ~CaptureProcess();
-
-    CaptureProcess(const CaptureProcess&) = delete;
-    CaptureProcess& operator=(const CaptureProcess&) = delete;
 
     const std::string& File() const { return m_file; }
 
@@ -35,10 +31,8 @@ private:
     bool WaitForAMark(const std::string& mark) const;
 
     std::string m_file;
-    GDBusConnection* m_connection;
+    ConnectionOwner m_connection;
     std::unique_ptr<Process> m_process;
 };
 
 } // namespace applist_test
-
-#endif

@@ -1,7 +1,6 @@
 // Writes a capture of D-Bus messages in the pcap format, one message at a time: for messages that
 // no bus delivers, and for long times without a wait. Names, path and bytes are literals here.
-#ifndef APPLIST_TESTS_CAPTUREWRITER_H
-#define APPLIST_TESTS_CAPTUREWRITER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -73,5 +72,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

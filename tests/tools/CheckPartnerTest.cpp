@@ -137,8 +137,7 @@ TEST_F(CheckPartner, ReportsACommandThatStartsNoPartner) {
 }
 
 TEST_F(CheckPartner, ChecksAPartnerThatRunsAlready) {
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RunningPartner partner;
     ToolProcess check(Words({}));
     EXPECT_EQ(ExitStatusOf(check), 0) << check.Output() << check.Errors();
     EXPECT_THAT(FindingOf("announces-itself", check.Output()), HasSubstr("not seen"));
@@ -146,10 +145,10 @@ TEST_F(CheckPartner, ChecksAPartnerThatRunsAlready) {
 }
 
 TEST_F(CheckPartner, EndsWithAPartnerThatNobodyStartsAgain) {
-    ToolProcess partner({"partner", "--script",
+    StartedTool partner({"partner", "--script",
                          m_folder.Write("script", "fault exit 7 append\n"
-                                                  "wait 600\n")});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+                                                  "wait 600\n")},
+                        "_SERVICE_SYN");
     ToolProcess check(Words({}));
     EXPECT_EQ(ExitStatusOf(check), 4) << check.Output() << check.Errors();
     EXPECT_THAT(KeysOf("BROKEN", check.Output()), ElementsAre("request-append"));

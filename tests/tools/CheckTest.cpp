@@ -1,9 +1,10 @@
 // "applistctl check": one line for each need of a host, with advice when it is missing.
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 
-#include "PrivateBus.h"
+#include "BusTest.h"
 #include "RawHost.h"
 #include "ToolProcess.h"
 
@@ -12,174 +13,150 @@ using testing::HasSubstr;
 
 namespace {
 
-TEST(DeviceCheck, PassesWithAPolicyAndAPartner) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess check({"check"});
-    EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
+using DeviceCheck = BusTest;
+using PartnerTool = BusTest;
+
+// The output of a check with this exit status.
+std::string CheckOutput(int status, std::vector<std::string> options = {}) {
+    options.insert(options.begin(), "check");
+    const ToolResult check = RunTool(options);
+    EXPECT_EQ(check.status, status) << check.output;
+    return check.output;
+}
+
+TEST_F(DeviceCheck, PassesWithAPolicyAndAPartner) {
+    RunningPartner partner;
+    const std::string output = CheckOutput(0);
     for (const char* const step :
          {"bus", "announce", "send", "signal", "partner", "answer", "list"}) {
-        EXPECT_THAT(check.Output(), HasSubstr("ok       " + std::string(step) + " "));
+        EXPECT_THAT(output, HasSubstr("ok       " + std::string(step) + " "));
     }
 }
 
-TEST(DeviceCheck, LeavesThePartnerFreeForAHost) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess check({"check"});
-    ASSERT_EQ(check.WaitForExit(), 0) << check.Output();
+TEST_F(DeviceCheck, LeavesThePartnerFreeForAHost) {
+    RunningPartner partner;
+    CheckOutput(0);
     ASSERT_TRUE(partner.WaitFor("a partner is free"));
     RawHost host(bus);
     EXPECT_TRUE(host.Connect());
 }
 
-TEST(DeviceCheck, ReportsAMissingPartner) {
-    const PrivateBus bus;
-    ToolProcess check({"check", "--limit=0.2"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(),
-                HasSubstr("MISSING  partner   no answer to _CLIENT_SYN within 0.2 s: "
-                          "no partner is on the bus"));
-    EXPECT_THAT(check.Output(), HasSubstr("-> start the partner"));
+TEST_F(DeviceCheck, ReportsAMissingPartner) {
+    const std::string output = CheckOutput(4, {"--limit=0.2"});
+    EXPECT_THAT(output, HasSubstr("MISSING  partner   no answer to _CLIENT_SYN within 0.2 s: "
+                                  "no partner is on the bus"));
+    EXPECT_THAT(output, HasSubstr("-> start the partner"));
 }
 
-TEST(DeviceCheck, ReportsAMissingRightToAnnounce) {
-    const PrivateBus bus("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
-    ToolProcess check({"check", "--limit=0.2"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  announce  the bus refuses "
-                                          "org.morva.JavaMW.Applist_CLIENT_ACK"));
-    EXPECT_THAT(check.Output(), HasSubstr("-> write this file to /etc/dbus-1/system.d/"));
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  partner   not checked"));
+TEST_F(DeviceCheck, ReportsAMissingRightToAnnounce) {
+    bus.SetPolicy("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
+    const std::string output = CheckOutput(4, {"--limit=0.2"});
+    EXPECT_THAT(output, HasSubstr("MISSING  announce  the bus refuses "
+                                  "org.morva.JavaMW.Applist_CLIENT_ACK"));
+    EXPECT_THAT(output, HasSubstr("-> write this file to /etc/dbus-1/system.d/"));
+    EXPECT_THAT(output, HasSubstr("MISSING  partner   not checked"));
 }
 
-TEST(DeviceCheck, ReportsAMissingRightToCall) {
-    const PrivateBus bus("<deny send_interface=\"org.morva.javamw.DbusCommunication\" "
-                         "send_member=\"Send\"/>");
-    ToolProcess check({"check", "--limit=0.2"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  send      Send to itself: the reply is the "
-                                          "error org.freedesktop.DBus.Error.AccessDenied"));
-    EXPECT_THAT(check.Output(), HasSubstr("ok       signal"));
+TEST_F(DeviceCheck, ReportsAMissingRightToCall) {
+    bus.SetPolicy("<deny send_interface=\"org.morva.javamw.DbusCommunication\" "
+                  "send_member=\"Send\"/>");
+    const std::string output = CheckOutput(4, {"--limit=0.2"});
+    EXPECT_THAT(output, HasSubstr("MISSING  send      Send to itself: the reply is the "
+                                  "error org.freedesktop.DBus.Error.AccessDenied"));
+    EXPECT_THAT(output, HasSubstr("ok       signal"));
 }
 
-TEST(DeviceCheck, ReportsAMissingRightToSignal) {
-    const PrivateBus bus("<deny send_interface=\"org.morva.javamw.DbusCommunication\" "
-                         "send_member=\"SendSignal\"/>");
-    ToolProcess check({"check", "--limit=0.2"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("ok       send"));
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  signal    SendSignal to itself"));
+TEST_F(DeviceCheck, ReportsAMissingRightToSignal) {
+    bus.SetPolicy("<deny send_interface=\"org.morva.javamw.DbusCommunication\" "
+                  "send_member=\"SendSignal\"/>");
+    const std::string output = CheckOutput(4, {"--limit=0.2"});
+    EXPECT_THAT(output, HasSubstr("ok       send"));
+    EXPECT_THAT(output, HasSubstr("MISSING  signal    SendSignal to itself"));
 }
 
-TEST(DeviceCheck, ReportsARequestWithoutAReply) {
-    const PrivateBus bus;
+TEST_F(DeviceCheck, ReportsARequestWithoutAReply) {
     ToolProcess partner({"partner"});
     partner.Send("fault silence");
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     partner.Send("list");
     ASSERT_TRUE(partner.WaitFor("list: 0 items"));
-    ToolProcess check({"check", "--limit=0.3"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  answer    2001 to "));
-    EXPECT_THAT(check.Output(), HasSubstr("no reply within 0.3 s"));
+    const std::string output = CheckOutput(4, {"--limit=0.3"});
+    EXPECT_THAT(output, HasSubstr("MISSING  answer    2001 to "));
+    EXPECT_THAT(output, HasSubstr("no reply within 0.3 s"));
 }
 
-TEST(DeviceCheck, ReportsAMissingNotificationOfThePartner) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(DeviceCheck, ReportsAMissingNotificationOfThePartner) {
+    RunningPartner partner;
     partner.Send("fault no-created");
     partner.Send("list");
     ASSERT_TRUE(partner.WaitFor("list: 0 items"));
-    ToolProcess check({"check", "--limit=0.3"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  list      no notification 4 within 0.3 s"));
+    EXPECT_THAT(CheckOutput(4, {"--limit=0.3"}),
+                HasSubstr("MISSING  list      no notification 4 within 0.3 s"));
 }
 
-TEST(DeviceCheck, ReportsAStoppedPartner) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(DeviceCheck, ReportsAStoppedPartner) {
+    RunningPartner partner;
     partner.Stop();
-    ToolProcess check({"check", "--limit=0.3"});
-    EXPECT_EQ(check.WaitForExit(), 4);
+    const std::string output = CheckOutput(4, {"--limit=0.3"});
     EXPECT_THAT(
-        check.Output(),
+        output,
         ContainsRegex("MISSING  partner   no answer to _CLIENT_SYN within 0.3 s: [^\n]*:1.[0-9]+ "
                       "\\(pid " +
                       partner.Id() + ", user [^\n]*\\)[^\n]* is stopped\n"));
-    EXPECT_THAT(check.Output(), HasSubstr("-> let it continue: kill -CONT " + partner.Id()));
+    EXPECT_THAT(output, HasSubstr("-> let it continue: kill -CONT " + partner.Id()));
 }
 
-TEST(DeviceCheck, ReportsAFreePartnerThatDoesNotAnswer) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(DeviceCheck, ReportsAFreePartnerThatDoesNotAnswer) {
+    RunningPartner partner;
     partner.Send("fault no-syn-ack");
     partner.Send("list");
     ASSERT_TRUE(partner.WaitFor("list: 0 items"));
-    ToolProcess check({"check", "--limit=1.5"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), ContainsRegex("s: the partner :1.[0-9]+ \\(pid [^\n]*\\) is bound "
-                                              "to no host\n"));
-    EXPECT_THAT(check.Output(), HasSubstr("the refused process receives the reason"));
+    const std::string output = CheckOutput(4, {"--limit=1.5"});
+    EXPECT_THAT(output, ContainsRegex("s: the partner :1.[0-9]+ \\(pid [^\n]*\\) is bound "
+                                      "to no host\n"));
+    EXPECT_THAT(output, HasSubstr("the refused process receives the reason"));
 }
 
 // A partner on a bus without visible match rules.
-TEST(DeviceCheck, ReportsAStoppedPartnerWithoutMatchRules) {
-    const PrivateBus bus("<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>");
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(DeviceCheck, ReportsAStoppedPartnerWithoutMatchRules) {
+    bus.SetPolicy("<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>");
+    RunningPartner partner;
     partner.Stop();
-    ToolProcess check({"check", "--limit=0.3"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("which may be the partner, is stopped\n"));
+    EXPECT_THAT(CheckOutput(4, {"--limit=0.3"}),
+                HasSubstr("which may be the partner, is stopped\n"));
 }
 
-TEST(DeviceCheck, ReportsThatAPartnerMayServeAnotherHostWithoutMatchRules) {
-    const PrivateBus bus("<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>");
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
-    ToolProcess check({"check", "--limit=0.3"});
-    EXPECT_EQ(check.WaitForExit(), 4);
-    EXPECT_THAT(check.Output(), HasSubstr("may be bound to another host\n"));
-    EXPECT_THAT(check.Output(), HasSubstr(" are hosts or partners on the bus\n"));
+TEST_F(DeviceCheck, ReportsThatAPartnerMayServeAnotherHostWithoutMatchRules) {
+    bus.SetPolicy("<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>");
+    RunningPartner partner;
+    const SampleHost host(partner);
+    const std::string output = CheckOutput(4, {"--limit=0.3"});
+    EXPECT_THAT(output, HasSubstr("may be bound to another host\n"));
+    EXPECT_THAT(output, HasSubstr(" are hosts or partners on the bus\n"));
 }
 
-TEST(DeviceCheck, NamesTheProcessOfThePartnerOnce) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess check({"check"});
-    EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
+TEST_F(DeviceCheck, NamesTheProcessOfThePartnerOnce) {
+    RunningPartner partner;
+    const std::string output = CheckOutput(0);
     const std::string process = "(pid " + partner.Id() + ", user ";
-    EXPECT_THAT(check.Output(), HasSubstr("answer from :1."));
-    EXPECT_NE(check.Output().find(process), std::string::npos);
-    EXPECT_EQ(check.Output().find(process), check.Output().rfind(process));
+    EXPECT_THAT(output, HasSubstr("answer from :1."));
+    EXPECT_NE(output.find(process), std::string::npos);
+    EXPECT_EQ(output.find(process), output.rfind(process));
 }
 
-TEST(PartnerTool, NamesTheProcessOfItsHostOnce) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess check({"check"});
-    EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
+TEST_F(PartnerTool, NamesTheProcessOfItsHostOnce) {
+    RunningPartner partner;
+    CheckOutput(0);
     ASSERT_TRUE(partner.WaitFor("a partner is free"));
     EXPECT_THAT(partner.Output(), ContainsRegex("the host :1.[0-9]+ is pid [0-9]+, user [^,]+, "
                                                 "applistctl\n"));
     EXPECT_EQ(partner.Output().find(" is pid "), partner.Output().rfind(" is pid "));
 }
 
-TEST(DeviceCheck, ReportsAMissingBus) {
-    ToolProcess check({"check", "--bus=unix:path=/nonexistent/bus"});
-    EXPECT_EQ(check.WaitForExit(), 3);
-    EXPECT_THAT(check.Output(), HasSubstr("MISSING  bus"));
-    EXPECT_THAT(check.Output(), HasSubstr("DBUS_SYSTEM_BUS_ADDRESS"));
+TEST_F(DeviceCheck, ReportsAMissingBus) {
+    const std::string output = CheckOutput(3, {"--bus=unix:path=/nonexistent/bus"});
+    EXPECT_THAT(output, HasSubstr("MISSING  bus"));
+    EXPECT_THAT(output, HasSubstr("DBUS_SYSTEM_BUS_ADDRESS"));
 }
 
 } // namespace

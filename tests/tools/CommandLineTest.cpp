@@ -89,8 +89,7 @@ TEST(BusOption, OverridesTheEnvironment) {
     ToolProcess tool({"partner", "--bus", bus.Address()},
                      {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"});
     EXPECT_TRUE(tool.WaitFor("_SERVICE_SYN"));
-    tool.CloseInput();
-    EXPECT_EQ(tool.WaitForExit(), 0);
+    EXPECT_EQ(tool.EndOfInput(), 0);
 }
 
 TEST(Colour, IsNotWrittenToAPipe) {

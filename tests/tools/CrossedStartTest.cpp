@@ -13,7 +13,7 @@
 #include <applist/AppListProxy.h>
 #include <applist/RemoteAppListItem.h>
 
-#include "MainLoop.h"
+#include "OwnerChanges.h"
 #include "PrivateBus.h"
 #include "ToolProcess.h"
 
@@ -27,54 +27,14 @@ bool WasCrossed(const std::string& partnerOutput) {
 
 using Clock = std::chrono::steady_clock;
 
-// Records the owners of the names on the bus.
-class NameWatcher {
-public:
-    explicit NameWatcher(const PrivateBus& bus) : m_connection(bus.Connect()) {
-        m_subscription = g_dbus_connection_signal_subscribe(
-            m_connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
-            "/org/freedesktop/DBus", "org.morva.JavaMW.Applist_SERVICE_SYN",
-            G_DBUS_SIGNAL_FLAGS_NONE, OnChange, this, nullptr);
-        // The daemon has the match rule once it has answered a call made behind it.
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-        EXPECT_NE(reply, nullptr);
-    }
-    ~NameWatcher() {
-        g_dbus_connection_signal_unsubscribe(m_connection, m_subscription);
-        g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-        g_object_unref(m_connection);
-        MainLoop::IterateUntilIdle();
-    }
-    NameWatcher(const NameWatcher&) = delete;
-    NameWatcher& operator=(const NameWatcher&) = delete;
-
-    bool WaitForPartnerSyn() {
-        const int before = m_count;
-        return MainLoop::IterateUntil([&] { return m_count > before; });
-    }
-
-private:
-    static void OnChange(GDBusConnection* /*connection*/, const char* /*sender*/,
-                         const char* /*path*/, const char* /*interface*/, const char* /*signal*/,
-                         GVariant* /*parameters*/, void* user_data) {
-        ++static_cast<NameWatcher*>(user_data)->m_count;
-    }
-
-    GDBusConnection* m_connection;
-    guint m_subscription = 0;
-    int m_count = 0;
-};
-
 // How much longer the partner takes to its announcement than the host takes to its own.
 Clock::duration PartnersLag(const PrivateBus& bus) {
-    NameWatcher names(bus);
+    OwnerChanges changes(bus);
     std::vector<Clock::duration> lags;
     for (int i = 0; i < 9; ++i) {
         const auto partnerStart = Clock::now();
         const ToolProcess partner({"partner"});
-        EXPECT_TRUE(names.WaitForPartnerSyn());
+        EXPECT_NE(changes.WaitForNewcomer("_SERVICE_SYN"), "");
         const auto partnerTime = Clock::now() - partnerStart;
         const auto hostStart = Clock::now();
         const AppListProxy list;

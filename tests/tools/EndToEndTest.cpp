@@ -4,17 +4,16 @@
 
 #include <gmock/gmock.h>
 
-#include "PrivateBus.h"
+#include "BusTest.h"
 #include "ToolProcess.h"
 
 namespace {
 
-TEST(EndToEnd, BothSidesHaveTheSameListAfterEveryCommand) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+using EndToEnd = BusTest;
+
+TEST_F(EndToEnd, BothSidesHaveTheSameListAfterEveryCommand) {
+    RunningPartner partner;
+    SampleHost host(partner);
     partner.Send("change"); // brings the host the model that its "list" needs
     ASSERT_TRUE(host.WaitFor("OnItemChangeEvent"));
 
@@ -40,12 +39,9 @@ TEST(EndToEnd, BothSidesHaveTheSameListAfterEveryCommand) {
     }
 }
 
-TEST(EndToEnd, AClearedListIsEmptyOnBothSides) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+TEST_F(EndToEnd, AClearedListIsEmptyOnBothSides) {
+    RunningPartner partner;
+    SampleHost host(partner);
     partner.Send("select 3");
     ASSERT_TRUE(host.WaitFor("OnItemSelectionEvent: the partner has selected Music Player"));
     host.Send("clear");
@@ -53,10 +49,8 @@ TEST(EndToEnd, AClearedListIsEmptyOnBothSides) {
     EXPECT_EQ(partner.List(), "list: 0 items\nselection: none\n");
 }
 
-TEST(EndToEnd, ARestartedPartnerReceivesListAndSelectionAgain) {
-    const PrivateBus bus;
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(host.WaitFor("no partner yet"));
+TEST_F(EndToEnd, ARestartedPartnerReceivesListAndSelectionAgain) {
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
     {
         ToolProcess partner({"partner"});
         ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
@@ -74,13 +68,10 @@ TEST(EndToEnd, ARestartedPartnerReceivesListAndSelectionAgain) {
     EXPECT_EQ(list, host.List());
 }
 
-TEST(EndToEnd, APartnerServesTheNextHostAfterTheFirstIsKilled) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(EndToEnd, APartnerServesTheNextHostAfterTheFirstIsKilled) {
+    RunningPartner partner;
     {
-        ToolProcess host({"host", SAMPLE_APPLICATIONS});
-        ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+        SampleHost host(partner);
         host.Kill(SIGKILL);
         ASSERT_TRUE(partner.WaitFor("lost the host"));
     }
@@ -88,12 +79,9 @@ TEST(EndToEnd, APartnerServesTheNextHostAfterTheFirstIsKilled) {
     EXPECT_TRUE(partner.WaitFor("my list has 2 items now"));
 }
 
-TEST(EndToEnd, APartnerWithANewListReceivesTheListAgain) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+TEST_F(EndToEnd, APartnerWithANewListReceivesTheListAgain) {
+    RunningPartner partner;
+    SampleHost host(partner);
     ASSERT_TRUE(host.WaitFor("the partner has a new list: the library sent it all 5 items"));
     partner.Send("recreate");
     EXPECT_TRUE(partner.WaitFor("APPLIST_ADD_ITEMS_FNC (2004): 5 items"));
@@ -101,16 +89,12 @@ TEST(EndToEnd, APartnerWithANewListReceivesTheListAgain) {
     EXPECT_TRUE(host.WaitFor("the partner has a new list: the library sent it all 5 items"));
 }
 
-TEST(EndToEnd, ASecondHostConnectsWhenTheFirstExits) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess first({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+TEST_F(EndToEnd, ASecondHostConnectsWhenTheFirstExits) {
+    RunningPartner partner;
+    SampleHost first(partner);
     ToolProcess second({"host", std::string(SAMPLE_APPLICATIONS) + "/media"});
     ASSERT_TRUE(partner.WaitFor("is our host, one at a time"));
-    first.CloseInput();
-    EXPECT_EQ(first.WaitForExit(), 0);
+    EXPECT_EQ(first.EndOfInput(), 0);
     EXPECT_TRUE(partner.WaitFor("my list has 2 items now"));
 }
 

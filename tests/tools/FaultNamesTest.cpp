@@ -1,7 +1,6 @@
 // Nine faults are planted, and the tools must name each of them; a healthy pair must give no alarm.
 // "scripts/long-run faults" repeats this on both buses.
 #include <csignal>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,7 +8,6 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "MainLoop.h"
 #include "NamedRow.h"
 #include "PrivateBus.h"
 #include "ToolProcess.h"
@@ -20,21 +18,10 @@ using testing::Not;
 
 namespace {
 
-/** The output and the exit status of a tool. */
-struct Result {
-    int status;
-    std::string text;
-};
-
 /** A bus with a monitor on it, and the processes that make the fault. */
 class Scene {
 public:
-    explicit Scene(const std::string& policy = "")
-        : m_bus(std::make_unique<PrivateBus>(policy)), m_monitor({"monitor"}) {
-        EXPECT_TRUE(m_monitor.WaitFor("watching the bus at"));
-    }
-
-    PrivateBus& Bus() { return *m_bus; }
+    PrivateBus& Bus() { return m_bus; }
     ToolProcess& Monitor() { return m_monitor; }
 
     Process& StartHost(const std::string& fault) {
@@ -54,12 +41,6 @@ public:
 
     Process& StartListOfHost() { return Add({APPLISTCTL, "host", SAMPLE_APPLICATIONS}); }
 
-    /** Stops a process, as a busy loop would. */
-    static void Stop(Process& process) {
-        process.Kill(SIGSTOP);
-        MainLoop::IterateUntil([&] { return StateOf(process.Id()) == 'T'; });
-    }
-
     /** Ends a process, and waits for the bus to notice. */
     void End(Process& process) {
         process.Kill(SIGKILL);
@@ -74,42 +55,22 @@ public:
         return text.substr(begin, text.find(' ', begin) - begin);
     }
 
-    Result EndMonitor() {
+    ToolResult EndMonitor() {
         m_monitor.Kill(SIGINT);
         const int status = m_monitor.WaitForExit();
-        return {status, m_monitor.Output()};
-    }
-
-    static Result Run(const std::vector<std::string>& arguments) {
-        ToolProcess tool(arguments);
-        const int status = tool.WaitForExit();
-        return {status, tool.Output() + tool.Errors()};
+        return {status, m_monitor.Output(), m_monitor.Errors()};
     }
 
 private:
-    static char StateOf(const std::string& pid) {
-        std::ifstream file("/proc/" + pid + "/stat");
-        std::string number;
-        std::string command;
-        char state = 0;
-        file >> number >> command >> state;
-        return state;
-    }
-
     Process& Add(const std::vector<std::string>& words) {
         m_processes.push_back(std::make_unique<Process>(words));
         return *m_processes.back();
     }
 
-    std::unique_ptr<PrivateBus> m_bus;
-    ToolProcess m_monitor;
+    PrivateBus m_bus;
+    RunningMonitor m_monitor;
     std::vector<std::unique_ptr<Process>> m_processes;
 };
-
-bool IsBroker() {
-    const char* const bus = std::getenv("APPLIST_TEST_BUS");
-    return bus != nullptr && std::string(bus) == "dbus-broker";
-}
 
 // A user other than root sees that a loop does not answer, and not why.
 std::string LoopText(const std::string& text) {
@@ -118,7 +79,7 @@ std::string LoopText(const std::string& text) {
 
 struct FaultRow : NamedRow {
     /** Plants the fault and lets a tool look at it. */
-    Result (*look)();
+    ToolResult (*look)();
     std::string named;
     int status;
 };
@@ -128,54 +89,54 @@ struct FaultRow : NamedRow {
 // The host answers a partner that has left, and the next partner takes the answer for its own.
 void ReplacePartnerOfABusyHost(Scene& scene) {
     Process& host = scene.StartHost("none");
-    Scene::Stop(host);
+    host.Stop(); // as a busy loop would
     scene.End(scene.StartPartner());
     scene.StartPartner("strict-mirror");
-    host.Kill(SIGCONT);
+    host.Continue();
     EXPECT_TRUE(scene.Monitor().WaitFor("half-open pair: "));
 }
 
 // The partner answers a host that has left, and the next host takes the answer for its own.
 void ReplaceHostOfABusyPartner(Scene& scene) {
     Process& partner = scene.StartPartner("strict-mirror");
-    Scene::Stop(partner);
+    partner.Stop();
     scene.End(scene.StartHost("none"));
     scene.StartHost("none");
-    partner.Kill(SIGCONT);
+    partner.Continue();
     EXPECT_TRUE(scene.Monitor().WaitFor("half-open pair: "));
 }
 
-Result WatchReplacedPartner() {
+ToolResult WatchReplacedPartner() {
     Scene scene;
     ReplacePartnerOfABusyHost(scene);
     return scene.EndMonitor();
 }
 
-Result WatchReplacedHost() {
+ToolResult WatchReplacedHost() {
     Scene scene;
     ReplaceHostOfABusyPartner(scene);
     return scene.EndMonitor();
 }
 
-Result CheckReplacedPartner() {
+ToolResult CheckReplacedPartner() {
     Scene scene;
     ReplacePartnerOfABusyHost(scene);
-    return Scene::Run({"check", "host"});
+    return RunTool({"check", "host"});
 }
 
-Result CheckReplacedHost() {
+ToolResult CheckReplacedHost() {
     Scene scene;
     ReplaceHostOfABusyPartner(scene);
-    return Scene::Run({"check", "host"});
+    return RunTool({"check", "host"});
 }
 
-Result CheckOwnedName() {
+ToolResult CheckOwnedName() {
     Scene scene;
     scene.StartHost("owned-name");
-    return Scene::Run({"check", "--limit=0.5"});
+    return RunTool({"check", "--limit=0.5"});
 }
 
-Result WatchOwnedName() {
+ToolResult WatchOwnedName() {
     Scene scene;
     scene.StartHost("owned-name");
     EXPECT_TRUE(scene.Monitor().WaitFor("is owned by "));
@@ -183,11 +144,11 @@ Result WatchOwnedName() {
 }
 
 template <const char* const& fault, const char* const& line>
-Result CheckLoop() {
+ToolResult CheckLoop() {
     Scene scene;
     Process& host = scene.StartHost(fault);
     EXPECT_TRUE(line[0] == '\0' || host.WaitFor(line));
-    return Scene::Run({"check", "host", "--limit=1"});
+    return RunTool({"check", "host", "--limit=1"});
 }
 
 constexpr const char* STALLED = "stalled";
@@ -195,12 +156,12 @@ constexpr const char* NO_LOOP = "no-loop";
 constexpr const char* NO_PUSH = "no-push";
 constexpr const char* NO_LINE = "";
 
-Result CheckPolicy() {
+ToolResult CheckPolicy() {
     const PrivateBus bus("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
-    return Scene::Run({"check", "--limit=0.5"});
+    return RunTool({"check", "--limit=0.5"});
 }
 
-Result WatchSilentPartner() {
+ToolResult WatchSilentPartner() {
     Scene scene;
     scene.StartPartner("silence");
     scene.StartListOfHost();
@@ -208,18 +169,18 @@ Result WatchSilentPartner() {
     return scene.EndMonitor();
 }
 
-Result CheckSilentPartner() {
+ToolResult CheckSilentPartner() {
     Scene scene;
     scene.StartPartner("silence");
-    return Scene::Run({"check", "--limit=1"});
+    return RunTool({"check", "--limit=1"});
 }
 
-Result CheckLostBus() {
+ToolResult CheckLostBus() {
     Scene scene;
     Process& host = scene.StartHost("bus-lost");
     scene.Bus().Restart();
     EXPECT_TRUE(host.WaitFor("the bus is gone"));
-    return Scene::Run({"check", "host", "--limit=1"});
+    return RunTool({"check", "host", "--limit=1"});
 }
 
 const FaultRow FAULTS[] = {
@@ -248,9 +209,9 @@ const FaultRow SHOWN_BY_RULES[] = {
 class PlantedFault : public testing::TestWithParam<FaultRow> {};
 
 TEST_P(PlantedFault, IsReportedByItsName) {
-    const Result result = GetParam().look();
-    EXPECT_EQ(result.status, GetParam().status) << result.text;
-    EXPECT_THAT(result.text, HasSubstr(GetParam().named));
+    const ToolResult result = GetParam().look();
+    EXPECT_EQ(result.status, GetParam().status) << result.output;
+    EXPECT_THAT(result.output, HasSubstr(GetParam().named));
 }
 
 INSTANTIATE_TEST_SUITE_P(, PlantedFault, testing::ValuesIn(FAULTS), RowName<FaultRow>);
@@ -258,12 +219,12 @@ INSTANTIATE_TEST_SUITE_P(, PlantedFault, testing::ValuesIn(FAULTS), RowName<Faul
 class PlantedFaultInMatchRules : public testing::TestWithParam<FaultRow> {};
 
 TEST_P(PlantedFaultInMatchRules, IsReportedByItsName) {
-    if (IsBroker()) {
+    if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
     }
-    const Result result = GetParam().look();
-    EXPECT_EQ(result.status, GetParam().status) << result.text;
-    EXPECT_THAT(result.text, HasSubstr(GetParam().named));
+    const ToolResult result = GetParam().look();
+    EXPECT_EQ(result.status, GetParam().status) << result.output;
+    EXPECT_THAT(result.output, HasSubstr(GetParam().named));
 }
 
 INSTANTIATE_TEST_SUITE_P(, PlantedFaultInMatchRules, testing::ValuesIn(SHOWN_BY_RULES),
@@ -280,25 +241,27 @@ TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
     Process& partner = scene.StartPartner();
     Process& host = scene.StartListOfHost();
     ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
-    const Result result = Scene::Run({"check", "--limit=0.3"});
-    EXPECT_EQ(result.status, 4) << result.text;
+    const ToolResult result = RunTool({"check", "--limit=0.3"});
+    EXPECT_EQ(result.status, 4) << result.output;
     const std::string hostProcess = "(pid " + host.Id() + User() + ", applistctl)";
     const std::string partnerProcess = "(pid " + partner.Id() + User() + ", applistctl)";
-    EXPECT_THAT(result.text, HasSubstr(hostProcess));
-    EXPECT_THAT(result.text, HasSubstr(partnerProcess));
-    if (IsBroker()) {
-        EXPECT_THAT(result.text, HasSubstr(" are hosts or partners on the bus"));
+    EXPECT_THAT(result.output, HasSubstr(hostProcess));
+    EXPECT_THAT(result.output, HasSubstr(partnerProcess));
+    if (PrivateBus::IsBroker()) {
+        EXPECT_THAT(result.output, HasSubstr(" are hosts or partners on the bus"));
     } else {
-        EXPECT_THAT(result.text, ContainsRegex("note     hosts     :1\\.[0-9]+[^\n]* is a host on "
-                                               "the bus, bound to :1"));
-        EXPECT_THAT(result.text,
+        EXPECT_THAT(result.output,
+                    ContainsRegex("note     hosts     :1\\.[0-9]+[^\n]* is a host on "
+                                  "the bus, bound to :1"));
+        EXPECT_THAT(result.output,
                     ContainsRegex("note     hosts     the partner :1\\.[0-9]+[^\n]* is "
                                   "bound to :1"));
-        EXPECT_EQ(result.text.find(hostProcess), result.text.rfind(hostProcess)); // once
-        EXPECT_EQ(result.text.find(partnerProcess), result.text.rfind(partnerProcess));
-        EXPECT_THAT(result.text, ContainsRegex("MISSING  partner   no answer to _CLIENT_SYN within "
-                                               "0.3 s: the partner :1\\.[0-9]+ is bound to :1"));
-        EXPECT_THAT(result.text, HasSubstr("or check it with \"applistctl check host :"));
+        EXPECT_EQ(result.output.find(hostProcess), result.output.rfind(hostProcess)); // once
+        EXPECT_EQ(result.output.find(partnerProcess), result.output.rfind(partnerProcess));
+        EXPECT_THAT(result.output,
+                    ContainsRegex("MISSING  partner   no answer to _CLIENT_SYN within "
+                                  "0.3 s: the partner :1\\.[0-9]+ is bound to :1"));
+        EXPECT_THAT(result.output, HasSubstr("or check it with \"applistctl check host :"));
     }
     partner.Send("list");
     EXPECT_TRUE(partner.WaitFor("list: 5 items")); // the check has disturbed nothing
@@ -310,9 +273,9 @@ TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
 TEST(CheckHost, ReportsAMissingHost) {
     Scene scene;
     scene.StartPartner();
-    const Result result = Scene::Run({"check", "host", ":1.999"});
+    const ToolResult result = RunTool({"check", "host", ":1.999"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.text, HasSubstr("WRONG    host      :1.999 is not on the bus"));
+    EXPECT_THAT(result.output, HasSubstr("WRONG    host      :1.999 is not on the bus"));
 }
 
 TEST(CheckHost, ChecksTheNamedHostAlone) {
@@ -321,31 +284,31 @@ TEST(CheckHost, ChecksTheNamedHostAlone) {
     const std::string silent = scene.NextHost();
     scene.StartHost("none");
     const std::string good = scene.NextHost();
-    EXPECT_EQ(Scene::Run({"check", "host", good}).status, 0);
-    EXPECT_EQ(Scene::Run({"check", "host", silent, "--limit=0.5"}).status, 4);
+    EXPECT_EQ(RunTool({"check", "host", good}).status, 0);
+    EXPECT_EQ(RunTool({"check", "host", silent, "--limit=0.5"}).status, 4);
 }
 
 TEST(CheckHost, ReportsAStoppedProcess) {
     Scene scene;
     Process& host = scene.StartHost("none");
-    Scene::Stop(host);
-    const Result result = Scene::Run({"check", "host", scene.NextHost(), "--limit=0.5"});
+    host.Stop();
+    const ToolResult result = RunTool({"check", "host", scene.NextHost(), "--limit=0.5"});
     EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(result.text, HasSubstr("WRONG    alive     the process is stopped"));
-    EXPECT_THAT(result.text, HasSubstr("kill -CONT " + host.Id()));
+    EXPECT_THAT(result.output, HasSubstr("WRONG    alive     the process is stopped"));
+    EXPECT_THAT(result.output, HasSubstr("kill -CONT " + host.Id()));
 }
 
 // dbus-broker does not show the queues of its connections to Debug.Stats.
 TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
-    if (IsBroker()) {
+    if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker has no Debug.Stats of this kind";
     }
     Scene scene;
     Process& host = scene.StartHost("none");
     const std::string name = scene.NextHost();
-    EXPECT_THAT(Scene::Run({"check", "host", name}).text,
+    EXPECT_THAT(RunTool({"check", "host", name}).output,
                 HasSubstr("ok       queue     the bus keeps nothing for it"));
-    Scene::Stop(host);
+    host.Stop();
     g_autoptr(GDBusConnection) connection = scene.Bus().Connect();
     const std::string text(100000, 'x');
     for (int i = 0; i < 100; ++i) { // more than the buffers of the socket hold
@@ -353,21 +316,22 @@ TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
                                       g_variant_new("(s)", text.c_str()), nullptr);
     }
     g_dbus_connection_flush_sync(connection, nullptr, nullptr);
-    const Result result = Scene::Run({"check", "host", name, "--limit=0.5"});
+    const ToolResult result = RunTool({"check", "host", name, "--limit=0.5"});
     EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(result.text, ContainsRegex("WRONG    queue     the bus keeps [0-9]+ bytes for it"));
+    EXPECT_THAT(result.output,
+                ContainsRegex("WRONG    queue     the bus keeps [0-9]+ bytes for it"));
 }
 
 TEST(CheckHost, IsWrongUsageWithAWellKnownName) {
-    EXPECT_EQ(Scene::Run({"check", "host", "org.morva.JavaMW"}).status, 2);
+    EXPECT_EQ(RunTool({"check", "host", "org.morva.JavaMW"}).status, 2);
 }
 
 // --- Healthy runs --------------------------------------------------------------------------------
 
-void ExpectNoAlarm(const Result& result) {
-    EXPECT_EQ(result.status, 0) << result.text;
+void ExpectNoAlarm(const ToolResult& result) {
+    EXPECT_EQ(result.status, 0) << result.output;
     for (const char* const alarm : {"!!", "WRONG", "MISSING", "half-open"}) {
-        EXPECT_THAT(result.text, Not(HasSubstr(alarm)));
+        EXPECT_THAT(result.output + result.errors, Not(HasSubstr(alarm)));
     }
 }
 
@@ -402,7 +366,7 @@ TEST_P(HealthyPair, IsNotReportedByTheTools) {
         scene.StartHost("none");
         ASSERT_TRUE(scene.Monitor().WaitFor("== connected: host "));
     }
-    ExpectNoAlarm(Scene::Run({"check", "host"}));
+    ExpectNoAlarm(RunTool({"check", "host"}));
     ExpectNoAlarm(scene.EndMonitor());
 }
 
@@ -411,7 +375,7 @@ INSTANTIATE_TEST_SUITE_P(, HealthyPair, testing::ValuesIn(HEALTHY), RowName<Heal
 TEST(HealthyPartner, IsNotReportedByACheck) {
     Scene scene;
     scene.StartPartner();
-    ExpectNoAlarm(Scene::Run({"check"}));
+    ExpectNoAlarm(RunTool({"check"}));
 }
 
 } // namespace

@@ -6,8 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include "BusTest.h"
 #include "NamedRow.h"
-#include "PrivateBus.h"
 #include "TemporaryFolder.h"
 #include "TestPartner.h"
 #include "ToolProcess.h"
@@ -17,6 +17,9 @@ using testing::HasSubstr;
 using testing::Not;
 
 namespace {
+
+using HostInput = BusTest;
+using HostWithoutPartner = BusTest;
 
 std::string Entry(const std::string& lines) {
     return "[Desktop Entry]\nType=Application\n" + lines;
@@ -153,8 +156,7 @@ TEST_F(HostTool, ExitsWithStatusThreeWhenTheBusIsLost) {
 }
 
 TEST_F(HostTool, ExitsQuietlyAtTheEndOfItsInput) {
-    m_host->CloseInput();
-    EXPECT_EQ(m_host->WaitForExit(), 0);
+    EXPECT_EQ(m_host->EndOfInput(), 0);
     EXPECT_EQ(m_host->Errors(), "");
 }
 
@@ -190,17 +192,14 @@ const Refusal REFUSALS[] = {
 
 INSTANTIATE_TEST_SUITE_P(, HostCommand, testing::ValuesIn(REFUSALS), RowName<Refusal>);
 
-TEST(HostInput, RunsALastLineWithoutALineFeed) {
-    const PrivateBus bus;
+TEST_F(HostInput, RunsALastLineWithoutALineFeed) {
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     host.SendBytes("add one One\n\nadd two Two");
-    host.CloseInput();
-    EXPECT_EQ(host.WaitForExit(), 0);
+    EXPECT_EQ(host.EndOfInput(), 0);
     EXPECT_THAT(host.Output(), HasSubstr("AddItemAtEnd: Two (two)"));
 }
 
-TEST(HostInput, HelpShowsTheCommands) {
-    const PrivateBus bus;
+TEST_F(HostInput, HelpShowsTheCommands) {
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     host.Send("help");
     EXPECT_TRUE(host.WaitFor("\n  modify ID NEW_ID NAME  replace"));
@@ -215,8 +214,7 @@ std::string ItemsFrom(const std::vector<std::string>& folders,
     std::vector<std::string> arguments = {"host"};
     arguments.insert(arguments.end(), folders.begin(), folders.end());
     ToolProcess host(arguments, environment);
-    host.CloseInput();
-    EXPECT_EQ(host.WaitForExit(), 0);
+    EXPECT_EQ(host.EndOfInput(), 0);
     std::string items;
     for (std::size_t at = host.Output().find("\n     "); at != std::string::npos;
          at = host.Output().find("\n     ", at + 1)) {
@@ -276,16 +274,13 @@ TEST(HostEntries, AreSkippedWithAReasonWhenTheyAreUnreadable) {
     folder.Write("broken.desktop", "no key file\n");
     folder.Write("nameless.desktop", Entry(""));
     ToolProcess host({"host", folder.Path()});
-    host.CloseInput();
-    EXPECT_EQ(host.WaitForExit(), 0);
+    EXPECT_EQ(host.EndOfInput(), 0);
     EXPECT_THAT(host.Output(), HasSubstr("!! skipped " + folder.Path() + "/broken.desktop: "));
     EXPECT_THAT(host.Output(), HasSubstr("!! skipped " + folder.Path() + "/nameless.desktop: "));
 }
 
-TEST(HostWithoutPartner, PrintsOneHintAtTheReason) {
-    const PrivateBus bus;
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(host.WaitFor("no partner yet"));
+TEST_F(HostWithoutPartner, PrintsOneHintAtTheReason) {
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
     const std::string hint = "run \"applistctl check\" to find out why there is no partner";
     EXPECT_THAT(host.Output(), Not(HasSubstr(hint)));
     host.Send("add radio Car Radio");

@@ -6,9 +6,9 @@
 
 #include <gmock/gmock.h>
 
+#include "BusTest.h"
 #include "CaptureProcess.h"
 #include "NamedRow.h"
-#include "PrivateBus.h"
 #include "RawHost.h"
 #include "TemporaryFolder.h"
 #include "Terminal.h"
@@ -20,12 +20,11 @@ using testing::Not;
 
 namespace {
 
-TEST(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+using MonitorLive = BusTest;
+
+TEST_F(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
+    RunningMonitor monitor;
+    RunningPartner partner;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     EXPECT_TRUE(monitor.WaitFor("_SERVICE_SYN: a partner is there"));
     EXPECT_TRUE(monitor.WaitFor("_CLIENT_SYN: a host has started"));
@@ -38,29 +37,19 @@ TEST(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
     EXPECT_TRUE(monitor.WaitFor("answered with Clock (clock.desktop) after "));
     host.CloseInput();
     EXPECT_TRUE(monitor.WaitFor(" has left the bus"));
-    monitor.Kill(SIGINT);
-    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
     EXPECT_THAT(monitor.Output(), HasSubstr("handshakes: 1 completed, 0 problems"));
     EXPECT_THAT(monitor.Output(), ContainsRegex("APPLIST_GET_SELECTION_FNC \\(2001\\) +1 "));
 }
 
-TEST(MonitorLive, FindsAPairThatIsAlreadyConnected) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
-    ToolProcess monitor({"monitor", "--count=1"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+TEST_F(MonitorLive, FindsAPairThatIsAlreadyConnected) {
+    RunningPartner partner;
+    SampleHost host(partner);
+    StartedTool monitor({"monitor", "--count=1"}, "watching the bus at");
     partner.Send("change");
     EXPECT_EQ(monitor.WaitForExit(), 0);
     EXPECT_THAT(monitor.Output(), HasSubstr("their handshake was before the watching"));
     EXPECT_THAT(monitor.Output(), HasSubstr("APPLIST_ITEM_CHANGE_EVENT (1)"));
-}
-
-bool IsBroker() {
-    const char* const bus = std::getenv("APPLIST_TEST_BUS");
-    return bus != nullptr && std::string(bus) == "dbus-broker";
 }
 
 std::size_t Count(const std::string& text, const std::string& part) {
@@ -76,26 +65,20 @@ std::string User() {
     return ", user " + std::string(g_get_user_name()) + ", applistctl\n";
 }
 
-TEST(MonitorLive, NamesTheProcessOfEachPartyOnce) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(MonitorLive, NamesTheProcessOfEachPartyOnce) {
+    RunningMonitor monitor;
+    RunningPartner partner;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(monitor.WaitFor("#1 answered"));
-    monitor.Kill(SIGINT);
-    EXPECT_EQ(monitor.WaitForExit(), 0);
+    EXPECT_EQ(monitor.Interrupt(), 0);
     const std::string& text = monitor.Output();
     EXPECT_THAT(text, ContainsRegex("== host :1\\.[0-9]+ is pid " + host.Id() + User()));
     EXPECT_THAT(text, ContainsRegex("== partner :1\\.[0-9]+ is pid " + partner.Id() + User()));
     EXPECT_EQ(Count(text, " is pid "), 2U) << text;
 }
 
-TEST(MonitorLive, NamesTheProcessesToPrograms) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor", "--json"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+TEST_F(MonitorLive, NamesTheProcessesToPrograms) {
+    StartedTool monitor({"monitor", "--json"}, "watching the bus at");
     ToolProcess partner({"partner"});
     ASSERT_TRUE(monitor.WaitFor("identified"));
     ASSERT_TRUE(monitor.WaitFor("\n"));
@@ -104,91 +87,68 @@ TEST(MonitorLive, NamesTheProcessesToPrograms) {
                           g_get_user_name() + "\",\"program\":\"applistctl\""));
 }
 
-TEST(MonitorLive, TakesACheckForNoHost) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(MonitorLive, TakesACheckForNoHost) {
+    RunningMonitor monitor;
+    RunningPartner partner;
     ToolProcess check({"check"});
     EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
     ASSERT_TRUE(monitor.WaitFor("== the check :"));
-    monitor.Kill(SIGINT);
-    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
     EXPECT_THAT(monitor.Output(), ContainsRegex("== check :1\\.[0-9]+ is pid [0-9]+" + User()));
     for (const char* const untruth : {"!!", "connected", "host :1", "talk: "}) {
         EXPECT_THAT(monitor.Output(), Not(HasSubstr(untruth)));
     }
 }
 
-TEST(MonitorLive, TakesACheckForNoSecondHost) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(MonitorLive, TakesACheckForNoSecondHost) {
+    RunningMonitor monitor;
+    RunningPartner partner;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(monitor.WaitFor("#1 answered"));
     ToolProcess check({"check", "--limit=0.3"});
     EXPECT_EQ(check.WaitForExit(), 4);
     ASSERT_TRUE(monitor.WaitFor("== the check :"));
-    monitor.Kill(SIGINT);
-    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
     EXPECT_EQ(Count(monitor.Output(), "== connected: "), 1U) << monitor.Output();
 }
 
-TEST(MonitorLive, FindsASecondHostThatWasThereBefore) {
-    if (IsBroker()) {
+TEST_F(MonitorLive, FindsASecondHostThatWasThereBefore) {
+    if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
     }
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    RunningPartner partner;
+    SampleHost host(partner);
     ToolProcess second({"host", SAMPLE_APPLICATIONS});
     ASSERT_TRUE(partner.WaitFor("is our host, one at a time"));
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    RunningMonitor monitor;
     EXPECT_TRUE(monitor.WaitFor("are bound to each other: their handshake was before"));
     EXPECT_TRUE(monitor.WaitFor(" was on the bus before the watching, bound to no partner\n"));
-    monitor.Kill(SIGINT);
-    EXPECT_EQ(monitor.WaitForExit(), 0) << monitor.Output();
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
     EXPECT_THAT(monitor.Output(), HasSubstr("is pid " + second.Id() + User()));
     EXPECT_THAT(monitor.Output(), HasSubstr(" is not connected: it waits for a partner\n"));
     EXPECT_THAT(monitor.Output(), ContainsRegex("host :1.[0-9]+ is connected with partner :1"));
 }
 
-TEST(MonitorLive, FindsABindingThatWasThereBefore) {
-    if (IsBroker()) {
+TEST_F(MonitorLive, FindsABindingThatWasThereBefore) {
+    if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
     }
-    const PrivateBus bus;
     ToolProcess partner({"partner"});
     partner.Send("fault strict-mirror");
     ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
     partner.Stop();
-    {
-        ToolProcess gone({"host", SAMPLE_APPLICATIONS});
-        ASSERT_TRUE(gone.WaitFor("no partner yet"));
-    }
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(host.WaitFor("no partner yet"));
+    { StartedTool gone({"host", SAMPLE_APPLICATIONS}, "no partner yet"); }
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
     partner.Continue();
     ASSERT_TRUE(partner.WaitFor("lost the host"));
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+    RunningMonitor monitor;
     EXPECT_TRUE(monitor.WaitFor(" was on the bus before the watching, bound to :1."));
 }
 
-TEST(MonitorLive, MarksAHostThatIsStuck) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+TEST_F(MonitorLive, MarksAHostThatIsStuck) {
+    RunningMonitor monitor;
+    RunningPartner partner;
+    SampleHost host(partner);
     host.Stop();
     partner.Send("select 1");
     EXPECT_TRUE(monitor.WaitFor(" is stuck: no query for the selection (2001) within "));
@@ -196,12 +156,9 @@ TEST(MonitorLive, MarksAHostThatIsStuck) {
     EXPECT_TRUE(monitor.WaitFor("answered with Calculator"));
 }
 
-TEST(MonitorLive, MarksMalformedTraffic) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+TEST_F(MonitorLive, MarksMalformedTraffic) {
+    RunningPartner partner;
+    RunningMonitor monitor;
     RawHost host(bus);
     ASSERT_TRUE(host.Connect());
     host.Request("abc");
@@ -212,49 +169,41 @@ TEST(MonitorLive, MarksMalformedTraffic) {
     EXPECT_EQ(monitor.WaitForExit(), 4);
 }
 
-TEST(MonitorLive, PrintsTheErrorOfARequestToAPartnerThatHasLeftTheBus) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+TEST_F(MonitorLive, PrintsTheErrorOfARequestToAPartnerThatHasLeftTheBus) {
+    RunningMonitor monitor;
     RawHost host(bus);
     {
-        ToolProcess partner({"partner"});
-        ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+        RunningPartner partner;
         ASSERT_TRUE(host.Connect());
-        partner.CloseInput();
-        ASSERT_EQ(partner.WaitForExit(), 0);
+        ASSERT_EQ(partner.EndOfInput(), 0);
     }
     host.Request(std::string("\xd3\x07\0\0", 4));
     EXPECT_TRUE(monitor.WaitFor("failed after "));
     EXPECT_TRUE(monitor.WaitFor("org.freedesktop.DBus.Error.ServiceUnknown"));
 }
 
-TEST(MonitorLive, NamesTheStepThatAHostWaitsFor) {
-    const PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+TEST_F(MonitorLive, NamesTheStepThatAHostWaitsFor) {
+    RunningMonitor monitor;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     EXPECT_TRUE(monitor.WaitFor("!! _SERVICE_SYN_ACK is missing: no partner has answered"));
 }
 
-TEST(MonitorLive, ExitsAfterTheGivenNumberOfSeconds) {
-    const PrivateBus bus;
+TEST_F(MonitorLive, ExitsAfterTheGivenNumberOfSeconds) {
     ToolProcess monitor({"monitor", "--seconds=1", "--json"});
     EXPECT_EQ(monitor.WaitForExit(), 0);
     EXPECT_THAT(monitor.Output(), HasSubstr("{\"event\":\"summary\""));
 }
 
 // Nothing happens on this bus in the last second.
-TEST(MonitorLive, CountsItsSummaryFromTheStartOfTheWatching) {
-    const PrivateBus bus;
+TEST_F(MonitorLive, CountsItsSummaryFromTheStartOfTheWatching) {
     ToolProcess monitor({"monitor", "--seconds=1"});
     EXPECT_EQ(monitor.WaitForExit(), 0);
     EXPECT_THAT(monitor.Output(),
                 ContainsRegex("summary of (9[0-9]{2}\\.[0-9]{2} ms|[1-9]\\.[0-9] s)"));
 }
 
-TEST(MonitorLive, PrintsTheRemedyWhenTheBusRefusesMonitoring) {
-    const PrivateBus bus("<deny send_interface='org.freedesktop.DBus.Monitoring'/>");
+TEST_F(MonitorLive, PrintsTheRemedyWhenTheBusRefusesMonitoring) {
+    bus.SetPolicy("<deny send_interface='org.freedesktop.DBus.Monitoring'/>");
     ToolProcess monitor({"monitor"});
     EXPECT_EQ(monitor.WaitForExit(), 1);
     EXPECT_THAT(monitor.Errors(), HasSubstr(" does not let us watch: "));
@@ -262,16 +211,14 @@ TEST(MonitorLive, PrintsTheRemedyWhenTheBusRefusesMonitoring) {
     EXPECT_THAT(monitor.Errors(), HasSubstr("applistctl monitor --read FILE"));
 }
 
-TEST(MonitorLive, NeedsABus) {
+TEST_F(MonitorLive, NeedsABus) {
     ToolProcess monitor({"monitor", "--bus=unix:path=/nonexistent/bus"});
     EXPECT_EQ(monitor.WaitForExit(), 3);
     EXPECT_THAT(monitor.Errors(), HasSubstr("no bus: "));
 }
 
-TEST(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {
-    PrivateBus bus;
-    ToolProcess monitor({"monitor"});
-    ASSERT_TRUE(monitor.WaitFor("watching the bus at"));
+TEST_F(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {
+    RunningMonitor monitor;
     bus.Kill();
     EXPECT_EQ(monitor.WaitForExit(), 3);
     EXPECT_THAT(monitor.Errors(), HasSubstr("the bus is gone: "));
@@ -309,8 +256,7 @@ TEST_P(MonitorCapture, IsPrinted) {
     CaptureProcess capture(bus, GetParam().command, folder.Path() + "/capture");
     ASSERT_TRUE(capture.WaitUntilCapturing());
     {
-        ToolProcess partner({"partner"});
-        ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+        RunningPartner partner;
         RawHost host(bus);
         ASSERT_TRUE(host.Connect());
         host.Request(std::string("Clock\nc1\n\xd4\x07\0\0", 13));

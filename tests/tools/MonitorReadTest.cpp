@@ -911,8 +911,7 @@ TEST(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
-    tool.CloseInput();
-    EXPECT_EQ(tool.WaitForExit(), 0);
+    EXPECT_EQ(tool.EndOfInput(), 0);
 }
 
 TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
@@ -920,8 +919,7 @@ TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
-    tool.Kill(SIGINT);
-    EXPECT_EQ(tool.WaitForExit(), 0);
+    EXPECT_EQ(tool.Interrupt(), 0);
     EXPECT_THAT(tool.Output(), HasSubstr("handshakes: 1 completed"));
 }
 

@@ -6,16 +6,15 @@
 OwnerChanges::OwnerChanges(const PrivateBus& bus)
     : m_connection(bus.Connect()),
       m_subscription(g_dbus_connection_signal_subscribe(
-          m_connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+          Connection(), "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
           "/org/freedesktop/DBus", nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnNameOwnerChanged, this,
           nullptr)) {
-    BusDaemon::Ping(m_connection); // the match rule is in place
+    BusDaemon::Ping(Connection()); // the match rule is in place
 }
 
 OwnerChanges::~OwnerChanges() {
-    g_dbus_connection_signal_unsubscribe(m_connection, m_subscription);
-    g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-    g_object_unref(m_connection);
+    g_dbus_connection_signal_unsubscribe(Connection(), m_subscription);
+    m_connection.reset();
     MainLoop::IterateUntilIdle();
 }
 

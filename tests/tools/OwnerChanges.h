@@ -1,7 +1,6 @@
 // The NameOwnerChanged signals of a test's bus: announcements of the handshake, and processes that
 // leave the bus.
-#ifndef APPLIST_TESTS_OWNERCHANGES_H
-#define APPLIST_TESTS_OWNERCHANGES_H
+#pragma once
 
 #include <cstddef>
 #include <set>
@@ -20,10 +19,7 @@ public:
     explicit OwnerChanges(const PrivateBus& bus);
     ~OwnerChanges();
 
-    OwnerChanges(const OwnerChanges&) = delete;
-    OwnerChanges& operator=(const OwnerChanges&) = delete;
-
-    GDBusConnection* Connection() { return m_connection; }
+    GDBusConnection* Connection() { return m_connection.get(); }
 
     /**
      * Waits for the first announcement of another process.
@@ -46,7 +42,7 @@ private:
     /** @return the owner before the release of @p name, empty when there is none in time */
     std::string WaitForRelease(const std::string& name);
 
-    GDBusConnection* m_connection;
+    ConnectionOwner m_connection;
     guint m_subscription;
     std::vector<Release> m_releases;
     std::size_t m_searched = 0;
@@ -54,5 +50,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

@@ -3,8 +3,8 @@
 
 #include <gmock/gmock.h>
 
-#include "MainLoop.h"
-#include "PrivateBus.h"
+#include "BusDaemon.h"
+#include "BusTest.h"
 #include "RawHost.h"
 #include "ToolProcess.h"
 
@@ -15,28 +15,17 @@ using testing::IsEmpty;
 
 namespace {
 
+using PartnerHandshake = BusTest;
+
 constexpr const char* PARTNER_SYN = "org.morva.JavaMW.Applist_SERVICE_SYN";
 
-guint32 CallBus(RawHost& host, const char* method, GVariant* parameters) {
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        host.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        method, parameters, G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    guint32 code = 0;
-    if (reply != nullptr) {
-        g_variant_get(reply, "(u)", &code);
-    }
-    return code;
-}
-
-TEST(PartnerHandshake, AnnouncesItselfWhenItStarts) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, AnnouncesItselfWhenItStarts) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     EXPECT_TRUE(host.WaitForAnnouncement("_SYN"));
 }
 
-TEST(PartnerHandshake, AnswersARunningHost) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, AnswersARunningHost) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
@@ -47,10 +36,10 @@ TEST(PartnerHandshake, AnswersARunningHost) {
 
 // The match rules are at the daemon before the name is: an answer made at the very instant of the
 // announcement is seen.
-TEST(PartnerHandshake, MissesNoAnswerToItsFirstAnnouncement) {
+TEST_F(PartnerHandshake, MissesNoAnswerToItsFirstAnnouncement) {
     for (int i = 0; i < 20; ++i) {
-        const PrivateBus bus;
-        RawHost host(bus);
+        const PrivateBus another;
+        RawHost host(another);
         ToolProcess partner({"partner"});
         ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
         host.Announce("_SYN_ACK");
@@ -58,10 +47,8 @@ TEST(PartnerHandshake, MissesNoAnswerToItsFirstAnnouncement) {
     }
 }
 
-TEST(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
+    RunningPartner partner;
     RawHost host(bus);
     host.Announce("_SYN");
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN_ACK"));
@@ -72,8 +59,7 @@ TEST(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
 
 // A crossed start: both sides announced SYN, each is bound on the other's, and the host drops our
 // SYN_ACK. Its own SYN_ACK must be answered although we are bound already.
-TEST(PartnerHandshake, AcknowledgesTheBoundHost) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, AcknowledgesTheBoundHost) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
@@ -85,8 +71,7 @@ TEST(PartnerHandshake, AcknowledgesTheBoundHost) {
 }
 
 // A host that announces its SYN_ACK twice has refused requests of its own in between.
-TEST(PartnerHandshake, RequestsTheListAgainWhenTheHostAnnouncesItsSynAckTwice) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, RequestsTheListAgainWhenTheHostAnnouncesItsSynAckTwice) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
@@ -98,15 +83,13 @@ TEST(PartnerHandshake, RequestsTheListAgainWhenTheHostAnnouncesItsSynAckTwice) {
     EXPECT_EQ(partner.List(), "list: 0 items\nselection: none\n");
 }
 
-TEST(PartnerHandshake, AnnouncesSynAgainWhileNoHostAnswers) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, AnnouncesSynAgainWhileNoHostAnswers) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     EXPECT_TRUE(host.WaitForAnnouncement("_SYN", 3));
 }
 
-TEST(PartnerHandshake, AnnouncesSynAgainWhileItsHostMakesNoRequest) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, AnnouncesSynAgainWhileItsHostMakesNoRequest) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
@@ -116,8 +99,7 @@ TEST(PartnerHandshake, AnnouncesSynAgainWhileItsHostMakesNoRequest) {
     EXPECT_TRUE(partner.WaitFor("_SERVICE_SYN: again, " + host.UniqueName()));
 }
 
-TEST(PartnerHandshake, BindsTheHostOfAnAckWhileItIsFree) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, BindsTheHostOfAnAckWhileItIsFree) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(host.WaitForAnnouncement("_SYN"));
@@ -137,8 +119,7 @@ class OtherHost : public testing::TestWithParam<OtherHostRow> {};
 
 TEST_P(OtherHost, IsAnsweredWhenTheBoundHostVanishes) {
     const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    RunningPartner partner;
     RawHost other(bus);
     {
         RawHost host(bus);
@@ -162,10 +143,8 @@ INSTANTIATE_TEST_SUITE_P(, OtherHost,
                          [](const auto& row) { return std::string(row.param.name); });
 
 // Of three hosts the last one is next, and then the one that is left.
-TEST(PartnerHandshake, AnswersTheRememberedHostsOneByOne) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(PartnerHandshake, AnswersTheRememberedHostsOneByOne) {
+    RunningPartner partner;
     RawHost first(bus);
     {
         RawHost second(bus);
@@ -183,10 +162,8 @@ TEST(PartnerHandshake, AnswersTheRememberedHostsOneByOne) {
     EXPECT_TRUE(partner.WaitFor("connected with " + first.UniqueName()));
 }
 
-TEST(PartnerHandshake, StartsAgainWithAHostThatStartsAgainOnItsConnection) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(PartnerHandshake, StartsAgainWithAHostThatStartsAgainOnItsConnection) {
+    RunningPartner partner;
     RawHost host(bus);
     ASSERT_TRUE(host.Connect());
     ASSERT_TRUE(partner.WaitFor("connected with"));
@@ -199,10 +176,8 @@ TEST(PartnerHandshake, StartsAgainWithAHostThatStartsAgainOnItsConnection) {
     EXPECT_TRUE(partner.WaitFor("list: 0 items"));
 }
 
-TEST(PartnerHandshake, ServesOnlyTheBoundHost) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(PartnerHandshake, ServesOnlyTheBoundHost) {
+    RunningPartner partner;
     RawHost host(bus);
     RawHost other(bus);
     ASSERT_TRUE(host.Connect());
@@ -219,10 +194,8 @@ TEST(PartnerHandshake, ServesOnlyTheBoundHost) {
     EXPECT_TRUE(partner.WaitFor("list: 0 items"));
 }
 
-TEST(PartnerHandshake, DetectsTheLossOfItsHostAndAnnouncesItselfAgain) {
-    const PrivateBus bus;
-    ToolProcess partner({"partner"});
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+TEST_F(PartnerHandshake, DetectsTheLossOfItsHostAndAnnouncesItselfAgain) {
+    RunningPartner partner;
     RawHost other(bus);
     {
         RawHost host(bus);
@@ -233,21 +206,19 @@ TEST(PartnerHandshake, DetectsTheLossOfItsHostAndAnnouncesItselfAgain) {
     EXPECT_TRUE(other.WaitForAnnouncement("_SYN"));
 }
 
-TEST(PartnerHandshake, RepeatsAnAnnouncementWhileAnotherProcessOwnsTheName) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, RepeatsAnAnnouncementWhileAnotherProcessOwnsTheName) {
     RawHost host(bus);
-    ASSERT_EQ(CallBus(host, "RequestName", g_variant_new("(su)", PARTNER_SYN, guint32{4})), 1U);
+    ASSERT_EQ(BusDaemon::RequestName(host.Connection(), PARTNER_SYN), 1U);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("!! cannot own the name "s + PARTNER_SYN));
     EXPECT_EQ(partner.Output().find("-> _SERVICE_SYN"), std::string::npos);
-    ASSERT_EQ(CallBus(host, "ReleaseName", g_variant_new("(s)", PARTNER_SYN)), 1U);
+    ASSERT_TRUE(BusDaemon::ReleaseName(host.Connection(), PARTNER_SYN));
     EXPECT_TRUE(partner.WaitFor("-> _SERVICE_SYN: a partner has started"));
 }
 
-TEST(PartnerHandshake, ServesAHostWhileItsOwnNameIsNeverFree) {
-    const PrivateBus bus;
+TEST_F(PartnerHandshake, ServesAHostWhileItsOwnNameIsNeverFree) {
     RawHost host(bus);
-    ASSERT_EQ(CallBus(host, "RequestName", g_variant_new("(su)", PARTNER_SYN, guint32{4})), 1U);
+    ASSERT_EQ(BusDaemon::RequestName(host.Connection(), PARTNER_SYN), 1U);
     ToolProcess partner({"partner"});
     ASSERT_TRUE(partner.WaitFor("!! cannot own the name "s + PARTNER_SYN));
     EXPECT_TRUE(host.Connect());

@@ -1,6 +1,5 @@
 // How often a test repeats itself: a few times in the suite, more often by scripts/long-run.
-#ifndef APPLIST_TESTS_REPETITIONS_H
-#define APPLIST_TESTS_REPETITIONS_H
+#pragma once
 
 #include <cstdlib>
 
@@ -9,5 +8,3 @@ inline int Repetitions(int usual) {
     const char* const text = std::getenv("APPLIST_REPETITIONS");
     return text != nullptr ? std::atoi(text) : usual;
 }
-
-#endif

@@ -136,8 +136,7 @@ TEST_F(ScriptedPartner, IsFoundAgainAfterARestart) {
 }
 
 TEST_F(ScriptedPartner, DetectsTheLossOfTheHost) {
-    ToolProcess partner(Script("timeout 20\nexpect connected\nexpect lost\n"));
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    StartedTool partner(Script("timeout 20\nexpect connected\nexpect lost\n"), "_SERVICE_SYN");
     {
         RawHost host(m_bus);
         ASSERT_TRUE(host.Connect());
@@ -198,8 +197,7 @@ TEST_P(FaultyReply, IsSentByThePartnerWithThisFault) {
 INSTANTIATE_TEST_SUITE_P(, FaultyReply, testing::ValuesIn(REPLY_FAULTS), RowName<ReplyFault>);
 
 TEST_F(ScriptedPartner, ExitsAtTheRequestOfTheFault) {
-    ToolProcess partner(Script("fault exit 9 append\nwait 600\n"));
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    StartedTool partner(Script("fault exit 9 append\nwait 600\n"), "_SERVICE_SYN");
     RawHost host(m_bus);
     ASSERT_TRUE(host.Connect());
     EXPECT_EQ(host.Request("A\n1\n\xd4\x07\0\0"s), "");
@@ -208,8 +206,8 @@ TEST_F(ScriptedPartner, ExitsAtTheRequestOfTheFault) {
 }
 
 TEST_F(ScriptedPartner, VanishesOnTheGivenRequest) {
-    ToolProcess partner(Script("fault vanish 2\ntimeout 20\nexpect connected\nexpect lost\n"));
-    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    StartedTool partner(Script("fault vanish 2\ntimeout 20\nexpect connected\nexpect lost\n"),
+                        "_SERVICE_SYN");
     RawHost host(m_bus);
     ASSERT_TRUE(host.Connect());
     EXPECT_EQ(host.Request("A\n1\n\xd5\x07\0\0"s), "");

@@ -1,6 +1,5 @@
 // A terminal for the input and output of a tool.
-#ifndef APPLIST_TESTS_TERMINAL_H
-#define APPLIST_TESTS_TERMINAL_H
+#pragma once
 
 #include <cstdlib>
 #include <string>
@@ -92,5 +91,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

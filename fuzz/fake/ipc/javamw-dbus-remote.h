@@ -1,7 +1,6 @@
 // A channel without a bus, in the place of the real header: the model of the library is compiled
 // against it unchanged. The partner is whatever the fuzz target makes of it.
-#ifndef APPLIST_IPC_JAVAMW_DBUS_REMOTE_H
-#define APPLIST_IPC_JAVAMW_DBUS_REMOTE_H
+#pragma once
 
 #include <deque>
 #include <string>
@@ -35,5 +34,3 @@ protected:
     void StartHandlers() {}
     void StopHandlers() {}
 };
-
-#endif

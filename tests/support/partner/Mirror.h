@@ -1,6 +1,5 @@
 // The partner's copy of the host's list, built from the requests of the host alone.
-#ifndef APPLIST_TESTS_MIRROR_H
-#define APPLIST_TESTS_MIRROR_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -43,5 +42,3 @@ private:
 };
 
 } // namespace applist_test
-
-#endif

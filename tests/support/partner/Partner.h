@@ -1,7 +1,6 @@
 // The partner on the bus: it performs the handshake, keeps a copy of the list, sends notifications,
 // and exits at the requested step.
-#ifndef APPLIST_TESTS_PARTNER_H
-#define APPLIST_TESTS_PARTNER_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -27,9 +26,6 @@ public:
     };
 
     explicit Partner(Options options);
-
-    Partner(const Partner&) = delete;
-    Partner& operator=(const Partner&) = delete;
 
     /** Owns and releases the name of a step, such as "_SYN". */
     void Announce(const std::string& step) { m_endpoint->Announce(step); }
@@ -75,5 +71,3 @@ private:
 void PrintLine(const std::string& line);
 
 } // namespace applist_test
-
-#endif
