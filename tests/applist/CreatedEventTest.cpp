@@ -12,9 +12,7 @@ using LogLines::Channel;
 using LogLines::Concat;
 using LogLines::Model;
 using LogLines::Pointer;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::ElementsAreArray, testing::IsEmpty;
 
 namespace {
 
@@ -127,7 +125,7 @@ TEST_F(CreatedEvent, LeavesTheHostsListUnchangedAndCallsNoListener) {
     RequestsOfTheEvent();
     EXPECT_THAT(model->GetAllItems(), ElementsAre(&a, &b));
     EXPECT_EQ(model->GetSelection(), &b);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Item"), 0U);
+    EXPECT_EQ(CountDebugStarting("Item"), 0U);
 }
 
 TEST_F(CreatedEvent, SendsItemsThatWereAddedWithoutAPartner) {

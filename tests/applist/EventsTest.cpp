@@ -16,11 +16,7 @@ namespace {
 using namespace std::string_literals;
 using LogLines::Adapter;
 using LogLines::Model;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+using testing::Contains, testing::ElementsAre, testing::IsEmpty, testing::Not, testing::StartsWith;
 
 class Events : public ConnectedListTest {
 protected:
@@ -162,16 +158,14 @@ TEST_F(Events, WithoutAnIdCallNoListener) {
         Notify(bytes);
     }
     EXPECT_THAT(calls, IsEmpty());
-    EXPECT_EQ(
-        CapturedLog::Count(CapturedLog::ERROR, "Data corrupted. Does not contain message id."), 3U);
+    EXPECT_EQ(CountError("Data corrupted. Does not contain message id."), 3U);
     EXPECT_THAT(LogLines::All(), Not(Contains(StartsWith("3 RemoteAppListModel.cpp"))));
 }
 
 TEST_F(Events, OfAnotherTypeCallNoListener) {
     partner->NotifyBody(hostName, g_variant_new("(s)", "text"));
-    EXPECT_TRUE(MainLoop::IterateUntil([] {
-        return CapturedLog::Count(CapturedLog::ERROR, "Notification of type (s) dropped") == 1;
-    }));
+    EXPECT_TRUE(
+        MainLoop::IterateUntil([] { return CountError("Notification of type (s) dropped") == 1; }));
     Notify("\x01\0\0\0"s);
     EXPECT_THAT(calls, ElementsAre("change"));
 }
@@ -183,9 +177,7 @@ TEST_F(Events, SentAsCallsAreAnsweredWithAnEmptyArrayAndCallNoListener) {
             reply = partner->Call(hostName, ByteVector(bytes), nullptr);
             g_main_context_wakeup(nullptr);
         });
-        const auto answered = [] {
-            return CapturedLog::Count(CapturedLog::DEBUG, "IPC HandleMessage") > 0;
-        };
+        const auto answered = [] { return CountDebug("IPC HandleMessage") > 0; };
         EXPECT_TRUE(MainLoop::IterateUntil(answered));
         caller.join();
         ASSERT_NE(reply, nullptr);
@@ -194,11 +186,8 @@ TEST_F(Events, SentAsCallsAreAnsweredWithAnEmptyArrayAndCallNoListener) {
         EXPECT_EQ(g_variant_n_children(array), 0U);
         g_variant_unref(reply);
         const bool hasId = bytes.size() >= 4;
-        EXPECT_EQ(CapturedLog::Count(CapturedLog::INFO, "callbackMessageObject object is NULL"),
-                  hasId ? 1U : 0U);
-        EXPECT_EQ(
-            CapturedLog::Count(CapturedLog::ERROR, "Data corrupted. Does not contain message id."),
-            hasId ? 0U : 1U);
+        EXPECT_EQ(CountInfo("callbackMessageObject object is NULL"), hasId ? 1U : 0U);
+        EXPECT_EQ(CountError("Data corrupted. Does not contain message id."), hasId ? 0U : 1U);
         CapturedLog::Clear();
     }
     EXPECT_THAT(calls, IsEmpty());
@@ -223,8 +212,7 @@ TEST_P(EventsOfAThrowingListener, AreLoggedAsErrorsAndTheNextEventArrives) {
         model->AddItemClickedListener(each);
     }
     Notify(GetParam().event);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Exception in cb_SignalCall: listener failed"),
-              1U);
+    EXPECT_EQ(CountError("Exception in cb_SignalCall: listener failed"), 1U);
     EXPECT_THAT(calls, IsEmpty());
     thrower.onChange = thrower.onSelection = thrower.onClicked = nullptr;
     Notify(GetParam().event);

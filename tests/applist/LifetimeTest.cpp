@@ -12,10 +12,7 @@
 
 using namespace std::string_literals;
 using LogLines::Adapter;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::Not;
-using testing::StartsWith;
+using testing::Contains, testing::ElementsAre, testing::Not, testing::StartsWith;
 
 namespace {
 

@@ -8,8 +8,7 @@
 bool applist_test::ConnectPartner(TestPartner& partner) {
     partner.Announce("_SYN");
     const std::string ready = "HandleConnectionReady state=1, partner=" + partner.UniqueName();
-    return MainLoop::IterateUntil(
-        [&] { return CapturedLog::Count(CapturedLog::DEBUG, ready) == 1; });
+    return MainLoop::IterateUntil([&] { return CountDebug(ready) == 1; });
 }
 
 ListTest::ListTest() {
@@ -51,9 +50,7 @@ ConnectedListTest::~ConnectedListTest() {
 }
 
 void ConnectedListTest::Notify(const std::string& bytes) {
-    const auto handled = [] {
-        return CapturedLog::Count(CapturedLog::DEBUG, "IPC HandleNotification");
-    };
+    const auto handled = [] { return CountDebug("IPC HandleNotification"); };
     const std::size_t before = handled();
     partner->Notify(hostName, ByteVector(bytes));
     // The line is the first of a delivery, which is over when the iteration returns.

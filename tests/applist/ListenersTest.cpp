@@ -9,8 +9,7 @@
 #include "TestListener.h"
 
 using LogLines::Model;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 namespace {
 
@@ -52,7 +51,7 @@ protected:
 
     /** The number of log lines of an event with this number of listeners. */
     std::size_t EventsLoggedWith(const std::string& listeners) {
-        return CapturedLog::Count(CapturedLog::DEBUG, GetParam().eventText + listeners);
+        return CountDebug(GetParam().eventText + listeners);
     }
 
     TestListener::Event Calls(const std::string& name) {
@@ -102,7 +101,7 @@ TEST_P(Listeners, AddedTwiceKeepTheirFirstPlaceAndAreLoggedTwice) {
     Add(b);
     Add(a);
     EXPECT_THAT(CallsOfAnEvent(), ElementsAre("A", "B"));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, GetParam().addOperation), 3U);
+    EXPECT_EQ(CountDebug(GetParam().addOperation), 3U);
 }
 
 TEST_P(Listeners, AddedTwiceAreRemovedByOneRemoval) {

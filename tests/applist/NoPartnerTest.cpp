@@ -11,8 +11,7 @@
 using namespace std::string_literals;
 using LogLines::Model;
 using LogLines::Pointer;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 namespace {
 
@@ -59,7 +58,7 @@ TEST_P(WithoutAPartner, TheCopyChangesAndTheRequestIsLost) {
     EXPECT_EQ(Ids(), row.idsAfter);
     AppListItem* const selection = model->GetSelection();
     EXPECT_EQ(selection == nullptr ? "" : selection->GetUnigueId(), row.selectionAfter);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Sending sync message"), 0U);
+    EXPECT_EQ(CountDebugStarting("Sending sync message"), 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(

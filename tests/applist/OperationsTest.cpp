@@ -12,9 +12,7 @@ using LogLines::Concat;
 using LogLines::Model;
 using LogLines::Pointer;
 using LogLines::Sent;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::ElementsAreArray, testing::IsEmpty;
 
 namespace {
 
@@ -121,7 +119,7 @@ TEST_F(Operations, AddItemsAddsARepeatedIdOnceAndSendsItTwice) {
     model->AddItems({&a, &b, &otherA});
     EXPECT_THAT(Items(), ElementsAre(&a, &b));
     EXPECT_THAT(Requests(), ElementsAre("A\n1\nB\n2\nA'\n1\n\xD4\x07\0\0"s));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Adding remote items. Items count: 3"), 1U);
+    EXPECT_EQ(CountDebug("Adding remote items. Items count: 3"), 1U);
 }
 
 TEST_F(Operations, AddItemsKeepsTheElementThatIsInTheListAndSendsBoth) {
@@ -167,8 +165,8 @@ TEST_F(Operations, AddItemsSkipsNullEntriesAndLogsThemAsErrors) {
     model->AddItems({&a, nullptr, &b, nullptr});
     EXPECT_THAT(Items(), ElementsAre(&a, &b));
     EXPECT_THAT(Requests(), ElementsAre("A\n1\nB\n2\n\xD4\x07\0\0"s));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, " - AppListItem is NULL, left out"), 2U);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Adding remote items. Items count: 4"), 1U);
+    EXPECT_EQ(CountError(" - AppListItem is NULL, left out"), 2U);
+    EXPECT_EQ(CountDebug("Adding remote items. Items count: 4"), 1U);
 }
 
 TEST_F(Operations, AddItemsOfNullEntriesAloneSendsNothing) {
@@ -195,7 +193,7 @@ TEST_F(Operations, RemoveItemFindsByIdLogsTheElementAndSendsTheArgument) {
     model->RemoveItem(&otherA);
     EXPECT_THAT(Items(), IsEmpty());
     EXPECT_THAT(Sent(), ElementsAre("A'\n1\n\xD7\x07\0\0"s));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Removing item name: A, uniqueId: 1"), 1U);
+    EXPECT_EQ(CountDebug("Removing item name: A, uniqueId: 1"), 1U);
 }
 
 TEST_F(Operations, RemoveItemRemovesTheFirstOfTwoAndThenTheSecond) {
@@ -227,7 +225,7 @@ TEST_F(Operations, RemoveItemKeepsASelectionThatIsAnotherObjectWithTheSameId) {
     model->RemoveItem(&otherA);
     EXPECT_THAT(Items(), IsEmpty());
     EXPECT_EQ(model->GetSelection(), &otherA);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Removed item were selected"), 0U);
+    EXPECT_EQ(CountDebugStarting("Removed item were selected"), 0U);
 }
 
 TEST_F(Operations, RemoveItemIgnoresAnItemThatIsNotInTheList) {
@@ -277,9 +275,7 @@ TEST_F(Operations, ModifyItemFindsByIdLogsTheElementAndSendsTheArguments) {
     model->ModifyItem(&otherA, &b);
     EXPECT_THAT(Items(), ElementsAre(&b));
     EXPECT_THAT(Sent(), ElementsAre("A'\n1\nB\n2\n\xD8\x07\0\0"s));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
-                                 "Replacing item name: A, uniqueId: 1 with name: B, uniqueId: 2"),
-              1U);
+    EXPECT_EQ(CountDebug("Replacing item name: A, uniqueId: 1 with name: B, uniqueId: 2"), 1U);
 }
 
 TEST_F(Operations, ModifyItemMovesTheSelectionOfTheElement) {
@@ -304,7 +300,7 @@ TEST_F(Operations, ModifyItemKeepsASelectionThatIsAnotherObjectWithTheSameId) {
     model->SetSelection(&otherA);
     model->ModifyItem(&otherA, &b);
     EXPECT_EQ(model->GetSelection(), &otherA);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Item that is being modified"), 0U);
+    EXPECT_EQ(CountDebugStarting("Item that is being modified"), 0U);
 }
 
 TEST_F(Operations, ModifyItemReplacesTheFirstOfTwoAndAllowsAnIdOfTheList) {
@@ -510,7 +506,7 @@ TEST_F(Operations, DiscardTheRepliesOfThePartner) {
     model->SetClicked(&a);
     EXPECT_THAT(Items(), ElementsAre(&a));
     EXPECT_EQ(model->GetSelection(), &a);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Deserialize"), 0U);
+    EXPECT_EQ(CountDebugStarting("Deserialize"), 0U);
 }
 
 TEST_F(Operations, KeepTheirEffectWhenThePartnerAnswersWithAnError) {
@@ -519,7 +515,7 @@ TEST_F(Operations, KeepTheirEffectWhenThePartnerAnswersWithAnError) {
     model->SetSelection(&a);
     EXPECT_THAT(Items(), ElementsAre(&a));
     EXPECT_EQ(model->GetSelection(), &a);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message ["), 2U);
+    EXPECT_EQ(CountErrorStarting("Error while sending message ["), 2U);
 }
 
 TEST_F(Operations, SendTheirRequestsInTheOrderOfTheCalls) {

@@ -21,11 +21,7 @@
 #include "TestPartner.h"
 
 using namespace std::string_literals;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
+using testing::Contains, testing::ElementsAre, testing::HasSubstr, testing::IsEmpty, testing::Not;
 
 namespace {
 
@@ -84,9 +80,8 @@ protected:
             partner.Notify(hostName, {id, 0, 0, 0});
         }
         handled += 3;
-        EXPECT_TRUE(MainLoop::IterateUntil([&] {
-            return CapturedLog::Count(CapturedLog::DEBUG, "IPC HandleNotification") == handled;
-        }));
+        EXPECT_TRUE(MainLoop::IterateUntil(
+            [&] { return CountDebug("IPC HandleNotification") == handled; }));
     }
 
     std::string hostName = SharedBus::CurrentUniqueName();
@@ -133,7 +128,7 @@ TEST_F(ConnectedProxy, ForwardsNullToTheModelWhichRefusesIt) {
     EXPECT_THAT(Requests(), IsEmpty());
     for (const char* line : {"SetSelection: (nil)", "AddItemAtEnd: (nil)", "RemoveItem: (nil)",
                              "ModifyItem oldItem: (nil), newItem: (nil)"}) {
-        EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, line), 1U) << line;
+        EXPECT_EQ(CountDebug(line), 1U) << line;
     }
 }
 
@@ -183,7 +178,7 @@ TEST_F(Proxy, DeletesItsModelAndNoItemOrListener) {
     proxy->AddItemChangeListener(&listener);
     proxy.reset();
     EXPECT_EQ(deleted, 0);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::INFO, "Unregistered callbackNotificationObject"), 1U);
+    EXPECT_EQ(CountInfo("Unregistered callbackNotificationObject"), 1U);
     a.onDeleted = nullptr;
 }
 
@@ -238,7 +233,5 @@ TEST(ProxyWithoutABus, KeepsItsList) {
     proxy.AddItemAtEnd(&item);
     proxy.SetSelection(&item);
     EXPECT_EQ(proxy.GetSelection(), &item);
-    EXPECT_EQ(
-        CapturedLog::CountStarting(CapturedLog::ERROR, "Error while connecting to system bus ["),
-        1U);
+    EXPECT_EQ(CountErrorStarting("Error while connecting to system bus ["), 1U);
 }

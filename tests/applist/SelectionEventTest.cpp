@@ -15,10 +15,7 @@ using namespace std::string_literals;
 using LogLines::Adapter;
 using LogLines::Channel;
 using LogLines::Model;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::Not;
-using testing::StartsWith;
+using testing::Contains, testing::ElementsAre, testing::Not, testing::StartsWith;
 
 /** A list of A (selected) and B, and a listener that reads the selection of the model. */
 class SelectionEvent : public ConnectedListTest {
@@ -44,9 +41,7 @@ protected:
         return lines;
     }
 
-    static std::size_t FoundLines() {
-        return CapturedLog::CountStarting(CapturedLog::DEBUG, "Found selected item on list.");
-    }
+    static std::size_t FoundLines() { return CountDebugStarting("Found selected item on list."); }
 
     TestItem a{"A", "1"};
     TestItem b{"B", "2"};
@@ -161,10 +156,9 @@ TEST_P(SelectionEventWithAnAnswer, SelectsNothingAndCallsTheListeners) {
     EXPECT_EQ(seen, nullptr);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(FoundLines(), 0U);
-    EXPECT_EQ(CapturedLog::Count(
-                  CapturedLog::DEBUG,
-                  "Received empty data from APPLIST_GET_SELECTION_FNC. Selected item is NULL"),
-              GetParam().isEmptyList ? 1U : 0U);
+    EXPECT_EQ(
+        CountDebug("Received empty data from APPLIST_GET_SELECTION_FNC. Selected item is NULL"),
+        GetParam().isEmptyList ? 1U : 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -196,7 +190,7 @@ TEST_F(SelectionEvent, SelectsNothingWhenThePartnerAnswersWithAnError) {
     Notify("\x02\0\0\0"s);
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message ["), 1U);
+    EXPECT_EQ(CountErrorStarting("Error while sending message ["), 1U);
 }
 
 class SelectionEventWithABody : public SelectionEvent,
@@ -207,9 +201,7 @@ TEST_P(SelectionEventWithABody, OfAnotherTypeSelectsNothing) {
     Notify("\x02\0\0\0"s);
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR,
-                                         std::string("Reply of type ") + GetParam().type),
-              1U);
+    EXPECT_EQ(CountErrorStarting(std::string("Reply of type ") + GetParam().type), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, SelectionEventWithABody, testing::ValuesIn(WRONG_BODIES),

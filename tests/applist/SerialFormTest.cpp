@@ -13,10 +13,7 @@ namespace {
 using namespace std::string_literals;
 using LogLines::Model;
 using LogLines::Pointer;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
-using testing::SizeIs;
+using testing::ElementsAre, testing::ElementsAreArray, testing::IsEmpty, testing::SizeIs;
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
@@ -93,18 +90,15 @@ TEST_F(SerialForm, OfALineFeedInANameShiftsTheFields) {
 TEST_F(SerialForm, CutsAFieldAtAZeroByteInTheLogOnly) {
     TestItem item("A\0B"s, "1\0002"s);
     EXPECT_EQ(model->Serialize(std::vector<AppListItem*>{&item}), "A\0B\n1\0002\n"s);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, " - AppListItem name: A, uniqueId: 1"), 1U);
+    EXPECT_EQ(CountDebug(" - AppListItem name: A, uniqueId: 1"), 1U);
     EXPECT_EQ(Deserialized("A\0B\n1\0002\n"s), (Fields{{"A\0B"s, "1\0002"s}}));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, " - RemoteAppListItem name: A, uniqueId: 1"),
-              1U);
+    EXPECT_EQ(CountDebug(" - RemoteAppListItem name: A, uniqueId: 1"), 1U);
 }
 
 TEST_F(SerialForm, LogsPercentSignsOfAFieldUnchanged) {
     TestItem item("%s%n%d", "%100000c");
     model->Serialize(std::vector<AppListItem*>{&item});
-    EXPECT_EQ(
-        CapturedLog::Count(CapturedLog::DEBUG, " - AppListItem name: %s%n%d, uniqueId: %100000c"),
-        1U);
+    EXPECT_EQ(CountDebug(" - AppListItem name: %s%n%d, uniqueId: %100000c"), 1U);
 }
 
 TEST_F(SerialForm, LogsTheLengthAndEachCompleteRecordThatItReads) {

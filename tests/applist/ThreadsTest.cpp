@@ -13,8 +13,7 @@
 #include "TestListener.h"
 
 using namespace std::string_literals;
-using testing::Each;
-using testing::NotNull;
+using testing::Each, testing::NotNull;
 
 namespace {
 
@@ -124,8 +123,7 @@ TEST_F(Threads, TwoEditorsKeepTheListConsistentDuringEvents) {
         --running;
     });
     const auto finished = [&] {
-        return running == 0 && CapturedLog::Count(CapturedLog::DEBUG, "IPC HandleNotification") ==
-                                   std::size_t{ROUNDS};
+        return running == 0 && CountDebug("IPC HandleNotification") == std::size_t{ROUNDS};
     };
     // Some hundred round trips, on a machine that may be busy.
     const bool inTime = MainLoop::IterateUntil(finished, std::chrono::seconds(100));

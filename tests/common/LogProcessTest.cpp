@@ -13,8 +13,7 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::HasSubstr, testing::IsEmpty;
 
 const std::vector<std::string> ALL_LINES = {"APPLIST_LOG=stderr"};
 

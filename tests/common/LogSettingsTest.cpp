@@ -41,9 +41,7 @@ char* __wrap_secure_getenv(const char* name) {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::SizeIs;
+using testing::ElementsAre, testing::HasSubstr, testing::SizeIs;
 
 constexpr const char* ERROR = "3";
 constexpr const char* INFO = "6";

@@ -18,11 +18,7 @@
 
 namespace {
 
-using testing::Each;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
+using testing::Each, testing::HasSubstr, testing::IsEmpty, testing::Not, testing::SizeIs;
 
 constexpr int BUFFER = 0;
 constexpr int DEBUG = 3;

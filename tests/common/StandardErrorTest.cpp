@@ -25,11 +25,7 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
-using testing::Not;
-using testing::SizeIs;
+using testing::HasSubstr, testing::IsEmpty, testing::MatchesRegex, testing::Not, testing::SizeIs;
 
 // By the clock of the lines: the clock of time(2) may be some milliseconds late.
 time_t PresentSecond() {

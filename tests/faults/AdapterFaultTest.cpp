@@ -109,7 +109,7 @@ protected:
         EXPECT_EQ(ids, GetParam().delivered);
         const std::size_t lines = GetParam().line.empty() ? 1 : 2;
         EXPECT_EQ(CapturedLog::Lines().size(), lines);
-        EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "IPC Handle" + kind), 1U);
+        EXPECT_EQ(CountDebug("IPC Handle" + kind), 1U);
         if (lines == 2) {
             std::string line = GetParam().line;
             const auto at = line.find("%s");

@@ -60,7 +60,7 @@ protected:
                    CountDebug("cb_PartnerNameVanished name=:2.Partner") > 0;
         }));
         EXPECT_FALSE(Endpoint().IsConnectionReady());
-        const bool isLost = CapturedLog::Count(CapturedLog::ERROR, REFUSED) == 0;
+        const bool isLost = CountError(REFUSED) == 0;
         EXPECT_TRUE(!isLost || GetParam().mayLose);
         EXPECT_EQ(Endpoint().Reports(), isLost ? Strings{"lost :2.Partner"} : Strings{});
         EXPECT_EQ(JavaMWDbusRemote::OnResendHandshake(&Endpoint()), isLost ? 0 : 1);

@@ -32,10 +32,6 @@ inline Strings Errors() {
     return errors;
 }
 
-inline std::size_t CountDebug(const std::string& message) {
-    return CapturedLog::Count(CapturedLog::DEBUG, message);
-}
-
 /** Compares texts; an expected text that ends in '*' is a prefix. */
 inline void ExpectTexts(const Strings& texts, const Strings& expected) {
     ASSERT_EQ(texts.size(), expected.size()) << testing::PrintToString(texts);

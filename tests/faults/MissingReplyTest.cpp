@@ -59,14 +59,10 @@ TEST_F(MissingReply, EndsRequestNameReleaseNameAndSendAfter25Seconds) {
     ExpectTheTimeOut(request);
     ExpectTheTimeOut(release);
     ExpectTheTimeOut(send);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Error during request name call [24] Timeout was reached"),
-              1U);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot get response for name request"), 1U);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Release failed due to empty response."), 1U);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Error while sending message [24] Timeout was reached"),
-              1U);
+    EXPECT_EQ(CountError("Error during request name call [24] Timeout was reached"), 1U);
+    EXPECT_EQ(CountError("Cannot get response for name request"), 1U);
+    EXPECT_EQ(CountError("Release failed due to empty response."), 1U);
+    EXPECT_EQ(CountError("Error while sending message [24] Timeout was reached"), 1U);
     EXPECT_EQ(Errors().size(), 4U);
     // The name of the unanswered request is released once.
     EXPECT_TRUE(Bus().WaitForCall("ReleaseName " + RequestedName()));

@@ -37,7 +37,7 @@ TEST_P(BadReplyTest, IsAnEmptyAnswerAndALoggedError) {
     EXPECT_EQ(Send(), Bytes{});
     ExpectTexts(Errors(), GetParam().errors);
     EXPECT_EQ(CountDebug("Sending sync message with 8 bytes"), 1U);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Reply with"), 0U);
+    EXPECT_EQ(CountDebugStarting("Reply with"), 0U);
     EXPECT_TRUE(Endpoint().IsConnectionReady()) << "a message's failure is no loss";
 }
 

@@ -58,9 +58,7 @@ TEST_P(MistypedNotification, IsLoggedWithItsType) {
     Connect();
     partner->NotifyBody(hostName, GetParam().Make());
     WaitForAllEvents();
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, std::string("Notification of type ") +
-                                                         GetParam().type + " dropped"),
-              1U);
+    EXPECT_EQ(CountError(std::string("Notification of type ") + GetParam().type + " dropped"), 1U);
 }
 INSTANTIATE_TEST_SUITE_P(Bodies, MistypedNotification, testing::ValuesIn(WRONG_BODIES),
                          RowName<WrongBody>);
@@ -70,9 +68,7 @@ TEST_P(MistypedReply, CountsAsNoSelection) {
     partner->AnswerWithBody([] { return GetParam().Make(); });
     partner->NotifyBody(hostName, ByteBody(Records::Frame("", Records::SELECTION_EVENT)));
     WaitForAllEvents();
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 std::string("Reply of type ") + GetParam().type + " dropped"),
-              1U);
+    EXPECT_EQ(CountError(std::string("Reply of type ") + GetParam().type + " dropped"), 1U);
     EXPECT_EQ(model->GetSelection(), nullptr);
     EXPECT_EQ(listener.selections, 1U);
     model->SetSelection(&item);

@@ -36,18 +36,14 @@ void HostileTest::Connect() {
 
 void HostileTest::WaitUntilReady(const std::string& name) {
     const std::string line = "HandleConnectionReady state=1, partner=" + name;
-    ASSERT_TRUE(MainLoop::IterateUntil([&] {
-        return CapturedLog::Count(CapturedLog::DEBUG, line) > 0;
-    })) << name
-        << " is not found";
+    ASSERT_TRUE(MainLoop::IterateUntil([&] { return CountDebug(line) > 0; }))
+        << name << " is not found";
 }
 
 void HostileTest::WaitUntilLost(const std::string& name) {
     const std::string line = "Connection lost with partner id=" + name;
-    ASSERT_TRUE(MainLoop::IterateUntil([&] {
-        return CapturedLog::Count(CapturedLog::DEBUG, line) > 0;
-    })) << "the loss of "
-        << name << " is not noticed";
+    ASSERT_TRUE(MainLoop::IterateUntil([&] { return CountDebug(line) > 0; }))
+        << "the loss of " << name << " is not noticed";
 }
 
 void HostileTest::WaitForTheBus() {

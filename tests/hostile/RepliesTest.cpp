@@ -9,9 +9,7 @@ namespace {
 
 class Unanswered : public HostileTest {
 protected:
-    static std::size_t Errors() {
-        return CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message");
-    }
+    static std::size_t Errors() { return CountErrorStarting("Error while sending message"); }
 };
 
 } // namespace

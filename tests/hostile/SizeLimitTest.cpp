@@ -53,13 +53,13 @@ INSTANTIATE_TEST_SUITE_P(ByMiB, RequestBelowTheLimit, testing::Values(1, 16, 31)
 TEST_P(RequestAboveTheLimit, LosesTheBusConnectionAlone) {
     Connect();
     AppendItem(AboveTheLimit(GetParam()));
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 1U);
+    EXPECT_EQ(CountErrorStarting("Error while sending message"), 1U);
     ASSERT_TRUE(MainLoop::IterateUntil(
         [&] { return g_dbus_connection_is_closed(shared->Connection()) != FALSE; }));
     EXPECT_EQ(model->GetItemsCount(), 2);
 
     model->RemoveAllItems();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 2U);
+    EXPECT_EQ(CountErrorStarting("Error while sending message"), 2U);
     EXPECT_EQ(model->GetItemsCount(), 0);
     MainLoop::IterateUntilIdle();
 }
@@ -90,7 +90,7 @@ TEST_F(SizeLimit, APartnerWithAReplyAboveTheLimitOfTheBusIsLostAndAnotherOneBoun
     const std::string name = partner->UniqueName();
     partner->AnswerWithBody([] { return ByteBody(std::string(AboveTheLimit(1), 'r')); });
     model->SetClicked(&item);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while sending message"), 1U);
+    EXPECT_EQ(CountErrorStarting("Error while sending message"), 1U);
     WaitUntilLost(name);
     Connect();
     ExpectAllIsWell();

@@ -11,16 +11,13 @@ protected:
     Spoofed() : otherProcess(std::make_unique<TestPartner>(bus, false)) {}
     ~Spoofed() override { otherProcess.reset(); }
 
-    static std::size_t Readies() {
-        return CapturedLog::CountStarting(CapturedLog::DEBUG, "HandleConnectionReady state=1");
-    }
+    static std::size_t Readies() { return CountDebugStarting("HandleConnectionReady state=1"); }
 
     /** Waits until this side has handled the other process's earlier announcement. */
     void WaitForAnnouncement(const std::string& callback) {
         const std::string start = callback + " org.morva";
         // The taking of the name and its release.
-        ASSERT_TRUE(MainLoop::IterateUntil(
-            [&] { return CapturedLog::CountStarting(CapturedLog::DEBUG, start) >= 2; }));
+        ASSERT_TRUE(MainLoop::IterateUntil([&] { return CountDebugStarting(start) >= 2; }));
     }
 
     std::unique_ptr<TestPartner> otherProcess;
@@ -105,7 +102,7 @@ TEST_F(Spoofed, NameOwnerChangedOfAnotherSenderIsIgnored) {
         g_variant_new("(sss)", name.c_str(), otherProcess->UniqueName().c_str(), ""), nullptr);
     [[maybe_unused]] g_autoptr(GVariant) reply =
         CallHost(otherProcess->Connection(), ByteBody("behind"), nullptr);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "cb_SynNameOwnerChanged called"), 0U);
+    EXPECT_EQ(CountDebug("cb_SynNameOwnerChanged called"), 0U);
     Connect();
     ExpectAllIsWell();
 }
@@ -117,6 +114,6 @@ TEST_F(Spoofed, TheLossOfAnotherProcessIsNotReported) {
     CapturedLog::Clear();
     otherProcess.reset();
     WaitForAllEvents();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Connection lost"), 0U);
+    EXPECT_EQ(CountDebugStarting("Connection lost"), 0U);
     ExpectAllIsWell();
 }

@@ -48,8 +48,7 @@ TEST_P(KilledPartner, IsFollowedByAConnectionToTheNextPartner) {
         model->SetSelection(&item);
     }
     ASSERT_TRUE(MainLoop::IterateUntil([&] {
-        return moment != "request-seen" ||
-               CapturedLog::CountStarting(CapturedLog::DEBUG, "HandleConnectionReady state=1") > 0;
+        return moment != "request-seen" || CountDebugStarting("HandleConnectionReady state=1") > 0;
     }));
     if (moment == "request-seen") {
         model->SetClicked(&item);
@@ -100,8 +99,7 @@ TEST_F(TwoPartners, BothAnswerANewHostAndOneOfThemIsBound) {
     CapturedLog::Clear();
     model = std::make_unique<RemoteAppListModel>();
     const auto isBound = [](const PartnerProcess& process) {
-        return CapturedLog::Count(CapturedLog::DEBUG,
-                                  "HandleConnectionReady state=1, partner=" + process.Name()) > 0;
+        return CountDebug("HandleConnectionReady state=1, partner=" + process.Name()) > 0;
     };
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return isBound(*first) || isBound(*second); }));
     model->SetClicked(&item);

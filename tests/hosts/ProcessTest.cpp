@@ -227,12 +227,8 @@ TEST_F(ClosedConnection, MakesEachRequestFailWithALoggedErrorWithoutEndingThePro
     Bytes data = ByteVector("data");
     EXPECT_EQ(endpoint->SendMessage(data), Bytes());
     endpoint->SendNotification(data);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Error while sending message [18] The connection is closed"),
-              1U);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Error while sending signal [18] The connection is closed"),
-              1U);
+    EXPECT_EQ(CountError("Error while sending message [18] The connection is closed"), 1U);
+    EXPECT_EQ(CountError("Error while sending signal [18] The connection is closed"), 1U);
     endpoint.reset();
 }
 
@@ -268,9 +264,8 @@ TEST(LimitOfThreads, KeepsAFailedAnswerUntilTheNextFailure) {
     {
         const ThreadLimit limit;
         partner.Announce("_SYN");
-        EXPECT_TRUE(MainLoop::IterateUntil([] {
-            return CapturedLog::Count(CapturedLog::DEBUG, "Timer thread create status: 0") == 1;
-        }));
+        EXPECT_TRUE(MainLoop::IterateUntil(
+            [] { return CountDebug("Timer thread create status: 0") == 1; }));
         partner.Announce("_ACK");
         EXPECT_TRUE(MainLoop::IterateUntil([&] { return endpoint->IsConnectionReady(); }));
     }

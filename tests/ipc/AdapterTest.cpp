@@ -8,9 +8,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
+using testing::ElementsAre, testing::IsEmpty, testing::Pair;
 
 using Bytes = std::vector<char>;
 
@@ -203,9 +201,8 @@ TEST_F(AdapterTest, AnswersEachCallOfThePartnerWithAnEmptyArrayWithoutABinding) 
         EXPECT_EQ(answer.error, "");
         EXPECT_THAT(answer.bytes, IsEmpty());
     }
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::INFO, "callbackMessageObject object is NULL"), 2u);
-    EXPECT_EQ(
-        CapturedLog::Count(CapturedLog::ERROR, "Data corrupted. Does not contain message id."), 2u);
+    EXPECT_EQ(CountInfo("callbackMessageObject object is NULL"), 2u);
+    EXPECT_EQ(CountError("Data corrupted. Does not contain message id."), 2u);
 }
 
 // Readiness
@@ -250,10 +247,9 @@ TEST_F(AdapterTest, StartsWithoutABinding) {
     data = ByteVector({1, 0, 0, 0});
     adapter->HandleMessage(data);
     adapter->HandleConnectionReady(true, ":1.7");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::INFO, "callbackNotificationObject object is NULL"),
-              1u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::INFO, "callbackMessageObject object is NULL"), 1u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Calling connection ready callback"), 0u);
+    EXPECT_EQ(CountInfo("callbackNotificationObject object is NULL"), 1u);
+    EXPECT_EQ(CountInfo("callbackMessageObject object is NULL"), 1u);
+    EXPECT_EQ(CountDebug("Calling connection ready callback"), 0u);
 }
 
 TEST_F(AdapterTest, BindsWithoutALogLine) {

@@ -5,8 +5,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 class BusLoss : public ConnectedTest {
 protected:
@@ -63,9 +62,7 @@ TEST_F(BusLoss, IsNotReportedAsALossOfThePartner) {
     EXPECT_EQ(EndpointInside::State(*endpoint), 3);
     Bytes data = ByteVector("data");
     endpoint->SendNotification(data);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Error while sending signal [18] The connection is closed"),
-              1u);
+    EXPECT_EQ(CountError("Error while sending signal [18] The connection is closed"), 1u);
 }
 
 TEST_F(BusLoss, FailsAMessageUnderWay) {
@@ -90,7 +87,7 @@ TEST_F(BusLoss, AllowsTheDestructionOfTheEndpoint) {
     LoseTheBus();
     endpoint.reset();
     MainLoop::IterateUntilIdle();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Connection lost"), 0u);
+    EXPECT_EQ(CountDebugStarting("Connection lost"), 0u);
 }
 
 TEST_F(BusLoss, AllowsTheDestructionOfTheEndpointAfterItsReport) {
@@ -118,9 +115,7 @@ TEST_F(BusLoss, LeavesANewEndpointUnconnected) {
     Connect();
     LoseTheBus();
     RecordingEndpoint late({}, "Late");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Error during request name call [18] The connection is closed"),
-              1u);
+    EXPECT_EQ(CountError("Error during request name call [18] The connection is closed"), 1u);
     EXPECT_FALSE(late.IsConnectionReady());
 }
 

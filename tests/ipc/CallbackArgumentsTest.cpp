@@ -11,8 +11,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 const std::string SYN_CALL = "DEBUG cb_SignalCall sender=:1.7 obj_path=/path iface_name=i.face "
                              "signal_name=Signal";
@@ -115,7 +114,7 @@ TEST_P(AnyCallback, RefusesANullConnectionWhileAHandlerRuns) {
     actions.onReady = [&](bool /*ready*/, const std::string& /*partner*/) {
         call = std::async(std::launch::async, [&] { Call(nullptr, endpoint.get()); });
         returned = call.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
-        refusals = CapturedLog::Count(CapturedLog::ERROR, REFUSED);
+        refusals = CountError(REFUSED);
     };
     Connect(actions);
     EXPECT_TRUE(returned);

@@ -11,11 +11,7 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
+using testing::Contains, testing::ElementsAre, testing::HasSubstr, testing::IsEmpty, testing::Not;
 
 // GVariant prints a text with single quotes in it between double quotes.
 std::string PrintedRule(const std::string& name) {
@@ -120,7 +116,7 @@ TEST_F(Endpoint, ReceivesNothingUntilItsContextIsIterated) {
     const SharedBus shared;
     g_dbus_connection_flush_sync(shared.Connection(), nullptr, nullptr);
     EXPECT_FALSE(endpoint.IsConnectionReady());
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "cb_"), 0u);
+    EXPECT_EQ(CountDebugStarting("cb_"), 0u);
     // It had all come in.
     IterateThroughTheBus();
     EXPECT_TRUE(endpoint.IsConnectionReady());
@@ -135,7 +131,7 @@ TEST_F(Endpoint, ReceivesThroughTheContextOfTheThreadOfItsConstructor) {
 
     partner.Announce("_SYN_ACK");
     IterateThroughTheBus();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "cb_"), 0u);
+    EXPECT_EQ(CountDebugStarting("cb_"), 0u);
     while (!endpoint->IsConnectionReady()) {
         g_main_context_iteration(context, TRUE);
     }
@@ -149,7 +145,7 @@ TEST_F(Endpoint, ContinuesWhenAnotherProcessOwnsItsSynName) {
     g_autoptr(GDBusConnection) other = bus.Connect();
     ASSERT_EQ(BusDaemon::RequestName(other, "org.morva.JavaMW.Applist_CLIENT_SYN"), 1u);
     JavaMWDbusRemote endpoint("Applist");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot own name due to return code = 3"), 1u);
+    EXPECT_EQ(CountError("Cannot own name due to return code = 3"), 1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
 }
 
@@ -166,8 +162,7 @@ TEST_F(Endpoint, ContinuesWhenItsObjectIsRefused) {
     EXPECT_NE(EndpointInside::m_synAckSubscriptionId(second), 0u);
     EXPECT_NE(EndpointInside::m_ackSubscriptionId(second), 0u);
     EXPECT_EQ(EndpointInside::State(second), 1);
-    EXPECT_EQ(
-        CapturedLog::Count(CapturedLog::DEBUG, "Become primary owner for name. Releasing it."), 1u);
+    EXPECT_EQ(CountDebug("Become primary owner for name. Releasing it."), 1u);
 }
 
 // An announcement
@@ -238,7 +233,7 @@ TEST_F(Endpoint, RefusesANameThatIsNotUtf8) {
     CapturedLog::Clear();
     std::string name = "org.example.\xff";
     EXPECT_FALSE(endpoint.BroadcastName(name));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot get response for name request"), 1u);
+    EXPECT_EQ(CountError("Cannot get response for name request"), 1u);
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
@@ -325,7 +320,7 @@ TEST_F(EndOfAnEndpoint, StopsTheSignalsOfThePartner) {
     CapturedLog::Clear();
     partner.Notify(OwnName(), ByteVector("late"));
     IterateThroughTheBus();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "cb_SignalCall"), 0u);
+    EXPECT_EQ(CountDebugStarting("cb_SignalCall"), 0u);
 }
 
 // Meant: the ids of the three handshake subscriptions go to g_bus_unwatch_name.

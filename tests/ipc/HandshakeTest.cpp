@@ -8,8 +8,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 const std::string SERVICE_SYN = "org.morva.JavaMW.Applist_SERVICE_SYN";
 const std::string SERVICE_SYN_ACK = "org.morva.JavaMW.Applist_SERVICE_SYN_ACK";
@@ -155,7 +154,7 @@ TEST_F(Handshake, IgnoresItsOwnAnnouncements) {
     IterateThroughTheBus();
     for (const char* callback :
          {"cb_SynNameOwnerChanged", "cb_SynAckNameOwnerChanged", "cb_AckNameOwnerChanged"}) {
-        EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, std::string(callback) + " called"), 2u);
+        EXPECT_EQ(CountDebug(std::string(callback) + " called"), 2u);
     }
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
     ExpectUnbound(endpoint);
@@ -168,7 +167,7 @@ TEST_F(Handshake, IgnoresTheFirstHalfOfAnAnnouncement) {
         EXPECT_EQ(BusDaemon::RequestName(partner.Connection(), name), 1u);
     }
     IterateThroughTheBus();
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "cb_AckNameOwnerChanged called"), 1u);
+    EXPECT_EQ(CountDebug("cb_AckNameOwnerChanged called"), 1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
     ExpectUnbound(endpoint);
     EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
@@ -339,10 +338,8 @@ TEST_F(LossOfThePartner, RefusesNotificationsAlreadyDuringItsReport) {
     Announce(*leaving, "_SYN_ACK");
     leaving.reset();
     ASSERT_TRUE(MainLoop::IterateUntil([&] { return endpoint.Readinesses().size() == 2; }));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Connection not set."), 1u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Attempt to send notification to not connected partner!"),
-              1u);
+    EXPECT_EQ(CountError("Connection not set."), 1u);
+    EXPECT_EQ(CountError("Attempt to send notification to not connected partner!"), 1u);
 }
 
 TEST_F(LossOfThePartner, IsNotReportedForAnotherNameThatVanishes) {
@@ -471,9 +468,7 @@ TEST_F(ReadinessHandler, MayThrow) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     RecordingEndpoint endpoint(actions);
     Announce(*leaving, "_SYN_ACK");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR,
-                                 "Exception in HandleConnectionReady: bad %s partner"),
-              1u);
+    EXPECT_EQ(CountError("Exception in HandleConnectionReady: bad %s partner"), 1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     leaving.reset();
     EXPECT_TRUE(IterateUntilLogged(CapturedLog::ERROR, "Exception in HandleConnectionReady"));
@@ -503,8 +498,7 @@ protected:
 TEST_F(LateHandlers, LeaveMessagesToTheDefaultHandlersUntilTheirStart) {
     Late endpoint;
     Announce(partner, "_SYN_ACK");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Default handler - HandleConnectionReady = 1"),
-              1u);
+    EXPECT_EQ(CountDebug("Default handler - HandleConnectionReady = 1"), 1u);
     Written([&] {
         partner.Notify(OwnName(), ByteVector("early"));
         EXPECT_TRUE(

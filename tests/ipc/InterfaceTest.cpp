@@ -90,8 +90,7 @@ TEST_F(ChannelTable, CallsTheDestructorBySlotNumber) {
     VirtualSlot::At<Destructor>(static_cast<JavaMWDbusRemote*>(endpoint), 1)(endpoint);
     // A refused call proves that the endpoint is destroyed.
     JavaMWDbusRemote::cb_SignalCall(nullptr, "", "", "", "", nullptr, endpoint);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Empty user_data or connection not valid."),
-              1u);
+    EXPECT_EQ(CountError("Empty user_data or connection not valid."), 1u);
 }
 
 } // namespace

@@ -12,8 +12,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 const std::string UNKNOWN_OBJECT = "org.freedesktop.DBus.Error.UnknownObject";
 
@@ -58,7 +57,7 @@ TEST_F(DestroyedEndpoint, HasItsMessagesAnsweredWithAnErrorAtOnce) {
     EXPECT_EQ(CallFrom(partner, ByteVector("data"), OwnName()).error, UNKNOWN_OBJECT);
     // The partner would wait for 25 s otherwise.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, REFUSED), 1u);
+    EXPECT_EQ(CountError(REFUSED), 1u);
 }
 
 TEST_F(DestroyedEndpoint, ReceivesNoLossAndNoSignalsOfItsPartner) {
@@ -95,8 +94,8 @@ TEST_F(QueuedDelivery, OfAHandshakeStepIsRefused) {
     endpoint.reset();
     CapturedLog::Clear();
     MainLoop::IterateUntilIdle();
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, REFUSED), 6u);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Monitor unique name"), 0u);
+    EXPECT_EQ(CountError(REFUSED), 6u);
+    EXPECT_EQ(CountDebugStarting("Monitor unique name"), 0u);
 }
 
 TEST_F(QueuedDelivery, OfAMessageIsAnsweredWithAnError) {
@@ -121,7 +120,7 @@ TEST_F(QueuedDelivery, OfAMessageIsAnsweredWithAnError) {
     endpoint.reset();
     CapturedLog::Clear();
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return !error.empty(); }));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, REFUSED), 1u);
+    EXPECT_EQ(CountError(REFUSED), 1u);
     // The answer is lost with the last reference to the connection; the daemon then reports at once
     // that there is no reply.
     EXPECT_THAT(error, testing::AnyOf(UNKNOWN_OBJECT, "org.freedesktop.DBus.Error.NoReply"));
@@ -137,7 +136,7 @@ TEST_F(QueuedDelivery, OfANotificationIsDroppedAfterTheDestructor) {
     endpoint.reset();
     CapturedLog::Clear();
     MainLoop::IterateUntilIdle();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "cb_SignalCall"), 0u);
+    EXPECT_EQ(CountDebugStarting("cb_SignalCall"), 0u);
 }
 
 TEST_F(QueuedDelivery, OfTheLossOfThePartnerIsDroppedAfterTheDestructor) {
@@ -150,7 +149,7 @@ TEST_F(QueuedDelivery, OfTheLossOfThePartnerIsDroppedAfterTheDestructor) {
     endpoint.reset();
     CapturedLog::Clear();
     MainLoop::IterateUntilIdle();
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Connection lost"), 0u);
+    EXPECT_EQ(CountDebugStarting("Connection lost"), 0u);
 }
 
 // Several endpoints in one process
@@ -163,8 +162,7 @@ TEST_F(SecondEndpoint, HasNoObjectBesideTheFirst) {
     partner.Announce("_SYN_ACK");
     ASSERT_TRUE(IterateUntilReady(first));
     RecordingEndpoint second;
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while registering object [2] "),
-              1u);
+    EXPECT_EQ(CountErrorStarting("Error while registering object [2] "), 1u);
     // The partner, which is bound, does not answer the second one's SYN.
     IterateThroughTheBus();
     EXPECT_FALSE(second.IsConnectionReady());
@@ -208,8 +206,7 @@ TEST_F(SecondEndpoint, HasItsMessagesRefusedWhileTheHostHoldsTheFirstConnection)
     RecordingEndpoint other({}, "Other");
     first.reset();
     RecordingEndpoint second;
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while registering object [2] "),
-              1u);
+    EXPECT_EQ(CountErrorStarting("Error while registering object [2] "), 1u);
     TestPartner partner(bus);
     partner.Announce("_SYN");
     EXPECT_TRUE(IterateUntilReady(second));
@@ -298,7 +295,7 @@ TEST_F(LoopInAnotherThread, FinishesAReadinessHandlerBeforeTheDestructorReturns)
     auto endpoint = std::make_unique<RecordingEndpoint>(actions);
     // A late start of the handlers would leave the report to the default one.
     if (!MainLoop::WaitWithoutIterating([&] { return endpoint->IsConnectionReady(); }) ||
-        CapturedLog::Count(CapturedLog::DEBUG, "Default handler - HandleConnectionReady = 1") > 0) {
+        CountDebug("Default handler - HandleConnectionReady = 1") > 0) {
         partner.Announce("_ACK");
     }
     entered.get_future().wait();

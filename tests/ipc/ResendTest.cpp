@@ -14,11 +14,7 @@
 
 namespace {
 
-using testing::AnyOf;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
-using testing::StartsWith;
+using testing::AnyOf, testing::ElementsAre, testing::IsEmpty, testing::Pair, testing::StartsWith;
 
 const std::string CLIENT_ACK = "org.morva.JavaMW.Applist_CLIENT_ACK";
 
@@ -44,9 +40,8 @@ protected:
 
     static bool WaitForPasses(std::size_t count) {
         return MainLoop::WaitWithoutIterating([=] {
-            return CapturedLog::CountStarting(CapturedLog::DEBUG, "Failed to broadcasted: ") +
-                       CapturedLog::Count(CapturedLog::DEBUG,
-                                          "Nothing left to resend, closing timer") >=
+            return CountDebugStarting("Failed to broadcasted: ") +
+                       CountDebug("Nothing left to resend, closing timer") >=
                    count;
         });
     }
@@ -206,7 +201,7 @@ TEST_F(Resend, ContinuesWhileARefusedReleaseLeavesTheNameOwned) {
         OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", partner.UniqueName().c_str(), "");
     JavaMWDbusRemote::cb_SynAckNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
                                                 &endpoint);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Release failed due to empty response."), 1u);
+    EXPECT_EQ(CountError("Release failed due to empty response."), 1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
     ASSERT_TRUE(CapturedLog::WaitFor(CapturedLog::ERROR, "Cannot own name due to return code = 4"));
     AllowAnswers();
@@ -226,9 +221,7 @@ TEST_F(Resend, DropsAnAnswerOwedToALostPartner) {
     leaving.reset();
     ASSERT_TRUE(IterateUntilLogged(CapturedLog::DEBUG, "Stop watching old partner messages."));
     ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
-                                 "Partner name:  different then resend partner name: " + name),
-              1u);
+    EXPECT_EQ(CountDebug("Partner name:  different then resend partner name: " + name), 1u);
     EXPECT_THAT(Pending(endpoint), IsEmpty());
     EXPECT_EQ(EndpointInside::State(endpoint), 0);
 }
@@ -275,13 +268,10 @@ TEST_F(Resend, StartsNoSecondThreadWhileOneIsRunning) {
                                              &endpoint);
     ASSERT_TRUE(WaitForPasses(1));
     EXPECT_EQ(LibraryCalls::Threads().requested, 1);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
-                                 "Creating timer that will execute OnResendHandshake()"),
-              1u);
+    EXPECT_EQ(CountDebug("Creating timer that will execute OnResendHandshake()"), 1u);
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_SYN_ACK")));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Resending handshake: partner " +
-                                                         partner.UniqueName() +
-                                                         ", handshakeSuffix _SYN_ACK"),
+    EXPECT_EQ(CountDebug("Resending handshake: partner " + partner.UniqueName() +
+                         ", handshakeSuffix _SYN_ACK"),
               1u);
 }
 
@@ -354,7 +344,7 @@ TEST_F(Resend, KeepsTheAnswerWhenNoThreadCanBeStarted) {
     LibraryCalls::RefuseThreads(true);
     CapturedLog::Clear();
     Announce(partner, "_SYN_ACK");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Timer thread create status: 0"), 1u);
+    EXPECT_EQ(CountDebug("Timer thread create status: 0"), 1u);
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_ACK")));
     EXPECT_EQ(LibraryCalls::Threads().requested, 1);
 
@@ -499,14 +489,10 @@ TEST_F(ResendPass, FollowsTheOrderOfTheKeysAndKeepsFailedAnswers) {
     }
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
     EXPECT_EQ(order.size(), 4u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Number of handshakes to resend: 4"), 1u);
-    EXPECT_EQ(
-        CapturedLog::Count(CapturedLog::DEBUG,
-                           "Partner name: " + name + " different then resend partner name: :2.1"),
-        1u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
-                                 "Failed to broadcasted: " + CLIENT_ACK + ". Will try once again"),
+    EXPECT_EQ(CountDebug("Number of handshakes to resend: 4"), 1u);
+    EXPECT_EQ(CountDebug("Partner name: " + name + " different then resend partner name: :2.1"),
               1u);
+    EXPECT_EQ(CountDebug("Failed to broadcasted: " + CLIENT_ACK + ". Will try once again"), 1u);
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(name, "_ACK")));
 }
 
@@ -517,9 +503,7 @@ TEST_F(ResendPass, ComparesNamesOfPartnersExactly) {
     Owe(endpoint, {{name + "0", "_SYN_ACK"}, {name.substr(0, name.size() - 1), "_SYN_ACK"}});
     EXPECT_EQ(Pass(endpoint), 0);
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG,
-                                         "Partner name: " + name + " different then resend"),
-              2u);
+    EXPECT_EQ(CountDebugStarting("Partner name: " + name + " different then resend"), 2u);
 }
 
 TEST_F(ResendPass, WaitsForAHandshakeCallbackUnderWay) {
@@ -531,7 +515,7 @@ TEST_F(ResendPass, WaitsForAHandshakeCallbackUnderWay) {
         ASSERT_TRUE(
             CapturedLog::WaitFor(CapturedLog::DEBUG, "Executed OnResendHandshake function"));
         EXPECT_EQ(pass.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-        EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::DEBUG, "Number of handshakes"), 0u);
+        EXPECT_EQ(CountDebugStarting("Number of handshakes"), 0u);
     }
     EXPECT_EQ(pass.get(), 0);
 }

@@ -9,8 +9,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 std::vector<char> Megabyte() {
     std::vector<char> bytes(1024 * 1024);
@@ -55,14 +54,14 @@ TEST_F(SendingMessages, SendsAnEmptyVectorAsAnEmptyArray) {
     EXPECT_EQ(endpoint->SendMessage(data), ByteVector("answer"));
     EXPECT_THAT(monitor.BodiesSentBy(OwnName(), G_DBUS_MESSAGE_TYPE_METHOD_CALL, "Send"),
                 ElementsAre("(@ay [],)"));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Sending sync message with 0 bytes"), 1u);
+    EXPECT_EQ(CountDebug("Sending sync message with 0 bytes"), 1u);
 }
 
 TEST_F(SendingMessages, ReturnsAnEmptyReply) {
     Connect();
     Bytes data = ByteVector("data");
     EXPECT_THAT(endpoint->SendMessage(data), IsEmpty());
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Reply with 0 bytes"), 1u);
+    EXPECT_EQ(CountDebug("Reply with 0 bytes"), 1u);
 }
 
 TEST_F(SendingMessages, CarriesAMegabyteBothWays) {
@@ -92,9 +91,9 @@ TEST_F(SendingMessages, LogsAPercentSignOfThePartnerUnchanged) {
     partner.AnswerWithError("org.example.Error.Full", "100%s %n%d");
     Bytes data = ByteVector("data");
     endpoint->SendMessage(data);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Error while sending message [36] "
-                                                     "GDBus.Error:org.example.Error.Full: "
-                                                     "100%s %n%d"),
+    EXPECT_EQ(CountError("Error while sending message [36] "
+                         "GDBus.Error:org.example.Error.Full: "
+                         "100%s %n%d"),
               1u);
 }
 
@@ -107,9 +106,8 @@ TEST_F(SendingMessages, FailsAtOnceAfterAnUndetectedLossOfThePartner) {
     CapturedLog::Clear();
     Bytes data = ByteVector("data");
     EXPECT_THAT(other.SendMessage(data), IsEmpty());
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR,
-                                         "Error while sending message [2] "
-                                         "GDBus.Error:org.freedesktop.DBus.Error.ServiceUnknown: "),
+    EXPECT_EQ(CountErrorStarting("Error while sending message [2] "
+                                 "GDBus.Error:org.freedesktop.DBus.Error.ServiceUnknown: "),
               1u);
 }
 
@@ -182,13 +180,12 @@ TEST_F(WithoutAProxy, TheHandshakeContinuesAndMessagesAreRefused) {
         OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN_ACK", "org.example.Partner", "");
     JavaMWDbusRemote::cb_SynAckNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
                                                 &endpoint);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while registering proxy  "
-                                                             "Error calling StartServiceByName "
-                                                             "for org.example.Partner: "),
+    EXPECT_EQ(CountErrorStarting("Error while registering proxy  "
+                                 "Error calling StartServiceByName "
+                                 "for org.example.Partner: "),
               1u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG,
-                                 "Subscribe for signals from org.example.Partner on object "
-                                 "/org/morva/javamw/CommunicationChannel/Applist."),
+    EXPECT_EQ(CountDebug("Subscribe for signals from org.example.Partner on object "
+                         "/org/morva/javamw/CommunicationChannel/Applist."),
               1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, "org.example.Partner"}));
@@ -207,8 +204,7 @@ TEST_F(WithoutAProxy, TheOtherHandshakeAlsoContinues) {
         OwnerChange("org.morva.JavaMW.Applist_SERVICE_SYN", "org.example.Partner", "");
     JavaMWDbusRemote::cb_SynNameOwnerChanged(Shared().Connection(), "", "", "", "", change,
                                              &endpoint);
-    EXPECT_EQ(CapturedLog::CountStarting(CapturedLog::ERROR, "Error while registering proxy  "),
-              1u);
+    EXPECT_EQ(CountErrorStarting("Error while registering proxy  "), 1u);
     EXPECT_EQ(EndpointInside::State(endpoint), 2);
 }
 
@@ -413,9 +409,8 @@ TEST_F(ReceivingMessages, AnswersAHandlersExceptionWithAnError) {
     EXPECT_EQ(CallFrom(partner, ByteVector("x"), OwnName()).error,
               "org.freedesktop.DBus.Error.Failed");
     EXPECT_EQ(CallFrom(partner, {}, OwnName()).error, "org.freedesktop.DBus.Error.Failed");
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Exception in cb_MethodCall: bad %s request"),
-              1u);
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Exception in cb_MethodCall"), 1u);
+    EXPECT_EQ(CountError("Exception in cb_MethodCall: bad %s request"), 1u);
+    EXPECT_EQ(CountError("Exception in cb_MethodCall"), 1u);
 }
 
 // GDBus refuses them before they reach the endpoint.
@@ -453,8 +448,7 @@ TEST_F(DefaultHandlers, EchoAMessageAndAnswerWithTheirName) {
     EXPECT_EQ(Written([&] { answer = CallFrom(partner, ByteVector("hello"), OwnName()); }),
               "hello\n");
     EXPECT_EQ(answer.bytes, ByteVector("Default handler from : " + OwnName()));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::DEBUG, "Default handler - HandleMessage = hello"),
-              1u);
+    EXPECT_EQ(CountDebug("Default handler - HandleMessage = hello"), 1u);
 }
 
 TEST_F(DefaultHandlers, EchoBytesAsTheyAre) {

@@ -15,9 +15,7 @@
 namespace {
 
 using Bytes = std::vector<char>;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
+using testing::ElementsAre, testing::IsEmpty, testing::SizeIs;
 
 TEST(UncopiedBody, IsAStructureOfOneArrayInTheOrderOfTheVector) {
     Bytes data = ByteVector({0x61, 0x00, 0xff, 0x80});

@@ -9,10 +9,7 @@
 #include "SharedBus.h"
 #include "ToolProcess.h"
 
-using testing::AllOf;
-using testing::Contains;
-using testing::HasSubstr;
-using testing::StartsWith;
+using testing::AllOf, testing::Contains, testing::HasSubstr, testing::StartsWith;
 
 namespace {
 
@@ -33,7 +30,7 @@ TEST_P(RefusedRole, OfAHostWithoutThePolicyIsLoggedWithTheErrorOfTheBus) {
                 Contains(AllOf(StartsWith("ERROR Error during request name call [9] "
                                           "GDBus.Error:org.freedesktop.DBus.Error.AccessDenied: "),
                                HasSubstr("polic"))));
-    EXPECT_EQ(CapturedLog::Count(CapturedLog::ERROR, "Cannot get response for name request"), 1U);
+    EXPECT_EQ(CountError("Cannot get response for name request"), 1U);
 }
 
 TEST_P(RefusedRole, IsPrintedByThePartnerToolWhichExits) {

@@ -9,8 +9,7 @@
 
 #include "Rights.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 namespace {
 

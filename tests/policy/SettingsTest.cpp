@@ -4,9 +4,7 @@
 #include "NamedRow.h"
 #include "Policy.h"
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
+using testing::HasSubstr, testing::IsEmpty, testing::Not;
 
 namespace {
 

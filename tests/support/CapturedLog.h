@@ -45,3 +45,23 @@ bool WaitFor(int priority, const std::string& message,
              std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
 } // namespace CapturedLog
+
+inline namespace applist_test {
+
+inline std::size_t CountDebug(const std::string& message) {
+    return CapturedLog::Count(CapturedLog::DEBUG, message);
+}
+inline std::size_t CountInfo(const std::string& message) {
+    return CapturedLog::Count(CapturedLog::INFO, message);
+}
+inline std::size_t CountError(const std::string& message) {
+    return CapturedLog::Count(CapturedLog::ERROR, message);
+}
+inline std::size_t CountDebugStarting(const std::string& start) {
+    return CapturedLog::CountStarting(CapturedLog::DEBUG, start);
+}
+inline std::size_t CountErrorStarting(const std::string& start) {
+    return CapturedLog::CountStarting(CapturedLog::ERROR, start);
+}
+
+} // namespace applist_test

@@ -116,15 +116,13 @@ void CaptureWriter::Notify(GVariant* body, const std::string& member, const std:
 
 void CaptureWriter::Exchange(const std::string& request, double latency, const std::string& reply) {
     const std::uint32_t serial = Call(HOST, PARTNER, Body(request));
-    At(m_milliseconds + latency);
-    Reply(PARTNER, HOST, serial, Body(reply));
+    At(m_milliseconds + latency).Reply(PARTNER, HOST, serial, Body(reply));
 }
 
 void CaptureWriter::Connect() {
     Announce("_CLIENT_SYN", HOST);
     Announce("_SERVICE_SYN_ACK", PARTNER);
-    At(m_milliseconds + 1);
-    Announce("_CLIENT_ACK", HOST);
+    At(m_milliseconds + 1).Announce("_CLIENT_ACK", HOST);
 }
 
 std::string CaptureWriter::Framed(const std::string& payload, std::int32_t id) {

@@ -19,7 +19,10 @@ public:
     explicit CaptureWriter(std::uint32_t linkType = 231);
 
     /** The time of the messages from here on, since the capture's start. */
-    void At(double milliseconds) { m_milliseconds = milliseconds; }
+    CaptureWriter& At(double milliseconds) {
+        m_milliseconds = milliseconds;
+        return *this;
+    }
 
     /** NameOwnerChanged: @p owner acquires or releases the name of a step, such as "_CLIENT_SYN".
      */

@@ -15,11 +15,7 @@
 
 using namespace applistctl;
 using namespace std::string_literals;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
+using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty, testing::Not, testing::SizeIs;
 
 namespace {
 

@@ -20,11 +20,8 @@
 #include "ToolProcess.h"
 
 using namespace applistctl;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
+using testing::ElementsAre, testing::ElementsAreArray, testing::HasSubstr, testing::IsEmpty,
+    testing::Not;
 
 namespace {
 

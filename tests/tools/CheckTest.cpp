@@ -8,8 +8,7 @@
 #include "RawHost.h"
 #include "ToolProcess.h"
 
-using testing::ContainsRegex;
-using testing::HasSubstr;
+using testing::ContainsRegex, testing::HasSubstr;
 
 namespace {
 

@@ -8,9 +8,7 @@
 #include "PrivateBus.h"
 #include "ToolProcess.h"
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
+using testing::HasSubstr, testing::IsEmpty, testing::StartsWith;
 
 namespace {
 

@@ -12,9 +12,7 @@
 #include "PrivateBus.h"
 #include "ToolProcess.h"
 
-using testing::ContainsRegex;
-using testing::HasSubstr;
-using testing::Not;
+using testing::ContainsRegex, testing::HasSubstr, testing::Not;
 
 namespace {
 

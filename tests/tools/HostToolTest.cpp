@@ -13,8 +13,7 @@
 #include "ToolProcess.h"
 
 using namespace std::string_literals;
-using testing::HasSubstr;
-using testing::Not;
+using testing::HasSubstr, testing::Not;
 
 namespace {
 

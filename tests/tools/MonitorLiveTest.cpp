@@ -14,9 +14,7 @@
 #include "Terminal.h"
 #include "ToolProcess.h"
 
-using testing::ContainsRegex;
-using testing::HasSubstr;
-using testing::Not;
+using testing::ContainsRegex, testing::HasSubstr, testing::Not;
 
 namespace {
 

@@ -17,10 +17,7 @@
 
 using namespace applistctl;
 using nlohmann::json;
-using testing::AllOf;
-using testing::ContainsRegex;
-using testing::HasSubstr;
-using testing::Not;
+using testing::ContainsRegex, testing::HasSubstr, testing::Not;
 
 namespace {
 
@@ -31,51 +28,55 @@ std::string Framed(const std::string& payload, std::int32_t id) {
     return CaptureWriter::Framed(payload, id);
 }
 
-struct Report {
-    int status;
-    std::string text;
-    std::string errors;
-};
+GVariant* Message(const std::string& payload, std::int32_t id) {
+    return CaptureWriter::Body(Framed(payload, id));
+}
 
-Report Read(const std::string& capture, const std::vector<std::string>& options = {}) {
+ToolResult ReportOf(const std::string& capture, const std::vector<std::string>& options = {}) {
     const TemporaryFolder folder;
     std::vector<std::string> arguments = {"monitor", "--read", folder.Write("capture", capture)};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    ToolProcess tool(arguments);
-    const int status = tool.WaitForExit();
-    return {status, tool.Output(), tool.Errors()};
+    return RunTool(arguments);
 }
 
-Report Read(const CaptureWriter& capture, const std::vector<std::string>& options = {}) {
-    return Read(capture.Bytes(), options);
-}
+// A capture, and the report of the monitor about it.
+class MonitorTest : public testing::Test {
+protected:
+    void Wait(double milliseconds) { capture.At(milliseconds).Leave(":1.99"); }
 
-/** @return the text of the report, whose exit status must be @p status */
-std::string TextOf(const CaptureWriter& capture, int status = 0) {
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, status) << report.text << report.errors;
-    return report.text;
-}
-
-void Wait(CaptureWriter& capture, double milliseconds) {
-    capture.At(milliseconds);
-    capture.Leave(":1.99");
-}
-
-CaptureWriter ConnectedPair() {
-    CaptureWriter capture;
-    capture.Connect();
-    return capture;
-}
-
-std::vector<json> ReadAsJson(const CaptureWriter& capture) {
-    std::istringstream lines(Read(capture, {"--json"}).text);
-    std::vector<json> objects;
-    for (std::string line; std::getline(lines, line);) {
-        objects.push_back(json::parse(line));
+    ToolResult Read(const std::vector<std::string>& options = {}) const {
+        return ReportOf(capture.Bytes(), options);
     }
-    return objects;
-}
+
+    // The text of the report, whose exit status must be @p status.
+    std::string TextOf(int status = 0) const {
+        const ToolResult report = Read();
+        EXPECT_EQ(report.status, status) << report.output << report.errors;
+        return report.output;
+    }
+
+    std::vector<json> ReadAsJson() const {
+        std::istringstream lines(Read({"--json"}).output);
+        std::vector<json> objects;
+        for (std::string line; std::getline(lines, line);) {
+            objects.push_back(json::parse(line));
+        }
+        return objects;
+    }
+
+    CaptureWriter capture;
+};
+
+using MonitorHandshake = MonitorTest;
+using MonitorCheck = MonitorTest;
+using MonitorStuckHost = MonitorTest;
+using MonitorHalfOpenPair = MonitorTest;
+using MonitorRequests = MonitorTest;
+using MonitorNotifications = MonitorTest;
+using MonitorSummary = MonitorTest;
+using MonitorCount = MonitorTest;
+using MonitorRead = MonitorTest;
+using MonitorJson = MonitorTest;
 
 json FindEvent(const std::vector<json>& objects, const std::string& event) {
     for (const json& object : objects) {
@@ -88,16 +89,12 @@ json FindEvent(const std::vector<json>& objects, const std::string& event) {
 
 // --- The handshake -------------------------------------------------------------------------------
 
-TEST(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
     capture.Announce("_SERVICE_SYN", PARTNER);
-    capture.At(5000);
-    capture.Announce("_CLIENT_SYN", HOST);
-    capture.At(5001);
-    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
-    capture.At(5002.5);
-    capture.Announce("_CLIENT_ACK", HOST);
-    const std::string text = TextOf(capture);
+    capture.At(5000).Announce("_CLIENT_SYN", HOST);
+    capture.At(5001).Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(5002.5).Announce("_CLIENT_ACK", HOST);
+    const std::string text = TextOf();
     EXPECT_THAT(text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
                                     ".*host :1.7  _CLIENT_SYN: a host has started\n"
                                     ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
@@ -107,39 +104,32 @@ TEST(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
     EXPECT_THAT(text, HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
-TEST(MonitorHandshake, IsPrintedStepByStepWhenThePartnerStartsLater) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, IsPrintedStepByStepWhenThePartnerStartsLater) {
     capture.Announce("_CLIENT_SYN", HOST);
-    capture.At(1000);
-    capture.Announce("_SERVICE_SYN", PARTNER);
-    capture.At(1003);
-    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.At(1000).Announce("_SERVICE_SYN", PARTNER);
+    capture.At(1003).Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", PARTNER);
-    EXPECT_THAT(TextOf(capture), ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
-                                               ".*partner :1.8  _SERVICE_ACK: ready\n"
-                                               ".*ready 3.00 ms after _SERVICE_SYN\n"));
+    EXPECT_THAT(TextOf(), ContainsRegex("host :1.7  _CLIENT_SYN_ACK: bound to :1.8\n"
+                                        ".*partner :1.8  _SERVICE_ACK: ready\n"
+                                        ".*ready 3.00 ms after _SERVICE_SYN\n"));
 }
 
-TEST(MonitorHandshake, IsPrintedOnceWhenBothSidesStartAtTheSameTime) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, IsPrintedOnceWhenBothSidesStartAtTheSameTime) {
     capture.Announce("_CLIENT_SYN", HOST);
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
-    capture.At(1);
-    capture.Announce("_SERVICE_ACK", PARTNER);
-    EXPECT_THAT(TextOf(capture), HasSubstr("handshakes: 1 completed, 0 problems"));
+    capture.At(1).Announce("_SERVICE_ACK", PARTNER);
+    EXPECT_THAT(TextOf(), HasSubstr("handshakes: 1 completed, 0 problems"));
 }
 
-TEST(MonitorHandshake, StartsAgainWithARestartedPartner) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorHandshake, StartsAgainWithARestartedPartner) {
+    capture.Connect();
     capture.Leave(PARTNER);
-    capture.At(9000);
-    capture.Announce("_SERVICE_SYN", ":1.9");
+    capture.At(9000).Announce("_SERVICE_SYN", ":1.9");
     capture.Announce("_CLIENT_SYN_ACK", HOST);
-    capture.At(9001);
-    capture.Announce("_SERVICE_ACK", ":1.9");
-    const std::string text = TextOf(capture);
+    capture.At(9001).Announce("_SERVICE_ACK", ":1.9");
+    const std::string text = TextOf();
     EXPECT_THAT(text, HasSubstr("== the partner :1.8 has left the bus"));
     EXPECT_THAT(text, HasSubstr("host :1.7 and partner :1.9, ready 1.00 ms after _SERVICE_SYN"));
 }
@@ -171,15 +161,14 @@ const MissingRow MISSING[] = {
      "_SERVICE_ACK is missing: the partner :1.8 has not answered _CLIENT_SYN_ACK of :1.7"},
 };
 
-class MonitorMissing : public testing::TestWithParam<MissingRow> {};
+class MonitorMissing : public MonitorTest, public testing::WithParamInterface<MissingRow> {};
 
 TEST_P(MonitorMissing, StepIsReported) {
-    CaptureWriter capture;
     for (const std::string& step : GetParam().steps) {
         capture.Announce(step, step[1] == 'C' ? HOST : PARTNER);
     }
-    Wait(capture, 3000);
-    const std::string text = TextOf(capture, 4);
+    Wait(3000);
+    const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("!! " + std::string(GetParam().missing) + "\n"));
     EXPECT_THAT(text,
                 HasSubstr("  host :1.7 is not connected: " + std::string(GetParam().missing)));
@@ -187,82 +176,70 @@ TEST_P(MonitorMissing, StepIsReported) {
 
 INSTANTIATE_TEST_SUITE_P(, MonitorMissing, testing::ValuesIn(MISSING), RowName<MissingRow>);
 
-TEST(MonitorHandshake, ReportsANameThatIsNotReleased) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, ReportsANameThatIsNotReleased) {
     capture.Take("_SERVICE_SYN", PARTNER);
-    Wait(capture, 3000);
-    EXPECT_THAT(TextOf(capture, 4),
-                HasSubstr("!! _SERVICE_SYN is owned by :1.8 for 3.0 s: the step counts "
-                          "when the name is released"));
+    Wait(3000);
+    EXPECT_THAT(TextOf(4), HasSubstr("!! _SERVICE_SYN is owned by :1.8 for 3.0 s: the step counts "
+                                     "when the name is released"));
 }
 
-TEST(MonitorHandshake, ReportsANameThatTheBusRefuses) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, ReportsANameThatTheBusRefuses) {
     const std::uint32_t serial = capture.CallDaemon(
         PARTNER, "RequestName",
         g_variant_new("(su)", "org.morva.JavaMW.Applist_SERVICE_SYN", guint32{4}));
     capture.Error("org.freedesktop.DBus", PARTNER, serial,
                   "org.freedesktop.DBus.Error.AccessDenied", "not you");
-    EXPECT_THAT(TextOf(capture, 4),
+    EXPECT_THAT(TextOf(4),
                 HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
 }
 
-TEST(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
     capture.Announce("_CLIENT_SYN", HOST);
     capture.Announce("_CLIENT_SYN", ":1.9");
-    capture.At(1);
-    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(1).Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.Announce("_CLIENT_ACK", HOST);
     capture.Announce("_CLIENT_ACK", ":1.9");
-    EXPECT_THAT(TextOf(capture, 4),
-                HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
+    EXPECT_THAT(TextOf(4), HasSubstr("!! hosts :1.7 and :1.9 both take :1.8 for their partner"));
 }
 
-TEST(MonitorHandshake, IsAssumedBeforeTheFirstRequestOfTheCapture) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, IsAssumedBeforeTheFirstRequestOfTheCapture) {
     capture.Exchange(Framed("", 2003), 1);
-    EXPECT_THAT(TextOf(capture),
-                HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
-                          "before the watching"));
+    EXPECT_THAT(TextOf(), HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
+                                    "before the watching"));
 }
 
-TEST(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
+    capture.Connect();
     for (int i = 0; i < 2; ++i) {
-        const auto serial = capture.Call(":1.9", PARTNER, CaptureWriter::Body(Framed("", 2003)));
+        const auto serial = capture.Call(":1.9", PARTNER, Message("", 2003));
         capture.Reply(PARTNER, ":1.9", serial, CaptureWriter::Body(""));
-        capture.Notify(CaptureWriter::Body(Framed("", 4)), "SendSignal", ":1.10");
+        capture.Notify(Message("", 4), "SendSignal", ":1.10");
     }
-    const std::string text = TextOf(capture, 4);
+    const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
     EXPECT_THAT(text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
     EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
 // The partner's announcement repairs pairs, and is dropped by a bound host.
-TEST(MonitorHandshake, IsOfTheNextPartnerAfterABoundPartnerHasRepeatedItsSyn) {
-    CaptureWriter capture = ConnectedPair();
-    capture.At(1000);
-    capture.Announce("_SERVICE_SYN", PARTNER);
-    capture.At(2000);
-    capture.Leave(PARTNER);
-    capture.At(3000);
-    capture.Announce("_SERVICE_SYN", ":1.18");
+TEST_F(MonitorHandshake, IsOfTheNextPartnerAfterABoundPartnerHasRepeatedItsSyn) {
+    capture.Connect();
+    capture.At(1000).Announce("_SERVICE_SYN", PARTNER);
+    capture.At(2000).Leave(PARTNER);
+    capture.At(3000).Announce("_SERVICE_SYN", ":1.18");
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", ":1.18");
-    EXPECT_THAT(TextOf(capture), HasSubstr("== connected: host :1.7 and partner :1.18"));
+    EXPECT_THAT(TextOf(), HasSubstr("== connected: host :1.7 and partner :1.18"));
 }
 
-TEST(MonitorHandshake, IsNoConnectionWithAClientAckAndWithoutAServiceSynAck) {
-    CaptureWriter capture;
+TEST_F(MonitorHandshake, IsNoConnectionWithAClientAckAndWithoutAServiceSynAck) {
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_CLIENT_ACK", HOST);
-    const Report report = Read(capture);
-    EXPECT_THAT(report.text, HasSubstr("host :1.7  _CLIENT_ACK: ready\n"));
-    EXPECT_THAT(report.text, Not(HasSubstr("connected: host")));
-    EXPECT_THAT(report.text, HasSubstr("handshakes: 0 completed, 0 problems"));
+    const ToolResult report = Read();
+    EXPECT_THAT(report.output, HasSubstr("host :1.7  _CLIENT_ACK: ready\n"));
+    EXPECT_THAT(report.output, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(report.output, HasSubstr("handshakes: 0 completed, 0 problems"));
 }
 
 // --- Checks --------------------------------------------------------------------------------------
@@ -273,20 +250,17 @@ constexpr const char* CHECK = ":1.5";
 void Check(CaptureWriter& capture) {
     capture.SignalOf(CHECK, CHECK, "org.morva.applistctl", "Check");
     capture.Announce("_CLIENT_SYN", CHECK);
-    const auto serial = capture.Call(CHECK, CHECK, CaptureWriter::Body(Framed("", 2001)));
+    const auto serial = capture.Call(CHECK, CHECK, Message("", 2001));
     capture.Reply(CHECK, CHECK, serial, CaptureWriter::Body(""));
-    capture.Notify(CaptureWriter::Body(Framed("", 1)), "SendSignal", CHECK, CHECK);
-    capture.At(5000);
-    capture.Announce("_CLIENT_SYN_ACK", CHECK);
+    capture.Notify(Message("", 1), "SendSignal", CHECK, CHECK);
+    capture.At(5000).Announce("_CLIENT_SYN_ACK", CHECK);
     capture.Announce("_CLIENT_ACK", CHECK);
-    capture.At(9000);
-    capture.Leave(CHECK);
+    capture.At(9000).Leave(CHECK);
 }
 
-TEST(MonitorCheck, IsNoHostWithoutAPartner) {
-    CaptureWriter capture;
+TEST_F(MonitorCheck, IsNoHostWithoutAPartner) {
     Check(capture);
-    const std::string text = TextOf(capture);
+    const std::string text = TextOf();
     EXPECT_THAT(text, HasSubstr("check :1.5  _CLIENT_SYN: announced by a check\n"));
     EXPECT_THAT(text, HasSubstr("check :1.5 -> check :1.5  #1 APPLIST_GET_SELECTION_FNC"));
     EXPECT_THAT(text, HasSubstr("== the check :1.5 has left the bus\n"));
@@ -295,23 +269,22 @@ TEST(MonitorCheck, IsNoHostWithoutAPartner) {
     }
 }
 
-TEST(MonitorCheck, IsNoSecondHostOfABoundPartner) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorCheck, IsNoSecondHostOfABoundPartner) {
+    capture.Connect();
     Check(capture);
-    EXPECT_THAT(TextOf(capture), HasSubstr("handshakes: 1 completed, 0 problems\n"
-                                           "  host :1.7 is connected with partner :1.8\n"));
+    EXPECT_THAT(TextOf(), HasSubstr("handshakes: 1 completed, 0 problems\n"
+                                    "  host :1.7 is connected with partner :1.8\n"));
 }
 
-TEST(MonitorCheck, IsNoConnectionOfAFreePartner) {
-    CaptureWriter capture;
+TEST_F(MonitorCheck, IsNoConnectionOfAFreePartner) {
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.SignalOf(CHECK, CHECK, "org.morva.applistctl", "Check");
     capture.Announce("_CLIENT_SYN", CHECK);
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.Announce("_CLIENT_ACK", CHECK);
     capture.Take("_CLIENT_SYN_ACK", CHECK); // for longer than a host does
-    Wait(capture, 4000);
-    const std::string text = TextOf(capture);
+    Wait(4000);
+    const std::string text = TextOf();
     EXPECT_THAT(text, HasSubstr("partner :1.8  _SERVICE_SYN_ACK: bound to :1.5\n"));
     EXPECT_THAT(text, HasSubstr("handshakes: 0 completed, 0 problems"));
 }
@@ -320,68 +293,62 @@ TEST(MonitorCheck, IsNoConnectionOfAFreePartner) {
 
 void SelectWithoutAQuery(CaptureWriter& capture) {
     capture.Connect();
-    capture.Notify(CaptureWriter::Body(Framed("", 2)));
+    capture.Notify(Message("", 2));
 }
 
-TEST(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
-    CaptureWriter capture;
+TEST_F(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
     SelectWithoutAQuery(capture);
-    Wait(capture, 1200);
-    Wait(capture, 5000);
-    const std::string text = TextOf(capture, 4);
+    Wait(1200);
+    Wait(5000);
+    const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("!! host :1.7 is stuck: no query for the selection (2001) "
                                 "within 1.2 s after notification 2"));
     EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problems"));
 }
 
-TEST(MonitorStuckHost, IsShownToPrograms) {
-    CaptureWriter capture;
+TEST_F(MonitorStuckHost, IsShownToPrograms) {
     SelectWithoutAQuery(capture);
-    Wait(capture, 1200);
+    Wait(1200);
     bool isFound = false;
-    for (const json& object : ReadAsJson(capture)) {
+    for (const json& object : ReadAsJson()) {
         isFound = isFound || (object.value("what", "") == "stuck" && object.at("who") == HOST);
     }
     EXPECT_TRUE(isFound);
 }
 
-TEST(MonitorStuckHost, IsNoneBeforeASecond) {
-    CaptureWriter capture;
+TEST_F(MonitorStuckHost, IsNoneBeforeASecond) {
     SelectWithoutAQuery(capture);
-    Wait(capture, 900);
-    EXPECT_EQ(Read(capture).status, 0);
+    Wait(900);
+    EXPECT_EQ(Read().status, 0);
 }
 
-TEST(MonitorStuckHost, IsNoneAfterItsQuery) {
-    CaptureWriter capture;
+TEST_F(MonitorStuckHost, IsNoneAfterItsQuery) {
     SelectWithoutAQuery(capture);
     capture.Exchange(Framed("", 2001), 1);
-    Wait(capture, 3000);
-    EXPECT_EQ(Read(capture).status, 0);
+    Wait(3000);
+    EXPECT_EQ(Read().status, 0);
 }
 
 // The partner blocks the host.
-TEST(MonitorStuckHost, IsNoneWhileARequestWaitsForItsReply) {
-    CaptureWriter capture;
+TEST_F(MonitorStuckHost, IsNoneWhileARequestWaitsForItsReply) {
     SelectWithoutAQuery(capture);
-    capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
-    Wait(capture, 3000);
-    EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
+    capture.Call(HOST, PARTNER, Message("", 2003));
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
 }
 
-TEST(MonitorStuckHost, IsNoneForTheNotificationOfAnotherProcess) {
-    CaptureWriter capture = ConnectedPair();
-    capture.Notify(CaptureWriter::Body(Framed("", 2)), "SendSignal", ":1.10");
-    Wait(capture, 3000);
-    EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
+TEST_F(MonitorStuckHost, IsNoneForTheNotificationOfAnotherProcess) {
+    capture.Connect();
+    capture.Notify(Message("", 2), "SendSignal", ":1.10");
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
 }
 
-TEST(MonitorStuckHost, IsNoneAfterItHasLeft) {
-    CaptureWriter capture;
+TEST_F(MonitorStuckHost, IsNoneAfterItHasLeft) {
     SelectWithoutAQuery(capture);
     capture.Leave(HOST);
-    Wait(capture, 3000);
-    EXPECT_THAT(Read(capture).text, Not(HasSubstr("stuck")));
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
 }
 
 // --- Half-open pairs -----------------------------------------------------------------------------
@@ -393,39 +360,28 @@ constexpr const char* LATER_PARTNER = ":1.18";
 // it for its own.
 void AnswerAPartnerThatHasLeft(CaptureWriter& capture) {
     capture.Announce("_CLIENT_SYN", HOST);
-    capture.At(100);
-    capture.Announce("_SERVICE_SYN", PARTNER);
-    capture.At(200);
-    capture.Leave(PARTNER);
-    capture.At(300);
-    capture.Announce("_SERVICE_SYN", LATER_PARTNER);
-    capture.At(400);
-    capture.Announce("_CLIENT_SYN_ACK", HOST);
-    capture.At(401);
-    capture.Announce("_SERVICE_ACK", LATER_PARTNER);
+    capture.At(100).Announce("_SERVICE_SYN", PARTNER);
+    capture.At(200).Leave(PARTNER);
+    capture.At(300).Announce("_SERVICE_SYN", LATER_PARTNER);
+    capture.At(400).Announce("_CLIENT_SYN_ACK", HOST);
+    capture.At(401).Announce("_SERVICE_ACK", LATER_PARTNER);
 }
 
 // The partner's loop was busy: its answer is for a host that has left, and the next host takes it
 // for its own.
 void AnswerAHostThatHasLeft(CaptureWriter& capture) {
     capture.Announce("_SERVICE_SYN", PARTNER);
-    capture.At(100);
-    capture.Announce("_CLIENT_SYN", HOST);
-    capture.At(200);
-    capture.Leave(HOST);
-    capture.At(300);
-    capture.Announce("_CLIENT_SYN", LATER_HOST);
-    capture.At(400);
-    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
-    capture.At(401);
-    capture.Announce("_CLIENT_ACK", LATER_HOST);
+    capture.At(100).Announce("_CLIENT_SYN", HOST);
+    capture.At(200).Leave(HOST);
+    capture.At(300).Announce("_CLIENT_SYN", LATER_HOST);
+    capture.At(400).Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(401).Announce("_CLIENT_ACK", LATER_HOST);
 }
 
-TEST(MonitorHalfOpenPair, IsReportedWhenThePartnerAcceptedAnAnswerToAnotherPartner) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsReportedWhenThePartnerAcceptedAnAnswerToAnotherPartner) {
     AnswerAPartnerThatHasLeft(capture);
-    Wait(capture, 3000);
-    const std::string text = TextOf(capture, 5);
+    Wait(3000);
+    const std::string text = TextOf(5);
     EXPECT_THAT(text, Not(HasSubstr("connected: host")));
     EXPECT_THAT(text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8, which has left the bus\n"));
     EXPECT_THAT(text,
@@ -436,12 +392,11 @@ TEST(MonitorHalfOpenPair, IsReportedWhenThePartnerAcceptedAnAnswerToAnotherPartn
     EXPECT_THAT(text, HasSubstr("\n  half-open pair: partner :1.18 is ready"));
 }
 
-TEST(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) {
     AnswerAHostThatHasLeft(capture);
     capture.Announce("_SERVICE_SYN", PARTNER);
-    Wait(capture, 3000);
-    const std::string text = TextOf(capture, 5);
+    Wait(3000);
+    const std::string text = TextOf(5);
     EXPECT_THAT(text, Not(HasSubstr("connected: host")));
     EXPECT_THAT(text, HasSubstr("_SERVICE_SYN_ACK: bound to :1.7, which has left the bus\n"));
     EXPECT_THAT(text,
@@ -451,12 +406,11 @@ TEST(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) {
                               "Restart the host :1.17\\.\n"));
 }
 
-TEST(MonitorHalfOpenPair, IsAnObjectInJson) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsAnObjectInJson) {
     AnswerAHostThatHasLeft(capture);
-    Wait(capture, 3000);
+    Wait(3000);
     json pair;
-    const std::vector<json> objects = ReadAsJson(capture);
+    const std::vector<json> objects = ReadAsJson();
     for (const json& object : objects) {
         if (object.at("event") == "handshake" && object.at("what") == "half-open") {
             pair = object;
@@ -472,86 +426,78 @@ TEST(MonitorHalfOpenPair, IsAnObjectInJson) {
     EXPECT_EQ(FindEvent(objects, "summary").at("handshakes").at("half_open"), 1);
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedForItsFirstTwoSeconds) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsNotReportedForItsFirstTwoSeconds) {
     AnswerAHostThatHasLeft(capture);
-    Wait(capture, 2300);
-    const std::string text = TextOf(capture);
+    Wait(2300);
+    const std::string text = TextOf();
     EXPECT_THAT(text, Not(HasSubstr("half-open")));
     EXPECT_THAT(text, Not(HasSubstr("connected: host")));
 }
 
-TEST(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
     AnswerAPartnerThatHasLeft(capture);
-    Wait(capture, 3000);
+    Wait(3000);
     capture.Leave(LATER_PARTNER);
     capture.Announce("_SERVICE_SYN", ":1.19");
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", ":1.19");
-    Wait(capture, 6000);
-    const std::string text = TextOf(capture, 4);
+    Wait(6000);
+    const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("== connected: host :1.7 and partner :1.19"));
     EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problems"));
 }
 
-TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {
     AnswerAPartnerThatHasLeft(capture);
-    Wait(capture, 3000);
+    Wait(3000);
     capture.Announce("_SERVICE_SYN", LATER_PARTNER);
     capture.Announce("_CLIENT_SYN_ACK", HOST);
     capture.Announce("_SERVICE_ACK", LATER_PARTNER);
-    Wait(capture, 6000);
-    EXPECT_THAT(TextOf(capture, 4), HasSubstr("== connected: host :1.7 and partner :1.18"));
+    Wait(6000);
+    EXPECT_THAT(TextOf(4), HasSubstr("== connected: host :1.7 and partner :1.18"));
 }
 
-TEST(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAlsoAnsweredTheOtherHost) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAlsoAnsweredTheOtherHost) {
     AnswerAHostThatHasLeft(capture);
-    Wait(capture, 3000);
+    Wait(3000);
     capture.Announce("_SERVICE_SYN_ACK", PARTNER);
-    Wait(capture, 6000);
-    EXPECT_THAT(TextOf(capture, 4), HasSubstr("== connected: host :1.17 and partner :1.8"));
+    Wait(6000);
+    EXPECT_THAT(TextOf(4), HasSubstr("== connected: host :1.17 and partner :1.8"));
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedForABoundPartnerThatRepeatsItsAnnouncement) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorHalfOpenPair, IsNotReportedForABoundPartnerThatRepeatsItsAnnouncement) {
+    capture.Connect();
     for (int second = 1; second < 10; ++second) {
-        capture.At(second * 1000);
-        capture.Announce("_SERVICE_SYN", PARTNER);
+        capture.At(second * 1000).Announce("_SERVICE_SYN", PARTNER);
     }
-    EXPECT_THAT(TextOf(capture), HasSubstr("host :1.7 is connected with partner :1.8"));
+    EXPECT_THAT(TextOf(), HasSubstr("host :1.7 is connected with partner :1.8"));
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted) {
-    CaptureWriter capture;
+TEST_F(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted) {
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.Exchange(Framed("", 2003), 1);
-    Wait(capture, 6000);
-    EXPECT_THAT(TextOf(capture),
-                HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
-                          "partner was not seen\n"));
+    Wait(6000);
+    EXPECT_THAT(TextOf(), HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
+                                    "partner was not seen\n"));
 }
 
-TEST(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorHalfOpenPair, IsNotReportedAfterARestartOfEitherSide) {
+    capture.Connect();
     for (int restart = 0; restart < 3; ++restart) {
         const std::string partner = ":1.2" + std::to_string(restart);
         capture.Leave(restart == 0 ? PARTNER : ":1.2" + std::to_string(restart - 1));
-        capture.At(3000 * (restart + 1));
-        capture.Announce("_SERVICE_SYN", partner);
+        capture.At(3000 * (restart + 1)).Announce("_SERVICE_SYN", partner);
         capture.Announce("_CLIENT_SYN_ACK", HOST);
         capture.Announce("_SERVICE_ACK", partner);
-        Wait(capture, 3000 * (restart + 1) + 2500);
+        Wait(3000 * (restart + 1) + 2500);
     }
     capture.Leave(HOST);
     capture.Announce("_SERVICE_SYN", ":1.22");
     capture.Announce("_CLIENT_SYN", LATER_HOST);
     capture.Announce("_SERVICE_SYN_ACK", ":1.22");
     capture.Announce("_CLIENT_ACK", LATER_HOST);
-    Wait(capture, 20000);
-    EXPECT_THAT(TextOf(capture), HasSubstr("handshakes: 5 completed, 0 problems"));
+    Wait(20000);
+    EXPECT_THAT(TextOf(), HasSubstr("handshakes: 5 completed, 0 problems"));
 }
 
 // --- Requests and notifications ------------------------------------------------------------------
@@ -577,16 +523,16 @@ const MessageRow REQUESTS[] = {
      "APPLIST_ADD_ITEM_AT_END_FNC (2005): \\x1b[31mClock (c1)\n"},
 };
 
-class MonitorRequest : public testing::TestWithParam<MessageRow> {};
+class MonitorRequest : public MonitorTest, public testing::WithParamInterface<MessageRow> {};
 
 TEST_P(MonitorRequest, IsPrintedByNameWithItsItems) {
-    CaptureWriter capture = ConnectedPair();
+    capture.Connect();
     capture.Exchange(GetParam().bytes, 1);
-    EXPECT_THAT(TextOf(capture),
+    EXPECT_THAT(TextOf(),
                 HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().report)));
 }
 
-TEST(MonitorRequests, CoverTheTableOfRequests) {
+TEST_F(MonitorRequests, CoverTheTableOfRequests) {
     for (const RequestKind& kind : Protocol::REQUESTS) {
         const std::string title = kind.name + (" (" + std::to_string(kind.id) + ")");
         EXPECT_TRUE(std::any_of(std::begin(REQUESTS), std::end(REQUESTS), [&](const auto& row) {
@@ -597,60 +543,57 @@ TEST(MonitorRequests, CoverTheTableOfRequests) {
 
 INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS), RowName<MessageRow>);
 
-TEST(MonitorRequests, ArePrintedWithReplyAndLatency) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRequests, ArePrintedWithReplyAndLatency) {
+    capture.Connect();
     capture.Exchange(Framed("", 2001), 0.42, "Clock\nc1\n");
     capture.Exchange(Framed("", 2001), 2, "");
     capture.Exchange(Framed("", 2003), 3, "abc");
-    const Report report = Read(capture);
-    EXPECT_THAT(report.text,
+    const ToolResult report = Read();
+    EXPECT_THAT(report.output,
                 HasSubstr("partner :1.8  #1 answered with Clock (c1) after 0.42 ms\n"));
-    EXPECT_THAT(report.text, HasSubstr("partner :1.8  #2 answered with nothing after 2.00 ms\n"));
-    EXPECT_THAT(report.text, HasSubstr("partner :1.8  #3 answered with 3 bytes after 3.00 ms\n"));
+    EXPECT_THAT(report.output, HasSubstr("partner :1.8  #2 answered with nothing after 2.00 ms\n"));
+    EXPECT_THAT(report.output, HasSubstr("partner :1.8  #3 answered with 3 bytes after 3.00 ms\n"));
 }
 
-TEST(MonitorRequests, AreMatchedWithTheirOwnReplies) {
-    CaptureWriter capture = ConnectedPair();
-    const std::uint32_t first = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2001)));
-    const std::uint32_t second = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
+TEST_F(MonitorRequests, AreMatchedWithTheirOwnReplies) {
+    capture.Connect();
+    const std::uint32_t first = capture.Call(HOST, PARTNER, Message("", 2001));
+    const std::uint32_t second = capture.Call(HOST, PARTNER, Message("", 2003));
     capture.Reply("org.example", ":1.50", first, CaptureWriter::Body("not this one"));
-    capture.At(11);
-    capture.Reply(PARTNER, HOST, second, CaptureWriter::Body(""));
-    capture.At(21);
-    capture.Reply(PARTNER, HOST, first, CaptureWriter::Body("A\na\n"));
-    const Report report = Read(capture);
-    EXPECT_THAT(report.text, HasSubstr("#2 answered after 10.00 ms"));
-    EXPECT_THAT(report.text, HasSubstr("#1 answered with A (a) after 20.00 ms"));
+    capture.At(11).Reply(PARTNER, HOST, second, CaptureWriter::Body(""));
+    capture.At(21).Reply(PARTNER, HOST, first, CaptureWriter::Body("A\na\n"));
+    const ToolResult report = Read();
+    EXPECT_THAT(report.output, HasSubstr("#2 answered after 10.00 ms"));
+    EXPECT_THAT(report.output, HasSubstr("#1 answered with A (a) after 20.00 ms"));
 }
 
-TEST(MonitorRequests, ThatFailArePrintedWithTheError) {
-    CaptureWriter capture = ConnectedPair();
-    const std::uint32_t serial = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
-    capture.At(3);
-    capture.Error("org.freedesktop.DBus", HOST, serial, "org.freedesktop.DBus.Error.NoReply",
-                  "gone");
-    EXPECT_THAT(TextOf(capture, 4), HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
-                                              "org.freedesktop.DBus.Error.NoReply: gone"));
+TEST_F(MonitorRequests, ThatFailArePrintedWithTheError) {
+    capture.Connect();
+    const std::uint32_t serial = capture.Call(HOST, PARTNER, Message("", 2003));
+    capture.At(3).Error("org.freedesktop.DBus", HOST, serial, "org.freedesktop.DBus.Error.NoReply",
+                        "gone");
+    EXPECT_THAT(TextOf(4), HasSubstr("!! partner :1.8  #1 failed after 2.00 ms: "
+                                     "org.freedesktop.DBus.Error.NoReply: gone"));
 }
 
-TEST(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
-    CaptureWriter capture = ConnectedPair();
-    capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2003)));
-    Wait(capture, 1501);
-    const std::string text = TextOf(capture, 4);
+TEST_F(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
+    capture.Connect();
+    capture.Call(HOST, PARTNER, Message("", 2003));
+    Wait(1501);
+    const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
     EXPECT_THAT(text,
                 HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) got no reply until the end"));
     EXPECT_THAT(text, ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1( +-){4}"));
 }
 
-TEST(MonitorNotifications, ArePrintedByName) {
-    CaptureWriter capture = ConnectedPair();
-    capture.Notify(CaptureWriter::Body(Framed("", 1)));
-    capture.Notify(CaptureWriter::Body(Framed("", 2)));
-    capture.Notify(CaptureWriter::Body(Framed("ab", 3)));
-    capture.Notify(CaptureWriter::Body(Framed("", 4)));
-    const std::string text = TextOf(capture);
+TEST_F(MonitorNotifications, ArePrintedByName) {
+    capture.Connect();
+    capture.Notify(Message("", 1));
+    capture.Notify(Message("", 2));
+    capture.Notify(Message("ab", 3));
+    capture.Notify(Message("", 4));
+    const std::string text = TextOf();
     const std::string start = "partner :1.8 ~> host :1.7  ";
     EXPECT_THAT(text, HasSubstr(start + "APPLIST_ITEM_CHANGE_EVENT (1)\n"));
     EXPECT_THAT(text, HasSubstr(start + "APPLIST_ITEM_SELECTION_EVENT (2)\n"));
@@ -659,26 +602,25 @@ TEST(MonitorNotifications, ArePrintedByName) {
     EXPECT_THAT(text, HasSubstr(start + "APPLIST_LOCAL_CREATED_EVENT (4)\n"));
 }
 
-TEST(MonitorSummary, HasThePercentilesOfTheLatencies) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorSummary, HasThePercentilesOfTheLatencies) {
+    capture.Connect();
     for (int i = 100; i >= 1; --i) {
         capture.Exchange(Framed("A\na\n", 2005), i);
     }
-    const Report report = Read(capture);
-    EXPECT_THAT(report.text,
+    EXPECT_THAT(Read().output,
                 ContainsRegex("APPLIST_ADD_ITEM_AT_END_FNC \\(2005\\) +100 +0 +0 +50.00 +90.00 "
                               "+99.00 +100.00\n"));
 }
 
-TEST(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
+    capture.Connect();
     capture.Exchange(Framed("", 2003), 1);
-    capture.Notify(CaptureWriter::Body(Framed("", 1)));
+    capture.Notify(Message("", 1));
     capture.Exchange(Framed("", 2001), 1);
-    const Report report = Read(capture, {"--count=2"});
-    EXPECT_THAT(report.text, HasSubstr("APPLIST_ITEM_CHANGE_EVENT"));
-    EXPECT_THAT(report.text, Not(HasSubstr("APPLIST_GET_SELECTION_FNC")));
-    EXPECT_THAT(report.text, HasSubstr("summary of"));
+    const ToolResult report = Read({"--count=2"});
+    EXPECT_THAT(report.output, HasSubstr("APPLIST_ITEM_CHANGE_EVENT"));
+    EXPECT_THAT(report.output, Not(HasSubstr("APPLIST_GET_SELECTION_FNC")));
+    EXPECT_THAT(report.output, HasSubstr("summary of"));
 }
 
 // --- Malformed traffic ---------------------------------------------------------------------------
@@ -716,12 +658,11 @@ const MalformedRow MALFORMED[] = {
      "#1 answered after 1.00 ms, malformed: its 3 bytes end inside an item record, after 0 items"},
     {"ReplyOfAnotherType",
      [](CaptureWriter& capture) {
-         const auto serial = capture.Call(HOST, PARTNER, CaptureWriter::Body(Framed("", 2001)));
+         const auto serial = capture.Call(HOST, PARTNER, Message("", 2001));
          capture.Reply(PARTNER, HOST, serial, g_variant_new("(as)", nullptr));
      },
      "malformed: its type is (as), not (ay)"},
-    {"NotificationUnknown",
-     [](CaptureWriter& capture) { capture.Notify(CaptureWriter::Body(Framed("", 5))); },
+    {"NotificationUnknown", [](CaptureWriter& capture) { capture.Notify(Message("", 5)); },
      "id 5 is malformed: no notification has the id 5"},
     {"NotificationTooShort",
      [](CaptureWriter& capture) { capture.Notify(CaptureWriter::Body("")); },
@@ -729,8 +670,7 @@ const MalformedRow MALFORMED[] = {
     {"NotificationOfAnotherType",
      [](CaptureWriter& capture) { capture.Notify(g_variant_new("(i)", 4)); },
      "no id is malformed: its type is (i), not (ay)"},
-    {"SignalUnknown",
-     [](CaptureWriter& capture) { capture.Notify(CaptureWriter::Body(Framed("", 4)), "Shout"); },
+    {"SignalUnknown", [](CaptureWriter& capture) { capture.Notify(Message("", 4), "Shout"); },
      "a signal Shout of :1.8, which nobody knows"},
     {"MethodUnknown",
      [](CaptureWriter& capture) { capture.Call(HOST, PARTNER, nullptr, "Receive"); },
@@ -746,13 +686,13 @@ const MalformedRow MALFORMED[] = {
      "a packet of 16 bytes is no D-Bus message"},
 };
 
-class MonitorMalformed : public testing::TestWithParam<MalformedRow> {};
+class MonitorMalformed : public MonitorTest, public testing::WithParamInterface<MalformedRow> {};
 
 TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
-    CaptureWriter capture = ConnectedPair();
+    capture.Connect();
     GetParam().write(capture);
     capture.Exchange(Framed("Z\nz\n", 2005), 1);
-    const std::string text = TextOf(capture, 4);
+    const std::string text = TextOf(4);
     EXPECT_THAT(text, ContainsRegex("!! [^\n]*"));
     EXPECT_THAT(text, HasSubstr(GetParam().report));
     EXPECT_THAT(text, HasSubstr("malformed: 1\n"));
@@ -761,11 +701,11 @@ TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
 
 INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED), RowName<MalformedRow>);
 
-TEST(MonitorRead, PrintsTheRestOfATruncatedMessage) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, PrintsTheRestOfATruncatedMessage) {
+    capture.Connect();
     capture.CutAt(256);
     capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
-    const std::string text = TextOf(capture);
+    const std::string text = TextOf();
     EXPECT_THAT(text, ContainsRegex("#1 cut by the capture: the capture lacks its last "
                                     "[0-9]+ of 1007 bytes"));
     EXPECT_THAT(text, HasSubstr("cut by the capture: 1\nmalformed: 0\n"));
@@ -788,7 +728,7 @@ const CutRow CUT[] = {
     {"Notification",
      [](CaptureWriter& capture) {
          capture.CutAt(256);
-         capture.Notify(CaptureWriter::Body(Framed(std::string(1000, 'a'), 4)));
+         capture.Notify(Message(std::string(1000, 'a'), 4));
      },
      "~> host :1.7  cut by the capture: the capture lacks its last "},
     {"Header",
@@ -806,12 +746,12 @@ const CutRow CUT[] = {
      "  the capture has 16 of the 117440528 bytes of a message"},
 };
 
-class MonitorCut : public testing::TestWithParam<CutRow> {};
+class MonitorCut : public MonitorTest, public testing::WithParamInterface<CutRow> {};
 
 TEST_P(MonitorCut, IsNoFault) {
-    CaptureWriter capture = ConnectedPair();
+    capture.Connect();
     GetParam().write(capture);
-    const std::string text = TextOf(capture);
+    const std::string text = TextOf();
     EXPECT_THAT(text, HasSubstr(GetParam().report));
     EXPECT_THAT(text, Not(HasSubstr("!!")));
     EXPECT_THAT(text, ContainsRegex("cut by the capture: [12]\nmalformed: 0\n"));
@@ -819,13 +759,13 @@ TEST_P(MonitorCut, IsNoFault) {
 
 INSTANTIATE_TEST_SUITE_P(, MonitorCut, testing::ValuesIn(CUT), RowName<CutRow>);
 
-TEST(MonitorRead, MarksACutMessageForPrograms) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, MarksACutMessageForPrograms) {
+    capture.Connect();
     capture.CutAt(256);
     capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     capture.CutAt(40);
-    capture.Notify(CaptureWriter::Body(Framed("", 4)));
-    const std::vector<json> objects = ReadAsJson(capture);
+    capture.Notify(Message("", 4));
+    const std::vector<json> objects = ReadAsJson();
     EXPECT_THAT(FindEvent(objects, "request").at("cut"), HasSubstr("the capture lacks its last "));
     EXPECT_THAT(FindEvent(objects, "cut").at("text"), HasSubstr("the capture has 40 of the "));
     EXPECT_EQ(FindEvent(objects, "summary").at("cut"), 2);
@@ -840,82 +780,84 @@ std::string ManyItems() {
     return Framed(records, 2004);
 }
 
-TEST(MonitorRead, ShortensALongListOfItems) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, ShortensALongListOfItems) {
+    capture.Connect();
     capture.Exchange(ManyItems(), 1);
-    const Report report = Read(capture);
-    EXPECT_THAT(report.text, HasSubstr("(2004): 15 items\n"));
-    EXPECT_THAT(report.text, HasSubstr("     Item 10  id10\n     and 5 more (--all shows them)\n"));
-    EXPECT_THAT(report.text, Not(HasSubstr("Item 11")));
+    const ToolResult report = Read();
+    EXPECT_THAT(report.output, HasSubstr("(2004): 15 items\n"));
+    EXPECT_THAT(report.output,
+                HasSubstr("     Item 10  id10\n     and 5 more (--all shows them)\n"));
+    EXPECT_THAT(report.output, Not(HasSubstr("Item 11")));
 }
 
-TEST(MonitorRead, ShowsAllItemsOnRequest) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, ShowsAllItemsOnRequest) {
+    capture.Connect();
     capture.Exchange(ManyItems(), 1);
-    const Report report = Read(capture, {"--all"});
-    EXPECT_THAT(report.text, HasSubstr("     Item 15  id15\n"));
-    EXPECT_THAT(report.text, Not(HasSubstr("--all")));
+    const ToolResult report = Read({"--all"});
+    EXPECT_THAT(report.output, HasSubstr("     Item 15  id15\n"));
+    EXPECT_THAT(report.output, Not(HasSubstr("--all")));
 }
 
 // busctl captures what its own library tells it when the bus goes.
-TEST(MonitorRead, OmitsLocalMessages) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, OmitsLocalMessages) {
+    capture.Connect();
     const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
     capture.Packet(local, local.size());
-    const Report report = Read(capture);
-    EXPECT_EQ(report.status, 0) << report.text;
+    const ToolResult report = Read();
+    EXPECT_EQ(report.status, 0) << report.output;
 }
 
 // --- Files ---------------------------------------------------------------------------------------
 
-TEST(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
+    capture.Connect();
     capture.Exchange(Framed("", 2003), 1);
     const std::string& bytes = capture.Bytes();
-    const Report report = Read(bytes.substr(0, bytes.size() - 10));
+    const ToolResult report = ReportOf(bytes.substr(0, bytes.size() - 10));
     EXPECT_EQ(report.status, 1);
     EXPECT_THAT(report.errors, HasSubstr("the capture is damaged here: truncated"));
-    EXPECT_THAT(report.text, HasSubstr("APPLIST_REMOVE_ALL_ITEMS_FNC"));
-    EXPECT_THAT(report.text, HasSubstr("summary of"));
+    EXPECT_THAT(report.output, HasSubstr("APPLIST_REMOVE_ALL_ITEMS_FNC"));
+    EXPECT_THAT(report.output, HasSubstr("summary of"));
 }
 
-TEST(MonitorRead, EndsAtAPacketWithAHugeLengthField) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, EndsAtAPacketWithAHugeLengthField) {
+    capture.Connect();
     capture.Append(std::string("\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff", 16));
-    const Report report = Read(capture);
+    const ToolResult report = Read();
     EXPECT_EQ(report.status, 1);
     EXPECT_THAT(report.errors, HasSubstr("the capture is damaged here: "));
-    EXPECT_THAT(report.text, HasSubstr("connected: host :1.7"));
+    EXPECT_THAT(report.output, HasSubstr("connected: host :1.7"));
 }
 
-TEST(MonitorRead, RefusesAFileThatIsNotACapture) {
-    const Report report = Read(std::string("this is a text, and no capture of anything at all\n"));
+TEST_F(MonitorRead, RefusesAFileThatIsNotACapture) {
+    const ToolResult report =
+        ReportOf(std::string("this is a text, and no capture of anything at all\n"));
     EXPECT_EQ(report.status, 1);
     EXPECT_THAT(report.errors, HasSubstr(" is no capture: "));
 }
 
-TEST(MonitorRead, RefusesACaptureOfAnotherProtocol) {
-    const Report report = Read(CaptureWriter(1));
+TEST_F(MonitorRead, RefusesACaptureOfAnotherProtocol) {
+    const ToolResult report = ReportOf(CaptureWriter(1).Bytes());
     EXPECT_EQ(report.status, 1);
     EXPECT_THAT(report.errors, HasSubstr(" is a capture of EN10MB, not of D-Bus"));
 }
 
-TEST(MonitorRead, ReportsTheNameOfAMissingFile) {
+TEST_F(MonitorRead, ReportsTheNameOfAMissingFile) {
     ToolProcess tool({"monitor", "--read", "/nonexistent/capture"});
     EXPECT_EQ(tool.WaitForExit(), 1);
     EXPECT_THAT(tool.Errors(), HasSubstr("/nonexistent/capture: No such file"));
 }
 
-TEST(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
+    capture.Connect();
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
     EXPECT_EQ(tool.EndOfInput(), 0);
 }
 
-TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
+    capture.Connect();
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
@@ -925,10 +867,10 @@ TEST(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
 
 // --- JSON ----------------------------------------------------------------------------------------
 
-TEST(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
+    capture.Connect();
     capture.Exchange(Framed("", 2001), 1.25, "Clock\nc1\n");
-    const json request = FindEvent(ReadAsJson(capture), "request");
+    const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request.value("time", ""), "2023-11-14T22:13:20.001000Z");
     EXPECT_EQ(request.value("id", 0), 2001);
     EXPECT_EQ(request.value("name", ""), "APPLIST_GET_SELECTION_FNC");
@@ -939,11 +881,11 @@ TEST(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
     EXPECT_EQ(request["reply"]["items"], json::parse(R"([{"name": "Clock", "id": "c1"}])"));
 }
 
-TEST(MonitorJson, HasTheHandshakeAndTheSummary) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorJson, HasTheHandshakeAndTheSummary) {
+    capture.Connect();
     capture.Exchange(Framed("", 2003), 4);
-    capture.Notify(CaptureWriter::Body(Framed("", 1)));
-    const std::vector<json> objects = ReadAsJson(capture);
+    capture.Notify(Message("", 1));
+    const std::vector<json> objects = ReadAsJson();
     const auto ready = std::find_if(objects.begin(), objects.end(), [](const json& object) {
         return object.value("what", "") == "ready";
     });
@@ -958,17 +900,17 @@ TEST(MonitorJson, HasTheHandshakeAndTheSummary) {
     EXPECT_EQ(summary["malformed"], 0);
 }
 
-TEST(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
+    capture.Connect();
     capture.Exchange(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
-    const json request = FindEvent(ReadAsJson(capture), "request");
+    const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
 }
 
-TEST(MonitorJson, MarksMalformedMessages) {
-    CaptureWriter capture = ConnectedPair();
+TEST_F(MonitorJson, MarksMalformedMessages) {
+    capture.Connect();
     capture.Exchange("abc", 1);
-    const json request = FindEvent(ReadAsJson(capture), "request");
+    const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request.value("malformed", ""), "3 bytes are too short for an id");
 }
 

@@ -10,8 +10,7 @@
 #include "Terminal.h"
 #include "ToolProcess.h"
 
-using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::HasSubstr, testing::IsEmpty;
 
 namespace {
 

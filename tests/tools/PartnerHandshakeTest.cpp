@@ -9,9 +9,7 @@
 #include "ToolProcess.h"
 
 using namespace std::string_literals;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty;
 
 namespace {
 

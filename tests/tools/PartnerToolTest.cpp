@@ -12,8 +12,7 @@
 #include "ToolProcess.h"
 
 using namespace std::string_literals;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using testing::ElementsAre, testing::HasSubstr;
 
 namespace {
 

@@ -13,8 +13,7 @@
 #include <shared/Protocol.h>
 
 using namespace applistctl;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
+using testing::ElementsAreArray, testing::HasSubstr;
 
 namespace {
 

@@ -14,9 +14,7 @@
 #include "ToolProcess.h"
 
 using namespace std::string_literals;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
+using testing::HasSubstr, testing::IsEmpty, testing::StartsWith;
 
 namespace {
 
