@@ -1,26 +1,20 @@
 #include "CapturedLog.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
-#include <mutex>
 
 #include <common/PlatformLog.h>
 
+#include "Guarded.h"
+
 namespace {
 
-struct Capture {
-    std::mutex mutex;
-    std::condition_variable changed;
+struct Captured {
     std::vector<CapturedLog::Line> lines;
     std::function<void(const CapturedLog::Line&)> onLine;
 };
-
-Capture& TheCapture() {
-    static auto* const capture = new Capture();
-    return *capture;
-}
+using Capture = Guarded<Captured>;
 
 // "file: function(line) > [function:line] message\n"
 CapturedLog::Line Parse(int bufferId, int priority, const char* tag, std::string text) {
@@ -56,10 +50,9 @@ std::string PriorityName(int priority) {
 
 template <class Matches>
 std::size_t CountMatching(Matches matches) {
-    Capture& capture = TheCapture();
-    const std::lock_guard<std::mutex> lock(capture.mutex);
+    const Capture capture;
     return static_cast<std::size_t>(
-        std::count_if(capture.lines.begin(), capture.lines.end(), matches));
+        std::count_if(capture->lines.begin(), capture->lines.end(), matches));
 }
 
 } // namespace
@@ -74,13 +67,12 @@ void PlatformLogPrint(int bufferId, int priority, const char* tag, const char* f
     free(text);
 
     const CapturedLog::Line line = Parse(bufferId, priority, tag, std::move(copy));
-    Capture& capture = TheCapture();
     std::function<void(const CapturedLog::Line&)> onLine;
     {
-        const std::lock_guard<std::mutex> lock(capture.mutex);
-        capture.lines.push_back(line);
-        capture.changed.notify_all();
-        onLine = capture.onLine;
+        const Capture capture;
+        capture->lines.push_back(line);
+        capture.NotifyAll();
+        onLine = capture->onLine;
     }
     if (onLine) {
         onLine(line);
@@ -92,21 +84,15 @@ std::ostream& CapturedLog::operator<<(std::ostream& os, const Line& line) {
 }
 
 void CapturedLog::Clear() {
-    Capture& capture = TheCapture();
-    const std::lock_guard<std::mutex> lock(capture.mutex);
-    capture.lines.clear();
+    Capture()->lines.clear();
 }
 
 void CapturedLog::OnLine(std::function<void(const Line& line)> action) {
-    Capture& capture = TheCapture();
-    const std::lock_guard<std::mutex> lock(capture.mutex);
-    capture.onLine = std::move(action);
+    Capture()->onLine = std::move(action);
 }
 
 std::vector<CapturedLog::Line> CapturedLog::Lines() {
-    Capture& capture = TheCapture();
-    const std::lock_guard<std::mutex> lock(capture.mutex);
-    return capture.lines;
+    return Capture()->lines;
 }
 
 std::vector<std::string> CapturedLog::Messages() {
@@ -130,10 +116,9 @@ std::size_t CapturedLog::CountStarting(int priority, const std::string& start) {
 
 bool CapturedLog::WaitFor(int priority, const std::string& message,
                           std::chrono::milliseconds timeout) {
-    Capture& capture = TheCapture();
-    std::unique_lock<std::mutex> lock(capture.mutex);
-    return capture.changed.wait_for(lock, timeout, [&] {
-        return std::any_of(capture.lines.begin(), capture.lines.end(), [&](const Line& line) {
+    Capture capture;
+    return capture.WaitFor(timeout, [&] {
+        return std::any_of(capture->lines.begin(), capture->lines.end(), [&](const Line& line) {
             return line.priority == priority && line.message == message;
         });
     });

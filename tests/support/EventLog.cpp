@@ -2,30 +2,24 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 
 #include <common/Log.h>
+
+#include "Guarded.h"
 
 namespace {
 
 struct State {
-    std::mutex mutex;
-    std::condition_variable changed;
     EventLog::Counts counts;
     std::string bound;
     std::string partner;
     std::vector<std::string> errors;
 };
 
-// Never destroyed: lines may come while the process exits.
-State& TheState() {
-    static auto* const state = new State();
-    return *state;
-}
+using GuardedState = Guarded<State>;
 
 std::atomic<unsigned long> g_lines{0};
 std::atomic<bool> g_ready{false};
@@ -73,38 +67,33 @@ void PlatformLogPrint(int /*bufferId*/, int priority, const char* /*tag*/, const
     va_start(arguments, format);
     std::vsnprintf(line, sizeof(line), format, arguments);
     va_end(arguments);
-    State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    state.counts.steps += isStep ? 1 : 0;
-    state.counts.resends += isResend ? 1 : 0;
-    state.counts.timers += isTimer ? 1 : 0;
+    const GuardedState state;
+    state->counts.steps += isStep ? 1 : 0;
+    state->counts.resends += isResend ? 1 : 0;
+    state->counts.timers += isTimer ? 1 : 0;
     if (isBinding) {
-        state.bound = Behind("Monitor unique name ", line);
+        state->bound = Behind("Monitor unique name ", line);
     }
     if (isReadiness) {
-        TakeReadiness(state, Behind("state=", line)[0] == '1', Behind("partner=", line));
+        TakeReadiness(*state, Behind("state=", line)[0] == '1', Behind("partner=", line));
     }
     if (isEarlyReadiness) {
-        TakeReadiness(state, Behind("Ready = ", line)[0] == '1', state.bound);
+        TakeReadiness(*state, Behind("Ready = ", line)[0] == '1', state->bound);
     }
     if (isError) {
-        TakeError(state, line);
+        TakeError(*state, line);
     }
-    state.changed.notify_all();
+    state.NotifyAll();
 }
 
 EventLog::Counts EventLog::Now() {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    Counts counts = state.counts;
+    Counts counts = GuardedState()->counts;
     counts.lines = g_lines;
     return counts;
 }
 
 std::string EventLog::Partner() {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    return state.partner;
+    return GuardedState()->partner;
 }
 
 bool EventLog::IsReady() {
@@ -112,28 +101,22 @@ bool EventLog::IsReady() {
 }
 
 bool EventLog::WaitUntilReady(const std::string& partner, int seconds) {
-    State& state = TheState();
-    std::unique_lock<std::mutex> lock(state.mutex);
-    return state.changed.wait_for(lock, std::chrono::seconds(seconds),
-                                  [&] { return state.partner == partner; });
+    GuardedState state;
+    return state.WaitFor(std::chrono::seconds(seconds), [&] { return state->partner == partner; });
 }
 
 bool EventLog::WaitUntil(const std::function<bool(const Counts&)>& reached,
                          std::chrono::milliseconds patience) {
-    State& state = TheState();
-    std::unique_lock<std::mutex> lock(state.mutex);
-    return state.changed.wait_for(lock, patience, [&] { return reached(state.counts); });
+    GuardedState state;
+    return state.WaitFor(patience, [&] { return reached(state->counts); });
 }
 
 void EventLog::ForgetPartner() {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    state.partner.clear();
+    const GuardedState state;
+    state->partner.clear();
     g_ready = false;
 }
 
 std::vector<std::string> EventLog::LastErrors() {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    return state.errors;
+    return GuardedState()->errors;
 }

@@ -2,11 +2,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -14,11 +12,11 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "Guarded.h"
+
 namespace {
 
-struct Calls {
-    std::mutex mutex;
-    std::condition_variable changed;
+struct CallState {
     bool refuseThreads = false;
     bool refuseSubscriptions = false;
     bool loseReplies = false;
@@ -34,10 +32,7 @@ struct Calls {
     unsigned int lastSleep = 0;
 };
 
-Calls& TheCalls() {
-    static auto* const calls = new Calls();
-    return *calls;
-}
+using Calls = Guarded<CallState>;
 
 struct ThreadStart {
     void* (*routine)(void*);
@@ -48,18 +43,16 @@ void* RunThread(void* start) {
     const ThreadStart copy = *static_cast<ThreadStart*>(start);
     delete static_cast<ThreadStart*>(start);
     void* const result = copy.routine(copy.argument);
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    --calls.running;
-    calls.changed.notify_all();
+    const Calls calls;
+    --calls->running;
+    calls.NotifyAll();
     return result;
 }
 
-void SetFlag(bool Calls::*flag, bool value) {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    calls.*flag = value;
-    calls.changed.notify_all();
+void SetFlag(bool CallState::*flag, bool value) {
+    const Calls calls;
+    (*calls).*flag = value;
+    calls.NotifyAll();
 }
 
 // The state in /proc/PID/stat stands behind the name in brackets.
@@ -75,13 +68,12 @@ bool IsStopped(pid_t process) {
 bool StopsTheBus(const char* method) {
     pid_t daemon = 0;
     {
-        Calls& calls = TheCalls();
-        const std::lock_guard<std::mutex> lock(calls.mutex);
-        if (calls.stoppingMethod != method) {
+        const Calls calls;
+        if (calls->stoppingMethod != method) {
             return false;
         }
-        calls.stoppingMethod.clear();
-        daemon = calls.daemon;
+        calls->stoppingMethod.clear();
+        daemon = calls->daemon;
     }
     if (kill(daemon, SIGSTOP) != 0) {
         return false;
@@ -92,10 +84,8 @@ bool StopsTheBus(const char* method) {
     return true;
 }
 
-bool Flag(bool Calls::*flag) {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    return calls.*flag;
+bool Flag(bool CallState::*flag) {
+    return (*Calls()).*flag;
 }
 
 } // namespace
@@ -111,44 +101,40 @@ decltype(g_dbus_connection_call_sync) __real_g_dbus_connection_call_sync;
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*routine)(void*), void* argument) {
-    Calls& calls = TheCalls();
     {
-        const std::lock_guard<std::mutex> lock(calls.mutex);
-        ++calls.requested;
-        if (calls.refuseThreads) {
+        const Calls calls;
+        ++calls->requested;
+        if (calls->refuseThreads) {
             return EAGAIN;
         }
-        ++calls.running;
-        ++calls.started;
+        ++calls->running;
+        ++calls->started;
     }
     return __real_pthread_create(thread, attributes, RunThread, new ThreadStart{routine, argument});
 }
 
 int __wrap_pthread_join(pthread_t thread, void** result) {
     const int status = __real_pthread_join(thread, result);
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    calls.joined += status == 0 ? 1 : 0;
+    const Calls calls;
+    calls->joined += status == 0 ? 1 : 0;
     return status;
 }
 
 int __wrap_usleep(useconds_t period) {
-    Calls& calls = TheCalls();
-    std::unique_lock<std::mutex> lock(calls.mutex);
-    calls.lastSleep = period;
-    if (!calls.held) {
-        lock.unlock();
-        return __real_usleep(period);
+    {
+        Calls calls;
+        calls->lastSleep = period;
+        if (calls->held) {
+            ++calls->waiting;
+            calls.NotifyAll();
+            calls.Wait([&] { return calls->steps > 0 || !calls->held; });
+            --calls->waiting;
+            calls->steps -= calls->steps > 0 ? 1 : 0;
+            calls.NotifyAll();
+            return 0;
+        }
     }
-    ++calls.waiting;
-    calls.changed.notify_all();
-    calls.changed.wait(lock, [&] { return calls.steps > 0 || !calls.held; });
-    --calls.waiting;
-    if (calls.steps > 0) {
-        --calls.steps;
-    }
-    calls.changed.notify_all();
-    return 0;
+    return __real_usleep(period);
 }
 
 guint __wrap_g_dbus_connection_signal_subscribe(GDBusConnection* connection, const char* sender,
@@ -158,7 +144,7 @@ guint __wrap_g_dbus_connection_signal_subscribe(GDBusConnection* connection, con
                                                 GDBusSignalCallback callback, void* userData,
                                                 GDestroyNotify destroy) {
     const bool isPartners = std::strcmp(interface, "org.morva.javamw.DbusCommunication") == 0;
-    if (isPartners && Flag(&Calls::refuseSubscriptions)) {
+    if (isPartners && Flag(&CallState::refuseSubscriptions)) {
         return 0;
     }
     return __real_g_dbus_connection_signal_subscribe(connection, sender, interface, member, path,
@@ -168,7 +154,7 @@ guint __wrap_g_dbus_connection_signal_subscribe(GDBusConnection* connection, con
 GVariant* __wrap_g_dbus_proxy_call_sync(GDBusProxy* proxy, const char* method, GVariant* parameters,
                                         GDBusCallFlags flags, int timeout,
                                         GCancellable* cancellable, GError** error) {
-    if (Flag(&Calls::loseReplies)) {
+    if (Flag(&CallState::loseReplies)) {
         g_variant_unref(g_variant_ref_sink(parameters));
         return nullptr;
     }
@@ -191,72 +177,62 @@ GVariant* __wrap_g_dbus_connection_call_sync(GDBusConnection* connection, const 
 } // extern "C"
 
 void LibraryCalls::RefuseThreads(bool refuse) {
-    SetFlag(&Calls::refuseThreads, refuse);
+    SetFlag(&CallState::refuseThreads, refuse);
 }
 
 void LibraryCalls::RefusePartnerSubscriptions(bool refuse) {
-    SetFlag(&Calls::refuseSubscriptions, refuse);
+    SetFlag(&CallState::refuseSubscriptions, refuse);
 }
 
 void LibraryCalls::LoseReplies(bool lose) {
-    SetFlag(&Calls::loseReplies, lose);
+    SetFlag(&CallState::loseReplies, lose);
 }
 
 void LibraryCalls::StopTheBusAt(const std::string& method, pid_t daemon) {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    calls.stoppingMethod = method;
-    calls.daemon = daemon;
+    const Calls calls;
+    calls->stoppingMethod = method;
+    calls->daemon = daemon;
 }
 
 void LibraryCalls::HoldResendThread() {
-    SetFlag(&Calls::held, true);
+    SetFlag(&CallState::held, true);
 }
 
 void LibraryCalls::ReleaseResendThread() {
-    SetFlag(&Calls::held, false);
+    SetFlag(&CallState::held, false);
 }
 
 void LibraryCalls::StepResendThread() {
-    Calls& calls = TheCalls();
-    std::unique_lock<std::mutex> lock(calls.mutex);
-    calls.changed.wait(lock, [&] { return calls.waiting > 0 || calls.running == 0; });
-    if (calls.running == 0) {
+    Calls calls;
+    calls.Wait([&] { return calls->waiting > 0 || calls->running == 0; });
+    if (calls->running == 0) {
         return;
     }
-    ++calls.steps;
-    calls.changed.notify_all();
-    calls.changed.wait(lock, [&] { return calls.steps == 0; });
-    calls.changed.wait(lock, [&] { return calls.waiting > 0 || calls.running == 0; });
+    ++calls->steps;
+    calls.NotifyAll();
+    calls.Wait([&] { return calls->steps == 0; });
+    calls.Wait([&] { return calls->waiting > 0 || calls->running == 0; });
 }
 
 bool LibraryCalls::ResendThreadRuns() {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    return calls.running > 0;
+    return Calls()->running > 0;
 }
 
 bool LibraryCalls::WaitForResendThreadsEnd() {
-    Calls& calls = TheCalls();
-    std::unique_lock<std::mutex> lock(calls.mutex);
-    return calls.changed.wait_for(lock, std::chrono::seconds(20),
-                                  [&] { return calls.running == 0; });
+    Calls calls;
+    return calls.WaitFor(std::chrono::seconds(20), [&] { return calls->running == 0; });
 }
 
 LibraryCalls::ThreadCounts LibraryCalls::Threads() {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    return {calls.requested, calls.started, calls.joined};
+    const Calls calls;
+    return {calls->requested, calls->started, calls->joined};
 }
 
 void LibraryCalls::ForgetThreads() {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    calls.requested = calls.started = calls.joined = 0;
+    const Calls calls;
+    calls->requested = calls->started = calls->joined = 0;
 }
 
 unsigned int LibraryCalls::LastSleep() {
-    Calls& calls = TheCalls();
-    const std::lock_guard<std::mutex> lock(calls.mutex);
-    return calls.lastSleep;
+    return Calls()->lastSleep;
 }
