@@ -10,31 +10,13 @@
 #include <dlfcn.h>
 #include <gio/gio.h>
 
-namespace {
+#include "BusDaemon.h"
 
-// Dispatches all that the bus has sent so far.
-void Ping(GDBusConnection* connection) {
-    g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-    if (reply == nullptr) {
-        std::fprintf(stderr, "plugin-host: %s\n", error->message);
-        std::exit(2);
-    }
-}
+namespace {
 
 void Announce(GDBusConnection* partner) {
     const char* const name = "org.morva.JavaMW.Applist_SERVICE_SYN";
-    g_autoptr(GVariant) taken = g_dbus_connection_call_sync(
-        partner, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "RequestName", g_variant_new("(su)", name, 4U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-        nullptr, nullptr);
-    g_autoptr(GVariant) released = g_dbus_connection_call_sync(
-        partner, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "ReleaseName", g_variant_new("(s)", name), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
-        nullptr);
-    if (taken == nullptr || released == nullptr) {
+    if (BusDaemon::RequestName(partner, name) != 1 || !BusDaemon::ReleaseName(partner, name)) {
         std::fputs("plugin-host: the partner cannot announce itself\n", stderr);
         std::exit(2);
     }
@@ -79,7 +61,7 @@ int main(int argc, char** argv) {
         nullptr, nullptr, nullptr);
     Announce(partner);
     g_autoptr(GDBusConnection) shared = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    Ping(shared);
+    BusDaemon::Ping(shared);
     if (!isHeld) {
         g_clear_object(&shared);
     }
@@ -91,7 +73,7 @@ int main(int argc, char** argv) {
 
     Announce(partner);
     if (isHeld) {
-        Ping(shared);
+        BusDaemon::Ping(shared);
     }
     IterateUntilIdle();
     std::puts("plugin-host: unloaded");
