@@ -62,6 +62,22 @@ protected:
         return end;
     }
 
+    /** Destroys @p endpoint while its callback of the partner's SYN_ACK announces the answer. */
+    template <class Endpoint>
+    void DestroyDuringAStep(std::unique_ptr<Endpoint> endpoint,
+                            const std::function<void(std::future<void>&)>& meanwhile = {}) {
+        HeldLine announcing(ANNOUNCING_ACK);
+        std::future<void> step = TakeStep("_SYN_ACK", endpoint.get());
+        announcing.WaitUntilReached();
+        std::future<void> end = BeginToDestroy(endpoint);
+        if (meanwhile) {
+            meanwhile(end);
+        }
+        announcing.Release();
+        step.get();
+        end.get();
+    }
+
     std::unique_ptr<RecordingEndpoint> EndpointThatCountsReports() {
         return std::make_unique<RecordingEndpoint>(RecordingEndpoint::Actions{
             nullptr, nullptr, [this](bool, const std::string&) { ++reports; }});
@@ -71,27 +87,13 @@ protected:
 };
 
 TEST_F(Ending, DuringAStepReportsNothingMore) {
-    auto endpoint = EndpointThatCountsReports();
-    HeldLine announcing(ANNOUNCING_ACK);
-    std::future<void> step = TakeStep("_SYN_ACK", endpoint.get());
-    announcing.WaitUntilReached();
-    std::future<void> end = BeginToDestroy(endpoint);
-    announcing.Release();
-    step.get();
-    end.get();
+    DestroyDuringAStep(EndpointThatCountsReports());
     EXPECT_EQ(reports, 0);
 }
 
 TEST_F(Ending, DuringAStepLeavesTheEndpointUnconnected) {
     bool wasReady = true;
-    auto endpoint = std::make_unique<LastLook>(wasReady);
-    HeldLine announcing(ANNOUNCING_ACK);
-    std::future<void> step = TakeStep("_SYN_ACK", endpoint.get());
-    announcing.WaitUntilReached();
-    std::future<void> end = BeginToDestroy(endpoint);
-    announcing.Release();
-    step.get();
-    end.get();
+    DestroyDuringAStep(std::make_unique<LastLook>(wasReady));
     EXPECT_FALSE(wasReady);
 }
 
@@ -173,16 +175,10 @@ TEST_F(Ending, WhileAResendPassWaitsForAnotherCallbackEmptiesItsTable) {
 }
 
 TEST_F(Ending, WaitsForTheStepUnderWay) {
-    auto endpoint = EndpointThatCountsReports();
-    HeldLine announcing(ANNOUNCING_ACK);
-    std::future<void> step = TakeStep("_SYN_ACK", endpoint.get());
-    announcing.WaitUntilReached();
-    std::future<void> end = BeginToDestroy(endpoint);
-    // A wait that is too short can only miss a fault, never report a wrong one.
-    EXPECT_EQ(end.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    announcing.Release();
-    step.get();
-    end.get();
+    DestroyDuringAStep(EndpointThatCountsReports(), [](std::future<void>& end) {
+        // A wait that is too short can only miss a fault, never report a wrong one.
+        EXPECT_EQ(end.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    });
 }
 
 } // namespace

@@ -38,6 +38,12 @@ protected:
         IterateThroughTheBus();
     }
 
+    /** The partner announces @p suffix, and the bus refuses the answer. */
+    void Refuse(const std::string& suffix) {
+        DenyAnswers();
+        Announce(partner, suffix);
+    }
+
     static bool WaitForPasses(std::size_t count) {
         return MainLoop::WaitWithoutIterating([=] {
             return CountDebugStarting("Failed to broadcasted: ") +
@@ -51,6 +57,12 @@ protected:
             const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
             return EndpointInside::m_resendThread(endpoint) == 0;
         });
+    }
+
+    /** The bus accepts the answers, until all are announced. */
+    bool AnnounceAllAnswers(JavaMWDbusRemote& endpoint) {
+        AllowAnswers();
+        return WaitForTheThreadsEnd(endpoint);
     }
 
     static EndpointInside::Names Pending(JavaMWDbusRemote& endpoint) {
@@ -103,13 +115,11 @@ TEST_P(FailedAnswer, IsRecordedAndLeavesTheBindingUnchanged) {
 
 TEST_P(FailedAnswer, IsAnnouncedAgainUntilTheBusAcceptsIt) {
     RecordingEndpoint endpoint;
-    DenyAnswers();
-    Announce(partner, GetParam().partnersStep);
+    Refuse(GetParam().partnersStep);
     ASSERT_TRUE(WaitForPasses(2));
     EXPECT_EQ(EndpointInside::State(endpoint), 1);
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), GetParam().suffix)));
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), GetParam().stateAfter);
     EXPECT_THAT(Pending(endpoint), IsEmpty());
     EXPECT_EQ(LibraryCalls::Threads().requested, 1);
@@ -117,8 +127,7 @@ TEST_P(FailedAnswer, IsAnnouncedAgainUntilTheBusAcceptsIt) {
 
 TEST_P(FailedAnswer, LogsEachStepOfItsResending) {
     RecordingEndpoint endpoint;
-    DenyAnswers();
-    Announce(partner, GetParam().partnersStep);
+    Refuse(GetParam().partnersStep);
     ASSERT_TRUE(WaitForPasses(1));
     const std::string announced = GetParam().announced;
     const std::string first = "DEBUG Executed OnResendHandshake function";
@@ -134,8 +143,7 @@ TEST_P(FailedAnswer, LogsEachStepOfItsResending) {
                             "ERROR Cannot get response for name request",
                             "DEBUG Failed to broadcasted: " + announced + ". Will try once again"));
 
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     auto messages = CapturedLog::Messages();
     ASSERT_GE(messages.size(), 8u);
     messages.erase(messages.begin(), messages.end() - 8);
@@ -156,11 +164,9 @@ INSTANTIATE_TEST_SUITE_P(All, FailedAnswer,
 
 TEST_F(Resend, ReportsReadyOnTheResendThreadForAnAckAlone) {
     RecordingEndpoint endpoint;
-    DenyAnswers();
-    Announce(partner, "_SYN_ACK");
+    Refuse("_SYN_ACK");
     EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     EXPECT_THAT(endpoint.Readinesses(), ElementsAre(Readiness{true, partner.UniqueName()}));
     EXPECT_NE(endpoint.ReadinessThreads().front(), std::this_thread::get_id());
     EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_ACK"));
@@ -168,10 +174,8 @@ TEST_F(Resend, ReportsReadyOnTheResendThreadForAnAckAlone) {
 
 TEST_F(Resend, ReportsNothingForASynAck) {
     RecordingEndpoint endpoint;
-    DenyAnswers();
-    Announce(partner, "_SYN");
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    Refuse("_SYN");
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     EXPECT_THAT(endpoint.Readinesses(), IsEmpty());
     EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_SYN_ACK"));
 }
@@ -179,13 +183,11 @@ TEST_F(Resend, ReportsNothingForASynAck) {
 // Deliberate: an answer that succeeds late has its effect late.
 TEST_F(Resend, ResetsTheStateFromThreeToTwo) {
     RecordingEndpoint endpoint;
-    DenyAnswers();
-    Announce(partner, "_SYN");
+    Refuse("_SYN");
     Announce(partner, "_ACK");
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     EXPECT_TRUE(endpoint.IsConnectionReady());
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), 2);
     EXPECT_FALSE(endpoint.IsConnectionReady());
     Announce(partner, "_ACK");
@@ -243,8 +245,7 @@ TEST_F(Resend, DropsAnAnswerOwedToAReplacedPartnerAndKeepsTheOther) {
                     AnyOf("DEBUG Partner name: " + partner.UniqueName() +
                               " different then resend partner name: " + old,
                           "DEBUG Partner name:  different then resend partner name: " + old)));
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), 2);
 }
 
@@ -278,8 +279,7 @@ TEST_F(Resend, StartsNoSecondThreadWhileOneIsRunning) {
 // Bound, lost and bound again by the same partner before the first pass.
 TEST_F(Resend, OverwritesTheAnswerOwedToTheSamePartner) {
     RecordingEndpoint endpoint;
-    DenyAnswers();
-    Announce(partner, "_SYN_ACK");
+    Refuse("_SYN_ACK");
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_ACK")));
     JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
                                              &endpoint);
@@ -309,17 +309,14 @@ TEST_F(Resend, EndsItsThreadAfterOnePassOverAnEmptyTable) {
 
 TEST_F(Resend, StartsAnotherThreadAfterTheFirstHasEnded) {
     std::optional<RecordingEndpoint> endpoint(std::in_place);
-    DenyAnswers();
-    Announce(partner, "_SYN_ACK");
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(*endpoint));
+    Refuse("_SYN_ACK");
+    ASSERT_TRUE(AnnounceAllAnswers(*endpoint));
     DenyAnswers();
     JavaMWDbusRemote::cb_PartnerNameVanished(Shared().Connection(), partner.UniqueName().c_str(),
                                              &*endpoint);
     Announce(partner, "_SYN_ACK");
     EXPECT_EQ(LibraryCalls::Threads().started, 2);
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(*endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(*endpoint));
     EXPECT_EQ(EndpointInside::State(*endpoint), 3);
     endpoint.reset();
     EXPECT_EQ(LibraryCalls::Threads().joined, 2);
@@ -329,8 +326,7 @@ TEST_F(Resend, JoinsItsThread) {
     const std::size_t before = ThreadCount();
     {
         RecordingEndpoint endpoint;
-        DenyAnswers();
-        Announce(partner, "_SYN_ACK");
+        Refuse("_SYN_ACK");
         ASSERT_TRUE(WaitForPasses(1));
         EXPECT_EQ(ThreadCount(), before + 1);
     }
@@ -354,8 +350,7 @@ TEST_F(Resend, KeepsTheAnswerWhenNoThreadCanBeStarted) {
                                              &endpoint);
     Announce(partner, "_SYN_ACK");
     EXPECT_EQ(LibraryCalls::Threads().started, 1);
-    AllowAnswers();
-    ASSERT_TRUE(WaitForTheThreadsEnd(endpoint));
+    ASSERT_TRUE(AnnounceAllAnswers(endpoint));
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
 }
 
@@ -373,8 +368,7 @@ TEST_F(Resend, WithoutAStartedThreadIsNotJoined) {
 
 TEST_F(Resend, EndsSoonWithAnEndpointWhoseAnswerKeepsFailing) {
     std::optional<RecordingEndpoint> endpoint(std::in_place);
-    DenyAnswers();
-    Announce(partner, "_SYN_ACK");
+    Refuse("_SYN_ACK");
     ASSERT_TRUE(WaitForPasses(1));
     CapturedLog::Clear();
     const auto start = std::chrono::steady_clock::now();
@@ -418,8 +412,7 @@ TEST_F(Resend, FinishesItsReportBeforeTheDestructorReturns) {
         finished = true;
     };
     auto endpoint = std::make_unique<RecordingEndpoint>(actions);
-    DenyAnswers();
-    Announce(partner, "_SYN_ACK");
+    Refuse("_SYN_ACK");
     AllowAnswers();
     entered.get_future().wait();
     std::future<bool> destroyed = std::async(std::launch::async, [&] {

@@ -19,23 +19,28 @@ std::vector<char> Megabyte() {
     return bytes;
 }
 
-class SendingMessages : public ConnectedTest {};
+// Tests of a connected endpoint.
+class ReadyTest : public ConnectedTest {
+protected:
+    void SetUp() override { Connect(); }
+
+    Bytes Send(Bytes data) { return endpoint->SendMessage(data); }
+    void Notify(Bytes data) { endpoint->SendNotification(data); }
+};
+
+class SendingMessages : public ReadyTest {};
 
 TEST_F(SendingMessages, SendsTheBytesAndReturnsTheReply) {
-    Connect();
     partner.AnswerWith([](const Bytes&) { return ByteVector({0x00, 0xff, 0x7a}); });
-    Bytes data = ByteVector({0x61, 0x00, 0x80, 0xff});
-    EXPECT_EQ(endpoint->SendMessage(data), ByteVector({0x00, 0xff, 0x7a}));
+    EXPECT_EQ(Send(ByteVector({0x61, 0x00, 0x80, 0xff})), ByteVector({0x00, 0xff, 0x7a}));
     EXPECT_THAT(partner.Requests(), ElementsAre(ByteVector({0x61, 0x00, 0x80, 0xff})));
     EXPECT_THAT(CapturedLog::Messages(),
                 ElementsAre("DEBUG Sending sync message with 4 bytes", "DEBUG Reply with 3 bytes"));
 }
 
 TEST_F(SendingMessages, IsACallOfSendOnThePartnersObject) {
-    Connect();
     BusMonitor monitor(bus);
-    Bytes data = ByteVector("ab");
-    endpoint->SendMessage(data);
+    Send(ByteVector("ab"));
     const auto sent = monitor.SentBy(OwnName());
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].type, G_DBUS_MESSAGE_TYPE_METHOD_CALL);
@@ -47,7 +52,6 @@ TEST_F(SendingMessages, IsACallOfSendOnThePartnersObject) {
 }
 
 TEST_F(SendingMessages, SendsAnEmptyVectorAsAnEmptyArray) {
-    Connect();
     partner.AnswerWith([](const Bytes&) { return ByteVector("answer"); });
     BusMonitor monitor(bus);
     Bytes data;
@@ -58,14 +62,12 @@ TEST_F(SendingMessages, SendsAnEmptyVectorAsAnEmptyArray) {
 }
 
 TEST_F(SendingMessages, ReturnsAnEmptyReply) {
-    Connect();
     Bytes data = ByteVector("data");
     EXPECT_THAT(endpoint->SendMessage(data), IsEmpty());
     EXPECT_EQ(CountDebug("Reply with 0 bytes"), 1u);
 }
 
 TEST_F(SendingMessages, CarriesAMegabyteBothWays) {
-    Connect();
     partner.AnswerWith([](const Bytes& request) { return request; });
     Bytes data = Megabyte();
     ASSERT_TRUE(endpoint->SendMessage(data) == Megabyte());
@@ -76,7 +78,6 @@ TEST_F(SendingMessages, CarriesAMegabyteBothWays) {
 }
 
 TEST_F(SendingMessages, LogsAnErrorAnswer) {
-    Connect();
     partner.AnswerWithError("org.example.Error.Full", "no room");
     Bytes data = ByteVector("data");
     EXPECT_THAT(endpoint->SendMessage(data), IsEmpty());
@@ -87,7 +88,6 @@ TEST_F(SendingMessages, LogsAnErrorAnswer) {
 }
 
 TEST_F(SendingMessages, LogsAPercentSignOfThePartnerUnchanged) {
-    Connect();
     partner.AnswerWithError("org.example.Error.Full", "100%s %n%d");
     Bytes data = ByteVector("data");
     endpoint->SendMessage(data);
@@ -111,10 +111,9 @@ TEST_F(SendingMessages, FailsAtOnceAfterAnUndetectedLossOfThePartner) {
               1u);
 }
 
-class ReplyOfAnotherType : public ConnectedTest, public testing::WithParamInterface<WrongBody> {};
+class ReplyOfAnotherType : public ReadyTest, public testing::WithParamInterface<WrongBody> {};
 
 TEST_P(ReplyOfAnotherType, IsLoggedAndDropped) {
-    Connect();
     partner.AnswerWithBody([] { return GetParam().Make(); });
     const GLibLog glib;
     Bytes data = ByteVector("data");
@@ -125,11 +124,10 @@ TEST_P(ReplyOfAnotherType, IsLoggedAndDropped) {
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
-class NotificationOfAnotherType : public ConnectedTest,
+class NotificationOfAnotherType : public ReadyTest,
                                   public testing::WithParamInterface<WrongBody> {};
 
 TEST_P(NotificationOfAnotherType, IsLoggedAndDropped) {
-    Connect();
     const GLibLog glib;
     partner.NotifyBody(OwnName(), GetParam().Make());
     EXPECT_TRUE(IterateUntilLogged(CapturedLog::ERROR, std::string("Notification of type ") +
@@ -208,23 +206,19 @@ TEST_F(WithoutAProxy, TheOtherHandshakeAlsoContinues) {
     EXPECT_EQ(EndpointInside::State(endpoint), 2);
 }
 
-class SendingNotifications : public ConnectedTest {};
+class SendingNotifications : public ReadyTest {};
 
 TEST_F(SendingNotifications, ReachesThePartner) {
-    Connect();
-    Bytes data = ByteVector({0x61, 0x00, 0xff});
-    endpoint->SendNotification(data);
+    Notify(ByteVector({0x61, 0x00, 0xff}));
     ASSERT_TRUE(partner.WaitForNotifications(1));
     EXPECT_THAT(partner.Notifications(), ElementsAre(ByteVector({0x61, 0x00, 0xff})));
     EXPECT_THAT(CapturedLog::Messages(), ElementsAre("DEBUG Sending signal with 3 bytes"));
 }
 
 TEST_F(SendingNotifications, IsASignalToThePartnerAlone) {
-    Connect();
     BusMonitor monitor(bus);
     TestPartner bystander(bus, false);
-    Bytes data = ByteVector("ab");
-    endpoint->SendNotification(data);
+    Notify(ByteVector("ab"));
     g_dbus_connection_flush_sync(Shared().Connection(), nullptr, nullptr);
     const auto sent = monitor.SentBy(OwnName());
     ASSERT_EQ(sent.size(), 1u);
@@ -238,7 +232,6 @@ TEST_F(SendingNotifications, IsASignalToThePartnerAlone) {
 }
 
 TEST_F(SendingNotifications, SendsAnEmptyVectorAsAnEmptyArray) {
-    Connect();
     Bytes data;
     endpoint->SendNotification(data);
     ASSERT_TRUE(partner.WaitForNotifications(1));
@@ -246,7 +239,6 @@ TEST_F(SendingNotifications, SendsAnEmptyVectorAsAnEmptyArray) {
 }
 
 TEST_F(SendingNotifications, ReachesTheNamedPartner) {
-    Connect();
     Bytes data = ByteVector("named");
     endpoint->SendNotification(data, partner.UniqueName());
     ASSERT_TRUE(partner.WaitForNotifications(1));
@@ -254,7 +246,6 @@ TEST_F(SendingNotifications, ReachesTheNamedPartner) {
 }
 
 TEST_F(SendingNotifications, IsRefusedForAnotherProcess) {
-    Connect();
     BusMonitor monitor(bus);
     const std::string name = partner.UniqueName();
     const std::vector<std::string> others = {
@@ -273,7 +264,6 @@ TEST_F(SendingNotifications, IsRefusedForAnotherProcess) {
 
 // No order of events on the bus leaves a connected endpoint without its subscription.
 TEST_F(SendingNotifications, IsRefusedWithoutTheSignalSubscription) {
-    Connect();
     const unsigned id = std::exchange(EndpointInside::m_signalSubscriptionId(*endpoint), 0);
     Bytes data = ByteVector("data");
     endpoint->SendNotification(data);
