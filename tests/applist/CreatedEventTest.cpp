@@ -8,10 +8,7 @@
 #include "TestItem.h"
 
 using namespace std::string_literals;
-using LogLines::Channel;
-using LogLines::Concat;
-using LogLines::Model;
-using LogLines::Pointer;
+using LogLines::Channel, LogLines::Concat, LogLines::Model, LogLines::Pointer;
 using testing::ElementsAre, testing::ElementsAreArray, testing::IsEmpty;
 
 namespace {

@@ -14,8 +14,7 @@
 namespace {
 
 using namespace std::string_literals;
-using LogLines::Adapter;
-using LogLines::Model;
+using LogLines::Adapter, LogLines::Model;
 using testing::Contains, testing::ElementsAre, testing::IsEmpty, testing::Not, testing::StartsWith;
 
 class Events : public ConnectedListTest {
@@ -23,12 +22,7 @@ protected:
     Events() {
         model->AddItemAtEnd(&item);
         model->SetSelection(&item);
-        model->AddItemChangeListener(&listener);
-        model->AddItemSelectionListener(&listener);
-        model->AddItemClickedListener(&listener);
-        listener.onChange = [this](AppListModel*) { calls.emplace_back("change"); };
-        listener.onSelection = [this](AppListModel*) { calls.emplace_back("selection"); };
-        listener.onClicked = [this](AppListModel*) { calls.emplace_back("click"); };
+        listener.AddTo(*model);
         requestsBefore = partner->Requests().size();
         CapturedLog::Clear();
     }
@@ -46,36 +40,33 @@ protected:
         return lines;
     }
 
+    /** The event calls the listeners once, and changes nothing. */
+    void ExpectOnlyACall(const std::string& call, const std::string& logged) {
+        EXPECT_THAT(calls, ElementsAre(call));
+        EXPECT_EQ(NewRequests(), 0U);
+        EXPECT_THAT(model->GetAllItems(), ElementsAre(&item));
+        EXPECT_EQ(model->GetSelection(), &item);
+        EXPECT_THAT(LogOfTheEvent(),
+                    ElementsAre(Adapter("HandleNotification", "IPC HandleNotification"),
+                                Model("OnNotificationReceive", logged)));
+    }
+
     std::size_t NewRequests() { return partner->Requests().size() - requestsBefore; }
 
     TestItem item{"A", "1"};
-    TestListener listener;
     std::vector<std::string> calls;
+    TestListener listener{calls};
     std::size_t requestsBefore = 0;
 };
 
 TEST_F(Events, OfAChangeCallTheListenersAndLeaveTheListUnchanged) {
     Notify("\x01\0\0\0"s);
-    EXPECT_THAT(calls, ElementsAre("change"));
-    EXPECT_EQ(NewRequests(), 0U);
-    EXPECT_THAT(model->GetAllItems(), ElementsAre(&item));
-    EXPECT_EQ(model->GetSelection(), &item);
-    EXPECT_THAT(LogOfTheEvent(),
-                ElementsAre(Adapter("HandleNotification", "IPC HandleNotification"),
-                            Model("OnNotificationReceive",
-                                  "ItemChageEvent from local model. Listeners :1")));
+    ExpectOnlyACall("change", "ItemChageEvent from local model. Listeners :1");
 }
 
 TEST_F(Events, OfAClickCallTheListenersAndLeaveTheListUnchanged) {
     Notify("\x03\0\0\0"s);
-    EXPECT_THAT(calls, ElementsAre("click"));
-    EXPECT_EQ(NewRequests(), 0U);
-    EXPECT_THAT(model->GetAllItems(), ElementsAre(&item));
-    EXPECT_EQ(model->GetSelection(), &item);
-    EXPECT_THAT(LogOfTheEvent(),
-                ElementsAre(Adapter("HandleNotification", "IPC HandleNotification"),
-                            Model("OnNotificationReceive",
-                                  "ItemClickedEvent from local model. Listeners :1")));
+    ExpectOnlyACall("click", "ItemClickedEvent from local model. Listeners :1");
 }
 
 TEST_F(Events, ArriveInTheOrderInWhichThePartnerSentThem) {
@@ -103,11 +94,7 @@ class EventsWithAPayload : public Events, public testing::WithParamInterface<Pay
 
 TEST_P(EventsWithAPayload, AreHandledLikeEventsWithoutAPayload) {
     Notify(GetParam().payload + "\x01\0\0\0"s);
-    EXPECT_THAT(calls, ElementsAre("change"));
-    EXPECT_THAT(LogOfTheEvent(),
-                ElementsAre(Adapter("HandleNotification", "IPC HandleNotification"),
-                            Model("OnNotificationReceive",
-                                  "ItemChageEvent from local model. Listeners :1")));
+    ExpectOnlyACall("change", "ItemChageEvent from local model. Listeners :1");
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, EventsWithAPayload,
@@ -206,11 +193,8 @@ TEST_P(EventsOfAThrowingListener, AreLoggedAsErrorsAndTheNextEventArrives) {
     model->RemoveItemChangeListener(&listener);
     model->RemoveItemSelectionListener(&listener);
     model->RemoveItemClickedListener(&listener);
-    for (TestListener* const each : {&thrower, &listener}) {
-        model->AddItemChangeListener(each);
-        model->AddItemSelectionListener(each);
-        model->AddItemClickedListener(each);
-    }
+    thrower.AddTo(*model);
+    listener.AddTo(*model);
     Notify(GetParam().event);
     EXPECT_EQ(CountError("Exception in cb_SignalCall: listener failed"), 1U);
     EXPECT_THAT(calls, IsEmpty());

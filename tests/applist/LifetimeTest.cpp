@@ -60,9 +60,7 @@ TEST_F(Lifetime, NoListenerIsDeletedByItsRemoval) {
 TEST_F(Lifetime, NothingIsDeletedOrSentToThePartnerAtTheEnd) {
     model->AddItems({a.get(), b.get()});
     model->SetSelection(a.get());
-    model->AddItemSelectionListener(listener.get());
-    model->AddItemChangeListener(listener.get());
-    model->AddItemClickedListener(listener.get());
+    listener->AddTo(*model);
     int reads = 0;
     int calls = 0;
     a->onRead = b->onRead = [&](const std::string&) { ++reads; };

@@ -186,9 +186,7 @@ TEST_P(LocksDuringAnEvent, AreFree) {
         ++calls;
         EXPECT_TRUE(probe.LockIsFree());
     });
-    model->AddItemSelectionListener(&listener);
-    model->AddItemChangeListener(&listener);
-    model->AddItemClickedListener(&listener);
+    listener.AddTo(*model);
     model->OnNotificationReceive(GetParam().id, {});
     EXPECT_EQ(calls, 1);
 }
@@ -210,9 +208,7 @@ TEST_P(LocksDuringAnEvent, AllowAListenerEachOperationOfTheModel) {
         EXPECT_EQ(source->GetAllItems().size(), 2U);
         source->RemoveAllItems();
     });
-    model->AddItemSelectionListener(&listener);
-    model->AddItemChangeListener(&listener);
-    model->AddItemClickedListener(&listener);
+    listener.AddTo(*model);
     model->OnNotificationReceive(GetParam().id, {});
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(model->GetItemsCount(), 0);

@@ -9,8 +9,7 @@
 #include "TestItem.h"
 
 using namespace std::string_literals;
-using LogLines::Model;
-using LogLines::Pointer;
+using LogLines::Model, LogLines::Pointer;
 using testing::ElementsAre, testing::IsEmpty;
 
 namespace {

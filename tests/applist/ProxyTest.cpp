@@ -134,10 +134,7 @@ TEST_F(ConnectedProxy, ForwardsNullToTheModelWhichRefusesIt) {
 
 TEST_F(ConnectedProxy, RegistersAndRemovesEachKindOfListener) {
     std::vector<std::string> calls;
-    TestListener listener;
-    listener.onSelection = [&](AppListModel*) { calls.emplace_back("selection"); };
-    listener.onChange = [&](AppListModel*) { calls.emplace_back("change"); };
-    listener.onClicked = [&](AppListModel*) { calls.emplace_back("click"); };
+    TestListener listener(calls);
     proxy->AddItemSelectionListener(&listener);
     NotifyAll();
     EXPECT_THAT(calls, ElementsAre("selection"));

@@ -12,9 +12,7 @@
 namespace {
 
 using namespace std::string_literals;
-using LogLines::Adapter;
-using LogLines::Channel;
-using LogLines::Model;
+using LogLines::Adapter, LogLines::Channel, LogLines::Model;
 using testing::Contains, testing::ElementsAre, testing::Not, testing::StartsWith;
 
 /** A list of A (selected) and B, and a listener that reads the selection of the model. */
@@ -41,6 +39,12 @@ protected:
         return lines;
     }
 
+    /** The event, and the reply of the partner to the query for its selection. */
+    void NotifySelection(const std::string& reply) {
+        PartnerSelects(reply);
+        Notify("\x02\0\0\0"s);
+    }
+
     static std::size_t FoundLines() { return CountDebugStarting("Found selected item on list."); }
 
     TestItem a{"A", "1"};
@@ -51,8 +55,7 @@ protected:
 };
 
 TEST_F(SelectionEvent, SelectsTheHostsOwnItemWithTheIdThatThePartnerNames) {
-    PartnerSelects("another name\n2\n");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("another name\n2\n");
     EXPECT_EQ(model->GetSelection(), &b);
     EXPECT_EQ(seen, &b);
     EXPECT_EQ(calls, 1);
@@ -65,8 +68,7 @@ TEST_F(SelectionEvent, AsksWithTheIdAlone) {
 }
 
 TEST_F(SelectionEvent, LogsEachStep) {
-    PartnerSelects("X\n2\n");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("X\n2\n");
     EXPECT_THAT(
         LogOfTheEvent(),
         ElementsAre(
@@ -98,24 +100,21 @@ TEST_F(SelectionEvent, LogsAnEmptyAnswer) {
 TEST_F(SelectionEvent, SelectsTheFirstOfTwoItemsWithThatId) {
     TestItem secondB("B again", "2");
     model->AddItemAtEnd(&secondB);
-    PartnerSelects("B again\n2\n");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("B again\n2\n");
     EXPECT_EQ(model->GetSelection(), &b);
 }
 
 TEST_F(SelectionEvent, SelectsAnItemWithoutAnIdWhenThePartnerNamesIt) {
     TestItem noId("N", "");
     model->AddItemAtEnd(&noId);
-    PartnerSelects("\n\n");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("\n\n");
     EXPECT_EQ(model->GetSelection(), &noId);
 }
 
 TEST_F(SelectionEvent, FindsIdsOfAnyBytes) {
     TestItem odd("odd", "\0\xFF\r"s);
     model->AddItemAtEnd(&odd);
-    PartnerSelects("odd\n\0\xFF\r\n"s);
-    Notify("\x02\0\0\0"s);
+    NotifySelection("odd\n\0\xFF\r\n"s);
     EXPECT_EQ(model->GetSelection(), &odd);
 }
 
@@ -133,8 +132,7 @@ TEST_F(SelectionEvent, ReadsTheIdOfTheReplyBeforeTheIdsOfTheElements) {
     std::vector<std::string> reads;
     a.onRead = [&](const std::string& field) { reads.push_back("a." + field); };
     b.onRead = [&](const std::string& field) { reads.push_back("b." + field); };
-    PartnerSelects("X\n9\n");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("X\n9\n");
     EXPECT_THAT(reads, ElementsAre("a.id", "b.id"));
 }
 
@@ -172,14 +170,12 @@ INSTANTIATE_TEST_SUITE_P(
     RowName<AnswerRow>);
 
 TEST_F(SelectionEvent, SelectsTheItemOfTheFirstRecord) {
-    PartnerSelects("B\n2\nA\n1\n");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("B\n2\nA\n1\n");
     EXPECT_EQ(model->GetSelection(), &b);
 }
 
 TEST_F(SelectionEvent, IgnoresAnUnfinishedRecordAfterTheFirst) {
-    PartnerSelects("B\n2\nA\n1");
-    Notify("\x02\0\0\0"s);
+    NotifySelection("B\n2\nA\n1");
     EXPECT_EQ(model->GetSelection(), &b);
 }
 

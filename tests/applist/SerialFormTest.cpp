@@ -11,8 +11,7 @@
 namespace {
 
 using namespace std::string_literals;
-using LogLines::Model;
-using LogLines::Pointer;
+using LogLines::Model, LogLines::Pointer;
 using testing::ElementsAre, testing::ElementsAreArray, testing::IsEmpty, testing::SizeIs;
 
 using Fields = std::vector<std::pair<std::string, std::string>>;

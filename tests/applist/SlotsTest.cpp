@@ -206,10 +206,7 @@ TEST(ListenerSlots, StartWithTheEvent) {
 
 TEST(ListenerSlots, AcceptACallBySlotNumberThroughEachBaseOfAnObject) {
     std::vector<std::string> calls;
-    TestListener listener;
-    listener.onSelection = [&](AppListModel*) { calls.emplace_back("selection"); };
-    listener.onChange = [&](AppListModel*) { calls.emplace_back("change"); };
-    listener.onClicked = [&](AppListModel*) { calls.emplace_back("click"); };
+    TestListener listener(calls);
     ItemSelectionListener* const selection = &listener;
     ItemChangeListener* const change = &listener;
     ItemClickListener* const click = &listener;

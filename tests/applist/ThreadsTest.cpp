@@ -101,9 +101,7 @@ TEST_F(Threads, TwoEditorsKeepTheListConsistentDuringEvents) {
         EXPECT_THAT(source->GetAllItems(), Each(NotNull()));
         source->GetSelection();
     });
-    model->AddItemSelectionListener(&listener);
-    model->AddItemChangeListener(&listener);
-    model->AddItemClickedListener(&listener);
+    listener.AddTo(*model);
     PartnerSelects("x\nx1\n");
 
     std::atomic<int> running{3};
