@@ -1,6 +1,5 @@
 // Names and texts of the channel, as the tests expect them.
-#ifndef APPLIST_TESTS_CHANNEL_H
-#define APPLIST_TESTS_CHANNEL_H
+#pragma once
 
 inline namespace applist_test {
 
@@ -14,5 +13,3 @@ inline constexpr const char* INTERFACE = "org.morva.javamw.DbusCommunication";
 inline constexpr const char* REFUSED = "Empty user_data or connection not valid.";
 
 } // namespace applist_test
-
-#endif

@@ -1,6 +1,5 @@
 // The text form of a GVariant, with its types.
-#ifndef APPLIST_TESTS_PRINTEDVARIANT_H
-#define APPLIST_TESTS_PRINTEDVARIANT_H
+#pragma once
 
 #include <string>
 
@@ -14,5 +13,3 @@ inline std::string Printed(GVariant* value) {
 }
 
 } // namespace applist_test
-
-#endif
