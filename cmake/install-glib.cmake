@@ -7,6 +7,8 @@ install(FILES ${CMAKE_CURRENT_SOURCE_DIR}/applist/applist-glib.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/applist-1/applist)
 install(EXPORT applist-glib-targets NAMESPACE applist::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/applist)
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/applist-glib-dependencies.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/applist)
 if(APPLIST_HAS_INTROSPECTION)
     install(FILES ${APPLIST_GIR} DESTINATION ${CMAKE_INSTALL_DATADIR}/gir-1.0)
     install(FILES ${APPLIST_TYPELIB} DESTINATION ${CMAKE_INSTALL_LIBDIR}/girepository-1.0)

@@ -22,7 +22,6 @@ APPLIST_BUS_PARTNER_USER ?= "javamw"
 
 EXTRA_OECMAKE = "\
     -DBUILD_TESTING=OFF \
-    -DAPPLIST_BUILD_GLIB=OFF \
     -DAPPLIST_QT_VERSION=OFF \
     -DCMAKE_SKIP_INSTALL_RPATH=ON \
     -DAPPLIST_BUS_HOST_USER=${APPLIST_BUS_HOST_USER} \
@@ -34,10 +33,11 @@ PACKAGECONFIG ??= "tools"
 PACKAGECONFIG[tools] = "-DAPPLIST_BUILD_TOOLS=ON,-DAPPLIST_BUILD_TOOLS=OFF,libedit libpcap nlohmann-json"
 
 # A device may replace only the policy.
-PACKAGES =+ "${PN}-client ${PN}-tools ${PN}-policy"
+PACKAGES =+ "${PN}-client ${PN}-glib ${PN}-tools ${PN}-policy"
 FILES:${PN} = "${libdir}/libapplist.so.* ${nonarch_libdir}/systemd/catalog"
 FILES:${PN}-client = "${libdir}/libapplist-client.so.*"
-FILES:${PN}-dev = "${includedir}/applist-1 ${libdir}/libapplist-client.so ${libdir}/libapplist.so ${libdir}/cmake ${libdir}/pkgconfig ${datadir}/applist ${datadir}/dbus-1/interfaces"
+FILES:${PN}-glib = "${libdir}/libapplist-glib.so.* ${libdir}/girepository-1.0"
+FILES:${PN}-dev = "${includedir}/applist-1 ${libdir}/libapplist-client.so ${libdir}/libapplist-glib.so ${libdir}/libapplist.so ${libdir}/cmake ${libdir}/pkgconfig ${datadir}/applist ${datadir}/dbus-1/interfaces ${datadir}/gir-1.0"
 FILES:${PN}-policy = "${datadir}/dbus-1/system.d"
 FILES:${PN}-tools = "${bindir}/applistctl ${mandir} ${datadir}/bash-completion"
 RDEPENDS:${PN} += "${PN}-policy"
