@@ -221,6 +221,16 @@ TEST_F(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
     EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
+TEST(MonitorHandshake, ReportsOtherProcessesToPrograms) {
+    CaptureWriter capture = ConnectedPair();
+    capture.Notify(CaptureWriter::Body(Framed("", 4)), "SendSignal", ":1.10");
+    bool isFound = false;
+    for (const json& object : ReadAsJson(capture)) {
+        isFound = isFound || (object.value("what", "") == "unbound" && object.at("who") == ":1.10");
+    }
+    EXPECT_TRUE(isFound);
+}
+
 // The partner's announcement repairs pairs, and is dropped by a bound host.
 TEST_F(MonitorHandshake, IsOfTheNextPartnerAfterABoundPartnerHasRepeatedItsSyn) {
     capture.Connect();

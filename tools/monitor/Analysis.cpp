@@ -177,22 +177,22 @@ void Analysis::OnNameCall(const SeenMessage& seen) {
 }
 
 void Analysis::OnSend(const SeenMessage& seen) {
-    Exchange exchange;
-    exchange.number = ++m_number;
-    exchange.time = seen.time;
-    exchange.content =
+    RequestSeen request;
+    request.number = ++m_number;
+    request.time = seen.time;
+    request.content =
         Decoder::ReadMessage(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
-    if (!exchange.content.name.empty()) {
+    if (!request.content.name.empty()) {
         m_handshake.Talked(seen.time, Sender(seen), Destination(seen), Side::Host);
     }
-    if (exchange.content.id == APPLIST_GET_SELECTION_FNC) {
+    if (request.content.id == APPLIST_GET_SELECTION_FNC) {
         m_selections.erase(Sender(seen));
     }
-    exchange.from = PeerOf(Sender(seen));
-    exchange.to = PeerOf(Destination(seen));
-    m_reporter.Called(exchange);
+    request.from = PeerOf(Sender(seen));
+    request.to = PeerOf(Destination(seen));
+    m_reporter.Called(request);
     const Call call(Sender(seen), g_dbus_message_get_serial(seen.message.get()));
-    m_pending[call] = {exchange, false};
+    m_pending[call] = {request, false};
 }
 
 // Replies and errors
@@ -204,7 +204,7 @@ void Analysis::OnAnswer(const SeenMessage& seen) {
     if (found == m_pending.end()) {
         return;
     }
-    Exchange exchange = std::move(found->second.exchange);
+    RequestSeen request = std::move(found->second.request);
     m_pending.erase(found);
     ReplySeen reply;
     reply.time = seen.time;
@@ -212,10 +212,10 @@ void Analysis::OnAnswer(const SeenMessage& seen) {
         reply.errorName = Text(g_dbus_message_get_error_name(message));
         reply.errorText = Text(g_dbus_message_get_arg0(message));
     } else {
-        Decoder::ReadReply(Body(seen), seen.cutBytes, exchange.content, reply);
+        Decoder::ReadReply(Body(seen), seen.cutBytes, request.content, reply);
     }
-    exchange.reply = std::move(reply);
-    Finish(exchange);
+    request.reply = std::move(reply);
+    Finish(request);
 }
 
 void Analysis::OnNameAnswer(const SeenMessage& seen) {
@@ -231,10 +231,10 @@ void Analysis::OnNameAnswer(const SeenMessage& seen) {
     }
 }
 
-void Analysis::Finish(const Exchange& exchange) {
+void Analysis::Finish(const RequestSeen& request) {
     ++m_reportedCount;
-    m_summary.Add(exchange);
-    m_reporter.Done(exchange);
+    m_summary.Add(request);
+    m_reporter.Done(request);
 }
 
 // Time passes
@@ -248,13 +248,13 @@ void Analysis::Tick(Microseconds now) {
     TickSelections(now);
     for (auto entry = m_pending.begin(); entry != m_pending.end();) {
         Pending& pending = entry->second;
-        const Microseconds waited = now - pending.exchange.time;
+        const Microseconds waited = now - pending.request.time;
         if (!pending.late && waited >= LATE) {
             pending.late = true;
-            m_reporter.Late(pending.exchange, waited);
+            m_reporter.Late(pending.request, waited);
         }
         if (waited >= GIVEN_UP) {
-            Finish(pending.exchange);
+            Finish(pending.request);
             entry = m_pending.erase(entry);
         } else {
             ++entry;
@@ -295,15 +295,16 @@ void Analysis::End(Microseconds now) {
 }
 
 void Analysis::End() {
-    std::vector<Exchange> open;
+    std::vector<RequestSeen> open;
     for (auto& [call, pending] : m_pending) {
-        open.push_back(std::move(pending.exchange));
+        open.push_back(std::move(pending.request));
     }
     m_pending.clear();
-    std::sort(open.begin(), open.end(),
-              [](const Exchange& one, const Exchange& two) { return one.number < two.number; });
-    for (const Exchange& exchange : open) {
-        Finish(exchange);
+    std::sort(open.begin(), open.end(), [](const RequestSeen& one, const RequestSeen& two) {
+        return one.number < two.number;
+    });
+    for (const RequestSeen& request : open) {
+        Finish(request);
     }
     m_summary.SetHandshakes(m_handshake.States(), m_handshake.HalfOpenPairs());
     m_reporter.End(m_summary);

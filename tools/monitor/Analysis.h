@@ -55,7 +55,7 @@ private:
         bool isReported = false;
     };
     struct Pending {
-        Exchange exchange;
+        RequestSeen request;
         bool late = false;
     };
     using Call = std::pair<std::string, guint32>; // caller and serial
@@ -69,7 +69,7 @@ private:
     void OnSend(const SeenMessage& seen);
     void OnAnswer(const SeenMessage& seen);
     void OnNameAnswer(const SeenMessage& seen);
-    void Finish(const Exchange& exchange);
+    void Finish(const RequestSeen& request);
     void Malformed(Microseconds time, const std::string& text);
     Peer PeerOf(const std::string& name) const;
 

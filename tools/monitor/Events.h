@@ -48,7 +48,7 @@ struct HandshakeEvent {
         HalfOpen,   ///< `who` is ready with a side that is not bound to it
         Held,       ///< `who` owns the name of `step` and does not release it
         Refused,    ///< the bus does not let `who` own the name of `step`
-        Stranger,   ///< `who` talks to somebody who is connected with another
+        Unbound,    ///< `who` sends to a process that is bound to another one
         Shared,     ///< two hosts have the same partner
         Stuck,      ///< `who` has not reacted to a notification
         Left        ///< `who` is gone from the bus
@@ -87,8 +87,8 @@ struct ReplySeen {
     std::string errorText;
 };
 
-/** A call of "Send", and what became of it. */
-struct Exchange {
+/** A call of "Send" with its reply. */
+struct RequestSeen {
     unsigned number = 0; ///< counts from 1
     Microseconds time = 0;
     Peer from;

@@ -500,16 +500,16 @@ void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
     }
     const std::string* const served = ConnectedHostOf(partnerName);
     const auto knownHost = m_hosts.find(hostName);
-    const bool isStranger =
+    const bool isUnbound =
         isRequest ? knownHost == m_hosts.end() && served != nullptr
                   : knownHost != m_hosts.end() && !knownHost->second.peer.empty() &&
                         knownHost->second.peer != partnerName && m_partners.count(partnerName) == 0;
-    if (isStranger) {
-        const std::string& stranger = isRequest ? hostName : partnerName;
-        if (m_sides.count(stranger) == 0) { // reported once
-            SetSide(time, stranger, Side::Unknown);
-            Report(HandshakeEvent::Kind::Stranger, time, stranger, "",
-                   stranger + " talks to the " + (isRequest ? "partner " : "host ") +
+    if (isUnbound) {
+        const std::string& unbound = isRequest ? hostName : partnerName;
+        if (m_sides.count(unbound) == 0) { // reported once
+            SetSide(time, unbound, Side::Unknown);
+            Report(HandshakeEvent::Kind::Unbound, time, unbound, "",
+                   unbound + " talks to the " + (isRequest ? "partner " : "host ") +
                        (isRequest ? partnerName : hostName) + ", which is connected with another");
         }
         return;

@@ -54,12 +54,12 @@ void AddContent(Json& object, const Content& content) {
     }
 }
 
-Json RequestEvent(const char* name, const Exchange& exchange) {
-    Json object = Event(name, exchange.time);
-    object["number"] = exchange.number;
-    AddPeers(object, exchange.from, exchange.to);
-    AddContent(object, exchange.content);
-    object["items"] = ItemsOf(exchange.content.items);
+Json RequestEvent(const char* name, const RequestSeen& request) {
+    Json object = Event(name, request.time);
+    object["number"] = request.number;
+    AddPeers(object, request.from, request.to);
+    AddContent(object, request.content);
+    object["items"] = ItemsOf(request.content.items);
     return object;
 }
 
@@ -94,8 +94,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "held";
     case HandshakeEvent::Kind::Refused:
         return "refused";
-    case HandshakeEvent::Kind::Stranger:
-        return "stranger";
+    case HandshakeEvent::Kind::Unbound:
+        return "unbound";
     case HandshakeEvent::Kind::Shared:
         return "shared";
     case HandshakeEvent::Kind::Stuck:
@@ -159,24 +159,24 @@ void JsonReporter::Handshake(const HandshakeEvent& event) {
     m_output.Line(Write(object));
 }
 
-void JsonReporter::Late(const Exchange& exchange, Microseconds waited) {
-    Json object = RequestEvent("late", exchange);
+void JsonReporter::Late(const RequestSeen& request, Microseconds waited) {
+    Json object = RequestEvent("late", request);
     object["waited_ms"] = Milliseconds(waited);
     m_output.Line(Write(object));
 }
 
-void JsonReporter::Done(const Exchange& exchange) {
-    Json object = RequestEvent("request", exchange);
-    if (!exchange.reply) {
+void JsonReporter::Done(const RequestSeen& request) {
+    Json object = RequestEvent("request", request);
+    if (!request.reply) {
         object["result"] = "unanswered";
     } else {
-        object["result"] = exchange.Failed() ? "failed" : "answered";
-        object["latency_ms"] = Milliseconds(exchange.Latency());
-        if (exchange.Failed()) {
-            object["error"] = {{"name", exchange.reply->errorName},
-                               {"text", exchange.reply->errorText}};
+        object["result"] = request.Failed() ? "failed" : "answered";
+        object["latency_ms"] = Milliseconds(request.Latency());
+        if (request.Failed()) {
+            object["error"] = {{"name", request.reply->errorName},
+                               {"text", request.reply->errorText}};
         } else {
-            object["reply"] = ReplyOf(*exchange.reply);
+            object["reply"] = ReplyOf(*request.reply);
         }
     }
     m_output.Line(Write(object));

@@ -16,9 +16,9 @@ public:
 
     void Begin(const std::string& source) override;
     void Handshake(const HandshakeEvent& event) override;
-    void Called(const Exchange& /*exchange*/) override {}
-    void Late(const Exchange& exchange, Microseconds waited) override;
-    void Done(const Exchange& exchange) override;
+    void Called(const RequestSeen& /*request*/) override {}
+    void Late(const RequestSeen& request, Microseconds waited) override;
+    void Done(const RequestSeen& request) override;
     void Notified(const NotificationSeen& notification) override;
     void Malformed(Microseconds time, const std::string& text) override;
     void Cut(Microseconds time, const std::string& text) override;

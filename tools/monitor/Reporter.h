@@ -21,10 +21,10 @@ public:
     virtual void Begin(const std::string& source) = 0;
     virtual void Handshake(const HandshakeEvent& event) = 0;
 
-    virtual void Called(const Exchange& exchange) = 0;
-    virtual void Late(const Exchange& exchange, Microseconds waited) = 0;
+    virtual void Called(const RequestSeen& request) = 0;
+    virtual void Late(const RequestSeen& request, Microseconds waited) = 0;
     /** Its reply has come, or will not come any more. */
-    virtual void Done(const Exchange& exchange) = 0;
+    virtual void Done(const RequestSeen& request) = 0;
 
     virtual void Notified(const NotificationSeen& notification) = 0;
 

@@ -49,7 +49,7 @@ void Summary::Add(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::HalfOpen:
     case HandshakeEvent::Kind::Held:
     case HandshakeEvent::Kind::Refused:
-    case HandshakeEvent::Kind::Stranger:
+    case HandshakeEvent::Kind::Unbound:
     case HandshakeEvent::Kind::Shared:
     case HandshakeEvent::Kind::Stuck:
         ++m_handshakeProblems;
@@ -63,20 +63,20 @@ void Summary::Add(const HandshakeEvent& event) {
     }
 }
 
-void Summary::Add(const Exchange& exchange) {
-    Requests& requests = m_requests[Decoder::Title(exchange.content)];
-    if (!exchange.reply) {
+void Summary::Add(const RequestSeen& request) {
+    Requests& requests = m_requests[Decoder::Title(request.content)];
+    if (!request.reply) {
         ++requests.unanswered;
-    } else if (exchange.Failed()) {
+    } else if (request.Failed()) {
         ++requests.failed;
     } else {
         ++requests.answered;
-        requests.latencies.Add(exchange.Latency());
+        requests.latencies.Add(request.Latency());
     }
-    const bool badReply = exchange.reply && !exchange.reply->problem.empty();
-    const bool cutReply = exchange.reply && !exchange.reply->cut.empty();
-    m_cut += (exchange.content.cut.empty() ? 0U : 1U) + (cutReply ? 1U : 0U);
-    m_malformed += (exchange.content.problem.empty() ? 0U : 1U) + (badReply ? 1U : 0U);
+    const bool badReply = request.reply && !request.reply->problem.empty();
+    const bool cutReply = request.reply && !request.reply->cut.empty();
+    m_cut += (request.content.cut.empty() ? 0U : 1U) + (cutReply ? 1U : 0U);
+    m_malformed += (request.content.problem.empty() ? 0U : 1U) + (badReply ? 1U : 0U);
 }
 
 void Summary::Add(const NotificationSeen& notification) {

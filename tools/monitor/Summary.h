@@ -39,7 +39,7 @@ public:
     void PassTime(Microseconds time);
     void Saw(Microseconds time);
     void Add(const HandshakeEvent& event);
-    void Add(const Exchange& exchange);
+    void Add(const RequestSeen& request);
     void Add(const NotificationSeen& notification);
     void AddMalformed() { ++m_malformed; }
     void AddCut() { ++m_cut; }

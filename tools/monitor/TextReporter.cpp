@@ -26,8 +26,8 @@ std::string Bytes(std::size_t size) {
     return std::to_string(size) + (size == 1 ? " byte" : " bytes");
 }
 
-std::string Number(const Exchange& exchange) {
-    return "#" + std::to_string(exchange.number) + " ";
+std::string Number(const RequestSeen& request) {
+    return "#" + std::to_string(request.number) + " ";
 }
 
 // What follows the title of a request that is well formed.
@@ -72,7 +72,7 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Missing:
     case HandshakeEvent::Kind::HalfOpen:
     case HandshakeEvent::Kind::Held:
-    case HandshakeEvent::Kind::Stranger:
+    case HandshakeEvent::Kind::Unbound:
     case HandshakeEvent::Kind::Shared:
     case HandshakeEvent::Kind::Stuck:
         Problem(event.time, event.text);
@@ -85,22 +85,22 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
 
 // Requests
 
-void TextReporter::Called(const Exchange& exchange) {
-    const Content& content = exchange.content;
-    const std::string start = Describe(exchange.from) + " -> " + Describe(exchange.to) + "  " +
-                              Number(exchange) + Decoder::Title(content);
+void TextReporter::Called(const RequestSeen& request) {
+    const Content& content = request.content;
+    const std::string start = Describe(request.from) + " -> " + Describe(request.to) + "  " +
+                              Number(request) + Decoder::Title(content);
     if (!content.problem.empty()) {
-        Problem(exchange.time, start + " is malformed: " + content.problem);
+        Problem(request.time, start + " is malformed: " + content.problem);
     } else if (!content.cut.empty()) {
-        Line(exchange.time, start + ": " + content.cut, ToneOf(exchange.from.side));
+        Line(request.time, start + ": " + content.cut, ToneOf(request.from.side));
     } else if (!content.hasId) {
-        Line(exchange.time, start + ": an empty Send, as \"applistctl check host\" calls it",
-             ToneOf(exchange.from.side));
+        Line(request.time, start + ": an empty Send, as \"applistctl check host\" calls it",
+             ToneOf(request.from.side));
     } else if (content.name.empty()) {
-        Line(exchange.time, start + " with a payload of " + Bytes(content.size - 4),
-             ToneOf(exchange.from.side));
+        Line(request.time, start + " with a payload of " + Bytes(content.size - 4),
+             ToneOf(request.from.side));
     } else {
-        Line(exchange.time, start + Items(content), ToneOf(exchange.from.side));
+        Line(request.time, start + Items(content), ToneOf(request.from.side));
     }
     if (content.id == APPLIST_ADD_ITEMS_FNC) {
         ShowItems(content.items);
@@ -118,25 +118,25 @@ void TextReporter::ShowItems(const std::vector<ListedItem>& items) {
                   " more (--all shows them)");
 }
 
-void TextReporter::Late(const Exchange& exchange, Microseconds waited) {
-    Problem(exchange.time + waited, Number(exchange) + Decoder::Title(exchange.content) +
-                                        " has no reply after " + TimeText::Span(waited));
+void TextReporter::Late(const RequestSeen& request, Microseconds waited) {
+    Problem(request.time + waited, Number(request) + Decoder::Title(request.content) +
+                                       " has no reply after " + TimeText::Span(waited));
 }
 
-void TextReporter::Done(const Exchange& exchange) {
-    if (!exchange.reply) {
-        m_output.Problem(Number(exchange) + Decoder::Title(exchange.content) +
+void TextReporter::Done(const RequestSeen& request) {
+    if (!request.reply) {
+        m_output.Problem(Number(request) + Decoder::Title(request.content) +
                          " got no reply until the end");
     } else {
-        Answered(exchange);
+        Answered(request);
     }
 }
 
-void TextReporter::Answered(const Exchange& exchange) {
-    const ReplySeen& reply = *exchange.reply;
-    const std::string start = Describe(exchange.to) + "  " + Number(exchange);
-    const std::string end = " after " + TimeText::Span(exchange.Latency());
-    if (exchange.Failed()) {
+void TextReporter::Answered(const RequestSeen& request) {
+    const ReplySeen& reply = *request.reply;
+    const std::string start = Describe(request.to) + "  " + Number(request);
+    const std::string end = " after " + TimeText::Span(request.Latency());
+    if (request.Failed()) {
         Problem(reply.time,
                 start + "failed" + end + ": " + reply.errorName + ": " + reply.errorText);
     } else if (!reply.problem.empty()) {
@@ -145,11 +145,11 @@ void TextReporter::Answered(const Exchange& exchange) {
         std::string with = !reply.cut.empty() ? ", " + reply.cut
                            : reply.size > 0   ? " with " + Bytes(reply.size)
                                               : "";
-        if (exchange.content.id == APPLIST_GET_SELECTION_FNC && reply.cut.empty()) {
+        if (request.content.id == APPLIST_GET_SELECTION_FNC && reply.cut.empty()) {
             with = reply.items.empty() ? " with nothing"
                                        : " with " + ItemListing::Describe(reply.items[0]);
         }
-        Line(reply.time, start + "answered" + with + end, ToneOf(exchange.to.side));
+        Line(reply.time, start + "answered" + with + end, ToneOf(request.to.side));
     }
 }
 

@@ -17,9 +17,9 @@ public:
 
     void Begin(const std::string& source) override;
     void Handshake(const HandshakeEvent& event) override;
-    void Called(const Exchange& exchange) override;
-    void Late(const Exchange& exchange, Microseconds waited) override;
-    void Done(const Exchange& exchange) override;
+    void Called(const RequestSeen& request) override;
+    void Late(const RequestSeen& request, Microseconds waited) override;
+    void Done(const RequestSeen& request) override;
     void Notified(const NotificationSeen& notification) override;
     void Malformed(Microseconds time, const std::string& text) override;
     void Cut(Microseconds time, const std::string& text) override;
@@ -29,7 +29,7 @@ private:
     void Line(Microseconds time, const std::string& text, Output::Tone tone);
     void Problem(Microseconds time, const std::string& text);
     void ShowItems(const std::vector<ListedItem>& items);
-    void Answered(const Exchange& exchange);
+    void Answered(const RequestSeen& request);
     void ShowHandshakes(const Summary& summary);
     void ShowRequests(const Summary& summary);
     void ShowNotifications(const Summary& summary);
