@@ -76,168 +76,140 @@ void WaitForTheNextTick() {
 
 // The level
 
-TEST(LogLevel, IsEveryLineByDefault) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
-    });
+LOG_TEST(LogLevel, IsEveryLineByDefault) {
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
 }
 
-TEST(LogLevel, OfAnEmptyVariableIsEveryLine) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "", 1);
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
-    });
+LOG_TEST(LogLevel, OfAnEmptyVariableIsEveryLine) {
+    setenv("APPLIST_LOG_LEVEL", "", 1);
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
 }
 
-TEST(LogLevel, OfErrorIsErrors) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "error", 1);
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(ERROR));
-    });
+LOG_TEST(LogLevel, OfErrorIsErrors) {
+    setenv("APPLIST_LOG_LEVEL", "error", 1);
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(ERROR));
 }
 
-TEST(LogLevel, OfInfoIsErrorsAndInformation) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "info", 1);
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(INFO, ERROR));
-    });
+LOG_TEST(LogLevel, OfInfoIsErrorsAndInformation) {
+    setenv("APPLIST_LOG_LEVEL", "info", 1);
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(INFO, ERROR));
 }
 
-TEST(LogLevel, OfDebugOutranksTheMaskOfTheHost) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "debug", 1);
-        setlogmask(LOG_UPTO(LOG_ERR));
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
-    });
+LOG_TEST(LogLevel, OfDebugOutranksTheMaskOfTheHost) {
+    setenv("APPLIST_LOG_LEVEL", "debug", 1);
+    setlogmask(LOG_UPTO(LOG_ERR));
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(DEBUG, INFO, ERROR));
 }
 
-TEST(LogLevel, IsReadOnce) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "error", 1);
-        log.OpenJournal();
-        LogOneOfEach();
-        setenv("APPLIST_LOG_LEVEL", "debug", 1);
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(ERROR, ERROR));
-    });
+LOG_TEST(LogLevel, IsReadOnce) {
+    setenv("APPLIST_LOG_LEVEL", "error", 1);
+    log.OpenJournal();
+    LogOneOfEach();
+    setenv("APPLIST_LOG_LEVEL", "debug", 1);
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(ERROR, ERROR));
 }
 
 int Count(int& calls) {
     return ++calls;
 }
 
-TEST(LogLevel, LeavesArgumentsOfALineBelowItAlone) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "info", 1);
-        log.OpenJournal();
-        int calls = 0;
-        APPLIST_LOG_DEBUG("number %d", Count(calls));
-        EXPECT_EQ(calls, 0);
-        APPLIST_LOG_INFO("number %d", Count(calls));
-        EXPECT_EQ(calls, 1);
-    });
+LOG_TEST(LogLevel, LeavesArgumentsOfALineBelowItAlone) {
+    setenv("APPLIST_LOG_LEVEL", "info", 1);
+    log.OpenJournal();
+    int calls = 0;
+    APPLIST_LOG_DEBUG("number %d", Count(calls));
+    EXPECT_EQ(calls, 0);
+    APPLIST_LOG_INFO("number %d", Count(calls));
+    EXPECT_EQ(calls, 1);
 }
 
 // The mask of the host
 
-TEST(HostsLogMask, AppliesToTheFirstLine) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setlogmask(LOG_UPTO(LOG_ERR));
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(ERROR));
-    });
+LOG_TEST(HostsLogMask, AppliesToTheFirstLine) {
+    setlogmask(LOG_UPTO(LOG_ERR));
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(ERROR));
 }
 
-TEST(HostsLogMask, MayNameSinglePriorities) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setlogmask(LOG_MASK(LOG_INFO));
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(INFO));
-    });
+LOG_TEST(HostsLogMask, MayNameSinglePriorities) {
+    setlogmask(LOG_MASK(LOG_INFO));
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(INFO));
 }
 
-TEST(HostsLogMask, MayChangeFromOneTickToTheNext) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), SizeIs(3));
-        setlogmask(LOG_UPTO(LOG_INFO));
-        WaitForTheNextTick();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(INFO, ERROR));
-        setlogmask(LOG_UPTO(LOG_DEBUG));
-        WaitForTheNextTick();
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), SizeIs(3));
-    });
+LOG_TEST(HostsLogMask, MayChangeFromOneTickToTheNext) {
+    log.OpenJournal();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), SizeIs(3));
+    setlogmask(LOG_UPTO(LOG_INFO));
+    WaitForTheNextTick();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(INFO, ERROR));
+    setlogmask(LOG_UPTO(LOG_DEBUG));
+    WaitForTheNextTick();
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), SizeIs(3));
 }
 
-TEST(HostsLogMask, StaysAsTheHostHasSetIt) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        setlogmask(LOG_UPTO(LOG_NOTICE));
-        LogOneOfEach();
-        EXPECT_EQ(setlogmask(0), LOG_UPTO(LOG_NOTICE));
-    });
+LOG_TEST(HostsLogMask, StaysAsTheHostHasSetIt) {
+    log.OpenJournal();
+    setlogmask(LOG_UPTO(LOG_NOTICE));
+    LogOneOfEach();
+    EXPECT_EQ(setlogmask(0), LOG_UPTO(LOG_NOTICE));
 }
 
 // Unknown values
 
-TEST(UnknownLogLevel, IsReportedOnceAndIsEveryLine) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG_LEVEL", "verbose%s", 1);
-        log.OpenJournal();
-        const CapturedStandardError standardError;
-        LogOneOfEach();
-        LogOneOfEach();
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(7));
-        EXPECT_THAT(JournalField(entries[0], "MESSAGE"),
-                    HasSubstr("] Environment variable APPLIST_LOG_LEVEL has the unknown value "
-                              "'verbose%s'\n"));
-        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), ERROR);
-        const auto lines = standardError.Lines();
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0], HasSubstr("APPLIST_LOG_LEVEL has the unknown value"));
-    });
+LOG_TEST(UnknownLogLevel, IsReportedOnceAndIsEveryLine) {
+    setenv("APPLIST_LOG_LEVEL", "verbose%s", 1);
+    log.OpenJournal();
+    const CapturedStandardError standardError;
+    LogOneOfEach();
+    LogOneOfEach();
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(7));
+    EXPECT_THAT(JournalField(entries[0], "MESSAGE"),
+                HasSubstr("] Environment variable APPLIST_LOG_LEVEL has the unknown value "
+                          "'verbose%s'\n"));
+    EXPECT_EQ(JournalField(entries[0], "PRIORITY"), ERROR);
+    const auto lines = standardError.Lines();
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0], HasSubstr("APPLIST_LOG_LEVEL has the unknown value"));
 }
 
-TEST(UnknownLog, IsReportedOnceAlsoOnStandardError) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        setenv("APPLIST_LOG", "STDERR", 1);
-        log.OpenJournal();
-        const CapturedStandardError standardError;
-        LogOneOfEach();
-        EXPECT_THAT(Severities(log), ElementsAre(ERROR, DEBUG, INFO, ERROR));
-        const auto lines = standardError.Lines();
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0],
-                    HasSubstr("] Environment variable APPLIST_LOG has the unknown value 'STDERR'"));
-    });
+LOG_TEST(UnknownLog, IsReportedOnceAlsoOnStandardError) {
+    setenv("APPLIST_LOG", "STDERR", 1);
+    log.OpenJournal();
+    const CapturedStandardError standardError;
+    LogOneOfEach();
+    EXPECT_THAT(Severities(log), ElementsAre(ERROR, DEBUG, INFO, ERROR));
+    const auto lines = standardError.Lines();
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0],
+                HasSubstr("] Environment variable APPLIST_LOG has the unknown value 'STDERR'"));
 }
 
-TEST(UnknownLog, IsReportedOnceByTwoThreadsThatReadItAtOnce) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
-        setenv("APPLIST_LOG", "STDERR", 1);
-        const CapturedStandardError standardError;
-        g_awaitedReaders = 2;
-        std::thread other([] { LogSettings::Includes(LOG_PRIORITY_DEBUG); });
-        LogSettings::Includes(LOG_PRIORITY_DEBUG);
-        other.join();
-        EXPECT_THAT(standardError.Lines(), SizeIs(1));
-    });
+LOG_TEST(UnknownLog, IsReportedOnceByTwoThreadsThatReadItAtOnce) {
+    setenv("APPLIST_LOG", "STDERR", 1);
+    const CapturedStandardError standardError;
+    g_awaitedReaders = 2;
+    std::thread other([] { LogSettings::Includes(LOG_PRIORITY_DEBUG); });
+    LogSettings::Includes(LOG_PRIORITY_DEBUG);
+    other.join();
+    EXPECT_THAT(standardError.Lines(), SizeIs(1));
 }
 
 } // namespace

@@ -38,100 +38,86 @@ std::string IdOf(const std::string& format) {
 
 // The journal
 
-TEST(Journal, ReceivesALineWithItsFields) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        log.OpenSyslog();
-        PlatformLogPrint(2, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "Hello you, 3 times\n");
-        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
-        EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "a-tag");
-        EXPECT_EQ(JournalField(entries[0], "LOG_BUFFER"), "2");
-        EXPECT_THAT(log.SyslogLines(), IsEmpty());
-    });
+LOG_TEST(Journal, ReceivesALineWithItsFields) {
+    log.OpenJournal();
+    log.OpenSyslog();
+    PlatformLogPrint(2, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "Hello you, 3 times\n");
+    EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+    EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "a-tag");
+    EXPECT_EQ(JournalField(entries[0], "LOG_BUFFER"), "2");
+    EXPECT_THAT(log.SyslogLines(), IsEmpty());
 }
 
-TEST(Journal, ReceivesTheSeverityOfThePriority) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        for (const int priority : {DEBUG, INFO, ERROR}) {
-            PlatformLogPrint(BUFFER, priority, TAG, "line\n");
-        }
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(3));
-        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
-        EXPECT_EQ(JournalField(entries[1], "PRIORITY"), "6");
-        EXPECT_EQ(JournalField(entries[2], "PRIORITY"), "3");
-    });
+LOG_TEST(Journal, ReceivesTheSeverityOfThePriority) {
+    log.OpenJournal();
+    for (const int priority : {DEBUG, INFO, ERROR}) {
+        PlatformLogPrint(BUFFER, priority, TAG, "line\n");
+    }
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(3));
+    EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+    EXPECT_EQ(JournalField(entries[1], "PRIORITY"), "6");
+    EXPECT_EQ(JournalField(entries[2], "PRIORITY"), "3");
 }
 
-TEST(Journal, ReceivesALongLineCutWithAMarkAtItsEnd) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        const std::string name(3 * 1024 * 1024, 'n');
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        const std::string message = JournalField(entries[0], "MESSAGE");
-        EXPECT_EQ(message.substr(0, 10), "before nnn");
-        EXPECT_EQ(message.size(), 4095u);
-        EXPECT_EQ(message.substr(4095 - 7), "nnn...\n");
-        EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
-    });
+LOG_TEST(Journal, ReceivesALongLineCutWithAMarkAtItsEnd) {
+    log.OpenJournal();
+    const std::string name(3 * 1024 * 1024, 'n');
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    const std::string message = JournalField(entries[0], "MESSAGE");
+    EXPECT_EQ(message.substr(0, 10), "before nnn");
+    EXPECT_EQ(message.size(), 4095u);
+    EXPECT_EQ(message.substr(4095 - 7), "nnn...\n");
+    EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
 }
 
-TEST(Journal, ReceivesTheLongestLineWhole) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        const std::string line = std::string(4094, 'n') + "\n";
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "%s", line.c_str());
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), line);
-    });
+LOG_TEST(Journal, ReceivesTheLongestLineWhole) {
+    log.OpenJournal();
+    const std::string line = std::string(4094, 'n') + "\n";
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "%s", line.c_str());
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), line);
 }
 
-TEST(Journal, ReceivesALongLineCutBetweenTwoCharacters) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        std::string name;
-        while (name.size() < 5000) {
-            name += "\xf0\x9f\x98\x80";
-        }
-        for (const char* start : {"", "1", "12", "123"}) {
-            PlatformLogPrint(BUFFER, DEBUG, TAG, "%s%s\n", start, name.c_str());
-        }
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(4));
-        for (const auto& entry : entries) {
-            const std::string message = JournalField(entry, "MESSAGE");
-            EXPECT_GE(message.size(), 4092u);
-            EXPECT_EQ(message.substr(message.size() - 8), "\xf0\x9f\x98\x80...\n");
-        }
-    });
+LOG_TEST(Journal, ReceivesALongLineCutBetweenTwoCharacters) {
+    log.OpenJournal();
+    std::string name;
+    while (name.size() < 5000) {
+        name += "\xf0\x9f\x98\x80";
+    }
+    for (const char* start : {"", "1", "12", "123"}) {
+        PlatformLogPrint(BUFFER, DEBUG, TAG, "%s%s\n", start, name.c_str());
+    }
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(4));
+    for (const auto& entry : entries) {
+        const std::string message = JournalField(entry, "MESSAGE");
+        EXPECT_GE(message.size(), 4092u);
+        EXPECT_EQ(message.substr(message.size() - 8), "\xf0\x9f\x98\x80...\n");
+    }
 }
 
-TEST(Journal, ReceivesThePercentSignsOfANameUnchanged) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "100%s%n%d%");
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name 100%s%n%d%\n");
-    });
+LOG_TEST(Journal, ReceivesThePercentSignsOfANameUnchanged) {
+    log.OpenJournal();
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "100%s%n%d%");
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name 100%s%n%d%\n");
 }
 
-TEST(Journal, ReceivesBytesThatAreNotUtf8) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "a\xff\n=b");
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name a\xff\n=b\n");
-        EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "applist");
-    });
+LOG_TEST(Journal, ReceivesBytesThatAreNotUtf8) {
+    log.OpenJournal();
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "a\xff\n=b");
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name a\xff\n=b\n");
+    EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "applist");
 }
 
 TEST(Journal, CostsNoAllocationForAnOrdinaryLine) {
@@ -152,119 +138,102 @@ TEST(Journal, CostsNoAllocationForAnOrdinaryLine) {
 
 // The origin of a line, which only the journal keeps
 
-TEST(Journal, ReceivesTheOriginOfALine) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        const std::string line = std::to_string(__LINE__ + 1);
-        APPLIST_LOG_DEBUG("Sending sync message with %d bytes", 41);
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "CODE_FILE"), "PlatformLogTest.cpp");
-        EXPECT_EQ(JournalField(entries[0], "CODE_LINE"), line);
-        EXPECT_EQ(JournalField(entries[0], "CODE_FUNC"), __func__);
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"),
-                  "PlatformLogTest.cpp: operator()(" + line + ") > [operator():" + line +
-                      "] Sending sync message with 41 bytes\n");
-    });
+LOG_TEST(Journal, ReceivesTheOriginOfALine) {
+    log.OpenJournal();
+    const std::string line = std::to_string(__LINE__ + 1);
+    APPLIST_LOG_DEBUG("Sending sync message with %d bytes", 41);
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_EQ(JournalField(entries[0], "CODE_FILE"), "PlatformLogTest.cpp");
+    EXPECT_EQ(JournalField(entries[0], "CODE_LINE"), line);
+    EXPECT_EQ(JournalField(entries[0], "CODE_FUNC"), __func__);
+    const std::string function = __func__;
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "PlatformLogTest.cpp: " + function + "(" + line +
+                                                       ") > [" + function + ":" + line +
+                                                       "] Sending sync message with 41 bytes\n");
 }
 
-TEST(Journal, ReceivesNoOriginOfALineWithoutPrefix) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        PlatformLogPrint(BUFFER, ERROR, TAG, "Connection not set.%s", "\n");
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_THAT(entries[0], Not(HasSubstr("CODE_")));
-        EXPECT_THAT(entries[0], Not(HasSubstr("MESSAGE_ID")));
-    });
+LOG_TEST(Journal, ReceivesNoOriginOfALineWithoutPrefix) {
+    log.OpenJournal();
+    PlatformLogPrint(BUFFER, ERROR, TAG, "Connection not set.%s", "\n");
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_THAT(entries[0], Not(HasSubstr("CODE_")));
+    EXPECT_THAT(entries[0], Not(HasSubstr("MESSAGE_ID")));
 }
 
-TEST(Journal, ReceivesTheIdOfEachError) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        APPLIST_LOG_ERROR("Connection not set.");
-        APPLIST_LOG_ERROR("Exception in %s", "cb_SignalCall");
-        APPLIST_LOG_ERROR("Exception in %s: %s", "cb_SignalCall", "what");
-        const auto entries = log.JournalEntries();
-        ASSERT_THAT(entries, SizeIs(3));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE_ID"), IdOf("Connection not set."));
-        EXPECT_EQ(JournalField(entries[1], "MESSAGE_ID"), IdOf("Exception in %s"));
-        EXPECT_EQ(JournalField(entries[2], "MESSAGE_ID"), IdOf("Exception in %s: %s"));
-    });
+LOG_TEST(Journal, ReceivesTheIdOfEachError) {
+    log.OpenJournal();
+    APPLIST_LOG_ERROR("Connection not set.");
+    APPLIST_LOG_ERROR("Exception in %s", "cb_SignalCall");
+    APPLIST_LOG_ERROR("Exception in %s: %s", "cb_SignalCall", "what");
+    const auto entries = log.JournalEntries();
+    ASSERT_THAT(entries, SizeIs(3));
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE_ID"), IdOf("Connection not set."));
+    EXPECT_EQ(JournalField(entries[1], "MESSAGE_ID"), IdOf("Exception in %s"));
+    EXPECT_EQ(JournalField(entries[2], "MESSAGE_ID"), IdOf("Exception in %s: %s"));
 }
 
-TEST(Journal, ReceivesNoIdOfAnotherLine) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenJournal();
-        APPLIST_LOG_DEBUG("Connection not set.");
-        APPLIST_LOG_INFO("Connection not set.");
-        APPLIST_LOG_ERROR("Connection not set. Or is it?");
-        const auto entries = log.JournalEntries();
-        EXPECT_THAT(entries, SizeIs(3));
-        EXPECT_THAT(entries, Each(Not(HasSubstr("MESSAGE_ID"))));
-    });
+LOG_TEST(Journal, ReceivesNoIdOfAnotherLine) {
+    log.OpenJournal();
+    APPLIST_LOG_DEBUG("Connection not set.");
+    APPLIST_LOG_INFO("Connection not set.");
+    APPLIST_LOG_ERROR("Connection not set. Or is it?");
+    const auto entries = log.JournalEntries();
+    EXPECT_THAT(entries, SizeIs(3));
+    EXPECT_THAT(entries, Each(Not(HasSubstr("MESSAGE_ID"))));
 }
 
 // Syslog
 
-TEST(Syslog, ReceivesTagAndTextWithoutAJournal) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
-        const auto lines = log.SyslogLines();
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0], HasSubstr(": a-tag: Hello you, 3 times"));
-    });
+LOG_TEST(Syslog, ReceivesTagAndTextWithoutAJournal) {
+    log.OpenSyslog();
+    PlatformLogPrint(BUFFER, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
+    const auto lines = log.SyslogLines();
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0], HasSubstr(": a-tag: Hello you, 3 times"));
 }
 
-TEST(Syslog, ReceivesTheSeverityOfThePriority) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        for (const int priority : {DEBUG, INFO, ERROR}) {
-            PlatformLogPrint(BUFFER, priority, TAG, "line\n");
-        }
-        const auto lines = log.SyslogLines();
-        ASSERT_THAT(lines, SizeIs(3));
-        // The facility is the C library's default, user (1), times eight, plus the severity.
-        EXPECT_EQ(lines[0].substr(0, 4), "<15>");
-        EXPECT_EQ(lines[1].substr(0, 4), "<14>");
-        EXPECT_EQ(lines[2].substr(0, 4), "<11>");
-    });
+LOG_TEST(Syslog, ReceivesTheSeverityOfThePriority) {
+    log.OpenSyslog();
+    for (const int priority : {DEBUG, INFO, ERROR}) {
+        PlatformLogPrint(BUFFER, priority, TAG, "line\n");
+    }
+    const auto lines = log.SyslogLines();
+    ASSERT_THAT(lines, SizeIs(3));
+    // The facility is the C library's default, user (1), times eight, plus the severity.
+    EXPECT_EQ(lines[0].substr(0, 4), "<15>");
+    EXPECT_EQ(lines[1].substr(0, 4), "<14>");
+    EXPECT_EQ(lines[2].substr(0, 4), "<11>");
 }
 
 // Without a call of openlog, the C library writes the name of the program.
-TEST(Syslog, LeavesTheIdentOfTheHostUnchanged) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "line\n");
-        const auto lines = log.SyslogLines();
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0],
-                    HasSubstr(std::string(" ") + program_invocation_short_name + ": applist: "));
-    });
+LOG_TEST(Syslog, LeavesTheIdentOfTheHostUnchanged) {
+    log.OpenSyslog();
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "line\n");
+    const auto lines = log.SyslogLines();
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0],
+                HasSubstr(std::string(" ") + program_invocation_short_name + ": applist: "));
 }
 
-TEST(Syslog, ReceivesALongLineCutWithAMarkAtItsEnd) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        const std::string name(3 * 1024 * 1024, 'n');
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
-        const auto lines = log.SyslogLines();
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0], HasSubstr(": applist: before nnn"));
-        EXPECT_THAT(lines[0], HasSubstr("nnn..."));
-        EXPECT_LT(lines[0].size(), 5000u);
-    });
+LOG_TEST(Syslog, ReceivesALongLineCutWithAMarkAtItsEnd) {
+    log.OpenSyslog();
+    const std::string name(3 * 1024 * 1024, 'n');
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
+    const auto lines = log.SyslogLines();
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0], HasSubstr(": applist: before nnn"));
+    EXPECT_THAT(lines[0], HasSubstr("nnn..."));
+    EXPECT_LT(lines[0].size(), 5000u);
 }
 
-TEST(Syslog, ReceivesThePercentSignsOfANameUnchanged) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, "t%s", "name %s\n", "100%s%n%d");
-        const auto lines = log.SyslogLines();
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0], HasSubstr(": t%s: name 100%s%n%d"));
-    });
+LOG_TEST(Syslog, ReceivesThePercentSignsOfANameUnchanged) {
+    log.OpenSyslog();
+    PlatformLogPrint(BUFFER, DEBUG, "t%s", "name %s\n", "100%s%n%d");
+    const auto lines = log.SyslogLines();
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0], HasSubstr(": t%s: name 100%s%n%d"));
 }
 
 // The allocations of the C library's syslog(3) are not counted: the library adds none.
@@ -287,12 +256,10 @@ TEST(Syslog, CostsTheLibraryNoAllocation) {
 
 // Neither
 
-TEST(MissingLog, LosesOnlyTheLine) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog&) {
-        for (int i = 0; i < 100; ++i) {
-            PlatformLogPrint(BUFFER, ERROR, TAG, "line %d\n", i);
-        }
-    });
+LOG_TEST(MissingLog, LosesOnlyTheLine) {
+    for (int i = 0; i < 100; ++i) {
+        PlatformLogPrint(BUFFER, ERROR, TAG, "line %d\n", i);
+    }
 }
 
 // Repeats a line until @p read returns lines.
@@ -308,54 +275,44 @@ auto WrittenUntilReceived(Read read) {
     return received;
 }
 
-TEST(MissingLog, IsReplacedSoonAfterSyslogStarts) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
-        log.OpenSyslog();
-        const auto lines = WrittenUntilReceived([&] { return log.SyslogLines(); });
-        ASSERT_THAT(lines, SizeIs(1));
-        EXPECT_THAT(lines[0], HasSubstr(": applist: received"));
-    });
+LOG_TEST(MissingLog, IsReplacedSoonAfterSyslogStarts) {
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
+    log.OpenSyslog();
+    const auto lines = WrittenUntilReceived([&] { return log.SyslogLines(); });
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_THAT(lines[0], HasSubstr(": applist: received"));
 }
 
-TEST(MissingLog, IsReplacedSoonAfterTheJournalStarts) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
-        log.OpenJournal();
-        const auto entries = WrittenUntilReceived([&] { return log.JournalEntries(); });
-        ASSERT_THAT(entries, SizeIs(1));
-        EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "received\n");
-    });
+LOG_TEST(MissingLog, IsReplacedSoonAfterTheJournalStarts) {
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
+    log.OpenJournal();
+    const auto entries = WrittenUntilReceived([&] { return log.JournalEntries(); });
+    ASSERT_THAT(entries, SizeIs(1));
+    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "received\n");
 }
 
-TEST(MissingLog, IsRetriedAtOnceForAnError) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
-        log.OpenSyslog();
-        PlatformLogPrint(BUFFER, ERROR, TAG, "received\n");
-        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
-    });
+LOG_TEST(MissingLog, IsRetriedAtOnceForAnError) {
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
+    log.OpenSyslog();
+    PlatformLogPrint(BUFFER, ERROR, TAG, "received\n");
+    EXPECT_THAT(log.SyslogLines(), SizeIs(1));
 }
 
-TEST(MissingLog, IsRetriedAtOnceForInformation) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
-        log.OpenSyslog();
-        PlatformLogPrint(BUFFER, INFO, TAG, "received\n");
-        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
-    });
+LOG_TEST(MissingLog, IsRetriedAtOnceForInformation) {
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
+    log.OpenSyslog();
+    PlatformLogPrint(BUFFER, INFO, TAG, "received\n");
+    EXPECT_THAT(log.SyslogLines(), SizeIs(1));
 }
 
-TEST(MissingLog, IsDetectedAgainWhenSyslogStops) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "received\n");
-        EXPECT_THAT(log.SyslogLines(), SizeIs(1));
-        log.CloseSyslog();
-        PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
-        log.OpenSyslog();
-        EXPECT_THAT(WrittenUntilReceived([&] { return log.SyslogLines(); }), SizeIs(1));
-    });
+LOG_TEST(MissingLog, IsDetectedAgainWhenSyslogStops) {
+    log.OpenSyslog();
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "received\n");
+    EXPECT_THAT(log.SyslogLines(), SizeIs(1));
+    log.CloseSyslog();
+    PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
+    log.OpenSyslog();
+    EXPECT_THAT(WrittenUntilReceived([&] { return log.SyslogLines(); }), SizeIs(1));
 }
 
 // A thread that is cancelled
@@ -368,17 +325,15 @@ void* PrintCancelled(void* isFinished) {
     return nullptr;
 }
 
-TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
-    IN_A_CHILD_WITH_ITS_OWN_LOG([](PrivateSystemLog& log) {
-        log.OpenSyslog();
-        bool isFinished = false;
-        pthread_t thread = {};
-        ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
-        void* result = nullptr;
-        pthread_join(thread, &result);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
-        EXPECT_TRUE(isFinished);
-    });
+LOG_TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
+    log.OpenSyslog();
+    bool isFinished = false;
+    pthread_t thread = {};
+    ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_TRUE(isFinished);
 }
 
 } // namespace

@@ -50,4 +50,12 @@ std::string InAChildWithItsOwnLog(void (*body)(PrivateSystemLog& log));
         EXPECT_EQ(outcome, "");                                                                    \
     } while (false)
 
+/** A test that runs in such a child, with its log as "log". */
+#define LOG_TEST(Suite, Name)                                                                      \
+    void Suite##Name##InTheChild(PrivateSystemLog& log);                                           \
+    TEST(Suite, Name) {                                                                            \
+        IN_A_CHILD_WITH_ITS_OWN_LOG(Suite##Name##InTheChild);                                      \
+    }                                                                                              \
+    void Suite##Name##InTheChild([[maybe_unused]] PrivateSystemLog& log)
+
 } // namespace applist_test
