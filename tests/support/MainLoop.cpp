@@ -51,7 +51,7 @@ bool MainLoop::WaitWithoutIterating(const std::function<bool()>& happened,
 
 LoopThread::LoopThread(GMainContext* context)
     : m_loop(g_main_loop_new(context, FALSE)), m_thread([this, context] {
-          g_autoptr(GMainContextPusher) pusher =
+          [[maybe_unused]] g_autoptr(GMainContextPusher) pusher =
               context != nullptr ? g_main_context_pusher_new(context) : nullptr;
           g_main_loop_run(m_loop);
       }) {}
