@@ -134,13 +134,30 @@ TEST_F(DeviceCheck, ReportsThatAPartnerMayServeAnotherHostWithoutMatchRules) {
     EXPECT_THAT(output, HasSubstr(" are hosts or partners on the bus\n"));
 }
 
-TEST_F(DeviceCheck, NamesTheProcessOfThePartnerOnce) {
+TEST_F(DeviceCheck, NamesTheProcessOfThePartnerThatAnswers) {
     RunningPartner partner;
-    const std::string output = CheckOutput(0);
-    const std::string process = "(pid " + partner.Id() + ", user ";
-    EXPECT_THAT(output, HasSubstr("answer from :1."));
-    EXPECT_NE(output.find(process), std::string::npos);
-    EXPECT_EQ(output.find(process), output.rfind(process));
+    EXPECT_THAT(CheckOutput(0),
+                ContainsRegex("answer from :1.[0-9]+ \\(pid " + partner.Id() + ", user "));
+}
+
+std::size_t CountOf(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// The output has several lines about the partner and its host.
+TEST_F(DeviceCheck, NamesEachProcessOnce) {
+    RunningPartner partner;
+    const SampleHost host(partner);
+    const std::string text = CheckOutput(4, {"--limit=0.3"});
+    const std::size_t start = text.find(" (pid " + partner.Id() + ", user ");
+    ASSERT_NE(start, std::string::npos) << text;
+    const std::size_t name = text.rfind(' ', start - 1);
+    EXPECT_GT(CountOf(text, text.substr(name, start - name)), 1U) << text;
+    EXPECT_EQ(CountOf(text, "(pid " + partner.Id() + ","), 1U) << text;
 }
 
 TEST_F(PartnerTool, NamesTheProcessOfItsHostOnce) {
