@@ -221,11 +221,11 @@ TEST_F(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
     EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 
-TEST(MonitorHandshake, ReportsOtherProcessesToPrograms) {
-    CaptureWriter capture = ConnectedPair();
-    capture.Notify(CaptureWriter::Body(Framed("", 4)), "SendSignal", ":1.10");
+TEST_F(MonitorHandshake, ReportsOtherProcessesToPrograms) {
+    capture.Connect();
+    capture.Notify(Message("", 4), "SendSignal", ":1.10");
     bool isFound = false;
-    for (const json& object : ReadAsJson(capture)) {
+    for (const json& object : ReadAsJson()) {
         isFound = isFound || (object.value("what", "") == "unbound" && object.at("who") == ":1.10");
     }
     EXPECT_TRUE(isFound);
