@@ -96,7 +96,7 @@ TEST_F(CheckPartner, SeesEachDutyOfADrivenPartnerInLessThanAMinute) {
     const auto start = std::chrono::steady_clock::now();
     ToolProcess check(Words(DrivenPartnerWith("fault none")));
     EXPECT_EQ(ExitStatusOf(check), 0) << check.Output() << check.Errors();
-    EXPECT_THAT(check.Output(), HasSubstr(" passed, 0 weak, 0 broken, 0 not seen; 42 of "));
+    EXPECT_THAT(check.Output(), HasSubstr(" passed, 0 weak, 0 broken, 0 not seen; 45 of "));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::minutes(1));
 }
 
@@ -198,6 +198,18 @@ const Row ROWS[] = {
      {"repeats-while-unasked"},
      "no second _SERVICE_SYN within"},
     {{"AckGivenUp"}, "no-repeat-refused", {"repeats-refused"}, "no _SERVICE_ACK within"},
+    {{"AckEndedByTheTimer"},
+     "end-repeat",
+     {"repeats-refused"},
+     "after another process had owned its name for 2.5 s"},
+    {{"CreatedBeforeTheAck"},
+     "early-created",
+     {"notifies-after-ack"},
+     "while another process owned _SERVICE_ACK"},
+    {{"EndBeforeTheWatchMissed"},
+     "no-owner-check",
+     {"finds-ended-host"},
+     "still bound to the host that left the bus"},
     {{"OtherHostsForgotten"}, "forget-others", {"remembers-others"}, "no notification 4 within"},
     {{"FreeAckIgnored"}, "no-bind-on-ack", {"binds-on-ack"}, "no notification 4 within"},
     // A partner that does what the host does and no more. scripts/long-run repeats the test.

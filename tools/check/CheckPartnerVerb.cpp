@@ -292,11 +292,14 @@ Usage CheckPartnerVerb::Describe() {
         "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
         "with a cost), BROKEN or not seen, with the evidence, and with the numbers of the\n"
         "statements in the documents that the duty proves. Stop other hosts first.",
-        "Without --restart, the check asks you to start and restart the partner. Without --drive,\n"
-        "and unless --wait is 0, it asks you to select and click in the partner. Without your\n"
-        "action, such a duty is \"not seen\". The command of --drive has two more arguments: "
-        "select,\n"
-        "click, change or remove, and the id of the item.\n\n"
+        "The command of --restart ends the old partner, starts a new one, and returns, or it\n"
+        "stays in the foreground as the partner. The check stops such a command before the next\n"
+        "start. Without --restart, the check asks you to start and restart the partner.\n\n"
+        "The command of --drive has two more arguments, for which \"$@\" stands: select, click,\n"
+        "change or remove, and the id of the item. \"change\" changes the item, but not its id.\n"
+        "The command returns 0 after the action. Another exit status breaks the duty. Without\n"
+        "--drive, and unless --wait is 0, the check asks you to select, click and change an item\n"
+        "in the partner. Without your action, such a duty is \"not seen\".\n\n"
         "Exit status: 0 no duty is broken, 1 no partner found, 2 wrong usage, 3 no bus,\n"
         "4 a duty is broken, a duty of the baseline is not broken, or the time is over.",
         false,

@@ -1,6 +1,7 @@
 #include <check/Duties.h>
 
 #include <algorithm>
+#include <set>
 
 #include <shared/Protocol.h>
 
@@ -116,7 +117,19 @@ const std::vector<DutyText>& Texts() {
          HANDSHAKE,
          "repeats-refused",
          "repeats _SERVICE_ACK that the bus refused",
-         {41},
+         {41, 50},
+         PHASE_REPLACEMENT},
+        {Duty::NotifiesAfterItsAck,
+         HANDSHAKE,
+         "notifies-after-ack",
+         "sends notification 4 after _SERVICE_ACK, not before",
+         {51},
+         PHASE_REPLACEMENT},
+        {Duty::FindsAnEndedHost,
+         HANDSHAKE,
+         "finds-ended-host",
+         "drops a host that left the bus before its watch",
+         {52},
          PHASE_REPLACEMENT},
         {Duty::RemembersOthers,
          HANDSHAKE,
@@ -282,6 +295,20 @@ int Duties::Find(const std::string& key) {
 
 int Duties::IndexOf(const ChecklistRow& row) {
     return IndexIf([&](const RowText& one) { return !(one.row < row) && !(row < one.row); });
+}
+
+std::vector<int> Duties::UncheckedStatements() {
+    std::set<int> checked;
+    for (const RowText& row : AllRows()) {
+        checked.insert(row.statements.begin(), row.statements.end());
+    }
+    std::vector<int> unchecked;
+    for (int number = 1; number <= STATEMENTS; ++number) {
+        if (checked.count(number) == 0) {
+            unchecked.push_back(number);
+        }
+    }
+    return unchecked;
 }
 
 std::string Duties::Describe(const std::vector<int>& statements) {

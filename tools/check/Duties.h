@@ -28,6 +28,8 @@ enum class Duty {
     RepeatsWhileFree,
     RepeatsWhileUnasked,
     RepeatsRefused,
+    NotifiesAfterItsAck,
+    FindsAnEndedHost,
     RemembersOthers,
     BindsOnAck,
     AnswersRequest, ///< one row for each request
@@ -86,7 +88,7 @@ struct RowText {
 namespace Duties {
 
 /** The highest number of a statement. A test compares it with the documents. */
-constexpr int STATEMENTS = 49;
+constexpr int STATEMENTS = 52;
 
 /** All rows, in the order of the checklist. */
 const std::vector<RowText>& AllRows();
@@ -94,6 +96,9 @@ const std::vector<RowText>& AllRows();
 /** @return the index of the row, or -1 for an unknown key */
 int Find(const std::string& key);
 int IndexOf(const ChecklistRow& row);
+
+/** The statements that no duty proves. The documents give the reasons. */
+std::vector<int> UncheckedStatements();
 
 /** "P4 P5" */
 std::string Describe(const std::vector<int>& statements);

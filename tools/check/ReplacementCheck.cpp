@@ -12,8 +12,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr Duty DUTIES[] = {Duty::RepeatsWhileFree, Duty::RepeatsWhileUnasked, Duty::RepeatsRefused,
-                           Duty::RemembersOthers, Duty::BindsOnAck};
+constexpr Duty DUTIES[] = {Duty::RepeatsWhileFree, Duty::RepeatsWhileUnasked,
+                           Duty::RepeatsRefused,   Duty::NotifiesAfterItsAck,
+                           Duty::FindsAnEndedHost, Duty::RemembersOthers,
+                           Duty::BindsOnAck};
+
+/** Longer than the first period of _SERVICE_SYN, which must not end the repeated _SERVICE_ACK. */
+constexpr double OWNED_S = 2.5;
 
 std::string Since(Clock::time_point start) {
     return InMilliseconds(std::chrono::duration<double>(Clock::now() - start).count());
@@ -105,25 +110,74 @@ HostPointer CheckRemembersOthers(CheckRun& run, HostPointer host) {
     return next;
 }
 
-// Another process owns the name of the answer. A request that the partner serves meanwhile shows
-// that it has tried to own that name.
+// The host drops requests for its list until the answer: notification 4 in this time is lost.
+void CheckNotifiesAfterItsAck(CheckRun& run, BareHost& host, std::size_t before, bool wasEarly) {
+    if (run.list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT))) {
+        run.list.Skip(Duty::NotifiesAfterItsAck, "needs notification 4");
+    } else if (wasEarly) {
+        run.list.Break(Duty::NotifiesAfterItsAck,
+                       "notification 4 while another process owned _SERVICE_ACK");
+    } else if (host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, before + 1, run.limit)) {
+        run.list.Pass(Duty::NotifiesAfterItsAck,
+                      "none in the " + InSeconds(OWNED_S) + " before _SERVICE_ACK");
+    } else {
+        Fail(run, host, Duty::NotifiesAfterItsAck, "after _SERVICE_ACK",
+             NotWithin("notification 4", run) + " of the repeated _SERVICE_ACK");
+    }
+}
+
+// Another process owns the name of the answer. A request would end the repeated _SERVICE_SYN, so it
+// follows at the end: its reply shows that the partner has tried to own that name, and arrives
+// after all earlier notifications.
 void CheckRepeatsRefused(CheckRun& run, BareHost& host) {
     const std::string problem = host.OwnPartnersName("_ACK");
     if (!problem.empty()) {
         run.list.Skip(Duty::RepeatsRefused, "run as root to see it: " + problem);
+        run.list.Skip(Duty::NotifiesAfterItsAck, "run as root to see it: " + problem);
         return;
     }
+    const std::size_t before = host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
     host.Announce("_SYN_ACK");
+    WaitFor(OWNED_S);
     Send(run, host, APPLIST_GET_SELECTION_FNC);
+    const bool wasEarly = host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT) != before;
     host.ReleasePartnersName("_ACK");
     const auto start = Clock::now();
-    if (host.WaitForStep("_ACK", run.limit)) {
-        run.list.Pass(Duty::RepeatsRefused,
-                      "_SERVICE_ACK, " + Since(start) + " after its name was free");
-    } else {
+    if (!host.WaitForStep("_ACK", run.limit)) {
         Fail(run, host, Duty::RepeatsRefused, "during _CLIENT_SYN_ACK",
-             NotWithin("_SERVICE_ACK", run) + " after its name was free");
+             NotWithin("_SERVICE_ACK", run) + " after another process had owned its name for " +
+                 InSeconds(OWNED_S));
+        run.list.Skip(Duty::NotifiesAfterItsAck, "needs the repeated _SERVICE_ACK");
+        return;
     }
+    run.list.Pass(Duty::RepeatsRefused, "_SERVICE_ACK, " + Since(start) +
+                                            " after another process had owned its name for " +
+                                            InSeconds(OWNED_S));
+    CheckNotifiesAfterItsAck(run, host, before, wasEarly);
+}
+
+// A connection that ends as the owner of a name releases the name. The bus removes both names
+// before it handles the next message of the partner: the partner cannot add its match rule in time,
+// and only the question for the owner reports the end. A partner that misses this end is bound to
+// no process for ever, and must be restarted.
+void CheckFindsAnEndedHost(CheckRun& run, BareHost& host) {
+    const auto start = Clock::now();
+    host.ClearSteps();
+    {
+        BareHost ended;
+        ended.OwnName("_SYN");
+    }
+    if (host.WaitForStep("_SYN", run.limit)) {
+        host.Announce("_SYN_ACK");
+        if (host.WaitForStep("_ACK", run.limit)) {
+            run.list.Pass(Duty::FindsAnEndedHost, "bound to the next host after " + Since(start));
+            return;
+        }
+    }
+    Fail(run, host, Duty::FindsAnEndedHost, "at the end of a host that owned _CLIENT_SYN",
+         NotWithin("_SERVICE_ACK", run) +
+             " for the next host: still bound to the host that left the bus");
+    run.isAway = true;
 }
 
 HostPointer CheckAcks(CheckRun& run, HostPointer host) {
@@ -168,6 +222,14 @@ HostPointer ReplacementCheck::Check(CheckRun& run, HostPointer host) {
     host = FreshHost(run, std::move(host));
     if (!run.isAway) {
         CheckRepeatsRefused(run, *host);
+    }
+    if (run.list.IsBroken(Duty::AnnouncesItselfAgain)) {
+        run.list.Skip(Duty::FindsAnEndedHost, "the partner does not notice the end of its host");
+    } else {
+        host = FreshHost(run, std::move(host));
+        if (!run.isAway) {
+            CheckFindsAnEndedHost(run, *host);
+        }
     }
     Skip(run, "no partner");
     return host;

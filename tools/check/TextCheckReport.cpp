@@ -62,11 +62,12 @@ public:
             m_output.Problem(key + " is in the baseline, and is not broken: remove it from there");
         }
         const CheckCounts counts = result.Count();
-        m_output.State(std::to_string(counts.passed) + " passed, " + std::to_string(counts.weak) +
-                       " weak, " + std::to_string(counts.broken) + " broken, " +
-                       std::to_string(counts.notSeen) + " not seen; " +
-                       std::to_string(counts.proven) + " of " + std::to_string(Duties::STATEMENTS) +
-                       " statements proven");
+        m_output.State(
+            std::to_string(counts.passed) + " passed, " + std::to_string(counts.weak) + " weak, " +
+            std::to_string(counts.broken) + " broken, " + std::to_string(counts.notSeen) +
+            " not seen; " + std::to_string(counts.proven) + " of " +
+            std::to_string(Duties::STATEMENTS) +
+            " statements proven, not checked: " + Duties::Describe(Duties::UncheckedStatements()));
     }
 
 private:

@@ -32,6 +32,9 @@ enum class Fault {
     ForgetOthers,
     NoBindOnAck,
     StrictMirror, ///< all five
+    EndRepeat,
+    EarlyCreated,
+    NoOwnerCheck,
     // On the object and in notifications
     NoObject,
     NoCreated,

@@ -172,7 +172,10 @@ void ServiceHandshake::Bind(const std::string& host) {
     m_host = host;
     m_wasBound = true;
     m_isCrossed = false;
-    m_hostWatch = std::make_unique<VanishWatch>(m_connection, host, [this] { OnHostVanished(); });
+    m_hostWatch = std::make_unique<VanishWatch>(
+        m_connection, host, [this] { OnHostVanished(); },
+        m_faults.Has(Fault::NoOwnerCheck) ? VanishWatch::EarlierEnd::Ignore
+                                          : VanishWatch::EarlierEnd::Report);
     m_hostHasRequested = false;
     ForgetOtherHost(host);
     StartSynTimer();
@@ -231,7 +234,7 @@ void ServiceHandshake::StartSynTimer() {
 
 void ServiceHandshake::RepeatSyn() {
     const bool isBound = !m_host.empty();
-    if (m_announcement.IsUnderWay()) {
+    if (m_announcement.IsUnderWay() && !m_faults.Has(Fault::EndRepeat)) {
         // The announcement under way is an answer to the host.
     } else if (isBound && !m_hostHasRequested && !m_faults.Has(Fault::NoRepeatUnasked)) {
         AnnounceSyn("again, " + m_host + " has asked for nothing");
@@ -243,7 +246,13 @@ void ServiceHandshake::RepeatSyn() {
 }
 
 void ServiceHandshake::AnnounceAck() {
-    if (!m_faults.Has(Fault::NoAck)) {
+    if (m_faults.Has(Fault::NoAck)) {
+        return;
+    }
+    if (m_faults.Has(Fault::EarlyCreated)) {
+        Announce(Step::Ack, "ready", nullptr);
+        BecomeReady();
+    } else {
         Announce(Step::Ack, "ready", [this] { BecomeReady(); });
     }
 }
