@@ -28,7 +28,7 @@ public:
     /** The same without waiting; the answer is passed over later. */
     void SendCommand(const std::string& line) { m_process.Send(line); }
 
-    void Stop() { m_process.Kill(SIGSTOP); }
+    void Stop() { m_process.Stop(); }
     void Continue() { m_process.Kill(SIGCONT); }
     /** SIGKILL; returns when the process has ended, also when it has been stopped. */
     void Kill();

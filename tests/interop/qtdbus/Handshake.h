@@ -10,6 +10,8 @@
 #include <QStringList>
 #include <QTimer>
 
+inline namespace interop {
+
 class Handshake : public QObject {
     Q_OBJECT
 
@@ -55,5 +57,7 @@ private:
     bool m_hasAsked = false;
     QString m_step; ///< the latest announcement
 };
+
+} // namespace interop
 
 #endif

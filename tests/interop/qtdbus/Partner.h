@@ -8,6 +8,8 @@
 
 #include "Handshake.h"
 
+inline namespace interop {
+
 class Partner : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.morva.javamw.DbusCommunication")
@@ -47,5 +49,7 @@ private:
     QVector<Item> m_selection; ///< at most one item
     bool m_awaitsList = false;
 };
+
+} // namespace interop
 
 #endif
