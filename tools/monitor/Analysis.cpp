@@ -282,8 +282,8 @@ void Analysis::TickSelections(Microseconds now) {
         event.who = PeerOf(host);
         event.elapsed = waited;
         event.text = "host " + host + " is stuck: no query for the selection (2001) within " +
-                     TimeText::Span(waited) +
-                     " after notification 2; run \"applistctl check host " + host + "\"";
+                     TimeText::Span(waited) + " after notification 2; ";
+        event.text.append("run \"applistctl check host ").append(host).append("\"");
         m_summary.Add(event);
         m_reporter.Handshake(event);
     }
