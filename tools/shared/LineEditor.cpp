@@ -95,9 +95,11 @@ LineEditor::LineEditor(Output& output, std::vector<std::string> words,
     if (isatty(STDERR_FILENO) != 0) {
         m_errors = std::make_unique<CapturedOutput>(STDERR_FILENO, [this](std::string line) {
             line += '\n';
+            // Also called by the destructor of m_errors, which is null by then.
             [[maybe_unused]] const ssize_t written =
-                write(m_errors->Original(), line.data(), line.size());
+                write(m_standardError, line.data(), line.size());
         });
+        m_standardError = m_errors->Original();
         m_errorsId = g_unix_fd_add(m_errors->Pipe(), G_IO_IN, OnErrors, this);
     }
     m_terminal = m_errors != nullptr

@@ -65,6 +65,7 @@ private:
     std::vector<std::string> m_words;
     std::function<bool(const std::string&)> m_onLine;
     std::unique_ptr<CapturedOutput> m_errors; // null when standard error is no terminal
+    int m_standardError = -1;                 // the terminal that m_errors redirects
     std::unique_ptr<TerminalGuard> m_terminal;
     editline* m_editor = nullptr;
     history* m_history = nullptr;
