@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <iterator>
 
 #include <termios.h>
@@ -21,6 +22,7 @@ struct {
     termios terminal = {};
     int pipe = -1;
     int copy = -1;
+    bool isUsed = false;
 } g_saved;
 struct sigaction g_earlier[std::size(ENDING_SIGNALS)];
 struct sigaction g_earlierStop;
@@ -44,6 +46,13 @@ void Restore() {
         }
     }
     CopyPipe();
+}
+
+// std::exit destroys no guard on a stack.
+void OnExit() {
+    if (g_saved.isUsed) {
+        Restore();
+    }
 }
 
 // The handler is reset by now, and the signal is not blocked.
@@ -82,6 +91,8 @@ TerminalGuard::TerminalGuard(int pipe, int copy) {
     tcgetattr(STDIN_FILENO, &g_saved.terminal);
     g_saved.pipe = pipe;
     g_saved.copy = copy;
+    g_saved.isUsed = true;
+    [[maybe_unused]] static const int registered = std::atexit(OnExit);
     for (std::size_t i = 0; i < std::size(ENDING_SIGNALS); ++i) {
         Handle(ENDING_SIGNALS[i], OnEndingSignal, static_cast<int>(SA_RESETHAND) | SA_NODEFER,
                g_earlier[i]);
@@ -90,6 +101,7 @@ TerminalGuard::TerminalGuard(int pipe, int copy) {
 }
 
 TerminalGuard::~TerminalGuard() {
+    g_saved.isUsed = false;
     for (std::size_t i = 0; i < std::size(ENDING_SIGNALS); ++i) {
         sigaction(ENDING_SIGNALS[i], &g_earlier[i], nullptr);
     }
