@@ -32,7 +32,7 @@ Window {
                 text: model.name; color: "#f0f2f5"; font.pixelSize: 14; textFormat: Text.PlainText
                 horizontalAlignment: Text.AlignHCenter; wrapMode: Text.Wrap; maximumLineCount: 2; elide: Text.ElideRight
             }
-            MouseArea { anchors.fill: parent; onClicked: { grid.currentIndex = index; apps.click(index); } }
+            MouseArea { anchors.fill: parent; onClicked: { apps.currentIndex = index; apps.click(index); } }
         }
     }
     Rectangle { // the visible part of the grid
