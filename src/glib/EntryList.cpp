@@ -26,13 +26,14 @@ void EntryList::Replace(std::size_t position, std::size_t removed, Entries added
     const Entries old(std::make_move_iterator(first), std::make_move_iterator(last));
     m_entries.insert(m_entries.erase(first, last), std::make_move_iterator(added.begin()),
                      std::make_move_iterator(added.end()));
-    m_isChanging = true;
+    const bool wasChanging = std::exchange(m_isChanging, true);
     m_observer(position, old, added.size());
-    m_isChanging = false;
+    m_isChanging = wasChanging;
 }
 
 void EntryList::Set(Entries wanted) {
     const std::vector<Origin> origins = OriginsOf(wanted);
+    m_isChanging = true; // also for weak references to removed entries, between two ranges
     for (const Splice& splice : SplicesBetween(m_entries.size(), origins)) {
         Entries added;
         for (std::size_t i = 0; i < splice.added; ++i) {
@@ -40,6 +41,7 @@ void EntryList::Set(Entries wanted) {
         }
         Replace(splice.position, splice.removed, std::move(added));
     }
+    m_isChanging = false;
 }
 
 std::vector<Origin> EntryList::OriginsOf(Entries& wanted) const {

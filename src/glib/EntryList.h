@@ -32,7 +32,7 @@ public:
      */
     void Set(Entries wanted);
 
-    /** @return whether the observer is running. */
+    /** @return whether the observer is running, or Set is between two ranges. */
     bool IsChanging() const { return m_isChanging; }
 
 private:
