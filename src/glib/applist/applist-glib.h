@@ -222,7 +222,8 @@ gboolean applist_store_append(AppListStore* self, AppListEntry* entry, GError** 
  * @n_entries: the number of @entries
  * @error: the reason of a failure
  *
- * Appends @entries with one request.
+ * Appends @entries with one request, and each entry behind the first 2,048 of the list with a
+ * request of its own.
  *
  * Returns: %FALSE with an error of the domain %G_IO_ERROR if an entry is invalid or in the list; no
  *   entry is appended then
