@@ -372,6 +372,13 @@ public:
     ConnectionOfAnotherThread(const ConnectionOfAnotherThread&) = delete;
     ConnectionOfAnotherThread& operator=(const ConnectionOfAnotherThread&) = delete;
 
+    /** Waits for the thread of GDBus, which detects the end of the bus. */
+    void WaitUntilClosed() const {
+        while (g_dbus_connection_is_closed(m_connection) == FALSE) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
 private:
     GMainContext* m_context;
     GDBusConnection* m_connection = nullptr;
@@ -403,6 +410,7 @@ TEST(ClientWithoutABus, DetectsTheLossOfAConnectionWithoutSignalsAtAChange) {
     partner.Kill();
     ASSERT_TRUE(host.WaitForEvent("lost"));
     bus.Kill();
+    connection.WaitUntilClosed();
     host.Client().AddItems(LetterItems("ab"));
     EXPECT_TRUE(CapturedLog::WaitFor(CapturedLog::ERROR, CLOSED_CONNECTION));
     host.DestroyClient();

@@ -31,6 +31,12 @@ protected:
         ASSERT_TRUE(m_host.WaitForEvent("notify connected"));
     }
 
+    bool IsConnected() {
+        gboolean isConnected = FALSE;
+        g_object_get(m_store, "connected", &isConnected, nullptr);
+        return isConnected != FALSE;
+    }
+
     bool WaitUntilEqual() {
         return m_host.WaitUntil([&] { return m_partner->List() == m_host.Records(); });
     }
@@ -259,6 +265,7 @@ TEST_F(Store, ReportsTheOutcomeOfEachCallInOrder) {
                m_host.events.end()[-2].rfind("outcome failed: GDBus.Error", 0) == 0;
     }));
     m_partner->WaitForExit();
+    ASSERT_TRUE(m_host.WaitUntil([&] { return !IsConnected(); }));
     TakeEvents();
     StartPartner();
     StoreCalls::Click(m_store, "a");
