@@ -36,6 +36,7 @@ StorePtr Hold(AppListStore* self) {
 }
 
 bool AreEntries(AppListEntry* const* entries, guint count) {
+    g_return_val_if_fail(entries != nullptr || count == 0, false);
     for (guint i = 0; i < count; ++i) {
         g_return_val_if_fail(APPLIST_IS_ENTRY(entries[i]), false);
     }

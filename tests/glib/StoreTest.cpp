@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "GLibLog.h"
 #include "Hex.h"
 #include "MainLoop.h"
 #include "NamedRow.h"
@@ -53,6 +54,16 @@ protected:
     AppListStore* const m_store = m_host.Store();
     std::unique_ptr<PartnerProcess> m_partner;
 };
+
+TEST_F(Store, RefusesAMissingArrayAndAMissingEntry) {
+    const GLibLog log;
+    AppListEntry* const none = nullptr;
+    EXPECT_FALSE(applist_store_set_items(m_store, nullptr, 1, nullptr));
+    EXPECT_FALSE(applist_store_append_items(m_store, &none, 1, nullptr));
+    EXPECT_THAT(log.Messages(), Contains(testing::HasSubstr("entries != nullptr")));
+    EXPECT_THAT(log.Messages(), Contains(testing::HasSubstr("APPLIST_IS_ENTRY")));
+    EXPECT_EQ(g_list_model_get_n_items(G_LIST_MODEL(m_store)), 0U);
+}
 
 TEST_F(Store, SendsTheWholeListAndTheSelectionToANewPartner) {
     StoreCalls::Append(m_store, Letters("abc"));
