@@ -65,6 +65,27 @@ TEST_F(Store, RefusesAMissingArrayAndAMissingEntry) {
     EXPECT_EQ(g_list_model_get_n_items(G_LIST_MODEL(m_store)), 0U);
 }
 
+// The last reference to a removed entry goes between two ranges of the same change.
+TEST_F(Store, RefusesChangesByTheEndOfARemovedEntry) {
+    struct Change {
+        AppListStore* store;
+        std::string error = "none";
+    } change{m_store};
+    StoreCalls::Set(m_store, Letters("abcde"));
+    auto* const first = G_OBJECT(g_list_model_get_item(G_LIST_MODEL(m_store), 0));
+    g_object_weak_ref(
+        first,
+        [](void* data, GObject* /*entry*/) {
+            auto& attempt = *static_cast<Change*>(data);
+            attempt.error = StoreCalls::RemoveAll(attempt.store);
+        },
+        &change);
+    g_object_unref(first);
+    StoreCalls::Set(m_store, Letters("bce"));
+    EXPECT_THAT(change.error, testing::HasSubstr("must not change the list"));
+    EXPECT_EQ(m_host.Records().first, "b\nb\nc\nc\ne\ne\n");
+}
+
 TEST_F(Store, SendsTheWholeListAndTheSelectionToANewPartner) {
     StoreCalls::Append(m_store, Letters("abc"));
     StoreCalls::Select(m_store, "b");
