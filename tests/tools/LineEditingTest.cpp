@@ -52,8 +52,9 @@ protected:
         ASSERT_TRUE(m_terminal.WaitFor("\n> ")) << m_terminal.Text();
     }
 
-    // An event that the host prints.
+    // An event that the host prints. The host receives the events of its own partner alone.
     void BringAnEvent() {
+        ASSERT_TRUE(m_partner.WaitForAnnouncement("_CLIENT_ACK"));
         const std::string& text = m_terminal.Text();
         const auto start = text.find(" as :") + 4;
         m_partner.Notify(text.substr(start, text.find('\r', start) - start), {1, 0, 0, 0});
