@@ -5,7 +5,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <map>
-#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -13,10 +12,10 @@
 #include <vector>
 
 #include "ClientHost.h"
+#include "DisturbedPartner.h"
 #include "ExpectedItems.h"
 #include "Hex.h"
 #include "Options.h"
-#include "PartnerProcess.h"
 #include "PrivateBus.h"
 #include "QuietHost.h"
 #include "Records.h"
@@ -34,11 +33,11 @@ constexpr const char* SUMMARY =
 
 class RandomClient {
 public:
-    explicit RandomClient(std::uint64_t seed) : m_random(seed) { StartPartner(); }
+    explicit RandomClient(std::uint64_t seed) : m_random(seed) {}
 
     void Step();
     void Compare();
-    const std::map<std::string, unsigned long>& Done() const { return m_done; }
+    std::map<std::string, unsigned long> Done() const;
 
 private:
     std::size_t Pick(std::size_t count) { return m_random() % count; }
@@ -54,16 +53,11 @@ private:
     void ModifyItem(const std::string& uniqueId, const AppListClient::Item& item);
     void RemoveAllItems();
     void OverflowQueue();
-    void PartnerSelects();
-    void DisturbPartner();
-    void StartPartner();
-    void ContinuePartner();
 
     std::mt19937_64 m_random;
     ClientHost m_host;
     ExpectedItems m_expected;
-    std::unique_ptr<PartnerProcess> m_partner;
-    bool m_isStopped = false;
+    DisturbedPartner m_partner{m_random};
     std::map<std::string, unsigned long> m_done;
 };
 
@@ -72,9 +66,9 @@ void RandomClient::Step() {
     if (kind < 85) {
         Edit();
     } else if (kind < 95) {
-        PartnerSelects();
+        m_partner.Select(100);
     } else {
-        DisturbPartner();
+        m_partner.Disturb();
     }
 }
 
@@ -176,45 +170,11 @@ std::vector<AppListClient::Item> RandomClient::AnyItems() {
     return list;
 }
 
-// An item of its own list at that moment, or nothing.
-void RandomClient::PartnerSelects() {
-    if (!m_isStopped) {
-        ++m_done["partner selects"];
-        m_partner->Ask("choose " + std::to_string(Pick(100)));
-    }
-}
-
-void RandomClient::DisturbPartner() {
-    if (m_isStopped) {
-        ContinuePartner();
-    } else if (Pick(3) == 0) {
-        ++m_done["partner replaced"];
-        m_partner->Kill();
-        StartPartner();
-    } else {
-        ++m_done["partner stopped"];
-        m_partner->Stop();
-        m_isStopped = true;
-    }
-}
-
-void RandomClient::StartPartner() {
-    m_partner.reset();
-    m_partner = std::make_unique<PartnerProcess>(std::vector<std::string>{"--created"});
-}
-
-void RandomClient::ContinuePartner() {
-    m_partner->Continue();
-    m_isStopped = false;
-}
-
 void RandomClient::Compare() {
-    if (m_isStopped) {
-        ContinuePartner();
-    }
+    m_partner.Continue();
     std::pair<std::string, std::string> partner;
     const bool equal = m_host.WaitUntil([&] {
-        partner = m_partner->List();
+        partner = m_partner.List();
         return partner == m_host.Records();
     });
     if (m_host.Records().first != m_expected.Stream()) {
@@ -228,6 +188,12 @@ void RandomClient::Compare() {
                                  Hex::Of(partner.second));
     }
     ++m_done["comparisons"];
+}
+
+std::map<std::string, unsigned long> RandomClient::Done() const {
+    std::map<std::string, unsigned long> done = m_partner.Done();
+    done.insert(m_done.begin(), m_done.end());
+    return done;
 }
 
 void Run(std::uint64_t seed, gint64 steps) {

@@ -6,15 +6,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <memory>
 #include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "DisturbedPartner.h"
 #include "Hex.h"
 #include "Options.h"
-#include "PartnerProcess.h"
 #include "PrivateBus.h"
 #include "QuietHost.h"
 #include "SharedBus.h"
@@ -37,11 +36,11 @@ constexpr const char* SUMMARY =
 
 class RandomStore {
 public:
-    explicit RandomStore(std::uint64_t seed) : m_random(seed), m_host(Fail) { StartPartner(); }
+    explicit RandomStore(std::uint64_t seed) : m_random(seed), m_host(Fail) {}
 
     void Step();
     void Compare();
-    const std::map<std::string, unsigned long>& Done() const { return m_done; }
+    std::map<std::string, unsigned long> Done() const;
 
 private:
     std::size_t Pick(std::size_t count) { return m_random() % count; }
@@ -51,16 +50,11 @@ private:
 
     void Edit();
     void Count(const char* change, const std::string& error);
-    void PartnerSelects();
-    void DisturbPartner();
-    void StartPartner();
-    void ContinuePartner();
 
     std::mt19937_64 m_random;
     StoreHost m_host;
     AppListStore* const m_store = m_host.Store();
-    std::unique_ptr<PartnerProcess> m_partner;
-    bool m_isStopped = false;
+    DisturbedPartner m_partner{m_random};
     std::map<std::string, unsigned long> m_done;
 };
 
@@ -69,9 +63,9 @@ void RandomStore::Step() {
     if (kind < 85) {
         Edit();
     } else if (kind < 95) {
-        PartnerSelects();
+        m_partner.Select(20);
     } else {
-        DisturbPartner();
+        m_partner.Disturb();
     }
     while (Pick(3) == 0 && g_main_context_iteration(nullptr, FALSE) != FALSE) {
     }
@@ -124,45 +118,11 @@ StoreCalls::Items RandomStore::AnyItems() {
     return items;
 }
 
-// An item of its own list at that moment, or nothing.
-void RandomStore::PartnerSelects() {
-    if (!m_isStopped) {
-        ++m_done["partner selects"];
-        m_partner->Ask("choose " + std::to_string(Pick(20)));
-    }
-}
-
-void RandomStore::DisturbPartner() {
-    if (m_isStopped) {
-        ContinuePartner();
-    } else if (Pick(3) == 0) {
-        ++m_done["partner replaced"];
-        m_partner->Kill();
-        StartPartner();
-    } else {
-        ++m_done["partner stopped"];
-        m_partner->Stop();
-        m_isStopped = true;
-    }
-}
-
-void RandomStore::StartPartner() {
-    m_partner.reset();
-    m_partner = std::make_unique<PartnerProcess>(std::vector<std::string>{"--created"});
-}
-
-void RandomStore::ContinuePartner() {
-    m_partner->Continue();
-    m_isStopped = false;
-}
-
 void RandomStore::Compare() {
-    if (m_isStopped) {
-        ContinuePartner();
-    }
+    m_partner.Continue();
     std::pair<std::string, std::string> partner;
     const bool equal = m_host.WaitUntil([&] {
-        partner = m_partner->List();
+        partner = m_partner.List();
         return partner == m_host.Records();
     });
     if (!equal) {
@@ -171,6 +131,12 @@ void RandomStore::Compare() {
              Hex::Of(partner.first) + " selection " + Hex::Of(partner.second));
     }
     ++m_done["comparisons"];
+}
+
+std::map<std::string, unsigned long> RandomStore::Done() const {
+    std::map<std::string, unsigned long> done = m_partner.Done();
+    done.insert(m_done.begin(), m_done.end());
+    return done;
 }
 
 void Run(std::uint64_t seed, gint64 steps) {
