@@ -13,7 +13,7 @@
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-/** Ends the program, which the fuzzer takes for a crash. */
+/** Ends the program, which is a crash for the fuzzer. */
 #define FUZZ_EXPECT(condition)                                                                     \
     do {                                                                                           \
         if (!(condition)) {                                                                        \

@@ -1,7 +1,7 @@
-// The other side of every measurement, which does as little as it can: one thread of libdbus that
-// shakes hands, answers Send with an empty array, counts signals, and emits them when asked to.
-// Writes "ready" to standard output once its watches are in place. With a file as its argument, it
-// writes the time of each reply into the file.
+// The partner of every measurement, with the least possible work: one thread of libdbus that
+// performs the handshake, answers Send with an empty array, counts signals, and emits signals on
+// request. Writes "ready" to standard output once its watches are in place. With a file as its
+// argument, it writes the time of each reply into the file.
 #include "Names.h"
 
 #include <cstdint>

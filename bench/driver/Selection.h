@@ -1,4 +1,4 @@
-// Which rows a run takes: a list of names with commas between them, where a name also chooses the
+// The rows of a run: a list of names with commas between them, where a name also chooses the
 // rows that go on from it with a dash ("sendmessage" chooses "sendmessage-1m" too); empty for all.
 #pragma once
 

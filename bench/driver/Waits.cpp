@@ -15,7 +15,7 @@ unsigned roundTrips = 0;
 // One synchronous call; nested ones belong to the outermost.
 class SyncCall {
 public:
-    /** @param mayFinishAlone whether the call polls even when it asks nobody. */
+    /** @param mayFinishAlone whether the call polls even without a request to the bus. */
     explicit SyncCall(bool mayFinishAlone = false) {
         if (syncDepth++ == 0) {
             waited = false;

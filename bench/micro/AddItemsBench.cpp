@@ -11,7 +11,7 @@ void AddItems(benchmark::State& state) {
     RemoteAppListModel& model = LocalModel();
     for (auto _ : state) {
         model.AddItems(items.Pointers());
-        // Takes no time worth mentioning beside the above; pausing the clock would take more.
+        // This time is negligible; a pause of the clock would cost more.
         model.RemoveAllItems();
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));

@@ -1,5 +1,5 @@
 // Runs the benchmarks of one process, pinned to the core in APPLIST_BENCH_CORE. Results go to the
-// file of --benchmark_out: standard output is the library's, which says there that it has no
+// file of --benchmark_out: standard output contains the lines of the library, which has no
 // partner, and is dropped.
 #include <cstdio>
 #include <cstdlib>

@@ -46,7 +46,7 @@ class BytesBuffer : public std::streambuf {
 public:
     /** @param bytes must outlive the buffer and stay as they are */
     explicit BytesBuffer(const std::vector<char>& bytes) {
-        // The base class asks for writable bytes; nothing is written without an override.
+        // The base class requires writable bytes, but never writes to them without an override.
         char* const begin = const_cast<char*>(bytes.data());
         setg(begin, begin, begin + bytes.size());
     }

@@ -94,7 +94,7 @@ public:
     /** @return the complete records at the start of @p data. */
     std::vector<RemoteAppListItem> Deserialize(const std::vector<char>& data);
 
-    /** Calls @p onRecord with each of them in turn, and keeps none. */
+    /** Calls @p onRecord with each of these records, in order, and stores none. */
     void Deserialize(const std::vector<char>& data,
                      const std::function<void(const RemoteAppListItem& item)>& onRecord);
 

@@ -15,8 +15,8 @@ constexpr std::chrono::seconds FLUSH_LIMIT{1};
 constexpr std::chrono::seconds END_LIMIT{1};
 
 /**
- * Blocks the signals of the process for the threads that start meanwhile: they belong to the host's
- * threads. Signals of faults stay, for the crash handler of a host.
+ * Blocks the signals of the process for the threads that start meanwhile, because the signals
+ * belong to the host's threads. Signals of faults are not blocked, for the crash handler of a host.
  */
 class SignalsBlocked {
 public:
@@ -96,7 +96,7 @@ void ClientCore::EndThread() {
     m_ended.notify_all();
 }
 
-// The thread of the requests: each change in turn, until the client is closed.
+// The thread of the requests: one change after the other, until the client is closed.
 void ClientCore::MakeRequests() {
     ListChange change;
     while (Next(change)) {

@@ -37,8 +37,8 @@ public:
     std::vector<std::size_t> Removals() const;
 
 private:
-    // A point of the graph is a number of items of the present list. Its diagonal is the number of
-    // removed ones among them, so that its place in the wanted list follows from both.
+    // A point of the graph is a position in the present list. Its diagonal is the number of removed
+    // items before this position. Both numbers give the position in the wanted list.
     static constexpr std::size_t UNREACHED = static_cast<std::size_t>(-1);
 
     std::size_t Slide(std::size_t at, std::size_t removed) const;
@@ -160,7 +160,7 @@ std::vector<ListStep> Replacements::Ordered() {
     return std::move(m_steps);
 }
 
-// The position that must be replaced before, because it holds the wanted id.
+// The position that must be replaced first, because its item has the wanted id.
 std::size_t Replacements::Holder(std::size_t position) const {
     const auto found = m_holders.find(m_wanted[position]->uniqueId);
     const bool none =
@@ -187,8 +187,8 @@ void Replacements::ReplaceChain(std::size_t start) {
     }
 }
 
-// A position whose wanted id stands further in front starts the cycle: the id is there twice until
-// its first holder, which requests find first, is replaced as the last one.
+// A cycle starts at a position whose wanted id is at an earlier position. The list then contains
+// this id twice, until the earlier position, which requests find first, is replaced at the end.
 void Replacements::ReplaceCycle(const std::vector<std::size_t>& cycle) {
     const std::size_t length = cycle.size();
     std::size_t first = 0;

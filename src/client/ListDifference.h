@@ -22,11 +22,11 @@ struct ListStep {
  *         append. Requests can insert only at the end of a list. The steps are the fewest that
  *         leave equal items in place. The difference is REMOVE_ALL and one append instead if the
  *         steps are more than a quarter of both lists or more than 1,000, or leave nothing in
- * place.
+ *         place.
  *
- * Neither list holds a unique id twice. During the replacements the list can hold an id twice for a
- * moment, because a cycle of moved items has no other beginning; the first one is then the next to
- * be replaced.
+ * Neither list contains a unique id twice. During the replacements, the list can contain an id
+ * twice, because a cycle of moved items has no other start. Requests find the first item with
+ * this id, which is also the next one to be replaced.
  *
  * @param removed the unique id of an item that is removed in any case, and appended or used as a
  *        replacement again if it is wanted; empty for none. The removal of the selected item is the

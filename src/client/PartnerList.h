@@ -75,7 +75,7 @@ public:
     /** Makes the requests of @p change, each of which waits for its reply. */
     RequestResult Make(const ListChange& change);
 
-    /** The change under way ends after its present request. */
+    /** The change under way ends after its current request. */
     void Abandon() { m_isAbandoned = true; }
 
 private:

@@ -21,9 +21,9 @@ public:
      */
     bool Connect();
     /**
-     * Releases the connection. Dispatches deliveries that hold it, until it has ended, at most 200
-     * ms: another part of the process may hold it as well. A delivery that nobody dispatches would
-     * keep the connection on the bus for ever.
+     * Releases the connection. Dispatches the deliveries that hold the connection until it has
+     * ended, for at most 200 ms, because another part of the process may also hold it. A delivery
+     * without a dispatch would keep the connection on the bus for ever.
      */
     void Disconnect();
     bool IsClosed() const;

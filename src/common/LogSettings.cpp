@@ -51,7 +51,7 @@ int LowestPriority(const char* level) {
     return LogSettings::FROM_HOST;
 }
 
-// On standard error as well, where the person with the typing error looks.
+// On standard error as well, because the user with the typing error reads it.
 void ReportUnknownValue(const char* variable, const char* value) {
     const bool before = g_standardError.exchange(true);
     APPLIST_LOG_ERROR("Environment variable %s has the unknown value '%s'", variable, value);

@@ -20,7 +20,7 @@
 
 namespace {
 
-// A pipe takes this much in one piece.
+// A pipe accepts a write of this size as one piece.
 constexpr std::size_t CAPACITY = PIPE_BUF;
 constexpr char CUT_MARK[] = "...\n";
 
@@ -116,7 +116,7 @@ bool WriteToOwnDescription(const char* text, std::size_t size) {
     return true;
 }
 
-// Without /proc, or with the pipe of another user. A pipe that is ready takes the whole line.
+// Without /proc, or with the pipe of another user. A pipe that is ready accepts the whole line.
 void WriteIfReady(const char* text, std::size_t size) {
     pollfd ready = {STDERR_FILENO, POLLOUT, 0};
     if (poll(&ready, 1, 0) == 1 && ready.revents == POLLOUT) {

@@ -1,4 +1,4 @@
-// The entries of a store, as its users see them.
+// The entries of a store, in the order of its GListModel.
 #ifndef APPLIST_GLIB_ENTRYLIST_H
 #define APPLIST_GLIB_ENTRYLIST_H
 

@@ -58,7 +58,7 @@ private:
     ChannelObserver* m_observer;
 };
 
-/** Reports the outcome of a request when the request ends; without a partner until one is asked. */
+/** Reports the outcome of a request at its end: NO_PARTNER unless Answer or Fail was called. */
 class ObservedRequest {
 public:
     explicit ObservedRequest(ChannelObserver* observer) : m_observer(observer) {}

@@ -49,6 +49,6 @@ void EndpointRegistration::End() {
         const PTAutoLock lock(registry.mutex);
         registry.endpoints.erase(m_endpoint);
     }
-    // Waits for the callback under way. Callbacks that lock the mutex later see that it has ended.
+    // Waits for the callback under way. Callbacks that lock the mutex later are refused.
     const PTAutoLock lastCallback(m_control->callbackMutex);
 }

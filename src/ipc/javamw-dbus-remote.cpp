@@ -50,7 +50,7 @@ constexpr const char* BUS_NAME = "org.freedesktop.DBus";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
 constexpr const char* BUS_INTERFACE = "org.freedesktop.DBus";
 
-// Calls a method of the bus daemon that takes a name and answers with a code.
+// Calls a method of the bus daemon whose argument is a name and whose reply is a code.
 GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* parameters,
                   GError** error) {
     return g_dbus_connection_call_sync(connection, BUS_NAME, BUS_PATH, BUS_INTERFACE, method,
@@ -767,9 +767,10 @@ JavaMWDbusRemote::~JavaMWDbusRemote() {
     if (m_ownerId != 0) {
         g_bus_unown_name(std::exchange(m_ownerId, 0));
     }
-    // Deliberate: the three subscription ids also go to g_bus_unwatch_name, which does not know
-    // them. GLib warns of an invalid id, or ends a watch of the host that has the same id. The
-    // subscriptions stay on the connection, and LiveEndpoints refuses their deliveries.
+    // Deliberate: the three subscription ids also go to g_bus_unwatch_name, although they are
+    // not ids of watches. GLib warns of an invalid id, or ends a watch of the host that has the
+    // same id. The subscriptions stay on the connection, and LiveEndpoints refuses their
+    // deliveries.
     for (unsigned int* id :
          {&m_synSubscriptionId, &m_synAckSubscriptionId, &m_ackSubscriptionId, &m_partnerWatchId}) {
         if (*id != 0) {

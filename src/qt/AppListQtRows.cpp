@@ -41,7 +41,7 @@ AppListClient::Events AppListQtRows::Events() {
     AppListClient::Events events;
     events.connected = [this] { Connect(true); };
     events.lost = [this] { Connect(false); };
-    // The present selection can be newer than that of the event.
+    // The current selection can be newer than that of the event.
     events.selectionChanged = [this](const auto& /*item*/) {
         ReadSelection();
         ReportCurrent();

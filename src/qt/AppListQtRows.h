@@ -9,7 +9,7 @@
 #include <applist/AppListQtModel.h>
 #include <qt/RowDifference.h>
 
-/** The rows as the views see them, equal to the host's list of the client after each change. */
+/** The rows of the views, equal to the host's list of the client after each change. */
 class AppListQtRows {
 public:
     explicit AppListQtRows(AppListQtModel& model)

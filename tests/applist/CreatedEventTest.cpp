@@ -25,7 +25,7 @@ protected:
         return requests;
     }
 
-    /** The log behind the lines of the channel and the adapter that bring the event. */
+    /** The log after the lines of the channel and the adapter about the event. */
     static std::vector<std::string> LogOfTheEvent() {
         std::vector<std::string> lines = LogLines::All();
         lines.erase(lines.begin(),

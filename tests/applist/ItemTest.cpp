@@ -1,4 +1,4 @@
-// The library's value item: how it takes in any item, and its record on a stream.
+// The library's value item: copies of other items, and its record on a stream.
 #include <applist/RemoteAppListItem.h>
 
 #include <ostream>

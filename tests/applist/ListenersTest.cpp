@@ -42,7 +42,7 @@ protected:
     void Add(TestListener& listener) { GetParam().add(*model, &listener); }
     void Remove(TestListener& listener) { GetParam().remove(*model, &listener); }
 
-    /** @return who was called, in order. */
+    /** @return the names of the called listeners, in order. */
     std::vector<std::string> CallsOfAnEvent() {
         calls.clear();
         model->OnNotificationReceive(GetParam().id, {});

@@ -12,7 +12,7 @@
 
 inline namespace applist_test {
 
-/** Destroy it when nobody holds the lock any more: it waits for the threads that it started. */
+/** The destructor waits for the threads of the probe, so the lock must be free by then. */
 class LockProbe {
 public:
     explicit LockProbe(AppListModel& model) : m_model(model) {}

@@ -23,7 +23,7 @@ protected:
     LockProbe probe{*model};
 };
 
-// While the partner is asked
+// During a request to the partner
 
 struct RequestRow : NamedRow {
     std::function<void(RemoteAppListModel& model, TestItem& inList, TestItem& other)> request;

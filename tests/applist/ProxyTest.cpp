@@ -74,7 +74,7 @@ protected:
         return requests;
     }
 
-    /** Emits one of each event that a listener hears. */
+    /** Emits each event that a listener receives once. */
     void NotifyAll() {
         for (const char id : {'\1', '\2', '\3'}) {
             partner.Notify(hostName, {id, 0, 0, 0});

@@ -1,5 +1,5 @@
-// The partner moved its selection: it is asked which item is selected now, its answer decides, and
-// then the listeners are called.
+// The selection event of the partner: the host queries the selection, stores the item of the reply,
+// and then calls the listeners.
 #include <string>
 #include <vector>
 

@@ -39,7 +39,7 @@ void UseStandardError() {
     setenv("APPLIST_LOG", "stderr", 1);
 }
 
-// Behind the head and the prefix.
+// After the head and the prefix.
 std::string Message(const std::string& line) {
     return line.substr(line.rfind("] ") + 2);
 }
@@ -167,7 +167,7 @@ LOG_TEST(LineOnStandardError, IsFinishedByAThreadThatIsCancelled) {
     EXPECT_THAT(standardError.Lines(), SizeIs(1));
 }
 
-// Standard error that takes no line
+// Standard error that accepts no line
 
 LOG_TEST(FullPipeAsStandardError, LosesTheLineAndBlocksNoHost) {
     UseStandardError();

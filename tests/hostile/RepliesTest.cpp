@@ -65,8 +65,8 @@ TEST_F(Unanswered, APartnerThatCrashesDuringARequestEndsItAtOnce) {
     ExpectAllIsWell();
 }
 
-// The partner asks for nothing: it leaves the bus with the request open and answers it, by its
-// number, from a new connection.
+// The partner leaves the bus during a request, and replies to its serial number on a new
+// connection.
 TEST_F(Unanswered, AReplyOfThePartnersEarlierConnectionIsIgnored) {
     Connect();
     const std::string first = partner->UniqueName();

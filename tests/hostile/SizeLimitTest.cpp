@@ -4,7 +4,7 @@
 
 namespace {
 
-// So many MiB more than the bus takes, or fewer.
+// The number of MiB above the limit of the bus; negative below it.
 std::size_t AboveTheLimit(std::size_t mib) {
     return PrivateBus::LargestMessage() + mib * MIB;
 }

@@ -164,8 +164,8 @@ TEST_F(SendingTooEarly, IsLoggedForANotification) {
     EXPECT_THAT(monitor.SentBy(OwnName()), IsEmpty());
 }
 
-// The bus lets nobody ask for the owner's start, so that no proxy can be made for the name; only a
-// well-known name takes this way, and a handshake over the bus never brings one.
+// The bus policy denies StartServiceByName, so that GDBus cannot create a proxy for the name. GDBus
+// calls this method for well-known names alone, and a handshake over the bus has none of these.
 class WithoutAProxy : public HeldBusTest {
 protected:
     WithoutAProxy() : HeldBusTest(Deny::Calling("StartServiceByName")) {}

@@ -16,7 +16,7 @@ public:
 
     const PrivateBus& Bus() const { return m_bus; }
 
-    /** Puts another file in the place of the present one; in force on return. */
+    /** Replaces the policy file. The new file applies on return. */
     void Install(const std::string& policy);
 
     /** The folder of the installed policy. */

@@ -18,7 +18,7 @@ struct Resources {
     static long CountDescriptors();
 };
 
-/** Reads the resources of this process. Its own bus connection is there from the start. */
+/** Reads the resources of this process. Its own bus connection exists from the start. */
 class ResourceMeter {
 public:
     explicit ResourceMeter(const PrivateBus& bus);

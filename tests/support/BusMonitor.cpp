@@ -29,8 +29,8 @@ BusMonitor::Message Describe(GDBusMessage* message) {
 
 } // namespace
 
-// ThreadSanitizer does not see the locks inside GDBus, so the mutex is taken once more before the
-// filter can run and after it has run last.
+// ThreadSanitizer does not see the locks inside GDBus, so the mutex is locked additionally before
+// the first and after the last run of the filter.
 BusMonitor::BusMonitor(const PrivateBus& bus) : m_bus(bus), m_connection(bus.Connect()) {
     std::unique_lock<std::mutex>(m_mutex).unlock();
     g_dbus_connection_add_filter(m_connection.get(), OnMessage, this, nullptr);

@@ -125,10 +125,11 @@ private:
     std::optional<SharedBus> m_held{std::in_place};
 };
 
-/** A channel test with a partner that shakes hands, to which Connect brings the endpoint. */
+/** A channel test with a partner that performs the handshake; Connect connects the endpoint to it.
+ */
 class ConnectedTest : public HeldBusTest {
 protected:
-    /** The log is empty afterwards, and the partner has seen the last step. */
+    /** The log is empty afterwards, and the partner has received the last step. */
     void Connect(RecordingEndpoint::Actions actions = {}) {
         endpoint = std::make_unique<RecordingEndpoint>(std::move(actions));
         ASSERT_TRUE(IterateUntilReady(*endpoint));

@@ -1,5 +1,5 @@
-// Part of every test program: after each test the process has no more descriptors than before, but
-// for the wake-up ones that GLib makes once for its main contexts and keeps.
+// Part of every test program: after each test, the process has as many descriptors as before,
+// except the wake-up descriptors that GLib creates once for its main contexts and keeps.
 #include <chrono>
 #include <map>
 #include <string>

@@ -1,5 +1,5 @@
-// A bus of the test's own, which the library takes for the system bus: a dbus-daemon, or with
-// APPLIST_TEST_BUS=dbus-broker in the environment that one.
+// A private bus of the test, which is the system bus of the library: dbus-daemon, or dbus-broker
+// with APPLIST_TEST_BUS=dbus-broker in the environment.
 #pragma once
 
 #include <functional>
@@ -40,7 +40,7 @@ public:
     /** A connection of its own (not the process's shared one). The caller owns it. */
     GDBusConnection* Connect() const;
 
-    /** Puts other rules in the place of the present ones; in force on return. */
+    /** Replaces the rules. The new rules apply on return. */
     void SetPolicy(const std::string& policy);
 
     /** Sends SIGKILL to the daemon. */

@@ -1,5 +1,5 @@
-// A host without the library on a bus connection of its own, for steps that the library never
-// takes.
+// A host without the library, on a separate bus connection, for steps that the library never
+// performs.
 #pragma once
 
 #include <cstddef>

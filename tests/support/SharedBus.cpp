@@ -16,7 +16,7 @@ bool SharedBus::WaitUntilReleased() {
     if (connection == nullptr) {
         return true;
     }
-    // The last reference may go in GDBus's own thread.
+    // GDBus's own thread may release the last reference.
     static std::atomic<int> held{0};
     held = 1;
     g_object_weak_ref(

@@ -85,7 +85,7 @@ struct SampleHost : ToolProcess {
     }
 };
 
-/** "applistctl monitor", which sees each further message. */
+/** "applistctl monitor", which prints each further message. */
 struct RunningMonitor : StartedTool {
     RunningMonitor() : StartedTool({"monitor"}, "watching the bus at") {}
 };

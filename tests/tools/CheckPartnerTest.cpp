@@ -50,7 +50,7 @@ std::vector<std::string> KeysOf(const std::string& grade, const std::string& out
     return keys;
 }
 
-// A check waits for each duty that a partner leaves out, so it takes longer than other tools.
+// A check waits for each missing duty of a partner, so it runs longer than other tools.
 int ExitStatusOf(ToolProcess& check) {
     int status = -1;
     for (int i = 0; i < 10 && status == -1; ++i) {
@@ -212,7 +212,7 @@ const Row ROWS[] = {
      "still bound to the host that left the bus"},
     {{"OtherHostsForgotten"}, "forget-others", {"remembers-others"}, "no notification 4 within"},
     {{"FreeAckIgnored"}, "no-bind-on-ack", {"binds-on-ack"}, "no notification 4 within"},
-    // A partner that does what the host does and no more. scripts/long-run repeats the test.
+    // A partner with the duties of a host alone. scripts/long-run repeats the test.
     {{"StrictMirror"},
      "strict-mirror",
      {"repeats-while-free", "repeats-while-unasked", "repeats-refused", "remembers-others",

@@ -1,5 +1,4 @@
-// Host and partner started at the same instant: whoever is first, and however their announcements
-// cross, they end connected.
+// Simultaneous starts of host and partner: both connect in every order of their announcements.
 #include <algorithm>
 #include <chrono>
 #include <iostream>
@@ -27,7 +26,7 @@ bool WasCrossed(const std::string& partnerOutput) {
 
 using Clock = std::chrono::steady_clock;
 
-// How much longer the partner takes to its announcement than the host takes to its own.
+// The time from the start to the announcement of the partner, minus that of the host.
 Clock::duration PartnersLag(const PrivateBus& bus) {
     OwnerChanges changes(bus);
     std::vector<Clock::duration> lags;
@@ -50,8 +49,8 @@ void WaitUntil(Clock::time_point time) {
     }
 }
 
-// Both announce themselves at the same instant, give or take; the shift, a different one each time,
-// sweeps the one announcement over the other.
+// Both announce themselves at nearly the same time. A shift that differs in each start moves one
+// announcement past the other.
 TEST(CrossedStart, ConnectsInEachOfAHundredSimultaneousStarts) {
     constexpr int STARTS = 100;
     const PrivateBus bus;
@@ -67,8 +66,8 @@ TEST(CrossedStart, ConnectsInEachOfAHundredSimultaneousStarts) {
         WaitUntil(start + lag + shift);
         AppListProxy list;
         list.AddItems({&item});
-        // The partner has the item only when both sides have found each other: it asks for the
-        // list, and the host sends it.
+        // The partner receives the item only after a handshake, with the list for its
+        // notification 4.
         ASSERT_TRUE(partner.WaitFor("my list has 1 item now")) << "start " << i << "\n"
                                                                << partner.Output();
         crossed += WasCrossed(partner.Output()) ? 1 : 0;

@@ -1,6 +1,6 @@
 // The numbered statements about the partner: docs/protocol.md and docs/partner-guide.md contain
 // each one once, the duties of "applistctl check partner" name those that they prove, and the
-// documents give the reason for each statement that no check can see.
+// documents give the reason for each statement without a possible check.
 #include <algorithm>
 #include <fstream>
 #include <iterator>

@@ -1,5 +1,5 @@
 // A host without the library, on a private connection. Each step is a call, including steps that
-// the library never takes.
+// the library never performs.
 #ifndef APPLIST_TOOLS_BAREHOST_H
 #define APPLIST_TOOLS_BAREHOST_H
 

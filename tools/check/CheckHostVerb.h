@@ -1,4 +1,4 @@
-// "applistctl check host": looks at a running host from outside, and names its fault.
+// "applistctl check host": inspects a running host from outside, and names its fault.
 #ifndef APPLIST_TOOLS_CHECKHOSTVERB_H
 #define APPLIST_TOOLS_CHECKHOSTVERB_H
 

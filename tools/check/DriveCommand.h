@@ -1,4 +1,4 @@
-// The command that takes the place of the partner's user.
+// The command that acts as the partner's user.
 #ifndef APPLIST_TOOLS_DRIVECOMMAND_H
 #define APPLIST_TOOLS_DRIVECOMMAND_H
 

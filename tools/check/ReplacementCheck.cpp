@@ -51,8 +51,8 @@ void CheckRepeatsWhileFree(CheckRun& run, BareHost& host) {
     }
 }
 
-// The host takes this partner for the predecessor and announces _CLIENT_SYN_ACK, as a host does
-// that was stopped while the partner was replaced. Then it notices the predecessor's end. Only
+// The host acts as one that was stopped while the partner was replaced: it announces
+// _CLIENT_SYN_ACK to the earlier partner, and then detects the end of the earlier partner. Only
 // another _SERVICE_SYN finds a host in that state.
 void CheckRepeatsWhileUnasked(CheckRun& run, BareHost& host) {
     host.Announce("_SYN_ACK");

@@ -108,7 +108,8 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
 void Traffic::OnFilterEnd(gpointer user_data) {
     std::shared_ptr<Record> last;
     auto* const record = static_cast<Record*>(user_data);
-    // Thread sanitizers cannot see that GDBus counts the runs of the filter. The lock orders them.
+    // ThreadSanitizer does not detect GDBus's count of the filter's runs. The lock orders these
+    // runs.
     const std::lock_guard<std::mutex> lock(record->mutex);
     last = std::move(record->self);
 }

@@ -19,7 +19,7 @@ namespace applistctl {
 /**
  * A host has little information about its partner. The library reports three events, and prints a
  * line on standard output for each request without a partner. A new list of the partner has no
- * event: the host only notices that the library reads all items in order to send them.
+ * event: the library only reads all items in order to send them.
  */
 class Host : private ItemSelectionListener, private ItemChangeListener, private ItemClickListener {
 public:

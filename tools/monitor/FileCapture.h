@@ -32,7 +32,8 @@ public:
      */
     explicit FileCapture(std::function<bool(int descriptor)> wait) : m_wait(std::move(wait)) {}
 
-    /** @param file "-" is standard input. @return false, and why, when it is no such capture */
+    /** @param file "-" is standard input. @return false with the reason in @p problem if the file
+     * is not a capture */
     bool Open(const std::string& file, std::string& problem);
 
     /** Waits for a message, or for the end. @param seen has a time also when unreadable */

@@ -45,7 +45,7 @@ bool IsOf(const std::string& name, const SeenMessage& seen) {
     return g_strcmp0(g_dbus_message_get_destination(seen.message.get()), name.c_str()) == 0;
 }
 
-// Only dbus-daemon shows its match rules. A later arrival is seen by its messages.
+// Only dbus-daemon shows its match rules. A process that connects later appears with its messages.
 void FindPresent(GDBusConnection* connection, const std::vector<std::string>& before,
                  Microseconds now, HandshakeTracker& handshake) {
     const BusSurvey survey = SurveyRules(connection);
@@ -84,7 +84,7 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
         ended = true;
         g_main_loop_quit(loop);
     };
-    // A monitor can ask nothing: questions about processes go over a second connection.
+    // A monitor connection cannot send. A second connection queries the processes.
     SystemBus second([](const std::string&) {}, SystemBus::Kind::Own);
     const std::string secondName = second.Connection() != nullptr
                                        ? g_dbus_connection_get_unique_name(second.Connection())

@@ -153,7 +153,7 @@ void TextReporter::Answered(const RequestSeen& request) {
     }
 }
 
-// Notifications, and what is neither
+// Notifications and malformed messages
 
 void TextReporter::Notified(const NotificationSeen& notification) {
     const Content& content = notification.content;

@@ -1,4 +1,4 @@
-// Marks the connection of a check, so that a monitor does not take the check for a host.
+// Marks the connection of a check, so that a monitor does not count the check as a host.
 #ifndef APPLIST_TOOLS_CHECKMARKER_H
 #define APPLIST_TOOLS_CHECKMARKER_H
 

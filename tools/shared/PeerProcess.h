@@ -21,7 +21,7 @@ struct PeerProcess {
     std::string Describe() const;
 };
 
-/** Asks the bus daemon, which answers everybody. Blocks for one round trip. */
+/** Queries the bus daemon, which answers every process. Blocks for one round trip. */
 PeerProcess FindPeerProcess(GDBusConnection* connection, const std::string& uniqueName);
 
 /** Names each process once: the description of a name follows its first use alone. */

@@ -111,7 +111,7 @@ public:
      * Ends the connection. No event and no completion runs after the return. Waits at most two
      * seconds in all: for a task on another thread, for waiting requests, and for the end of both
      * threads. Threads that still wait for the bus or the partner then end later by themselves, and
-     * the change under way ends after its present request; the next client of the process connects
+     * the change under way ends after its current request; the next client of the process connects
      * after their end.
      */
     ~AppListClient();

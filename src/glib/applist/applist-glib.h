@@ -178,7 +178,7 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
 /**
  * applist_store_new:
  *
- * Creates an empty store, which starts to look for the partner.
+ * Creates an empty store, which starts to search for the partner.
  *
  * Returns: (transfer full): a new store
  */

@@ -156,7 +156,7 @@ final class Partner implements Handshake.Listener {
         notifyHost(Notification.APPLIST_ITEM_CHANGE_EVENT, "my list has changed");
     }
 
-    /** Empties the list, and asks the host for its items. */
+    /** Empties the list, and requests the items of the host with notification 4. */
     void recreate() {
         list = ItemList.EMPTY;
         awaitsWholeList = true;
