@@ -5,6 +5,7 @@
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
     const QApplication application(argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 
 #include "Hex.h"
+#include "MainLoop.h"
 #include "NamedRow.h"
 #include "PartnerProcess.h"
 #include "PrivateBus.h"
@@ -228,6 +229,45 @@ TEST_F(QtModel, RequestsNoSelectionForTheRowThatAViewWritesBack) {
         return !ids.empty() && ids.back() == Records::SET_CLICKED;
     }));
     EXPECT_THAT(ids, testing::Not(testing::Contains(Records::SET_SELECTION)));
+}
+
+TEST_F(QtModel, ForgetsTheSelectionOfARemovedItem) {
+    m_model.setItems(LetterRows("abc"));
+    StartPartner();
+    m_model.setCurrentIndex(1);
+    m_model.remove(1);
+    m_model.append(QStringLiteral("b"), QStringLiteral("b"));
+    EXPECT_EQ(m_model.currentIndex(), -1);
+    EXPECT_TRUE(WaitUntilEqual());
+}
+
+// The client has the partner's selection before the event loop has processed the report.
+TEST_F(QtModel, HasThePartnersSelectionInAHandlerOfItsRows) {
+    m_model.setItems(LetterRows("abc"));
+    StartPartner();
+    ASSERT_TRUE(WaitUntilEqual());
+    int current = -1;
+    QObject::connect(&m_model, &QAbstractItemModel::rowsInserted, &m_model,
+                     [&] { current = m_model.currentIndex(); });
+    m_partner->Ask("choose 1");
+    EXPECT_TRUE(MainLoop::WaitWithoutIterating([&] {
+        m_model.append(QStringLiteral("d"), QString());
+        m_model.remove(3);
+        return current == 1;
+    }));
+}
+
+TEST_F(QtModel, ReportsTheCurrentRowAfterTheLastSignalOfAChange) {
+    m_model.setItems(LetterRows("abc"));
+    Strings order;
+    QObject::connect(&m_model, &QAbstractItemModel::rowsInserted, &m_model, [&] {
+        order.emplace_back("inserted");
+        m_model.setCurrentIndex(0);
+    });
+    QObject::connect(&m_model, &AppListQtModel::currentIndexChanged, &m_model,
+                     [&] { order.emplace_back("current"); });
+    m_model.setItems(LetterRows("xaybc"));
+    EXPECT_THAT(order, ElementsAre("inserted", "inserted", "current"));
 }
 
 // Events
