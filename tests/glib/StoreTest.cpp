@@ -260,6 +260,48 @@ TEST_F(Store, ShowsTheSelectionOfThePartner) {
     EXPECT_EQ(m_host.Selected(), "");
 }
 
+// The client has the partner's selection before the main context has dispatched the report.
+TEST_F(Store, HasThePartnersSelectionInAHandlerOfARange) {
+    StoreCalls::Set(m_store, Letters("abc"));
+    StartPartner();
+    ASSERT_TRUE(WaitUntilEqual());
+    std::string selected;
+    m_host.onEvent = [&](const std::string& event) {
+        if (event == "items-changed") {
+            selected = m_host.Selected();
+        }
+    };
+    m_partner->Ask("choose 2");
+    EXPECT_TRUE(MainLoop::WaitWithoutIterating([&] {
+        StoreCalls::Append(m_store, Letters("d"));
+        StoreCalls::Remove(m_store, "d");
+        return selected == "c";
+    }));
+}
+
+TEST_F(Store, RequestsNoSelectionForThePositionThatAViewWritesBack) {
+    StoreCalls::Set(m_store, Letters("abc"));
+    StartPartner({"--created", "--keep-requests"});
+    ASSERT_TRUE(WaitUntilEqual());
+    m_partner->Requests();
+    m_host.onEvent = [&](const std::string& event) {
+        if (event == "notify selected") {
+            applist_store_set_selected(m_store, applist_store_get_selected(m_store));
+        }
+    };
+    m_partner->Ask("choose 1");
+    ASSERT_TRUE(m_host.WaitForEvent("notify selected-item"));
+    StoreCalls::Click(m_store, "a"); // after each earlier request
+    std::vector<int> ids;
+    ASSERT_TRUE(m_host.WaitUntil([&] {
+        for (const std::string& request : m_partner->Requests()) {
+            ids.push_back(Records::IdOf(request));
+        }
+        return !ids.empty() && ids.back() == Records::SET_CLICKED;
+    }));
+    EXPECT_THAT(ids, testing::Not(Contains(Records::SET_SELECTION)));
+}
+
 TEST_F(Store, NotifiesTheConnection) {
     EXPECT_EQ(applist_store_is_connected(m_store), FALSE);
     StartPartner();
@@ -303,6 +345,27 @@ TEST_F(Store, ReportsTheOutcomeOfEachCallInOrder) {
     StoreCalls::Click(m_store, "a");
     StoreCalls::Remove(m_store, "b");
     ASSERT_TRUE(m_host.WaitForEvent("outcome answered"));
+}
+
+// The loop of GTK's applications.
+TEST_F(Store, RunsInTheLoopOfAnApplication) {
+    m_partner = std::make_unique<PartnerProcess>(std::vector<std::string>{"--created"});
+    const std::unique_ptr<GApplication, void (*)(void*)> application(
+        g_application_new(nullptr, G_APPLICATION_NON_UNIQUE), g_object_unref);
+    m_host.onEvent = [&](const std::string& event) {
+        if (event == "notify connected") {
+            StoreCalls::Set(m_store, Letters("abc"));
+        } else if (event == "outcome answered") {
+            m_partner->SendCommand("choose 1");
+        } else if (event == "notify selected-item") {
+            g_application_release(application.get());
+        }
+    };
+    const auto hold = [](GApplication* held, void* /*data*/) { g_application_hold(held); };
+    g_signal_connect(application.get(), "activate", G_CALLBACK(+hold), nullptr);
+    EXPECT_EQ(g_application_run(application.get(), 0, nullptr), 0);
+    m_host.onEvent = nullptr;
+    EXPECT_EQ(m_host.Selected(), "b");
 }
 
 TEST_F(Store, HasThePropertiesOfAListModel) {
