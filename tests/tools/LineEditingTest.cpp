@@ -1,11 +1,13 @@
 // Line editing at the prompts of applistctl host and applistctl partner, on a terminal of the test.
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "MainLoop.h"
@@ -237,6 +239,29 @@ TEST_F(LineEditing, RestoresTheTerminalWithoutABus) {
     EXPECT_THAT(m_terminal.Text(), HasSubstr(CLEAR + "applistctl host: the bus is gone"));
 }
 
+TEST_F(LineEditing, RestoresTheInputWhenTheTerminalOfTheOutputIsGone) {
+    auto output = std::make_unique<Terminal>();
+    ToolProcess host(Host(), {"TERM=vt100"}, [&] {
+        m_terminal.Control();
+        output->Use();
+    });
+    ASSERT_TRUE(output->WaitFor("\n> ")) << output->Text();
+    EXPECT_FALSE(IsRestored());
+    output.reset();
+    m_terminal.Type("help\r");
+    EXPECT_EQ(host.WaitForExit(), 1);
+    EXPECT_TRUE(IsRestored());
+}
+
+// Another process writes to the standard error of the tool, which is a pipe during line editing.
+TEST_F(LineEditing, PrintsAnUnfinishedLineOfStandardErrorAtItsEnd) {
+    StartEditing(Host());
+    std::ofstream("/proc/" + m_tool->Id() + "/fd/2") << "unfinished" << std::flush;
+    m_terminal.Type("\x04");
+    EXPECT_EQ(m_tool->WaitForExit(), 0);
+    EXPECT_TRUE(m_terminal.WaitFor("unfinished\r\n")) << m_terminal.Text();
+}
+
 TEST_F(LineEditing, RestoresTheTerminalDuringAStop) {
     StartEditing(Host());
     m_terminal.Type("add a Radio");
@@ -255,6 +280,87 @@ TEST_F(LineEditing, RunsACommandInTheUsualState) {
     StartEditing({"partner"});
     m_terminal.Type("wait 3600\r");
     EXPECT_TRUE(MainLoop::IterateUntil([this] { return m_terminal.IsCooked(); }));
+}
+
+// --- Jobs of a shell -----------------------------------------------------------------------------
+
+// An interactive shell on the terminal, which runs the host.
+class Job : public LineEditing {
+protected:
+    void StartShell() {
+        m_shell = std::make_unique<Process>(
+            std::vector<std::string>{"bash", "--norc", "--noprofile", "--noediting", "-i"},
+            Process::Setup{{"TERM=vt100", "NO_COLOR=1", "PS1=shell: "}, [this] {
+                               m_terminal.Control();
+                               dup2(STDOUT_FILENO, STDERR_FILENO);
+                           }});
+        ASSERT_TRUE(m_terminal.WaitFor("shell: ")) << m_terminal.Text();
+    }
+
+    // The host with an unfinished line, as a background job.
+    void StartInBackground() {
+        StartShell();
+        m_terminal.Type(APPLISTCTL " host " + m_folder.Path() + "\r");
+        ASSERT_TRUE(m_terminal.WaitFor("\n> ")) << m_terminal.Text();
+        m_terminal.Type("add a Rad");
+        ASSERT_TRUE(m_terminal.WaitFor("add a Rad")) << m_terminal.Text();
+        m_terminal.Type("\x1a");
+        ASSERT_TRUE(m_terminal.WaitFor("Stopped")) << m_terminal.Text();
+        m_terminal.Type("bg\r");
+        ASSERT_TRUE(m_terminal.WaitFor(" &\r\n")) << m_terminal.Text();
+    }
+
+    void Expect(const std::string& text) {
+        ASSERT_TRUE(m_terminal.WaitFor(text)) << m_terminal.Text();
+    }
+
+    std::unique_ptr<Process> m_shell;
+};
+
+TEST_F(Job, PrintsEventsInTheBackgroundWithoutAPrompt) {
+    StartInBackground();
+    const std::size_t start = m_terminal.Text().size();
+    BringAnEvent();
+    Expect("OnItemChangeEvent");
+    m_terminal.Type("jobs\r"); // the host does not read the line of the shell
+    Expect("Running");
+    EXPECT_THAT(m_terminal.Text().substr(start), Not(HasSubstr("> add")));
+}
+
+TEST_F(Job, EditsTheSameLineInTheForegroundAgain) {
+    StartInBackground();
+    m_terminal.Type("jobs\r");
+    Expect("Running");
+    m_terminal.Type("fg\r");
+    Expect("> add a Rad");
+    EXPECT_FALSE(IsRestored());
+    m_terminal.Type("io\r");
+    Expect("-> AddItemAtEnd: Radio (a)");
+}
+
+TEST_F(Job, ExitsInTheBackgroundWithoutABus) {
+    StartInBackground();
+    m_bus.Kill();
+    Expect("the bus is gone");
+    m_terminal.Type("wait $!; echo status $?\r");
+    Expect("status 3");
+}
+
+// The terminal has a line that no process reads yet.
+TEST_F(Job, StartedInTheBackgroundReadsNoLineOfTheShell) {
+    StartShell();
+    const std::string pipe = m_folder.Path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    m_terminal.Type(APPLISTCTL " host " + m_folder.Path() + " &\r");
+    Expect("Type help");
+    m_terminal.Type("cat " + pipe + "\rjobs\r");
+    BringAnEvent();
+    Expect("OnItemChangeEvent");
+    std::ofstream(pipe) << std::flush;
+    Expect("Running");
+    m_terminal.Type("fg\r");
+    m_terminal.Type("add a Radio\r");
+    Expect("-> AddItemAtEnd: Radio (a)");
 }
 
 // --- Plain lines ---------------------------------------------------------------------------------

@@ -43,6 +43,10 @@ CommandInput::CommandInput(std::vector<Command> commands, Output& output,
         output.Line("Type help for a list of the commands.");
     }
     StartEditing(output);
+    StartReading();
+}
+
+void CommandInput::StartReading() {
     m_sourceId = g_unix_fd_add(
         STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), OnReadable, this);
 }
@@ -73,7 +77,9 @@ void CommandInput::StartEditing(Output& /*output*/) {}
 
 gboolean CommandInput::OnReadable(gint fd, GIOCondition /*condition*/, gpointer user_data) {
     auto* const self = static_cast<CommandInput*>(user_data);
-    if (self->Read(fd)) {
+    if (!IsInForeground()) {
+        self->m_foreground.Start([self] { self->StartReading(); });
+    } else if (self->Read(fd)) {
         return G_SOURCE_CONTINUE;
     }
     self->m_sourceId = 0;

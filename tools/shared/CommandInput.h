@@ -9,13 +9,15 @@
 #include <glib.h>
 
 #include <shared/CommandRunner.h>
+#include <shared/Foreground.h>
 #include <shared/Output.h>
 
 namespace applistctl {
 
 /**
  * Runs one command per line, with the quoting of the shell. Adds "help" and "quit". The end of the
- * input is a quit. On a terminal, the lines are edited if the tool is built with libedit.
+ * input is a quit. On a terminal, the lines are edited if the tool is built with libedit. A
+ * background process leaves the input to the shell.
  */
 class CommandInput {
 public:
@@ -30,6 +32,7 @@ public:
 
 private:
     static gboolean OnReadable(gint fd, GIOCondition condition, gpointer user_data);
+    void StartReading();
     void StartEditing(Output& output);
     bool Read(int fd);
     bool RunLines(const std::string& bytes);
@@ -43,6 +46,7 @@ private:
     bool m_failed = false;
     std::string m_unfinishedLine;
     std::function<bool(const std::string& bytes)> m_edit; // null for plain lines
+    ForegroundWatch m_foreground;
     guint m_sourceId = 0;
 };
 

@@ -83,7 +83,7 @@ std::string CommonStart(const std::vector<std::string>& words) {
 bool LineEditor::CanEdit(const Output& output) {
     const char* const terminal = std::getenv("TERM");
     return output.IsTerminal() && isatty(STDIN_FILENO) != 0 && terminal != nullptr &&
-           std::strcmp(terminal, "dumb") != 0 && TerminalGuard::IsInForeground();
+           std::strcmp(terminal, "dumb") != 0 && IsInForeground();
 }
 
 LineEditor::LineEditor(Output& output, std::vector<std::string> words,
@@ -124,7 +124,7 @@ LineEditor::~LineEditor() {
     if (m_errorsId != 0) {
         g_source_remove(m_errorsId);
     }
-    el_end(m_editor);
+    End();
     history_end(m_history);
     m_terminal.reset();
     m_errors.reset();
@@ -146,7 +146,21 @@ void LineEditor::Bind() {
     }
 }
 
+// Deliberate: the editor of a background process stays. el_end would change the terminal of another
+// process group, and the system would stop this process.
+void LineEditor::End() {
+    [[maybe_unused]] static editline* kept = nullptr;
+    if (IsInForeground()) {
+        el_end(m_editor);
+    } else {
+        kept = m_editor;
+    }
+}
+
 bool LineEditor::Type(const std::string& bytes) {
+    if (m_isAway) {
+        Return();
+    }
     m_keys += bytes;
     for (std::size_t size = FirstKey(m_keys); size != 0; size = FirstKey(m_keys)) {
         m_key = m_keys.substr(0, size);
@@ -189,7 +203,12 @@ void LineEditor::Edit() {
     if (m_errors != nullptr) {
         m_errors->Drain();
     }
+    if (!IsInForeground()) {
+        Leave();
+        return;
+    }
     el_set(m_editor, EL_UNBUFFERED, 1);
+    tcgetattr(STDIN_FILENO, &m_editingState);
     m_isEditing = true;
     m_isShown = true;
 }
@@ -200,9 +219,26 @@ void LineEditor::StopEditing() {
     el_set(m_editor, EL_UNBUFFERED, 0);
 }
 
+void LineEditor::Leave() {
+    if (!std::exchange(m_isAway, true)) {
+        m_foreground.Start([this] { Return(); });
+    }
+}
+
+void LineEditor::Return() {
+    m_foreground.Stop();
+    m_isAway = false;
+    if (m_isEditing) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &m_editingState); // the shell had its own state meanwhile
+        Show();
+    } else {
+        Edit();
+    }
+}
+
 // Puts the cursor at the start of the prompt, and clears the screen below it.
 void LineEditor::Hide() {
-    if (std::exchange(m_isShown, false)) {
+    if (std::exchange(m_isShown, false) && IsInForeground()) {
         const std::size_t rows = RowsAboveCursor();
         const std::string up = rows != 0 ? "\033[" + std::to_string(rows) + "A" : "";
         std::fputs(("\r" + up + "\033[J").c_str(), m_output.Stream());
@@ -217,9 +253,15 @@ void LineEditor::Show() {
     if (m_errors != nullptr) {
         m_errors->Drain();
     }
-    if (m_isEditing && !std::exchange(m_isShown, true)) {
-        el_set(m_editor, EL_REFRESH);
+    if (!m_isEditing || m_isShown) {
+        return;
     }
+    if (m_isAway || !IsInForeground()) {
+        Leave();
+        return;
+    }
+    m_isShown = true;
+    el_set(m_editor, EL_REFRESH);
 }
 
 void LineEditor::Resize() {

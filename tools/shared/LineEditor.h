@@ -10,8 +10,10 @@
 #include <vector>
 
 #include <glib.h>
+#include <termios.h>
 
 #include <shared/CapturedOutput.h>
+#include <shared/Foreground.h>
 #include <shared/Output.h>
 #include <shared/TerminalGuard.h>
 
@@ -24,6 +26,7 @@ namespace applistctl {
  * The keys are those of emacs; Tab completes the command, the arrows select an earlier line.
  * libedit would wait in read(2) for the rest of a key such as Escape, and the process would not
  * answer its peer. Therefore this class reads the terminal itself, and passes complete keys only.
+ * A background process shows neither the prompt nor the line until it returns to the foreground.
  */
 class LineEditor {
 public:
@@ -51,10 +54,13 @@ private:
     static gboolean OnErrors(gint fd, GIOCondition condition, gpointer user_data);
 
     void Bind();
+    void End();
     bool RunKey();
     bool RunLine(std::string line);
     void Edit();
     void StopEditing();
+    void Leave();
+    void Return();
     void Hide();
     void Show();
     void Resize();
@@ -73,6 +79,9 @@ private:
     std::string m_key; // the rest of the key that libedit reads
     bool m_isEditing = false;
     bool m_isShown = false;
+    bool m_isAway = false; // in the background, without a prompt
+    ForegroundWatch m_foreground;
+    termios m_editingState = {};
     guint m_resizeId = 0;
     guint m_errorsId = 0;
 };

@@ -9,6 +9,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <shared/Foreground.h>
+
 namespace applistctl {
 
 namespace {
@@ -39,7 +41,7 @@ void CopyPipe() {
 // Leaves the edited line on the screen.
 void Restore() {
     termios current = {};
-    if (TerminalGuard::IsInForeground() && tcgetattr(STDIN_FILENO, &current) == 0) {
+    if (IsInForeground() && tcgetattr(STDIN_FILENO, &current) == 0) {
         tcsetattr(STDIN_FILENO, TCSANOW, &g_saved.terminal);
         if ((current.c_lflag & ICANON) == 0) {
             [[maybe_unused]] const ssize_t written = write(STDIN_FILENO, "\n", 1);
@@ -61,15 +63,19 @@ void OnEndingSignal(int signal) {
     raise(signal);
 }
 
-// The shell shows its prompt while the process is stopped. SIGWINCH shows the edited line again.
+// The shell shows its prompt while the process is stopped. SIGWINCH shows the edited line again,
+// except after "bg": the terminal is the shell's then.
 void OnStopSignal(int /*signal*/) {
     const int error = errno;
+    const bool wasInForeground = IsInForeground();
     termios current = {};
     tcgetattr(STDIN_FILENO, &current);
     Restore();
     raise(SIGSTOP);
     g_saved.wasStopped = 1;
-    tcsetattr(STDIN_FILENO, TCSANOW, &current);
+    if (wasInForeground && IsInForeground()) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &current);
+    }
     raise(SIGWINCH);
     errno = error;
 }
@@ -115,12 +121,6 @@ bool TerminalGuard::TakeStop() {
     const bool wasStopped = g_saved.wasStopped != 0;
     g_saved.wasStopped = 0;
     return wasStopped;
-}
-
-// Without a controlling terminal there is no background.
-bool TerminalGuard::IsInForeground() {
-    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
-    return foreground < 0 || foreground == getpgrp();
 }
 
 } // namespace applistctl

@@ -20,9 +20,6 @@ public:
     TerminalGuard(const TerminalGuard&) = delete;
     TerminalGuard& operator=(const TerminalGuard&) = delete;
 
-    /** Whether the process may change the terminal: a background process would be stopped. */
-    static bool IsInForeground();
-
     /** Whether the process was stopped since the last call: other programs wrote to the terminal.
      */
     static bool TakeStop();
