@@ -64,6 +64,8 @@ public:
     /** Whether a known partner has left the bus. */
     bool HasLostPartner() const;
 
+    bool IsOnBus(const std::string& uniqueName) const { return !OwnerOf(uniqueName).empty(); }
+
     /** @return the unique name of the process that owns a name of the partner; empty for none */
     std::string OwnerOfPartnersName(const std::string& suffix) const;
 
