@@ -130,6 +130,13 @@ TEST_F(TerminalWidth, StartsTheNextLineBelowTheLastColumn) {
                           "                   correct\r\n"));
 }
 
+TEST_F(TerminalWidth, FillsTheParagraphsOfAHelpText) {
+    EXPECT_THAT(Shown({"monitor", "--help"}, 80),
+                HasSubstr("the handshake, each request\r\n"
+                          "with its items, reply and latency, each notification, and each fault. "
+                          "Names\r\n"));
+}
+
 TEST_F(TerminalWidth, IsUnlimitedWithoutASize) {
     EXPECT_GT(LongestLine(Shown({"monitor", "--help"}, 0)), 80U);
 }

@@ -205,22 +205,29 @@ void TextReporter::ShowHandshakes(const Summary& summary) {
     }
 }
 
+// Two tables, because one would be wider than a terminal of 80 columns.
 void TextReporter::ShowRequests(const Summary& summary) {
     char line[200];
-    if (!summary.RequestsByTitle().empty()) {
-        std::snprintf(line, sizeof(line), "%-36s %8s %6s %8s %9s %9s %9s %9s", "requests",
-                      "answered", "failed", "no reply", "50% ms", "90% ms", "99% ms", "most ms");
+    if (summary.RequestsByTitle().empty()) {
+        return;
+    }
+    std::snprintf(line, sizeof(line), "%-37s %9s %9s %9s", "requests", "answered", "failed",
+                  "no reply");
+    m_output.Line(line);
+    for (const auto& [title, requests] : summary.RequestsByTitle()) {
+        std::snprintf(line, sizeof(line), "  %-35s %9zu %9zu %9zu", title.c_str(),
+                      requests.answered, requests.failed, requests.unanswered);
         m_output.Line(line);
     }
+    std::snprintf(line, sizeof(line), "%-37s %9s %9s %9s %9s", "time until the reply in ms", "50%",
+                  "90%", "99%", "most");
+    m_output.Line(line);
     for (const auto& [title, requests] : summary.RequestsByTitle()) {
-        const auto milliseconds = [&latencies = requests.latencies](unsigned percent) {
-            return static_cast<double>(latencies.Percentile(percent)) / 1e3;
-        };
-        const int end = std::snprintf(line, sizeof(line), "  %-34s %8zu %6zu %8zu", title.c_str(),
-                                      requests.answered, requests.failed, requests.unanswered);
-        std::string text(line, static_cast<std::size_t>(end));
+        std::snprintf(line, sizeof(line), "  %-35s", title.c_str());
+        std::string text = line;
         for (const unsigned percent : {50U, 90U, 99U, 100U}) {
-            std::snprintf(line, sizeof(line), " %9.2f", milliseconds(percent));
+            std::snprintf(line, sizeof(line), " %9.2f",
+                          static_cast<double>(requests.latencies.Percentile(percent)) / 1e3);
             text += requests.latencies.Count() > 0 ? line : "         -";
         }
         m_output.Line(text);
@@ -233,7 +240,7 @@ void TextReporter::ShowNotifications(const Summary& summary) {
     }
     for (const auto& [title, count] : summary.NotificationsByTitle()) {
         char line[200];
-        std::snprintf(line, sizeof(line), "  %-34s %8zu", title.c_str(), count);
+        std::snprintf(line, sizeof(line), "  %-35s %9zu", title.c_str(), count);
         m_output.Line(line);
     }
 }

@@ -1,7 +1,6 @@
 #include <shared/CommandLine.h>
 
 #include <iostream>
-#include <sstream>
 
 #include <gio/gio.h>
 
@@ -19,14 +18,6 @@ std::string WithPlainDots(std::string text) {
         text.replace(at, ellipsis.size(), "...");
     }
     return text;
-}
-
-void Print(const std::string& program, const std::string& text) {
-    Output output(program);
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        output.Line(line);
-    }
 }
 
 // GLib passes the name with its dashes, and null as the value of an option without a parameter.
@@ -93,10 +84,10 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
         line.exitStatus = WrongUsage(usage.program, error->message);
     } else if (help != FALSE) {
         g_autofree char* text = g_option_context_get_help(context, TRUE, nullptr);
-        Print(usage.program, WithPlainDots(text));
+        Output(usage.program).Help(WithPlainDots(text));
         line.exitStatus = EXIT_STATUS_DONE;
     } else if (version != FALSE) {
-        Print(usage.program, "applistctl " APPLIST_VERSION);
+        Output(usage.program).Line("applistctl " APPLIST_VERSION);
         line.exitStatus = EXIT_STATUS_DONE;
     } else if (bus != nullptr && g_dbus_is_address(bus) == FALSE) {
         line.exitStatus =

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <sstream>
 #include <utility>
 
 #include <fcntl.h>
@@ -101,6 +102,14 @@ void Output::Line(const std::string& text, Tone tone) {
     const char* const colour = m_colour ? ColourOf(tone) : nullptr;
     const std::string line = m_isTerminal ? FoldLine(text, WidthOf(fileno(m_stream.get()))) : text;
     Write(colour != nullptr ? colour + line + "\033[0m\n" : line + "\n");
+}
+
+void Output::Help(const std::string& text) {
+    const std::size_t width = m_isTerminal ? WidthOf(fileno(m_stream.get())) : 0;
+    std::istringstream lines(width != 0 ? JoinParagraphs(text) : text);
+    for (std::string line; std::getline(lines, line);) {
+        Write(FoldLine(line, width, 0) + "\n");
+    }
 }
 
 void Output::Write(const std::string& text) {

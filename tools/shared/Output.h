@@ -33,6 +33,9 @@ public:
     void Sent(const std::string& text) { Line("-> " + text, Tone::Sent); }
     void State(const std::string& text) { Line(text, Tone::State); }
 
+    /** Prints the lines of a help text. On a terminal, its paragraphs have the terminal's width. */
+    void Help(const std::string& text);
+
     /** Prints lines for a file: neither folded nor coloured. */
     void Verbatim(const std::string& text) { Write(text); }
 
