@@ -55,7 +55,7 @@ public:
         FUZZ_EXPECT(Channel().requests == m_plain.requests);
     }
 
-    void TellReady(bool ready, const std::string& partner) {
+    void ReportReady(bool ready, const std::string& partner) {
         Channel().HandleConnectionReady(ready, partner);
         FUZZ_EXPECT(Channel().requests == m_plain.requests);
     }
@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         } else if (kind == 6) {
             dispatch.Call(bytes);
         } else {
-            dispatch.TellReady(bytes.size() % 2 == 1, bytes);
+            dispatch.ReportReady(bytes.size() % 2 == 1, bytes);
         }
     }
     return 0;

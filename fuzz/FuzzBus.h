@@ -1,5 +1,5 @@
 // One bus for a whole fuzz process, and handlers of an endpoint that record their arguments. The
-// bus is a double without faults, because a daemon for each input would take too long.
+// bus is a double without faults, because the start of a daemon for each input is too slow.
 #pragma once
 
 #include <stdexcept>
@@ -14,7 +14,7 @@
 inline namespace applist_fuzz {
 
 struct FuzzBus {
-    FuzzBus() { shared.SurviveTheBus(); }
+    FuzzBus() { shared.DisableExitOnClose(); }
 
     BusDouble bus;
     SharedBus shared;

@@ -54,7 +54,7 @@ Usage ProgramUsage() {
 #endif
             "  help [VERB]    Show the help of a verb\n"
             "\n"
-            "'applistctl VERB --help' shows the help of a verb, too.",
+            "'applistctl VERB --help' also shows the help of a verb.",
             "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
             "4 a problem was found, 5 a half-open pair.",
             true};

@@ -16,9 +16,9 @@ namespace {
 constexpr std::array<const char*, 3> EDITS = {"add", "modify", "remove"};
 
 /** A process that edits its own list. */
-class Lane {
+class EditedHost {
 public:
-    Lane(const char* program, const ReplyTime& replyTime)
+    EditedHost(const char* program, const ReplyTime& replyTime)
         : m_process(StartProgram({program})), m_replyTime(replyTime) {
         m_process.ReadLine();
     }
@@ -44,15 +44,15 @@ void applist_bench::MeasureEditCost(const std::string& out, bool quick) {
     const ReplyTime& replyTime = MapReplyTime(file.c_str());
     Process partner = StartProgram({"applist_bench_partner", file});
     partner.ReadLine();
-    Lane proxy("applist_bench_edit_by_proxy", replyTime);
-    Lane client("applist_bench_edit_by_client", replyTime);
-    Lane control("applist_bench_edit_by_proxy", replyTime);
+    EditedHost proxy("applist_bench_edit_by_proxy", replyTime);
+    EditedHost client("applist_bench_edit_by_client", replyTime);
+    EditedHost control("applist_bench_edit_by_proxy", replyTime);
 
     const std::size_t rounds = quick ? 300 : 3000;
     std::array<std::vector<double>, 3> seconds[EDITS.size()];
     for (std::size_t round = 0; round < rounds + rounds / 20; ++round) {
         for (std::size_t edit = 0; edit < EDITS.size(); ++edit) {
-            const std::array<Lane*, 3> lanes = {&proxy, &client, &control};
+            const std::array<EditedHost*, 3> lanes = {&proxy, &client, &control};
             for (const int lane : LANE_ORDERS[round % LANE_ORDERS.size()]) {
                 const double took = lanes.at(lane)->Edit(EDITS[edit]);
                 if (round >= rounds / 20) {

@@ -28,7 +28,7 @@ Host::Host()
 
 AppListModel& Host::Model() {
     const Reference asker(m_endpoint.Partner());
-    asker.AskToEmit(UniqueName(), Names::LIST_PATH, 1, 4, Records::CHANGE_EVENT);
+    asker.RequestSignals(UniqueName(), Names::LIST_PATH, 1, 4, Records::CHANGE_EVENT);
     if (!MainLoop::IterateUntil([this] { return m_model != nullptr; })) {
         Fail("the list got no event");
     }

@@ -81,8 +81,8 @@ unsigned long Reference::PartnerCount(GDBusConnection* connection) const {
     return count;
 }
 
-void Reference::AskToEmit(const std::string& destination, const char* path, unsigned count,
-                          unsigned size, int id) const {
+void Reference::RequestSignals(const std::string& destination, const char* path, unsigned count,
+                               unsigned size, int id) const {
     g_dbus_connection_call(m_connection, m_partner.c_str(), Names::CONTROL_PATH,
                            Names::CONTROL_INTERFACE, Names::CONTROL_EMIT,
                            g_variant_new("(ssuui)", destination.c_str(), path, count, size, id),

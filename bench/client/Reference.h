@@ -41,8 +41,8 @@ public:
     unsigned long PartnerCount(GDBusConnection* connection) const;
 
     /** Requests notifications of the partner; does not wait. */
-    void AskToEmit(const std::string& destination, const char* path, unsigned count, unsigned size,
-                   int id) const;
+    void RequestSignals(const std::string& destination, const char* path, unsigned count,
+                        unsigned size, int id) const;
 
 private:
     static void OnSignal(GDBusConnection* connection, const char* sender, const char* path,

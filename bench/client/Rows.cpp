@@ -264,7 +264,7 @@ void Rows::NotificationsIn() {
     const auto receive = [&](const char* destination, const auto& receiver,
                              unsigned long& missing) {
         const unsigned long goal = receiver.Received() + BURST;
-        m_reference.AskToEmit(destination, Names::ENDPOINT_PATH, BURST, SMALL, 1);
+        m_reference.RequestSignals(destination, Names::ENDPOINT_PATH, BURST, SMALL, 1);
         MainLoop::IterateUntil([&] { return receiver.Received() >= goal; });
         missing += goal - receiver.Received();
     };

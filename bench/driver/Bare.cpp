@@ -65,7 +65,7 @@ void OnPartnerSynAck(GDBusConnection*, const char*, const char*, const char*, co
                                        OnSignal, nullptr, nullptr);
     Announce(client, OWN_NAME("_ACK"));
     const long long took = Ready::Now() - client.begin;
-    Ready::Say(took, g_dbus_connection_get_unique_name(client.connection));
+    Ready::Print(took, g_dbus_connection_get_unique_name(client.connection));
 }
 
 void Subscribe(Client& client, const char* name, GDBusSignalCallback callback) {

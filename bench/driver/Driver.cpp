@@ -55,7 +55,7 @@ double TimeToReady(const char* program) {
     return ReadReady(child).seconds;
 }
 
-// Fresh processes in turn, each timed by itself from its main().
+// Fresh processes, one after the other. Each measures its own time from the start of main().
 void MeasureStartUp(const Options& options) {
     std::vector<double> reference;
     std::vector<double> library;
@@ -83,7 +83,7 @@ void CountStartUp(const Options& options, const PrivateBus& bus) {
     result.Text("log", options.log);
     for (const char* program : {HOST, BARE}) {
         Process child =
-            StartProgram({program}, {"LD_PRELOAD=" + Beside("libapplist_bench_waits.so")});
+            StartProgram({program}, {"LD_PRELOAD=" + PathBeside("libapplist_bench_waits.so")});
         const ReadyLine ready = ReadReady(child);
         const std::string who = program == HOST ? "library" : "reference";
         const std::size_t messages = monitor.SentBy(ready.uniqueName).size();
@@ -112,7 +112,7 @@ double ReadKey(const std::string& path, const std::string& key) {
     std::exit(1);
 }
 
-// Waits until no thread of the child has run between two looks; it is idle then.
+// Waits until the child is idle: no thread of it has run between two samples.
 void WaitUntilIdle(const std::string& process) {
     const std::string path = "/proc/" + process + "/schedstat";
     std::string last;

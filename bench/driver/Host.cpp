@@ -23,7 +23,7 @@ public:
         const long long took = Ready::Now() - m_begin;
         // The existing connection of the endpoint, without a call.
         g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-        Ready::Say(took, g_dbus_connection_get_unique_name(connection));
+        Ready::Print(took, g_dbus_connection_get_unique_name(connection));
     }
 
 private:

@@ -11,14 +11,14 @@
 inline namespace applist_bench {
 
 /** @return the path of @p program in the folder of the running program */
-inline std::string Beside(const std::string& program) {
+inline std::string PathBeside(const std::string& program) {
     return std::filesystem::read_symlink("/proc/self/exe").replace_filename(program).string();
 }
 
 /** Starts a program of the benchmark. The process is killed with the caller. */
 inline Process StartProgram(std::vector<std::string> words,
                             const std::vector<std::string>& environment = {}) {
-    words.front() = Beside(words.front());
+    words.front() = PathBeside(words.front());
     return Process(words, {environment, {}, true});
 }
 

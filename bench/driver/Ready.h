@@ -17,7 +17,7 @@ inline long long Now() {
     return now.tv_sec * 1000000000LL + now.tv_nsec;
 }
 
-inline void Say(long long took, const char* uniqueName) {
+inline void Print(long long took, const char* uniqueName) {
     const int roundTrips =
         applist_bench_round_trips == nullptr ? -1 : static_cast<int>(applist_bench_round_trips());
     std::printf("%lld %s %d\n", took, uniqueName, roundTrips);

@@ -17,7 +17,7 @@ int main() {
     std::istringstream("Clock\nclock.01\nMusic Player\nmusic.02\n") >> clock >> music;
     Listener listener;
 
-    AppListProxy list; // joins the system bus and looks for the partner
+    AppListProxy list; // joins the system bus and searches for the partner
     list.AddItemSelectionListener(&listener);
     list.AddItems({&clock, &music});
     list.SetSelection(&clock);

@@ -20,7 +20,7 @@ struct ListChange {
         SELECT,
         CLICK,
         DIFFERENCE, ///< merged changes: from the partner's list to the host's list
-        REFILL      ///< the same list once more, for a partner whose list may differ
+        REFILL      ///< the same list again, for a partner whose list may differ
     };
 
     Kind kind;
@@ -32,7 +32,7 @@ struct ListChange {
 /** Not thread-safe: the client guards it. */
 class RequestQueue {
 public:
-    /** The items of waiting changes are as many at most, or those of a single change. */
+    /** The limit of the items of all waiting changes. A single change may have more items. */
     static constexpr std::size_t MOST_ITEMS = 65536;
 
     /** @return whether another click fits in. */
@@ -46,7 +46,7 @@ public:
      */
     std::vector<AppListClient::Completion> Push(ListChange change);
 
-    /** Puts a REFILL in front of all changes, unless one is there. */
+    /** Inserts a REFILL before all changes, unless the first change is a REFILL. */
     void PushRefill();
 
     bool IsEmpty() const { return m_changes.empty(); }

@@ -1,5 +1,5 @@
-// The host's operations while there is no partner: the copy changes, each request is lost with a
-// line on standard output, and nothing is made up for later.
+// The host's operations without a partner: the copy changes, each request is lost with a line on
+// standard output, and no request is sent later.
 #include <functional>
 #include <string>
 #include <vector>
@@ -14,14 +14,14 @@ using testing::ElementsAre, testing::IsEmpty;
 
 namespace {
 
-struct World {
+struct Operands {
     RemoteAppListModel& model;
     TestItem& inList;
     TestItem& other;
 };
 
 struct Row : NamedRow {
-    std::function<void(World)> operation;
+    std::function<void(Operands)> operation;
     std::vector<std::string> idsAfter; ///< the list held "1" before
     std::string selectionAfter;        ///< "1" was selected before; "" for none
     int requests;
@@ -63,39 +63,47 @@ TEST_P(WithoutAPartner, TheCopyChangesAndTheRequestIsLost) {
 INSTANTIATE_TEST_SUITE_P(
     Calling, WithoutAPartner,
     testing::Values(
-        Row{"SetSelection", [](World w) { w.model.SetSelection(&w.other); }, {"1"}, "2", 1},
-        Row{"SetSelectionOfNull", [](World w) { w.model.SetSelection(nullptr); }, {"1"}, "1", 0},
-        Row{"SetClicked", [](World w) { w.model.SetClicked(&w.other); }, {"1"}, "1", 1},
-        Row{"SetClickedOfNull", [](World w) { w.model.SetClicked(nullptr); }, {"1"}, "1", 0},
-        Row{"RemoveAllItems", [](World w) { w.model.RemoveAllItems(); }, {}, "", 1},
+        Row{"SetSelection", [](Operands w) { w.model.SetSelection(&w.other); }, {"1"}, "2", 1},
+        Row{"SetSelectionOfNull", [](Operands w) { w.model.SetSelection(nullptr); }, {"1"}, "1", 0},
+        Row{"SetClicked", [](Operands w) { w.model.SetClicked(&w.other); }, {"1"}, "1", 1},
+        Row{"SetClickedOfNull", [](Operands w) { w.model.SetClicked(nullptr); }, {"1"}, "1", 0},
+        Row{"RemoveAllItems", [](Operands w) { w.model.RemoveAllItems(); }, {}, "", 1},
         Row{"AddItems",
-            [](World w) {
+            [](Operands w) {
                 w.model.AddItems({&w.inList, &w.other});
             },
             {"1", "2"},
             "1",
             1},
-        Row{"AddItemsOfNothing", [](World w) { w.model.AddItems({}); }, {"1"}, "1", 0},
-        Row{"AddItemAtEnd", [](World w) { w.model.AddItemAtEnd(&w.other); }, {"1", "2"}, "1", 1},
-        Row{"AddItemAtEndOfNull", [](World w) { w.model.AddItemAtEnd(nullptr); }, {"1"}, "1", 0},
-        Row{"RemoveItem", [](World w) { w.model.RemoveItem(&w.inList); }, {}, "", 1},
+        Row{"AddItemsOfNothing", [](Operands w) { w.model.AddItems({}); }, {"1"}, "1", 0},
+        Row{"AddItemAtEnd", [](Operands w) { w.model.AddItemAtEnd(&w.other); }, {"1", "2"}, "1", 1},
+        Row{"AddItemAtEndOfNull", [](Operands w) { w.model.AddItemAtEnd(nullptr); }, {"1"}, "1", 0},
+        Row{"RemoveItem", [](Operands w) { w.model.RemoveItem(&w.inList); }, {}, "", 1},
         Row{"RemoveItemOutsideTheList",
-            [](World w) { w.model.RemoveItem(&w.other); },
+            [](Operands w) { w.model.RemoveItem(&w.other); },
             {"1"},
             "1",
             0},
-        Row{"ModifyItem", [](World w) { w.model.ModifyItem(&w.inList, &w.other); }, {"2"}, "2", 1},
+        Row{"ModifyItem",
+            [](Operands w) { w.model.ModifyItem(&w.inList, &w.other); },
+            {"2"},
+            "2",
+            1},
         Row{"ModifyItemOutsideTheList",
-            [](World w) { w.model.ModifyItem(&w.other, &w.inList); },
+            [](Operands w) { w.model.ModifyItem(&w.other, &w.inList); },
             {"1"},
             "1",
             0},
-        Row{"SelectionEvent", // the list changed, its partner vanished before it could be asked
-            [](World w) { w.model.OnNotificationReceive(2, {}); },
+        Row{"SelectionEvent", // the partner vanished before the query
+            [](Operands w) { w.model.OnNotificationReceive(2, {}); },
             {"1"},
             "",
             1},
-        Row{"CreatedEvent", [](World w) { w.model.OnNotificationReceive(4, {}); }, {"1"}, "1", 2}),
+        Row{"CreatedEvent",
+            [](Operands w) { w.model.OnNotificationReceive(4, {}); },
+            {"1"},
+            "1",
+            2}),
     RowName<Row>);
 
 TEST_F(WithoutAPartner, NothingIsKeptForALaterPartner) {

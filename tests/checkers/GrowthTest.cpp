@@ -31,7 +31,7 @@ std::vector<GError*>* g_errors = nullptr;
 constexpr double NOTHING = 8.0;
 
 // GLib's slices would hide released memory. GLib reads the environment before a test can write it.
-__attribute__((constructor)) void TakeGLibsMemoryFromMalloc(int /*argc*/, char** argv) {
+__attribute__((constructor)) void MakeGLibUseMalloc(int /*argc*/, char** argv) {
     if (g_getenv("G_SLICE") == nullptr) {
         setenv("G_SLICE", "always-malloc", 1);
         execv("/proc/self/exe", argv);
@@ -84,7 +84,7 @@ namespace {
 class MemoryGrowth : public testing::Test {
 protected:
     MemoryGrowth() {
-        shared.SurviveTheBus();
+        shared.DisableExitOnClose();
         kept.reserve(2 * ROUNDS);
         lost.reserve(2 * ROUNDS);
         g_replies = &kept;

@@ -103,15 +103,15 @@ void HeldConnection::Run() {
             break;
         }
         if (ends[2].revents != 0) {
-            clientOpen = TakeFromClient(client);
+            clientOpen = ReadFromClient(client);
         }
-        open = (ends[1].revents == 0 || TakeFromBus(bus, client)) && ForwardToBus(bus);
+        open = (ends[1].revents == 0 || ReadFromBus(bus, client)) && ForwardToBus(bus);
     }
     close(client);
     close(bus);
 }
 
-bool HeldConnection::TakeFromClient(int client) {
+bool HeldConnection::ReadFromClient(int client) {
     char buffer[4096];
     const ssize_t count = recv(client, buffer, sizeof(buffer), 0);
     if (count <= 0) {
@@ -145,7 +145,7 @@ std::size_t HeldConnection::Forwardable() const {
     return start + std::min(message.size(), FIXED_HEADER + fields + Number(message, 4));
 }
 
-bool HeldConnection::TakeFromBus(int bus, int client) {
+bool HeldConnection::ReadFromBus(int bus, int client) {
     char buffer[4096];
     const ssize_t count = recv(bus, buffer, sizeof(buffer), 0);
     if (count <= 0) {

@@ -30,8 +30,8 @@ public:
 
 private:
     void Run();
-    bool TakeFromClient(int client);
-    bool TakeFromBus(int bus, int client);
+    bool ReadFromClient(int client);
+    bool ReadFromBus(int bus, int client);
     bool ForwardToBus(int bus);
     std::size_t Forwardable() const;
 

@@ -92,7 +92,7 @@ bool EnterNamespaces() {
 
 // Without namespaces, root may use the real addresses if no other process uses them. One test at a
 // time: the lock ends with the process.
-bool TakeTheRealPlaces() {
+bool UseTheRealPaths() {
     if (geteuid() != 0) {
         return false;
     }
@@ -103,7 +103,7 @@ bool TakeTheRealPlaces() {
 
 [[noreturn]] void RunInChild(void (*body)(PrivateSystemLog& log)) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (!EnterNamespaces() && !TakeTheRealPlaces()) {
+    if (!EnterNamespaces() && !UseTheRealPaths()) {
         _exit(NO_PLACE);
     }
     {

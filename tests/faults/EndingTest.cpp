@@ -22,13 +22,13 @@ const std::string ANNOUNCING_ACK = "BroadcastName org.morva.JavaMW.Applist_CLIEN
 const std::string READY = "ready";
 
 /** An endpoint that records its state in its destructor, before the destructor of its base. */
-class LastLook : public JavaMWDbusRemote {
+class EndpointWithLastState : public JavaMWDbusRemote {
 public:
-    explicit LastLook(bool& wasReady)
+    explicit EndpointWithLastState(bool& wasReady)
         : JavaMWDbusRemote("Applist", HandlersLater()), m_wasReady(wasReady) {
         StartHandlers();
     }
-    ~LastLook() override {
+    ~EndpointWithLastState() override {
         StopHandlers();
         m_wasReady = IsConnectionReady();
     }
@@ -40,7 +40,7 @@ private:
 class Ending : public FaultTest {
 protected:
     /** Runs the callback of the partner's step @p suffix in another thread. */
-    std::future<void> TakeStep(const std::string& suffix, JavaMWDbusRemote* endpoint) {
+    std::future<void> RunStep(const std::string& suffix, JavaMWDbusRemote* endpoint) {
         GDBusConnection* const connection = Host().Connection();
         return std::async(std::launch::async, [=] {
             g_autoptr(GVariant) change = g_variant_ref_sink(
@@ -67,7 +67,7 @@ protected:
     void DestroyDuringAStep(std::unique_ptr<Endpoint> endpoint,
                             const std::function<void(std::future<void>&)>& meanwhile = {}) {
         HeldLine announcing(ANNOUNCING_ACK);
-        std::future<void> step = TakeStep("_SYN_ACK", endpoint.get());
+        std::future<void> step = RunStep("_SYN_ACK", endpoint.get());
         announcing.WaitUntilReached();
         std::future<void> end = BeginToDestroy(endpoint);
         if (meanwhile) {
@@ -93,7 +93,7 @@ TEST_F(Ending, DuringAStepReportsNothingMore) {
 
 TEST_F(Ending, DuringAStepLeavesTheEndpointUnconnected) {
     bool wasReady = true;
-    DestroyDuringAStep(std::make_unique<LastLook>(wasReady));
+    DestroyDuringAStep(std::make_unique<EndpointWithLastState>(wasReady));
     EXPECT_FALSE(wasReady);
 }
 
@@ -107,7 +107,7 @@ TEST_F(Ending, DuringAReportLeavesTheEndpointUnconnectedAtOnce) {
                                        released.get_future().wait();
                                    }});
     JavaMWDbusRemote* const address = endpoint.get();
-    std::future<void> step = TakeStep("_SYN_ACK", address);
+    std::future<void> step = RunStep("_SYN_ACK", address);
     entered.get_future().wait();
     EXPECT_TRUE(address->IsConnectionReady());
     std::future<void> end = BeginToDestroy(endpoint);
@@ -123,7 +123,7 @@ TEST_F(Ending, DuringAStepWaitsForTheStepBeforeItReleasesAnything) {
     auto endpoint = std::make_unique<JavaMWDbusRemote>("Applist");
     JavaMWDbusRemote* const address = endpoint.get();
     HeldLine announcing(ANNOUNCING_ACK);
-    std::future<void> step = TakeStep("_SYN_ACK", address);
+    std::future<void> step = RunStep("_SYN_ACK", address);
     announcing.WaitUntilReached();
     std::future<void> end = std::async(std::launch::async, [&] { endpoint.reset(); });
     // The release of the handshake's subscriptions prints a warning.

@@ -183,7 +183,7 @@ TEST_F(ThreadFault, KeepsTheAnswerUntilTheNextPass) {
 class ResendFault : public FaultTest {
 protected:
     /** The answer to @p cause of @p partner is owed, and the bus works again. */
-    void OweAnAnswer(const std::string& cause, const std::string& partner) {
+    void LeaveAnAnswerPending(const std::string& cause, const std::string& partner) {
         Bus().Script("RequestName", Reply::Code(3));
         ASSERT_TRUE(Host().Announce(cause, partner));
         Bus().ForgetScripts();
@@ -192,7 +192,7 @@ protected:
     void MakeEndpointThatOwes(const std::string& cause) {
         MakeEndpoint();
         m_held.emplace();
-        OweAnAnswer(cause, ":2.P");
+        LeaveAnAnswerPending(cause, ":2.P");
     }
     static Strings Pass() {
         CapturedLog::Clear();
@@ -241,9 +241,9 @@ TEST_F(ResendFault, OfAReplacedPartnersAnswerDropsIt) {
 TEST_F(ResendFault, KeepsFailedAnswersAloneAndFollowsTheOrderOfNames) {
     MakeEndpoint();
     const HeldResendThread held;
-    OweAnAnswer("_SYN", ":2.Z");
+    LeaveAnAnswerPending("_SYN", ":2.Z");
     ASSERT_TRUE(Host().Vanish(":2.Z"));
-    OweAnAnswer("_SYN", ":2.A");
+    LeaveAnAnswerPending("_SYN", ":2.A");
     Bus().Script("RequestName", Reply::Code(3));
     const Strings messages = Pass();
     ASSERT_GT(messages.size(), 4U);
@@ -267,7 +267,7 @@ TEST_F(ResendFault, WithAThreadUnderWayStartsNoSecondOne) {
     MakeEndpointThatOwes("_SYN");
     const int threads = LibraryCalls::Threads().started;
     ASSERT_TRUE(Host().Vanish(":2.P"));
-    OweAnAnswer("_SYN_ACK", ":2.Q");
+    LeaveAnAnswerPending("_SYN_ACK", ":2.Q");
     EXPECT_EQ(LibraryCalls::Threads().started, threads);
     EXPECT_EQ(CountDebug("Creating timer that will execute OnResendHandshake()"), 0U);
     Pass();
@@ -280,7 +280,7 @@ TEST_F(ResendFault, AfterAThreadsEndStartsAnother) {
     ASSERT_FALSE(LibraryCalls::ResendThreadRuns());
     const int threads = LibraryCalls::Threads().started;
     ASSERT_TRUE(Host().Vanish(":2.P"));
-    OweAnAnswer("_SYN_ACK", ":2.Q");
+    LeaveAnAnswerPending("_SYN_ACK", ":2.Q");
     EXPECT_EQ(LibraryCalls::Threads().started, threads + 1);
     Pass();
     EXPECT_TRUE(Endpoint().IsConnectionReady());

@@ -23,7 +23,7 @@ struct NoticedChanges : NamedRow {
 const char* const P = ":2.P";
 const char* const Q = ":2.Q";
 
-OwnerChange Took(const char* suffix, const char* owner) {
+OwnerChange Acquired(const char* suffix, const char* owner) {
     return {suffix, "", owner};
 }
 OwnerChange Released(const char* suffix, const char* owner) {
@@ -34,9 +34,10 @@ OwnerChange Vanished(const char* owner) {
 }
 
 const NoticedChanges OWNER_CHANGES[] = {
-    {"InOrder", {Took("_SYN", P), Released("_SYN", P), Took("_ACK", P), Released("_ACK", P)}},
-    {"RequestedNamesAlone", {Took("_SYN", P), Took("_SYN_ACK", P), Took("_ACK", P)}},
-    {"ReleaseBeforeTheRequest", {Released("_SYN", P), Took("_SYN", P)}},
+    {"InOrder",
+     {Acquired("_SYN", P), Released("_SYN", P), Acquired("_ACK", P), Released("_ACK", P)}},
+    {"RequestedNamesAlone", {Acquired("_SYN", P), Acquired("_SYN_ACK", P), Acquired("_ACK", P)}},
+    {"ReleaseBeforeTheRequest", {Released("_SYN", P), Acquired("_SYN", P)}},
     {"SynDoubled", {Released("_SYN", P), Released("_SYN", P)}},
     {"SynAckDoubled", {Released("_SYN_ACK", P), Released("_SYN_ACK", P)}},
     {"AckDoubled", {Released("_SYN", P), Released("_ACK", P), Released("_ACK", P)}},

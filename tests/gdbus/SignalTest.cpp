@@ -251,7 +251,7 @@ TEST(GDBusSubscription, DoesNotWaitForTheBus) {
     bus.Script("AddMatch", BusDouble::Reply::Missing());
     {
         const SharedBus shared;
-        shared.SurviveTheBus();
+        shared.DisableExitOnClose();
         int count = 0;
         const auto start = std::chrono::steady_clock::now();
         const unsigned subscription = g_dbus_connection_signal_subscribe(

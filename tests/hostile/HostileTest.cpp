@@ -6,7 +6,7 @@
 #include "BusDaemon.h"
 
 HostileTest::HostileTest() : shared(std::make_unique<SharedBus>()) {
-    shared->SurviveTheBus();
+    shared->DisableExitOnClose();
     hostName = shared->UniqueName();
     std::istringstream("Clock\nclock.01\n") >> item;
     CapturedLog::Clear();

@@ -11,7 +11,7 @@ class BusLoss : public ConnectedTest {
 protected:
     /** Kills the daemon, and waits until GDBus has closed the connection. Dispatches nothing. */
     void LoseTheBus() {
-        Shared().SurviveTheBus();
+        Shared().DisableExitOnClose();
         bus.Kill();
         ASSERT_TRUE(MainLoop::WaitWithoutIterating(
             [&] { return g_dbus_connection_is_closed(Shared().Connection()) != FALSE; }));
@@ -72,7 +72,7 @@ TEST_F(BusLoss, FailsAMessageUnderWay) {
         asked.set_value();
         return Bytes();
     });
-    Shared().SurviveTheBus();
+    Shared().DisableExitOnClose();
     auto sending = std::async(std::launch::async, [&] {
         Bytes data = ByteVector("data");
         return endpoint->SendMessage(data);

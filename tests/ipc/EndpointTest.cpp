@@ -368,7 +368,7 @@ TEST_F(EndOfAnEndpoint, LeavesTheExitOnCloseOfTheHostUnchanged) {
     EXPECT_TRUE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
     { JavaMWDbusRemote endpoint("Applist"); }
     EXPECT_TRUE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
-    Shared().SurviveTheBus();
+    Shared().DisableExitOnClose();
     { JavaMWDbusRemote endpoint("Applist"); }
     EXPECT_FALSE(g_dbus_connection_get_exit_on_close(Shared().Connection()));
 }

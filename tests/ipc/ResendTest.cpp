@@ -79,14 +79,14 @@ protected:
     TestPartner partner{bus, false};
 };
 
-struct OwedAnswer : NamedRow {
+struct PendingAnswer : NamedRow {
     const char* partnersStep;
     const char* suffix;
     const char* announced;
     int stateAfter;
 };
 
-class FailedAnswer : public Resend, public testing::WithParamInterface<OwedAnswer> {};
+class FailedAnswer : public Resend, public testing::WithParamInterface<PendingAnswer> {};
 
 TEST_P(FailedAnswer, IsRecordedAndLeavesTheBindingUnchanged) {
     RecordingEndpoint endpoint;
@@ -156,11 +156,12 @@ TEST_P(FailedAnswer, LogsEachStepOfItsResending) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, FailedAnswer,
-                         testing::Values(OwedAnswer{"SynAck", "_SYN", "_SYN_ACK",
-                                                    "org.morva.JavaMW.Applist_CLIENT_SYN_ACK", 2},
-                                         OwedAnswer{"Ack", "_SYN_ACK", "_ACK",
-                                                    "org.morva.JavaMW.Applist_CLIENT_ACK", 3}),
-                         RowName<OwedAnswer>);
+                         testing::Values(PendingAnswer{"SynAck", "_SYN", "_SYN_ACK",
+                                                       "org.morva.JavaMW.Applist_CLIENT_SYN_ACK",
+                                                       2},
+                                         PendingAnswer{"Ack", "_SYN_ACK", "_ACK",
+                                                       "org.morva.JavaMW.Applist_CLIENT_ACK", 3}),
+                         RowName<PendingAnswer>);
 
 TEST_F(Resend, ReportsReadyOnTheResendThreadForAnAckAlone) {
     RecordingEndpoint endpoint;
@@ -430,7 +431,7 @@ TEST_F(Resend, FinishesItsReportBeforeTheDestructorReturns) {
 
 class ResendPass : public Resend {
 protected:
-    static void Owe(JavaMWDbusRemote& endpoint, const EndpointInside::Names& names) {
+    static void SetPending(JavaMWDbusRemote& endpoint, const EndpointInside::Names& names) {
         const PTAutoLock lock(EndpointInside::m_mutex(endpoint));
         EndpointInside::m_resendNames(endpoint) = names;
     }
@@ -454,7 +455,7 @@ TEST_F(ResendPass, DropsAnUnknownSuffixWithoutALogLine) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     for (const char* suffix : {"_SYN", "", "ACK", "_ACK_", "_SYN_ACK "}) {
-        Owe(endpoint, {{partner.UniqueName(), suffix}});
+        SetPending(endpoint, {{partner.UniqueName(), suffix}});
         EXPECT_EQ(Pass(endpoint), 0);
         EXPECT_THAT(CapturedLog::Messages(),
                     ElementsAre("DEBUG Executed OnResendHandshake function",
@@ -472,7 +473,7 @@ TEST_F(ResendPass, FollowsTheOrderOfTheKeysAndKeepsFailedAnswers) {
     Announce(partner, "_SYN_ACK");
     DenyAnswers();
     const std::string name = partner.UniqueName();
-    Owe(endpoint, {{":2.1", "_ACK"}, {name, "_ACK"}, {":1.10", "_SYN_ACK"}, {":0", "_ACK"}});
+    SetPending(endpoint, {{":2.1", "_ACK"}, {name, "_ACK"}, {":1.10", "_SYN_ACK"}, {":0", "_ACK"}});
     EXPECT_EQ(Pass(endpoint), 1);
     std::vector<std::string> order;
     for (const CapturedLog::Line& line : CapturedLog::Lines()) {
@@ -493,7 +494,7 @@ TEST_F(ResendPass, ComparesNamesOfPartnersExactly) {
     RecordingEndpoint endpoint;
     Announce(partner, "_SYN_ACK");
     const std::string name = partner.UniqueName();
-    Owe(endpoint, {{name + "0", "_SYN_ACK"}, {name.substr(0, name.size() - 1), "_SYN_ACK"}});
+    SetPending(endpoint, {{name + "0", "_SYN_ACK"}, {name.substr(0, name.size() - 1), "_SYN_ACK"}});
     EXPECT_EQ(Pass(endpoint), 0);
     EXPECT_EQ(EndpointInside::State(endpoint), 3);
     EXPECT_EQ(CountDebugStarting("Partner name: " + name + " different then resend"), 2u);

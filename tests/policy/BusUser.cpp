@@ -26,18 +26,18 @@ gid_t GroupId(const std::string& name) {
 
 } // namespace
 
-// The process acts as the user for as long as this lives, and may turn back: it stays root by its
-// saved user id.
-class BusUser::Turn {
+// The process has the user's ids during the lifetime of the object. The saved user id stays that of
+// root, so that the process can restore its own ids.
+class BusUser::UserSwitch {
 public:
-    explicit Turn(const BusUser& user) : m_isNeeded(geteuid() == 0), m_groups(OwnGroups()) {
+    explicit UserSwitch(const BusUser& user) : m_isNeeded(geteuid() == 0), m_groups(OwnGroups()) {
         if (m_isNeeded && (setgroups(user.m_groups.size(), user.m_groups.data()) != 0 ||
                            setresgid(user.m_gid, user.m_gid, 0) != 0 ||
                            setresuid(user.m_uid, user.m_uid, 0) != 0)) {
-            throw std::runtime_error("cannot turn into another user");
+            throw std::runtime_error("cannot switch to another user");
         }
     }
-    ~Turn() {
+    ~UserSwitch() {
         if (m_isNeeded && (setresuid(0, 0, 0) != 0 || setresgid(0, 0, 0) != 0 ||
                            setgroups(m_groups.size(), m_groups.data()) != 0)) {
             std::abort();
@@ -66,7 +66,7 @@ BusUser::BusUser(const std::string& name, const std::string& group,
 
 // The bus reads the user of a connection from the kernel, which records this user at connect().
 GDBusConnection* BusUser::Connect(const PrivateBus& bus) const {
-    const Turn turn(*this);
+    const UserSwitch asUser(*this);
     return bus.Connect();
 }
 
@@ -78,6 +78,6 @@ void BusUser::Become() const {
 }
 
 bool BusUser::MayRun(const std::string& program) const {
-    const Turn turn(*this);
+    const UserSwitch asUser(*this);
     return faccessat(AT_FDCWD, program.c_str(), X_OK, AT_EACCESS) == 0;
 }

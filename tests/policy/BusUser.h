@@ -1,4 +1,4 @@
-// A user of the machine, with the groups that the test gives to it: whom the bus sees.
+// A user of the machine with the groups of the test, as the user of a bus connection.
 #pragma once
 
 #include <string>
@@ -33,7 +33,7 @@ public:
     bool MayRun(const std::string& program) const;
 
 private:
-    class Turn;
+    class UserSwitch;
 
     uid_t m_uid;
     gid_t m_gid;

@@ -69,7 +69,7 @@ TEST_P(EachDuty, PassesUnderThePolicy) {
                                      std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER}));
     Process check(Check());
     int status = -1;
-    for (int i = 0; i < 10 && status == -1; ++i) { // a check takes longer than other tools
+    for (int i = 0; i < 10 && status == -1; ++i) { // a check runs longer than other tools
         status = check.WaitForExit();
     }
     EXPECT_EQ(status, 0) << check.Output() << check.Errors();

@@ -10,7 +10,7 @@ constexpr const char* MATCH = "interface='org.morva.javamw.DbusCommunication'";
 
 } // namespace
 
-Player::Player(const PrivateBus& bus, const BusUser& user)
+BusParty::BusParty(const PrivateBus& bus, const BusUser& user)
     : m_bus(bus), m_user(user), m_connection(user.Connect(bus)) {
     g_dbus_connection_add_filter(m_connection.get(), OnMessage, this, nullptr);
     // The second one may be refused, or mean nothing.
@@ -20,9 +20,9 @@ Player::Player(const PrivateBus& bus, const BusUser& user)
 }
 
 // Runs on GDBus's own thread.
-GDBusMessage* Player::OnMessage(GDBusConnection* connection, GDBusMessage* message,
-                                gboolean incoming, void* user_data) {
-    auto* const self = static_cast<Player*>(user_data);
+GDBusMessage* BusParty::OnMessage(GDBusConnection* connection, GDBusMessage* message,
+                                  gboolean incoming, void* user_data) {
+    auto* const self = static_cast<BusParty*>(user_data);
     const GDBusMessageType type = g_dbus_message_get_message_type(message);
     if (incoming == FALSE ||
         (type != G_DBUS_MESSAGE_TYPE_METHOD_CALL && type != G_DBUS_MESSAGE_TYPE_SIGNAL)) {
@@ -43,13 +43,13 @@ GDBusMessage* Player::OnMessage(GDBusConnection* connection, GDBusMessage* messa
     return nullptr;
 }
 
-bool Player::Owns(const std::string& name) {
+bool BusParty::Owns(const std::string& name) {
     const std::string whole = "org.morva.JavaMW." + name;
     return BusDaemon::RequestName(m_connection.get(), whole) == 1 &&
            BusDaemon::ReleaseName(m_connection.get(), whole);
 }
 
-bool Player::Sends(const char* destination, Player& other, const Message& message) {
+bool BusParty::Sends(const char* destination, BusParty& other, const Message& message) {
     other.m_reached = false;
     g_autoptr(GDBusMessage) sent =
         message.type == G_DBUS_MESSAGE_TYPE_SIGNAL
@@ -67,15 +67,15 @@ bool Player::Sends(const char* destination, Player& other, const Message& messag
     return other.m_reached;
 }
 
-bool Player::Reaches(Player& other, const Message& message) {
+bool BusParty::Reaches(BusParty& other, const Message& message) {
     return Sends(g_dbus_connection_get_unique_name(other.m_connection.get()), other, message);
 }
 
-bool Player::ReachesAsListener(Player& other, const Message& message) {
+bool BusParty::ReachesAsListener(BusParty& other, const Message& message) {
     return Sends(nullptr, other, message);
 }
 
-bool Player::Monitors() {
+bool BusParty::Monitors() {
     // It would do nothing else from then on.
     g_autoptr(GDBusConnection) monitor = m_user.Connect(m_bus);
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
@@ -86,7 +86,7 @@ bool Player::Monitors() {
     return reply != nullptr;
 }
 
-bool Player::ReceivesOwnerChanges() {
+bool BusParty::ReceivesOwnerChanges() {
     BusDaemon::Call(m_connection.get(), "AddMatch",
                     g_variant_new("(s)", "sender='org.freedesktop.DBus',type='signal'"));
     m_ownerChanged = false;
@@ -100,7 +100,7 @@ Rights applist_test::RightsOf(const PrivateBus& bus, const BusUser& host, const 
                               const BusUser& otherUser) {
     struct Role {
         const char* name;
-        Player player;
+        BusParty party;
     };
     Role roles[] = {
         {"host", {bus, host}}, {"partner", {bus, partner}}, {"other user", {bus, otherUser}}};
@@ -114,22 +114,22 @@ Rights applist_test::RightsOf(const PrivateBus& bus, const BusUser& host, const 
         for (const char* name : {"CLIENT_SYN", "CLIENT_SYN_ACK", "CLIENT_ACK", "SERVICE_SYN",
                                  "SERVICE_SYN_ACK", "SERVICE_ACK"}) {
             grant(role, std::string("owns ") + name,
-                  role.player.Owns(std::string("Applist_") + name));
+                  role.party.Owns(std::string("Applist_") + name));
         }
         bool calls = false;
         bool signals = false;
         for (Role& other : {std::ref(roles[0]), std::ref(roles[1])}) {
             if (&other != &role) {
-                calls |= role.player.Reaches(other.player, SEND);
-                signals |= role.player.Reaches(other.player, SEND_SIGNAL);
+                calls |= role.party.Reaches(other.party, SEND);
+                signals |= role.party.Reaches(other.party, SEND_SIGNAL);
             }
         }
         grant(role, "calls", calls);
         grant(role, "signals", signals);
-        grant(role, "monitors", role.player.Monitors());
+        grant(role, "monitors", role.party.Monitors());
     }
     for (const Role& role : roles) {
-        grant(role, "eavesdrops", role.player.HasEavesdropped());
+        grant(role, "eavesdrops", role.party.HasEavesdropped());
     }
     return rights;
 }

@@ -20,34 +20,34 @@ struct Message {
 inline constexpr Message SEND = {G_DBUS_MESSAGE_TYPE_METHOD_CALL, "Send"};
 inline constexpr Message SEND_SIGNAL = {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal"};
 
-/** The part of one user on the bus: who tries, and at whom others try. */
-class Player {
+/** A connection of one user, which sends messages and receives those of the other parties. */
+class BusParty {
 public:
-    Player(const PrivateBus& bus, const BusUser& user);
+    BusParty(const PrivateBus& bus, const BusUser& user);
 
-    /** @return whether the player acquires org.morva.JavaMW. + @p name */
+    /** @return whether the party acquires org.morva.JavaMW. + @p name */
     bool Owns(const std::string& name);
 
-    /** @return whether a message of the player arrives at @p other */
-    bool Reaches(Player& other, const Message& message);
+    /** @return whether a message of the party arrives at @p other */
+    bool Reaches(BusParty& other, const Message& message);
 
     /** Like Reaches, without a destination, to all subscribers. */
-    bool ReachesAsListener(Player& other, const Message& message);
+    bool ReachesAsListener(BusParty& other, const Message& message);
 
-    /** @return whether the player may monitor the whole bus */
+    /** @return whether the party may monitor the whole bus */
     bool Monitors();
 
-    /** @return whether the player receives NameOwnerChanged */
+    /** @return whether the party receives NameOwnerChanged */
     bool ReceivesOwnerChanges();
 
-    /** @return whether the player has received a message for another process, with an eavesdropping
+    /** @return whether the party has received a message for another process, with an eavesdropping
      * rule */
     bool HasEavesdropped() const { return m_eavesdropped; }
 
 private:
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
                                    gboolean incoming, void* user_data);
-    bool Sends(const char* destination, Player& other, const Message& message);
+    bool Sends(const char* destination, BusParty& other, const Message& message);
 
     const PrivateBus& m_bus;
     const BusUser m_user;

@@ -64,7 +64,7 @@ TEST_P(RightsTest, OfThePolicyApplyAfterAReload) {
               HOST_RIGHTS + PARTNER_RIGHTS);
 }
 
-// The one right that a rule gives or takes away, in the order of the file.
+// The right that depends on each rule, in the order of the file.
 TEST_P(RightsTest, ChangeByOneWithEachRuleThatIsRemoved) {
     const std::string policy = Policy::Make(SettingsForUsers());
     const std::vector<Rights> served = {
@@ -93,9 +93,9 @@ TEST_P(RightsTest, ChangeByOneWithEachRuleThatIsRemoved) {
 
 TEST_P(RightsTest, AreLimitedToTheObjectTheInterfaceAndTheMembers) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
-    Player host(bus.Bus(), BusUser(Users::HOST));
-    Player partner(bus.Bus(), BusUser(Users::PARTNER));
-    Player otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
+    BusParty host(bus.Bus(), BusUser(Users::HOST));
+    BusParty partner(bus.Bus(), BusUser(Users::PARTNER));
+    BusParty otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
 
     const GDBusMessageType call = G_DBUS_MESSAGE_TYPE_METHOD_CALL;
     const GDBusMessageType signal = G_DBUS_MESSAGE_TYPE_SIGNAL;
@@ -122,8 +122,8 @@ TEST_P(RightsTest, AreLimitedToTheObjectTheInterfaceAndTheMembers) {
 // Signals of others than ours are none of the policy's business.
 TEST_P(RightsTest, OfOtherUsersToOtherSignalsStay) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
-    Player host(bus.Bus(), BusUser(Users::HOST));
-    Player otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
+    BusParty host(bus.Bus(), BusUser(Users::HOST));
+    BusParty otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
     EXPECT_TRUE(otherUser.Reaches(host, {G_DBUS_MESSAGE_TYPE_SIGNAL, "SendSignal", "org.other"}));
 }
 
@@ -132,8 +132,8 @@ TEST_P(RightsTest, ToForgeSignalsOfTheBusEndWithARuleAgainstThem) {
     const Message forged = {G_DBUS_MESSAGE_TYPE_SIGNAL, "NameOwnerChanged", "org.freedesktop.DBus",
                             "/org/freedesktop/DBus"};
     StockBus bus(Policy::Make(SettingsForUsers()));
-    Player host(bus.Bus(), BusUser(Users::HOST));
-    Player otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
+    BusParty host(bus.Bus(), BusUser(Users::HOST));
+    BusParty otherUser(bus.Bus(), BusUser(Users::OTHER_USER));
     EXPECT_TRUE(otherUser.Reaches(host, forged));
     bus.Install("<busconfig><policy context='default'><deny send_destination='*' "
                 "send_type='signal' send_interface='org.freedesktop.DBus'/></policy></busconfig>");
@@ -178,8 +178,8 @@ TEST_P(RightsTest, ByDefaultBelongToRootAlone) {
     const Rights rights = RightsUnder(Policy::Make({}));
     EXPECT_THAT(rights, IsEmpty());
     const StockBus bus(Policy::Make({}));
-    Player root(bus.Bus(), BusUser("root"));
-    Player partner(bus.Bus(), BusUser("root"));
+    BusParty root(bus.Bus(), BusUser("root"));
+    BusParty partner(bus.Bus(), BusUser("root"));
     EXPECT_TRUE(root.Owns("Applist_CLIENT_SYN"));
     EXPECT_TRUE(root.Owns("Applist_SERVICE_SYN"));
     EXPECT_TRUE(root.Reaches(partner, SEND));

@@ -10,7 +10,7 @@
 
 namespace {
 
-struct Cast : NamedRow {
+struct RoleRow : NamedRow {
     bool needsRoot; // to act for others
     std::vector<std::string> settings;
     std::function<BusUser()> host;
@@ -21,7 +21,7 @@ std::string Setting(const char* variable, const std::string& value) {
     return std::string("APPLIST_BUS_") + variable + "=" + value;
 }
 
-BusUser Me() {
+BusUser CurrentUser() {
     return BusUser();
 }
 
@@ -32,7 +32,7 @@ BusUser Named(const char* user) {
 const std::string MY_UID = std::to_string(geteuid());
 const std::string MY_GID = std::to_string(getegid());
 
-const Cast CASTS[] = {
+const RoleRow ROLE_ROWS[] = {
     {"ThreeUsers", true, SettingsForUsers(), [] { return Named(Users::HOST); },
      [] { return Named(Users::PARTNER); }},
     {"AGroupOfHosts",
@@ -45,42 +45,46 @@ const Cast CASTS[] = {
      {Setting("HOST_USER", Users::HOST), Setting("PARTNER_USER", Users::HOST)},
      [] { return Named(Users::HOST); },
      [] { return Named(Users::HOST); }},
-    {"TheDefaults", true, {}, Me, Me},
-    {"Me", false, {Setting("HOST_USER", MY_UID), Setting("PARTNER_USER", MY_UID)}, Me, Me},
+    {"TheDefaults", true, {}, CurrentUser, CurrentUser},
+    {"CurrentUser",
+     false,
+     {Setting("HOST_USER", MY_UID), Setting("PARTNER_USER", MY_UID)},
+     CurrentUser,
+     CurrentUser},
     {"MyGroupAndMe",
      false,
      {Setting("HOST_GROUP", MY_GID), Setting("PARTNER_USER", MY_UID)},
-     Me,
-     Me},
+     CurrentUser,
+     CurrentUser},
 };
 
-using Row = std::tuple<Daemon, Cast>;
+using Row = std::tuple<Daemon, RoleRow>;
 
 class RolesWithThePolicy : public testing::TestWithParam<Row> {
 protected:
-    RolesWithThePolicy() : m_cast(std::get<Cast>(GetParam())) {}
+    RolesWithThePolicy() : m_roles(std::get<RoleRow>(GetParam())) {}
 
     void SetUp() override {
-        if (m_cast.needsRoot) {
+        if (m_roles.needsRoot) {
             SkipUnlessRoot();
         }
         if (!IsSkipped()) {
             UseDaemon(std::get<Daemon>(GetParam()));
         }
-        if (!IsSkipped() && !m_cast.host().MayRun(APPLISTCTL)) {
+        if (!IsSkipped() && !m_roles.host().MayRun(APPLISTCTL)) {
             GTEST_SKIP() << "others may not enter the folder of " << APPLISTCTL;
         }
     }
 
     std::unique_ptr<ToolProcess> StartHost() const {
-        return Start(m_cast.host(), {"host", SAMPLE_APPLICATIONS});
+        return Start(m_roles.host(), {"host", SAMPLE_APPLICATIONS});
     }
     std::unique_ptr<ToolProcess> StartPartner() const {
-        return Start(m_cast.partner(), {"partner"});
+        return Start(m_roles.partner(), {"partner"});
     }
 
     // Requests and notifications with their effects, and the selection query.
-    static void ExchangeEverything(ToolProcess& host, ToolProcess& partner) {
+    static void SendEachKindOfMessage(ToolProcess& host, ToolProcess& partner) {
         ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
         partner.Send("select 2");
         ASSERT_TRUE(host.WaitFor("OnItemSelectionEvent: the partner has selected Clock"));
@@ -96,7 +100,7 @@ protected:
         EXPECT_THAT(partner.Output(), testing::HasSubstr("APPLIST_GET_SELECTION_FNC (2001)"));
     }
 
-    const Cast m_cast;
+    const RoleRow m_roles;
 
 private:
     static std::unique_ptr<ToolProcess> Start(const BusUser& user,
@@ -107,26 +111,26 @@ private:
 };
 
 TEST_P(RolesWithThePolicy, ExchangeTheListWhenThePartnerStartsFirst) {
-    const StockBus bus(Policy::Make(m_cast.settings));
+    const StockBus bus(Policy::Make(m_roles.settings));
     const auto partner = StartPartner();
     ASSERT_TRUE(partner->WaitFor("_SERVICE_SYN"));
     const auto host = StartHost();
-    ExchangeEverything(*host, *partner);
+    SendEachKindOfMessage(*host, *partner);
 }
 
 TEST_P(RolesWithThePolicy, ExchangeTheListWhenTheHostStartsFirst) {
-    const StockBus bus(Policy::Make(m_cast.settings));
+    const StockBus bus(Policy::Make(m_roles.settings));
     const auto host = StartHost();
     ASSERT_TRUE(host->WaitFor("no partner yet"));
     const auto partner = StartPartner();
-    ExchangeEverything(*host, *partner);
+    SendEachKindOfMessage(*host, *partner);
 }
 
 INSTANTIATE_TEST_SUITE_P(On, RolesWithThePolicy,
-                         testing::Combine(testing::ValuesIn(DAEMONS), testing::ValuesIn(CASTS)),
+                         testing::Combine(testing::ValuesIn(DAEMONS), testing::ValuesIn(ROLE_ROWS)),
                          [](const testing::TestParamInfo<Row>& row) {
                              return NameOf(std::get<Daemon>(row.param)) +
-                                    std::get<Cast>(row.param).caseName;
+                                    std::get<RoleRow>(row.param).caseName;
                          });
 
 } // namespace

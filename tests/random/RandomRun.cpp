@@ -294,7 +294,7 @@ void RandomRun::Expect(const std::string& request) {
     if (m_partner != nullptr && !request.empty()) {
         m_expectedRequests.push_back(request);
     }
-    Mix(request);
+    UpdateHash(request);
 }
 
 void RandomRun::Check() {
@@ -309,9 +309,9 @@ void RandomRun::Check() {
         throw std::runtime_error("the library's selection differs");
     }
     for (const PlainItem* const item : m_plain.items) {
-        Mix(item->record.id);
+        UpdateHash(item->record.id);
     }
-    Mix(m_plain.selection == nullptr ? "" : m_plain.selection->record.name);
+    UpdateHash(m_plain.selection == nullptr ? "" : m_plain.selection->record.name);
     CheckRequests();
 }
 
@@ -342,7 +342,7 @@ void RandomRun::DropItems() {
     m_pool.erase(std::remove_if(m_pool.begin(), m_pool.end(), isLoose), m_pool.end());
 }
 
-void RandomRun::Mix(const std::string& bytes) {
+void RandomRun::UpdateHash(const std::string& bytes) {
     for (const char byte : bytes) {
         m_digest = (m_digest ^ static_cast<unsigned char>(byte)) * 1099511628211U;
     }

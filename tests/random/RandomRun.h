@@ -67,7 +67,7 @@ private:
     void Check();
     void CheckRequests();
     void DropItems();
-    void Mix(const std::string& bytes);
+    void UpdateHash(const std::string& bytes);
 
     RandomNumbers m_numbers;
     PlainList m_plain;
@@ -84,7 +84,7 @@ private:
     Events m_expected;
     Events m_seen;
     bool m_wrongSelectionTold = false;
-    std::size_t m_aloneFor = 0; ///< steps until the partner comes back
+    std::size_t m_aloneFor = 0; ///< steps until the next partner starts
     std::map<std::string, unsigned long> m_done;
     std::uint64_t m_digest = 14695981039346656037U;
     std::size_t m_longest = 0;

@@ -89,11 +89,11 @@ void SendInBothDirections(Phase& phase, Counter& endpoint, PartnerProcess& partn
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
         received = Received(partner);
     }
-    phase.Did("notifications from the partner", endpoint.received);
-    phase.Did("  out of order or lost", endpoint.outOfOrder + phase.count - endpoint.received);
-    phase.Did("  stalls of the loop", endpoint.stalls);
-    phase.Did("notifications to the partner", received.first);
-    phase.Did("  out of order or lost", 2 * phase.count - received.first - received.second);
+    phase.AddRow("notifications from the partner", endpoint.received);
+    phase.AddRow("  out of order or lost", endpoint.outOfOrder + phase.count - endpoint.received);
+    phase.AddRow("  stalls of the loop", endpoint.stalls);
+    phase.AddRow("notifications to the partner", received.first);
+    phase.AddRow("  out of order or lost", 2 * phase.count - received.first - received.second);
     if (endpoint.received != phase.count || endpoint.outOfOrder != 0 ||
         received.first != phase.count || received.second != phase.count) {
         throw std::runtime_error("notifications were lost or came out of order");

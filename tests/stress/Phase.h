@@ -20,20 +20,20 @@ struct Phase {
     const PrivateBus& bus;
     Watchdog& watchdog;
     std::mt19937_64& numbers;
-    unsigned long count; ///< how often the phase does what it does
+    unsigned long count; ///< the repetitions of the phase
     std::chrono::steady_clock::time_point deadline;
-    Rows rows; ///< what it did
+    Rows rows; ///< the results of the phase, as a name and a number
 
     bool HasTime() const { return std::chrono::steady_clock::now() < deadline; }
     std::size_t Pick(std::size_t choices) { return static_cast<std::size_t>(numbers() % choices); }
-    void Did(const std::string& what, unsigned long number) {
+    void AddRow(const std::string& what, unsigned long number) {
         rows.emplace_back(what, std::to_string(number));
     }
 };
 
 // Each throws std::runtime_error when a promise is broken.
 
-/** Partner restarts while four threads send and the listeners ask back. */
+/** Partner restarts while four threads send and the listeners call the list. */
 void RestartsUnderLoad(Phase& phase);
 
 /** Proxies created and destroyed at random moments. */

@@ -68,19 +68,19 @@ public:
             m_partner->SendCommand("syn");
         }
         Live(*proxy, isOwned);
-        NoteTheMoment();
+        RecordTheMoment();
         Destroy(std::move(proxy));
         m_nameOwner.Release();
     }
 
     void Report() {
-        m_phase.Did("  with the shared connection held", m_held);
-        m_phase.Did("  without", m_free);
-        m_phase.Did("  ended when ready", m_endedReady);
-        m_phase.Did("  ended in a handshake", m_endedInHandshake);
-        m_phase.Did("  ended before any handshake", m_endedBare);
-        m_phase.Did("  ended with a resend thread", m_endedResending);
-        m_phase.Did("  ended on the loop's thread", m_endedOnLoop);
+        m_phase.AddRow("  with the shared connection held", m_held);
+        m_phase.AddRow("  without", m_free);
+        m_phase.AddRow("  ended when ready", m_endedReady);
+        m_phase.AddRow("  ended in a handshake", m_endedInHandshake);
+        m_phase.AddRow("  ended before any handshake", m_endedBare);
+        m_phase.AddRow("  ended with a resend thread", m_endedResending);
+        m_phase.AddRow("  ended on the loop's thread", m_endedOnLoop);
     }
 
 private:
@@ -149,7 +149,7 @@ private:
         proxy.RemoveAllItems();
     }
 
-    void NoteTheMoment() {
+    void RecordTheMoment() {
         const EventLog::Counts now = EventLog::Now();
         const bool ready = EventLog::IsReady();
         if (ready) {
@@ -209,13 +209,13 @@ void applist_test::RunProxyCycles(Phase& phase) {
             phase.watchdog.Beat("proxy life " + std::to_string(done));
             cycles.One(done);
         }
-        phase.Did("proxies created and destroyed", done);
+        phase.AddRow("proxies created and destroyed", done);
         cycles.Report();
     }
     ExpectALastOneToConnect();
     const EventLog::Counts after = EventLog::Now();
-    phase.Did("handshake callbacks", after.steps - before.steps);
-    phase.Did("resend threads", after.timers - before.timers);
-    phase.Did("resend passes", after.resends - before.resends);
-    phase.Did("log lines", after.lines - before.lines);
+    phase.AddRow("handshake callbacks", after.steps - before.steps);
+    phase.AddRow("resend threads", after.timers - before.timers);
+    phase.AddRow("resend passes", after.resends - before.resends);
+    phase.AddRow("log lines", after.lines - before.lines);
 }

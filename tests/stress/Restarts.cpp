@@ -1,4 +1,4 @@
-// Partner restarts of all kinds while four threads send, and the lists equal in the end.
+// Partner restarts of all kinds while four threads send, with equal lists afterwards.
 #include <atomic>
 #include <memory>
 #include <stdexcept>
@@ -24,7 +24,7 @@ namespace {
 constexpr int SENDERS = 4;
 constexpr int ITEMS_OF_A_SENDER = 16;
 
-/** Listens to everything and asks back each time. */
+/** Receives all events, and calls the list in each of them. */
 class Listener : public ItemSelectionListener, public ItemChangeListener, public ItemClickListener {
 public:
     void OnItemSelectionEvent(AppListModel* model) override {
@@ -261,18 +261,18 @@ void applist_test::RestartsUnderLoad(Phase& phase) {
             // Before the items, which go with their senders.
             OnLoop([&] { owner.reset(); });
         }
-        phase.Did("partner restarts", done);
-        phase.Did("  left gracefully", restarts.graceful);
-        phase.Did("  SIGKILL", restarts.killed);
-        phase.Did("  SIGSTOP, SIGCONT", restarts.stoppedAndContinued);
-        phase.Did("  SIGSTOP, SIGKILL", restarts.stoppedAndKilled);
-        phase.Did("  replaced at once", restarts.replaced);
-        phase.Did("operations in 4 threads", operations);
-        phase.Did("events passed to listeners", listener.events);
+        phase.AddRow("partner restarts", done);
+        phase.AddRow("  left gracefully", restarts.graceful);
+        phase.AddRow("  SIGKILL", restarts.killed);
+        phase.AddRow("  SIGSTOP, SIGCONT", restarts.stoppedAndContinued);
+        phase.AddRow("  SIGSTOP, SIGKILL", restarts.stoppedAndKilled);
+        phase.AddRow("  replaced at once", restarts.replaced);
+        phase.AddRow("operations in 4 threads", operations);
+        phase.AddRow("events passed to listeners", listener.events);
     }
     const EventLog::Counts after = EventLog::Now();
-    phase.Did("times ready", after.ready - before.ready);
-    phase.Did("times lost", after.lost - before.lost);
-    phase.Did("log lines", after.lines - before.lines);
-    phase.Did("  of which errors", after.errors - before.errors);
+    phase.AddRow("times ready", after.ready - before.ready);
+    phase.AddRow("times lost", after.lost - before.lost);
+    phase.AddRow("log lines", after.lines - before.lines);
+    phase.AddRow("  of which errors", after.errors - before.errors);
 }

@@ -37,11 +37,11 @@ constexpr const char* SUMMARY =
 // The memory of a kept reply besides its bytes: about 230 (GLib 2.74).
 constexpr double KEPT_LEAST = 100;
 constexpr double KEPT_MOST = 300;
-// Blocks that the allocator or GLib sets aside for next time.
+// Memory that the allocator or GLib reserves for later.
 constexpr double NOTHING = 4;
 constexpr long long NOISE_BYTES = 64 * 1024;
 
-/** Takes notifications without looking at them, and remembers its partner. */
+/** Ignores the content of notifications, and stores the name of the partner. */
 class Endpoint : public JavaMWDbusRemote {
 public:
     Endpoint() : JavaMWDbusRemote("Soak", HandlersLater()) { StartHandlers(); }
@@ -96,14 +96,14 @@ public:
             work();
         }
         settle();
-        Judge(what, done, before, SettledAfter(before), bounds);
+        CheckGrowth(what, done, before, SettledAfter(before), bounds);
     }
 
     const PrivateBus& Bus() const { return m_bus; }
-    bool IsWell() const { return m_well; }
+    bool HasPassed() const { return m_hasPassed; }
 
 private:
-    // A thread or a descriptor that is about to go may take a moment.
+    // Threads and descriptors may end a moment later.
     Resources SettledAfter(const Resources& before) const {
         Resources after = m_meter.Read();
         MainLoop::WaitWithoutIterating(
@@ -116,8 +116,8 @@ private:
         return after;
     }
 
-    void Judge(const char* what, unsigned long done, const Resources& before,
-               const Resources& after, Bounds bounds) {
+    void CheckGrowth(const char* what, unsigned long done, const Resources& before,
+                     const Resources& after, Bounds bounds) {
         const long long grown = after.heapBytes - before.heapBytes;
         const double each = static_cast<double>(grown) / static_cast<double>(done);
         std::printf("%-34s %9lu %7ld %7ld %11lld %11lld %11.1f %4ld %4ld %4ld %4ld %4ld %4ld\n",
@@ -135,10 +135,10 @@ private:
         Expect(after.matchRules <= before.matchRules, what, "match rules were left behind");
     }
 
-    void Expect(bool holds, const char* what, const char* complaint) {
+    void Expect(bool holds, const char* what, const char* problem) {
         if (!holds) {
-            m_well = false;
-            std::fprintf(stderr, "soak: %s: %s\n", what, complaint);
+            m_hasPassed = false;
+            std::fprintf(stderr, "soak: %s: %s\n", what, problem);
         }
     }
 
@@ -146,7 +146,7 @@ private:
     ResourceMeter m_meter;
     const unsigned long m_seconds;
     Watchdog m_watchdog;
-    bool m_well = true;
+    bool m_hasPassed = true;
 };
 
 void WaitUntilReady(const PartnerProcess& partner) {
@@ -215,7 +215,7 @@ void SoakNotifications(Soak& soak, unsigned long count) {
     };
     const auto send = [&] {
         endpoint->SendNotification(data);
-        // Sent faster than the bus takes them, they would pile up in this process.
+        // The queue of this process would grow if it sent faster than the bus reads.
         if (++sent % 100 == 0) {
             allSent();
         }
@@ -283,5 +283,5 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "soak: %s\n", error.what());
         return 1;
     }
-    return soak.IsWell() && QuietHost::Criticals() == 0 ? 0 : 1;
+    return soak.HasPassed() && QuietHost::Criticals() == 0 ? 0 : 1;
 }

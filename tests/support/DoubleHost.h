@@ -1,5 +1,5 @@
 // A host on the bus double: it holds the shared connection, as another part of a process does, and
-// knows when everything that the double has emitted has been delivered.
+// waits until all signals of the double have been delivered.
 #pragma once
 
 #include <atomic>
@@ -24,7 +24,7 @@ public:
 
     DoubleHost() {
         m_shared.emplace();
-        m_shared->SurviveTheBus();
+        m_shared->DisableExitOnClose();
         m_subscription = g_dbus_connection_signal_subscribe(
             Connection(), ":2.Marker", MARKER, "Marker", "/marker", nullptr,
             G_DBUS_SIGNAL_FLAGS_NONE, OnMarker, &m_markers, nullptr);
@@ -33,13 +33,13 @@ public:
     /** Waits until the shared connection is released: the next host creates a new connection. */
     ~DoubleHost() {
         g_dbus_connection_signal_unsubscribe(Connection(), m_subscription);
-        // The last reference may go in GDBus's own thread.
+        // GDBus's own thread may release the last reference.
         static std::atomic<bool> isHeld;
         isHeld = true;
         g_object_weak_ref(
             G_OBJECT(Connection()), [](void*, GObject*) { isHeld = false; }, nullptr);
         m_shared.reset();
-        // A call that the bus never answers holds it for the 25 s after which GDBus gives up.
+        // A call without a reply holds the connection until the time-out of 25 s.
         if (!MainLoop::IterateUntil([] { return !isHeld; }, std::chrono::seconds(60))) {
             g_error("The shared connection is still held");
         }
@@ -50,14 +50,14 @@ public:
     GDBusConnection* Connection() const { return m_shared->Connection(); }
 
     /** The partner @p owner takes the name of the step @p suffix ("_SYN", ...). */
-    void EmitTaking(const std::string& suffix, const std::string& owner) {
+    void EmitAcquisition(const std::string& suffix, const std::string& owner) {
         m_bus.EmitNameOwnerChanged(PartnerName(suffix), "", owner);
     }
     void EmitRelease(const std::string& suffix, const std::string& owner) {
         m_bus.EmitNameOwnerChanged(PartnerName(suffix), owner, "");
     }
     void EmitAnnouncement(const std::string& suffix, const std::string& owner) {
-        EmitTaking(suffix, owner);
+        EmitAcquisition(suffix, owner);
         EmitRelease(suffix, owner);
     }
 

@@ -24,18 +24,18 @@ using GuardedState = Guarded<State>;
 std::atomic<unsigned long> g_lines{0};
 std::atomic<bool> g_ready{false};
 
-std::string Behind(const char* text, const std::string& line) {
+std::string TextAfter(const char* text, const std::string& line) {
     const std::size_t start = line.find(text) + std::strlen(text);
     return line.substr(start, line.find('\n') - start);
 }
 
-void TakeReadiness(State& state, bool ready, const std::string& partner) {
+void RecordReadiness(State& state, bool ready, const std::string& partner) {
     state.partner = ready ? partner : "";
     ++(ready ? state.counts.ready : state.counts.lost);
     g_ready = ready;
 }
 
-void TakeError(State& state, const std::string& line) {
+void RecordError(State& state, const std::string& line) {
     constexpr std::size_t KEPT = 5;
     ++state.counts.errors;
     if (state.errors.size() == KEPT) {
@@ -72,16 +72,16 @@ void PlatformLogPrint(int /*bufferId*/, int priority, const char* /*tag*/, const
     state->counts.resends += isResend ? 1 : 0;
     state->counts.timers += isTimer ? 1 : 0;
     if (isBinding) {
-        state->bound = Behind("Monitor unique name ", line);
+        state->bound = TextAfter("Monitor unique name ", line);
     }
     if (isReadiness) {
-        TakeReadiness(*state, Behind("state=", line)[0] == '1', Behind("partner=", line));
+        RecordReadiness(*state, TextAfter("state=", line)[0] == '1', TextAfter("partner=", line));
     }
     if (isEarlyReadiness) {
-        TakeReadiness(*state, Behind("Ready = ", line)[0] == '1', state->bound);
+        RecordReadiness(*state, TextAfter("Ready = ", line)[0] == '1', state->bound);
     }
     if (isError) {
-        TakeError(*state, line);
+        RecordError(*state, line);
     }
     state.NotifyAll();
 }

@@ -6,13 +6,14 @@ namespace {
 
 using Caught = Guarded<std::vector<std::string>>; // messages
 
-void Catch(const char* domain, GLogLevelFlags /*level*/, const char* message, void* /*data*/) {
+void RecordMessage(const char* domain, GLogLevelFlags /*level*/, const char* message,
+                   void* /*data*/) {
     Caught()->push_back(std::string(domain != nullptr ? domain : "") + ": " + message);
 }
 
 } // namespace
 
-GLibLog::GLibLog() : m_before(g_log_set_default_handler(Catch, nullptr)) {
+GLibLog::GLibLog() : m_before(g_log_set_default_handler(RecordMessage, nullptr)) {
     Caught()->clear();
 }
 

@@ -24,7 +24,7 @@ struct CallState {
     pid_t daemon = 0;
     bool held = false;
     int waiting = 0; // threads that stand in usleep
-    int steps = 0;   // how many of them may go on
+    int steps = 0;   // the number of calls that may continue
     int running = 0;
     int requested = 0;
     int started = 0;

@@ -21,7 +21,7 @@ void PrepareChild(void* setup) {
     if (prepare) {
         prepare();
     }
-    prctl(PR_SET_PDEATHSIG, SIGKILL); // a change of the user takes it back
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // a change of the user resets it
 }
 
 } // namespace

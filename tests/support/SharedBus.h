@@ -1,4 +1,4 @@
-// The process's shared bus connection, which the library uses, seen from a test.
+// The process's shared bus connection, which the library uses, for the code of a test.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ public:
     std::string UniqueName() const { return g_dbus_connection_get_unique_name(Connection()); }
 
     /** The loss of the bus no longer ends the process. */
-    void SurviveTheBus() const { g_dbus_connection_set_exit_on_close(Connection(), FALSE); }
+    void DisableExitOnClose() const { g_dbus_connection_set_exit_on_close(Connection(), FALSE); }
 
     /** The unique name of the shared connection, while a reference to the connection exists. */
     static std::string CurrentUniqueName() { return SharedBus().UniqueName(); }

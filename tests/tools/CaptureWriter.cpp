@@ -114,7 +114,8 @@ void CaptureWriter::Notify(GVariant* body, const std::string& member, const std:
     Add(message, from, body);
 }
 
-void CaptureWriter::Exchange(const std::string& request, double latency, const std::string& reply) {
+void CaptureWriter::RequestAndReply(const std::string& request, double latency,
+                                    const std::string& reply) {
     const std::uint32_t serial = Call(HOST, PARTNER, Body(request));
     At(m_milliseconds + latency).Reply(PARTNER, HOST, serial, Body(reply));
 }

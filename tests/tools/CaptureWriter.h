@@ -44,12 +44,12 @@ public:
                   const std::string& member);
 
     /** A request of the host that is answered with @p reply after so many milliseconds. */
-    void Exchange(const std::string& request, double latency, const std::string& reply = "");
+    void RequestAndReply(const std::string& request, double latency, const std::string& reply = "");
 
     /** The handshake of HOST and PARTNER, in a millisecond. */
     void Connect();
 
-    /** From here on, no more than so many bytes of a message are captured. */
+    /** From now on, the capture contains at most @p size bytes of a message. */
     void CutAt(std::size_t size) { m_mostCaptured = size; }
 
     /** Any bytes as a packet, which claims to be longer than they are. */

@@ -14,7 +14,8 @@ using EndToEnd = BusTest;
 TEST_F(EndToEnd, BothSidesHaveTheSameListAfterEveryCommand) {
     RunningPartner partner;
     SampleHost host(partner);
-    partner.Send("change"); // brings the host the model that its "list" needs
+    partner.Send(
+        "change"); // the host receives its model with the event, and needs the model for "list"
     ASSERT_TRUE(host.WaitFor("OnItemChangeEvent"));
 
     for (const char* command : {

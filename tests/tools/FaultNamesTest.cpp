@@ -17,7 +17,7 @@ using testing::ContainsRegex, testing::HasSubstr, testing::Not;
 namespace {
 
 /** A bus with a monitor on it, and the processes that make the fault. */
-class Scene {
+class FaultRun {
 public:
     PrivateBus& Bus() { return m_bus; }
     ToolProcess& Monitor() { return m_monitor; }
@@ -33,13 +33,13 @@ public:
         if (!fault.empty()) {
             partner.Send("fault " + fault);
         }
-        EXPECT_TRUE(m_monitor.WaitFor("_SERVICE_SYN: a partner is there"));
+        EXPECT_TRUE(m_monitor.WaitFor("_SERVICE_SYN: a partner announces itself"));
         return partner;
     }
 
     Process& StartListOfHost() { return Add({APPLISTCTL, "host", SAMPLE_APPLICATIONS}); }
 
-    /** Ends a process, and waits for the bus to notice. */
+    /** Ends a process, and waits until the bus reports this end. */
     void End(Process& process) {
         process.Kill(SIGKILL);
         EXPECT_TRUE(m_monitor.WaitFor(" has left the bus"));
@@ -70,13 +70,13 @@ private:
     std::vector<std::unique_ptr<Process>> m_processes;
 };
 
-// A user other than root sees that a loop does not answer, and not why.
+// For users other than root, the check reports a loop without replies, and not the reason.
 std::string LoopText(const std::string& text) {
     return geteuid() == 0 ? text : "the loop is stalled, never run, or of another main context";
 }
 
 struct FaultRow : NamedRow {
-    /** Plants the fault and lets a tool look at it. */
+    /** Plants the fault and runs a tool. */
     ToolResult (*look)();
     std::string named;
     int status;
@@ -84,67 +84,67 @@ struct FaultRow : NamedRow {
 
 // --- Planting ------------------------------------------------------------------------------------
 
-// The host answers a partner that has left, and the next partner takes the answer for its own.
-void ReplacePartnerOfABusyHost(Scene& scene) {
-    Process& host = scene.StartHost("none");
+// The host answers a partner that has left, and the next partner receives this answer.
+void ReplacePartnerOfABusyHost(FaultRun& run) {
+    Process& host = run.StartHost("none");
     host.Stop(); // as a busy loop would
-    scene.End(scene.StartPartner());
-    scene.StartPartner("strict-mirror");
+    run.End(run.StartPartner());
+    run.StartPartner("strict-mirror");
     host.Continue();
-    EXPECT_TRUE(scene.Monitor().WaitFor("half-open pair: "));
+    EXPECT_TRUE(run.Monitor().WaitFor("half-open pair: "));
 }
 
-// The partner answers a host that has left, and the next host takes the answer for its own.
-void ReplaceHostOfABusyPartner(Scene& scene) {
-    Process& partner = scene.StartPartner("strict-mirror");
+// The partner answers a host that has left, and the next host receives this answer.
+void ReplaceHostOfABusyPartner(FaultRun& run) {
+    Process& partner = run.StartPartner("strict-mirror");
     partner.Stop();
-    scene.End(scene.StartHost("none"));
-    scene.StartHost("none");
+    run.End(run.StartHost("none"));
+    run.StartHost("none");
     partner.Continue();
-    EXPECT_TRUE(scene.Monitor().WaitFor("half-open pair: "));
+    EXPECT_TRUE(run.Monitor().WaitFor("half-open pair: "));
 }
 
 ToolResult WatchReplacedPartner() {
-    Scene scene;
-    ReplacePartnerOfABusyHost(scene);
-    return scene.EndMonitor();
+    FaultRun run;
+    ReplacePartnerOfABusyHost(run);
+    return run.EndMonitor();
 }
 
 ToolResult WatchReplacedHost() {
-    Scene scene;
-    ReplaceHostOfABusyPartner(scene);
-    return scene.EndMonitor();
+    FaultRun run;
+    ReplaceHostOfABusyPartner(run);
+    return run.EndMonitor();
 }
 
 ToolResult CheckReplacedPartner() {
-    Scene scene;
-    ReplacePartnerOfABusyHost(scene);
+    FaultRun run;
+    ReplacePartnerOfABusyHost(run);
     return RunTool({"check", "host"});
 }
 
 ToolResult CheckReplacedHost() {
-    Scene scene;
-    ReplaceHostOfABusyPartner(scene);
+    FaultRun run;
+    ReplaceHostOfABusyPartner(run);
     return RunTool({"check", "host"});
 }
 
 ToolResult CheckOwnedName() {
-    Scene scene;
-    scene.StartHost("owned-name");
+    FaultRun run;
+    run.StartHost("owned-name");
     return RunTool({"check", "--limit=0.5"});
 }
 
 ToolResult WatchOwnedName() {
-    Scene scene;
-    scene.StartHost("owned-name");
-    EXPECT_TRUE(scene.Monitor().WaitFor("is owned by "));
-    return scene.EndMonitor();
+    FaultRun run;
+    run.StartHost("owned-name");
+    EXPECT_TRUE(run.Monitor().WaitFor("is owned by "));
+    return run.EndMonitor();
 }
 
 template <const char* const& fault, const char* const& line>
 ToolResult CheckLoop() {
-    Scene scene;
-    Process& host = scene.StartHost(fault);
+    FaultRun run;
+    Process& host = run.StartHost(fault);
     EXPECT_TRUE(line[0] == '\0' || host.WaitFor(line));
     return RunTool({"check", "host", "--limit=1"});
 }
@@ -160,23 +160,23 @@ ToolResult CheckPolicy() {
 }
 
 ToolResult WatchSilentPartner() {
-    Scene scene;
-    scene.StartPartner("silence");
-    scene.StartListOfHost();
-    EXPECT_TRUE(scene.Monitor().WaitFor("has no reply after "));
-    return scene.EndMonitor();
+    FaultRun run;
+    run.StartPartner("silence");
+    run.StartListOfHost();
+    EXPECT_TRUE(run.Monitor().WaitFor("has no reply after "));
+    return run.EndMonitor();
 }
 
 ToolResult CheckSilentPartner() {
-    Scene scene;
-    scene.StartPartner("silence");
+    FaultRun run;
+    run.StartPartner("silence");
     return RunTool({"check", "--limit=1"});
 }
 
 ToolResult CheckLostBus() {
-    Scene scene;
-    Process& host = scene.StartHost("bus-lost");
-    scene.Bus().Restart();
+    FaultRun run;
+    Process& host = run.StartHost("bus-lost");
+    run.Bus().Restart();
     EXPECT_TRUE(host.WaitFor("the bus is gone"));
     return RunTool({"check", "host", "--limit=1"});
 }
@@ -235,9 +235,9 @@ std::string User() {
 // --- What check reports of hosts and partners --------------------------------------------------
 
 TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
-    Scene scene;
-    Process& partner = scene.StartPartner();
-    Process& host = scene.StartListOfHost();
+    FaultRun run;
+    Process& partner = run.StartPartner();
+    Process& host = run.StartListOfHost();
     ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
     const ToolResult result = RunTool({"check", "--limit=0.3"});
     EXPECT_EQ(result.status, 4) << result.output;
@@ -269,28 +269,28 @@ TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
 // -----------------------------------------------------------
 
 TEST(CheckHost, ReportsAMissingHost) {
-    Scene scene;
-    scene.StartPartner();
+    FaultRun run;
+    run.StartPartner();
     const ToolResult result = RunTool({"check", "host", ":1.999"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.output, HasSubstr("WRONG    host      :1.999 is not on the bus"));
 }
 
 TEST(CheckHost, ChecksTheNamedHostAlone) {
-    Scene scene;
-    scene.StartHost("no-loop");
-    const std::string silent = scene.NextHost();
-    scene.StartHost("none");
-    const std::string good = scene.NextHost();
+    FaultRun run;
+    run.StartHost("no-loop");
+    const std::string silent = run.NextHost();
+    run.StartHost("none");
+    const std::string good = run.NextHost();
     EXPECT_EQ(RunTool({"check", "host", good}).status, 0);
     EXPECT_EQ(RunTool({"check", "host", silent, "--limit=0.5"}).status, 4);
 }
 
 TEST(CheckHost, ReportsAStoppedProcess) {
-    Scene scene;
-    Process& host = scene.StartHost("none");
+    FaultRun run;
+    Process& host = run.StartHost("none");
     host.Stop();
-    const ToolResult result = RunTool({"check", "host", scene.NextHost(), "--limit=0.5"});
+    const ToolResult result = RunTool({"check", "host", run.NextHost(), "--limit=0.5"});
     EXPECT_EQ(result.status, 4);
     EXPECT_THAT(result.output, HasSubstr("WRONG    alive     the process is stopped"));
     EXPECT_THAT(result.output, HasSubstr("kill -CONT " + host.Id()));
@@ -301,13 +301,13 @@ TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
     if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker has no Debug.Stats of this kind";
     }
-    Scene scene;
-    Process& host = scene.StartHost("none");
-    const std::string name = scene.NextHost();
+    FaultRun run;
+    Process& host = run.StartHost("none");
+    const std::string name = run.NextHost();
     EXPECT_THAT(RunTool({"check", "host", name}).output,
                 HasSubstr("ok       queue     the bus keeps nothing for it"));
     host.Stop();
-    g_autoptr(GDBusConnection) connection = scene.Bus().Connect();
+    g_autoptr(GDBusConnection) connection = run.Bus().Connect();
     const std::string text(100000, 'x');
     for (int i = 0; i < 100; ++i) { // more than the buffers of the socket hold
         g_dbus_connection_emit_signal(connection, name.c_str(), "/", "a.b", "C",
@@ -349,30 +349,30 @@ const HealthyRow HEALTHY[] = {
 class HealthyPair : public testing::TestWithParam<HealthyRow> {};
 
 TEST_P(HealthyPair, IsNotReportedByTheTools) {
-    Scene scene;
-    Process* host = GetParam().isHostFirst ? &scene.StartHost("none") : nullptr;
-    Process* const partner = &scene.StartPartner();
-    host = host != nullptr ? host : &scene.StartHost("none");
-    ASSERT_TRUE(scene.Monitor().WaitFor("== connected: host "));
+    FaultRun run;
+    Process* host = GetParam().isHostFirst ? &run.StartHost("none") : nullptr;
+    Process* const partner = &run.StartPartner();
+    host = host != nullptr ? host : &run.StartHost("none");
+    ASSERT_TRUE(run.Monitor().WaitFor("== connected: host "));
     if (GetParam().isPartnerRestarted) {
-        scene.End(*partner);
-        scene.StartPartner();
-        ASSERT_TRUE(scene.Monitor().WaitFor("== connected: host "));
+        run.End(*partner);
+        run.StartPartner();
+        ASSERT_TRUE(run.Monitor().WaitFor("== connected: host "));
     }
     if (GetParam().isHostRestarted) {
-        scene.End(*host);
-        scene.StartHost("none");
-        ASSERT_TRUE(scene.Monitor().WaitFor("== connected: host "));
+        run.End(*host);
+        run.StartHost("none");
+        ASSERT_TRUE(run.Monitor().WaitFor("== connected: host "));
     }
     ExpectNoAlarm(RunTool({"check", "host"}));
-    ExpectNoAlarm(scene.EndMonitor());
+    ExpectNoAlarm(run.EndMonitor());
 }
 
 INSTANTIATE_TEST_SUITE_P(, HealthyPair, testing::ValuesIn(HEALTHY), RowName<HealthyRow>);
 
 TEST(HealthyPartner, IsNotReportedByACheck) {
-    Scene scene;
-    scene.StartPartner();
+    FaultRun run;
+    run.StartPartner();
     ExpectNoAlarm(RunTool({"check"}));
 }
 

@@ -56,7 +56,7 @@ protected:
         return m_hostName;
     }
 
-    void BringAnEvent() {
+    void SendAnEvent() {
         Notify("\x01\0\0\0"s);
         ASSERT_TRUE(m_host->WaitFor("OnItemChangeEvent"));
     }
@@ -106,13 +106,13 @@ TEST_F(HostTool, ClearsTheList) {
 }
 
 TEST_F(HostTool, ClicksAnItemAfterAnEvent) {
-    BringAnEvent();
+    SendAnEvent();
     m_host->Send("click clock.desktop");
     EXPECT_EQ(NextRequest(), "Clock\nclock.desktop\n\xd6\x07\0\0"s);
 }
 
 TEST_F(HostTool, ListsItsItemsAfterAnEvent) {
-    BringAnEvent();
+    SendAnEvent();
     m_host->Send("list");
     EXPECT_TRUE(m_host->WaitFor("list: 1 item\n    1  Clock  clock.desktop\nselection: none\n"));
 }
@@ -138,7 +138,7 @@ TEST_F(HostTool, PrintsAClickOfThePartner) {
 }
 
 TEST_F(HostTool, SelectsTheNewItemWhenTheSelectedOneIsModified) {
-    BringAnEvent();
+    SendAnEvent();
     m_host->Send("select clock.desktop");
     m_host->Send("modify clock.desktop clock.desktop Renamed");
     m_host->Send("list");

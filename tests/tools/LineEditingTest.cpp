@@ -55,7 +55,7 @@ protected:
     }
 
     // An event that the host prints. The host receives the events of its own partner alone.
-    void BringAnEvent() {
+    void SendAnEvent() {
         ASSERT_TRUE(m_partner.WaitForAnnouncement("_CLIENT_ACK"));
         const std::string& text = m_terminal.Text();
         const auto start = text.find(" as :") + 4;
@@ -139,7 +139,7 @@ TEST_F(LineEditing, PrintsEventsInsideOfAKey) {
     StartEditing(Host());
     m_terminal.Type("add a Ra\033");
     ASSERT_TRUE(m_terminal.WaitFor("add a Ra"));
-    BringAnEvent();
+    SendAnEvent();
     EXPECT_TRUE(m_terminal.WaitFor("OnItemChangeEvent")) << m_terminal.Text();
 }
 
@@ -149,7 +149,7 @@ TEST_F(LineEditing, ShowsTheLineBelowAnEvent) {
     StartEditing(Host());
     m_terminal.Type("add a Rdio\033[D\033[D\033[D");
     ASSERT_TRUE(m_terminal.WaitFor("add a Rdio"));
-    BringAnEvent();
+    SendAnEvent();
     ASSERT_TRUE(m_terminal.WaitFor(CLEAR + "<- OnItemChangeEvent")) << m_terminal.Text();
     ASSERT_TRUE(m_terminal.WaitFor("\r\n> add a Rdio")) << m_terminal.Text();
     m_terminal.Type("a\r");
@@ -163,7 +163,7 @@ TEST_F(LineEditing, ShowsALineOfTwoRowsBelowAnEvent) {
     ASSERT_TRUE(m_terminal.WaitFor("xx"));
     m_terminal.Type("END");
     ASSERT_TRUE(m_terminal.WaitFor("END"));
-    BringAnEvent();
+    SendAnEvent();
     EXPECT_TRUE(m_terminal.WaitFor("\r\033[1A\033[J<- OnItemChangeEvent")) << m_terminal.Text();
 }
 
@@ -171,7 +171,7 @@ TEST_F(LineEditing, ShowsTheLineBelowALogLine) {
     StartEditing(Host(), {"APPLIST_LOG=stderr"});
     m_terminal.Type("add a Radio");
     ASSERT_TRUE(m_terminal.WaitFor("add a Radio"));
-    BringAnEvent();
+    SendAnEvent();
     ASSERT_TRUE(m_terminal.WaitFor(CLEAR + "2")) << m_terminal.Text(); // the year
     ASSERT_TRUE(m_terminal.WaitFor("Listeners :1\r\n")) << m_terminal.Text();
     EXPECT_TRUE(m_terminal.WaitFor("\r\n> add a Radio")) << m_terminal.Text();
@@ -192,7 +192,7 @@ TEST_F(LineEditing, ShowsTheLineInAResizedWindow) {
     ASSERT_TRUE(m_terminal.WaitFor(CLEAR + "> add a Radio")) << m_terminal.Text();
     m_terminal.Type(std::string(33, 'x') + "END");
     ASSERT_TRUE(m_terminal.WaitFor("END"));
-    BringAnEvent();
+    SendAnEvent();
     EXPECT_TRUE(m_terminal.WaitFor("\r\033[1A\033[J<- OnItemChangeEvent")) << m_terminal.Text();
 }
 
@@ -320,7 +320,7 @@ protected:
 TEST_F(Job, PrintsEventsInTheBackgroundWithoutAPrompt) {
     StartInBackground();
     const std::size_t start = m_terminal.Text().size();
-    BringAnEvent();
+    SendAnEvent();
     Expect("OnItemChangeEvent");
     m_terminal.Type("jobs\r"); // the host does not read the line of the shell
     Expect("Running");
@@ -354,7 +354,7 @@ TEST_F(Job, StartedInTheBackgroundReadsNoLineOfTheShell) {
     m_terminal.Type(APPLISTCTL " host " + m_folder.Path() + " &\r");
     Expect("Type help");
     m_terminal.Type("cat " + pipe + "\rjobs\r");
-    BringAnEvent();
+    SendAnEvent();
     Expect("OnItemChangeEvent");
     std::ofstream(pipe) << std::flush;
     Expect("Running");

@@ -24,7 +24,7 @@ TEST_F(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
     RunningMonitor monitor;
     RunningPartner partner;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
-    EXPECT_TRUE(monitor.WaitFor("_SERVICE_SYN: a partner is there"));
+    EXPECT_TRUE(monitor.WaitFor("_SERVICE_SYN: a partner announces itself"));
     EXPECT_TRUE(monitor.WaitFor("_CLIENT_SYN: a host has started"));
     EXPECT_TRUE(monitor.WaitFor("== connected: host "));
     EXPECT_TRUE(monitor.WaitFor("APPLIST_LOCAL_CREATED_EVENT (4)"));

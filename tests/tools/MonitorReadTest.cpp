@@ -1,4 +1,4 @@
-// What "applistctl monitor --read" tells of captures that are made here, message by message.
+// The output of "applistctl monitor --read" for captures that the test writes message by message.
 #include <algorithm>
 #include <iterator>
 #include <sstream>
@@ -95,7 +95,7 @@ TEST_F(MonitorHandshake, IsPrintedStepByStepWhenTheHostStartsLater) {
     capture.At(5001).Announce("_SERVICE_SYN_ACK", PARTNER);
     capture.At(5002.5).Announce("_CLIENT_ACK", HOST);
     const std::string text = TextOf();
-    EXPECT_THAT(text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner is there\n"
+    EXPECT_THAT(text, ContainsRegex("partner :1.8  _SERVICE_SYN: a partner announces itself\n"
                                     ".*host :1.7  _CLIENT_SYN: a host has started\n"
                                     ".*partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"
                                     ".*host :1.7  _CLIENT_ACK: ready\n"
@@ -203,7 +203,7 @@ TEST_F(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
 }
 
 TEST_F(MonitorHandshake, IsAssumedBeforeTheFirstRequestOfTheCapture) {
-    capture.Exchange(Framed("", 2003), 1);
+    capture.RequestAndReply(Framed("", 2003), 1);
     EXPECT_THAT(TextOf(), HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
                                     "before the watching"));
 }
@@ -334,7 +334,7 @@ TEST_F(MonitorStuckHost, IsNoneBeforeASecond) {
 
 TEST_F(MonitorStuckHost, IsNoneAfterItsQuery) {
     SelectWithoutAQuery(capture);
-    capture.Exchange(Framed("", 2001), 1);
+    capture.RequestAndReply(Framed("", 2001), 1);
     Wait(3000);
     EXPECT_EQ(Read().status, 0);
 }
@@ -366,8 +366,7 @@ TEST_F(MonitorStuckHost, IsNoneAfterItHasLeft) {
 constexpr const char* LATER_HOST = ":1.17";
 constexpr const char* LATER_PARTNER = ":1.18";
 
-// The host's loop was busy: its answer is for a partner that has left, and the next partner takes
-// it for its own.
+// The host's loop was busy: its answer to a partner that has left reaches the next partner.
 void AnswerAPartnerThatHasLeft(CaptureWriter& capture) {
     capture.Announce("_CLIENT_SYN", HOST);
     capture.At(100).Announce("_SERVICE_SYN", PARTNER);
@@ -377,8 +376,7 @@ void AnswerAPartnerThatHasLeft(CaptureWriter& capture) {
     capture.At(401).Announce("_SERVICE_ACK", LATER_PARTNER);
 }
 
-// The partner's loop was busy: its answer is for a host that has left, and the next host takes it
-// for its own.
+// The partner's loop was busy: its answer to a host that has left reaches the next host.
 void AnswerAHostThatHasLeft(CaptureWriter& capture) {
     capture.Announce("_SERVICE_SYN", PARTNER);
     capture.At(100).Announce("_CLIENT_SYN", HOST);
@@ -485,7 +483,7 @@ TEST_F(MonitorHalfOpenPair, IsNotReportedForABoundPartnerThatRepeatsItsAnnouncem
 
 TEST_F(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted) {
     capture.Announce("_SERVICE_SYN", PARTNER);
-    capture.Exchange(Framed("", 2003), 1);
+    capture.RequestAndReply(Framed("", 2003), 1);
     Wait(6000);
     EXPECT_THAT(TextOf(), HasSubstr("  host :1.7 sends requests to partner :1.8; a binding of the "
                                     "partner was not seen\n"));
@@ -537,7 +535,7 @@ class MonitorRequest : public MonitorTest, public testing::WithParamInterface<Me
 
 TEST_P(MonitorRequest, IsPrintedByNameWithItsItems) {
     capture.Connect();
-    capture.Exchange(GetParam().bytes, 1);
+    capture.RequestAndReply(GetParam().bytes, 1);
     EXPECT_THAT(TextOf(),
                 HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().report)));
 }
@@ -555,9 +553,9 @@ INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS), RowName<
 
 TEST_F(MonitorRequests, ArePrintedWithReplyAndLatency) {
     capture.Connect();
-    capture.Exchange(Framed("", 2001), 0.42, "Clock\nc1\n");
-    capture.Exchange(Framed("", 2001), 2, "");
-    capture.Exchange(Framed("", 2003), 3, "abc");
+    capture.RequestAndReply(Framed("", 2001), 0.42, "Clock\nc1\n");
+    capture.RequestAndReply(Framed("", 2001), 2, "");
+    capture.RequestAndReply(Framed("", 2003), 3, "abc");
     const ToolResult report = Read();
     EXPECT_THAT(report.output,
                 HasSubstr("partner :1.8  #1 answered with Clock (c1) after 0.42 ms\n"));
@@ -615,7 +613,7 @@ TEST_F(MonitorNotifications, ArePrintedByName) {
 TEST_F(MonitorSummary, HasThePercentilesOfTheLatencies) {
     capture.Connect();
     for (int i = 100; i >= 1; --i) {
-        capture.Exchange(Framed("A\na\n", 2005), i);
+        capture.RequestAndReply(Framed("A\na\n", 2005), i);
     }
     const std::string text = Read().output;
     EXPECT_THAT(text, ContainsRegex("APPLIST_ADD_ITEM_AT_END_FNC \\(2005\\) +100 +0 +0\n"));
@@ -626,7 +624,7 @@ TEST_F(MonitorSummary, HasThePercentilesOfTheLatencies) {
 TEST_F(MonitorSummary, FitsATerminalOf80Columns) {
     capture.Connect();
     for (int id = 2000; id <= 2008; ++id) {
-        capture.Exchange(Framed("", id), 24000);
+        capture.RequestAndReply(Framed("", id), 24000);
     }
     capture.Notify(Message("", 2));
     const std::string text = Read().output;
@@ -641,9 +639,9 @@ TEST_F(MonitorSummary, FitsATerminalOf80Columns) {
 
 TEST_F(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
     capture.Connect();
-    capture.Exchange(Framed("", 2003), 1);
+    capture.RequestAndReply(Framed("", 2003), 1);
     capture.Notify(Message("", 1));
-    capture.Exchange(Framed("", 2001), 1);
+    capture.RequestAndReply(Framed("", 2001), 1);
     const ToolResult report = Read({"--count=2"});
     EXPECT_THAT(report.output, HasSubstr("APPLIST_ITEM_CHANGE_EVENT"));
     EXPECT_THAT(report.output, Not(HasSubstr("APPLIST_GET_SELECTION_FNC")));
@@ -670,18 +668,18 @@ const MalformedRow MALFORMED[] = {
          capture.Reply(PARTNER, HOST, serial, CaptureWriter::Body(""));
      },
      "#1 no id is malformed: its type is (s), not (ay)"},
-    {"RequestTooShort", [](CaptureWriter& capture) { capture.Exchange("abc", 1); },
+    {"RequestTooShort", [](CaptureWriter& capture) { capture.RequestAndReply("abc", 1); },
      "#1 no id is malformed: 3 bytes are too short for an id"},
-    {"RequestUnknown", [](CaptureWriter& capture) { capture.Exchange(Framed("", 2002), 1); },
+    {"RequestUnknown", [](CaptureWriter& capture) { capture.RequestAndReply(Framed("", 2002), 1); },
      "#1 id 2002 is malformed: no request has the id 2002"},
     {"RequestWithHalfARecord",
-     [](CaptureWriter& capture) { capture.Exchange(Framed("A\na\nB\nb", 2004), 1); },
+     [](CaptureWriter& capture) { capture.RequestAndReply(Framed("A\na\nB\nb", 2004), 1); },
      "(2004) is malformed: its 7 bytes end inside an item record, after 1 item"},
     {"RequestWithTooManyItems",
-     [](CaptureWriter& capture) { capture.Exchange(Framed("A\na\nB\nb\n", 2000), 1); },
+     [](CaptureWriter& capture) { capture.RequestAndReply(Framed("A\na\nB\nb\n", 2000), 1); },
      "(2000) is malformed: it carries 2 items, not 1"},
     {"ReplyWithHalfARecord",
-     [](CaptureWriter& capture) { capture.Exchange(Framed("", 2001), 1, "A\na"); },
+     [](CaptureWriter& capture) { capture.RequestAndReply(Framed("", 2001), 1, "A\na"); },
      "#1 answered after 1.00 ms, malformed: its 3 bytes end inside an item record, after 0 items"},
     {"ReplyOfAnotherType",
      [](CaptureWriter& capture) {
@@ -698,7 +696,7 @@ const MalformedRow MALFORMED[] = {
      [](CaptureWriter& capture) { capture.Notify(g_variant_new("(i)", 4)); },
      "no id is malformed: its type is (i), not (ay)"},
     {"SignalUnknown", [](CaptureWriter& capture) { capture.Notify(Message("", 4), "Shout"); },
-     "a signal Shout of :1.8, which nobody knows"},
+     "a signal Shout of :1.8, which is unknown"},
     {"MethodUnknown",
      [](CaptureWriter& capture) { capture.Call(HOST, PARTNER, nullptr, "Receive"); },
      "a call of Receive by :1.7, which is no method"},
@@ -718,7 +716,7 @@ class MonitorMalformed : public MonitorTest, public testing::WithParamInterface<
 TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
     capture.Connect();
     GetParam().write(capture);
-    capture.Exchange(Framed("Z\nz\n", 2005), 1);
+    capture.RequestAndReply(Framed("Z\nz\n", 2005), 1);
     const std::string text = TextOf(4);
     EXPECT_THAT(text, ContainsRegex("!! [^\n]*"));
     EXPECT_THAT(text, HasSubstr(GetParam().report));
@@ -731,7 +729,7 @@ INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED), RowNa
 TEST_F(MonitorRead, PrintsTheRestOfATruncatedMessage) {
     capture.Connect();
     capture.CutAt(256);
-    capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
+    capture.RequestAndReply(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     const std::string text = TextOf();
     EXPECT_THAT(text, ContainsRegex("#1 cut by the capture: the capture lacks its last "
                                     "[0-9]+ of 1007 bytes"));
@@ -749,7 +747,7 @@ const CutRow CUT[] = {
     {"Reply",
      [](CaptureWriter& capture) {
          capture.CutAt(256);
-         capture.Exchange(Framed("", 2001), 1, std::string(1000, 'a') + "\nb\n");
+         capture.RequestAndReply(Framed("", 2001), 1, std::string(1000, 'a') + "\nb\n");
      },
      "#1 answered, the capture lacks its last 8"},
     {"Notification",
@@ -761,7 +759,7 @@ const CutRow CUT[] = {
     {"Header",
      [](CaptureWriter& capture) {
          capture.CutAt(40);
-         capture.Exchange(Framed("", 2003), 1);
+         capture.RequestAndReply(Framed("", 2003), 1);
      },
      "  the capture has 40 of the "},
     {"StartOfTheHeader", [](CaptureWriter& capture) { capture.Packet("l\1", 100); },
@@ -789,7 +787,7 @@ INSTANTIATE_TEST_SUITE_P(, MonitorCut, testing::ValuesIn(CUT), RowName<CutRow>);
 TEST_F(MonitorRead, MarksACutMessageForPrograms) {
     capture.Connect();
     capture.CutAt(256);
-    capture.Exchange(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
+    capture.RequestAndReply(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     capture.CutAt(40);
     capture.Notify(Message("", 4));
     const std::vector<json> objects = ReadAsJson();
@@ -809,7 +807,7 @@ std::string ManyItems() {
 
 TEST_F(MonitorRead, ShortensALongListOfItems) {
     capture.Connect();
-    capture.Exchange(ManyItems(), 1);
+    capture.RequestAndReply(ManyItems(), 1);
     const ToolResult report = Read();
     EXPECT_THAT(report.output, HasSubstr("(2004): 15 items\n"));
     EXPECT_THAT(report.output,
@@ -819,13 +817,13 @@ TEST_F(MonitorRead, ShortensALongListOfItems) {
 
 TEST_F(MonitorRead, ShowsAllItemsOnRequest) {
     capture.Connect();
-    capture.Exchange(ManyItems(), 1);
+    capture.RequestAndReply(ManyItems(), 1);
     const ToolResult report = Read({"--all"});
     EXPECT_THAT(report.output, HasSubstr("     Item 15  id15\n"));
     EXPECT_THAT(report.output, Not(HasSubstr("--all")));
 }
 
-// busctl captures what its own library tells it when the bus goes.
+// busctl also captures the local signal of its own library at the end of the bus.
 TEST_F(MonitorRead, OmitsLocalMessages) {
     capture.Connect();
     const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
@@ -838,7 +836,7 @@ TEST_F(MonitorRead, OmitsLocalMessages) {
 
 TEST_F(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
     capture.Connect();
-    capture.Exchange(Framed("", 2003), 1);
+    capture.RequestAndReply(Framed("", 2003), 1);
     const std::string& bytes = capture.Bytes();
     const ToolResult report = ReportOf(bytes.substr(0, bytes.size() - 10));
     EXPECT_EQ(report.status, 1);
@@ -896,7 +894,7 @@ TEST_F(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
 
 TEST_F(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
     capture.Connect();
-    capture.Exchange(Framed("", 2001), 1.25, "Clock\nc1\n");
+    capture.RequestAndReply(Framed("", 2001), 1.25, "Clock\nc1\n");
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request.value("time", ""), "2023-11-14T22:13:20.001000Z");
     EXPECT_EQ(request.value("id", 0), 2001);
@@ -910,7 +908,7 @@ TEST_F(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
 
 TEST_F(MonitorJson, HasTheHandshakeAndTheSummary) {
     capture.Connect();
-    capture.Exchange(Framed("", 2003), 4);
+    capture.RequestAndReply(Framed("", 2003), 4);
     capture.Notify(Message("", 1));
     const std::vector<json> objects = ReadAsJson();
     const auto ready = std::find_if(objects.begin(), objects.end(), [](const json& object) {
@@ -929,14 +927,14 @@ TEST_F(MonitorJson, HasTheHandshakeAndTheSummary) {
 
 TEST_F(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
     capture.Connect();
-    capture.Exchange(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
+    capture.RequestAndReply(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
 }
 
 TEST_F(MonitorJson, MarksMalformedMessages) {
     capture.Connect();
-    capture.Exchange("abc", 1);
+    capture.RequestAndReply("abc", 1);
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request.value("malformed", ""), "3 bytes are too short for an id");
 }

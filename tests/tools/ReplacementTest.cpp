@@ -126,7 +126,8 @@ protected:
     static void ExpectOneList(ToolProcess& host, ToolProcess& partner) {
         ASSERT_TRUE(partner.WaitFor("my list has 5 items now"))
             << partner.Output() << host.Output();
-        partner.Send("change"); // brings the host the model that its "list" needs
+        partner.Send(
+            "change"); // the host receives its model with the event, and needs the model for "list"
         ASSERT_TRUE(host.WaitFor("OnItemChangeEvent")) << host.Output();
         host.Send("add radio Car Radio");
         const std::string list = host.ListWithoutColumns();
@@ -179,7 +180,7 @@ TEST_F(Replacement, OfThePartnerWhileTheHostEditsEndsWithOneList) {
     }
 }
 
-// The host asks for the name of its answer while the bus daemon is stopped, for longer than the
+// The host requests the name of its answer while the bus daemon is stopped, for longer than the
 // time-out of the call. The daemon grants the name later.
 TEST_F(Replacement, OfThePartnerAfterAnUnansweredRequestNameEndsWithOneList) {
     const pid_t daemon = BusDaemon::Process(m_changes.Connection());

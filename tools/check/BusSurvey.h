@@ -18,7 +18,7 @@ struct Participant {
     std::string name; ///< unique
     PeerProcess process;
     Role role = Role::Unknown; ///< unknown where the bus does not show match rules
-    std::string peer;          ///< bound to; empty for nobody, or for an unknown role
+    std::string peer; ///< the other side of the binding; empty without one, or for an unknown role
 
     /** ":1.7 (pid 77, launcher)" */
     std::string Describe() const;

@@ -44,7 +44,7 @@ gint64 QueueOf(GDBusConnection* connection, const std::string& name) {
     return -1;
 }
 
-// One look at the hosts of a bus; each finding shows a line.
+// One inspection of the hosts of a bus, with a line for each finding.
 class HostCheck {
 public:
     HostCheck(GDBusConnection* connection, Verdicts& verdicts, double limit)
@@ -163,7 +163,7 @@ private:
                                     : "run this as the partner's user or as root");
             return false;
         }
-        const std::string text = "nobody answers an empty Send within " + InSeconds(m_limit) + ": ";
+        const std::string text = "no reply to an empty Send within " + InSeconds(m_limit) + ": ";
         switch (HostProcess::FindLoop(host.process.pid)) {
         case HostProcess::Loop::Stalled:
             m_verdicts.Wrong("loop",
@@ -182,12 +182,12 @@ private:
             break;
         case HostProcess::Loop::None:
             m_verdicts.Wrong("loop", text + "no thread runs a main loop",
-                             "run g_main_loop_run() in the host, for as long as the proxy lives");
+                             "run g_main_loop_run() in the host, for as long as the proxy exists");
             break;
         case HostProcess::Loop::Unreadable:
             m_verdicts.Wrong("loop",
                              text + "the loop is stalled, never run, or of another main context",
-                             "run this as root, which can see which of these it is");
+                             "run this as root for the exact reason");
             break;
         }
         return false;

@@ -19,7 +19,7 @@ struct CheckRun {
     std::function<void(const std::string&)> ask; ///< asks the user for an action
     Checklist& list;
     PartnerCommand& partner;           ///< starts the partner
-    DriveCommand& drive;               ///< is the user of the partner
+    DriveCommand& drive;               ///< acts as the user of the partner
     double limit;                      ///< seconds for each step of the partner
     double wait;                       ///< seconds for each action of the user
     bool isAway = false;               ///< the partner has left the bus, or is stopped
@@ -60,8 +60,8 @@ SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
                  const std::vector<ListedItem>& items = {});
 
 /**
- * Ends @p host and waits until the partner looks for the next one. Starts a partner that is away or
- * does not look for a host.
+ * Ends @p host and waits until the partner searches for the next one. Starts a partner that has
+ * left or does not search for a host.
  * @return the next host; run.isAway without a partner
  */
 HostPointer FreshHost(CheckRun& run, HostPointer host);

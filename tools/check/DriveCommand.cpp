@@ -39,7 +39,7 @@ std::string DriveCommand::Run(const std::string& action, const std::string& id) 
     if (!WaitUntil([&] { return hasExited; }, LIMIT_S)) {
         g_subprocess_force_exit(process);
         WaitUntil([&] { return hasExited; }, LIMIT_S);
-        return "the command of --drive takes longer than " + InSeconds(LIMIT_S);
+        return "the command of --drive runs longer than " + InSeconds(LIMIT_S);
     }
     if (g_subprocess_get_if_exited(process) == FALSE) {
         return "the command of --drive ended with signal " +

@@ -140,7 +140,7 @@ const std::vector<DutyText>& Texts() {
         {Duty::BindsOnAck,
          HANDSHAKE,
          "binds-on-ack",
-         "takes the host of _CLIENT_ACK when it has none",
+         "binds to the sender of _CLIENT_ACK without a host",
          {43},
          PHASE_REPLACEMENT},
         {Duty::AnswersRequest, REQUESTS, "request", nullptr, {29, 44}, PHASE_REQUESTS},

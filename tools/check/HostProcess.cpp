@@ -127,31 +127,31 @@ bool MayRead(guint32 pid) {
     return !ReadFile(PathOf(pid, "syscall")).empty() && !ListFolder(PathOf(pid, "fd")).empty();
 }
 
-// One look at the descriptors: those with a pending wake-up, and whether a thread polls another.
-struct Look {
+// One sample of the descriptors: those with a pending wake-up, and whether a thread polls another.
+struct Sample {
     std::set<int> pending;
     bool isLoopRun = false;
 };
 
-Look LookAt(guint32 pid) {
-    Look look;
+Sample SampleOf(guint32 pid) {
+    Sample sample;
     const std::set<int> eventfds = Eventfds(pid);
     for (const int descriptor : eventfds) {
         if (IsPending(pid, std::to_string(descriptor))) {
-            look.pending.insert(descriptor);
+            sample.pending.insert(descriptor);
         }
     }
     for (const std::string& thread : ListFolder(PathOf(pid, "task"))) {
         std::string name = ReadFile(PathOf(pid, "task/" + thread + "/comm"));
         name = name.substr(0, name.find('\n'));
         const std::vector<int> polled = PolledBy(pid, thread);
-        look.isLoopRun =
-            look.isLoopRun ||
+        sample.isLoopRun =
+            sample.isLoopRun ||
             (!IsOfGLib(name) && std::any_of(polled.begin(), polled.end(), [&](int descriptor) {
                 return eventfds.count(descriptor) != 0;
             }));
     }
-    return look;
+    return sample;
 }
 
 std::string BusAddressOf(const std::string& environment) {
@@ -181,15 +181,15 @@ HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
     if (pid == 0 || !MayRead(pid)) {
         return Loop::Unreadable;
     }
-    Look look = LookAt(pid);
-    std::set<int> pending = look.pending;
-    int runs = look.isLoopRun ? 1 : 0;
+    Sample sample = SampleOf(pid);
+    std::set<int> pending = sample.pending;
+    int runs = sample.isLoopRun ? 1 : 0;
     for (int i = 1; i < LOOKS; ++i) {
         WaitFor(BETWEEN_LOOKS_S);
-        look = LookAt(pid);
-        runs += look.isLoopRun ? 1 : 0;
+        sample = SampleOf(pid);
+        runs += sample.isLoopRun ? 1 : 0;
         for (auto one = pending.begin(); one != pending.end();) {
-            one = look.pending.count(*one) != 0 ? std::next(one) : pending.erase(one);
+            one = sample.pending.count(*one) != 0 ? std::next(one) : pending.erase(one);
         }
     }
     if (!pending.empty()) {

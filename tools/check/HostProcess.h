@@ -1,5 +1,5 @@
-// Reads in /proc what a process does: whether it is stopped, whether a thread runs a main loop, and
-// which processes have the library loaded. Nothing of it disturbs the process.
+// Reads the state of a process in /proc: whether it is stopped, whether a thread runs a main loop,
+// and which processes have the library loaded. Nothing of it disturbs the process.
 #ifndef APPLIST_TOOLS_HOSTPROCESS_H
 #define APPLIST_TOOLS_HOSTPROCESS_H
 
@@ -16,7 +16,7 @@ char StateOf(guint32 pid);
 /** The state of a process whose main context does not answer. */
 enum class Loop {
     Unreadable, ///< /proc does not show it to this user
-    Stalled,    ///< a thread owns a main context with a pending wake-up, and does not take it
+    Stalled,    ///< a thread owns a main context with a pending wake-up, and does not read it
     Another,    ///< a thread waits in a main loop, of another context
     None        ///< no thread waits in a main loop
 };

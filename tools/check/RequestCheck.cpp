@@ -302,7 +302,7 @@ void RecordTraffic(CheckRun& run, const Traffic& traffic) {
                            "a wrong notification: " + notification.problem);
         } else if (notification.isBroadcast) {
             run.list.Weaken(Duty::NotifiesItsHostOnly,
-                            "it is broadcast: every process on the bus may receive it, and learns "
+                            "a broadcast: every process on the bus may receive it, and with it "
                             "the times of the user's actions");
         }
         ++count;

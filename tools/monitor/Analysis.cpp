@@ -56,7 +56,7 @@ Analysis::Analysis(Reporter& reporter)
 
 void Analysis::Take(const SeenMessage& seen) {
     Tick(seen.time);
-    m_summary.Saw(seen.time);
+    m_summary.CountMessage(seen.time);
     switch (g_dbus_message_get_message_type(seen.message.get())) {
     case G_DBUS_MESSAGE_TYPE_SIGNAL:
         OnSignal(seen);
@@ -76,15 +76,15 @@ void Analysis::Take(const SeenMessage& seen) {
     }
 }
 
-void Analysis::TakeUnreadable(Microseconds time, const std::string& problem) {
+void Analysis::AddUnreadable(Microseconds time, const std::string& problem) {
     Tick(time);
-    m_summary.Saw(time);
+    m_summary.CountMessage(time);
     Malformed(time, problem);
 }
 
-void Analysis::TakeCut(Microseconds time, const std::string& text) {
+void Analysis::AddIncomplete(Microseconds time, const std::string& text) {
     Tick(time);
-    m_summary.Saw(time);
+    m_summary.CountMessage(time);
     m_summary.AddCut();
     m_reporter.Cut(time, text);
 }
@@ -128,7 +128,7 @@ void Analysis::OnOwnerChanged(const SeenMessage& seen) {
 void Analysis::OnNotification(const SeenMessage& seen) {
     if (Member(seen) != JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME) {
         Malformed(seen.time,
-                  "a signal " + Member(seen) + " of " + Sender(seen) + ", which nobody knows");
+                  "a signal " + Member(seen) + " of " + Sender(seen) + ", which is unknown");
         return;
     }
     NotificationSeen notification;
@@ -136,7 +136,7 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     notification.content =
         Decoder::ReadNotification(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
     if (!notification.content.name.empty()) {
-        m_handshake.Talked(seen.time, Destination(seen), Sender(seen), Side::Partner);
+        m_handshake.OnMessage(seen.time, Destination(seen), Sender(seen), Side::Partner);
     }
     if (notification.content.id == APPLIST_ITEM_SELECTION_EVENT &&
         !notification.content.name.empty() &&
@@ -183,7 +183,7 @@ void Analysis::OnSend(const SeenMessage& seen) {
     request.content =
         Decoder::ReadMessage(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
     if (!request.content.name.empty()) {
-        m_handshake.Talked(seen.time, Sender(seen), Destination(seen), Side::Host);
+        m_handshake.OnMessage(seen.time, Sender(seen), Destination(seen), Side::Host);
     }
     if (request.content.id == APPLIST_GET_SELECTION_FNC) {
         m_selections.erase(Sender(seen));
@@ -290,7 +290,7 @@ void Analysis::TickSelections(Microseconds now) {
 }
 
 void Analysis::End(Microseconds now) {
-    m_summary.PassTime(now);
+    m_summary.SetEnd(now);
     End();
 }
 

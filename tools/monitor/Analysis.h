@@ -25,10 +25,10 @@ public:
     void Take(const SeenMessage& seen);
 
     /** A message that could not be read at all. */
-    void TakeUnreadable(Microseconds time, const std::string& problem);
+    void AddUnreadable(Microseconds time, const std::string& problem);
 
     /** A message whose header the capture does not contain. */
-    void TakeCut(Microseconds time, const std::string& text);
+    void AddIncomplete(Microseconds time, const std::string& text);
 
     /** Starts the summary, live. A capture starts with its first message. */
     void Begin(Microseconds now) { m_summary.Begin(now); }

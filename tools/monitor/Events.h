@@ -39,19 +39,19 @@ struct Peer {
 /** A step of the handshake, or what the steps so far amount to. */
 struct HandshakeEvent {
     enum class Kind {
-        Identified, ///< `process` is behind `who`
-        Present,    ///< `who` was on the bus before the watching
-        Announced,  ///< `who` has taken `step`
+        Identified, ///< `process` is the process of `who`
+        Present,    ///< `who` was on the bus before the monitor
+        Announced,  ///< `who` has announced `step`
         Ready,      ///< both sides are bound to each other and ready
-        Found,      ///< two that talk without a handshake that was seen
+        Found,      ///< a pair with messages and without an observed handshake
         Missing,    ///< `step` should have come from the other side of `who`
         HalfOpen,   ///< `who` is ready with a side that is not bound to it
         Held,       ///< `who` owns the name of `step` and does not release it
-        Refused,    ///< the bus does not let `who` own the name of `step`
+        Refused,    ///< the bus refuses `who` the name of `step`
         Unbound,    ///< `who` sends to a process that is bound to another one
         Shared,     ///< two hosts have the same partner
         Stuck,      ///< `who` has not reacted to a notification
-        Left        ///< `who` is gone from the bus
+        Left        ///< `who` has left the bus
     };
     Kind kind = Kind::Announced;
     Microseconds time = 0;

@@ -54,9 +54,9 @@ int WatchFile(const std::string& file, guint64 count, Analysis& analysis, Report
         if (result == FileCapture::Result::Message) {
             analysis.Take(seen);
         } else if (result == FileCapture::Result::Cut) {
-            analysis.TakeCut(seen.time, problem);
+            analysis.AddIncomplete(seen.time, problem);
         } else if (result == FileCapture::Result::Unreadable) {
-            analysis.TakeUnreadable(seen.time, problem);
+            analysis.AddUnreadable(seen.time, problem);
         } else if (result == FileCapture::Result::Foreign) {
             continue;
         } else if (result == FileCapture::Result::End || interrupted != 0) {

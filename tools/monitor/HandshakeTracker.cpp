@@ -166,7 +166,7 @@ void HandshakeTracker::NameRefused(Microseconds time, const std::string& caller,
     const auto host = m_hosts.find(caller);
     if (host != m_hosts.end() && host->second.peer.empty() && step != CLIENT_SYN) {
         Bind(time, host->second,
-             TakeAnswered(host->second, step == CLIENT_ACK ? SERVICE_SYN_ACK : SERVICE_SYN));
+             PopAnswered(host->second, step == CLIENT_ACK ? SERVICE_SYN_ACK : SERVICE_SYN));
     }
 }
 
@@ -212,7 +212,7 @@ void HandshakeTracker::OnClientSyn(Microseconds time, const std::string& name) {
 }
 
 void HandshakeTracker::OnServiceSyn(Microseconds time, const std::string& name) {
-    Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_SYN, "a partner is there");
+    Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_SYN, "a partner announces itself");
     Partner& partner = PartnerOf(name);
     m_newestPartner = name;
     if (partner.since == 0) {
@@ -237,7 +237,7 @@ void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name
         host.progress.startStep = newest != m_partners.end() ? SERVICE_SYN : CLIENT_SYN_ACK;
     }
     if (host.peer.empty()) {
-        const std::string answered = TakeAnswered(host, SERVICE_SYN);
+        const std::string answered = PopAnswered(host, SERVICE_SYN);
         Bind(time, host, answered.empty() && isNew ? m_newestPartner : answered);
     }
     Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN_ACK,
@@ -246,16 +246,16 @@ void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name
         Receive(partner, CLIENT_SYN_ACK, name, !partner.peer.empty() && partner.peer != name);
     }
     if (host.peer.empty() && !host.formerPeer.empty()) {
-        host.progress = Progress(); // nobody is left to answer
+        host.progress = Progress(); // no side remains for an answer
     } else if (!host.isConnected) {
         Await(host, SERVICE_ACK, CLIENT_SYN_ACK, time);
     }
 }
 
-// Announcements have no addressee: each waiting host takes this one for its own.
+// Announcements have no addressee: each waiting host accepts this one.
 void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& name) {
     Partner& partner = PartnerOf(name);
-    const std::string answered = TakeAnswered(partner, CLIENT_SYN);
+    const std::string answered = PopAnswered(partner, CLIENT_SYN);
     if (!answered.empty()) {
         Bind(time, partner, answered);
     } else if (partner.peer.empty()) {
@@ -279,7 +279,7 @@ void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
     Host& host = HostOf(name);
     const bool isAnswer = host.peer.empty();
     if (isAnswer) {
-        Bind(time, host, TakeAnswered(host, SERVICE_SYN_ACK));
+        Bind(time, host, PopAnswered(host, SERVICE_SYN_ACK));
     }
     Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_ACK,
            IsCheck(name) ? BY_CHECK : "ready");
@@ -301,7 +301,7 @@ void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
 
 void HandshakeTracker::OnServiceAck(Microseconds time, const std::string& name) {
     Partner& partner = PartnerOf(name);
-    const std::string answered = TakeAnswered(partner, CLIENT_SYN_ACK);
+    const std::string answered = PopAnswered(partner, CLIENT_SYN_ACK);
     if (!answered.empty()) {
         Bind(time, partner, answered);
     }
@@ -342,7 +342,7 @@ void HandshakeTracker::OnLeft(Microseconds time, const std::string& name) {
     for (auto& [hostName, host] : m_hosts) {
         const bool isAsked = host.progress.awaited == CLIENT_SYN_ACK && name == m_newestPartner;
         if (host.peer == name || isAsked) {
-            host.progress = Progress(); // it waits for the next partner, for as long as it takes
+            host.progress = Progress(); // it waits for the next partner, without a limit
         }
         if (host.peer == name) {
             Unbind(time, host);
@@ -368,8 +368,8 @@ void HandshakeTracker::Receive(Endpoint& endpoint, const std::string& step, cons
     }
 }
 
-// The first one that it could answer is answered now; what came before was dropped.
-std::string HandshakeTracker::TakeAnswered(Endpoint& endpoint, const std::string& step) const {
+// An endpoint answers the first step that it can answer, and has dropped the steps before it.
+std::string HandshakeTracker::PopAnswered(Endpoint& endpoint, const std::string& step) const {
     std::vector<Received>& received = endpoint.received;
     const auto found = std::find_if(received.begin(), received.end(), [&](const Received& one) {
         const bool isFromPeer = endpoint.peer.empty() || one.from == endpoint.peer;
@@ -478,7 +478,7 @@ void HandshakeTracker::Connect(Microseconds time, const std::string& hostName) {
     m_onEvent(event);
 }
 
-// A host that has taken another host's answer for its own.
+// A host that has accepted the answer to another host.
 void HandshakeTracker::ReportShared(Microseconds time, const std::string& hostName) {
     const std::string partnerName = m_hosts[hostName].peer;
     for (const auto& [name, other] : m_hosts) {
@@ -492,8 +492,8 @@ void HandshakeTracker::ReportShared(Microseconds time, const std::string& hostNa
     }
 }
 
-void HandshakeTracker::Talked(Microseconds time, const std::string& hostName,
-                              const std::string& partnerName, Side sender) {
+void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
+                                 const std::string& partnerName, Side sender) {
     const bool isRequest = sender == Side::Host;
     if (IsCheck(hostName) || IsCheck(partnerName)) {
         return; // a check sends without a binding, and also to itself
@@ -614,7 +614,7 @@ void HandshakeTracker::TickHosts(Microseconds now) {
     }
 }
 
-// A side that is ready with one that is known to be bound to another or to nobody.
+// A side that is ready, and whose other side is bound to a third one or to none.
 bool HandshakeTracker::IsHalfOpen(const std::string& name, const Endpoint& endpoint) const {
     const bool isOfCheck = IsCheck(name) || IsCheck(endpoint.peer);
     const Endpoint* const peer = endpoint.isReady && !isOfCheck ? Find(endpoint.peer) : nullptr;

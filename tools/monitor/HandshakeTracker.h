@@ -60,8 +60,8 @@ public:
     bool MayReceive(const std::string& host, const std::string& partner) const;
 
     /** A request or a notification shows the binding of its sender, also without a handshake. */
-    void Talked(Microseconds time, const std::string& host, const std::string& partner,
-                Side sender);
+    void OnMessage(Microseconds time, const std::string& host, const std::string& partner,
+                   Side sender);
 
     /** Reports overdue steps and half-open pairs. */
     void Tick(Microseconds now);
@@ -79,7 +79,7 @@ private:
     struct Received {
         std::string step;
         std::string from;
-        bool whileBound; ///< a bound side answers nobody else; a partner may do so later
+        bool whileBound; ///< a bound side answers no third side; a partner may do so later
     };
 
     /** One side as far as its own announcements show it. */
@@ -87,7 +87,7 @@ private:
         std::vector<Received> received;
         std::string peer;         ///< its partner or its host; empty for none
         std::string formerPeer;   ///< the last one that has left
-        bool isKnown = false;     ///< whether the absence of a peer was seen
+        bool isKnown = false;     ///< whether the absence of a peer was observed
         bool isReady = false;     ///< by its own steps or by its requests and notifications
         Microseconds since = 0;   ///< of the present peer, or of its absence
         bool isReported = false;  ///< as half-open, with the present peer
@@ -129,7 +129,7 @@ private:
 
     static void Receive(Endpoint& endpoint, const std::string& step, const std::string& from,
                         bool whileBound);
-    std::string TakeAnswered(Endpoint& endpoint, const std::string& step) const;
+    std::string PopAnswered(Endpoint& endpoint, const std::string& step) const;
     void Bind(Microseconds time, Endpoint& endpoint, const std::string& peer) const;
     static void Unbind(Microseconds time, Host& host);
     static void Unbind(Microseconds time, Partner& partner);
@@ -165,7 +165,7 @@ private:
     std::map<std::string, Host> m_hosts;
     std::map<std::string, Partner> m_partners;
     std::set<std::string> m_arrived; ///< unique names that joined the bus while it was watched
-    std::set<std::string> m_left;    ///< of the sides that were seen; the bus reuses no name
+    std::set<std::string> m_left;    ///< the observed sides that have left; the bus reuses no name
     std::map<std::string, PeerProcess> m_processes;
     std::string m_newestPartner;                   ///< the last one that announced itself
     std::map<std::string, NameOwner> m_nameOwners; ///< by step

@@ -28,14 +28,14 @@ void Summary::Begin(Microseconds time) {
     if (!std::exchange(m_hasBegun, true)) {
         m_start = time;
     }
-    PassTime(time);
+    SetEnd(time);
 }
 
-void Summary::PassTime(Microseconds time) {
+void Summary::SetEnd(Microseconds time) {
     m_end = std::max(m_end, time);
 }
 
-void Summary::Saw(Microseconds time) {
+void Summary::CountMessage(Microseconds time) {
     Begin(time);
     ++m_messages;
 }

@@ -21,7 +21,7 @@ public:
     Microseconds Percentile(unsigned percent) const;
 
 private:
-    mutable std::vector<Microseconds> m_sorted; // once somebody asks
+    mutable std::vector<Microseconds> m_sorted; // at the first query
     mutable bool m_isSorted = true;
 };
 
@@ -36,8 +36,8 @@ public:
     };
 
     void Begin(Microseconds time);
-    void PassTime(Microseconds time);
-    void Saw(Microseconds time);
+    void SetEnd(Microseconds time);
+    void CountMessage(Microseconds time);
     void Add(const HandshakeEvent& event);
     void Add(const RequestSeen& request);
     void Add(const NotificationSeen& notification);
@@ -53,14 +53,14 @@ public:
     std::size_t ReadyCount() const { return m_ready; }
     std::size_t HandshakeProblems() const { return m_handshakeProblems; }
 
-    /** Counts the half-open pairs that are left in the end. */
+    /** Counts the half-open pairs that remain at the end. */
     std::size_t HalfOpenPairs() const { return m_halfOpenPairs; }
     std::size_t MalformedCount() const { return m_malformed; }
 
     /** Counts the messages that the capture does not contain completely. */
     std::size_t CutCount() const { return m_cut; }
 
-    /** The state of each host's handshake in the end, in words. */
+    /** The state of each host's handshake at the end, in words. */
     const std::vector<std::string>& Handshakes() const { return m_handshakes; }
 
     /** By title, like "APPLIST_ADD_ITEMS_FNC (2004)". */

@@ -47,20 +47,19 @@ int RunScript(const std::string& file, PartnerSession& session, PartnerCommands&
 } // namespace
 
 Usage PartnerVerb::Describe() {
-    return {
-        "applistctl partner",
-        "",
-        "Runs a partner: finds a host with the handshake, asks the host for its list, keeps an\n"
-        "equal list, replies to the selection query, and prints each request by name with its\n"
-        "items. The partner serves one host at a time.",
-        "Commands on standard input, or one per line in FILE; quoted as in a shell. N is a\n"
-        "number in the list, or the id of an item. Faults at the top of FILE apply from the\n"
-        "start of the partner.\n" +
-            DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
-            "\nExit status: 0 done, 1 failed (a command, a condition, or the bus policy\n"
-            "refuses a name), 2 wrong usage, 3 no bus.",
-        false,
-        {{"script", "FILE", "Run the commands in FILE; the first failed one ends the run"}}};
+    return {"applistctl partner",
+            "",
+            "Runs a partner: finds a host with the handshake, requests its list, keeps an equal\n"
+            "list, replies to the selection query, and prints each request by name with its\n"
+            "items. The partner serves one host at a time.",
+            "Commands on standard input, or one per line in FILE; quoted as in a shell. N is a\n"
+            "number in the list, or the id of an item. Faults at the top of FILE apply from the\n"
+            "start of the partner.\n" +
+                DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
+                "\nExit status: 0 done, 1 failed (a command, a condition, or the bus policy\n"
+                "refuses a name), 2 wrong usage, 3 no bus.",
+            false,
+            {{"script", "FILE", "Run the commands in FILE; the first failed one ends the run"}}};
 }
 
 int PartnerVerb::Run(const CommandLine& line) {

@@ -13,7 +13,7 @@
 // These rules alone leave pairs in which one side waits for ever, because each side may be
 // replaced while the other side does not read its messages. Six duties repair such pairs:
 //
-//     answer the own host        _CLIENT_SYN_ACK of the bound host, too, is answered
+//     answer the own host        _CLIENT_SYN_ACK of the bound host is also answered
 //     repeat while free          without a host: announce _SERVICE_SYN again
 //     repeat while unasked       bound to a host that has made no request: announce _SERVICE_SYN
 //                                again. A bound host drops it, a host that is not bound answers it.
@@ -57,8 +57,8 @@ public:
     static constexpr guint FIRST_SYN_PERIOD_MS = 1000;
 
     /**
-     * Each further _SERVICE_SYN takes twice as long, up to this. A host with an empty list makes no
-     * request, and each repeated announcement wakes the host.
+     * The time doubles with each further _SERVICE_SYN, up to this value. A host with an empty list
+     * makes no request, and each repeated announcement wakes the host.
      */
     static constexpr guint LONGEST_SYN_PERIOD_MS = 32000;
 
@@ -67,7 +67,7 @@ public:
         /** Notifications may be sent. Called for each handshake, also with the same host. */
         std::function<void()> onReady;
         std::function<void(const std::string& host)> onLost;
-        std::function<void()> onRefused; ///< the bus policy refuses a name, for good
+        std::function<void()> onRefused; ///< the bus policy refuses a name, permanently
     };
 
     ServiceHandshake(GDBusConnection* connection, Output& output, const Faults& faults,

@@ -20,7 +20,7 @@ namespace applistctl {
 
 namespace {
 
-bool WantsColour() {
+bool AllowsColour() {
     const char* const terminal = std::getenv("TERM");
     return terminal != nullptr && std::string(terminal) != "dumb" &&
            std::getenv("NO_COLOR") == nullptr;
@@ -68,7 +68,7 @@ Output::Output(std::string program)
     : m_program(std::move(program)),
       m_stream(OwnStandardOutput()),
       m_isTerminal(isatty(STDOUT_FILENO) != 0),
-      m_colour(m_isTerminal && WantsColour()) {
+      m_colour(m_isTerminal && AllowsColour()) {
     if (m_stream != nullptr) {
         m_closedId = g_unix_fd_add(fileno(m_stream.get()), G_IO_ERR, OnClosed, this);
     }

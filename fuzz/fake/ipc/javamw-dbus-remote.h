@@ -1,5 +1,5 @@
 // A channel without a bus, in the place of the real header: the model of the library is compiled
-// against it unchanged. The partner is whatever the fuzz target makes of it.
+// against it unchanged. The fuzz target sets the replies of the partner.
 #pragma once
 
 #include <deque>
@@ -25,8 +25,8 @@ public:
         return reply;
     }
 
-    std::vector<std::string> requests; ///< what the partner was sent
-    std::vector<char> reply;           ///< what it answers to everything
+    std::vector<std::string> requests; ///< the requests to the partner
+    std::vector<char> reply;           ///< the partner's reply to each of them
 
 protected:
     struct HandlersLater {};

@@ -46,7 +46,7 @@ std::string Requests(Partner& partner) {
 }
 
 // The arguments after the name of the command.
-std::string Obey(Partner& partner, const std::string& command, const std::string& argument) {
+std::string RunCommand(Partner& partner, const std::string& command, const std::string& argument) {
     const auto number = static_cast<unsigned>(std::strtoul(argument.c_str(), nullptr, 10));
     if (command == "syn") {
         partner.Announce("_SYN");
@@ -90,7 +90,7 @@ gboolean OnLine(GIOChannel* input, GIOCondition /*condition*/, void* data) {
     std::string command;
     std::string argument;
     line >> command >> argument;
-    PrintLine(command + Obey(*session->partner, command, argument));
+    PrintLine(command + RunCommand(*session->partner, command, argument));
     return G_SOURCE_CONTINUE;
 }
 

@@ -12,7 +12,7 @@ inline namespace applist_test {
 class Mirror {
 public:
     /** Clears the list. The next request fills the list, also with equal ids. */
-    void CreateAnew();
+    void Recreate();
 
     /** Applies a request: payload and id. @return the reply */
     std::string Take(const std::string& message);

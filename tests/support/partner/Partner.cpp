@@ -32,7 +32,7 @@ Partner::Partner(Options options) : m_options(std::move(options)) {
     }
     BareEndpoint::Handlers handlers;
     handlers.onAnnouncement = [this](const std::string& step, const std::string& host) {
-        TakeStep(step, host);
+        RunStep(step, host);
     };
     handlers.onNotification = [this](GVariant* body) {
         m_inOrder += BytesOfBody<std::string>(body) == Number(m_received) ? 1 : 0;
@@ -60,7 +60,7 @@ gboolean Partner::OnRetry(void* self) {
 }
 
 // A SYN of the bound host is an announcement of a new endpoint in the same process.
-void Partner::TakeStep(const std::string& step, const std::string& host) {
+void Partner::RunStep(const std::string& step, const std::string& host) {
     if (step == "_SYN") {
         KillAt("syn-seen");
         Bind(host);
@@ -106,7 +106,7 @@ void Partner::OnHostVanished(GDBusConnection* /*connection*/, const char* name, 
 }
 
 void Partner::CreateList() {
-    m_mirror.CreateAnew();
+    m_mirror.Recreate();
     Notify(Records::Frame("", Records::CREATED_EVENT));
 }
 

@@ -49,7 +49,7 @@ private:
     static void OnHostVanished(GDBusConnection*, const char* name, void* self);
     static gboolean OnRetry(void* self);
     static gboolean OnNoise(void* self);
-    void TakeStep(const std::string& step, const std::string& host);
+    void RunStep(const std::string& step, const std::string& host);
     void Bind(const std::string& host);
     void Connected();
     std::string ReplyTo(const std::string& message);
