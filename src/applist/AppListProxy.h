@@ -41,9 +41,10 @@ class ItemSelectionListener;
 class APPLIST_API AppListProxy {
 public:
     /**
-     * Blocks for five round trips to the bus daemon: a few hundred microseconds on an idle device,
-     * and at most GDBus's default time-out of 25 s each on a stalled one. Throws only
-     * std::bad_alloc. Without a bus it logs the error, and the list never finds a partner.
+     * Blocks for the authentication at the bus daemon and for three calls to it: less than 3 ms on
+     * an idle device. On a stalled daemon, each call ends after GDBus's default time-out of 25 s,
+     * but GIO waits for the authentication without a limit. Throws only std::bad_alloc. Without a
+     * bus it logs the error, and the list never finds a partner.
      */
     AppListProxy();
     /** Sends no request. The class comment lists the preconditions. */

@@ -81,10 +81,10 @@ public:
     static const char* const JAVAMW_DBUS_PREFIX;        ///< bus names without the endpoint id
 
     /**
-     * Joins the system bus and announces the endpoint. Blocks for round trips to the bus daemon,
-     * each of which takes less than a millisecond on an idle daemon and at most 25 s on a stalled
-     * one. Never fails outward: an endpoint that cannot reach the bus logs the error, never becomes
-     * ready and refuses to send.
+     * Joins the system bus and announces the endpoint. Blocks for calls to the bus daemon, each of
+     * which takes less than a millisecond on an idle daemon and at most 25 s on a stalled one. GIO
+     * waits without a limit for the authentication of a new connection. Never fails outward: an
+     * endpoint that cannot reach the bus logs the error, never becomes ready and refuses to send.
      *
      * @param id part of all bus names and of the object path; both sides use the same id. It
      *        consists of letters, digits and '_', starts with no digit, is not empty, and leaves
