@@ -16,19 +16,18 @@ struct Record {
     bool operator==(const Record& other) const { return name == other.name && id == other.id; }
 };
 
-constexpr int SET_SELECTION = 2000;
-constexpr int GET_SELECTION = 2001;
-constexpr int REMOVE_ALL_ITEMS = 2003;
-constexpr int ADD_ITEMS = 2004;
-constexpr int ADD_ITEM_AT_END = 2005;
-constexpr int SET_CLICKED = 2006;
-constexpr int REMOVE_ITEM = 2007;
-constexpr int MODIFY_ITEM = 2008;
+enum Request : int {
+    SET_SELECTION = 2000,
+    GET_SELECTION = 2001,
+    REMOVE_ALL_ITEMS = 2003,
+    ADD_ITEMS = 2004,
+    ADD_ITEM_AT_END = 2005,
+    SET_CLICKED = 2006,
+    REMOVE_ITEM = 2007,
+    MODIFY_ITEM = 2008
+};
 
-constexpr int CHANGE_EVENT = 1;
-constexpr int SELECTION_EVENT = 2;
-constexpr int CLICKED_EVENT = 3;
-constexpr int CREATED_EVENT = 4;
+enum Event : int { CHANGE_EVENT = 1, SELECTION_EVENT = 2, CLICKED_EVENT = 3, CREATED_EVENT = 4 };
 
 inline std::string Write(const Record& record) {
     return record.name + '\n' + record.id + '\n';

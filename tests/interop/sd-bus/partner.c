@@ -14,7 +14,8 @@
 #define PATH "/org/morva/javamw/CommunicationChannel/Applist"
 #define INTERFACE "org.morva.javamw.DbusCommunication"
 
-enum { SELECT = 2000, QUERY, CLEAR = 2003, ADD, APPEND, CLICK, REMOVE, MODIFY };
+enum { SELECT = 2000, QUERY = 2001, CLEAR = 2003, ADD = 2004 };
+enum { APPEND = 2005, CLICK = 2006, REMOVE = 2007, MODIFY = 2008 };
 enum { CHANGED = 1, SELECTED, CLICKED, CREATED };
 
 static sd_event* event;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-void Mirror::CreateAnew() {
+void Mirror::Recreate() {
     m_list.clear();
     m_selection.clear();
     m_isNew = true;
@@ -14,7 +14,7 @@ std::string Mirror::Take(const std::string& message) {
     }
     const std::string payload = message.substr(0, message.size() - 4);
     const std::vector<Records::Record> records = Records::Read(payload);
-    switch (Records::IdOf(message)) {
+    switch (static_cast<Records::Request>(Records::IdOf(message))) {
     case Records::GET_SELECTION:
         return m_selection;
     case Records::SET_SELECTION:
@@ -41,7 +41,7 @@ std::string Mirror::Take(const std::string& message) {
             Modify(records[0], records[1]);
         }
         break;
-    default:
+    case Records::SET_CLICKED:
         break;
     }
     return {};
