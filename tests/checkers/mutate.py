@@ -34,6 +34,8 @@ PROGRAMS = {
             "handshake_explorer", "channel_test", "fault_test", "list-tests", "hostile_test"],
     "common": ["common_test", "platform_log_test", "list-tests", "channel_test"],
     "client": ["client_test"],
+    "qt": ["qt_test"],
+    "glib": ["glib_test"],
 }
 
 OPERATORS = [
@@ -108,6 +110,13 @@ def copy_tree():
 def build(program):
     status, output = run(["ninja", "-C", BUILD, "-j", "2", program], 1800, check=False)
     return status == 0, output
+
+
+def programs_without_packages(names):
+    """The programs that the tree cannot build, because a package for them is missing."""
+    targets = run(["ninja", "-C", BUILD, "-t", "targets", "all"], 60)[1]
+    known = {line.partition(": ")[0] for line in targets.splitlines()}
+    return {name for name in names if name not in known}
 
 
 def find_program(name):
@@ -326,6 +335,10 @@ def draw_sample(guards, count, seed):
 
 def try_guards(options):
     guards = [guard for guard in load_guards() if (options.only or "") in guard.file]
+    missing = programs_without_packages({g.program for g in guards if not g.by_compiler()})
+    for program in sorted(missing):
+        print(f"mutate: no guard of {program}, which needs packages that are not installed")
+    guards = [guard for guard in guards if guard.program not in missing]
     if options.sample is not None and options.sample < len(guards):
         print(f"mutate: {options.sample} of {len(guards)} guards, seed {options.seed}")
         guards = draw_sample(guards, options.sample, options.seed)
