@@ -67,7 +67,9 @@ public:
         }
         m_output = G_POLLABLE_INPUT_STREAM(g_subprocess_get_stdout_pipe(m_process));
         m_source = g_pollable_input_stream_create_source(m_output, nullptr);
-        g_source_set_callback(m_source, G_SOURCE_FUNC(cb_Read), this, nullptr);
+        // G_SOURCE_FUNC is newer than GLib 2.56.
+        const auto read = reinterpret_cast<GSourceFunc>(reinterpret_cast<void (*)()>(cb_Read));
+        g_source_set_callback(m_source, read, this, nullptr);
         g_source_attach(m_source, nullptr);
     }
 

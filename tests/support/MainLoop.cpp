@@ -51,9 +51,13 @@ bool MainLoop::WaitWithoutIterating(const std::function<bool()>& happened,
 
 LoopThread::LoopThread(GMainContext* context)
     : m_loop(g_main_loop_new(context, FALSE)), m_thread([this, context] {
-          [[maybe_unused]] g_autoptr(GMainContextPusher) pusher =
-              context != nullptr ? g_main_context_pusher_new(context) : nullptr;
+          if (context != nullptr) {
+              g_main_context_push_thread_default(context);
+          }
           g_main_loop_run(m_loop);
+          if (context != nullptr) {
+              g_main_context_pop_thread_default(context);
+          }
       }) {}
 
 LoopThread::~LoopThread() {

@@ -153,7 +153,7 @@ struct XmlDocument {
                                       },
                                       nullptr, nullptr, nullptr, nullptr};
         GMarkupParseContext* const context =
-            g_markup_parse_context_new(&parser, G_MARKUP_DEFAULT_FLAGS, this, nullptr);
+            g_markup_parse_context_new(&parser, GMarkupParseFlags{}, this, nullptr);
         isWellFormed =
             g_markup_parse_context_parse(context, text.data(), static_cast<gssize>(text.size()),
                                          nullptr) != FALSE &&

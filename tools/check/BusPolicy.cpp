@@ -94,7 +94,7 @@ void BusPolicy::ReadFile(const std::string& path) {
     Reader reader;
     const GMarkupParser parser = {Reader::OnElement, nullptr, nullptr, nullptr, nullptr};
     GMarkupParseContext* const context =
-        g_markup_parse_context_new(&parser, G_MARKUP_DEFAULT_FLAGS, &reader, nullptr);
+        g_markup_parse_context_new(&parser, GMarkupParseFlags{}, &reader, nullptr);
     g_markup_parse_context_parse(context, text, static_cast<gssize>(size), nullptr);
     g_markup_parse_context_free(context);
     for (const auto& [kind, name] : reader.hosts) {

@@ -193,7 +193,8 @@ std::optional<int> Faults::ExitStatusAt(const Request& request) const {
     const bool isOutsideUtf8 =
         std::any_of(request.items.begin(), request.items.end(), [](const ListedItem& item) {
             const std::string text = item.name + item.id;
-            return g_utf8_validate_len(text.data(), text.size(), nullptr) == FALSE;
+            const auto size = static_cast<gssize>(text.size());
+            return g_utf8_validate(text.data(), size, nullptr) == FALSE;
         });
     if ((hasNoId && Has(Fault::ExitShort)) || (isUnknown && Has(Fault::ExitUnknown)) ||
         (isOutsideUtf8 && Has(Fault::ExitNotUtf8))) {
