@@ -11,11 +11,11 @@
 #include <ipc/javamw-dbus-remote.h>
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include "BusDouble.h"
 #include "CapturedLog.h"
+#include "HeapUse.h"
 #include "MainLoop.h"
 #include "SharedBus.h"
 
@@ -36,11 +36,6 @@ __attribute__((constructor)) void MakeGLibUseMalloc(int /*argc*/, char** argv) {
         setenv("G_SLICE", "always-malloc", 1);
         execv("/proc/self/exe", argv);
     }
-}
-
-std::size_t LiveBytes() {
-    const struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
 }
 
 } // namespace
@@ -104,11 +99,11 @@ protected:
     PerRound Measure(const std::function<void()>& step) {
         Repeat(step); // buffers, caches and free lists reach their size
         Release();
-        const auto before = static_cast<double>(LiveBytes());
+        const auto before = static_cast<double>(HeapInUse());
         Repeat(step);
-        const auto grown = static_cast<double>(LiveBytes());
+        const auto grown = static_cast<double>(HeapInUse());
         Release();
-        const auto after = static_cast<double>(LiveBytes());
+        const auto after = static_cast<double>(HeapInUse());
         return {(grown - after) / ROUNDS, (after - before) / ROUNDS};
     }
 

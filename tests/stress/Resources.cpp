@@ -3,8 +3,9 @@
 #include <fstream>
 
 #include <dirent.h>
-#include <malloc.h>
 #include <unistd.h>
+
+#include "HeapUse.h"
 
 namespace {
 
@@ -33,11 +34,10 @@ long Resources::CountDescriptors() {
 ResourceMeter::ResourceMeter(const PrivateBus& bus) : m_connection(bus.Connect()) {}
 
 Resources ResourceMeter::Read() const {
-    const struct mallinfo2 heap = mallinfo2();
     Resources now;
     now.matchRules = CountMatchRules();
     now.residentKb = StatusValue("VmRSS");
-    now.heapBytes = static_cast<long long>(heap.uordblks + heap.hblkhd);
+    now.heapBytes = static_cast<long long>(HeapInUse());
     now.threads = StatusValue("Threads");
     now.descriptors = Resources::CountDescriptors();
     return now;

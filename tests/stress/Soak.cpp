@@ -11,9 +11,9 @@
 #include <applist/AppListProxy.h>
 #include <applist/RemoteAppListItem.h>
 #include <ipc/javamw-dbus-remote.h>
-#include <malloc.h>
 
 #include "EventLog.h"
+#include "HeapUse.h"
 #include "MainLoop.h"
 #include "OnLoop.h"
 #include "Options.h"
@@ -271,7 +271,7 @@ int main(int argc, char** argv) {
                   NumberOption("restarts", restarts, "Partner restarts, and proxies (N / 1000)"),
                   NumberOption("seconds", seconds, "Bound each kind of traffic (1800)")});
     const QuietHost quiet;
-    if (mallinfo2().uordblks == 0) {
+    if (HeapInUse() == 0) {
         std::fprintf(stderr, "soak: this allocator does not report the memory in use\n");
         return 77;
     }
