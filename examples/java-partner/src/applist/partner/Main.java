@@ -1,102 +1,26 @@
 package applist.partner;
 
-import java.io.BufferedReader;
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
 import java.io.IOException;
-import java.io.InputStreamReader;
 import java.io.PrintStream;
-import java.nio.charset.StandardCharsets;
-import java.util.function.IntConsumer;
 
-/** Runs a partner with commands on standard input. */
+/** Runs a partner with commands on standard input, and without an application. */
 final class Main {
 
-    private static final String HELP = """
-          list              show list and selection
-          select ITEM|none  move the selection, and notify the host
-          click ITEM        notify the host of a click
-          change [ITEM]     notify the host of a change of the list
-          remove ITEM       remove an item, and notify the host of the change
-          recreate          create a new list, and ask the host for its items
-          help              show these commands
-          quit              exit, as at the end of the input
-        ITEM is a number in the list, or the id of an item.
-        """;
-
-    private final Output output;
-    private final Session session;
-
-    private Main(Output output, Session session) {
-        this.output = output;
-        this.session = session;
-    }
+    private Main() { }
 
     public static void main(String[] arguments) throws IOException {
         Output output = new Output(
             new PrintStream(new FileOutputStream(FileDescriptor.out), false), System.err);
         PartnerThread thread = new PartnerThread(output);
-        Session session = new Session(thread, output, SystemBus.address());
-        Main main = new Main(output, session);
+        Session session = new Session(thread, output, SystemBus.address(), Application.NONE);
         thread.execute(session::connect);
-        BufferedReader input = new BufferedReader(
-            new InputStreamReader(System.in, StandardCharsets.ISO_8859_1));
-        for (String line = input.readLine(); line != null; line = input.readLine()) {
-            String command = line.strip();
-            thread.execute(() -> main.run(command));
-        }
-        thread.execute(main::quit);
-    }
-
-    private void run(String line) {
-        String[] words = line.split("\\s+");
-        Partner partner = session.partner();
-        if (line.isEmpty() || line.startsWith("#")) {
-            return;
-        }
-        if (words[0].equals("help")) {
-            HELP.lines().forEach(output::line);
-        } else if (words[0].equals("quit")) {
-            quit();
-        } else if (partner == null) {
-            output.error("the partner is not on the bus");
-        } else {
-            run(words, partner);
-        }
-    }
-
-    private void run(String[] words, Partner partner) {
-        String argument = words.length == 2 ? words[1] : "";
-        switch (words[0]) {
-            case "list" -> output.list(partner.list());
-            case "change" -> partner.change();
-            case "recreate" -> partner.recreate();
-            case "select" -> {
-                if (argument.equals("none")) {
-                    partner.selectNone();
-                } else {
-                    withItem(argument, partner, partner::select);
-                }
-            }
-            case "click" -> withItem(argument, partner, partner::click);
-            case "remove" -> withItem(argument, partner, partner::remove);
-            default -> output.error("unknown command \"" + words[0] + "\"; type help for a list");
-        }
-    }
-
-    private void withItem(String text, Partner partner, IntConsumer action) {
-        ItemList list = partner.list();
-        int place = text.matches("[0-9]{1,9}") ? Integer.parseInt(text) - 1 : -1;
-        int index = place >= 0 && place < list.size() ? place : list.indexOf(text);
-        if (index < 0) {
-            output.error("no item \"" + text + "\" in the list");
-        } else {
-            action.accept(index);
-        }
-    }
-
-    private void quit() {
-        session.leave();
-        System.exit(0);
+        Runnable quit = () -> {
+            session.leave();
+            System.exit(0);
+        };
+        new Commands(thread, output, session, quit).read(System.in);
+        thread.execute(quit);
     }
 }

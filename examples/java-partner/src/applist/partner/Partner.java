@@ -5,7 +5,7 @@ import java.util.function.Consumer;
 
 /**
  * The partner of one bus connection: keeps a list equal to that of the host, and replies to the
- * host. Put the code of your own application here.
+ * host. Changes and clicks go to the {@link Application}.
  *
  * <p>All methods but {@link #list()} run on the thread of the partner. None of them waits: a thread
  * of the host is blocked until the reply to its request.
@@ -14,13 +14,15 @@ final class Partner implements Handshake.Listener {
 
     private final Bus bus;
     private final Output output;
+    private final Application application;
     private final Handshake handshake;
     private volatile ItemList list = ItemList.EMPTY;
     private boolean awaitsWholeList;
 
-    Partner(Bus bus, Timers timers, Output output) {
+    Partner(Bus bus, Timers timers, Output output, Application application) {
         this.bus = bus;
         this.output = output;
+        this.application = application;
         handshake = new Handshake(bus, timers, output, this);
     }
 
@@ -44,12 +46,14 @@ final class Partner implements Handshake.Listener {
     @Override
     public void onReady(String host) {
         output.line("connected with " + host);
+        application.onHost(true);
         recreate();
     }
 
     @Override
     public void onLost(String host) {
         output.line("lost the host " + host);
+        application.onHost(false);
     }
 
     // Requests of the host
@@ -81,11 +85,14 @@ final class Partner implements Handshake.Listener {
     private void apply(Request request) {
         switch (request.kind()) {
             case APPLIST_GET_SELECTION_FNC -> { } // the reply was sent before
-            case APPLIST_SET_SELECTION_FNC -> list = list.select(request.item());
-            case APPLIST_SET_CLICKED_FNC -> notifyHost(Notification.APPLIST_ITEM_CLICKED_EVENT,
-                Output.describe(request.item()));
+            case APPLIST_SET_SELECTION_FNC -> keep(list.select(request.item()));
+            case APPLIST_SET_CLICKED_FNC -> {
+                notifyHost(Notification.APPLIST_ITEM_CLICKED_EVENT,
+                    Output.describe(request.item()));
+                application.onClick(request.item());
+            }
             case APPLIST_MODIFY_ITEM_FNC ->
-                list = list.modify(request.item().id(), request.items().get(1));
+                keep(list.modify(request.item().id(), request.items().get(1)));
             case APPLIST_REMOVE_ALL_ITEMS_FNC -> resize(ItemList.EMPTY);
             case APPLIST_ADD_ITEMS_FNC -> resize(listFor(request.items()).addMissing(request.items()));
             case APPLIST_ADD_ITEM_AT_END_FNC -> resize(list.append(request.item()));
@@ -105,8 +112,13 @@ final class Partner implements Handshake.Listener {
         return list;
     }
 
-    private void resize(ItemList changed) {
+    private void keep(ItemList changed) {
         list = changed;
+        application.onChange(changed);
+    }
+
+    private void resize(ItemList changed) {
+        keep(changed);
         output.line("   my list has " + Output.count(list.size()) + " now");
     }
 
@@ -131,12 +143,12 @@ final class Partner implements Handshake.Listener {
 
     /** Selects the item at an index. */
     void select(int index) {
-        list = list.selectAt(index);
+        keep(list.selectAt(index));
         notifyHost(Notification.APPLIST_ITEM_SELECTION_EVENT, Output.describe(list.selection()));
     }
 
     void selectNone() {
-        list = list.selectNone();
+        keep(list.selectNone());
         notifyHost(Notification.APPLIST_ITEM_SELECTION_EVENT, "none");
     }
 
@@ -158,7 +170,7 @@ final class Partner implements Handshake.Listener {
 
     /** Empties the list, and requests the items of the host with notification 4. */
     void recreate() {
-        list = ItemList.EMPTY;
+        keep(ItemList.EMPTY);
         awaitsWholeList = true;
         notifyHost(Notification.APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
     }

@@ -11,13 +11,15 @@ final class Session implements SystemBus.Events {
     private final PartnerThread thread;
     private final Output output;
     private final String address;
+    private final Application application;
     private SystemBus bus;
     private Partner partner;
 
-    Session(PartnerThread thread, Output output, String address) {
+    Session(PartnerThread thread, Output output, String address, Application application) {
         this.thread = thread;
         this.output = output;
         this.address = address;
+        this.application = application;
     }
 
     /** The present partner, or null without a bus. */
@@ -29,7 +31,7 @@ final class Session implements SystemBus.Events {
     void connect() {
         try {
             bus = new SystemBus(address, thread, this);
-            partner = new Partner(bus, thread, output);
+            partner = new Partner(bus, thread, output, application);
             partner.start();
         } catch (IOException problem) {
             partner = null;

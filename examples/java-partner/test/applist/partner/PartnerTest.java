@@ -9,6 +9,7 @@ import java.io.OutputStream;
 import java.io.PrintStream;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.stream.Collectors;
 
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -21,15 +22,36 @@ class PartnerTest {
 
     private final FakeBus bus = new FakeBus();
     private final ByteArrayOutputStream printed = new ByteArrayOutputStream();
+    private final List<String> events = new ArrayList<>();
+    private final Application application = new Application() {
+        @Override
+        public void onHost(boolean isReady) {
+            events.add(isReady ? "ready" : "lost");
+        }
+
+        @Override
+        public void onChange(ItemList list) {
+            Item selection = list.selection();
+            String ids = list.items().stream().map(Item::id).collect(Collectors.joining(" "));
+            events.add("[" + ids + "] " + (selection == null ? "none" : selection.id()));
+        }
+
+        @Override
+        public void onClick(Item item) {
+            events.add("click " + item.id());
+        }
+    };
     private final Partner partner = new Partner(bus, new FakeTimers(), new Output(
-        new PrintStream(printed), new PrintStream(OutputStream.nullOutputStream())));
+        new PrintStream(printed), new PrintStream(OutputStream.nullOutputStream())), application);
 
     @BeforeEach
     void connect() {
         partner.start();
         bus.release("_CLIENT_SYN_ACK", HOST);
         assertEquals(List.of(HOST + " 4"), bus.signals);
+        assertEquals(List.of("ready", "[] none"), events);
         bus.signals.clear();
+        events.clear();
     }
 
     /** Sends a request of the host. Returns the reply. */
@@ -116,6 +138,22 @@ class PartnerTest {
         partner.onSend(HOST, new byte[] {1, 2}, replies::add);
         assertArrayEquals(new byte[0], replies.get(0));
         assertEquals("clock.01", ids());
+    }
+
+    @Test
+    void callsTheApplicationForEachEvent() {
+        send(2004, CLOCK + MUSIC);
+        send(2000, MUSIC);
+        send(2006, CLOCK);
+        send(2008, CLOCK + "Alarm\nalarm\n");
+        partner.select(0);
+        partner.selectNone();
+        send(2007, MUSIC);
+        partner.remove(0);
+        bus.end(HOST);
+        assertEquals(List.of("[clock.01 music.02] none", "[clock.01 music.02] music.02",
+            "click clock.01", "[alarm music.02] music.02", "[alarm music.02] alarm",
+            "[alarm music.02] none", "[alarm] none", "[] none", "lost"), events);
     }
 
     @Test
