@@ -485,7 +485,7 @@ TEST_F(Operations, SendMessageToRemoteSendsNothingWithoutAPayload) {
     EXPECT_THAT(LogLines::All(), ElementsAre(NothingSent()));
 }
 
-TEST_F(Operations, GetRemoteSelectionDataAsksWithTheIdAloneAndReturnsTheReplyUnchanged) {
+TEST_F(Operations, GetRemoteSelectionDataSendsTheIdAloneAndReturnsTheReplyUnchanged) {
     PartnerSelects("\0\n\xFFraw"s);
     EXPECT_EQ(ListBytes::String(model->GetRemoteSelectionData()), "\0\n\xFFraw"s);
     EXPECT_THAT(Requests(), ElementsAre("\xD1\x07\0\0"s));

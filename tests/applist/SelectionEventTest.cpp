@@ -61,7 +61,7 @@ TEST_F(SelectionEvent, SelectsTheHostsOwnItemWithTheIdThatThePartnerNames) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(SelectionEvent, AsksWithTheIdAlone) {
+TEST_F(SelectionEvent, QueriesWithTheIdAlone) {
     Notify("\x02\0\0\0"s);
     EXPECT_EQ(Requests().back(), "\xD1\x07\0\0"s);
     EXPECT_EQ(Requests().size(), 3U);

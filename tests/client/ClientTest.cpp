@@ -465,7 +465,7 @@ TEST(ClientWithoutABus, KeepsAProcessAliveWhoseHostMadeTheConnection) {
     MainLoop::IterateUntilIdle();
 }
 
-TEST(ClientWithoutABus, StartsAndConnectsOnceTheBusIsThere) {
+TEST(ClientWithoutABus, StartsWithoutABusAndConnectsAfterTheStartOfTheBus) {
     CapturedLog::Clear();
     PrivateBus bus;
     bus.Kill();

@@ -112,7 +112,7 @@ TEST(ClientLife, ConnectsAfterTheThreadsOfTheLastClientHaveEnded) {
 }
 
 // More requests than a client may send in its last two seconds.
-TEST(ClientLife, EndsALongChangeAfterItsPresentRequest) {
+TEST(ClientLife, EndsALongChangeAfterItsCurrentRequest) {
     constexpr std::size_t ITEMS = 10000;
     const PrivateBus bus;
     TestPartner partner(bus);

@@ -255,7 +255,7 @@ LOG_TEST(TerminalAsStandardError, DoesNotStopAHostInTheBackground) {
     kill(host, SIGKILL);
 }
 
-LOG_TEST(SocketAsStandardError, TakesLinesAndBlocksNoHostWhileTheSocketIsFull) {
+LOG_TEST(SocketAsStandardError, ReceivesLinesAndBlocksNoHostWhileTheSocketIsFull) {
     UseStandardError();
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);

@@ -215,7 +215,7 @@ TEST_F(Resend, ContinuesWhileARefusedReleaseLeavesTheNameOwned) {
 
 // Partners that change
 
-TEST_F(Resend, DropsAnAnswerOwedToALostPartner) {
+TEST_F(Resend, DropsAPendingAnswerToALostPartner) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     const std::string name = leaving->UniqueName();
     RecordingEndpoint endpoint;
@@ -229,7 +229,7 @@ TEST_F(Resend, DropsAnAnswerOwedToALostPartner) {
     EXPECT_EQ(EndpointInside::State(endpoint), 0);
 }
 
-TEST_F(Resend, DropsAnAnswerOwedToAReplacedPartnerAndKeepsTheOther) {
+TEST_F(Resend, DropsAPendingAnswerToAReplacedPartnerAndKeepsTheOther) {
     auto leaving = std::make_unique<TestPartner>(bus, false);
     const std::string old = leaving->UniqueName();
     RecordingEndpoint endpoint;
@@ -278,7 +278,7 @@ TEST_F(Resend, StartsNoSecondThreadWhileOneIsRunning) {
 }
 
 // Bound, lost and bound again by the same partner before the first pass.
-TEST_F(Resend, OverwritesTheAnswerOwedToTheSamePartner) {
+TEST_F(Resend, ReplacesThePendingAnswerToTheSamePartner) {
     RecordingEndpoint endpoint;
     Refuse("_SYN_ACK");
     EXPECT_THAT(Pending(endpoint), ElementsAre(Pair(partner.UniqueName(), "_ACK")));

@@ -60,7 +60,7 @@ struct Change : NamedRow {
 
 class QtModelSignals : public QtModel, public testing::WithParamInterface<Change> {};
 
-TEST_P(QtModelSignals, AreTheFinestOnes) {
+TEST_P(QtModelSignals, AreTheSmallestPossible) {
     m_model.setItems(LetterRows(GetParam().present));
     m_host.Copy().TakeSignals();
     EXPECT_TRUE(m_model.setItems(LetterRows(GetParam().wanted)));

@@ -92,7 +92,7 @@ TEST_F(CheckPartner, PassesACorrectPartner) {
     EXPECT_THAT(check.Output(), HasSubstr(" passed, 0 weak, 0 broken, 3 not seen; "));
 }
 
-TEST_F(CheckPartner, SeesEachDutyOfADrivenPartnerInLessThanAMinute) {
+TEST_F(CheckPartner, DecidesEachDutyOfADrivenPartnerInLessThanAMinute) {
     const auto start = std::chrono::steady_clock::now();
     ToolProcess check(Words(DrivenPartnerWith("fault none")));
     EXPECT_EQ(ExitStatusOf(check), 0) << check.Output() << check.Errors();
@@ -141,7 +141,7 @@ TEST_F(CheckPartner, ChecksAPartnerThatRunsAlready) {
     EXPECT_THAT(FindingOf("works-with-library", check.Output()), HasSubstr("passed"));
 }
 
-TEST_F(CheckPartner, EndsWithAPartnerThatNobodyStartsAgain) {
+TEST_F(CheckPartner, EndsWhenNoPartnerIsStartedAgain) {
     StartedTool partner({"partner", "--script",
                          m_folder.Write("script", "fault exit 7 append\n"
                                                   "wait 600\n")},
@@ -188,7 +188,7 @@ const Row ROWS[] = {
     {{"NoAckWhenBound"}, "no-crossed-ack", {"answers-when-bound"}, "no _SERVICE_ACK within"},
     {{"NotTogether"}, "no-crossed-start", {"starts-together"}, " of 5 starts"},
     {{"NoSynAckWhenBound"}, "no-syn-again", {"answers-syn-again"}, "no _SERVICE_SYN_ACK within"},
-    {{"OnTaking"}, "on-taking", {"waits-for-release"}, "was still owned"},
+    {{"OnAcquisition"}, "on-taking", {"waits-for-release"}, "was still owned"},
     {{"NoObject"}, "no-object", {"serves-at-once"}, "UnknownMethod"},
     {{"TwoHosts"}, "any-host", {"keeps-its-host"}, "beside its host"},
     {{"OldList"}, "keep-list", {"empties-its-list"}, "the old selection is the reply to 2001"},

@@ -85,7 +85,7 @@ TEST_F(MonitorLive, NamesTheProcessesToPrograms) {
                           g_get_user_name() + "\",\"program\":\"applistctl\""));
 }
 
-TEST_F(MonitorLive, TakesACheckForNoHost) {
+TEST_F(MonitorLive, DoesNotCountACheckAsAHost) {
     RunningMonitor monitor;
     RunningPartner partner;
     ToolProcess check({"check"});
@@ -98,7 +98,7 @@ TEST_F(MonitorLive, TakesACheckForNoHost) {
     }
 }
 
-TEST_F(MonitorLive, TakesACheckForNoSecondHost) {
+TEST_F(MonitorLive, DoesNotCountACheckAsASecondHost) {
     RunningMonitor monitor;
     RunningPartner partner;
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
@@ -110,7 +110,7 @@ TEST_F(MonitorLive, TakesACheckForNoSecondHost) {
     EXPECT_EQ(Count(monitor.Output(), "== connected: "), 1U) << monitor.Output();
 }
 
-TEST_F(MonitorLive, FindsASecondHostThatWasThereBefore) {
+TEST_F(MonitorLive, FindsASecondHostFromBeforeItsStart) {
     if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
     }
@@ -127,7 +127,7 @@ TEST_F(MonitorLive, FindsASecondHostThatWasThereBefore) {
     EXPECT_THAT(monitor.Output(), ContainsRegex("host :1.[0-9]+ is connected with partner :1"));
 }
 
-TEST_F(MonitorLive, FindsABindingThatWasThereBefore) {
+TEST_F(MonitorLive, FindsABindingFromBeforeItsStart) {
     if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
     }

@@ -15,83 +15,95 @@ namespace {
 constexpr int FIXED_STATUS = 7; ///< of the faults with a fixed status
 constexpr guint64 MAX_STATUS = 255;
 
-enum class Takes { Nothing, Request, SecondsAndRequest, StatusAndRequest, Count };
+enum class FaultArguments { Nothing, Request, SecondsAndRequest, StatusAndRequest, Count };
 
 struct Kind {
     const char* name;
     Fault fault;
-    Takes takes;
+    FaultArguments arguments;
     const char* help;
 };
 
 constexpr Kind KINDS[] = {
-    {"no-syn", Fault::NoSyn, Takes::Nothing, "never announce _SERVICE_SYN"},
-    {"no-syn-ack", Fault::NoSynAck, Takes::Nothing, "leave _CLIENT_SYN unanswered"},
-    {"no-ack", Fault::NoAck, Takes::Nothing, "leave _CLIENT_SYN_ACK unanswered"},
-    {"no-crossed-ack", Fault::NoCrossedAck, Takes::Nothing,
+    {"no-syn", Fault::NoSyn, FaultArguments::Nothing, "never announce _SERVICE_SYN"},
+    {"no-syn-ack", Fault::NoSynAck, FaultArguments::Nothing, "leave _CLIENT_SYN unanswered"},
+    {"no-ack", Fault::NoAck, FaultArguments::Nothing, "leave _CLIENT_SYN_ACK unanswered"},
+    {"no-crossed-ack", Fault::NoCrossedAck, FaultArguments::Nothing,
      "leave _CLIENT_SYN_ACK unanswered while bound"},
-    {"no-crossed-start", Fault::NoCrossedStart, Takes::Nothing,
+    {"no-crossed-start", Fault::NoCrossedStart, FaultArguments::Nothing,
      "leave _CLIENT_SYN_ACK unanswered while bound by the first _CLIENT_SYN"},
-    {"no-syn-again", Fault::NoSynAgain, Takes::Nothing, "ignore _CLIENT_SYN of the bound host"},
-    {"on-taking", Fault::OnTaking, Takes::Nothing, "answer the first half of an announcement"},
-    {"any-host", Fault::AnyHost, Takes::Nothing, "bind to each other host that announces itself"},
-    {"keep-host", Fault::KeepHost, Takes::Nothing, "stay bound to a host that has left the bus"},
-    {"keep-names", Fault::KeepNames, Takes::Nothing, "own each announced name without a release"},
-    {"no-repeat-free", Fault::NoRepeatFree, Takes::Nothing,
+    {"no-syn-again", Fault::NoSynAgain, FaultArguments::Nothing,
+     "ignore _CLIENT_SYN of the bound host"},
+    {"on-taking", Fault::OnAcquisition, FaultArguments::Nothing,
+     "answer the first half of an announcement"},
+    {"any-host", Fault::AnyHost, FaultArguments::Nothing,
+     "bind to each other host that announces itself"},
+    {"keep-host", Fault::KeepHost, FaultArguments::Nothing,
+     "stay bound to a host that has left the bus"},
+    {"keep-names", Fault::KeepNames, FaultArguments::Nothing,
+     "own each announced name without a release"},
+    {"no-repeat-free", Fault::NoRepeatFree, FaultArguments::Nothing,
      "announce _SERVICE_SYN once while no host answers"},
-    {"no-repeat-unasked", Fault::NoRepeatUnasked, Takes::Nothing,
+    {"no-repeat-unasked", Fault::NoRepeatUnasked, FaultArguments::Nothing,
      "announce no _SERVICE_SYN to a bound host without requests"},
-    {"no-repeat-refused", Fault::NoRepeatRefused, Takes::Nothing,
+    {"no-repeat-refused", Fault::NoRepeatRefused, FaultArguments::Nothing,
      "give up an announcement whose name another process owns"},
-    {"forget-others", Fault::ForgetOthers, Takes::Nothing,
+    {"forget-others", Fault::ForgetOthers, FaultArguments::Nothing,
      "forget other hosts that announce themselves"},
-    {"no-bind-on-ack", Fault::NoBindOnAck, Takes::Nothing, "ignore _CLIENT_ACK without a host"},
-    {"strict-mirror", Fault::StrictMirror, Takes::Nothing,
+    {"no-bind-on-ack", Fault::NoBindOnAck, FaultArguments::Nothing,
+     "ignore _CLIENT_ACK without a host"},
+    {"strict-mirror", Fault::StrictMirror, FaultArguments::Nothing,
      "the last five faults: only the duties of a host"},
-    {"end-repeat", Fault::EndRepeat, Takes::Nothing,
+    {"end-repeat", Fault::EndRepeat, FaultArguments::Nothing,
      "end a repeated answer when the timer announces _SERVICE_SYN"},
-    {"early-created", Fault::EarlyCreated, Takes::Nothing,
+    {"early-created", Fault::EarlyCreated, FaultArguments::Nothing,
      "send notification 4 without waiting for the reply to _SERVICE_ACK"},
-    {"no-owner-check", Fault::NoOwnerCheck, Takes::Nothing,
+    {"no-owner-check", Fault::NoOwnerCheck, FaultArguments::Nothing,
      "stay bound to a host that left the bus before the watch of its name"},
-    {"no-object", Fault::NoObject, Takes::Nothing, "have no communication object"},
-    {"no-created", Fault::NoCreated, Takes::Nothing, "do not send notification 4"},
-    {"no-change", Fault::NoChange, Takes::Nothing, "do not send notification 1"},
-    {"no-selection", Fault::NoSelection, Takes::Nothing, "do not send notification 2"},
-    {"no-click", Fault::NoClick, Takes::Nothing, "do not send notification 3"},
-    {"broadcast", Fault::Broadcast, Takes::Nothing, "send notifications to everybody"},
-    {"wrong-id", Fault::WrongId, Takes::Nothing, "send notifications with the id 0"},
-    {"keep-list", Fault::KeepList, Takes::Nothing, "keep list and selection at a handshake"},
-    {"append-known", Fault::AppendKnown, Takes::Nothing, "append items of 2004 with a known id"},
-    {"lose-selection", Fault::LoseSelection, Takes::Nothing,
+    {"no-object", Fault::NoObject, FaultArguments::Nothing, "have no communication object"},
+    {"no-created", Fault::NoCreated, FaultArguments::Nothing, "do not send notification 4"},
+    {"no-change", Fault::NoChange, FaultArguments::Nothing, "do not send notification 1"},
+    {"no-selection", Fault::NoSelection, FaultArguments::Nothing, "do not send notification 2"},
+    {"no-click", Fault::NoClick, FaultArguments::Nothing, "do not send notification 3"},
+    {"broadcast", Fault::Broadcast, FaultArguments::Nothing, "send notifications to everybody"},
+    {"wrong-id", Fault::WrongId, FaultArguments::Nothing, "send notifications with the id 0"},
+    {"keep-list", Fault::KeepList, FaultArguments::Nothing,
+     "keep list and selection at a handshake"},
+    {"append-known", Fault::AppendKnown, FaultArguments::Nothing,
+     "append items of 2004 with a known id"},
+    {"lose-selection", Fault::LoseSelection, FaultArguments::Nothing,
      "select nothing after 2008 of the selected item"},
-    {"delay", Fault::Delay, Takes::SecondsAndRequest, "reply after SECONDS"},
-    {"wrong-type", Fault::WrongType, Takes::Request, "reply with a string instead of bytes"},
-    {"error", Fault::Error, Takes::Request, "reply with a D-Bus error"},
-    {"silence", Fault::Silence, Takes::Request, "do not reply"},
-    {"with-id", Fault::WithId, Takes::Request, "append the request's id to the reply"},
-    {"cut", Fault::Cut, Takes::Request, "omit the last byte of the reply"},
-    {"ask-back", Fault::AskBack, Takes::Request, "call the host, and reply after its reply"},
-    {"ignore", Fault::Ignore, Takes::Request, "reply, but do nothing else"},
-    {"exit", Fault::Exit, Takes::StatusAndRequest, "exit with STATUS instead of a reply"},
-    {"exit-not-utf8", Fault::ExitNotUtf8, Takes::Nothing,
+    {"delay", Fault::Delay, FaultArguments::SecondsAndRequest, "reply after SECONDS"},
+    {"wrong-type", Fault::WrongType, FaultArguments::Request,
+     "reply with a string instead of bytes"},
+    {"error", Fault::Error, FaultArguments::Request, "reply with a D-Bus error"},
+    {"silence", Fault::Silence, FaultArguments::Request, "do not reply"},
+    {"with-id", Fault::WithId, FaultArguments::Request, "append the request's id to the reply"},
+    {"cut", Fault::Cut, FaultArguments::Request, "omit the last byte of the reply"},
+    {"ask-back", Fault::AskBack, FaultArguments::Request,
+     "call the host, and reply after its reply"},
+    {"ignore", Fault::Ignore, FaultArguments::Request, "reply, but do nothing else"},
+    {"exit", Fault::Exit, FaultArguments::StatusAndRequest, "exit with STATUS instead of a reply"},
+    {"exit-not-utf8", Fault::ExitNotUtf8, FaultArguments::Nothing,
      "exit with 7 at a name or an id that is not UTF-8"},
-    {"exit-unknown", Fault::ExitUnknown, Takes::Nothing, "exit with 7 at an unknown id"},
-    {"exit-short", Fault::ExitShort, Takes::Nothing, "exit with 7 at fewer than four bytes"},
-    {"vanish", Fault::Vanish, Takes::Count, "leave the bus at the Nth request from now on"},
+    {"exit-unknown", Fault::ExitUnknown, FaultArguments::Nothing, "exit with 7 at an unknown id"},
+    {"exit-short", Fault::ExitShort, FaultArguments::Nothing,
+     "exit with 7 at fewer than four bytes"},
+    {"vanish", Fault::Vanish, FaultArguments::Count,
+     "leave the bus at the Nth request from now on"},
 };
 
-const char* ParameterOf(Takes takes) {
-    switch (takes) {
-    case Takes::Request:
+const char* ParameterOf(FaultArguments arguments) {
+    switch (arguments) {
+    case FaultArguments::Request:
         return " [REQUEST]";
-    case Takes::SecondsAndRequest:
+    case FaultArguments::SecondsAndRequest:
         return " SECONDS [REQUEST]";
-    case Takes::StatusAndRequest:
+    case FaultArguments::StatusAndRequest:
         return " STATUS [REQUEST]";
-    case Takes::Count:
+    case FaultArguments::Count:
         return " N";
-    case Takes::Nothing:
+    case FaultArguments::Nothing:
         break;
     }
     return "";
@@ -109,30 +121,30 @@ std::string Faults::Set(const std::vector<std::string>& words) {
     if (kind == std::end(KINDS)) {
         return "no fault \"" + words[0] + "\"; --help lists the faults";
     }
-    std::string usage = "usage: fault " + std::string(kind->name) + ParameterOf(kind->takes);
+    std::string usage = "usage: fault " + std::string(kind->name) + ParameterOf(kind->arguments);
     std::size_t next = 1;
     guint64 count = 0;
-    if (kind->takes == Takes::SecondsAndRequest &&
+    if (kind->arguments == FaultArguments::SecondsAndRequest &&
         (words.size() == next || !ParseSeconds(words[next++], m_delay))) {
         return usage;
     }
-    if (kind->takes == Takes::Count &&
+    if (kind->arguments == FaultArguments::Count &&
         (words.size() == next ||
          g_ascii_string_to_unsigned(words[next++].c_str(), 10, 1, G_MAXUINT32, &count, nullptr) ==
              FALSE)) {
         return usage;
     }
     guint64 status = 0;
-    if (kind->takes == Takes::StatusAndRequest &&
+    if (kind->arguments == FaultArguments::StatusAndRequest &&
         (words.size() == next ||
          g_ascii_string_to_unsigned(words[next++].c_str(), 10, 0, MAX_STATUS, &status, nullptr) ==
              FALSE)) {
         return usage;
     }
     std::set<std::int32_t> requests;
-    const bool ofReplies = kind->takes == Takes::Request ||
-                           kind->takes == Takes::SecondsAndRequest ||
-                           kind->takes == Takes::StatusAndRequest;
+    const bool ofReplies = kind->arguments == FaultArguments::Request ||
+                           kind->arguments == FaultArguments::SecondsAndRequest ||
+                           kind->arguments == FaultArguments::StatusAndRequest;
     if (ofReplies && words.size() > next) {
         const RequestKind* const request = Protocol::FindRequest(words[next]);
         if (request == nullptr) {
@@ -165,7 +177,7 @@ std::string Faults::Set(const std::vector<std::string>& words) {
 std::string Faults::Describe() {
     std::vector<std::pair<std::string, std::string>> rows;
     for (const Kind& kind : KINDS) {
-        rows.emplace_back(std::string(kind.name) + ParameterOf(kind.takes), kind.help);
+        rows.emplace_back(std::string(kind.name) + ParameterOf(kind.arguments), kind.help);
     }
     rows.emplace_back("none", "no fault from now on");
     return InTwoColumns(rows);

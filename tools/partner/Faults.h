@@ -21,7 +21,7 @@ enum class Fault {
     NoCrossedAck,
     NoCrossedStart,
     NoSynAgain,
-    OnTaking,
+    OnAcquisition,
     AnyHost,
     KeepHost,
     KeepNames,

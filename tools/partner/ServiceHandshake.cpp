@@ -64,7 +64,7 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
     const char* newOwner = nullptr;
     g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
     // The announcement is the release of the name, not its taking.
-    const char* const announcer = self->m_faults.Has(Fault::OnTaking) ? newOwner : oldOwner;
+    const char* const announcer = self->m_faults.Has(Fault::OnAcquisition) ? newOwner : oldOwner;
     if (*announcer == '\0') {
         return;
     }
