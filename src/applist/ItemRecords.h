@@ -64,8 +64,8 @@ inline void Append(std::string& records, const RemoteAppListItem& item) {
 /**
  * Reads the next complete record into @p item.
  * @return false when there is none. Deliberate: an id that ends with the data instead of a line
- * feed is no record, although both fields were read. Every written record ends with a line feed,
- *         and a truncated message must not name an item.
+ *         feed is no record, although both fields were read. Every written record ends with a line
+ *         feed, and a truncated message must not name an item.
  */
 inline bool ReadNext(std::istream& stream, RemoteAppListItem& item) {
     stream >> item;

@@ -21,8 +21,8 @@ public:
      * kind, and must not destroy the proxy. An exception is logged as an error ("Exception in
      * cb_SignalCall: ..."), and the remaining listeners are not called.
      *
-     * @param model the model that holds the registration, valid until the proxy is destroyed. It
-     * has already read the new selection: GetSelection returns it, or null for none.
+     * @param model the model that holds the registration, valid until the proxy is destroyed. The
+     *        model has already read the new selection: GetSelection returns it, or null for none.
      */
     virtual void OnItemSelectionEvent(AppListModel* model) = 0;
 

@@ -1,4 +1,4 @@
-// The way of events and completions to the host: through its executor, until the client is
+// The path of events and completions to the host: through its executor, until the client is
 // destroyed.
 #ifndef APPLIST_CLIENT_EVENTGATE_H
 #define APPLIST_CLIENT_EVENTGATE_H

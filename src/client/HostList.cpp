@@ -25,8 +25,8 @@ std::string Present(const AppListClient::Item& item) {
     return "the unique id '" + item.uniqueId + "' is in the list";
 }
 
-// @return whether two unique ids have the same hash. Hashes in a row are several times faster than
-// a set of ids, and the host waits for this.
+// @return whether two unique ids have the same hash. A sorted array of hashes is several times
+// faster than a set of ids, and the host waits for this check.
 bool MayRepeatAnId(const SharedItems& present, const SharedItems& items) {
     std::vector<std::size_t> hashes;
     hashes.reserve(present.size() + items.size());

@@ -108,8 +108,8 @@ private:
     std::size_t IndexOf(const std::string& uniqueId) const;
 
     PartnerListObserver& m_observer;
-    // Held while a thread waits for m_exclusive, so that neither side can pass the other again and
-    // again.
+    // Held while a thread waits for m_exclusive, so that neither side can overtake the other
+    // repeatedly.
     std::mutex m_next;
     // Held during a change and during the handling of a notification, also while they wait for the
     // partner. Guards the following fields.

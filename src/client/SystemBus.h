@@ -15,7 +15,7 @@ public:
     SystemBus& operator=(const SystemBus&) = delete;
 
     /**
-     * Connects and keeps the connection. The first failure of a row is logged as an error.
+     * Connects and keeps the connection. The first of consecutive failures is logged as an error.
      *
      * @return whether the connection is open
      */

@@ -35,7 +35,7 @@ std::atomic<int> g_mask{LOG_UPTO(LOG_DEBUG)};
 constexpr std::int64_t NEVER = std::numeric_limits<std::int64_t>::min();
 std::atomic<std::int64_t> g_maskReadAt{NEVER};
 
-// @return null for an empty value, too. A host with more rights than its user ignores the
+// @return null also for an empty value. A host with more rights than its user ignores the
 // variables.
 const char* Value(const char* variable) {
     const char* const value = secure_getenv(variable);
