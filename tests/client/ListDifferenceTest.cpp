@@ -1,4 +1,4 @@
-// The requests between two lists: they lead from one to the other, and they are few.
+// The requests that change one list into another: their result and their number.
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
@@ -107,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Difference{"abcdefgh", "stuvwxyz", "ca"}, Difference{"abcdef", "abcde", "r"},
                     Difference{"a", "b", "m"}));
 
-// Against the length of the shortest way, by the textbook's table.
+// Compared with the length of the shortest way, from the textbook's table.
 std::size_t ShortestWay(const SharedItems& present, const SharedItems& wanted) {
     const std::size_t n = present.size();
     const std::size_t m = wanted.size();

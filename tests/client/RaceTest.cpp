@@ -1,4 +1,4 @@
-// Requests of the client while the partner notifies: the partner of these tests holds its replies.
+// Requests of the client while the partner notifies: the partner of these tests delays its replies.
 #include <algorithm>
 #include <chrono>
 #include <cstddef>

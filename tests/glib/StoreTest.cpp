@@ -65,7 +65,7 @@ TEST_F(Store, RefusesAMissingArrayAndAMissingEntry) {
     EXPECT_EQ(g_list_model_get_n_items(G_LIST_MODEL(m_store)), 0U);
 }
 
-// The last reference to a removed entry goes between two ranges of the same change.
+// The last reference to a removed entry is released between two ranges of the same change.
 TEST_F(Store, RefusesChangesByTheEndOfARemovedEntry) {
     struct Change {
         AppListStore* store;

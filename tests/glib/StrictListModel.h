@@ -1,5 +1,5 @@
-// A user of a GListModel that believes nothing: it keeps a copy of the list by the signals alone,
-// and compares the copy with the model at each signal.
+// A strict user of a GListModel: it keeps a copy of the list from the signals alone, and compares
+// the copy with the model at each signal.
 #ifndef APPLIST_TESTS_STRICTLISTMODEL_H
 #define APPLIST_TESTS_STRICTLISTMODEL_H
 
@@ -19,7 +19,7 @@ inline namespace applist_test {
  * - the number of items is that of the copy after the change
  * - the items outside of the range are the same objects as before, and those inside exist, have the
  *   type of the model and follow no handler that changed the list before
- * - the model ends where its number of items says
+ * - the model has no item behind its number of items
  *
  * A violation is reported once, by the function of the constructor.
  */
@@ -27,7 +27,7 @@ class StrictListModel {
 public:
     using Report = std::function<void(const std::string& violation)>;
 
-    /** The present items are the first copy. */
+    /** The first copy contains the current items. */
     StrictListModel(GListModel* model, Report report);
     ~StrictListModel();
 

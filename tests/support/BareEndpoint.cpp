@@ -35,7 +35,7 @@ BareEndpoint::BareEndpoint(GDBusConnection* connection, Role role, const std::st
                   (m_otherName + step).c_str(), OnAnnouncement);
     }
     Subscribe(nullptr, INTERFACE, "SendSignal", m_path.c_str(), nullptr, OnSignal);
-    // The daemon has all the match rules once it has answered a call made behind them.
+    // After its reply to a later call, the daemon has all match rules.
     BusDaemon::Ping(Connection());
 }
 

@@ -16,16 +16,16 @@ class BareEndpoint {
 public:
     enum class Role { HOST, PARTNER };
 
-    /** They run in the main context that is the thread's default when the endpoint is made. */
+    /** Called in the main context that is the thread-default one of the constructing thread. */
     struct Handlers {
         /** The other side released the name of a step, such as "_SYN". */
         std::function<void(const std::string& step, const std::string& owner)> onAnnouncement;
         std::function<void(GVariant* body)> onNotification;
-        /** Answers "Send". Without it there is no object on the bus. */
+        /** Answers "Send". An empty function registers no object. */
         std::function<void(GVariant* body, GDBusMethodInvocation* invocation)> onCall;
     };
 
-    /** Takes over the reference of @p connection. All match rules are in force on return. */
+    /** Owns the reference to @p connection from now on. All match rules apply on return. */
     BareEndpoint(GDBusConnection* connection, Role role, const std::string& id, Handlers handlers);
 
     /** Leaves the bus. */

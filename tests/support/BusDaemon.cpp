@@ -8,7 +8,7 @@ GVariant* CallFor(GDBusConnection* connection, const char* method, GVariant* par
                                        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
 }
 
-// The number that the daemon answers, or 0.
+// The number in the daemon's reply, or 0.
 std::uint32_t NumberFor(GDBusConnection* connection, const char* method, GVariant* parameters) {
     g_autoptr(GVariant) reply = CallFor(connection, method, parameters);
     guint32 number = 0;

@@ -21,7 +21,7 @@ void Ping(GDBusConnection* connection);
 /** Without queueing. @return the daemon's code: 1 owned, 3 another owns it, 4 owned already. */
 std::uint32_t RequestName(GDBusConnection* connection, const std::string& name);
 
-/** @return whether it was answered. */
+/** @return whether the daemon replied. */
 bool ReleaseName(GDBusConnection* connection, const std::string& name);
 
 /** @return the daemon's process, or 0. */

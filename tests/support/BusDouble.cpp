@@ -83,7 +83,8 @@ BusDouble::~BusDouble() {
         g_dbus_connection_remove_filter(client.connection, client.filter);
         g_object_unref(client.connection);
     }
-    // GDBus's worker may be inside a filter still; its end is reported in the context it came from.
+    // GDBus's worker may still run a filter. GDBus reports the end in the context of its
+    // registration.
     while (m_endedFilters < m_clients.size()) {
         g_main_context_iteration(m_context, TRUE);
     }

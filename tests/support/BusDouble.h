@@ -35,9 +35,9 @@ public:
         /** The body "(u)" of RequestName and ReleaseName. */
         static Reply Code(guint32 code) { return Body(g_variant_new("(u)", code)); }
         static Reply Error(const std::string& name, const std::string& text);
-        /** The caller waits in vain. */
+        /** No reply. */
         static Reply Missing();
-        /** The connection is closed instead. */
+        /** The connection is closed without a reply. */
         static Reply Disconnect();
 
     private:
@@ -53,8 +53,8 @@ public:
     ~BusDouble();
 
     /**
-     * From now on answers @p method so, where its first argument contains @p argument. The latest
-     * script that fits is the one that counts.
+     * From now on, the reply to @p method is @p reply if its first argument contains @p argument.
+     * The latest matching script applies.
      */
     void Script(const std::string& method, const std::string& argument, Reply reply);
     void Script(const std::string& method, Reply reply);
@@ -88,7 +88,7 @@ public:
 
 private:
     struct Client {
-        GDBusConnection* connection; ///< a reference of ours
+        GDBusConnection* connection; ///< an owned reference
         guint filter;
     };
     struct Rule {
@@ -108,7 +108,7 @@ private:
 
     GMainContext* m_context;
     GDBusServer* m_server = nullptr;
-    /** How many filters are no longer needed; of the thread, and of the destructor after it. */
+    /** The number of ended filters, for the thread and then for the destructor. */
     std::size_t m_endedFilters = 0;
     std::optional<LoopThread> m_thread;
 

@@ -50,7 +50,7 @@ BusMonitor::~BusMonitor() {
     std::unique_lock<std::mutex>(m_mutex).unlock();
 }
 
-// Runs on GDBus's own thread. A monitor must answer nothing, so every message ends here.
+// Runs on GDBus's own thread. A monitor must not reply, so no message is processed further.
 GDBusMessage* BusMonitor::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* message,
                                     gboolean incoming, void* user_data) {
     auto* const self = static_cast<BusMonitor*>(user_data);

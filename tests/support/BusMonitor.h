@@ -29,10 +29,10 @@ public:
     explicit BusMonitor(const PrivateBus& bus);
     ~BusMonitor();
 
-    /** All that @p sender has sent to the bus before this call, in order. */
+    /** All messages of @p sender to the bus before this call, in order. */
     std::vector<Message> SentBy(const std::string& sender);
 
-    /** The bodies of those of them that have this type and member. */
+    /** The bodies of these messages with the given type and member. */
     std::vector<std::string> BodiesSentBy(const std::string& sender, GDBusMessageType type,
                                           const std::string& member);
 

@@ -15,8 +15,8 @@ struct Line {
     int priority;
     std::string tag;
     std::string text;     ///< the whole line: prefix, message and line feed
-    std::string file;     ///< out of the prefix
-    std::string function; ///< out of the prefix
+    std::string file;     ///< from the prefix
+    std::string function; ///< from the prefix
     std::string message;  ///< the text without prefix and line feed
 };
 std::ostream& operator<<(std::ostream& os, const Line& line);
@@ -34,13 +34,13 @@ std::vector<Line> Lines();
 /** The messages in order, each as "DEBUG text", "INFO text" or "ERROR text". */
 std::vector<std::string> Messages();
 
-/** How many lines have exactly this priority and message. */
+/** The number of lines with exactly this priority and message. */
 std::size_t Count(int priority, const std::string& message);
 
-/** How many lines have this priority and a message that starts with @p start. */
+/** The number of lines with this priority and a message that starts with @p start. */
 std::size_t CountStarting(int priority, const std::string& start);
 
-/** Waits for a line with exactly this message, for threads that no main loop drives. */
+/** Waits for a line with exactly this message, for threads without a main loop. */
 bool WaitFor(int priority, const std::string& message,
              std::chrono::milliseconds timeout = std::chrono::seconds(20));
 

@@ -65,7 +65,7 @@ protected:
         MainLoop::IterateUntilIdle();
     }
 
-    /** Does @p work, which waits for the endpoint, in another thread while this one iterates. */
+    /** Runs @p work, which waits for the endpoint, in another thread while this one iterates. */
     template <class Work>
     static auto WhileIterating(Work work) {
         auto result = std::async(std::launch::async, work);
@@ -79,7 +79,7 @@ protected:
         std::string error; ///< the D-Bus error's name, empty when there is a reply
     };
 
-    /** The partner's call of "Send" at an endpoint that this thread iterates for. */
+    /** The partner's call of "Send", while this thread iterates the endpoint's context. */
     static Answer CallFrom(TestPartner& partner, const Bytes& bytes,
                            const std::string& endpointName) {
         return WhileIterating([&] {
@@ -108,7 +108,7 @@ protected:
     PrivateBus bus;
 };
 
-/** A channel test with another part of the host, which holds the shared connection all along. */
+/** A channel test in which another part of the host also holds the shared connection. */
 class HeldBusTest : public ChannelTest {
 protected:
     explicit HeldBusTest(const std::string& policy = "") : ChannelTest(policy) {}

@@ -42,7 +42,7 @@ public:
 
     void OnTestEnd(const testing::TestInfo& test) override {
         if (test.result()->Failed()) {
-            return; // it may have left its way before it could clean up
+            return; // it may have returned before its cleanup
         }
         // GDBus closes its sockets in a thread of its own.
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);

@@ -15,7 +15,7 @@ inline namespace applist_test {
 
 class DisturbedPartner {
 public:
-    /** Starts the process. @param random makes the choices, also those of the run */
+    /** Starts the process. @param random the source of the choices, shared with the run */
     explicit DisturbedPartner(std::mt19937_64& random);
 
     /** Selects one of the first @p count items of its list, or nothing behind the last one. A
@@ -25,7 +25,7 @@ public:
     /** Sends a notification without effect on the list, unless the partner is stopped. */
     void Notify(int event);
 
-    /** Continues a stopped partner. Another one is replaced one time of three, and else stopped. */
+    /** Continues a stopped partner. Replaces a running one in one of three cases, or stops it. */
     void Disturb();
 
     /** Continues a stopped partner. */

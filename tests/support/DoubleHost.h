@@ -49,7 +49,7 @@ public:
     BusDouble& Bus() { return m_bus; }
     GDBusConnection* Connection() const { return m_shared->Connection(); }
 
-    /** The partner @p owner takes the name of the step @p suffix ("_SYN", ...). */
+    /** The partner @p owner acquires the name of the step @p suffix ("_SYN", ...). */
     void EmitAcquisition(const std::string& suffix, const std::string& owner) {
         m_bus.EmitNameOwnerChanged(PartnerName(suffix), "", owner);
     }
@@ -61,7 +61,7 @@ public:
         EmitRelease(suffix, owner);
     }
 
-    /** An announcement of the partner, taken in before this returns. */
+    /** An announcement of the partner, which has been dispatched on return. */
     bool Announce(const std::string& suffix, const std::string& owner) {
         EmitAnnouncement(suffix, owner);
         return Deliver();

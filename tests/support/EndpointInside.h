@@ -1,8 +1,8 @@
 // An endpoint's private fields, for states without a public function: the handshake state between
-// "no partner" and "connected", and states that no bus daemon can be made to produce.
+// "no partner" and "connected", and states that no bus daemon produces.
 //
 // An explicit instantiation may name private members; the friend that it
-// defines hands the pointer out.
+// defines returns the pointer.
 #pragma once
 
 #include <map>

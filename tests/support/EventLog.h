@@ -28,7 +28,7 @@ bool IsReady();
 /** Waits, without iterating any context, until @p partner is ready. */
 bool WaitUntilReady(const std::string& partner, int seconds = 60);
 
-/** Waits, without iterating any context, until the counts are so. */
+/** Waits, without iterating any context, until @p reached returns true. */
 bool WaitUntil(const std::function<bool(const Counts&)>& reached,
                std::chrono::milliseconds patience);
 

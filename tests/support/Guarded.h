@@ -7,7 +7,7 @@
 
 inline namespace applist_test {
 
-/** Has the mutex for as long as it exists, which may be an expression: Guarded<State>()->field. */
+/** Holds the mutex during its lifetime, which may be one expression: Guarded<State>()->field. */
 template <class State>
 class Guarded {
 public:
