@@ -23,7 +23,7 @@ struct CallState {
     std::string stoppingMethod;
     pid_t daemon = 0;
     bool held = false;
-    int waiting = 0; // threads that stand in usleep
+    int waiting = 0; // threads inside usleep
     int steps = 0;   // the number of calls that may continue
     int running = 0;
     int requested = 0;
@@ -55,7 +55,7 @@ void SetFlag(bool CallState::*flag, bool value) {
     calls.NotifyAll();
 }
 
-// The state in /proc/PID/stat stands behind the name in brackets.
+// The state in /proc/PID/stat follows the name in brackets.
 bool IsStopped(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");
     std::string text;

@@ -1,6 +1,6 @@
 // The few calls of the library to GDBus and to the system that no bus can make fail, or that would
-// wait for the clock. The linker puts these in between (--wrap); untouched, they pass everything
-// on.
+// wait for the clock. The linker replaces these calls (--wrap). By default, the replacements
+// call the originals.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@ namespace LibraryCalls {
 /** pthread_create fails with EAGAIN. */
 void RefuseThreads(bool refuse);
 
-/** g_dbus_connection_signal_subscribe gives 0 for the signals of a partner. */
+/** g_dbus_connection_signal_subscribe returns 0 for the signals of a partner. */
 void RefusePartnerSubscriptions(bool refuse);
 
-/** g_dbus_proxy_call_sync gives neither a reply nor an error. */
+/** g_dbus_proxy_call_sync returns neither a reply nor an error. */
 void LoseReplies(bool lose);
 
 /**
@@ -53,7 +53,7 @@ unsigned int LastSleep();
 
 inline namespace applist_test {
 
-/** Stops the resend thread for the length of a scope, apart from the requested steps. */
+/** Stops the resend thread for the duration of a scope, except for the requested steps. */
 class HeldResendThread {
 public:
     HeldResendThread() { LibraryCalls::HoldResendThread(); }

@@ -1,5 +1,5 @@
-// The partner as a process that a test controls: it obeys lines, and is killed, stopped, continued
-// and replaced.
+// The partner as a process that a test controls: it executes commands, and is killed, stopped,
+// continued and replaced.
 #pragma once
 
 #include <csignal>
@@ -25,7 +25,7 @@ public:
     /** Sends a line and waits for its answer. @return the answer behind the command's word */
     std::string Ask(const std::string& line);
 
-    /** The same without waiting; the answer is passed over later. */
+    /** The same without waiting; the answer is skipped later. */
     void SendCommand(const std::string& line) { m_process.Send(line); }
 
     void Stop() { m_process.Stop(); }
@@ -37,7 +37,7 @@ public:
     /** Waits for its end. @return its exit status, 128 + N after signal N */
     int WaitForExit() { return m_process.WaitForExitWithoutIterating(); }
 
-    /** The list and the selection that it has, each as the bytes of its records. */
+    /** The list and the selection of the partner, each as the bytes of its records. */
     std::pair<std::string, std::string> List();
     /** The requests that it has received since the last call (with --keep-requests). */
     std::vector<std::string> Requests();

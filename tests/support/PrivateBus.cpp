@@ -29,7 +29,7 @@ int UnixSocket(int type, const std::string& path) {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
     const int first = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
-    const int descriptor = fcntl(first, F_DUPFD_CLOEXEC, 5); // out of the way of 3
+    const int descriptor = fcntl(first, F_DUPFD_CLOEXEC, 5); // another number than 3
     close(first);
     if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         throw std::runtime_error("no socket at " + path);
@@ -58,7 +58,7 @@ std::size_t PrivateBus::LargestMessage() {
 }
 
 void PrivateBus::MakeFolder() {
-    IsBroker(); // throws while there is nothing to tidy up
+    IsBroker(); // throws before any resource exists
     char folder[] = "/tmp/applist-bus-XXXXXX";
     if (mkdtemp(folder) == nullptr) {
         throw std::runtime_error("no temporary folder");
@@ -88,7 +88,7 @@ void PrivateBus::StartDaemon() {
 void PrivateBus::StartBroker() {
     const std::string path = m_folder + "/bus";
     const int listener = UnixSocket(SOCK_STREAM, path);
-    chmod(path.c_str(), 0666); // the folder decides
+    chmod(path.c_str(), 0666); // the permissions of the folder apply
     const int journal = UnixSocket(SOCK_DGRAM, m_folder + "/socket");
     if (listen(listener, SOMAXCONN) != 0) {
         throw std::runtime_error("no listening socket");
@@ -134,7 +134,7 @@ void PrivateBus::Restart() {
 }
 
 std::string PrivateBus::OpenConfiguration(const std::string& policy) const {
-    // dbus-broker logs a complaint about an unknown rule.
+    // dbus-broker logs a warning about an unknown rule.
     const std::string eavesdrop = IsBroker() ? "/>" : " eavesdrop='true'/>";
     return "<!DOCTYPE busconfig PUBLIC '-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN'\n"
            " 'http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd'>\n"

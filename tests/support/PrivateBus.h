@@ -18,7 +18,7 @@ inline namespace applist_test {
  */
 class PrivateBus {
 public:
-    /** @param policy XML rules for the default context, behind the one that allows everything. */
+    /** @param policy XML rules for the default context, after the rule that allows everything. */
     explicit PrivateBus(const std::string& policy = "");
 
     /**
@@ -49,7 +49,7 @@ public:
     /** Kills the bus and starts another one at the same path. */
     void Restart();
 
-    /** The bus reads its configuration again; in force on return. */
+    /** The bus reads its configuration again, which applies on return. */
     void Reload() const;
 
 private:

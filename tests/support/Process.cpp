@@ -93,7 +93,7 @@ void Process::WaitForStop() const {
     waitid(P_PID, id, &ignored, WSTOPPED | WEXITED | WNOWAIT); // GSubprocess collects the status
 }
 
-// Returns whether there may be more.
+// @return whether more bytes may follow
 bool Process::Stream::Drain() {
     while (pipe != nullptr) {
         char buffer[65536];

@@ -1,4 +1,4 @@
-// A child process of a test, with its input and its output in the test's hands.
+// A child process of a test, whose input and output the test controls.
 #pragma once
 
 #include <csignal>
@@ -61,11 +61,11 @@ public:
     int WaitForExit();
     int Interrupt();  ///< SIGINT, then the same
     int EndOfInput(); ///< closes the standard input, then the same
-    /** The same without iterating and without an end to the patience. */
+    /** The same without iterating and without a time limit. */
     int WaitForExitWithoutIterating();
 
 protected:
-    /** A pipe of the process, and the text that has come through it. */
+    /** A pipe of the process, and the text that was read from it. */
     struct Stream {
         GInputStream* pipe = nullptr;
         std::string text;

@@ -14,9 +14,9 @@ public:
     QuietHost(const QuietHost&) = delete;
     QuietHost& operator=(const QuietHost&) = delete;
 
-    /** Warnings of GLib and GIO so far: of watches that are not there, when endpoints go. */
+    /** Warnings of GLib and GIO so far: of missing watches, at the end of endpoints. */
     static unsigned long Warnings();
-    /** Everything worse, or another warning; each was printed. None is expected. */
+    /** Other warnings and all criticals, each of which was printed. None is expected. */
     static unsigned long Criticals();
 
 private:

@@ -32,7 +32,7 @@ public:
     /** Handshake with a partner that runs already. */
     bool Connect();
 
-    /** Calls Send with these bytes. @return the answer's bytes, or "ERROR: " and why */
+    /** Calls Send with these bytes. @return the answer's bytes, or "ERROR: " and the reason */
     std::string Request(const std::string& bytes);
 
     /** Emits SendSignal to the partner with any body, which is consumed. */

@@ -15,7 +15,7 @@ public:
 
     const std::string& Path() const { return m_path; }
 
-    /** Writes a file, and makes the folders on the way to it. @return its path */
+    /** Writes a file, and creates its parent folders. @return its path */
     std::string Write(const std::string& name, const std::string& text) const;
 
 private:

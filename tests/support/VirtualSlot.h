@@ -1,5 +1,5 @@
-// Where a virtual function stands in the virtual table, and calls that go by that place alone, as
-// a program built against an older header would make them (Itanium C++ ABI).
+// The position of a virtual function in the virtual table, and calls by this position alone, as in
+// a program that was built against an older header (Itanium C++ ABI).
 #pragma once
 
 #include <cstddef>

@@ -24,7 +24,7 @@ public:
     /** Waits until the process captures the messages of the bus. */
     bool WaitUntilCapturing() { return WaitForAMark("org.example.Begin"); }
 
-    /** Waits until all that went over the bus is in the file, and ends it. */
+    /** Waits until all messages of the bus are in the file, and ends the process. */
     bool Finish();
 
 private:

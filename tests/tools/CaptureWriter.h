@@ -43,7 +43,7 @@ public:
     void SignalOf(const std::string& from, const std::string& to, const std::string& interface,
                   const std::string& member);
 
-    /** A request of the host that is answered with @p reply after so many milliseconds. */
+    /** A request of the host, and the reply @p latency milliseconds later. */
     void RequestAndReply(const std::string& request, double latency, const std::string& reply = "");
 
     /** The handshake of HOST and PARTNER, in a millisecond. */

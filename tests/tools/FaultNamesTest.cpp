@@ -1,5 +1,5 @@
-// Nine faults are planted, and the tools must name each of them; a healthy pair must give no alarm.
-// "scripts/long-run faults" repeats this on both buses.
+// Nine faults are planted, and the tools must name each of them; a healthy pair must cause no
+// report. "scripts/long-run faults" repeats this on both buses.
 #include <csignal>
 #include <memory>
 #include <string>

@@ -256,7 +256,7 @@ TEST_F(MonitorHandshake, IsNoConnectionWithAClientAckAndWithoutAServiceSynAck) {
 
 constexpr const char* CHECK = ":1.5";
 
-// What a check announces, sends and leaves behind when a partner serves another host.
+// The messages of a check while a partner serves another host.
 void Check(CaptureWriter& capture) {
     capture.SignalOf(CHECK, CHECK, "org.morva.applistctl", "Check");
     capture.Announce("_CLIENT_SYN", CHECK);

@@ -60,7 +60,7 @@ TEST_P(LostOutput, EndsTheVerbQuietlyAfterTheEndOfItsReader) {
 
 INSTANTIATE_TEST_SUITE_P(, LostOutput, testing::ValuesIn(VERBS), RowName<VerbRow>);
 
-// These verbs run until a person ends them. Their input stays open here.
+// These verbs run until the user ends them. Their input stays open here.
 class ClosedPipe : public testing::TestWithParam<VerbRow> {};
 
 TEST_P(ClosedPipe, EndsTheVerbBetweenTwoLines) {

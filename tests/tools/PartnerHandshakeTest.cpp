@@ -1,4 +1,4 @@
-// How "applistctl partner" finds its host and keeps to it.
+// The handshake of "applistctl partner", and its binding to one host.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -32,8 +32,8 @@ TEST_F(PartnerHandshake, AnswersARunningHost) {
     EXPECT_TRUE(host.WaitForNotification("\x04\0\0\0"s));
 }
 
-// The match rules are at the daemon before the name is: an answer made at the very instant of the
-// announcement is seen.
+// The partner adds its match rules before its announcement, and so receives an answer that follows
+// at once.
 TEST_F(PartnerHandshake, MissesNoAnswerToItsFirstAnnouncement) {
     for (int i = 0; i < 20; ++i) {
         const PrivateBus another;
@@ -55,8 +55,8 @@ TEST_F(PartnerHandshake, IsNotReadyBeforeTheHostAcknowledges) {
     EXPECT_THAT(host.Notifications(), IsEmpty());
 }
 
-// A crossed start: both sides announced SYN, each is bound on the other's, and the host drops our
-// SYN_ACK. Its own SYN_ACK must be answered although we are bound already.
+// A crossed start: both sides have announced SYN and are bound, and the host drops SYN_ACK of the
+// partner. The partner must answer SYN_ACK of the host although the partner is already bound.
 TEST_F(PartnerHandshake, AcknowledgesTheBoundHost) {
     RawHost host(bus);
     ToolProcess partner({"partner"});
@@ -140,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(, OtherHost,
                                          OtherHostRow{"AfterAck", "_ACK", "_ACK"}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// Of three hosts the last one is next, and then the one that is left.
+// Of three hosts the last one is next, and then the remaining one.
 TEST_F(PartnerHandshake, AnswersTheRememberedHostsOneByOne) {
     RunningPartner partner;
     RawHost first(bus);

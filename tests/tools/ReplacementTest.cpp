@@ -1,6 +1,6 @@
 // Host and partner as two processes, one of which is replaced while the other one is stopped; and a
-// host whose announcement is not answered in time. In the end both have the same list. A partner
-// that only mirrors the host stays alone, which shows that the situations are the right ones.
+// host whose announcement is not answered in time. Both lists are equal at the end. A partner that
+// only mirrors the host stays unconnected, which proves the situations.
 // scripts/long-run repeats these tests.
 #include <csignal>
 #include <memory>
