@@ -21,8 +21,8 @@ namespace applistctl {
 
 namespace {
 
-constexpr int LOOKS = 6;
-constexpr double BETWEEN_LOOKS_S = 0.1;
+constexpr int SAMPLES = 6;
+constexpr double BETWEEN_SAMPLES_S = 0.1;
 constexpr std::size_t MOST_POLLED = 1024;
 
 std::string PathOf(guint32 pid, const std::string& file) {
@@ -184,8 +184,8 @@ HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
     Sample sample = SampleOf(pid);
     std::set<int> pending = sample.pending;
     int runs = sample.isLoopRun ? 1 : 0;
-    for (int i = 1; i < LOOKS; ++i) {
-        WaitFor(BETWEEN_LOOKS_S);
+    for (int i = 1; i < SAMPLES; ++i) {
+        WaitFor(BETWEEN_SAMPLES_S);
         sample = SampleOf(pid);
         runs += sample.isLoopRun ? 1 : 0;
         for (auto one = pending.begin(); one != pending.end();) {
