@@ -1,11 +1,31 @@
 // Runs the tests of the Qt model in an application without a display.
+#include <cstdlib>
+#include <string>
+
 #include <QApplication>
+#include <applist/AppListQtExecutor.h>
 #include <gmock/gmock.h>
+
+#include "QtHost.h"
+
+namespace {
+
+// The task owns its executor, as the tasks of a client do.
+void PostATask() {
+    const AppListClient::Executor run = QtExecutor();
+    run([run] { std::abort(); });
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
     const QApplication application(argc, argv);
+    if (argc == 2 && argv[1] == std::string(applist_test::POST_AND_END)) {
+        PostATask();
+        return 0;
+    }
     return RUN_ALL_TESTS();
 }

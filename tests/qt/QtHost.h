@@ -38,6 +38,9 @@ private:
     std::vector<std::string> m_signals;
 };
 
+/** The argument of an application that ends with a task in its event loop. */
+constexpr const char* POST_AND_END = "--post-and-end";
+
 class QtHost {
 public:
     QtHost();

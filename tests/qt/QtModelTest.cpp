@@ -17,6 +17,7 @@
 #include "NamedRow.h"
 #include "PartnerProcess.h"
 #include "PrivateBus.h"
+#include "Process.h"
 #include "QtHost.h"
 #include "Records.h"
 
@@ -394,10 +395,9 @@ TEST(QtExecutor, RunsTasksThatAreWaitingAtItsEnd) {
     EXPECT_TRUE(QtHost::WaitUntil([&] { return ran; }));
 }
 
-// A failure is a program that does not end.
 TEST(QtExecutor, DropsTasksThatAreWaitingAtTheEndOfTheApplication) {
-    const AppListClient::Executor run = QtExecutor();
-    run([run] { ADD_FAILURE() << "there is no iteration of the event loop"; });
+    Process application({QCoreApplication::applicationFilePath().toStdString(), POST_AND_END});
+    EXPECT_EQ(application.WaitForExit(), 0) << application.Errors();
 }
 
 } // namespace

@@ -64,7 +64,8 @@ TEST_F(QtViews, ShowAndEditTheListInQml) {
     QQmlComponent component(&engine);
     component.setData(QML, QUrl());
     const QString errors = component.errorString();
-    if (errors.contains(QLatin1String("is not installed"))) {
+    if (errors.contains(QLatin1String("is not installed")) ||
+        errors.contains(QLatin1String("Instantiator is not a type"))) {
         GTEST_SKIP() << "needs the QML module QtQml";
     }
     const std::unique_ptr<QObject> view(component.create());
