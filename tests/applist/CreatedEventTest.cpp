@@ -1,4 +1,4 @@
-// The partner's list is new: it is given the whole list and then the selection.
+// The partner's list is new: the host sends the whole list and then the selection.
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -15,7 +15,7 @@ namespace {
 
 class CreatedEvent : public ConnectedListTest {
 protected:
-    /** Emits the event. @return the requests that it led to. */
+    /** Emits the event. @return the requests of the host after it. */
     std::vector<std::string> RequestsOfTheEvent() {
         const auto before = static_cast<std::ptrdiff_t>(partner->Requests().size());
         CapturedLog::Clear();
@@ -126,7 +126,7 @@ TEST_F(CreatedEvent, LeavesTheHostsListUnchangedAndCallsNoListener) {
 }
 
 TEST_F(CreatedEvent, SendsItemsThatWereAddedWithoutAPartner) {
-    // All requests until here were refused by the partner: as lost as if it had not been there.
+    // The partner has refused all earlier requests, which are lost.
     partner->AnswerWithError("org.example.Error", "not yet");
     model->AddItemAtEnd(&a);
     model->SetSelection(&a);

@@ -1,4 +1,4 @@
-// Messages as strings, which tests write as literals and compare with everything in them.
+// Messages as strings, which tests write as literals and compare as a whole.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ inline std::string String(const std::vector<char>& bytes) {
     return {bytes.begin(), bytes.end()};
 }
 
-/** The question for the selection, which partners answer apart from everything else. */
+/** The selection query, the only request with a reply that is not empty. */
 const std::string GET_SELECTION("\xD1\x07\0\0", 4);
 
 } // namespace ListBytes

@@ -21,7 +21,7 @@ inline namespace applist_test {
 /** Has @p partner announce itself. @return whether the model's channel became ready for it. */
 bool ConnectPartner(TestPartner& partner);
 
-/** A model that no partner has found. */
+/** A model without a partner. */
 class ListTest : public testing::Test {
 protected:
     ListTest();
@@ -49,7 +49,7 @@ protected:
     /** Sets the reply of the partner to the selection query; other replies are empty. */
     void PartnerSelects(const std::string& reply);
 
-    /** The requests that the partner has had so far. */
+    /** The requests that the partner has received so far. */
     std::vector<std::string> Requests();
 
     std::unique_ptr<TestPartner> partner;
@@ -63,7 +63,7 @@ std::string Model(const std::string& function, const std::string& message);
 std::string Adapter(const std::string& function, const std::string& message);
 std::string Channel(const std::string& function, const std::string& message);
 
-/** The lines of a request with so much payload that the partner answers with nothing. */
+/** The lines of a request with @p payloadSize bytes of payload, and an empty reply. */
 std::vector<std::string> Sent(std::size_t payloadSize);
 
 std::vector<std::string> Concat(std::vector<std::string> first,

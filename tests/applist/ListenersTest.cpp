@@ -13,7 +13,7 @@ using testing::ElementsAre, testing::IsEmpty;
 
 namespace {
 
-/** One kind of listener: its operations and its event, under one shape. */
+/** One kind of listener: its operations and its event, in a common form. */
 struct Kind : NamedRow {
     std::function<void(AppListModel&, TestListener*)> add;
     std::function<void(AppListModel&, TestListener*)> remove;

@@ -1,5 +1,5 @@
-// Finds out from another thread whether the model's lock is free, so that a lock held where it must
-// not be fails a test instead of stopping it for ever.
+// Determines from another thread whether the model's lock is free, so that a lock that is held by
+// mistake fails a test instead of blocking it for ever.
 #pragma once
 
 #include <chrono>
@@ -27,7 +27,7 @@ public:
         return isFree;
     }
 
-    /** The same for a lock that is expected to be held; a free one is found at once. */
+    /** The same for a lock that is expected to be held; a free lock is detected at once. */
     bool LockIsHeld() { return !LockIsFree(std::chrono::milliseconds(50)); }
 
 private:

@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
         RequestRow{"CreatedEvent", [](auto& m, auto&, auto&) { m.OnNotificationReceive(4, {}); }}),
     RowName<RequestRow>);
 
-// While arguments are looked at
+// While arguments are checked
 
 struct NullRow : NamedRow {
     std::function<void(RemoteAppListModel& model, TestItem& item)> call;

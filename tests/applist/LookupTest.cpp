@@ -14,7 +14,7 @@ using testing::ElementsAre;
 
 class Lookup : public ListTest {
 protected:
-    /** Has @p item write "LABEL.FIELD" into the trace whenever it is read. */
+    /** Makes @p item write "LABEL.FIELD" into the trace at each read. */
     void Trace(TestItem& item, const std::string& label) {
         item.onRead = [this, label](const std::string& field) {
             reads.push_back(label + "." + field);

@@ -45,7 +45,7 @@ protected:
         EXPECT_TRUE(SharedBus::WaitUntilReleased());
     }
 
-    /** The model, as listeners come by it. */
+    /** The model that listeners receive. */
     static AppListModel* ModelOf(const AppListProxy& of) {
         AppListModel* model = nullptr;
         std::memcpy(&model, static_cast<const void*>(&of), sizeof(model));

@@ -1,5 +1,5 @@
-// The virtual tables that installed hosts were compiled against: each operation at its place, and
-// calls that go by the place alone.
+// The virtual tables that installed hosts were compiled against: the position of each operation,
+// and calls by the position alone.
 #include <functional>
 #include <string>
 #include <type_traits>

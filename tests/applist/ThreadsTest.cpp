@@ -1,4 +1,4 @@
-// Several threads edit one list while the partner's events come in.
+// Several threads edit one list while the partner's events arrive.
 #include <algorithm>
 #include <atomic>
 #include <chrono>

@@ -1,5 +1,5 @@
-// A program with one fault planted in it, chosen by its argument; the checker whose business that
-// is must report it. A checker that no longer does watches nothing.
+// A program with a planted fault, which its argument selects. The checker for faults of this kind
+// must report it; otherwise the checker does not work.
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -104,7 +104,7 @@ void LoseReply(const TestPartner& partner) {
                            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
 }
 
-// One request of the library, whose reply it keeps; and one of ours, lost the same way.
+// One request of the library, whose reply it keeps, and one of this program, with the same leak.
 void Request(bool loseOneOfOurs) {
     const PrivateBus bus;
     {

@@ -1,6 +1,6 @@
 // Memory that an endpoint never frees: the reply to each answered request and the error of each
-// failed release of a name, and not a byte more. The kept objects are caught where GDBus hands them
-// out and released here afterwards; then the memory is as it was.
+// failed release of a name, and no other byte. The test records these objects at the calls of GDBus
+// that return them, and releases them afterwards. The memory is then as before.
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -27,7 +27,7 @@ constexpr int ROUNDS = 2000;
 std::vector<GVariant*>* g_replies = nullptr;
 std::vector<GError*>* g_errors = nullptr;
 
-// The smallest block that anything can lose is 16 bytes.
+// The smallest block of a leak is 16 bytes.
 constexpr double NOTHING = 8.0;
 
 // GLib's slices would hide released memory. GLib reads the environment before a test can write it.
@@ -130,7 +130,7 @@ protected:
         Settle();
     }
 
-    /** Returns when the double has taken all that was sent to it. */
+    /** Returns when the double has received all messages. */
     void Settle() {
         [[maybe_unused]] g_autoptr(GVariant) reply = __real_g_dbus_connection_call_sync(
             shared.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -204,7 +204,7 @@ TEST_F(MemoryGrowth, AfterANotificationIsZero) {
     std::vector<char> bytesToSend(100, 'x');
     const PerRound bytes = Measure([&] {
         endpoint.SendNotification(bytesToSend);
-        Settle(); // how long GDBus's queues get must not depend on the scheduler
+        Settle(); // the length of GDBus's queues must not depend on the scheduler
     });
     Report("a notification", bytes.kept, bytes.rest);
     EXPECT_LT(bytes.kept, NOTHING);

@@ -4,7 +4,7 @@
 //
 // GDBus allocates the replies in its own thread, without a function of the library on the stack. A
 // suppression by stack would name GDBus and hide every leaked message. This library is therefore
-// loaded in front of GIO, and records the results of the two calls in exactly those two functions.
+// loaded before GIO, and records the results of the two calls in exactly those two functions.
 #include <array>
 #include <cstddef>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Clients that own a name of the handshake and, by ending, release it: that is an announcement.
+// Clients that own a name of the handshake, and release it by their end: an announcement.
 #include <string>
 #include <vector>
 

@@ -93,7 +93,7 @@ void HeldConnection::Run() {
     const sockaddr_un there = SocketAddress(m_busPath);
     bool open = connect(bus, reinterpret_cast<const sockaddr*>(&there), sizeof(there)) == 0;
     bool clientOpen = true;
-    // A client that has left already is still let through when it is released.
+    // The messages of a client that has left are also forwarded after the release.
     while (open && (clientOpen || !m_released)) {
         pollfd ends[] = {
             {m_wake[0], POLLIN, 0}, {bus, POLLIN, 0}, {clientOpen ? client : -1, POLLIN, 0}};

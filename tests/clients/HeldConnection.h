@@ -22,10 +22,10 @@ public:
     /** The address for the client. */
     std::string Address() const { return "unix:path=" + m_path; }
 
-    /** Waits for the client. @return its unique name, empty when it does not come */
+    /** Waits for the client. @return its unique name, empty if no client connects in time */
     std::string UniqueName();
 
-    /** Lets everything through from now on. */
+    /** Forwards all messages from now on. */
     void Release();
 
 private:

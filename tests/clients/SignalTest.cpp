@@ -60,7 +60,7 @@ const Emission EMISSIONS[] = {
      }},
 };
 
-/** An endpoint that takes a client, which cannot shake hands itself, for its partner. */
+/** An endpoint whose partner is a client without a handshake of its own. */
 class ClientAsPartner : public HeldBusTest {
 protected:
     void Bind(const std::string& uniqueName) {
@@ -101,7 +101,7 @@ TEST_P(EmittedSignal, OfAnotherProcessIsIgnored) {
     TestPartner partner(bus);
     Bind(partner.UniqueName());
     EXPECT_EQ(RunClient(words).exitStatus, 0);
-    // Arrives behind it, the client having left.
+    // Arrives after it, when the client has left.
     partner.Notify(OwnName(), ByteVector("second"));
     EXPECT_TRUE(MainLoop::IterateUntil([&] { return !endpoint->Notifications().empty(); }));
     EXPECT_THAT(endpoint->Notifications(), testing::ElementsAre(ByteVector("second")));

@@ -12,7 +12,7 @@
 
 namespace {
 
-/** Whether another thread could take the mutex now. */
+/** Whether another thread could lock the mutex now. */
 bool IsFree(PTMutex& mutex) {
     return std::async(std::launch::async,
                       [&] {

@@ -68,7 +68,7 @@ void WriteFile(const char* path, const std::string& text) {
     std::ofstream(path) << text;
 }
 
-// An ordinary user needs a user namespace, and in it an identity, or he may create no file.
+// An ordinary user needs a user namespace with a mapped identity, and otherwise creates no file.
 bool EnterUserNamespace() {
     const std::string user = std::to_string(geteuid());
     const std::string group = std::to_string(getegid());

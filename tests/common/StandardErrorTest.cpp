@@ -197,7 +197,7 @@ LOG_TEST(FullPipeAsStandardError, BlocksNoHostWithoutProc) {
     }
 }
 
-// The private /dev has no terminals. @return the side of the person, -1 without terminals here
+// The private /dev has no terminals. @return the side of the user, -1 without terminals here
 int OpenTerminal() {
     if (mount("none", "/dev", "devpts", 0, "newinstance,ptmxmode=0666") != 0) {
         return -1;

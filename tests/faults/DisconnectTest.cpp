@@ -49,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(Bus, DisconnectAtStartUp, testing::ValuesIn(START_UP), 
 
 class DisconnectAtBinding : public FaultTest, public testing::WithParamInterface<Step> {
 protected:
-    /** The answer of the binding fails, and is owed to the partner until the partner is lost. */
+    /** The answer of the binding fails, and is pending until the partner is lost. */
     void BindAndExpectAFailedAnswer(const std::string& cause) {
         MakeEndpoint();
         CapturedLog::Clear();

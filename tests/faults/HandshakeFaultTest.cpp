@@ -1,6 +1,6 @@
 // Other faults of the handshake and of its resends: callbacks without a connection or an endpoint,
-// a proxy or a thread that cannot be created, and partners that start and exit while an answer is
-// owed to them.
+// a proxy or a thread that cannot be created, and partners that start and exit while an answer
+// is pending.
 #include <string>
 
 #include "Bytes.h"
@@ -182,7 +182,7 @@ TEST_F(ThreadFault, KeepsTheAnswerUntilTheNextPass) {
 
 class ResendFault : public FaultTest {
 protected:
-    /** The answer to @p cause of @p partner is owed, and the bus works again. */
+    /** The answer to @p cause of @p partner is pending, and the bus works again. */
     void LeaveAnAnswerPending(const std::string& cause, const std::string& partner) {
         Bus().Script("RequestName", Reply::Code(3));
         ASSERT_TRUE(Host().Announce(cause, partner));

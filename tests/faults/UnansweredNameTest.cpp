@@ -42,8 +42,8 @@ protected:
     /** Waits until the daemon has handled all calls of the endpoint. */
     void CatchUp() { BusDaemon::Ping(m_shared->Connection()); }
 
-    void MakePartner(bool shakesHands) {
-        m_partner = std::make_unique<TestPartner>(m_bus, shakesHands);
+    void MakePartner(bool answersHandshake) {
+        m_partner = std::make_unique<TestPartner>(m_bus, answersHandshake);
     }
 
     void AnnounceWithoutAnAnswer() {

@@ -37,7 +37,7 @@ protected:
     /** Destroys the model, and waits for the release of the bus connection. */
     void ReleaseAll();
 
-    /** Deals with all that the bus has sent to this side so far. */
+    /** Dispatches all messages that the bus has sent so far. */
     void WaitForTheBus();
 
     /** Waits until all that the partner sent before this has been dealt with. */

@@ -1,4 +1,4 @@
-// Requests that are not answered as they should be: with an error, late, by another, or never.
+// Requests with wrong replies: an error, a late one, one of another process, or none.
 #include <chrono>
 #include <thread>
 
@@ -104,7 +104,7 @@ TEST_F(Unanswered, AReplyOfThePartnersEarlierConnectionIsIgnored) {
     EXPECT_EQ(Errors(), 1U);
 }
 
-// It waits for this side's answer before it gives its own, and this side cannot answer meanwhile.
+// The partner waits for the reply of the host before its own reply, and the host is blocked.
 TEST_F(Unanswered, APartnerThatCallsTheHostDuringTheSelectionQueryBlocksBothUntilItsTimeOut) {
     Connect();
     std::string askedBack;

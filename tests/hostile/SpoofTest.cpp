@@ -16,7 +16,7 @@ protected:
     /** Waits until this side has handled the other process's earlier announcement. */
     void WaitForAnnouncement(const std::string& callback) {
         const std::string start = callback + " org.morva";
-        // The taking of the name and its release.
+        // The acquisition of the name and its release.
         ASSERT_TRUE(MainLoop::IterateUntil([&] { return CountDebugStarting(start) >= 2; }));
     }
 

@@ -1,5 +1,5 @@
-// A host that forks a child, which does not execute another program, and ends as if it were killed.
-// Prints the child's process id and the host's unique bus name.
+// A host that forks a child, which does not execute another program, and ends like a killed
+// process. Prints the child's process id and the host's unique bus name.
 #include <cstdio>
 
 #include <gio/gio.h>

@@ -1,5 +1,4 @@
-// Hosts that use the library in ways of their own: from a plugin, before main(), with std::cout
-// taken over.
+// Unusual hosts: a plugin, use before main(), and a separate buffer of std::cout.
 #include <future>
 #include <string>
 

@@ -1,5 +1,5 @@
-// A host that has taken std::cout for itself, and is in the middle of a line when the library
-// writes one, as it may be when another of its threads prints.
+// A host whose std::cout is not synchronized with stdio, and contains half a line when the library
+// writes a line, as with another thread that prints.
 #include <iostream>
 #include <string>
 

@@ -257,7 +257,7 @@ TEST_F(AnotherPath, OfACallIsNeitherHandledNorAnswered) {
     EXPECT_THAT(glib.Messages(), IsEmpty());
 }
 
-// Neither sender, interface nor member is looked at; the subscription has done that.
+// The subscription selects sender, interface and member; the callback does not check these.
 TEST_F(AnotherPath, IsTheOnlyReasonToIgnoreASignal) {
     Connect();
     g_autoptr(GVariant) body = g_variant_ref_sink(g_variant_new_parsed("([byte 0x61],)"));

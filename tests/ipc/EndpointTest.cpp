@@ -117,7 +117,7 @@ TEST_F(Endpoint, ReceivesNothingUntilItsContextIsIterated) {
     g_dbus_connection_flush_sync(shared.Connection(), nullptr, nullptr);
     EXPECT_FALSE(endpoint.IsConnectionReady());
     EXPECT_EQ(CountDebugStarting("cb_"), 0u);
-    // It had all come in.
+    // All messages had arrived.
     IterateThroughTheBus();
     EXPECT_TRUE(endpoint.IsConnectionReady());
 }
@@ -323,7 +323,7 @@ TEST_F(EndOfAnEndpoint, StopsTheSignalsOfThePartner) {
     EXPECT_EQ(CountDebugStarting("cb_SignalCall"), 0u);
 }
 
-// Meant: the ids of the three handshake subscriptions go to g_bus_unwatch_name.
+// Deliberate: the ids of the three handshake subscriptions go to g_bus_unwatch_name.
 TEST_F(EndOfAnEndpoint, LeavesItsHandshakeSubscriptionsToTheConnection) {
     std::optional<JavaMWDbusRemote> endpoint(std::in_place, "Applist");
     const std::vector<unsigned> ids = {EndpointInside::m_synSubscriptionId(*endpoint),

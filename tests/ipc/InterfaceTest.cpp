@@ -1,4 +1,4 @@
-// The channel class as other programs see it: its constants, its document and its virtual table.
+// The parts of the channel class for other programs: constants, document and virtual table.
 #include <gtest/gtest.h>
 
 #include "ChannelTest.h"
@@ -47,7 +47,7 @@ TEST(HandshakeStates, HaveTheDocumentedNumbers) {
     EXPECT_EQ(JavaMWDbusRemote::HANDSHAKE_CONNECTED, 3);
 }
 
-// The destructor takes the first two places.
+// The destructor has the first two positions.
 TEST(ChannelSlots, FollowTheDocumentedOrder) {
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::HandleMessage), 2);
     EXPECT_EQ(VirtualSlot::Of(&JavaMWDbusRemote::HandleNotification), 3);

@@ -76,7 +76,7 @@ TEST_F(DestroyedEndpoint, ReceivesNoLossAndNoSignalsOfItsPartner) {
 // Messages under way at the end of the endpoint, on a connection without another owner.
 class QueuedDelivery : public ChannelTest {
 protected:
-    /** All that was sent to the shared connection so far has come in, undelivered. */
+    /** On return, all earlier messages to the shared connection have arrived, without dispatch. */
     static void ReceiveQueuedMessages() {
         const SharedBus shared;
         BusDaemon::Ping(shared.Connection());

@@ -11,7 +11,7 @@ class NoModel {};
 
 class LogPrefix : public HeldBusTest {
 protected:
-    // A whole life: both handshakes, traffic, a loss, a resend, refusals.
+    // All phases of an endpoint: both handshakes, traffic, a loss, a resend, refusals.
     void Live() {
         IPCApplist<JavaMWDbusRemote, NoModel> endpoint("Applist");
         auto first = std::make_unique<TestPartner>(bus);

@@ -1,5 +1,5 @@
-// An answer that could not be announced is announced again until it goes through, the partner
-// changes or the endpoint ends.
+// A failed announcement of an answer is repeated until it succeeds, the partner changes or the
+// endpoint ends.
 #include "ChannelTest.h"
 #include "NamedRow.h"
 

@@ -321,7 +321,7 @@ TEST_F(ReceivingNotifications, IgnoresOtherProcesses) {
     EXPECT_THAT(endpoint->Notifications(), ElementsAre(ByteVector("partner")));
 }
 
-// The member is not looked at: every signal of the interface counts.
+// The member is not checked: every signal of the interface is accepted.
 TEST_F(ReceivingNotifications, AcceptsEachSignalOfTheInterface) {
     Connect();
     g_dbus_connection_emit_signal(partner.Connection(), OwnName().c_str(), PATH, INTERFACE,

@@ -130,7 +130,7 @@ TEST_F(LargeMessages, StayUnchangedInAMessageFilterThatKeepsThem) {
                                         "([byte 0x78, 0x78, 0x78, 0x78, 0x78],)"));
 }
 
-// The message is written, and the filter called, long after the call has been given up.
+// The message is written, and the filter called, long after the time-out of the call.
 TEST_F(LargeMessages, StayUnchangedWhenTheBusStallsLongerThanTheCall) {
     Connect();
     const SharedBus shared;

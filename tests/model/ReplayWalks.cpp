@@ -1,4 +1,4 @@
-// Takes a real endpoint, on the bus double, through random walks of the model of both sides.
+// Replays random walks of the model of both sides with a real endpoint on the bus double.
 //
 // The input is the output of Spin's simulations of handshake.pml. One endpoint replays each host of
 // a walk. The lines of a host come in steps: an event for the host, or a pass of its resend thread,
@@ -238,7 +238,7 @@ private:
 
 // Reads "walk N", then the lines of that walk, and so on.
 int main() {
-    // Each endpoint that ends makes GLib warn of three invalid ids.
+    // GLib warns of three invalid ids at the end of each endpoint.
     g_log_set_handler(
         "GLib-GIO", G_LOG_LEVEL_WARNING, [](const char*, GLogLevelFlags, const char*, void*) {},
         nullptr);

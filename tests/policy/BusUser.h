@@ -13,7 +13,7 @@ inline namespace applist_test {
 
 class BusUser {
 public:
-    /** Who runs the test. */
+    /** The user of the test process. */
     BusUser();
 
     /**
@@ -24,10 +24,10 @@ public:
     explicit BusUser(const std::string& name, const std::string& group = "",
                      const std::vector<std::string>& more = {});
 
-    /** A connection of this user's. The caller owns it. */
+    /** A connection of this user. The caller owns the connection. */
     GDBusConnection* Connect(const PrivateBus& bus) const;
 
-    /** For good, in a process that is about to run something else. Ends it if that fails. */
+    /** Permanently, in a process that then runs another program. Ends the process on failure. */
     void Become() const;
 
     bool MayRun(const std::string& program) const;

@@ -26,7 +26,7 @@ inline void PrintTo(Daemon daemon, std::ostream* os) {
     *os << NameOf(daemon);
 }
 
-/** From here on, this is the kind of a PrivateBus. Skips the test if there is none. */
+/** From now on, a PrivateBus is of this kind. Skips the test on a machine without it. */
 inline void UseDaemon(Daemon daemon) {
     const bool isBroker = daemon == Daemon::DBUS_BROKER;
     setenv("APPLIST_TEST_BUS", isBroker ? "dbus-broker" : "dbus-daemon", 1);

@@ -60,7 +60,7 @@ private:
 /** "host owns CLIENT_SYN", "other user calls", "other user signals", "partner monitors"... */
 using Rights = std::set<std::string>;
 
-/** All that the three may do. */
+/** All rights of the three parties. */
 Rights RightsOf(const PrivateBus& bus, const BusUser& host, const BusUser& partner,
                 const BusUser& otherUser);
 

@@ -1,5 +1,5 @@
-// The policy, right by right: each of three users tries everything, with the whole policy and with
-// one rule less.
+// The policy, right by right: each of three users attempts each action, with the whole policy and
+// without one rule.
 #include "PolicyTest.h"
 
 #include <algorithm>
@@ -119,7 +119,7 @@ TEST_P(RightsTest, AreLimitedToTheObjectTheInterfaceAndTheMembers) {
     EXPECT_FALSE(otherUser.ReachesAsListener(host, SEND_SIGNAL));
 }
 
-// Signals of others than ours are none of the policy's business.
+// The policy does not concern signals of other interfaces.
 TEST_P(RightsTest, OfOtherUsersToOtherSignalsStay) {
     const StockBus bus(Policy::Make(SettingsForUsers()));
     BusParty host(bus.Bus(), BusUser(Users::HOST));
@@ -186,7 +186,7 @@ TEST_P(RightsTest, ByDefaultBelongToRootAlone) {
     EXPECT_TRUE(root.Reaches(partner, SEND_SIGNAL));
 }
 
-// The tries themselves: on a bus that allows everything, they find that it does.
+// The attempts themselves: on a bus without restrictions, each attempt succeeds.
 TEST_P(RightsTest, AreAllDetectedOnABusWithoutRestrictions) {
     const PrivateBus bus([](const std::string& address) {
         const std::string eavesdrop = GetParam() == Daemon::DBUS_DAEMON ? " eavesdrop='true'" : "";

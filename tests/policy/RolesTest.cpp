@@ -1,4 +1,4 @@
-// Host and partner under the users that the policy names do their whole work on a stock bus.
+// Host and partner under the users of the policy, with all their messages, on a stock bus.
 #include "NamedRow.h"
 #include "PolicyTest.h"
 

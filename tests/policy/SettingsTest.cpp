@@ -50,7 +50,7 @@ TEST_P(AcceptedSettings, MakeABlockForEachRole) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, AcceptedSettings, testing::ValuesIn(ACCEPTED), RowName<Settings>);
 
-// Each would open the policy wider than its author meant, or leave it without a role.
+// Each of these values would grant more rights than intended, or leave out a role.
 TEST(RefusedSettings, StopTheBuild) {
     for (const char* setting :
          {"APPLIST_BUS_HOST_USER=", "APPLIST_BUS_PARTNER_USER=", "APPLIST_BUS_HOST_USER=*",

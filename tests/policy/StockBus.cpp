@@ -17,7 +17,7 @@ void Replace(std::string& text, const char* expression, const std::string& by) {
     text = std::regex_replace(text, std::regex(expression), by);
 }
 
-// Everything stays but the address, the folders and the user.
+// Only the address, the folders and the user are changed.
 std::string Configuration(const std::string& address, const std::string& policyFolder) {
     const std::ifstream file(STOCK);
     std::stringstream stream;
@@ -27,7 +27,7 @@ std::string Configuration(const std::string& address, const std::string& policyF
     Replace(text, "<includedir>/[^<]*</includedir>|<include [^<]*</include>", "");
     Replace(text, "<includedir>[^</]*</includedir>",
             "<includedir>" + policyFolder + "</includedir>");
-    // Whoever changes its user outlives the test that is killed.
+    // A process that changes its user continues after SIGKILL of the test.
     Replace(text, "<user>[^<]*</user>", "");
     return text;
 }

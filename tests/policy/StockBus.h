@@ -1,5 +1,5 @@
-// A bus with the configuration that the distribution gives its system bus, and nothing else in its
-// folders than a policy of the test's.
+// A bus with the distribution's configuration of the system bus, whose folders contain only the
+// policy of the test.
 #pragma once
 
 #include <string>
@@ -22,7 +22,7 @@ public:
     /** The folder of the installed policy. */
     const std::string& Folder() const { return m_folder.Path(); }
 
-    /** Adds a file to the folder; in force on return. */
+    /** Adds a file to the folder, which applies on return. */
     void Add(const std::string& file, const std::string& text);
 
 private:

@@ -106,7 +106,7 @@ void RandomRun::EditAs(std::size_t kind) {
     }
 }
 
-// Few ids among many, so that they meet; the rest is arbitrary.
+// Often one of few ids, so that ids repeat, and otherwise arbitrary bytes.
 PlainItem* RandomRun::NewItem() {
     const bool withLineFeeds = m_numbers.Chance(5);
     Records::Record record;
@@ -217,7 +217,7 @@ void RandomRun::PartnerCreatesItsList() {
     }
 }
 
-// Answered while this side waits for the next event, so the partner must not be waited for.
+// The reply follows while the host waits for the next event, so nothing waits for it here.
 void RandomRun::PartnerCalls() {
     ++m_done["call of this side"];
     m_partner->SendCommand("call " + Hex::Of(m_numbers.Bytes(40, true)));

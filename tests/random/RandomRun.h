@@ -1,5 +1,5 @@
-// One random run: edits, selections, clicks, the partner's events, its deaths and returns; after
-// each step this side's list is compared with the plain one.
+// One random run: edits, selections, clicks, events of the partner, and restarts of the partner.
+// After each step, the list of the host is compared with the plain one.
 #pragma once
 
 #include <cstdint>
@@ -28,10 +28,10 @@ public:
     /** Throws std::runtime_error when a side differs from the expected list. */
     void Step();
 
-    /** How often each thing was done. */
+    /** The number of each action. */
     const std::map<std::string, unsigned long>& Done() const { return m_done; }
 
-    /** A number for all that the lists have been; the same for the same seed and steps. */
+    /** A hash of all states of the lists; the same for the same seed and steps. */
     std::uint64_t Digest() const { return m_digest; }
 
     std::size_t LongestList() const { return m_longest; }

@@ -12,8 +12,9 @@ void AnswerBytes(GDBusMethodInvocation* invocation, const TestPartner::Bytes& by
 
 } // namespace
 
-TestPartner::TestPartner(const PrivateBus& bus, bool shakesHands, const std::string& endpointId)
-    : m_shakesHands(shakesHands),
+TestPartner::TestPartner(const PrivateBus& bus, bool answersHandshake,
+                         const std::string& endpointId)
+    : m_answersHandshake(answersHandshake),
       m_connection(bus.Connect()),
       m_uniqueName(g_dbus_connection_get_unique_name(m_connection)),
       m_context(g_main_context_new()),
@@ -78,9 +79,9 @@ void TestPartner::AnswerWithError(const std::string& name, const std::string& me
 
 void TestPartner::OnAnnouncement(const std::string& step) {
     Record(m_announcements, "_CLIENT" + step);
-    if (m_shakesHands && step == "_SYN") {
+    if (m_answersHandshake && step == "_SYN") {
         Announce("_SYN_ACK");
-    } else if (m_shakesHands && step == "_SYN_ACK") {
+    } else if (m_answersHandshake && step == "_SYN_ACK") {
         Announce("_ACK");
     }
 }

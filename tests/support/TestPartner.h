@@ -24,11 +24,11 @@ public:
     using Answer = std::function<Bytes(const Bytes& request)>;
 
     /**
-     * Connects and registers the object for @p endpointId. With @p shakesHands it answers the
+     * Connects and registers the object for @p endpointId. With @p answersHandshake it answers the
      * endpoint's announcements (SYN with SYN_ACK, SYN_ACK with ACK); it announces nothing by
      * itself.
      */
-    explicit TestPartner(const PrivateBus& bus, bool shakesHands = true,
+    explicit TestPartner(const PrivateBus& bus, bool answersHandshake = true,
                          const std::string& endpointId = "Applist");
 
     /** Leaves the bus. */
@@ -89,7 +89,7 @@ private:
     }
     bool WaitUntil(const std::function<bool()>& happened);
 
-    const bool m_shakesHands;
+    const bool m_answersHandshake;
     GDBusConnection* m_connection;
     std::string m_uniqueName;
     std::optional<BareEndpoint> m_endpoint;
