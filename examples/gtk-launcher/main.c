@@ -66,7 +66,7 @@ static void cb_Open(GtkApplication* application, AppListStore* store) {
     GtkWidget* window =
         g_object_new(GTK_TYPE_APPLICATION_WINDOW, "application", application, "child", box, "title",
                      "Launcher", "default-width", 960, "default-height", 640, NULL);
-    GtkWidget* waiting = gtk_label_new("No partner is connected. The list waits for it.");
+    GtkWidget* waiting = gtk_label_new("No partner is connected");
     GtkListItemFactory* factory = gtk_signal_list_item_factory_new();
     GtkSelectionModel* selection =
         g_object_new(GTK_TYPE_SINGLE_SELECTION, "autoselect", FALSE, "model", store, NULL);
