@@ -1,4 +1,6 @@
-// The introspection of the communication object by several clients, byte for byte.
+// The introspection of the communication object by several clients, byte for byte. A table, whose
+// columns are of different widths in different versions of busctl, is compared word for word.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,7 @@ struct Client : NamedRow {
     const char* start;
     const char* text;
     const char* end;
+    bool isTable = false;
 };
 
 constexpr const char* XML_START = "  <interface name=\"org.morva";
@@ -57,8 +60,9 @@ const Client CLIENTS[] = {
                  PATH,     INTERFACE};
      },
      ".",
-     ".Send                              method    ay        ay           -\n",
-     ""},
+     ".Send method ay ay -\n",
+     "",
+     true},
     {{"BusctlAsXml"},
      [](const std::string& bus, const std::string& endpoint) -> std::vector<std::string> {
          return {"busctl", "--address=" + bus, "introspect", "--xml-interface", endpoint, PATH};
@@ -93,6 +97,15 @@ std::string Described(const char* xml) {
     return described;
 }
 
+/** With one blank in the place of several. */
+std::string Squeezed(std::string text) {
+    const auto isSecondBlank = [](char first, char second) {
+        return first == ' ' && second == ' ';
+    };
+    text.erase(std::unique(text.begin(), text.end(), isSecondBlank), text.end());
+    return text;
+}
+
 class Introspection : public HeldBusTest, public testing::WithParamInterface<Client> {};
 
 TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
@@ -103,7 +116,9 @@ TEST_P(Introspection, ShowsOneMethodAndNoSignal) {
     EXPECT_EQ(result.exitStatus, 0) << result.errors;
     const std::size_t start = result.output.find(GetParam().start);
     ASSERT_NE(start, std::string::npos) << result.output;
-    EXPECT_EQ(result.output.substr(start), GetParam().text + std::string(GetParam().end));
+    const std::string shown = result.output.substr(start);
+    EXPECT_EQ(GetParam().isTable ? Squeezed(shown) : shown,
+              GetParam().text + std::string(GetParam().end));
     EXPECT_EQ(result.output.find("SendSignal"), std::string::npos);
 }
 
