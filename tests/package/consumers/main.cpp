@@ -1,5 +1,6 @@
-// consumer: uses every public class once, without a bus, as far as a host of C++11 can. Prints the
-// language version that it was compiled as.
+// consumer: uses every public class once, without a bus, as far as a host of C++11 can, also
+// without exceptions and run-time type information. Prints the language version that it was
+// compiled as.
 #include <applist/AppListModel.h>
 #include <applist/AppListProxy.h>
 #include <applist/ItemChangeListener.h>
@@ -28,7 +29,12 @@ std::string RoundTrip(const std::string& record) {
 }
 
 bool IsAnItem(AppListItem* item) {
-    return dynamic_cast<RemoteAppListItem*>(item) != nullptr && item->GetVisibleName() == "Clock";
+#ifdef __cpp_rtti
+    if (dynamic_cast<RemoteAppListItem*>(item) == nullptr) {
+        return false;
+    }
+#endif
+    return item->GetVisibleName() == "Clock";
 }
 
 } // namespace
