@@ -87,10 +87,12 @@ void TestPartner::OnAnnouncement(const std::string& step) {
 }
 
 void TestPartner::OnCall(const Bytes& request, GDBusMethodInvocation* invocation) {
-    Record(m_requests, request);
+    // The answer at the time of the record: a test that has waited for the request may change it.
     std::unique_lock<std::mutex> lock(m_mutex);
+    m_requests.push_back(request);
     const auto answer = m_answer;
     lock.unlock();
+    m_changed.notify_all();
     answer(invocation, request);
 }
 
