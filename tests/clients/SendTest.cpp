@@ -112,8 +112,9 @@ protected:
 
 TEST_F(WrongSend, OfAStringByBusctlIsRefused) {
     APPLIST_NEEDS_CLIENT("busctl");
-    EXPECT_EQ(RefusalBy(Busctl(bus.Address(), OwnName(), {"s", "text"})).errors,
-              std::string("Call failed: ") + WRONG_TYPE + "\n");
+    // Older versions colour the line in a pipe, too.
+    EXPECT_THAT(RefusalBy(Busctl(bus.Address(), OwnName(), {"s", "text"})).errors,
+                testing::HasSubstr(std::string("Call failed: ") + WRONG_TYPE));
 }
 
 TEST_F(WrongSend, OfAStringByDbusSendIsRefused) {
