@@ -14,10 +14,11 @@ class ItemSelectionListener;
 /**
  * An ordered list of items with a selection, kept equal to the list of the partner.
  *
- * Every operation first changes the host's copy. It then releases the lock and sends the partner
- * one synchronous request. The caller waits for the partner's reply, at most GDBus's default
- * time-out of 25 s (GDBusProxy:g-default-timeout). Without a partner the copy still changes and the
- * request is lost. The partner receives the whole list when it reports that its own list is new.
+ * Every operation first changes the host's copy under a lock. The operation then releases the lock
+ * and sends the partner one synchronous request. The caller waits for the partner's reply, at most
+ * GDBus's default time-out of 25 s (GDBusProxy:g-default-timeout). Without a partner the copy still
+ * changes and the request is lost. The partner receives the whole list when it reports that its own
+ * list is new.
  *
  * No operation reports a failure to its caller. Failures are logged. A missing partner is reported
  * on standard output, with "Connection not set." or "Proxy not ready".
@@ -27,7 +28,8 @@ class ItemSelectionListener;
  *
  * Any thread may call the operations, except those for listeners. Requests of two threads may reach
  * the partner in another order than their changes of the copy. Lookups and serialisation, which
- * call the items' accessors, hold the lock. Calls to the partner and to listeners do not.
+ * call the items' accessors, hold the lock. The lock is not held during calls to the partner and to
+ * listeners.
  */
 class APPLIST_API AppListModel {
 public:
@@ -38,8 +40,8 @@ public:
     virtual void SetSelection(AppListItem* item) = 0;
 
     /**
-     * @return the selected item, which is a pointer of the host, or null. It need not be in the
-     *         list. Sends no request: a selection of the partner is visible after its event.
+     * @return the selected item, which is a pointer of the host, or null. The item need not be in
+     *         the list. Sends no request: a selection of the partner is visible after its event.
      */
     virtual AppListItem* GetSelection() = 0;
 
@@ -71,15 +73,15 @@ public:
 
     /**
      * Removes the first item with @p item's unique id and sends the request. Clears the selection
-     * if it is that object. Does nothing without such an item. @p item may be another object than
-     * the one in the list, and its pointer is not kept.
+     * if the removed object is selected. Does nothing without such an item. @p item may be another
+     * object than the one in the list, and its pointer is not kept.
      */
     virtual void RemoveItem(AppListItem* item) = 0;
 
     /**
      * Replaces the first item with @p oldItem's unique id by @p newItem and sends the request. The
-     * selection becomes @p newItem if it is the replaced object. Does nothing without such an item,
-     * or if either pointer is null.
+     * selection becomes @p newItem if the replaced object is selected. Does nothing without such an
+     * item, or if either pointer is null.
      */
     virtual void ModifyItem(AppListItem* oldItem, AppListItem* newItem) = 0;
 

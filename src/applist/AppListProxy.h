@@ -44,7 +44,7 @@ public:
      * Blocks for the authentication at the bus daemon and for three calls to it: less than 3 ms on
      * an idle device. On a stalled daemon, each call ends after GDBus's default time-out of 25 s,
      * but GIO waits for the authentication without a limit. Throws only std::bad_alloc. Without a
-     * bus it logs the error, and the list never finds a partner.
+     * bus, the constructor logs the error, and the list never finds a partner.
      */
     AppListProxy();
     /** Sends no request. The class comment lists the preconditions. */
@@ -78,8 +78,8 @@ public:
     void RemoveItemClickedListener(ItemClickListener* listener);
 
     /**
-     * Copies nothing: the new proxy has no list. It may only be destroyed or assigned to; no other
-     * operation checks this.
+     * Copies nothing: the new proxy has no list. Only destroy the new proxy or assign to it; no
+     * other operation checks this.
      */
     AppListProxy(const AppListProxy& other);
 

@@ -16,13 +16,15 @@ class APPLIST_API ItemSelectionListener {
 public:
     /**
      * Called on the thread that iterates the proxy's main context, with no lock held. Later events
-     * wait for its return. It may call any operation of @p model; each operation with a request
-     * blocks this thread until the partner replies. It must not add or remove listeners of its own
-     * kind, and must not destroy the proxy. An exception is logged as an error ("Exception in
-     * cb_SignalCall: ..."), and the remaining listeners are not called.
+     * wait for the return of this function. The function may call any operation of @p model; each
+     * operation with a request blocks this thread until the partner replies. The function must not
+     * add or remove listeners of its own kind, and must not destroy the proxy. An exception is
+     * logged as an error ("Exception in cb_SignalCall: ..."), and the remaining listeners are not
+     * called.
      *
      * @param model the model that holds the registration, valid until the proxy is destroyed. The
-     *        model has already read the new selection: GetSelection returns it, or null for none.
+     *        model has already read the new selection: GetSelection returns the selected item, or
+     *        null for none.
      */
     virtual void OnItemSelectionEvent(AppListModel* model) = 0;
 

@@ -39,11 +39,11 @@ class EndpointRegistration;
  * HandleConnectionReady may also run on the resend thread. The send operations may be called from
  * any thread.
  *
- * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts.
- * A handler must not destroy its endpoint. The destructor waits for a handshake callback that
- * another thread runs, and later ones are refused. It does not wait for a message or notification
- * handler on another thread. A host whose loop runs on another thread therefore destroys the
- * endpoint on that thread, or stops the loop first. A derived class that overrides
+ * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts. A
+ * handler must not destroy its endpoint. The destructor waits for a handshake callback that another
+ * thread runs, and later callbacks are refused. The destructor does not wait for a message or
+ * notification handler on another thread. A host whose loop runs on another thread therefore
+ * destroys the endpoint on that thread, or stops the loop first. A derived class that overrides
  * HandleConnectionReady calls StopHandlers first in its destructor, because the resend thread is
  * always another thread.
  *
@@ -51,11 +51,12 @@ class EndpointRegistration;
  * std::bad_alloc.
  *
  * **Bus connection.** The endpoint holds one reference to the process's shared connection
- * (g_bus_get_sync()). The host owns its property GDBusConnection:exit-on-close. While that is on,
- * the loss of the bus ends the process. While it is off, the endpoint does not report the loss:
- * HandleConnectionReady is not called, and IsConnectionReady keeps its value. Each send operation
- * then fails with the logged error "The connection is closed". A new endpoint fails in the same way
- * as long as any part of the process holds the closed connection.
+ * (g_bus_get_sync()). The host controls the property GDBusConnection:exit-on-close. While
+ * exit-on-close is on, the loss of the bus ends the process. While exit-on-close is off, the
+ * endpoint does not report the loss: HandleConnectionReady is not called, and IsConnectionReady
+ * keeps its value. Each send operation then fails with the logged error "The connection is closed".
+ * A new endpoint fails in the same way as long as any part of the process holds the closed
+ * connection.
  */
 class APPLIST_API JavaMWDbusRemote {
 public:
@@ -86,10 +87,10 @@ public:
      * waits without a limit for the authentication of a new connection. Never fails outward: an
      * endpoint that cannot reach the bus logs the error, never becomes ready and refuses to send.
      *
-     * @param id part of all bus names and of the object path; both sides use the same id. It
-     *        consists of letters, digits and '_', starts with no digit, is not empty, and leaves
-     *        bus names of at most 255 bytes. Any other id leads to GLib warnings and an endpoint
-     *        without an object.
+     * @param id part of all bus names and of the object path; both sides use the same id. The id
+     *        consists of letters, digits and '_', does not start with a digit, is not empty, and is
+     *        short enough for bus names of at most 255 bytes. Any other id leads to GLib warnings
+     *        and an endpoint without an object.
      */
     explicit JavaMWDbusRemote(std::string id);
 
@@ -134,15 +135,15 @@ public:
      * Reports that the partner became ready (true) or was lost (false).
      *
      * Called with the handshake mutex held, on the thread that iterates the main context or on the
-     * resend thread. It may send. It must not destroy the endpoint or wait for a handshake
-     * callback. A loss is reported before the partner's objects are released: IsConnectionReady
-     * still returns true then, and notifications are refused. "Ready" may be reported more than
-     * once for one partner.
+     * resend thread. An override may send messages and notifications. An override must not destroy
+     * the endpoint or wait for a handshake callback. A loss is reported before the partner's
+     * objects are released: IsConnectionReady still returns true then, and notifications are
+     * refused. "Ready" may be reported more than once for one partner.
      *
      * @param ready true for ready, false for lost
-     * @param partner the partner's unique bus name; valid during the call. For "ready" it is the
-     *        connection that announced the last step. Only the bus policy ensures that it is also
-     *        the partner that receives the requests.
+     * @param partner the partner's unique bus name; valid during the call. For "ready" this name is
+     *        that of the connection that announced the last step. Only the bus policy ensures that
+     *        this connection is also the partner that receives the requests.
      *
      * The default implementation logs. An exception is logged.
      */
@@ -174,12 +175,12 @@ public:
     /**
      * Sends @p data to the partner as a method call and waits for the reply, at most GDBus's
      * default time-out of 25 s. May be called from any thread. On the thread that iterates the main
-     * context it delays all callbacks.
+     * context, the call delays all callbacks.
      *
      * @param data the request's bytes, which are sent without a further copy: no other thread may
-     *        access the vector during the call. The vector holds the same bytes on return. Its
-     *        data() differs if the message outlives the call, and it is empty if there is no memory
-     *        for the copy in that case.
+     *        access the vector during the call. The vector holds the same bytes on return. If the
+     *        message outlives the call, the address of data() changes, and without memory for the
+     *        copy the vector is empty.
      *
      * @return the reply's bytes; empty also on failure. Without a partner, the line
      *         "Connection not set." or "Proxy not ready" goes to standard output. A failed call and

@@ -26,7 +26,8 @@
  * changes are rejected.
  *
  * **Threads.** Any thread may call any function. Events and completions run through the executor of
- * the constructor, in order. They may call every function of the client, and may destroy it.
+ * the constructor, in order. Events and completions may call every function of the client, and may
+ * destroy the client.
  *
  * **Full queue.** At most QUEUE_LENGTH changes wait for the partner, with 65,536 items in all. A
  * further change removes the waiting changes from the queue, and the second thread later sends the
@@ -72,8 +73,8 @@ public:
 
     /**
      * Runs tasks on a thread of the host, one at a time, in the order of the calls. Called on the
-     * threads of the client, and by its functions. It must return at once and not run the task
-     * before it returns. A task does nothing after the destruction of its client.
+     * threads of the client, and by its functions. The executor must return at once, and must not
+     * run the task before the return. A task does nothing after the destruction of its client.
      * AppListExecutors.h has executors for a main context of GLib and for a file descriptor,
      * AppListQtExecutor.h for Qt.
      */

@@ -20,7 +20,8 @@ APPLIST_CLIENT_API AppListClient::Executor MainContextExecutor(GMainContext* con
  * Runs tasks for a host whose own loop watches file descriptors.
  *
  * The host watches GetDescriptor() for input, for example with poll(2), and calls Dispatch() when
- * it is readable. The object may be destroyed before its client: later tasks are dropped.
+ * the descriptor is readable. The object may be destroyed before its client: later tasks are
+ * dropped.
  */
 class APPLIST_CLIENT_API DescriptorExecutor {
 public:

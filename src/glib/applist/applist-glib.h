@@ -103,14 +103,15 @@ const char* applist_entry_get_name(AppListEntry* self);
  * requests to the partner follow in the order of the calls. The partner may start before or after
  * the store, and may be replaced: each new partner receives the whole list and the selection.
  *
- * The functions belong to the thread that creates the store. Signals are emitted there, in the
- * #GMainContext that was its thread-default one. The host must iterate this context. A handler of
- * #GListModel::items-changed may select and click, but may not change the list: such changes fail
- * with %G_IO_ERROR_PENDING. The last reference may be released on any thread and in any handler.
+ * The functions belong to the thread that creates the store. Signals are emitted on this thread, in
+ * the #GMainContext that was thread-default at the creation. The host must iterate this context. A
+ * handler of #GListModel::items-changed may select and click, but may not change the list: such
+ * changes fail with %G_IO_ERROR_PENDING. The last reference may be released on any thread and in
+ * any handler.
  *
  * A process has at most one store at a time, and no other list of this library besides it. A host
  * whose language releases objects late ends a store with g_object_run_dispose(). The end of a store
- * waits for outstanding requests, for two seconds at most. After it, changes fail with
+ * waits for outstanding requests, for two seconds at most. After the end, changes fail with
  * %G_IO_ERROR_CLOSED, and the list stays readable.
  */
 APPLIST_GLIB_API

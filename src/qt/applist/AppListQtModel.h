@@ -23,7 +23,7 @@
  * more than 1,000 steps.
  *
  * **Selection.** currentIndex is the row of the selected item, or -1. Host and partner both change
- * it. No request ends the selection, so that the value -1 cannot be set.
+ * the selection. No request ends the selection, so that the value -1 cannot be set.
  *
  * **Waiting.** No function waits for the bus or the partner, except for the destructor, whose wait
  * is at most two seconds. A new partner receives the whole list and the selection.
@@ -32,8 +32,8 @@
  * Qt, with or without GLib. It cannot move to another thread.
  *
  * **Handlers.** A handler of connectedChanged, currentIndexChanged, clicked or partnerListChanged
- * may call every function, and may delete the model. A handler of the signals of rows must do
- * neither: a change of the list by such a handler is rejected.
+ * may call every function, and may delete the model. A handler of the signals of rows may select
+ * and click, but must not delete the model. A change of the list by such a handler is rejected.
  *
  * A process has at most one AppListQtModel, AppListClient or AppListProxy at a time.
  */
