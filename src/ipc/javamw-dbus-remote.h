@@ -282,7 +282,8 @@ protected:
 
     /**
      * The first statement of a derived class's destructor. Waits for the handshake callback or
-     * resend pass under way; later ones do not reach the object. Must not be called from a handler.
+     * resend pass under way; later callbacks and passes do not reach the object. Must not be called
+     * from a handler.
      */
     void StopHandlers();
 
