@@ -1,9 +1,9 @@
 #include <check/PeerCall.h>
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
+#include <check/Seconds.h>
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
@@ -12,8 +12,6 @@
 namespace applistctl {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr int DAEMON_LIMIT_MS = 5000;
 
@@ -33,7 +31,7 @@ void OnReply(GObject* connection, GAsyncResult* result, void* user_data) {
         return;
     }
     reply.isDone = true;
-    reply.seconds = std::chrono::duration<double>(Clock::now() - pending->start).count();
+    reply.seconds = SecondsSince(pending->start);
     if (value != nullptr) {
         reply.value = std::shared_ptr<GVariant>(value, g_variant_unref);
         return;
