@@ -49,9 +49,9 @@ std::vector<Command> Host::CommandsFor(Host* host) {
         {"select", "ID", "select the first item with this id", 1, 1,
          [host](const Words& words) { return host->Select(words); }},
         {"clear", "", "remove all items", 0, 0, [host](const Words&) { return host->Clear(); }},
-        {"list", "", "show the list and the selection (needs an earlier event)", 0, 0,
+        {"list", "", "show the list and the selection (only after an event of the partner)", 0, 0,
          [host](const Words&) { return host->List(); }},
-        {"click", "ID", "report a click to the partner (needs an earlier event)", 1, 1,
+        {"click", "ID", "report a click to the partner (only after an event of the partner)", 1, 1,
          [host](const Words& words) { return host->Click(words); }},
     };
 }
