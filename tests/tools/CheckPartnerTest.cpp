@@ -133,6 +133,12 @@ TEST_F(CheckPartner, ReportsACommandThatStartsNoPartner) {
                 HasSubstr("from the command of --restart, exit status 6"));
 }
 
+TEST_F(CheckPartner, FailsWithoutAPartnerWhenNoSelectedDutyIsBroken) {
+    ToolProcess check(Words({"--limit=0.2", "--restart", "exit 6", "--only=answers-syn"}));
+    EXPECT_EQ(ExitStatusOf(check), 1);
+    EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
+}
+
 TEST_F(CheckPartner, ChecksAPartnerThatRunsAlready) {
     RunningPartner partner;
     ToolProcess check(Words({}));

@@ -130,14 +130,13 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
     HostPointer host = HandshakeCheck::FindPartner(run);
     if (host == nullptr) {
         output.Error("no partner has answered; run \"applistctl check\" for the reason");
-        if (!list.AnyBroken()) {
-            return EXIT_STATUS_FAILED;
+        if (list.AnyBroken()) {
+            for (const RowText& row : Duties::AllRows()) {
+                list.Skip(row.row, "the partner is not found");
+            }
+            list.EndPhase(PHASE_LIBRARY);
         }
-        for (const RowText& row : Duties::AllRows()) {
-            list.Skip(row.row, "the partner is not found");
-        }
-        list.EndPhase(PHASE_LIBRARY);
-        return EXIT_STATUS_DONE;
+        return EXIT_STATUS_FAILED;
     }
     CheckAll(run, std::move(host), options.Phases());
     return EXIT_STATUS_DONE;
@@ -233,7 +232,7 @@ private:
             reason = std::string("the check ended with the signal ") + strsignal(end.signal);
             m_output.Error(reason);
             status = EXIT_STATUS_NO_BUS;
-        } else if (status == EXIT_STATUS_DONE && result.HasFailed()) {
+        } else if (status != EXIT_STATUS_NO_BUS && result.HasFailed()) {
             status = EXIT_STATUS_TROUBLE;
         }
         // Without a partner or a bus there is no result to show, only in the file.
