@@ -19,6 +19,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#ifdef APPLIST_TESTS_COVERAGE
+extern "C" void __gcov_dump();
+#endif
+
 namespace {
 
 constexpr const char* JOURNAL = "/run/systemd/journal/socket";
@@ -111,6 +115,9 @@ bool UseTheRealPaths() {
         body(log);
     }
     std::fflush(nullptr);
+#ifdef APPLIST_TESTS_COVERAGE
+    __gcov_dump(); // _exit does not write the counters
+#endif
     _exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
