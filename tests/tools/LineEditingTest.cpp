@@ -233,6 +233,7 @@ INSTANTIATE_TEST_SUITE_P(, EndOfEditing, testing::ValuesIn(ENDS), RowName<EndRow
 
 TEST_F(LineEditing, RestoresTheTerminalWithoutABus) {
     StartEditing(Host());
+    ASSERT_TRUE(m_partner.WaitForAnnouncement("_CLIENT_ACK")); // GLib warns of a lost AddMatch
     m_bus.Kill();
     EXPECT_EQ(m_tool->WaitForExit(), 3);
     EXPECT_TRUE(IsRestored());
