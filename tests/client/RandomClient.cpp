@@ -18,6 +18,7 @@
 #include "Options.h"
 #include "PrivateBus.h"
 #include "QuietHost.h"
+#include "RandomSteps.h"
 #include "Records.h"
 #include "SharedBus.h"
 
@@ -196,24 +197,6 @@ std::map<std::string, unsigned long> RandomClient::Done() const {
     return done;
 }
 
-void Run(std::uint64_t seed, gint64 steps) {
-    RandomClient run(seed);
-    for (gint64 step = 1; step <= steps; ++step) {
-        run.Step();
-        if (step % 20 == 0 || step == steps) {
-            try {
-                run.Compare();
-            } catch (const std::exception& difference) {
-                std::fprintf(stderr, "step %" PRId64 ": %s\n", step, difference.what());
-                std::exit(1);
-            }
-        }
-    }
-    for (const auto& [name, count] : run.Done()) {
-        std::printf("  %-34s %10lu\n", name.c_str(), count);
-    }
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -227,7 +210,8 @@ int main(int argc, char** argv) {
     std::printf("seed %" PRId64 "\n", seed);
     std::fflush(stdout);
     const auto start = std::chrono::steady_clock::now();
-    Run(static_cast<std::uint64_t>(seed), steps);
+    RandomClient run(static_cast<std::uint64_t>(seed));
+    MakeRandomSteps(run, steps);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     std::printf("%" PRId64 " steps in %.1f s, all equal\n", steps, took.count());
     SharedBus::WaitUntilReleased();

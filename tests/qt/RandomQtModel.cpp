@@ -20,6 +20,7 @@
 #include "PrivateBus.h"
 #include "QtHost.h"
 #include "QuietHost.h"
+#include "RandomSteps.h"
 #include "Records.h"
 #include "SharedBus.h"
 
@@ -162,19 +163,6 @@ std::map<std::string, unsigned long> RandomQtModel::Done() const {
     return done;
 }
 
-void Run(std::uint64_t seed, gint64 steps) {
-    RandomQtModel run(seed);
-    for (gint64 step = 1; step <= steps; ++step) {
-        run.Step();
-        if (step % 20 == 0 || step == steps) {
-            run.Compare();
-        }
-    }
-    for (const auto& [name, count] : run.Done()) {
-        std::printf("  %-34s %10lu\n", name.c_str(), count);
-    }
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -190,7 +178,8 @@ int main(int argc, char** argv) {
                 QAbstractEventDispatcher::instance()->metaObject()->className());
     std::fflush(stdout);
     const auto start = std::chrono::steady_clock::now();
-    Run(static_cast<std::uint64_t>(seed), steps);
+    RandomQtModel run(static_cast<std::uint64_t>(seed));
+    MakeRandomSteps(run, steps);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     std::printf("%" PRId64 " steps in %.1f s, all equal\n", steps, took.count());
     SharedBus::WaitUntilReleased();
