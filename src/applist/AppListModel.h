@@ -27,7 +27,7 @@ class ItemSelectionListener;
  * interfaces define their lifetimes. A lookup compares unique ids, from the front of the list.
  *
  * Any thread may call the operations, except those for listeners. Requests of two threads may reach
- * the partner in another order than their changes of the copy. Lookups and serialisation, which
+ * the partner in a different order from their changes of the copy. Lookups and serialisation, which
  * call the items' accessors, hold the lock. The lock is not held during calls to the partner and to
  * listeners.
  */
@@ -73,8 +73,8 @@ public:
 
     /**
      * Removes the first item with @p item's unique id and sends the request. Clears the selection
-     * if the removed object is selected. Does nothing without such an item. @p item may be another
-     * object than the one in the list, and its pointer is not kept.
+     * if the removed object is selected. Does nothing without such an item. @p item need not be the
+     * object in the list, and its pointer is not kept.
      */
     virtual void RemoveItem(AppListItem* item) = 0;
 

@@ -35,13 +35,13 @@
  * rejected if QUEUE_LENGTH clicks are waiting.
  *
  * **Partner.** A new partner receives the whole list and the selection. Changes without a partner
- * are therefore not lost, although their outcome is NO_PARTNER. A partner that does not reply ends
- * a request after 25 s (GDBusProxy:g-default-timeout). Later changes wait in the queue during this
- * time.
+ * are therefore not lost, although their outcome is NO_PARTNER. If the partner does not reply, a
+ * request fails after 25 s (GDBusProxy:g-default-timeout). Later changes wait in the queue during
+ * this time.
  *
  * **Bus.** If the bus cannot be reached or closes its connection, the client tries to connect twice
- * per second. The client turns the property GDBusConnection:exit-on-close of the shared connection
- * off, so that the loss of the bus does not end the process.
+ * per second. The client turns off the property GDBusConnection:exit-on-close of the shared
+ * connection, so that the loss of the bus does not end the process.
  *
  * **One list per process.** A process has at most one AppListClient or AppListProxy at a time.
  *
@@ -65,7 +65,7 @@ public:
         FAILED = 4      ///< a request was sent, and its reply was an error or did not arrive
     };
 
-    /** Called once per change or click, unless the client is destroyed before. */
+    /** Called once per change or click, unless the client is destroyed first. */
     using Completion = std::function<void(Outcome outcome, const std::string& reason)>;
 
     /** A function without arguments, which an executor runs once. */
@@ -113,7 +113,7 @@ public:
      * seconds in all: for a task on another thread, for waiting requests, and for the end of both
      * threads. Threads that still wait for the bus or the partner then end later by themselves, and
      * the change under way ends after its current request; the next client of the process connects
-     * after their end.
+     * after the end of these threads.
      */
     ~AppListClient();
 
@@ -138,9 +138,9 @@ public:
     /** @{ */
     /**
      * Makes the list equal to @p items, with the fewest requests that leave equal items in place.
-     * If removals and replacements are more than a quarter of both lists together, or more than
-     * 1,000, the list is removed and filled again. The selection stays if its unique id is in @p
-     * items. Rejected if any item is invalid.
+     * The list is removed and filled again if more than three removals and replacements leave no
+     * item in place, or if they are more than 1,000 or than a quarter of both lists plus three. The
+     * selection stays if its unique id is in @p items. Rejected if any item is invalid.
      */
     void SetItems(std::vector<Item> items, Completion completion = Completion());
     /** Appends @p items. Rejected as a whole if any item is invalid or in the list. */

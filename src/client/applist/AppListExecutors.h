@@ -37,7 +37,7 @@ public:
     int GetDescriptor() const;
 
     /**
-     * Runs the tasks that are waiting at the time of the call, and returns at once without any.
+     * Runs the tasks that are waiting at the time of the call. Returns at once if none is waiting.
      * A task may destroy this object: the remaining tasks are then dropped.
      */
     void Dispatch();

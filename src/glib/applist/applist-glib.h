@@ -153,8 +153,8 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
 /**
  * AppListStore::clicked:
  * @self: the store
- * @entry: (nullable): the entry that was selected at the time of the click, if the list has it
- * still
+ * @entry: (nullable): the entry that was selected at the time of the click, if the list still
+ * contains this entry
  *
  * The partner reports a click. The report names no item; clicks concern the selection.
  */
@@ -166,7 +166,7 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
  * @reason: the reason, empty if the partner has replied to every request
  *
  * Emitted once for each change, selection and click without an error, in the order of the calls,
- * unless the store ends before. A full queue reports its merged changes early.
+ * unless the store ends first. A full queue reports its merged changes early.
  */
 
 /**
@@ -193,9 +193,9 @@ AppListStore* applist_store_new(void);
  * @n_entries: the number of @entries
  * @error: the reason of a failure
  *
- * Makes the list equal to @entries. Entries of the list with an equal id and name stay in the place
- * of the given ones. As many of these as possible stay without a signal. More than 1,000 changed
- * ranges are emitted as one. The selection stays if @entries has its id.
+ * Makes the list equal to @entries. An entry of the list with an equal id and name replaces the
+ * given entry. As many entries as possible stay without a signal. More than 1,000 changed ranges
+ * are emitted as one. The selection stays if @entries has its id.
  *
  * Returns: %FALSE with an error of the domain %G_IO_ERROR if an entry is invalid
  */
@@ -280,7 +280,7 @@ gboolean applist_store_remove_all(AppListStore* self, GError** error);
  * @id: the id of an entry
  * @error: the reason of a failure
  *
- * Selects the entry. The protocol has no request that ends a selection.
+ * Selects the entry. The protocol has no request that only ends a selection.
  *
  * Returns: %FALSE with an error of the domain %G_IO_ERROR if the list has no such entry
  */
@@ -330,7 +330,7 @@ guint applist_store_get_selected(AppListStore* self);
  * @position: the position of an entry
  *
  * Selects the entry at @position, unless it is selected. Any other position is ignored, because the
- * protocol has no request that ends a selection.
+ * protocol has no request that only ends a selection.
  */
 APPLIST_GLIB_API
 void applist_store_set_selected(AppListStore* self, guint position);

@@ -18,12 +18,12 @@
  * The list of one host, kept equal to the list of the partner by an AppListClient of its own.
  *
  * **Rows.** Each row is an item. Only the functions of this class change rows, because the partner
- * changes the selection alone. Each change of rows has its own signal: insertions, moves, changes
+ * changes only the selection. Each change of rows has its own signal: insertions, moves, changes
  * of names and removals. The model is reset only by setItems, if no item stays or if the change has
  * more than 1,000 steps.
  *
  * **Selection.** currentIndex is the row of the selected item, or -1. Host and partner both change
- * the selection. No request ends the selection, so that the value -1 cannot be set.
+ * the selection. The protocol has no request that only ends it, so the value -1 cannot be set.
  *
  * **Waiting.** No function waits for the bus or the partner, except for the destructor, whose wait
  * is at most two seconds. A new partner receives the whole list and the selection.
@@ -62,7 +62,7 @@ public:
     /** Ends the connection. Waits at most two seconds for waiting changes and for the client. */
     ~AppListQtModel() override;
 
-    /** @return the number of items. @param parent invalid, as in each list */
+    /** @return the number of items. @param parent invalid, as for every list */
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     /** @return a text of the item. @param index its row @param role one of the roles */
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
@@ -77,7 +77,7 @@ public:
     Q_INVOKABLE int rowOf(const QString& uniqueId) const;
 
     /** @name Changes
-     * Each one returns whether it has changed the list. An invalid text or row, or a unique id that
+     * Each one returns whether it accepts the change. An invalid text or row, or a unique id that
      * is already in the list, changes nothing.
      */
     /** @{ */
@@ -91,7 +91,7 @@ public:
      *  @return false if the item is invalid */
     Q_INVOKABLE bool append(const QString& uniqueId, const QString& name);
     /** Replaces an item in its row. @param row of the item @param uniqueId of the new item
-     *  @param name of the new item @return false if row or item are invalid */
+     *  @param name of the new item @return false if row or item is invalid */
     Q_INVOKABLE bool modify(int row, const QString& uniqueId, const QString& name);
     /** Moves an item. @param from its row @param to its row afterwards
      *  @return false if a row is invalid */
@@ -113,9 +113,9 @@ public:
 Q_SIGNALS:
     /** A partner is ready, or the partner or the bus has gone. */
     void connectedChanged();
-    /** Host or partner has changed the selection, or its row is another one. */
+    /** Host or partner has changed the selection, or its row has changed. */
     void currentIndexChanged();
-    /** The partner reports a click, which concerns the selection. @param row of it, or -1 */
+    /** The partner reports a click on the selection. @param row of the selection, or -1 */
     void clicked(int row);
     /** The partner reports a change of its list. */
     void partnerListChanged();
