@@ -42,8 +42,8 @@ Usage HostVerb::Describe() {
         "applistctl host", "[DIR...]",
         "Runs a host: owns an application list, keeps the partner's list equal, and prints the\n"
         "events of the partner. The list consists of the desktop entries in DIR (default:\n"
-        "the XDG application folders). The name of an item is the localized Name, its unique id\n"
-        "is the desktop file id.",
+        "the XDG application folders). The name of an item is the localized Name, and its\n"
+        "unique id is the desktop file id.",
         "Commands on standard input, quoted as in a shell:\n" +
             DescribeCommands(WithCommonCommands(Host::CommandsFor(nullptr))) +
             "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 no bus.",

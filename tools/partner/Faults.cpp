@@ -53,7 +53,7 @@ constexpr Kind KINDS[] = {
     {"no-bind-on-ack", Fault::NoBindOnAck, FaultArguments::Nothing,
      "ignore _CLIENT_ACK without a host"},
     {"strict-mirror", Fault::StrictMirror, FaultArguments::Nothing,
-     "the five faults above: only the duties of a host"},
+     "the five faults above: the partner only mirrors the handshake of a host"},
     {"end-repeat", Fault::EndRepeat, FaultArguments::Nothing,
      "end a repeated answer when the timer announces _SERVICE_SYN"},
     {"early-created", Fault::EarlyCreated, FaultArguments::Nothing,
