@@ -56,8 +56,9 @@ private:
         return i < m_listeners.size() ? m_listeners[i] : nullptr;
     }
 
-    // Not held while a listener runs. It does not permit registration during an event. It makes the
-    // writes of the registering thread visible to the thread that delivers events.
+    // The mutex makes the writes of the registering thread visible to the thread that delivers
+    // events. The mutex is not held while a listener runs, and does not permit registration during
+    // an event.
     PTMutex m_mutex;
     std::vector<Listener*> m_listeners APPLIST_GUARDED_BY(m_mutex);
 };

@@ -13,7 +13,7 @@ struct ListStep {
     enum class Kind { REMOVE_ALL, REMOVE, MODIFY, APPEND };
 
     Kind kind;
-    std::size_t position; ///< of the item to remove or to replace, after the steps before
+    std::size_t position; ///< of the item to remove or to replace, after the preceding steps
     SharedItems items;    ///< the replacement, or the appended items
 };
 

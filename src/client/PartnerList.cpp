@@ -50,7 +50,8 @@ void PartnerList::OnNotificationBegin() {
 }
 
 // A partner with a new list processes requests between its report and the model's push. A removal
-// is then lost, and an addition moves in front. The next change repairs the list.
+// is then lost, and an added item comes first in the partner's list. The next change repairs the
+// list.
 void PartnerList::OnNotificationEnd() {
     m_isInNotification = false;
     if (m_isPush && m_isSoonAfterRequest) {
@@ -59,8 +60,8 @@ void PartnerList::OnNotificationEnd() {
     m_exclusive.unlock();
 }
 
-// The request of this notification was the query of the selection. After a failure the model has no
-// selection, although the partner has reported none.
+// The request of this notification was the query of the selection. After a failure of this query
+// the model has no selection, although the partner has not reported an empty selection.
 void PartnerList::OnItemSelectionEvent(AppListModel* /*model*/) {
     m_isPush = false;
     if (m_hasQueryFailed) {

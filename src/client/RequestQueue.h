@@ -52,7 +52,7 @@ public:
     bool IsEmpty() const { return m_changes.empty(); }
 
     /**
-     * @return the first change, of a queue that is not empty. A popped difference still stands for
+     * @return the first change, of a queue that is not empty. A popped difference still includes
      *         later changes, until BeginDifference.
      */
     ListChange Pop();
@@ -60,7 +60,7 @@ public:
     /** The popped difference begins: later changes wait behind it. */
     void BeginDifference();
 
-    /** The change that Pop has returned last has been made. */
+    /** Reports that the change from the last Pop has been made. */
     void Done() { m_selects = m_selects - m_poppedSelects; }
 
     /** @return whether a selection of the host is waiting or being made. */

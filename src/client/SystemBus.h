@@ -7,7 +7,7 @@
 /** Used on the thread that iterates the thread-default main context, except for Cancel. */
 class SystemBus {
 public:
-    /** @param context is woken after the bus has closed the connection; it must outlive this */
+    /** @param context woken after the bus has closed the connection; must outlive this object */
     explicit SystemBus(GMainContext* context);
     ~SystemBus();
 

@@ -95,7 +95,7 @@ bool WriteToJournal(int bufferId, int severity, const char* tag, const char* lin
         {"PRIORITY", severityText, WriteNumber(severityText, severity)},
         {"SYSLOG_IDENTIFIER", tag, -1},
         {"LOG_BUFFER", bufferText, WriteNumber(bufferText, bufferId)},
-        // From here on only lines with an origin, and the last one only errors.
+        // Only lines with an origin have the following fields, and only errors have the last one.
         {"CODE_FILE", origin.file, -1},
         {"CODE_LINE", lineText, WriteNumber(lineText, origin.line)},
         {"CODE_FUNC", origin.function, -1},
@@ -106,8 +106,8 @@ bool WriteToJournal(int bufferId, int severity, const char* tag, const char* lin
     return g_log_writer_journald(G_LOG_LEVEL_DEBUG, fields, count, nullptr) == G_LOG_WRITER_HANDLED;
 }
 
-// Ends a line that was cut with the mark, in front of which no UTF-8 character is cut in two: the
-// journal would show the whole line as binary.
+// Ends a truncated line with the mark. No UTF-8 character is cut in two before the mark, because
+// the journal would show the whole line as binary.
 void MarkCut(char (&line)[LINE_CAPACITY]) {
     std::size_t end = LINE_CAPACITY - sizeof(CUT_MARK);
     while (end > LINE_CAPACITY - sizeof(CUT_MARK) - 3 && (line[end] & 0xC0) == 0x80) {

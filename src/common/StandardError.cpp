@@ -24,8 +24,8 @@ namespace {
 constexpr std::size_t CAPACITY = PIPE_BUF;
 constexpr char CUT_MARK[] = "...\n";
 
-// Blocks the signals of a failed write for the thread. The terminal's one would stop a background
-// process; blocked, it lets the write pass.
+// Blocks the signals of a failed write for the thread. SIGTTOU of the terminal would stop a
+// background process; while SIGTTOU is blocked, the terminal accepts the write.
 class WriteSignalsOff {
 public:
     WriteSignalsOff() {
@@ -104,8 +104,8 @@ std::size_t AppendLine(char (&text)[CAPACITY], std::size_t headSize, const char*
     return headSize + taken + std::strlen(end);
 }
 
-// O_NONBLOCK on the descriptor itself would change it for the host and for the user's shell. A
-// description of the library's own does not.
+// O_NONBLOCK on the descriptor itself would also apply to the host and to the user's shell, which
+// share its open file description. The library therefore opens a description of its own.
 bool WriteToOwnDescription(const char* text, std::size_t size) {
     const int own = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (own < 0) {
@@ -116,7 +116,8 @@ bool WriteToOwnDescription(const char* text, std::size_t size) {
     return true;
 }
 
-// Without /proc, or with the pipe of another user. A pipe that is ready accepts the whole line.
+// For a process without /proc, or with the pipe of another user as its standard error. A pipe that
+// is ready accepts the whole line.
 void WriteIfReady(const char* text, std::size_t size) {
     pollfd ready = {STDERR_FILENO, POLLOUT, 0};
     if (poll(&ready, 1, 0) == 1 && ready.revents == POLLOUT) {

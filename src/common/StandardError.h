@@ -6,8 +6,8 @@ namespace StandardError {
 
 /**
  * Writes "time tag[process id] priority: " and @p line to standard error, in one write. Never
- * blocks on a full pipe or a stopped terminal, except on a terminal that the process may not open,
- * never raises a signal, and is not a cancellation point: the line is lost instead. Control
+ * raises a signal, and is not a cancellation point. A line for a full pipe or a stopped terminal is
+ * lost, and does not block the thread, except on a terminal that the process may not open. Control
  * characters in the line become '?', because a name from another process must not control the
  * terminal. Any thread may call it.
  */

@@ -18,7 +18,7 @@ public:
     explicit EntryList(Observer observer) : m_observer(std::move(observer)) {}
 
     std::size_t Count() const { return m_entries.size(); }
-    /** @return the entry, or null behind the end. */
+    /** @return the entry, or null past the end. */
     AppListEntry* At(std::size_t position) const;
     /** @return the position of the entry with this id, or Count(). */
     std::size_t IndexOf(const std::string& id) const;

@@ -170,7 +170,7 @@ bool StoreCore::MayChangeList(GError** error) const {
     return IsOpen(error);
 }
 
-// In the handlers of the first signal, the selection is already that after the change.
+// In the handlers of the first signal, the selection is already the one after the change.
 template <class Change>
 void StoreCore::EndChange(Change change) {
     const std::size_t count = Count();

@@ -33,7 +33,7 @@ public:
     void Close() noexcept;
 
     std::size_t Count() const noexcept { return m_entries.Count(); }
-    /** @return the entry, or null behind the end. */
+    /** @return the entry, or null past the end. */
     AppListEntry* At(std::size_t position) const noexcept { return m_entries.At(position); }
     /** @return the position of the entry, or Count(). */
     std::size_t IndexOf(const char* id) const noexcept { return m_entries.IndexOf(id); }

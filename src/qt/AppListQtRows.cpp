@@ -6,7 +6,7 @@
 
 namespace {
 
-// The client rejects the same items. Its reason arrives later, and the rows change at once.
+// The client rejects the same items, but reports the rejection after the rows have changed.
 bool IsValid(const AppListClient::Item& item) {
     return !item.uniqueId.empty() && item.uniqueId.find('\n') == std::string::npos &&
            item.visibleName.find('\n') == std::string::npos;
@@ -202,7 +202,7 @@ void AppListQtRows::InsertRows(int first, RowItems::const_iterator begin,
 }
 
 void AppListQtRows::MoveRow(int from, int to) {
-    // Qt names the row behind the moved one, as the rows are before the move.
+    // Qt requires the row that follows the moved one, counted as before the move.
     const int next = to > from ? to + 1 : to;
     m_model.beginMoveRows(QModelIndex(), from, from, QModelIndex(), next);
     MoveItem(m_items, from, to);

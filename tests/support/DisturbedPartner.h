@@ -18,7 +18,7 @@ public:
     /** Starts the process. @param random the source of the choices, shared with the run */
     explicit DisturbedPartner(std::mt19937_64& random);
 
-    /** Selects one of the first @p count items of its list, or nothing behind the last one. A
+    /** Selects one of the first @p count items of its list, or nothing after the last one. A
      *  stopped partner selects nothing. */
     void Select(std::size_t count);
 

@@ -22,7 +22,7 @@ public:
     /** Its unique bus name. */
     const std::string& Name() const { return m_name; }
 
-    /** Sends a line and waits for its answer. @return the answer behind the command's word */
+    /** Sends a line and waits for its answer. @return the answer after the command's word */
     std::string Ask(const std::string& line);
 
     /** The same without waiting; the answer is skipped later. */

@@ -22,7 +22,7 @@ public:
     explicit PrivateBus(const std::string& policy = "");
 
     /**
-     * A bus of other rules, which every user of the machine can reach.
+     * A bus with other rules, which every user of the machine can reach.
      * @param configuration makes the whole XML text, given the address to listen at
      */
     explicit PrivateBus(

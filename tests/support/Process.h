@@ -49,8 +49,7 @@ public:
     const std::string& Output();
     const std::string& Errors();
 
-    /** Iterates the main context until @p text is written, behind the text that was found before.
-     */
+    /** Iterates the main context until @p text is written after the text of the last WaitFor. */
     bool WaitFor(const std::string& text) { return m_output.WaitFor(text); }
     bool WaitForError(const std::string& text) { return m_errors.WaitFor(text); }
 

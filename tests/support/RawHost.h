@@ -14,7 +14,7 @@
 
 inline namespace applist_test {
 
-/** Its callbacks run while the test's main context is iterated, which all waiting does. */
+/** The callbacks run in the test's main context, which every waiting function iterates. */
 class RawHost {
 public:
     explicit RawHost(const PrivateBus& bus);
@@ -26,7 +26,7 @@ public:
     /** Owns and releases the name of a step, such as "_SYN". */
     void Announce(const std::string& step) { m_endpoint->Announce(step); }
 
-    /** Waits until a partner has announced @p step so often; its partner is the last of them. */
+    /** Waits for @p count announcements of @p step. The last announcer becomes the partner. */
     bool WaitForAnnouncement(const std::string& step, std::size_t count = 1);
 
     /** Handshake with a partner that runs already. */

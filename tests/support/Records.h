@@ -52,7 +52,7 @@ inline std::vector<Record> Read(const std::string& stream) {
     }
 }
 
-/** @p payload with the four bytes of @p id behind it, the least significant one first. */
+/** @p payload, followed by the four bytes of @p id, the least significant one first. */
 inline std::string Frame(const std::string& payload, int id) {
     std::string message = payload;
     auto rest = static_cast<std::uint32_t>(id);
@@ -63,7 +63,7 @@ inline std::string Frame(const std::string& payload, int id) {
     return message;
 }
 
-/** The id behind a message of at least four bytes. */
+/** The id at the end of a message of at least four bytes. */
 inline int IdOf(const std::string& message) {
     std::uint32_t id = 0;
     for (std::size_t i = 1; i <= 4; ++i) {

@@ -69,7 +69,7 @@ public:
     std::vector<Bytes> Notifications();
     std::vector<std::string> Announcements();
 
-    /** Waits, without iterating any context of the test, for so many of them. */
+    /** Waits until @p count of them have arrived, without iterating a context of the test. */
     bool WaitForRequests(std::size_t count);
     bool WaitForNotifications(std::size_t count);
     bool WaitForAnnouncement(const std::string& name);

@@ -25,7 +25,7 @@ int Of(Method method) {
 #endif
 }
 
-/** The function at @p index of the virtual table of @p object. The object comes first in it. */
+/** The function at @p index of the virtual table whose address is at the start of @p object. */
 template <class Function, class Object>
 Function* At(const Object* object, int index) {
     void* const* table = nullptr;

@@ -13,7 +13,7 @@ public:
     /** The folders of the system bus, the distribution's first. */
     static std::vector<std::string> DefaultFolders();
 
-    /** Reads the files *.conf in @p folders. Leaves out what cannot be read. */
+    /** Reads the files *.conf in @p folders. Omits unreadable files. */
     explicit BusPolicy(const std::vector<std::string>& folders);
 
     /** "FILE names user root for the host, and you are launcher", in words for each case. */
@@ -27,7 +27,7 @@ public:
     static std::string DropIn(const std::string& user);
 
 private:
-    /** A <policy> that allows to own a name of the host. */
+    /** A <policy> that allows its user to own a name of the host. */
     struct Block {
         std::string file;
         std::string kind; ///< "user", "group" or "context"

@@ -60,7 +60,7 @@ struct OwnedName {
     std::string Describe() const;
 };
 
-/** Takes that long when a handshake name is owned, and otherwise no time. */
+/** Takes more than a second when a handshake name is owned, and otherwise no time. */
 std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection);
 
 /** ":1.7 (pid 77, launcher)" */

@@ -30,7 +30,7 @@ public:
 
     void Add(int index, const Finding& finding) { m_findings[index] = finding; }
 
-    /** Gives each selected row without a finding a reason. */
+    /** Sets @p reason for each selected row without a finding. */
     void Complete(const std::string& reason);
 
     const std::map<int, Finding>& Findings() const { return m_findings; }
@@ -44,7 +44,7 @@ public:
     std::vector<std::string> RepairedKeys() const;
     CheckCounts Count() const;
 
-    /** Whether a row is broken without being known, or is known without being broken. */
+    /** Whether a broken row is not in the baseline, or a row of the baseline is not broken. */
     bool HasFailed() const;
 
 private:

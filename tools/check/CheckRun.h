@@ -51,7 +51,7 @@ void Fail(CheckRun& run, BareHost& host, ChecklistRow row, const std::string& wh
 bool CheckStep(CheckRun& run, ChecklistRow row, BareHost& host, const char* suffix,
                const std::string& when);
 
-/** The same without a pass. */
+/** Records only the failure of a step, in the same way. */
 void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffix,
               const std::string& when, const std::string& problem);
 
@@ -81,7 +81,7 @@ HostPointer FindPartner(CheckRun& run);
 /** A first host, a second host beside it, and the loss of the first host. */
 HostPointer CheckHosts(CheckRun& run, HostPointer host);
 
-/** Stops the partner at its end. */
+/** Starts host and partner at the same time, repeatedly. Stops the partner before the return. */
 void CheckStartsTogether(CheckRun& run);
 
 } // namespace HandshakeCheck

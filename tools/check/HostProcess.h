@@ -1,5 +1,5 @@
 // Reads the state of a process in /proc: whether it is stopped, whether a thread runs a main loop,
-// and which processes have the library loaded. Nothing of it disturbs the process.
+// and which processes have the library loaded. These reads do not disturb the process.
 #ifndef APPLIST_TOOLS_HOSTPROCESS_H
 #define APPLIST_TOOLS_HOSTPROCESS_H
 

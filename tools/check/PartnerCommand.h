@@ -35,7 +35,7 @@ public:
     /** The partner has announced itself: a command that has ended by now is not the partner. */
     void OnPartnerFound();
 
-    /** ", exit status 7": of a partner that has left the bus. Empty without knowledge of it. */
+    /** ", exit status 7": of a partner that has left the bus. Empty for an unknown status. */
     std::string DescribeEnd();
 
 private:

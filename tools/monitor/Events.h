@@ -30,13 +30,13 @@ constexpr const char* SideName(Side side) {
     return "unknown";
 }
 
-/** Somebody on the bus. */
+/** A process on the bus. */
 struct Peer {
     std::string name; ///< unique, like ":1.42"
     Side side = Side::Unknown;
 };
 
-/** A step of the handshake, or what the steps so far amount to. */
+/** A step of the handshake, or the result of the steps so far. */
 struct HandshakeEvent {
     enum class Kind {
         Identified, ///< `process` is the process of `who`

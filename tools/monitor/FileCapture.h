@@ -20,10 +20,10 @@ public:
     enum class Result {
         Message,
         Cut,        ///< the capture has too few bytes of a message
-        Unreadable, ///< a message is damaged; the next may be well
-        Foreign,    ///< none that went over the bus
+        Unreadable, ///< a message is damaged; the next one may be intact
+        Foreign,    ///< a local message, never sent on the bus
         End,
-        Damaged ///< the file is; nothing more can be read
+        Damaged ///< the file is damaged, and nothing more can be read
     };
 
     /**

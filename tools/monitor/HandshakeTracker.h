@@ -33,7 +33,7 @@ public:
 
     void SetFindProcess(FindProcess findProcess) { m_findProcess = std::move(findProcess); }
 
-    /** The bus daemon's signal of that name. */
+    /** The signal NameOwnerChanged of the bus daemon. */
     void OwnerChanged(Microseconds time, const std::string& name, const std::string& oldOwner,
                       const std::string& newOwner);
 
@@ -47,7 +47,7 @@ public:
     void FoundCheck(Microseconds time, const std::string& name);
 
     /**
-     * A side that was on the bus before the watching.
+     * A side that was on the bus before the monitor started.
      * @param peer its host or its partner; empty for none, or for an unknown one
      */
     void FoundHost(Microseconds time, const std::string& name, const std::string& peer);
@@ -94,7 +94,7 @@ private:
         bool isConnected = false; ///< reported, with the present peer
     };
 
-    /** The steps that a host still has before it. */
+    /** The next step that a host waits for. */
     struct Progress {
         std::string awaited; ///< the step that comes next; empty for none
         std::string reason;  ///< the step that it answers

@@ -23,7 +23,7 @@ public:
 
     virtual void Called(const RequestSeen& request) = 0;
     virtual void Late(const RequestSeen& request, Microseconds waited) = 0;
-    /** Its reply has come, or will not come any more. */
+    /** The reply to the request has arrived, or will not arrive any more. */
     virtual void Done(const RequestSeen& request) = 0;
 
     virtual void Notified(const NotificationSeen& notification) = 0;

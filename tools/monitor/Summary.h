@@ -11,7 +11,7 @@
 
 namespace applistctl {
 
-/** Keeps every latency: a number a request. */
+/** Keeps every latency: one number for each request. */
 class Latencies {
 public:
     void Add(Microseconds latency);

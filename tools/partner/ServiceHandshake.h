@@ -13,14 +13,14 @@
 // These rules alone leave pairs in which one side waits for ever, because each side may be
 // replaced while the other side does not read its messages. Six duties repair such pairs:
 //
-//     answer the own host        _CLIENT_SYN_ACK of the bound host is also answered
+//     answer the bound host      its _CLIENT_SYN_ACK is also answered
 //     repeat while free          without a host: announce _SERVICE_SYN again
 //     repeat while unasked       bound to a host that has made no request: announce _SERVICE_SYN
 //                                again. A bound host drops it, a host that is not bound answers it.
 //     repeat a refused answer    announce again while another process owns the name
-//     remember other hosts       a host that announces _CLIENT_SYN_ACK or _CLIENT_ACK while another
-//                                one is bound is bound itself. It is next when the own host
-//                                vanishes.
+//     remember other hosts       while a host is bound: another host that announces _CLIENT_SYN_ACK
+//                                or _CLIENT_ACK drops _SERVICE_SYN. Bind to that host when the
+//                                bound one vanishes.
 //     bind on _CLIENT_ACK        without a host: its sender is the host, and it is ready
 //
 // One timer repeats while free and while unasked, for the same reason: only a request of a host

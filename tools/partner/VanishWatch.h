@@ -11,7 +11,7 @@ namespace applistctl {
 
 class VanishWatch {
 public:
-    /** EarlierEnd::Ignore leaves out the question for the owner: a fault of the partner. */
+    /** EarlierEnd::Ignore ignores an end before the watch: a fault of the partner. */
     enum class EarlierEnd { Report, Ignore };
 
     /** @param onVanished called once, from the main context; it may delete the watch */

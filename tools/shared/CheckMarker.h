@@ -11,7 +11,7 @@ constexpr const char* MEMBER = "Check";
 
 /**
  * Sends a signal from @p connection to itself, on the path of the communication object. A bus
- * policy allows such a signal, and only a monitor receives it besides.
+ * policy allows such a signal, and no other process except a monitor receives it.
  */
 void Send(GDBusConnection* connection);
 

@@ -11,7 +11,10 @@ namespace applistctl {
 /** Whether the process may read and change the terminal: a background process would be stopped. */
 bool IsInForeground();
 
-/** Reports that the process is in the foreground again. No signal does when it ran meanwhile. */
+/**
+ * Reports that the process is in the foreground again. A process that was running in the background
+ * receives no signal of this change.
+ */
 class ForegroundWatch {
 public:
     /** Calls @p onForeground once, in the main loop. An earlier start is cancelled. */

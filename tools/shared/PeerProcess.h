@@ -12,7 +12,7 @@ namespace applistctl {
 struct PeerProcess {
     guint32 pid = 0; ///< 0 when the bus does not report it
     guint32 user = G_MAXUINT32;
-    std::string command; ///< the name of its program; empty when /proc does not allow to read it
+    std::string command; ///< the name of its program; empty when /proc does not show it
 
     /** The name of the user, or the number of a user without a name; empty when unknown. */
     std::string User() const;
