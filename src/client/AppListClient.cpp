@@ -5,6 +5,8 @@
 
 #include <client/ClientCore.h>
 
+using namespace applist_internal;
+
 namespace {
 
 SharedItem Share(AppListClient::Item item) {

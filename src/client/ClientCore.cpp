@@ -9,6 +9,8 @@
 #include <common/Log.h>
 #include <pthread.h>
 
+namespace applist_internal {
+
 namespace {
 
 constexpr std::chrono::seconds FLUSH_LIMIT{1};
@@ -296,3 +298,5 @@ void ClientCore::OnClick() {
         m_gate->Post([event = m_events.clicked, item = Selection()] { event(ItemOf(item)); });
     }
 }
+
+} // namespace applist_internal

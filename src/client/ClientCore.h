@@ -16,6 +16,8 @@
 #include <client/PartnerList.h>
 #include <client/RequestQueue.h>
 
+namespace applist_internal {
+
 /** Exists until the client has been destroyed and both threads have ended. */
 class ClientCore final : public std::enable_shared_from_this<ClientCore>,
                          private PartnerListObserver {
@@ -79,5 +81,7 @@ private:
     int m_threads = 0;
     bool m_hasThreads = true;
 };
+
+} // namespace applist_internal
 
 #endif

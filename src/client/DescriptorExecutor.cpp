@@ -11,6 +11,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+namespace applist_internal {
+
 /** The waiting tasks; the executor functions hold them as well. */
 class DescriptorTasks {
 public:
@@ -70,7 +72,10 @@ private:
     std::deque<AppListClient::Task> m_tasks;
 };
 
-DescriptorExecutor::DescriptorExecutor() : m_tasks(std::make_shared<DescriptorTasks>()) {}
+} // namespace applist_internal
+
+DescriptorExecutor::DescriptorExecutor()
+    : m_tasks(std::make_shared<applist_internal::DescriptorTasks>()) {}
 
 DescriptorExecutor::~DescriptorExecutor() {
     m_tasks->Close();
@@ -81,7 +86,7 @@ int DescriptorExecutor::GetDescriptor() const {
 }
 
 void DescriptorExecutor::Dispatch() {
-    const std::shared_ptr<DescriptorTasks> tasks = m_tasks; // a task may destroy this object
+    const auto tasks = m_tasks; // a task may destroy this object
     for (std::size_t count = tasks->Count(); count > 0; --count) {
         const AppListClient::Task task = tasks->Pop();
         if (!task) {

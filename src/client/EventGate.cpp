@@ -6,6 +6,8 @@
 #include <common/CancellationOff.h>
 #include <common/Log.h>
 
+namespace applist_internal {
+
 void EventGate::Post(AppListClient::Task task) {
     const CancellationOff untilPosted;
     {
@@ -64,3 +66,5 @@ void EventGate::Close(std::chrono::milliseconds limit) {
         APPLIST_LOG_ERROR("An event handler still runs after the end of the client");
     }
 }
+
+} // namespace applist_internal

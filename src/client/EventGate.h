@@ -11,6 +11,8 @@
 
 #include <applist/AppListClient.h>
 
+namespace applist_internal {
+
 class EventGate : public std::enable_shared_from_this<EventGate> {
 public:
     explicit EventGate(AppListClient::Executor executor) : m_executor(std::move(executor)) {}
@@ -36,5 +38,7 @@ private:
     int m_depth = 0; // of tasks, since a task may run a nested main loop
     std::thread::id m_thread;
 };
+
+} // namespace applist_internal
 
 #endif

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+namespace applist_internal {
+
 namespace {
 
 // A line feed ends a text on its way to the partner.
@@ -142,3 +144,5 @@ std::size_t HostList::IndexOf(const std::string& uniqueId) const {
 std::string HostList::Unknown(const std::string& uniqueId) const {
     return "the list has no item with the unique id '" + uniqueId + "'";
 }
+
+} // namespace applist_internal

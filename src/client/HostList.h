@@ -8,6 +8,8 @@
 
 #include <client/SharedItem.h>
 
+namespace applist_internal {
+
 /** Not thread-safe: the client guards it. Each change returns an empty text or its rejection. */
 class HostList {
 public:
@@ -35,5 +37,7 @@ private:
     SharedItems m_items;
     SharedItem m_selection;
 };
+
+} // namespace applist_internal
 
 #endif

@@ -6,6 +6,8 @@
 #include <unordered_map>
 #include <utility>
 
+namespace applist_internal {
+
 namespace {
 
 // To empty the list, to fill it, and to select.
@@ -248,3 +250,5 @@ std::vector<ListStep> ListDifference(const SharedItems& present, const SharedIte
     AddAppend(steps, wanted, kept.size());
     return steps;
 }
+
+} // namespace applist_internal

@@ -8,6 +8,8 @@
 
 #include <client/SharedItem.h>
 
+namespace applist_internal {
+
 /** A step of a difference; each is one request, except that a long append may become several. */
 struct ListStep {
     enum class Kind { REMOVE_ALL, REMOVE, MODIFY, APPEND };
@@ -36,5 +38,7 @@ struct ListStep {
  */
 std::vector<ListStep> ListDifference(const SharedItems& present, const SharedItems& wanted,
                                      const std::string& removed);
+
+} // namespace applist_internal
 
 #endif

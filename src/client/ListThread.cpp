@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+namespace applist_internal {
+
 namespace {
 
 constexpr unsigned RETRY_PERIOD_MS = 500;
@@ -77,3 +79,5 @@ void ListThread::Stop() {
 void ListThread::CheckBus() {
     g_main_context_wakeup(m_context);
 }
+
+} // namespace applist_internal

@@ -8,6 +8,8 @@
 #include <client/SystemBus.h>
 #include <glib.h>
 
+namespace applist_internal {
+
 /** The work of the thread; the client starts the thread. */
 class ListThread {
 public:
@@ -41,5 +43,7 @@ private:
     SystemBus m_bus;
     std::atomic<bool> m_isStopped{false};
 };
+
+} // namespace applist_internal
 
 #endif

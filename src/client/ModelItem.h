@@ -8,6 +8,8 @@
 #include <applist/AppListItem.h>
 #include <client/SharedItem.h>
 
+namespace applist_internal {
+
 class ModelItem;
 
 /**
@@ -39,5 +41,7 @@ private:
     SharedItem m_item;
     const ModelSearch& m_search;
 };
+
+} // namespace applist_internal
 
 #endif

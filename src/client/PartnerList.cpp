@@ -6,6 +6,8 @@
 
 #include <ipc/LiveEndpoints.h>
 
+namespace applist_internal {
+
 namespace {
 
 // AddItems compares each item with the whole list. Above this length it takes longer than one
@@ -326,3 +328,5 @@ std::size_t PartnerList::IndexOf(const std::string& uniqueId) const {
     });
     return static_cast<std::size_t>(found - m_items.begin());
 }
+
+} // namespace applist_internal

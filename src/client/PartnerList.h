@@ -20,6 +20,8 @@
 #include <client/RequestQueue.h>
 #include <ipc/ChannelObserver.h>
 
+namespace applist_internal {
+
 /** Receives the reports of a PartnerList, most on the thread that iterates its main context. */
 class PartnerListObserver {
 public:
@@ -127,5 +129,7 @@ private:
     bool m_hasQueryFailed = false;
     std::atomic<bool> m_isAbandoned{false};
 };
+
+} // namespace applist_internal
 
 #endif

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace applist_internal {
+
 std::vector<AppListClient::Completion> RequestQueue::Push(ListChange change) {
     if (change.kind == ListChange::Kind::CLICK) {
         ++m_clicks;
@@ -77,3 +79,5 @@ void RequestQueue::BeginDifference() {
     m_poppedSelects = std::exchange(m_mergedSelects, 0);
     m_hasDifference = false;
 }
+
+} // namespace applist_internal

@@ -9,6 +9,8 @@
 
 #include <client/SharedItem.h>
 
+namespace applist_internal {
+
 /** A change or click of the host. */
 struct ListChange {
     enum class Kind {
@@ -78,5 +80,7 @@ private:
     std::size_t m_mergedSelects = 0;
     std::size_t m_poppedSelects = 0;
 };
+
+} // namespace applist_internal
 
 #endif

@@ -8,6 +8,8 @@
 
 #include <applist/AppListClient.h>
 
+namespace applist_internal {
+
 using SharedItem = std::shared_ptr<const AppListClient::Item>;
 using SharedItems = std::vector<SharedItem>;
 
@@ -15,5 +17,7 @@ inline bool IsEqual(const SharedItem& left, const SharedItem& right) {
     return left == right ||
            (left->uniqueId == right->uniqueId && left->visibleName == right->visibleName);
 }
+
+} // namespace applist_internal
 
 #endif

@@ -4,6 +4,8 @@
 
 #include <common/Log.h>
 
+namespace applist_internal {
+
 namespace {
 
 constexpr gint64 RELEASE_LIMIT_US = 200000;
@@ -90,3 +92,5 @@ bool SystemBus::IsClosed() const {
 void SystemBus::Cancel() {
     g_cancellable_cancel(m_cancellable);
 }
+
+} // namespace applist_internal

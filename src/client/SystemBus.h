@@ -4,6 +4,8 @@
 
 #include <gio/gio.h>
 
+namespace applist_internal {
+
 /** Used on the thread that iterates the thread-default main context, except for Cancel. */
 class SystemBus {
 public:
@@ -38,5 +40,7 @@ private:
     unsigned long m_handler = 0;
     bool m_hasFailed = false;
 };
+
+} // namespace applist_internal
 
 #endif

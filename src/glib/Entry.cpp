@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+using namespace applist_internal;
+
 struct _AppListEntry {
     GObject parent;
     SharedItem item;
@@ -79,7 +81,7 @@ static void applist_entry_class_init(AppListEntryClass* entryClass) {
     g_object_class_install_properties(objectClass, PROPERTIES, properties);
 }
 
-const SharedItem& ItemOf(AppListEntry* entry) {
+const SharedItem& applist_internal::ItemOf(AppListEntry* entry) {
     return entry->item;
 }
 

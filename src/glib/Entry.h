@@ -8,6 +8,8 @@
 #include <applist/applist-glib.h>
 #include <client/SharedItem.h>
 
+namespace applist_internal {
+
 struct EntryUnref {
     void operator()(AppListEntry* entry) const { g_object_unref(entry); }
 };
@@ -24,5 +26,7 @@ inline EntryPtr RefEntry(AppListEntry* entry) {
 
 /** @return the item of an entry, which never changes. */
 const SharedItem& ItemOf(AppListEntry* entry);
+
+} // namespace applist_internal
 
 #endif

@@ -6,6 +6,8 @@
 #include <unordered_map>
 #include <utility>
 
+namespace applist_internal {
+
 AppListEntry* EntryList::At(std::size_t position) const {
     return position < m_entries.size() ? m_entries[position].get() : nullptr;
 }
@@ -67,3 +69,5 @@ std::vector<Origin> EntryList::OriginsOf(Entries& wanted) const {
     }
     return origins;
 }
+
+} // namespace applist_internal

@@ -9,6 +9,8 @@
 #include "Entry.h"
 #include "Splices.h"
 
+namespace applist_internal {
+
 class EntryList {
 public:
     /** Called after each changed range, with the list in its new state. */
@@ -42,5 +44,7 @@ private:
     Entries m_entries;
     bool m_isChanging = false;
 };
+
+} // namespace applist_internal
 
 #endif

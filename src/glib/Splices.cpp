@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace applist_internal {
+
 namespace {
 
 // The most items that keep their order: the longest increasing subsequence of the old positions, as
@@ -115,3 +117,5 @@ std::vector<Splice> SplicesBetween(std::size_t oldCount, const std::vector<Origi
     }
     return splices;
 }
+
+} // namespace applist_internal

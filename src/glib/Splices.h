@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+namespace applist_internal {
+
 /** A range of a list, which is replaced by items of the wanted list. */
 struct Splice {
     std::size_t position; ///< with added items: also their position in the wanted list
@@ -34,5 +36,7 @@ constexpr std::size_t MOST_SPLICES = 1000;
  *         added, and no state in between has a unique id twice.
  */
 std::vector<Splice> SplicesBetween(std::size_t oldCount, const std::vector<Origin>& origins);
+
+} // namespace applist_internal
 
 #endif

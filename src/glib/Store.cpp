@@ -5,6 +5,8 @@
 
 #include "StoreCore.h"
 
+using namespace applist_internal;
+
 struct _AppListStore {
     GObject parent;
     StoreCore* core;
@@ -15,7 +17,7 @@ static void cb_InitListModel(GListModelInterface* interface);
 G_DEFINE_TYPE_WITH_CODE(AppListStore, applist_store, G_TYPE_OBJECT,
                         G_IMPLEMENT_INTERFACE(G_TYPE_LIST_MODEL, cb_InitListModel))
 
-StoreCore& CoreOf(AppListStore* store) {
+StoreCore& applist_internal::CoreOf(AppListStore* store) {
     return *store->core;
 }
 

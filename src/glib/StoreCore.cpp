@@ -6,6 +6,8 @@
 
 #include <applist/AppListExecutors.h>
 
+namespace applist_internal {
+
 namespace {
 
 bool Reject(GError** error, GIOErrorEnum code, const char* reason) {
@@ -274,3 +276,5 @@ void StoreCore::OnPartnerChange() noexcept {
 void StoreCore::OnOutcome(AppListClient::Outcome outcome, const std::string& reason) noexcept {
     g_signal_emit_by_name(m_store, "outcome", static_cast<int>(outcome), reason.c_str());
 }
+
+} // namespace applist_internal

@@ -12,6 +12,8 @@
 #include "EntryList.h"
 #include "StoreReference.h"
 
+namespace applist_internal {
+
 /**
  * Belongs to the thread of its store, and emits the signals of the store. A function may be called
  * in a handler of such a signal, with the limits of applist-glib.h. The caller holds a reference to
@@ -85,5 +87,7 @@ private:
 
 /** @return the core of a store. */
 StoreCore& CoreOf(AppListStore* store);
+
+} // namespace applist_internal
 
 #endif

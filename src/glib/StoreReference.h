@@ -6,6 +6,8 @@
 
 #include <applist/applist-glib.h>
 
+namespace applist_internal {
+
 struct StoreUnref {
     void operator()(AppListStore* store) const { g_object_unref(store); }
 };
@@ -33,5 +35,7 @@ private:
 
     std::shared_ptr<GWeakRef> m_reference;
 };
+
+} // namespace applist_internal
 
 #endif

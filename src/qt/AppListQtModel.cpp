@@ -12,7 +12,8 @@ AppListClient::Item ClientItem(const QString& uniqueId, const QString& name) {
 } // namespace
 
 AppListQtModel::AppListQtModel(QObject* parent)
-    : QAbstractListModel(parent), m_rows(std::make_unique<AppListQtRows>(*this)) {}
+    : QAbstractListModel(parent),
+      m_rows(std::make_unique<applist_internal::AppListQtRows>(*this)) {}
 
 AppListQtModel::~AppListQtModel() = default;
 
@@ -52,7 +53,7 @@ int AppListQtModel::rowOf(const QString& uniqueId) const {
 }
 
 bool AppListQtModel::setItems(const QVector<Item>& items) {
-    RowItems rows;
+    applist_internal::RowItems rows;
     rows.reserve(static_cast<std::size_t>(items.size()));
     for (const Item& item : items) {
         rows.push_back(ClientItem(item.uniqueId, item.name));

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <unordered_set>
 
+namespace applist_internal {
+
 namespace {
 
 // The client rejects the same items, but reports the rejection after the rows have changed.
@@ -235,3 +237,5 @@ void AppListQtRows::Refill(const RowItems& items) {
     UpdateCurrent();
     m_model.endResetModel();
 }
+
+} // namespace applist_internal

@@ -9,6 +9,8 @@
 #include <applist/AppListQtModel.h>
 #include <qt/RowDifference.h>
 
+namespace applist_internal {
+
 /** The rows of the views, equal to the host's list of the client after each change. */
 class AppListQtRows {
 public:
@@ -58,5 +60,7 @@ private:
     // The last field: its events use the other ones, and end with it.
     AppListClient m_client;
 };
+
+} // namespace applist_internal
 
 #endif

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <unordered_map>
 
+namespace applist_internal {
+
 namespace {
 
 constexpr int ABSENT = -1;
@@ -121,3 +123,5 @@ std::vector<RowStep> RowDifference(const RowItems& present, const RowItems& want
     });
     return steps.size() > MOST_ROW_STEPS ? refill : steps;
 }
+
+} // namespace applist_internal

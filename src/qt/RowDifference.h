@@ -6,6 +6,8 @@
 
 #include <applist/AppListClient.h>
 
+namespace applist_internal {
+
 using RowItems = std::vector<AppListClient::Item>;
 
 /** The rows of a step are those of the list after the previous step. */
@@ -35,5 +37,7 @@ constexpr std::size_t MOST_ROW_STEPS = 1000;
  * Neither list holds a unique id twice.
  */
 std::vector<RowStep> RowDifference(const RowItems& present, const RowItems& wanted);
+
+} // namespace applist_internal
 
 #endif

@@ -11,6 +11,8 @@
 
 #include "ClientHost.h"
 
+using namespace applist_internal;
+
 namespace {
 
 SharedItems Shared(const std::vector<AppListClient::Item>& items) {

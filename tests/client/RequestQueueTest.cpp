@@ -6,6 +6,8 @@
 #include <client/RequestQueue.h>
 #include <gmock/gmock.h>
 
+using namespace applist_internal;
+
 namespace {
 
 constexpr std::size_t LENGTH = AppListClient::QUEUE_LENGTH;

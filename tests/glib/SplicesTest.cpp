@@ -11,6 +11,8 @@
 
 #include "NamedRow.h"
 
+using namespace applist_internal;
+
 namespace {
 
 using testing::ElementsAre;

@@ -12,6 +12,10 @@
 /** Marks the functions that libapplist-client exports. */
 #define APPLIST_CLIENT_API __attribute__((visibility("default")))
 
+namespace applist_internal {
+class ClientCore;
+}
+
 /**
  * The list of one host, kept equal to the list of the partner.
  *
@@ -160,7 +164,7 @@ public:
     /** @} */
 
 private:
-    std::shared_ptr<class ClientCore> m_core;
+    std::shared_ptr<applist_internal::ClientCore> m_core;
 };
 
 #endif

@@ -10,6 +10,10 @@
 // NOLINTNEXTLINE(modernize-use-using,bugprone-reserved-identifier)
 typedef struct _GMainContext GMainContext;
 
+namespace applist_internal {
+class DescriptorTasks;
+}
+
 /**
  * @return an executor that runs each task in an iteration of @p context, at the default priority.
  *         The executor holds a reference to the context. A null context is the global default one.
@@ -46,7 +50,7 @@ public:
     AppListClient::Executor GetExecutor() const;
 
 private:
-    std::shared_ptr<class DescriptorTasks> m_tasks;
+    std::shared_ptr<applist_internal::DescriptorTasks> m_tasks;
 };
 
 #endif

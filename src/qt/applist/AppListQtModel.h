@@ -14,6 +14,10 @@
 /** Marks the class that libapplist-qt5 and libapplist-qt6 export. */
 #define APPLIST_QT_API __attribute__((visibility("default")))
 
+namespace applist_internal {
+class AppListQtRows;
+}
+
 /**
  * The list of one host, kept equal to the list of the partner by an AppListClient of its own.
  *
@@ -121,8 +125,8 @@ Q_SIGNALS:
     void partnerListChanged();
 
 private:
-    friend class AppListQtRows;
-    const std::unique_ptr<class AppListQtRows> m_rows;
+    friend class applist_internal::AppListQtRows;
+    const std::unique_ptr<applist_internal::AppListQtRows> m_rows;
 };
 
 #endif
