@@ -58,7 +58,7 @@ void ReportUnknownValue(const char* variable, const char* value) {
     g_standardError = before;
 }
 
-// The first thread reports unknown values. Others may read the same environment meanwhile.
+// The first thread reports unknown values. Other threads may read the same environment meanwhile.
 void ReadEnvironment() {
     const char* const log = Value(LOG_VARIABLE);
     const char* const level = Value(LEVEL_VARIABLE);

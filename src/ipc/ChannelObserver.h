@@ -1,5 +1,5 @@
 // Reports of an endpoint to the code above the list: the connection, the outcome of each request,
-// and the begin and end of each notification.
+// and the beginning and end of each notification.
 #ifndef APPLIST_IPC_CHANNELOBSERVER_H
 #define APPLIST_IPC_CHANNELOBSERVER_H
 

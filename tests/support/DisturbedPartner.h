@@ -25,7 +25,7 @@ public:
     /** Sends a notification without effect on the list, unless the partner is stopped. */
     void Notify(int event);
 
-    /** Continues a stopped partner. Replaces a running one in one of three cases, or stops it. */
+    /** Continues a stopped partner. Replaces a third of the running ones, and stops the others. */
     void Disturb();
 
     /** Continues a stopped partner. */

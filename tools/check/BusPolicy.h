@@ -16,7 +16,7 @@ public:
     /** Reads the files *.conf in @p folders. Omits unreadable files. */
     explicit BusPolicy(const std::vector<std::string>& folders);
 
-    /** "FILE names user root for the host, and you are launcher", in words for each case. */
+    /** A text such as "FILE names user root for the host, and you are launcher". */
     std::string Describe(const std::string& user) const;
 
     /** Whether a policy gives the role of the host to @p user. */

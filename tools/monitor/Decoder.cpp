@@ -29,7 +29,7 @@ bool ReadBytes(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, s
     return true;
 }
 
-// What both kinds have in common: the id behind the payload.
+// Reads the id after the payload, for both kinds of messages.
 bool ReadFrame(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, Content& content) {
     const bool complete = ReadBytes(body, cutBytes, bytes, content.problem, content.cut);
     content.size = bytes.size();

@@ -23,13 +23,13 @@ constexpr const char* SUMMARY =
     "request-seen\n"
     "\n"
     "Prints \"name NAME\" and, each time, \"connected HOST\". Reads commands, with bytes in\n"
-    "hexadecimal and \"-\" for none, and answers each with a line that starts alike:\n"
+    "hexadecimal and \"-\" for none, and answers each with a line that starts with its word:\n"
     "  syn                announce SYN      created            a new, empty list\n"
     "  notify HEX         one notification  select HEX         the selection query's answer\n"
     "  burst COUNT        numbered ones     noise MS           the four events, 0: silence\n"
     "  call HEX           call the host     list               its records, its selection\n"
     "  requests           those since last  received           count, count in order\n"
-    "  choose NUMBER      select that item of its list, or nothing behind the last one\n"
+    "  choose NUMBER      select that item of its list, or nothing after the last one\n"
     "  leave              leave the bus";
 
 struct Session {
@@ -105,8 +105,9 @@ Partner::Options ReadOptions(int argc, char** argv) {
         argc, argv, SUMMARY,
         {TextOption("id", id, "The endpoint id (Applist)"),
          TextOption("kill-at", moment, "Send SIGKILL to itself at this moment"),
-         NumberOption("retry-ms", retryMs, "Announce itself so often until connected (20)"),
-         NumberOption("reply-size", replySize, "Bytes of replies but the selection's (0)"),
+         NumberOption("retry-ms", retryMs, "Period of the announcements until connected (20)"),
+         NumberOption("reply-size", replySize,
+                      "Bytes of each reply except to the selection query (0)"),
          FlagOption("created", created, "Send the created event when connected"),
          FlagOption("keep-requests", keepRequests, "Keep the requests for \"requests\"")});
     return {id != nullptr ? id : "Applist",
