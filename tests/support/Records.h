@@ -28,6 +28,7 @@ enum Request : int {
 };
 
 enum Event : int { CHANGE_EVENT = 1, SELECTION_EVENT = 2, CLICKED_EVENT = 3, CREATED_EVENT = 4 };
+constexpr Event EVENTS[] = {CHANGE_EVENT, SELECTION_EVENT, CLICKED_EVENT, CREATED_EVENT};
 
 inline std::string Write(const Record& record) {
     return record.name + '\n' + record.id + '\n';

@@ -104,7 +104,7 @@ func (p *partner) becomeReady() {
 	p.startTimer(firstPeriod)
 	fmt.Println("connected with", p.hosts[0])
 	p.items, p.selection = nil, nil
-	p.notify(created)
+	p.notify(createdEvent)
 }
 
 func (p *partner) announce(step string, then func()) {

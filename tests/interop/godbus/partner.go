@@ -31,7 +31,10 @@ const (
 const (
 	selectItem, query, clearAll, add, appendItem = 2000, 2001, 2003, 2004, 2005
 	click, remove, modify                        = 2006, 2007, 2008
-	changed, selected, clicked, created          = 1, 2, 3, 4
+	changeEvent                                  = 1
+	selectionEvent                               = 2
+	clickedEvent                                 = 3
+	createdEvent                                 = 4
 )
 
 // A string in Go consists of bytes of any character set.
@@ -116,7 +119,7 @@ func (p *partner) onRequest(id int32, items []item) {
 	case id == appendItem:
 		p.items = append(p.items, items[0])
 	case id == click:
-		p.notify(clicked)
+		p.notify(clickedEvent)
 	case id == remove:
 		p.replace(items[0].id, nil)
 	case id == modify && len(items) > 1:
@@ -154,15 +157,15 @@ func (p *partner) onCommand(line string) {
 		p.bus.Close() // all messages have been written
 		os.Exit(0)
 	case action == "change":
-		p.notify(changed)
+		p.notify(changeEvent)
 	case i >= 0 && action == "select":
 		p.selection = &item{p.items[i].name, id}
-		p.notify(selected)
+		p.notify(selectionEvent)
 	case i >= 0 && action == "click":
-		p.notify(clicked)
+		p.notify(clickedEvent)
 	case i >= 0 && action == "remove":
 		p.replace(id, nil)
-		p.notify(changed)
+		p.notify(changeEvent)
 	default:
 		fmt.Fprintln(os.Stderr, "godbus partner: no such command or item")
 	}

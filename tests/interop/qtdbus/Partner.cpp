@@ -11,7 +11,7 @@ const QString PATH = "/org/morva/javamw/CommunicationChannel/Applist";
 const QString INTERFACE = "org.morva.javamw.DbusCommunication";
 enum { SELECT = 2000, QUERY = 2001, CLEAR = 2003, ADD = 2004 };
 enum { APPEND = 2005, CLICK = 2006, REMOVE = 2007, MODIFY = 2008 };
-enum { CHANGED = 1, SELECTED, CLICKED, CREATED };
+enum { CHANGE_EVENT = 1, SELECTION_EVENT = 2, CLICKED_EVENT = 3, CREATED_EVENT = 4 };
 
 } // namespace
 
@@ -29,7 +29,7 @@ void Partner::OnReady() {
     m_items.clear();
     m_selection.clear();
     m_awaitsList = true;
-    Notify(CREATED);
+    Notify(CREATED_EVENT);
 }
 
 // To the host alone. Signals of an object of Qt are broadcasts.
@@ -85,7 +85,7 @@ void Partner::OnRequest(int id, const QVector<Item>& items) {
     } else if (id == APPEND) {
         m_items += items.mid(0, 1);
     } else if (id == CLICK) {
-        Notify(CLICKED);
+        Notify(CLICKED_EVENT);
     } else if (id == REMOVE && !items.isEmpty()) {
         Replace(items[0].id, {});
     } else if (id == MODIFY && items.size() > 1) {
@@ -159,15 +159,15 @@ void Partner::OnCommand(const QByteArray& line) {
     if (action == "list") {
         List();
     } else if (action == "change") {
-        Notify(CHANGED);
+        Notify(CHANGE_EVENT);
     } else if (index >= 0 && action == "select") {
         m_selection = {m_items[index]};
-        Notify(SELECTED);
+        Notify(SELECTION_EVENT);
     } else if (index >= 0 && action == "click") {
-        Notify(CLICKED);
+        Notify(CLICKED_EVENT);
     } else if (index >= 0 && action == "remove") {
         Replace(id, {});
-        Notify(CHANGED);
+        Notify(CHANGE_EVENT);
     } else {
         std::cerr << "qtdbus partner: no such command or item" << std::endl;
     }

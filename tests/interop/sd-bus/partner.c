@@ -16,7 +16,7 @@
 
 enum { SELECT = 2000, QUERY = 2001, CLEAR = 2003, ADD = 2004 };
 enum { APPEND = 2005, CLICK = 2006, REMOVE = 2007, MODIFY = 2008 };
-enum { CHANGED = 1, SELECTED, CLICKED, CREATED };
+enum { CHANGE_EVENT = 1, SELECTION_EVENT = 2, CLICKED_EVENT = 3, CREATED_EVENT = 4 };
 
 static sd_event* event;
 static sd_bus* bus;
@@ -35,7 +35,7 @@ static void notify(unsigned char id) {
 void on_ready(void) {
     clear();
     awaits_list = true;
-    notify(CREATED);
+    notify(CREATED_EVENT);
 }
 
 static void print_item(const char* before, Record record, const char* middle, const char* after) {
@@ -76,7 +76,7 @@ static void on_request(int32_t kind, const char* bytes, size_t size) {
         append(records[0]);
         break;
     case CLICK:
-        notify(CLICKED);
+        notify(CLICKED_EVENT);
         break;
     case REMOVE:
         replace(records[0], NULL);
@@ -135,15 +135,15 @@ static void on_command(Record line) {
     } else if (strncmp(line.bytes, "quit\n", 5) == 0) {
         sd_event_exit(event, 0);
     } else if (strncmp(line.bytes, "change\n", 7) == 0) {
-        notify(CHANGED);
+        notify(CHANGE_EVENT);
     } else if (item && strncmp(line.bytes, "select\n", 7) == 0) {
         set_selection(item);
-        notify(SELECTED);
+        notify(SELECTION_EVENT);
     } else if (item && strncmp(line.bytes, "click\n", 6) == 0) {
-        notify(CLICKED);
+        notify(CLICKED_EVENT);
     } else if (item && strncmp(line.bytes, "remove\n", 7) == 0) {
         replace(line, NULL);
-        notify(CHANGED);
+        notify(CHANGE_EVENT);
     } else {
         fputs("sd-bus partner: no such command or item\n", stderr);
     }

@@ -139,8 +139,7 @@ void Partner::MakeNoise(unsigned periodMs) {
 
 gboolean Partner::OnNoise(void* self) {
     auto* const partner = static_cast<Partner*>(self);
-    for (const int event : {Records::CHANGE_EVENT, Records::SELECTION_EVENT, Records::CLICKED_EVENT,
-                            Records::CREATED_EVENT}) {
+    for (const Records::Event event : Records::EVENTS) {
         partner->Notify(Records::Frame("noise", event));
     }
     return G_SOURCE_CONTINUE;
