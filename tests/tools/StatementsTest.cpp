@@ -8,6 +8,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -15,7 +16,6 @@
 #include <check/Duties.h>
 
 using namespace applistctl;
-using testing::IsEmpty;
 
 namespace {
 
@@ -24,12 +24,17 @@ struct Statement {
     bool isUnseen = false; ///< marked as not checked, with a reason
 };
 
+std::string Document(const std::string& file) {
+    std::ifstream stream(DOCUMENTS + file);
+    EXPECT_TRUE(stream.is_open()) << file;
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 // "**P7**", or "**P12, not checked: the reason.**" over one or more lines.
 std::map<int, Statement> StatementsOfTheDocuments() {
     std::map<int, Statement> statements;
     for (const char* const file : {"/docs/protocol.md", "/docs/partner-guide.md"}) {
-        std::ifstream stream(std::string(DOCUMENTS) + file);
-        const std::string text(std::istreambuf_iterator<char>(stream), {});
+        const std::string text = Document(file);
         const std::regex pattern(R"(\*\*P([0-9]+)(, not checked: [a-z][^*]{20,}\.)?\*\*)");
         for (std::sregex_iterator next(text.begin(), text.end(), pattern), end; next != end;
              ++next) {
@@ -72,6 +77,19 @@ TEST(Statements, OfTheDutiesStandInTheDocuments) {
         for (const int number : row.statements) {
             EXPECT_EQ(documented.count(number), 1U) << row.key << " names P" << number;
         }
+    }
+}
+
+TEST(QuotedResults, CountTheDutiesAndTheStatements) {
+    const std::string passed = std::to_string(Duties::AllRows().size()) + " passed, 0 weak";
+    const std::string proven = " of " + std::to_string(Duties::STATEMENTS) + " statements proven";
+    const std::pair<const char*, std::string> quotations[] = {
+        {"/docs/protocol.md", passed},
+        {"/docs/partner-in-java.md", passed},
+        {"/docs/checking-a-partner.md", proven}};
+    for (const auto& [file, quotation] : quotations) {
+        EXPECT_NE(Document(file).find(quotation), std::string::npos)
+            << file << " lacks \"" << quotation << '"';
     }
 }
 
