@@ -53,8 +53,14 @@ void cb_GetProperty(GObject* object, guint id, GValue* value, GParamSpec* proper
     }
 }
 
+// Never inlined: g++ 16 would expand the parent's finalize as a call of cb_Finalize, and would then
+// warn of a second destruction.
+[[gnu::noinline]] void DestroyItem(AppListEntry* self) {
+    self->item.~SharedItem();
+}
+
 void cb_Finalize(GObject* object) {
-    APPLIST_ENTRY(object)->item.~SharedItem();
+    DestroyItem(APPLIST_ENTRY(object));
     G_OBJECT_CLASS(applist_entry_parent_class)->finalize(object);
 }
 
