@@ -1,4 +1,5 @@
 // The CI of a host: valgrind with the installed suppressions, and GLib's fatal messages.
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@ namespace {
 
 constexpr int LEAK_FOUND = 99;
 constexpr int TRAP = 128 + SIGTRAP;
+// valgrind starts a host in a few seconds on a free machine, and in half a minute on a busy one.
+constexpr std::chrono::seconds VALGRIND_LIMIT(100);
 
 class CheckedHost : public testing::Test {
 protected:
@@ -23,10 +26,10 @@ protected:
         Process::Setup setup;
         setup.environment = {"G_DEBUG=" + debug};
         Process host(command, setup);
-        EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_ACK"));
+        EXPECT_TRUE(partner.WaitForAnnouncement("_CLIENT_ACK", VALGRIND_LIMIT));
         Notify(4);
         Notify(2);
-        const int status = host.WaitForExit();
+        const int status = host.WaitForExit(VALGRIND_LIMIT);
         errors = host.Errors();
         return status;
     }

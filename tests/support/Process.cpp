@@ -154,14 +154,14 @@ std::string Process::ReadLine() {
     return line;
 }
 
-int Process::WaitForExit() {
+int Process::WaitForExit(std::chrono::seconds limit) {
     // A process with a full pipe that is not read does not end.
     const auto hasEnded = [this] {
         Output();
         Errors();
         return Id().empty();
     };
-    return MainLoop::IterateUntil(hasEnded) ? WaitForExitWithoutIterating() : -1;
+    return MainLoop::IterateUntil(hasEnded, limit) ? WaitForExitWithoutIterating() : -1;
 }
 
 int Process::Interrupt() {

@@ -1,6 +1,7 @@
 // A child process of a test, whose input and output the test controls.
 #pragma once
 
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <functional>
@@ -57,7 +58,7 @@ public:
     std::string ReadLine();
 
     /** Iterates the main context. @return the exit status, 128 + N after signal N, -1 if it runs */
-    int WaitForExit();
+    int WaitForExit(std::chrono::seconds limit = std::chrono::seconds(20));
     int Interrupt();  ///< SIGINT, then the same
     int EndOfInput(); ///< closes the standard input, then the same
     /** The same without iterating and without a time limit. */

@@ -111,9 +111,9 @@ std::vector<std::string> TestPartner::Announcements() {
     return m_announcements;
 }
 
-bool TestPartner::WaitUntil(const std::function<bool()>& happened) {
+bool TestPartner::WaitUntil(const std::function<bool()>& happened, std::chrono::seconds limit) {
     std::unique_lock<std::mutex> lock(m_mutex);
-    return m_changed.wait_for(lock, std::chrono::seconds(20), happened);
+    return m_changed.wait_for(lock, limit, happened);
 }
 
 bool TestPartner::WaitForRequests(std::size_t count) {
@@ -124,9 +124,11 @@ bool TestPartner::WaitForNotifications(std::size_t count) {
     return WaitUntil([&] { return m_notifications.size() >= count; });
 }
 
-bool TestPartner::WaitForAnnouncement(const std::string& name) {
-    return WaitUntil([&] {
-        return std::find(m_announcements.begin(), m_announcements.end(), name) !=
-               m_announcements.end();
-    });
+bool TestPartner::WaitForAnnouncement(const std::string& name, std::chrono::seconds limit) {
+    return WaitUntil(
+        [&] {
+            return std::find(m_announcements.begin(), m_announcements.end(), name) !=
+                   m_announcements.end();
+        },
+        limit);
 }

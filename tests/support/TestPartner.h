@@ -72,7 +72,7 @@ public:
     /** Waits until @p count of them have arrived, without iterating a context of the test. */
     bool WaitForRequests(std::size_t count);
     bool WaitForNotifications(std::size_t count);
-    bool WaitForAnnouncement(const std::string& name);
+    bool WaitForAnnouncement(const std::string& name, std::chrono::seconds limit = LIMIT);
 
     GDBusConnection* Connection() { return m_connection; }
 
@@ -87,7 +87,9 @@ private:
         }
         m_changed.notify_all();
     }
-    bool WaitUntil(const std::function<bool()>& happened);
+    static constexpr std::chrono::seconds LIMIT{20};
+
+    bool WaitUntil(const std::function<bool()>& happened, std::chrono::seconds limit = LIMIT);
 
     const bool m_answersHandshake;
     GDBusConnection* m_connection;
