@@ -313,7 +313,7 @@ TEST_F(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
     const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("!! host :1.7 is stuck: no query for the selection (2001) "
                                 "within 1.2 s after notification 2"));
-    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problems"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problem\n"));
 }
 
 TEST_F(MonitorStuckHost, IsShownToPrograms) {
@@ -452,7 +452,7 @@ TEST_F(MonitorHalfOpenPair, IsConnectedAfterTheNamedPartnerHasRestarted) {
     Wait(6000);
     const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("== connected: host :1.7 and partner :1.19"));
-    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problems"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problem\n"));
 }
 
 TEST_F(MonitorHalfOpenPair, IsConnectedAfterThePartnerHasAnnouncedItselfAgain) {

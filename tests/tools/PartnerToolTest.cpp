@@ -240,6 +240,7 @@ TEST_P(MalformedRequest, IsPrintedAndDoesNotStopThePartner) {
 
 const Malformed MALFORMED[] = {
     {"NoBytes", "", "0 bytes are too short for an id"},
+    {"OneByte", "\xd4"s, "1 byte is too short for an id"},
     {"ThreeBytes", "\xd4\x07\0"s, "3 bytes are too short for an id"},
     {"AnUnusedId", "A\n1\n\xd2\x07\0\0"s, "no request has the id 2002"},
     {"ANegativeId", "\xff\xff\xff\xff"s, "no request has the id -1"},

@@ -12,6 +12,7 @@
 #include <check/BusPolicy.h>
 #include <check/BusSurvey.h>
 #include <check/HostProcess.h>
+#include <shared/Counted.h>
 #include <check/PeerCall.h>
 #include <check/Verdicts.h>
 #include <ipc/HandshakeNames.h>
@@ -253,7 +254,7 @@ private:
             return;
         }
         m_verdicts.Good("answer", "reply to 2001 from " + m_host.Partner() + ": " +
-                                      std::to_string(request.reply.size()) + " bytes");
+                                      Counted(request.reply.size(), "byte"));
         m_host.ReleaseName("_ACK");
         if (m_host.WaitForNotification(APPLIST_LOCAL_CREATED_EVENT, before + 1, m_limit)) {
             m_verdicts.Good("list",

@@ -10,6 +10,7 @@
 #include <applist/MessageIds.h>
 #include <host/HostItem.h>
 #include <shared/CapturedOutput.h>
+#include <shared/Counted.h>
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
 #include <unistd.h>
@@ -90,11 +91,11 @@ bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
         problem = all[i].problem.empty() ? problem : all[i].problem;
     }
     if (problem.empty() && all.size() - before != count) {
-        problem = std::to_string(all.size() - before) + " of " + std::to_string(count) +
-                  " operations reached the partner";
+        problem = std::to_string(all.size() - before) + " of " + Counted(count, "operation") +
+                  " reached the partner";
     }
     run.list.Record(Duty::WorksWithTheLibrary, problem.empty(),
-                    std::to_string(count) + " operations, the slowest " + InMilliseconds(slowest),
+                    Counted(count, "operation") + ", the slowest " + InMilliseconds(slowest),
                     problem.empty() ? problem : problem + run.partner.DescribeEnd());
     return problem.empty();
 }

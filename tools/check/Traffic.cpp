@@ -6,6 +6,7 @@
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
 #include <ipc/MessageFraming.h>
+#include <shared/Counted.h>
 #include <shared/Endpoint.h>
 #include <shared/Protocol.h>
 
@@ -152,8 +153,7 @@ void Traffic::Record::AddNotification(GDBusMessage* message) {
     if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
         notification.problem = "its type is " + TypeOf(message) + ", not (ay)";
     } else if (!MessageFraming::RemoveId(bytes, notification.id)) {
-        notification.problem =
-            "its " + std::to_string(bytes.size()) + " bytes are too short for an id";
+        notification.problem = "its " + TooShortForAnId(bytes.size());
     } else if (Protocol::FindNotification(notification.id) == nullptr) {
         notification.problem = "its id is " + std::to_string(notification.id);
     }

@@ -8,6 +8,7 @@
 #include <shared/CommandInput.h>
 #include <shared/ExitStatus.h>
 #include <shared/ItemListing.h>
+#include <shared/Counted.h>
 #include <shared/Output.h>
 #include <shared/SystemBus.h>
 
@@ -31,7 +32,7 @@ bool ReadEntries(const std::vector<std::string>& folders, Output& output, Deskto
         output.Problem("skipped " + ItemListing::Printable(skipped));
     }
     output.State(ItemListing::Count(entries.Shown().size()) + " from desktop entries, " +
-                 std::to_string(entries.HiddenCount()) + " hidden entries skipped");
+                 Counted(entries.HiddenCount(), "hidden entry", "hidden entries") + " skipped");
     return true;
 }
 

@@ -5,6 +5,7 @@
 
 #include <ipc/ByteArray.h>
 #include <ipc/MessageFraming.h>
+#include <shared/Counted.h>
 #include <shared/ItemStream.h>
 #include <shared/Protocol.h>
 #include <shared/Request.h>
@@ -23,7 +24,7 @@ bool ReadBytes(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, s
     }
     if (cutBytes > 0) {
         cut = "the capture lacks its last " + std::to_string(cutBytes) + " of " +
-              std::to_string(bytes.size()) + " bytes";
+              Counted(bytes.size(), "byte");
         return false;
     }
     return true;
@@ -38,7 +39,7 @@ bool ReadFrame(GVariant* body, std::size_t cutBytes, std::vector<char>& bytes, C
     }
     content.hasId = MessageFraming::RemoveId(bytes, content.id);
     if (!content.hasId) {
-        content.problem = std::to_string(bytes.size()) + " bytes are too short for an id";
+        content.problem = TooShortForAnId(bytes.size());
     }
     return content.hasId;
 }

@@ -9,6 +9,8 @@
 #include <glib.h>
 #include <sys/stat.h>
 
+#include <shared/Counted.h>
+
 namespace applistctl {
 
 namespace {
@@ -108,11 +110,11 @@ FileCapture::Result FileCapture::Parse(const unsigned char* bytes, std::size_t c
     }
     if (message == nullptr && isCut) {
         problem = "the capture has " + std::to_string(captured) + " of the " +
-                  std::to_string(length) + " bytes of a message";
+                  Counted(length, "byte") + " of a message";
         return Result::Cut;
     }
     if (message == nullptr) {
-        problem = "a packet of " + std::to_string(captured) + " bytes is no D-Bus message: " +
+        problem = "a packet of " + Counted(captured, "byte") + " is no D-Bus message: " +
                   (error != nullptr ? std::string(error->message)
                                     : "it says that it has " + std::to_string(needed));
         return Result::Unreadable;

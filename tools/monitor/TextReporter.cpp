@@ -5,6 +5,7 @@
 #include <applist/MessageIds.h>
 #include <monitor/Decoder.h>
 #include <monitor/TimeText.h>
+#include <shared/Counted.h>
 #include <shared/ItemListing.h>
 
 namespace applistctl {
@@ -23,7 +24,7 @@ Output::Tone ToneOf(Side side) {
 }
 
 std::string Bytes(std::size_t size) {
-    return std::to_string(size) + (size == 1 ? " byte" : " bytes");
+    return Counted(size, "byte");
 }
 
 std::string Number(const RequestSeen& request) {
@@ -186,7 +187,7 @@ void TextReporter::Cut(Microseconds time, const std::string& text) {
 void TextReporter::End(const Summary& summary) {
     m_output.Line("");
     m_output.State("summary of " + TimeText::Span(summary.Duration()) + ", " +
-                   std::to_string(summary.Messages()) + " messages");
+                   Counted(summary.Messages(), "message"));
     ShowHandshakes(summary);
     ShowRequests(summary);
     ShowNotifications(summary);
@@ -199,7 +200,7 @@ void TextReporter::End(const Summary& summary) {
 
 void TextReporter::ShowHandshakes(const Summary& summary) {
     m_output.Line("handshakes: " + std::to_string(summary.ReadyCount()) + " completed, " +
-                  std::to_string(summary.HandshakeProblems()) + " problems");
+                  Counted(summary.HandshakeProblems(), "problem"));
     for (const std::string& state : summary.Handshakes()) {
         m_output.Line("  " + ItemListing::Printable(state));
     }

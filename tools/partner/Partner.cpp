@@ -6,6 +6,7 @@
 #include <ipc/ByteArray.h>
 #include <ipc/HandshakeNames.h>
 #include <ipc/MessageFraming.h>
+#include <shared/Counted.h>
 #include <shared/Endpoint.h>
 #include <shared/Protocol.h>
 
@@ -236,11 +237,10 @@ void Partner::OnSignal(GDBusConnection* /*connection*/, const char* sender, cons
         output.Problem(std::string("a malformed notification is ignored: its type is ") +
                        g_variant_get_type_string(parameters) + ", not (ay)");
     } else if (!MessageFraming::RemoveId(message, id)) {
-        output.Problem("a malformed notification is ignored: " + std::to_string(message.size()) +
-                       " bytes are too short for an id");
+        output.Problem("a malformed notification is ignored: " + TooShortForAnId(message.size()));
     } else {
         output.Received("a notification with the id " + std::to_string(id) + " and " +
-                        std::to_string(message.size()) + " bytes: none of ours, ignored");
+                        Counted(message.size(), "byte") + ": none of ours, ignored");
     }
 }
 

@@ -4,6 +4,8 @@
 
 #include <glib.h>
 
+#include <shared/Counted.h>
+
 namespace applistctl {
 
 namespace {
@@ -54,7 +56,7 @@ std::size_t Width(const std::string& text) {
 }
 
 std::string Count(std::size_t items) {
-    return std::to_string(items) + (items == 1 ? " item" : " items");
+    return Counted(items, "item");
 }
 
 std::string Describe(const ListedItem& item) {

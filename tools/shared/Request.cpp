@@ -1,6 +1,7 @@
 #include <shared/Request.h>
 
 #include <ipc/MessageFraming.h>
+#include <shared/Counted.h>
 #include <shared/ItemStream.h>
 #include <shared/Protocol.h>
 
@@ -32,7 +33,7 @@ std::string FindProblem(const RequestKind& kind, const Request& request,
 Request ReadRequest(std::vector<char> message) {
     Request request;
     if (!MessageFraming::RemoveId(message, request.id)) {
-        request.problem = std::to_string(message.size()) + " bytes are too short for an id";
+        request.problem = TooShortForAnId(message.size());
         return request;
     }
     const RequestKind* const kind = Protocol::FindRequest(request.id);

@@ -14,7 +14,8 @@ record Request(RequestKind kind, List<Item> items, String problem) {
     /** Reads the bytes of a {@code Send}. */
     static Request read(byte[] message) {
         if (message.length < WireFormat.ID_SIZE) {
-            return malformed(message.length + " bytes are too short for an id");
+            return malformed(message.length + (message.length == 1 ? " byte is" : " bytes are")
+                    + " too short for an id");
         }
         int id = WireFormat.id(message);
         RequestKind kind = RequestKind.of(id);
