@@ -61,7 +61,11 @@ const Case CASES[] = {
     {"AMissingAddressIsWrongUsage", {"partner", "--bus"}, 2, "", "Missing argument for --bus"},
     {"APartnerTakesNoArguments", {"partner", "x"}, 2, "", "it takes no arguments"},
     {"AHostReportsAMissingBus", {"host", NO_BUS, SAMPLE_APPLICATIONS}, 3, "", "no bus: "},
-    {"APartnerReportsAMissingBus", {"partner", NO_BUS}, 3, "", "no bus: "},
+    {"APartnerReportsAMissingBusWithItsAddress",
+     {"partner", NO_BUS},
+     3,
+     "",
+     "; the address \"unix:path=/nonexistent/bus\" comes from --bus\n"},
     {"TheBusMayBeNamedBeforeTheVerb", {NO_BUS, "partner"}, 3, "", "no bus: "},
     {"AFolderThatIsNotThereFails", {"host", "/nonexistent/x"}, 1, "", "/nonexistent/x"},
 };
@@ -91,6 +95,13 @@ TEST(BusOption, OverridesTheEnvironment) {
 }
 
 TEST(Colour, IsNotWrittenToAPipe) {
+TEST(AMissingBus, IsReportedWithTheAddressOfTheEnvironment) {
+    ToolProcess tool({"partner"}, {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"});
+    EXPECT_EQ(tool.WaitForExit(), 3);
+    EXPECT_THAT(tool.Errors(), HasSubstr("; the address \"unix:path=/nonexistent/bus\" comes from "
+                                         "DBUS_SYSTEM_BUS_ADDRESS\n"));
+}
+
     const PrivateBus bus;
     ToolProcess tool({"partner"}, {"TERM=xterm"});
     EXPECT_TRUE(tool.WaitFor("_SERVICE_SYN: a partner has started\n"));

@@ -8,6 +8,25 @@ namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 
+bool& IsFromOption() {
+    static bool isFromOption = false;
+    return isFromOption;
+}
+
+// The address of the connections, and its origin: another one often explains an absent bus.
+std::string DescribeAddress() {
+    g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    const std::string text =
+        "the address \"" + std::string(address != nullptr ? address : "") + "\" ";
+    if (IsFromOption()) {
+        return text + "comes from --bus";
+    }
+    return text +
+           (g_getenv(ADDRESS_VARIABLE) != nullptr
+                ? std::string("comes from ") + ADDRESS_VARIABLE
+                : std::string("is the default, because ") + ADDRESS_VARIABLE + " is not set");
+}
+
 GDBusConnection* ConnectPrivately(GError** error) {
     g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
     if (address == nullptr) {
@@ -28,7 +47,7 @@ SystemBus::SystemBus(std::function<void(const std::string&)> onClosed, Kind kind
     m_connection = kind == Kind::Own ? ConnectPrivately(&error)
                                      : g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
     if (m_connection == nullptr) {
-        m_problem = error->message;
+        m_problem = error->message + ("; " + DescribeAddress());
         return;
     }
     // The default ends the process with a signal, without a message, when the bus is lost.
@@ -55,6 +74,7 @@ std::string SystemBus::Describe() {
 
 void SystemBus::UseAddress(const std::string& address) {
     g_setenv(ADDRESS_VARIABLE, address.c_str(), TRUE);
+    IsFromOption() = true;
 }
 
 void SystemBus::OnClosed(GDBusConnection* /*connection*/, gboolean /*remotePeerVanished*/,

@@ -25,14 +25,14 @@ public:
     SystemBus(const SystemBus&) = delete;
     SystemBus& operator=(const SystemBus&) = delete;
 
-    /** @return null without a bus, with the reason in Problem() */
+    /** @return null without a bus, with the reason and the address in Problem() */
     GDBusConnection* Connection() const { return m_connection; }
     const std::string& Problem() const { return m_problem; }
 
     /** "the system bus", or the address that replaces it. */
     static std::string Describe();
 
-    /** Makes @p address the system bus of this process. */
+    /** Makes @p address, the value of --bus, the system bus of this process. */
     static void UseAddress(const std::string& address);
 
 private:
