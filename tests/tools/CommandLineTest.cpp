@@ -32,6 +32,7 @@ const Case CASES[] = {
      "applistctl host [OPTION...] [DIR...]",
      ""},
     {"PartnerHelpShowsItsCommands", {"partner", "--help"}, 0, "select N|none", ""},
+    {"PartnerHelpListsTheFaults", {"partner", "--help"}, 0, "(--help lists the faults)\n", ""},
     {"PartnerHelpShowsTheBusOption", {"partner", "-h"}, 0, "--bus=ADDRESS", ""},
     {"HelpIsAVerb", {"help"}, 0, "applistctl [OPTION...] VERB", ""},
     {"HelpShowsAVerb", {"help", "monitor"}, 0, "applistctl monitor [OPTION...]", ""},
@@ -94,7 +95,6 @@ TEST(BusOption, OverridesTheEnvironment) {
     EXPECT_EQ(tool.EndOfInput(), 0);
 }
 
-TEST(Colour, IsNotWrittenToAPipe) {
 TEST(AMissingBus, IsReportedWithTheAddressOfTheEnvironment) {
     ToolProcess tool({"partner"}, {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"});
     EXPECT_EQ(tool.WaitForExit(), 3);
@@ -102,6 +102,7 @@ TEST(AMissingBus, IsReportedWithTheAddressOfTheEnvironment) {
                                          "DBUS_SYSTEM_BUS_ADDRESS\n"));
 }
 
+TEST(Colour, IsNotWrittenToAPipe) {
     const PrivateBus bus;
     ToolProcess tool({"partner"}, {"TERM=xterm"});
     EXPECT_TRUE(tool.WaitFor("_SERVICE_SYN: a partner has started\n"));

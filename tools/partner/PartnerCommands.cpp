@@ -25,9 +25,10 @@ std::vector<Command> PartnerCommands::All() {
         {"vanish", "", "leave the bus", 0, 0, [this](const Words&) { return Vanish(); }},
         {"restart", "[SECONDS]", "leave the bus and connect again, at once or after SECONDS", 0, 1,
          [this](const Words& words) { return Restart(words); }},
-        {"fault", "FAULT", "behave wrongly from now on: see Faults", 1, 3,
+        {"fault", "FAULT", "behave wrongly from now on (--help lists the faults)", 1, 3,
          [this](const Words& words) { return SetFault(words); }},
-        {"expect", "CONDITION", "wait for a condition; fail after the time-out", 1, ANY_NUMBER,
+        {"expect", "CONDITION", "wait for a condition (--help lists them); fail after the time-out",
+         1, ANY_NUMBER,
          [this](const Words& words) {
              m_session.StartOnce();
              return m_expect.Run(words);
