@@ -72,7 +72,7 @@ private:
 
 // For users other than root, the check reports a loop without replies, and not the reason.
 std::string LoopText(const std::string& text) {
-    return geteuid() == 0 ? text : "the loop is stalled, never run, or of another main context";
+    return geteuid() == 0 ? text : "the loop is stalled, never run, of another main context, or ";
 }
 
 struct FaultRow : NamedRow {
@@ -318,6 +318,67 @@ TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
     EXPECT_EQ(result.status, 4);
     EXPECT_THAT(result.output,
                 ContainsRegex("WRONG    queue     the bus keeps [0-9]+ bytes for it"));
+}
+
+// A host that waits in a request for a partner with this fault, and the check of the host.
+class WaitingHost : public testing::Test {
+protected:
+    std::string Check(int status) {
+        const ToolResult result = RunTool({"check", "host", m_name, "--limit=0.5"});
+        EXPECT_EQ(result.status, status) << result.output;
+        EXPECT_THAT(result.output,
+                    HasSubstr(PrivateBus::IsBroker() ? "binding   unknown: "
+                                                     : "binding   bound to the partner :1."));
+        return result.output;
+    }
+
+    FaultRun m_run;
+    std::string m_name;
+};
+
+TEST_F(WaitingHost, IsNotAtFaultWhileItsPartnerIsStopped) {
+    Process& partner = m_run.StartPartner();
+    Process& host = m_run.StartListOfHost();
+    m_name = m_run.NextHost();
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    partner.Stop();
+    host.Send("add radio Car Radio");
+    ASSERT_TRUE(m_run.Monitor().WaitFor("APPLIST_ADD_ITEM_AT_END_FNC"));
+    const std::string text = Check(4);
+    EXPECT_THAT(text, HasSubstr("note     loop      no reply to an empty Send within 0.5 s: a host "
+                                "in a request replies after its partner"));
+    EXPECT_THAT(text, ContainsRegex("WRONG    partner   [^\n]*:1\\.[0-9]+ \\(pid " + partner.Id() +
+                                    User() + ", applistctl\\)[^\n]* is stopped\n"));
+    EXPECT_THAT(text, HasSubstr("-> let it continue: kill -CONT " + partner.Id()));
+    EXPECT_THAT(text, Not(HasSubstr("WRONG    loop")));
+}
+
+TEST_F(WaitingHost, IsNotReportedAsStalledWhileItsPartnerIsSilent) {
+    m_run.StartPartner("silence");
+    m_run.StartListOfHost();
+    m_name = m_run.NextHost();
+    ASSERT_TRUE(m_run.Monitor().WaitFor("APPLIST_ADD_ITEMS_FNC"));
+    const std::string text = Check(4);
+    EXPECT_THAT(text,
+                HasSubstr(geteuid() != 0           ? "or in a request for 25 s at most"
+                          : PrivateBus::IsBroker() ? "waits for the reply to a synchronous call"
+                                                   : " replies to this check, and a thread of "
+                                                     "the host waits for a reply"));
+    EXPECT_THAT(text, Not(HasSubstr("the loop is stalled: ")));
+}
+
+TEST(CheckHost, ReportsAStoppedPartnerOfAnIdleHost) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show bindings";
+    }
+    FaultRun run;
+    Process& partner = run.StartPartner();
+    run.StartListOfHost();
+    ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    partner.Stop();
+    const ToolResult result = RunTool({"check", "host", "--limit=0.5"});
+    EXPECT_EQ(result.status, 4) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("WRONG    partner   the partner :1."));
 }
 
 TEST(CheckHost, IsWrongUsageWithAWellKnownName) {

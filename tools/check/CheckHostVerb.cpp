@@ -11,6 +11,7 @@
 #include <check/PeerCall.h>
 #include <check/Verdicts.h>
 #include <shared/CheckMarker.h>
+#include <shared/Counted.h>
 #include <shared/ExitStatus.h>
 #include <shared/Output.h>
 #include <shared/SystemBus.h>
@@ -122,16 +123,17 @@ private:
                             (isHost ? "" : ", a host or a partner: the bus shows no rules"));
         if (CheckAlive(host) && CheckLoop(host)) {
             CheckBinding(host);
+        } else {
+            ShowBinding(host);
         }
         CheckQueue(host);
     }
 
     bool CheckAlive(const Participant& host) {
-        const char state = HostProcess::StateOf(host.process.pid);
         const PeerReply reply = PingPeers(m_connection, {host.name}, m_limit).front();
-        if (state == 'T' || state == 't') {
+        if (HostProcess::IsStopped(host.process.pid)) {
             m_verdicts.Wrong("alive", "the process is stopped",
-                             "let it go on: kill -CONT " + std::to_string(host.process.pid));
+                             "let it continue: kill -CONT " + std::to_string(host.process.pid));
             return false;
         }
         if (reply.IsMissing()) {
@@ -163,8 +165,40 @@ private:
                                     : "run this as the partner's user or as root");
             return false;
         }
+        const HostProcess::Loop loop = HostProcess::FindLoop(host.process.pid);
+        std::vector<Silence> silent = FindSilentPartners(host);
+        const bool mayBeInCall =
+            loop == HostProcess::Loop::InCall || loop == HostProcess::Loop::Unreadable;
+        const bool isKnown = loop == HostProcess::Loop::InCall && !host.peer.empty();
+        if (isKnown && silent.empty()) {
+            silent.push_back({DescribePartner(host.peer) +
+                                  " replies to this check, and a thread of the host waits for a "
+                                  "reply to a request, or to a call of its own code",
+                              "\"applistctl monitor\" shows a request without a reply"});
+        }
+        if (mayBeInCall && !silent.empty()) {
+            m_verdicts.Note("loop", "no reply to an empty Send within " + InSeconds(m_limit) +
+                                        ": a host in a request replies after its partner, or "
+                                        "after the 25 s of a request");
+        } else {
+            ReportLoop(host, loop);
+        }
+        for (const Silence& one : silent) {
+            m_verdicts.Wrong("partner", one.text, one.advice);
+        }
+        return false;
+    }
+
+    void ReportLoop(const Participant& host, HostProcess::Loop loop) {
         const std::string text = "no reply to an empty Send within " + InSeconds(m_limit) + ": ";
-        switch (HostProcess::FindLoop(host.process.pid)) {
+        switch (loop) {
+        case HostProcess::Loop::InCall:
+            m_verdicts.Wrong("loop",
+                             text + "a thread waits for the reply to a synchronous call, for 25 s "
+                                    "at most",
+                             "the partner may not reply to the host: \"applistctl monitor\" shows "
+                             "the request");
+            break;
         case HostProcess::Loop::Stalled:
             m_verdicts.Wrong("loop",
                              text + "the loop is stalled: a thread owns the main context and does "
@@ -186,11 +220,72 @@ private:
             break;
         case HostProcess::Loop::Unreadable:
             m_verdicts.Wrong("loop",
-                             text + "the loop is stalled, never run, or of another main context",
-                             "run this as root for the exact reason");
+                             text + "the loop is stalled, never run, of another main context, or "
+                                    "in a request for 25 s at most",
+                             "run this as root for the exact reason, or with --limit=30");
             break;
         }
-        return false;
+    }
+
+    struct Silence {
+        std::string text;
+        std::string advice;
+    };
+
+    // A host that waits for the reply of its partner has no fault of its own.
+    std::vector<Silence> FindSilentPartners(const Participant& host) {
+        std::vector<std::string> names;
+        if (m_survey.hasRules) {
+            if (!host.peer.empty()) {
+                names.push_back(host.peer);
+            }
+        } else {
+            names = m_survey.silent;
+            for (const Participant& one : m_survey.participants) {
+                names.push_back(one.name);
+            }
+            names.erase(std::remove(names.begin(), names.end(), host.name), names.end());
+        }
+        std::vector<Silence> silent = FindFrozen(names);
+        if (!silent.empty()) {
+            return silent;
+        }
+        const std::vector<PeerReply> replies = SendNothing(m_connection, names, m_limit);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            if (replies[i].IsMissing()) {
+                silent.push_back({DescribePartner(names[i]) +
+                                      " does not reply to an empty Send "
+                                      "within " +
+                                      InSeconds(m_limit),
+                                  "find the callback of the partner that does not return"});
+            }
+        }
+        return silent;
+    }
+
+    // The processes that are stopped, or do not even answer Ping.
+    std::vector<Silence> FindFrozen(const std::vector<std::string>& names) {
+        std::vector<Silence> frozen;
+        const std::vector<PeerReply> replies = PingPeers(m_connection, names, m_limit);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            const guint32 pid = FindPeerProcess(m_connection, names[i]).pid;
+            if (HostProcess::IsStopped(pid)) {
+                frozen.push_back({DescribePartner(names[i]) + " is stopped",
+                                  "let it continue: kill -CONT " + std::to_string(pid)});
+            } else if (replies[i].IsMissing()) {
+                frozen.push_back(
+                    {DescribePartner(names[i]) + " does not reply to Peer.Ping within " +
+                         InSeconds(m_limit),
+                     "the process is frozen or overloaded: look at it with top, and at the freezer "
+                     "of its cgroup"});
+            }
+        }
+        return frozen;
+    }
+
+    std::string DescribePartner(const std::string& name) const {
+        const std::string text = WithProcess(name, FindPeerProcess(m_connection, name));
+        return m_survey.hasRules ? "the partner " + text : text + ", which may be the partner,";
     }
 
     void CheckQueue(const Participant& host) {
@@ -205,22 +300,50 @@ private:
         const gint64 after = before > 0 ? QueueOf(m_connection, host.name) : 0;
         if (after > 0 && after >= before) {
             m_verdicts.Wrong("queue",
-                             "the bus keeps " + std::to_string(after) + " bytes for it, and " +
-                                 std::to_string(before) + " before",
+                             "the bus keeps " + Counted(static_cast<std::size_t>(after), "byte") +
+                                 " for it, and " + std::to_string(before) + " before",
                              "the process does not read from the bus: see above");
         } else {
             m_verdicts.Good("queue", "the bus keeps nothing for it");
         }
     }
 
-    void CheckBinding(const Participant& host) {
+    // @return whether the bus shows a binding, as that of a host
+    bool HasBinding(const Participant& host) {
         if (!m_survey.hasRules) {
-            m_verdicts.Note("binding", "the bus does not show it (" + m_survey.problem +
+            m_verdicts.Note("binding", "unknown: the bus does not show it (" + m_survey.problem +
                                            "); \"applistctl monitor\" shows the next handshake");
+        } else if (host.role != Participant::Role::Host) {
+            m_verdicts.Note("binding", host.name + (host.role == Participant::Role::Partner
+                                                        ? " is a partner"
+                                                        : " is neither a host nor a partner"));
+        }
+        return m_survey.hasRules && host.role == Participant::Role::Host;
+    }
+
+    // Of a host that does not answer, and therefore cannot bind: the fault is reported already.
+    void ShowBinding(const Participant& host) {
+        if (!HasBinding(host)) {
             return;
         }
-        if (host.role != Participant::Role::Host) {
-            m_verdicts.Note("binding", host.name + " is a partner");
+        const Participant* const peer = m_survey.Find(host.peer);
+        const Participant* const claims = m_survey.BoundTo(host.name, Participant::Role::Partner);
+        if (peer != nullptr) {
+            m_verdicts.Note("binding", "bound to the partner " + peer->Describe() +
+                                           ", which is bound to " +
+                                           (peer->peer == host.name ? "it"
+                                            : peer->peer.empty()    ? "no host"
+                                                                    : DescribePeer(peer->peer)));
+        } else if (claims != nullptr) {
+            m_verdicts.Note("binding",
+                            "unbound, and the partner " + claims->Describe() + " is bound to it");
+        } else {
+            m_verdicts.Note("binding", host.peer.empty() ? "unbound" : "bound to " + host.peer);
+        }
+    }
+
+    void CheckBinding(const Participant& host) {
+        if (!HasBinding(host)) {
             return;
         }
         if (!DescribeFault(host.name).text.empty()) {
@@ -239,6 +362,9 @@ private:
         } else {
             m_verdicts.Good("binding", "bound to the partner " + DescribePeer(now->peer) +
                                            ", which is bound to it");
+            for (const Silence& one : FindFrozen({now->peer})) {
+                m_verdicts.Wrong("partner", one.text, one.advice);
+            }
         }
     }
 

@@ -197,8 +197,7 @@ private:
         const std::vector<PeerReply> replies = PingPeers(m_host.Connection(), names, m_limit);
         for (std::size_t i = 0; i < names.size(); ++i) {
             const guint32 pid = FindPeerProcess(m_host.Connection(), names[i]).pid;
-            const char state = HostProcess::StateOf(pid);
-            if (state == 'T' || state == 't') {
+            if (HostProcess::IsStopped(pid)) {
                 m_verdicts.Wrong("partner", NoAnswer() + Partner(names[i]) + " is stopped",
                                  "let it continue: kill -CONT " + std::to_string(pid));
                 return true;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -24,6 +25,8 @@ namespace {
 constexpr int SAMPLES = 6;
 constexpr double BETWEEN_SAMPLES_S = 0.1;
 constexpr std::size_t MOST_POLLED = 1024;
+constexpr double LONGEST_CALL_S = 25; ///< the limit of a call without a limit of its own
+constexpr double SHORTEST_CALL_S = 20;
 
 std::string PathOf(guint32 pid, const std::string& file) {
     return "/proc/" + std::to_string(pid) + "/" + file;
@@ -97,30 +100,58 @@ bool IsPoll(long number) {
 #endif
 }
 
-// The descriptors that a thread waits for in poll(); none when it does something else.
-std::vector<int> PolledBy(guint32 pid, const std::string& thread) {
+// An address of the other process.
+bool ReadMemory(guint32 pid, std::uint64_t address, void* target, std::size_t size) {
+    const iovec here = {target, size};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    const iovec there = {reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
+    return process_vm_readv(static_cast<pid_t>(pid), &here, 1, &there, 1, 0) ==
+           static_cast<ssize_t>(size);
+}
+
+// The time limit of a poll(), from its third argument: the time, or the address of the time.
+double PollLimit(guint32 pid, long number, std::uint64_t argument) {
+#ifdef SYS_poll
+    if (number == SYS_poll) {
+        return static_cast<std::int32_t>(argument) / 1e3;
+    }
+#endif
+    timespec time = {};
+    const bool isRead = argument != 0 && ReadMemory(pid, argument, &time, sizeof(time));
+    return isRead ? static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9 : -1;
+}
+
+// A thread in poll().
+struct Poll {
+    std::vector<int> descriptors; ///< none when the thread does something else
+    double limit = -1;            ///< in seconds; negative for none
+};
+
+Poll PolledBy(guint32 pid, const std::string& thread) {
     std::istringstream line(ReadFile(PathOf(pid, "task/" + thread + "/syscall")));
     long number = -1;
     std::uint64_t address = 0;
     std::uint64_t count = 0;
-    line >> number >> std::hex >> address >> count;
-    std::vector<int> descriptors;
+    std::uint64_t limit = 0;
+    line >> number >> std::hex >> address >> count >> limit;
+    Poll poll;
     if (!line || !IsPoll(number) || count == 0 || count > MOST_POLLED) {
-        return descriptors;
+        return poll;
     }
     std::vector<pollfd> polled(count);
-    const std::size_t size = polled.size() * sizeof(pollfd);
-    const iovec here = {polled.data(), size};
-    // An address of the other process.
-    // NOLINTNEXTLINE(performance-no-int-to-ptr)
-    const iovec there = {reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
-    const ssize_t read = process_vm_readv(static_cast<pid_t>(pid), &here, 1, &there, 1, 0);
-    if (read == static_cast<ssize_t>(size)) {
+    if (ReadMemory(pid, address, polled.data(), polled.size() * sizeof(pollfd))) {
         for (const pollfd& one : polled) {
-            descriptors.push_back(one.fd);
+            poll.descriptors.push_back(one.fd);
         }
+        poll.limit = PollLimit(pid, number, limit);
     }
-    return descriptors;
+    return poll;
+}
+
+// A synchronous call of GDBus iterates a context of its own: one eventfd, for 25 s at most.
+bool IsInCall(const Poll& poll, const std::set<int>& eventfds) {
+    return poll.descriptors.size() == 1 && eventfds.count(poll.descriptors.front()) != 0 &&
+           poll.limit > SHORTEST_CALL_S && poll.limit <= LONGEST_CALL_S;
 }
 
 bool MayRead(guint32 pid) {
@@ -131,6 +162,7 @@ bool MayRead(guint32 pid) {
 struct Sample {
     std::set<int> pending;
     bool isLoopRun = false;
+    bool isInCall = false;
 };
 
 Sample SampleOf(guint32 pid) {
@@ -144,12 +176,15 @@ Sample SampleOf(guint32 pid) {
     for (const std::string& thread : ListFolder(PathOf(pid, "task"))) {
         std::string name = ReadFile(PathOf(pid, "task/" + thread + "/comm"));
         name = name.substr(0, name.find('\n'));
-        const std::vector<int> polled = PolledBy(pid, thread);
+        if (IsOfGLib(name)) {
+            continue;
+        }
+        const Poll poll = PolledBy(pid, thread);
+        sample.isInCall = sample.isInCall || IsInCall(poll, eventfds);
         sample.isLoopRun =
             sample.isLoopRun ||
-            (!IsOfGLib(name) && std::any_of(polled.begin(), polled.end(), [&](int descriptor) {
-                return eventfds.count(descriptor) != 0;
-            }));
+            std::any_of(poll.descriptors.begin(), poll.descriptors.end(),
+                        [&](int descriptor) { return eventfds.count(descriptor) != 0; });
     }
     return sample;
 }
@@ -169,12 +204,20 @@ std::string BusAddressOf(const std::string& environment) {
     return address.substr(0, address.find(',')); // without the bus's identifier
 }
 
-} // namespace
-
-char HostProcess::StateOf(guint32 pid) {
+// The letter of proc(5): 0 when it cannot be read.
+char StateOf(guint32 pid) {
     const std::string text = ReadFile(PathOf(pid, "stat"));
     const std::size_t end = text.rfind(')'); // a command may have any characters
     return end != std::string::npos && end + 2 < text.size() ? text[end + 2] : '\0';
+}
+
+} // namespace
+
+HostProcess::State HostProcess::FindState(guint32 pid) {
+    const char state = pid != 0 ? StateOf(pid) : '\0';
+    return state == '\0'                  ? State::Unknown
+           : state == 'T' || state == 't' ? State::Stopped
+                                          : State::Running;
 }
 
 HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
@@ -184,13 +227,18 @@ HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
     Sample sample = SampleOf(pid);
     std::set<int> pending = sample.pending;
     int runs = sample.isLoopRun ? 1 : 0;
+    bool isInCall = sample.isInCall;
     for (int i = 1; i < SAMPLES; ++i) {
         WaitFor(BETWEEN_SAMPLES_S);
         sample = SampleOf(pid);
         runs += sample.isLoopRun ? 1 : 0;
+        isInCall = isInCall && sample.isInCall;
         for (auto one = pending.begin(); one != pending.end();) {
             one = sample.pending.count(*one) != 0 ? std::next(one) : pending.erase(one);
         }
+    }
+    if (isInCall) {
+        return Loop::InCall;
     }
     if (!pending.empty()) {
         return Loop::Stalled;

@@ -10,12 +10,22 @@
 
 namespace applistctl::HostProcess {
 
-/** The letter of proc(5): 'T' is stopped, 'S' asleep, 'Z' a zombie; 0 when it cannot be read. */
-char StateOf(guint32 pid);
+enum class State {
+    Unknown, ///< /proc does not show the process to this user
+    Stopped, ///< by a signal or a debugger
+    Running
+};
+
+State FindState(guint32 pid);
+
+inline bool IsStopped(guint32 pid) {
+    return FindState(pid) == State::Stopped;
+}
 
 /** The state of a process whose main context does not answer. */
 enum class Loop {
     Unreadable, ///< /proc does not show it to this user
+    InCall,     ///< a thread waits for the reply to a synchronous call
     Stalled,    ///< a thread owns a main context with a pending wake-up, and does not read it
     Another,    ///< a thread waits in a main loop, of another context
     None        ///< no thread waits in a main loop
