@@ -351,6 +351,9 @@ TEST_F(WaitingHost, IsNotAtFaultWhileItsPartnerIsStopped) {
                                     User() + ", applistctl\\)[^\n]* is stopped\n"));
     EXPECT_THAT(text, HasSubstr("-> let it continue: kill -CONT " + partner.Id()));
     EXPECT_THAT(text, Not(HasSubstr("WRONG    loop")));
+    EXPECT_TRUE(m_run.Monitor().WaitFor(" has no reply after "));
+    EXPECT_TRUE(m_run.Monitor().WaitFor(" (pid " + partner.Id() + User() +
+                                        ", applistctl), which is stopped\n"));
 }
 
 TEST_F(WaitingHost, IsNotReportedAsStalledWhileItsPartnerIsSilent) {
@@ -365,6 +368,8 @@ TEST_F(WaitingHost, IsNotReportedAsStalledWhileItsPartnerIsSilent) {
                                                    : " replies to this check, and a thread of "
                                                      "the host waits for a reply"));
     EXPECT_THAT(text, Not(HasSubstr("the loop is stalled: ")));
+    EXPECT_TRUE(m_run.Monitor().WaitFor("applistctl), which is running\n"));
+    EXPECT_THAT(m_run.EndMonitor().output, HasSubstr("without a reply for 1 s: "));
 }
 
 TEST(CheckHost, ReportsAStoppedPartnerOfAnIdleHost) {

@@ -589,10 +589,21 @@ TEST_F(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
     capture.Call(HOST, PARTNER, Message("", 2003));
     Wait(1501);
     const std::string text = TextOf(4);
-    EXPECT_THAT(text, HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) has no reply after 1.5 s"));
-    EXPECT_THAT(text,
-                HasSubstr("#1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) got no reply until the end"));
+    const std::string start = "!! #1 APPLIST_REMOVE_ALL_ITEMS_FNC (2003) ";
+    EXPECT_THAT(text, HasSubstr(start + "has no reply after 1.5 s from partner :1.8\n"));
+    EXPECT_THAT(text, HasSubstr(start + "got no reply from partner :1.8 until the end\n"));
+    EXPECT_THAT(text, HasSubstr("\nwithout a reply for 1 s: 1 request\n"));
     EXPECT_THAT(text, ContainsRegex("APPLIST_REMOVE_ALL_ITEMS_FNC \\(2003\\) +0 +0 +1\n"));
+}
+
+TEST_F(MonitorRequests, WithALateReplyAreAFault) {
+    capture.Connect();
+    const std::uint32_t serial = capture.Call(HOST, PARTNER, Message("", 2003));
+    Wait(1501);
+    capture.Reply(PARTNER, HOST, serial, CaptureWriter::Body(""));
+    const std::string text = TextOf(4);
+    EXPECT_THAT(text, HasSubstr("#1 answered after 1.5 s"));
+    EXPECT_THAT(text, HasSubstr("\nwithout a reply for 1 s: 1 request\n"));
 }
 
 TEST_F(MonitorNotifications, ArePrintedByName) {

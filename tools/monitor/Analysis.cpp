@@ -231,6 +231,15 @@ void Analysis::OnNameAnswer(const SeenMessage& seen) {
     }
 }
 
+void Analysis::ReportLate(RequestSeen& request, Microseconds waited) {
+    request.receiver = m_handshake.ProcessOf(request.to.name);
+    if (m_findState && request.receiver.pid != 0) {
+        request.receiverState = m_findState(request.receiver.pid);
+    }
+    m_summary.AddLate();
+    m_reporter.Late(request, waited);
+}
+
 void Analysis::Finish(const RequestSeen& request) {
     ++m_reportedCount;
     m_summary.Add(request);
@@ -251,7 +260,7 @@ void Analysis::Tick(Microseconds now) {
         const Microseconds waited = now - pending.request.time;
         if (!pending.late && waited >= LATE) {
             pending.late = true;
-            m_reporter.Late(pending.request, waited);
+            ReportLate(pending.request, waited);
         }
         if (waited >= GIVEN_UP) {
             Finish(pending.request);

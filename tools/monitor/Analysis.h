@@ -3,6 +3,7 @@
 #define APPLIST_TOOLS_ANALYSIS_H
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -45,6 +46,11 @@ public:
     void SetFindProcess(HandshakeTracker::FindProcess findProcess) {
         m_handshake.SetFindProcess(std::move(findProcess));
     }
+
+    /** The state of a process, "stopped" or "running"; not for captures. */
+    void SetFindState(std::function<const char*(guint32 pid)> findState) {
+        m_findState = std::move(findState);
+    }
     HandshakeTracker& Handshake() { return m_handshake; }
     const Summary& Result() const { return m_summary; }
 
@@ -69,6 +75,7 @@ private:
     void OnSend(const SeenMessage& seen);
     void OnAnswer(const SeenMessage& seen);
     void OnNameAnswer(const SeenMessage& seen);
+    void ReportLate(RequestSeen& request, Microseconds waited);
     void Finish(const RequestSeen& request);
     void Malformed(Microseconds time, const std::string& text);
     Peer PeerOf(const std::string& name) const;
@@ -76,6 +83,7 @@ private:
     Reporter& m_reporter;
     Summary m_summary;
     HandshakeTracker m_handshake;
+    std::function<const char*(guint32)> m_findState;
     std::map<Call, Pending> m_pending;
     std::map<std::string, Selection> m_selections; ///< by host
     unsigned m_number = 0;

@@ -95,6 +95,8 @@ struct RequestSeen {
     Peer to;
     Content content;
     std::optional<ReplySeen> reply;
+    PeerProcess receiver;           ///< of a late reply; its pid is 0 when unknown
+    const char* receiverState = ""; ///< of a late reply: "stopped", "running", or unknown
 
     Microseconds Latency() const { return reply ? reply->time - time : 0; }
     bool Failed() const { return reply && !reply->errorName.empty(); }

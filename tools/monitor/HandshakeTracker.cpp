@@ -56,6 +56,11 @@ Side HandshakeTracker::SideOf(const std::string& peer) const {
     return found != m_sides.end() ? found->second : Side::Unknown;
 }
 
+PeerProcess HandshakeTracker::ProcessOf(const std::string& name) const {
+    const auto found = m_processes.find(name);
+    return found != m_processes.end() ? found->second : PeerProcess();
+}
+
 // The process behind a name is reported once, before its first step.
 void HandshakeTracker::SetSide(Microseconds time, const std::string& name, Side side) {
     const auto [entry, isNew] = m_sides.try_emplace(name, side);
@@ -662,8 +667,8 @@ void HandshakeTracker::TickNames(Microseconds now) {
 // In words
 
 std::string HandshakeTracker::Process(const std::string& name) const {
-    const auto found = m_processes.find(name);
-    return found != m_processes.end() ? " (" + found->second.Describe() + ")" : "";
+    const std::string process = ProcessOf(name).Describe();
+    return process.empty() ? "" : " (" + process + ")";
 }
 
 std::string HandshakeTracker::DescribeBinding(const std::string& name) const {

@@ -68,6 +68,9 @@ public:
 
     Side SideOf(const std::string& peer) const;
 
+    /** The process of a side, as FindProcess has reported it; its pid is 0 when unknown. */
+    PeerProcess ProcessOf(const std::string& name) const;
+
     /** The state of each host's handshake, in words. */
     std::vector<std::string> States() const;
 

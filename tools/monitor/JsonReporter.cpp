@@ -162,6 +162,13 @@ void JsonReporter::Handshake(const HandshakeEvent& event) {
 void JsonReporter::Late(const RequestSeen& request, Microseconds waited) {
     Json object = RequestEvent("late", request);
     object["waited_ms"] = Milliseconds(waited);
+    if (request.receiver.pid != 0) {
+        object["to_pid"] = request.receiver.pid;
+        object["to_program"] = request.receiver.command;
+    }
+    if (*request.receiverState != '\0') {
+        object["to_state"] = request.receiverState;
+    }
     m_output.Line(Write(object));
 }
 
@@ -212,6 +219,7 @@ void JsonReporter::End(const Summary& summary) {
                      {"states", summary.Handshakes()}}},
                    {"requests", RequestCounts(summary)},
                    {"notifications", Json::object()},
+                   {"late", summary.LateCount()},
                    {"malformed", summary.MalformedCount()},
                    {"cut", summary.CutCount()}};
     for (const auto& [title, count] : summary.NotificationsByTitle()) {

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <check/BusSurvey.h>
+#include <check/HostProcess.h>
 #include <monitor/BusCapture.h>
 #include <shared/ExitStatus.h>
 #include <shared/PeerProcess.h>
@@ -43,6 +44,18 @@ private:
 // The monitor's own questions are no traffic of the bus.
 bool IsOf(const std::string& name, const SeenMessage& seen) {
     return g_strcmp0(g_dbus_message_get_destination(seen.message.get()), name.c_str()) == 0;
+}
+
+const char* DescribeState(guint32 pid) {
+    switch (HostProcess::FindState(pid)) {
+    case HostProcess::State::Stopped:
+        return "stopped";
+    case HostProcess::State::Running:
+        return "running";
+    case HostProcess::State::Unknown:
+        break;
+    }
+    return "";
 }
 
 // Only dbus-daemon shows its match rules. A process that connects later appears with its messages.
@@ -113,6 +126,7 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
         analysis.SetFindProcess([&second](const std::string& uniqueName) {
             return FindPeerProcess(second.Connection(), uniqueName);
         });
+        analysis.SetFindState(DescribeState);
     }
     reporter.Begin("watching " + SystemBus::Describe());
     analysis.Begin(capture.Now());

@@ -86,7 +86,7 @@ void Summary::Add(const NotificationSeen& notification) {
 }
 
 bool Summary::HasTrouble() const {
-    return m_malformed > 0 || m_handshakeProblems > 0 ||
+    return m_malformed > 0 || m_handshakeProblems > 0 || m_late > 0 ||
            std::any_of(m_requests.begin(), m_requests.end(), [](const auto& entry) {
                return entry.second.failed > 0 || entry.second.unanswered > 0;
            });

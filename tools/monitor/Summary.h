@@ -43,6 +43,7 @@ public:
     void Add(const NotificationSeen& notification);
     void AddMalformed() { ++m_malformed; }
     void AddCut() { ++m_cut; }
+    void AddLate() { ++m_late; }
     void SetHandshakes(std::vector<std::string> states, std::size_t halfOpenPairs) {
         m_handshakes = std::move(states);
         m_halfOpenPairs = halfOpenPairs;
@@ -56,6 +57,9 @@ public:
     /** Counts the half-open pairs that remain at the end. */
     std::size_t HalfOpenPairs() const { return m_halfOpenPairs; }
     std::size_t MalformedCount() const { return m_malformed; }
+
+    /** Counts the requests without a reply for a second, also those with a later reply. */
+    std::size_t LateCount() const { return m_late; }
 
     /** Counts the messages that the capture does not contain completely. */
     std::size_t CutCount() const { return m_cut; }
@@ -81,6 +85,7 @@ private:
     std::size_t m_handshakeProblems = 0;
     std::size_t m_malformed = 0;
     std::size_t m_cut = 0;
+    std::size_t m_late = 0;
     std::size_t m_halfOpenPairs = 0;
     std::vector<std::string> m_handshakes;
     std::map<std::string, Requests> m_requests;

@@ -120,14 +120,19 @@ void TextReporter::ShowItems(const std::vector<ListedItem>& items) {
 }
 
 void TextReporter::Late(const RequestSeen& request, Microseconds waited) {
+    const std::string process = request.receiver.Describe();
+    const std::string state = request.receiverState;
     Problem(request.time + waited, Number(request) + Decoder::Title(request.content) +
-                                       " has no reply after " + TimeText::Span(waited));
+                                       " has no reply after " + TimeText::Span(waited) + " from " +
+                                       Describe(request.to) +
+                                       (process.empty() ? "" : " (" + process + ")") +
+                                       (state.empty() ? "" : ", which is " + state));
 }
 
 void TextReporter::Done(const RequestSeen& request) {
     if (!request.reply) {
-        m_output.Problem(Number(request) + Decoder::Title(request.content) +
-                         " got no reply until the end");
+        m_output.Problem(Number(request) + Decoder::Title(request.content) + " got no reply from " +
+                         Describe(request.to) + " until the end");
     } else {
         Answered(request);
     }
@@ -191,6 +196,10 @@ void TextReporter::End(const Summary& summary) {
     ShowHandshakes(summary);
     ShowRequests(summary);
     ShowNotifications(summary);
+    if (summary.LateCount() > 0) {
+        m_output.Line("without a reply for 1 s: " + Counted(summary.LateCount(), "request"),
+                      Output::Tone::Problem);
+    }
     if (summary.CutCount() > 0) {
         m_output.Line("cut by the capture: " + std::to_string(summary.CutCount()));
     }
