@@ -39,6 +39,8 @@ TEST_P(RefusedRole, IsPrintedByThePartnerToolWhichExits) {
     EXPECT_EQ(partner.WaitForExit(), 1);
     EXPECT_THAT(partner.Errors(),
                 HasSubstr("the bus policy refuses the name org.morva.JavaMW.Applist_SERVICE_SYN"));
+    EXPECT_THAT(partner.Errors(), HasSubstr(" for the partner"));
+    EXPECT_THAT(partner.Errors(), HasSubstr("\"applistctl check\""));
 }
 
 TEST_P(RefusedRole, OfAUserWithTheOtherRoleIsPrinted) {
@@ -55,6 +57,8 @@ TEST_P(RefusedRole, IsPrintedByTheHostTool) {
     ToolProcess host({"host", SAMPLE_APPLICATIONS});
     EXPECT_TRUE(host.WaitForError("applistctl host: the bus policy refuses the name "
                                   "org.morva.JavaMW.Applist_CLIENT_SYN: "));
+    EXPECT_TRUE(host.WaitForError("run \"applistctl check\" as this user"));
+    EXPECT_EQ(host.EndOfInput(), 1);
 }
 
 TEST_P(RefusedRole, IsExplainedByTheCheckWhenThereIsNoPolicy) {

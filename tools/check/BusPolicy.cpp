@@ -6,6 +6,7 @@
 #include <gio/gio.h>
 #include <grp.h>
 #include <pwd.h>
+#include <unistd.h>
 
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
@@ -14,11 +15,26 @@ namespace applistctl {
 
 namespace {
 
+std::vector<std::string> NamesOf(BusPolicy::Role role) {
+    std::vector<std::string> names;
+    for (const char* const step : HANDSHAKE_STEPS) {
+        names.push_back(role == BusPolicy::Role::Host
+                            ? HandshakeNames::EndpointName(ENDPOINT_ID, step)
+                            : HandshakeNames::PartnerName(ENDPOINT_ID, step));
+    }
+    return names;
+}
+
+const char* TextOf(BusPolicy::Role role) {
+    return role == BusPolicy::Role::Host ? "host" : "partner";
+}
+
 // What GMarkup reports of one file, in the order of the file.
 struct Reader {
-    std::string kind; ///< of the present <policy>
+    std::vector<std::string> names; ///< of the role
+    std::string kind;               ///< of the present <policy>
     std::string name;
-    std::vector<std::pair<std::string, std::string>> hosts;
+    std::vector<std::pair<std::string, std::string>> identities;
 
     static void OnElement(GMarkupParseContext* /*context*/, const char* element, const char** names,
                           const char** values, gpointer user_data, GError** /*error*/) {
@@ -30,13 +46,11 @@ struct Reader {
         }
         for (std::size_t i = 0; tag == "allow" && names[i] != nullptr; ++i) {
             const std::string owned = std::string(names[i]) == "own" ? values[i] : "";
-            const bool isHost = std::any_of(
-                std::begin(HANDSHAKE_STEPS), std::end(HANDSHAKE_STEPS), [&](auto* step) {
-                    return owned == HandshakeNames::EndpointName(ENDPOINT_ID, step);
-                });
+            const bool hasRole =
+                std::find(self.names.begin(), self.names.end(), owned) != self.names.end();
             const std::pair<std::string, std::string> identity(self.kind, self.name);
-            if (isHost && (self.hosts.empty() || self.hosts.back() != identity)) {
-                self.hosts.push_back(identity);
+            if (hasRole && (self.identities.empty() || self.identities.back() != identity)) {
+                self.identities.push_back(identity);
             }
         }
     }
@@ -64,12 +78,18 @@ bool IsInGroup(const std::string& user, const std::string& group) {
 
 } // namespace
 
+std::string BusPolicy::CurrentUser() {
+    const passwd* const user = getpwuid(geteuid());
+    return user != nullptr ? user->pw_name : std::to_string(geteuid());
+}
+
 std::vector<std::string> BusPolicy::DefaultFolders() {
     return {"/usr/share/dbus-1/system.d", "/usr/local/share/dbus-1/system.d",
             "/etc/dbus-1/system.d"};
 }
 
-BusPolicy::BusPolicy(const std::vector<std::string>& folders) : m_folders(folders) {
+BusPolicy::BusPolicy(const std::vector<std::string>& folders, Role role)
+    : m_folders(folders), m_role(role) {
     for (const std::string& folder : folders) {
         std::vector<std::string> files;
         g_autoptr(GDir) content = g_dir_open(folder.c_str(), 0, nullptr);
@@ -91,13 +111,13 @@ void BusPolicy::ReadFile(const std::string& path) {
     if (g_file_get_contents(path.c_str(), &text, &size, nullptr) == FALSE) {
         return;
     }
-    Reader reader;
+    Reader reader{NamesOf(m_role), {}, {}, {}};
     const GMarkupParser parser = {Reader::OnElement, nullptr, nullptr, nullptr, nullptr};
     GMarkupParseContext* const context =
         g_markup_parse_context_new(&parser, GMarkupParseFlags{}, &reader, nullptr);
     g_markup_parse_context_parse(context, text, static_cast<gssize>(size), nullptr);
     g_markup_parse_context_free(context);
-    for (const auto& [kind, name] : reader.hosts) {
+    for (const auto& [kind, name] : reader.identities) {
         m_blocks.push_back({path, kind, name});
     }
 }
@@ -116,29 +136,30 @@ std::string BusPolicy::Describe(const std::string& user) const {
         folders += (folders.empty() ? "" : ", ") + folder;
     }
     if (m_blocks.empty()) {
-        return "no policy in " + folders + " names a user for the host";
+        return "no policy in " + folders + " names a user for the " + TextOf(m_role);
     }
     std::string text;
     for (const Block& block : m_blocks) {
         text.append(text.empty() ? "" : ", ").append(block.file + " names ");
         text += block.kind == "context" ? "all users" : block.kind + " " + block.name;
     }
-    return text + " for the host, and you are " + user;
+    return text + " for the " + TextOf(m_role) + ", and you are " + user;
 }
 
-std::string BusPolicy::DropInPath(const std::string& user) {
-    return "/etc/dbus-1/system.d/org.morva.JavaMW-" + user + ".conf";
+std::string BusPolicy::DropInPath(const std::string& user, Role role) {
+    return "/etc/dbus-1/system.d/org.morva.JavaMW-" + user +
+           (role == Role::Host ? ".conf" : "-partner.conf");
 }
 
-std::string BusPolicy::DropIn(const std::string& user) {
+std::string BusPolicy::DropIn(const std::string& user, Role role) {
     const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
     std::string text = "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
                        "1.0//EN\"\n"
                        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
                        "<busconfig>\n  <policy user=\"" +
                        user + "\">\n";
-    for (const char* const step : HANDSHAKE_STEPS) {
-        text += "    <allow own=\"" + HandshakeNames::EndpointName(ENDPOINT_ID, step) + "\"/>\n";
+    for (const std::string& name : NamesOf(role)) {
+        text += "    <allow own=\"" + name + "\"/>\n";
     }
     for (const auto& [type, member] :
          {std::pair("method_call", JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD),

@@ -1,4 +1,4 @@
-// The installed bus policies: the users and groups in the role of the host, and a drop-in file for
+// The installed bus policies: the users and groups in one of the two roles, and a drop-in file for
 // another user.
 #ifndef APPLIST_TOOLS_BUSPOLICY_H
 #define APPLIST_TOOLS_BUSPOLICY_H
@@ -10,24 +10,29 @@ namespace applistctl {
 
 class BusPolicy {
 public:
+    enum class Role { Host, Partner };
+
+    /** The name of the user of this process, or the number of a user without a name. */
+    static std::string CurrentUser();
+
     /** The folders of the system bus, the distribution's first. */
     static std::vector<std::string> DefaultFolders();
 
     /** Reads the files *.conf in @p folders. Omits unreadable files. */
-    explicit BusPolicy(const std::vector<std::string>& folders);
+    explicit BusPolicy(const std::vector<std::string>& folders, Role role = Role::Host);
 
     /** A text such as "FILE names user root for the host, and you are launcher". */
     std::string Describe(const std::string& user) const;
 
-    /** Whether a policy gives the role of the host to @p user. */
+    /** Whether a policy gives the role to @p user. */
     bool Names(const std::string& user) const;
 
     /** The file that gives this role to @p user: its path below /etc, and its text. */
-    static std::string DropInPath(const std::string& user);
-    static std::string DropIn(const std::string& user);
+    static std::string DropInPath(const std::string& user, Role role = Role::Host);
+    static std::string DropIn(const std::string& user, Role role = Role::Host);
 
 private:
-    /** A <policy> that allows its user to own a name of the host. */
+    /** A <policy> that allows its user to own a name of the role. */
     struct Block {
         std::string file;
         std::string kind; ///< "user", "group" or "context"
@@ -36,6 +41,7 @@ private:
     void ReadFile(const std::string& path);
 
     std::vector<std::string> m_folders;
+    Role m_role;
     std::vector<Block> m_blocks;
 };
 

@@ -4,18 +4,15 @@
 #include <utility>
 #include <vector>
 
-#include <pwd.h>
-#include <unistd.h>
-
 #include <applist/MessageIds.h>
 #include <check/BareHost.h>
 #include <check/BusPolicy.h>
 #include <check/BusSurvey.h>
 #include <check/HostProcess.h>
-#include <shared/Counted.h>
 #include <check/PeerCall.h>
 #include <check/Verdicts.h>
 #include <ipc/HandshakeNames.h>
+#include <shared/Counted.h>
 #include <shared/Endpoint.h>
 #include <shared/ExitStatus.h>
 #include <shared/Output.h>
@@ -27,11 +24,6 @@ namespace {
 
 constexpr const char* CHECK = "applistctl check";
 constexpr double BUS_S = 5;
-
-std::string UserName() {
-    const passwd* const user = getpwuid(geteuid());
-    return user != nullptr ? user->pw_name : std::to_string(geteuid());
-}
 
 // One check of a device, from the bus to the answer of the partner. Each step prints a line.
 class DeviceCheck {
@@ -52,7 +44,7 @@ public:
             return EXIT_STATUS_NO_BUS;
         }
         m_verdicts.Good("bus", "on " + SystemBus::Describe() + " as " + m_host.UniqueName() +
-                                   ", user " + UserName());
+                                   ", user " + BusPolicy::CurrentUser());
         m_survey = SurveyBus(m_host.Connection(), m_limit);
         ShowOthers();
         const bool mayAnnounce = CheckOwnedNames() && CheckAnnouncing();
@@ -94,7 +86,7 @@ private:
 
     // The policy that refuses is in a file, and so is its remedy.
     void Refused(const std::string& what, const std::string& text) {
-        const std::string user = UserName();
+        const std::string user = BusPolicy::CurrentUser();
         const BusPolicy policy(m_policyFolders);
         if (policy.Names(user)) {
             m_verdicts.Wrong(what, text + "; " + policy.Describe(user),

@@ -1,14 +1,16 @@
 #include <host/HostVerb.h>
 
+#include <utility>
+
 #include <gio/gio.h>
 
 #include <host/DesktopEntries.h>
 #include <host/Host.h>
 #include <host/RefusedNames.h>
 #include <shared/CommandInput.h>
+#include <shared/Counted.h>
 #include <shared/ExitStatus.h>
 #include <shared/ItemListing.h>
-#include <shared/Counted.h>
 #include <shared/Output.h>
 #include <shared/SystemBus.h>
 
@@ -47,7 +49,9 @@ Usage HostVerb::Describe() {
         "unique id is the desktop file id.",
         "Commands on standard input, quoted as in a shell:\n" +
             DescribeCommands(WithCommonCommands(Host::CommandsFor(nullptr))) +
-            "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 no bus.",
+            "\nExit status: 0 done, 1 failed (a command that was not typed on a terminal, or the "
+            "bus\n"
+            "policy refuses a name at the end), 2 wrong usage, 3 no bus.",
         false};
 }
 
@@ -72,10 +76,14 @@ int HostVerb::Run(const CommandLine& line) {
     output.State("on " + SystemBus::Describe() + " as " +
                  g_dbus_connection_get_unique_name(bus.Connection()));
 
-    RefusedNames::Watch(bus.Connection(),
-                        [&output](const std::string& name, const std::string& reason) {
-                            output.Error("the bus policy refuses the name " + name + ": " + reason);
-                        });
+    bool isExplained = false;
+    RefusedNames& refused = RefusedNames::Watch(
+        bus.Connection(), [&](const std::string& name, const std::string& reason) {
+            output.Error("the bus policy refuses the name " + name + ": " + reason);
+            if (!std::exchange(isExplained, true)) {
+                output.Error("run \"applistctl check\" as this user: it explains the policy");
+            }
+        });
     // Never deleted: a host keeps its proxy until the process exits. JavaMWDbusRemote documents the
     // effect of its destructor on a shared connection.
     static Host* host = nullptr;
@@ -83,7 +91,9 @@ int HostVerb::Run(const CommandLine& line) {
     host->Fill(entries.Shown());
     CommandInput input(Host::CommandsFor(host), output, [&] { g_main_loop_quit(loop); });
     g_main_loop_run(loop);
-    return status == EXIT_STATUS_DONE && input.ScriptFailed() ? EXIT_STATUS_FAILED : status;
+    refused.Report();
+    const bool hasFailed = input.ScriptFailed() || refused.IsAnyRefused();
+    return status == EXIT_STATUS_DONE && hasFailed ? EXIT_STATUS_FAILED : status;
 }
 
 } // namespace applistctl

@@ -2,9 +2,26 @@
 
 namespace applistctl {
 
-void RefusedNames::Watch(GDBusConnection* connection, OnRefused onRefused) {
-    g_dbus_connection_add_filter(connection, OnMessage, new RefusedNames(std::move(onRefused)),
-                                 nullptr);
+RefusedNames& RefusedNames::Watch(GDBusConnection* connection, OnRefused onRefused) {
+    auto* const self = new RefusedNames(std::move(onRefused));
+    g_dbus_connection_add_filter(connection, OnMessage, self, nullptr);
+    return *self;
+}
+
+void RefusedNames::Report() {
+    std::vector<std::pair<std::string, std::string>> queue;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        queue.swap(m_queue);
+    }
+    for (const auto& [name, reason] : queue) {
+        m_onRefused(name, reason);
+    }
+}
+
+bool RefusedNames::IsAnyRefused() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return !m_refused.empty();
 }
 
 // Runs on the worker thread of GDBus.
@@ -46,15 +63,7 @@ void RefusedNames::OnAnswer(GDBusMessage* message) {
 }
 
 gboolean RefusedNames::OnQueued(gpointer user_data) {
-    auto* const self = static_cast<RefusedNames*>(user_data);
-    std::vector<std::pair<std::string, std::string>> queue;
-    {
-        const std::lock_guard<std::mutex> lock(self->m_mutex);
-        queue.swap(self->m_queue);
-    }
-    for (const auto& [name, reason] : queue) {
-        self->m_onRefused(name, reason);
-    }
+    static_cast<RefusedNames*>(user_data)->Report();
     return G_SOURCE_REMOVE;
 }
 

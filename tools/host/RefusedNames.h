@@ -21,7 +21,13 @@ public:
     /** @param onRefused called in the main loop, once for a name until the bus grants it */
     using OnRefused = std::function<void(const std::string& name, const std::string& reason)>;
 
-    static void Watch(GDBusConnection* connection, OnRefused onRefused);
+    static RefusedNames& Watch(GDBusConnection* connection, OnRefused onRefused);
+
+    /** Reports the refusals that the main loop has not reported yet. */
+    void Report();
+
+    /** Whether the bus refuses a name that it has not granted since. */
+    bool IsAnyRefused();
 
 private:
     explicit RefusedNames(OnRefused onRefused) : m_onRefused(std::move(onRefused)) {}

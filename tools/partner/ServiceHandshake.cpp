@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <ipc/HandshakeNames.h>
+#include <partner/RefusedRole.h>
 #include <shared/Endpoint.h>
 
 namespace applistctl {
@@ -285,6 +286,7 @@ void ServiceHandshake::Announce(Step step, const std::string& meaning,
                              case Result::Refused:
                                  m_output.Error("the bus policy refuses the name " + name + ": " +
                                                 problem);
+                                 RefusedRole::Explain(m_output);
                                  m_events.onRefused();
                                  break;
                              case Result::Owned:
