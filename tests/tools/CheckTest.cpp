@@ -9,11 +9,12 @@
 #include "TemporaryFolder.h"
 #include "ToolProcess.h"
 
-using testing::ContainsRegex, testing::HasSubstr;
+using testing::ContainsRegex, testing::HasSubstr, testing::Not;
 
 namespace {
 
 using DeviceCheck = BusTest;
+using PartnerCheck = BusTest;
 using PartnerTool = BusTest;
 
 // The output of a check with this exit status, without the policy that the machine may have.
@@ -169,6 +170,54 @@ TEST_F(PartnerTool, NamesTheProcessOfItsHostOnce) {
     EXPECT_THAT(partner.Output(), ContainsRegex("the host :1.[0-9]+ is pid [0-9]+, user [^,]+, "
                                                 "applistctl\n"));
     EXPECT_EQ(partner.Output().find(" is pid "), partner.Output().rfind(" is pid "));
+}
+
+// "check partner" of a good partner that has a host: the partner does not answer the check.
+void ExpectNoBlame(const ToolResult& check) {
+    EXPECT_EQ(check.status, 1);
+    EXPECT_THAT(check.output, Not(HasSubstr("Please start")));
+    EXPECT_THAT(check.output, Not(HasSubstr("BROKEN")));
+}
+
+TEST_F(PartnerCheck, NamesTheHostThatIsBoundToThePartner) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show bindings";
+    }
+    RunningPartner partner;
+    const SampleHost host(partner);
+    for (const char* const option : {"--wait=0.2", "--restart=exit 0"}) {
+        const ToolResult check = RunTool({"check", "partner", "--limit=0.2", option});
+        ExpectNoBlame(check);
+        EXPECT_THAT(check.errors,
+                    ContainsRegex("the partner :1\\.[0-9]+ \\(pid " + partner.Id() +
+                                  ", [^\n]*\\) is bound to the host :1\\.[0-9]+ \\(pid " +
+                                  host.Id() + ", [^\n]*\\): stop this host, and check again\n"));
+    }
+}
+
+TEST_F(PartnerCheck, NamesTheHostsAndPartnersWithoutMatchRules) {
+    bus.SetPolicy("<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>");
+    RunningPartner partner;
+    const SampleHost host(partner);
+    const ToolResult check = RunTool({"check", "partner", "--limit=0.2", "--wait=0.2"});
+    ExpectNoBlame(check);
+    EXPECT_THAT(check.errors, HasSubstr("(pid " + partner.Id() + ", "));
+    EXPECT_THAT(check.errors, HasSubstr("(pid " + host.Id() + ", "));
+    EXPECT_THAT(check.errors, HasSubstr(" are hosts or partners on the bus, and a partner that is "
+                                        "bound to another host does not answer: stop "));
+}
+
+TEST_F(PartnerCheck, EndsWhenAHostAppearsDuringTheCheck) {
+    ToolProcess check({"check", "partner", "--limit=0.2", "--wait=60"});
+    ASSERT_TRUE(check.WaitFor("Please start the partner"));
+    RawHost host(bus);
+    host.Announce("_SYN");
+    EXPECT_EQ(check.WaitForExit(), 1);
+    EXPECT_THAT(check.Errors(),
+                ContainsRegex("the host " + host.UniqueName() +
+                              " \\(pid [^\n]*\\) has announced _CLIENT_SYN during the check: stop "
+                              "this host, and check again\n"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
 }
 
 TEST_F(DeviceCheck, ReportsAMissingBus) {

@@ -1,6 +1,7 @@
 #include <check/CheckPartnerVerb.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <optional>
@@ -15,6 +16,7 @@
 #include <check/CheckReport.h>
 #include <check/CheckRun.h>
 #include <check/JUnitFile.h>
+#include <check/OtherHosts.h>
 #include <shared/ExitStatus.h>
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
@@ -118,6 +120,12 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
             return EXIT_STATUS_NO_BUS;
         }
     }
+    OtherHosts others;
+    const std::string other = others.Describe();
+    if (!other.empty()) {
+        output.Error(other);
+        return EXIT_STATUS_FAILED;
+    }
     Checklist list([&](int index, const Finding& finding) { channel.SendFinding(index, finding); });
     PartnerCommand partner(options.restart, [&](pid_t group) { channel.SendGroup(group); });
     DriveCommand drive(options.drive);
@@ -127,9 +135,18 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
                  drive,
                  options.limit,
                  options.wait};
+    // From then on, the partner's behaviour proves nothing.
+    others.Watch([&](const std::string& text) {
+        output.Error(text);
+        partner.Stop();
+        std::exit(EXIT_STATUS_FAILED);
+    });
     HostPointer host = HandshakeCheck::FindPartner(run);
     if (host == nullptr) {
-        output.Error("no partner has answered; run \"applistctl check\" for the reason");
+        output.Error("no partner has answered; " +
+                     (run.candidates.empty()
+                          ? std::string("run \"applistctl check\" for the reason")
+                          : run.candidates));
         if (list.AnyBroken()) {
             for (const RowText& row : Duties::AllRows()) {
                 list.Skip(row.row, "the partner is not found");
@@ -222,7 +239,8 @@ private:
                       [this](const std::string& text) { m_report.Ask(text); }},
                      m_options.timeout);
         int status = end.status;
-        std::string reason = "not decided";
+        std::string reason =
+            end.status == EXIT_STATUS_FAILED ? "another host was on the bus" : "not decided";
         if (end.isTimedOut) {
             reason = "the time of --timeout was over";
             m_output.Error("not done within " + InSeconds(m_options.timeout));
@@ -241,7 +259,7 @@ private:
             ShowRest(result, reason);
             m_report.End(result, end.seconds);
         } else {
-            result.Complete(status == EXIT_STATUS_NO_BUS ? "no bus" : "no partner has answered");
+            result.Complete(status == EXIT_STATUS_NO_BUS ? "no bus" : "no free partner was found");
         }
         m_junit.Add(number, result, end.seconds);
         m_status = Worse(m_status, status);
@@ -290,7 +308,8 @@ Usage CheckPartnerVerb::Describe() {
         "Performs the host's side of the protocol, first step by step, then with the library.\n"
         "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
         "with a cost), BROKEN or not seen, with the evidence, and with the numbers of the\n"
-        "protocol statements that the duty proves. Stop other hosts first.",
+        "protocol statements that the duty proves. Stop other hosts first: the check ends when\n"
+        "another host is on the bus.",
         "The command of --restart ends the old partner, starts a new one, and returns, or it\n"
         "stays in the foreground as the partner. The check stops such a command before the next\n"
         "start. Without --restart, the check asks you to start and restart the partner.\n\n"
@@ -299,8 +318,9 @@ Usage CheckPartnerVerb::Describe() {
         "The command returns 0 after the action. Another exit status breaks the duty. Without\n"
         "--drive, and unless --wait is 0, the check asks you to select, click and change an item\n"
         "in the partner. Without your action, such a duty is \"not seen\".\n\n"
-        "Exit status: 0 no duty is broken, 1 no partner found, 2 wrong usage, 3 no bus,\n"
-        "4 a duty is broken, a duty of the baseline is not broken, or the time is over.",
+        "Exit status: 0 no duty is broken, 1 no partner found, or another host on the bus,\n"
+        "2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is not broken, or\n"
+        "the time is over.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
          {"drive", "COMMAND", "Act as the partner's user with this shell command"},

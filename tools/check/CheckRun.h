@@ -25,6 +25,7 @@ struct CheckRun {
     bool isAway = false;               ///< the partner has left the bus, or is stopped
     std::set<std::string> losses = {}; ///< the causes that are reported
     std::optional<AppListRequest> lastRequest = std::nullopt; ///< with a reply
+    std::string candidates = {}; ///< why no partner may answer, for a bus without match rules
 
     /** Seconds for the start of the partner, which loads its program first. */
     double StartLimit() const { return 3 * limit; }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <applist/MessageIds.h>
+#include <check/OtherHosts.h>
 #include <check/Seconds.h>
 #include <shared/Waiting.h>
 
@@ -213,7 +214,8 @@ bool Find(CheckRun& run, BareHost& host) {
     if (host.WaitForStep("_ACK", run.limit)) {
         return true;
     }
-    if (!run.partner.IsGiven() && StartPartner(run, host)) {
+    run.candidates = OtherHosts::DescribeCandidates(host.Connection(), run.limit);
+    if (run.candidates.empty() && !run.partner.IsGiven() && StartPartner(run, host)) {
         AnswerPartnersSyn(run, host);
         return true;
     }
