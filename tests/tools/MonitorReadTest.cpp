@@ -606,6 +606,17 @@ TEST_F(MonitorRequests, WithALateReplyAreAFault) {
     EXPECT_THAT(text, HasSubstr("\nwithout a reply for 1 s: 1 request\n"));
 }
 
+// The partner has not received the end of its host.
+TEST_F(MonitorNotifications, ToAHostThatHasLeftMakeNoHost) {
+    capture.Connect();
+    capture.Leave(HOST);
+    capture.Notify(Message("", 4));
+    const std::string text = TextOf();
+    EXPECT_THAT(text, HasSubstr("APPLIST_LOCAL_CREATED_EVENT (4)"));
+    EXPECT_THAT(text, Not(HasSubstr("talk: ")));
+    EXPECT_THAT(text, HasSubstr("  partner :1.8 waits for a host\n"));
+}
+
 TEST_F(MonitorNotifications, ArePrintedByName) {
     capture.Connect();
     capture.Notify(Message("", 1));

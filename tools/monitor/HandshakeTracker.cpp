@@ -503,6 +503,9 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
     if (IsCheck(hostName) || IsCheck(partnerName)) {
         return; // a check sends without a binding, and also to itself
     }
+    if (HasLeft(hostName) || HasLeft(partnerName)) {
+        return; // sent before the sender received the end of the receiver
+    }
     const std::string* const served = ConnectedHostOf(partnerName);
     const auto knownHost = m_hosts.find(hostName);
     const bool isUnbound =
