@@ -117,10 +117,12 @@ private:
     }
 
     void CheckHost(const Participant& host) {
-        const bool isHost = host.role == Participant::Role::Host;
-        m_verdicts.Good("host",
-                        host.Describe() +
-                            (isHost ? "" : ", a host or a partner: the bus shows no rules"));
+        const char* const role =
+            host.role == Participant::Role::Host ? ""
+            : !m_survey.hasRules                 ? ", a host or a partner: the bus shows no rules"
+            : host.role == Participant::Role::Partner ? ", a partner"
+                                                      : ", neither a host nor a partner";
+        m_verdicts.Good("host", host.Describe() + role);
         if (CheckAlive(host) && CheckLoop(host)) {
             CheckBinding(host);
         } else {
