@@ -5,17 +5,21 @@
 #include <vector>
 
 #include <gio/gio.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "Bytes.h"
 #include "PrivateBus.h"
 #include "Process.h"
 #include "TestPartner.h"
 
+using testing::AnyOf;
+
 namespace {
 
 constexpr int LEAK_FOUND = 99;
+// A fatal warning ends a process by one of these signals, by the version of GLib.
 constexpr int TRAP = 128 + SIGTRAP;
+constexpr int ABORT = 128 + SIGABRT;
 // valgrind starts a host in a few seconds on a free machine, and in half a minute on a busy one.
 constexpr std::chrono::seconds VALGRIND_LIMIT(100);
 
@@ -71,7 +75,7 @@ TEST_F(CheckedHost, EndsWithoutACriticalMessageOfGLib) {
 }
 
 TEST_F(CheckedHost, AbortsWhenWarningsOfGLibAreFatal) {
-    EXPECT_EQ(Run({APPLIST_TESTS_CHECKED_HOST}, "fatal-warnings"), TRAP);
+    EXPECT_THAT(Run({APPLIST_TESTS_CHECKED_HOST}, "fatal-warnings"), AnyOf(TRAP, ABORT));
     EXPECT_NE(errors.find("g_bus_unwatch_name"), std::string::npos) << errors;
 }
 
