@@ -8,6 +8,7 @@ must refuse the broken line. Every broken line must be detected."""
 import argparse
 import collections
 import contextlib
+import fnmatch
 import hashlib
 import os
 import pathlib
@@ -321,8 +322,18 @@ class Guard:
 
 def load_guards():
     with open(GUARDS, "rb") as stream:
-        return [Guard(file, name, entry) for file, entries in tomllib.load(stream).items()
-                for name, entry in entries.items()]
+        guards = [Guard(file, name, entry) for file, entries in tomllib.load(stream).items()
+                  for name, entry in entries.items()]
+    # A sample runs few of the tests, and a renamed test must not stay unnoticed until its turn.
+    names = {f"{suite}.{test}" for source in (ROOT / "tests").rglob("*.cpp")
+             for suite, test in re.findall(r"\b[A-Z_]*TEST(?:_[FP])?\((\w+),\s*(\w+)\)",
+                                           source.read_text(encoding="utf-8"))}
+    for guard in guards:
+        # The first of several tests; rows of a table have a prefix and a name: Rows/Suite.Test/Name
+        name = re.sub(r"^[\w*]+/(?=.*\.)|(?<=\w)/[^./]*$", "", guard.test.partition(":")[0])
+        if not guard.by_compiler() and not fnmatch.filter(names, name):
+            raise RuntimeError(f"mutate: guard {guard.name}: there is no test {guard.test}")
+    return guards
 
 
 def draw_sample(guards, count, seed):
