@@ -137,8 +137,8 @@ public:
      * Called with the handshake mutex held, on the thread that iterates the main context or on the
      * resend thread. An override may send messages and notifications. An override must not destroy
      * the endpoint or wait for a handshake callback. A loss is reported before the partner's
-     * objects are released: IsConnectionReady still returns true then, and notifications are
-     * refused. "Ready" may be reported more than once for one partner.
+     * objects are released: IsConnectionReady keeps its value during the report, and notifications
+     * are refused. "Ready" may be reported more than once for one partner.
      *
      * @param ready true for ready, false for lost
      * @param partner the partner's unique bus name; valid during the call. For "ready" this name is

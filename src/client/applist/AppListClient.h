@@ -143,8 +143,8 @@ public:
     /**
      * Makes the list equal to @p items, with the fewest requests that leave equal items in place.
      * The list is removed and filled again if more than three removals and replacements leave no
-     * item in place, or if they are more than 1,000 or than a quarter of both lists plus three. The
-     * selection stays if its unique id is in @p items. Rejected if any item is invalid.
+     * item in place, or if their number exceeds 1,000 or a quarter of both lists together plus
+     * three. The selection stays if its unique id is in @p items. Rejected if any item is invalid.
      */
     void SetItems(std::vector<Item> items, Completion completion = Completion());
     /** Appends @p items. Rejected as a whole if any item is invalid or in the list. */
