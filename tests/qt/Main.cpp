@@ -2,6 +2,8 @@
 #include <cstdlib>
 #include <string>
 
+#include <malloc.h>
+
 #include <QApplication>
 #include <applist/AppListQtExecutor.h>
 #include <gmock/gmock.h>
@@ -19,6 +21,7 @@ void PostATask() {
 } // namespace
 
 int main(int argc, char** argv) {
+    mallopt(M_PERTURB, 0xA5); // overwrites released memory, so that its use is noticed
     testing::InitGoogleMock(&argc, argv);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
