@@ -309,7 +309,7 @@ Usage CheckPartnerVerb::Describe() {
         "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
         "with a cost), BROKEN or not seen, with the evidence, and with the numbers of the\n"
         "protocol statements that the duty proves. Stop other hosts first: the check ends when\n"
-        "another host is on the bus.",
+        "it finds another host.",
         "The command of --restart ends the old partner, starts a new one, and returns, or it\n"
         "stays in the foreground as the partner. The check stops such a command before the next\n"
         "start. Without --restart, the check asks you to start and restart the partner.\n\n"

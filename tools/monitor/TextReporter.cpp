@@ -132,7 +132,7 @@ void TextReporter::Late(const RequestSeen& request, Microseconds waited) {
 void TextReporter::Done(const RequestSeen& request) {
     if (!request.reply) {
         m_output.Problem(Number(request) + Decoder::Title(request.content) + " got no reply from " +
-                         Describe(request.to) + " until the end");
+                         Describe(request.to));
     } else {
         Answered(request);
     }
