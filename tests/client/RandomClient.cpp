@@ -1,26 +1,14 @@
 // Random edits of a host and its partner; the partner is stopped, killed and replaced. At each
 // quiet point the lists of the client, the partner and a plain vector are equal, and both
 // selections.
-#include <chrono>
-#include <cinttypes>
-#include <cstdio>
-#include <map>
-#include <random>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "ClientHost.h"
-#include "DisturbedPartner.h"
 #include "ExpectedItems.h"
 #include "Hex.h"
-#include "Options.h"
-#include "PrivateBus.h"
-#include "QuietHost.h"
-#include "RandomSteps.h"
-#include "Records.h"
-#include "SharedBus.h"
+#include "RandomEdits.h"
 
 namespace {
 
@@ -32,188 +20,99 @@ constexpr const char* SUMMARY =
     "\n"
     "Exit status: 0 all equal, 1 a difference, 2 bad arguments.";
 
-class RandomClient {
+class RandomClient : public RandomEdits<ClientHost> {
 public:
-    explicit RandomClient(std::uint64_t seed) : m_random(seed) {}
-
-    void Step();
-    void Compare();
-    std::map<std::string, unsigned long> Done() const;
+    using RandomEdits::RandomEdits;
 
 private:
-    std::size_t Pick(std::size_t count) { return m_random() % count; }
-    std::string AnyId() { return std::string(1, "abcdefghijklmnopqrst"[Pick(20)]); }
-    AppListClient::Item AnyItem() { return {AnyId(), std::to_string(Pick(1000))}; }
-    std::vector<AppListClient::Item> AnyItems();
+    void Edit() override;
+    void CheckHost() override;
 
-    void Edit();
-    void SetItems(const std::vector<AppListClient::Item>& items);
-    void AddItems(const std::vector<AppListClient::Item>& items);
-    void AddItemAtEnd(const AppListClient::Item& item);
-    void RemoveItem(const std::string& uniqueId);
-    void ModifyItem(const std::string& uniqueId, const AppListClient::Item& item);
-    void RemoveAllItems();
+    std::string AnyId() { return std::string(1, AnyLetter()); }
+    std::string AnyName() { return std::to_string(Pick(1000)); }
+    AppListClient::Item AnyItem() { return {AnyId(), AnyName()}; }
+    std::vector<AppListClient::Item> AnyItems();
     void OverflowQueue();
 
-    std::mt19937_64 m_random;
-    ClientHost m_host;
     ExpectedItems m_expected;
-    DisturbedPartner m_partner{m_random};
-    std::map<std::string, unsigned long> m_done;
 };
 
-void RandomClient::Step() {
-    const std::size_t kind = Pick(100);
-    if (kind < 85) {
-        Edit();
-    } else if (kind < 95) {
-        m_partner.Select(100);
-    } else {
-        m_partner.Disturb();
-    }
-}
-
 void RandomClient::Edit() {
+    AppListClient& client = m_host.Client();
+    const std::string id = AnyId();
+    const AppListClient::Item item = AnyItem();
+    const std::vector<AppListClient::Item> items = AnyItems();
     switch (Pick(9)) {
     case 0:
-        SetItems(AnyItems());
-        return;
+        client.SetItems(items);
+        m_expected.Set(items);
+        return Count("set items");
     case 1:
-        AddItems(AnyItems());
-        return;
+        client.AddItems(items);
+        m_expected.Add(items);
+        return Count("add items");
     case 2:
-        RemoveItem(AnyId());
-        return;
+        client.RemoveItem(id);
+        m_expected.Remove(id);
+        return Count("remove item");
     case 3:
-        ++m_done["modify item"];
-        ModifyItem(AnyId(), AnyItem());
-        return;
+        client.ModifyItem(id, item);
+        m_expected.Modify(id, item);
+        return Count("modify item");
     case 4:
-        ++m_done["set selection"];
-        m_host.Client().SetSelection(AnyId());
-        return;
+        client.SetSelection(id);
+        return Count("set selection");
     case 5:
-        ++m_done["set clicked"];
-        m_host.Client().SetClicked(AnyId());
-        return;
+        client.SetClicked(id);
+        return Count("set clicked");
     case 6:
         if (Pick(10) == 0) {
-            RemoveAllItems();
+            client.RemoveAllItems();
+            m_expected.Clear();
+            Count("remove all items");
         }
         return;
     case 7:
         if (Pick(20) == 0) {
             OverflowQueue();
+            Count("more changes than the queue holds");
         }
         return;
     default:
-        ++m_done["add item at end"];
-        AddItemAtEnd(AnyItem());
-        return;
+        client.AddItemAtEnd(item);
+        m_expected.Add({item});
+        return Count("add item at end");
     }
 }
 
-void RandomClient::SetItems(const std::vector<AppListClient::Item>& items) {
-    ++m_done["set items"];
-    m_host.Client().SetItems(items);
-    m_expected.Set(items);
-}
-
-void RandomClient::AddItems(const std::vector<AppListClient::Item>& items) {
-    ++m_done["add items"];
-    m_host.Client().AddItems(items);
-    m_expected.Add(items);
-}
-
-void RandomClient::AddItemAtEnd(const AppListClient::Item& item) {
-    m_host.Client().AddItemAtEnd(item);
-    m_expected.Add({item});
-}
-
-void RandomClient::RemoveItem(const std::string& uniqueId) {
-    ++m_done["remove item"];
-    m_host.Client().RemoveItem(uniqueId);
-    m_expected.Remove(uniqueId);
-}
-
-void RandomClient::ModifyItem(const std::string& uniqueId, const AppListClient::Item& item) {
-    m_host.Client().ModifyItem(uniqueId, item);
-    m_expected.Modify(uniqueId, item);
-}
-
-void RandomClient::RemoveAllItems() {
-    ++m_done["remove all items"];
-    m_host.Client().RemoveAllItems();
-    m_expected.Clear();
-}
-
 void RandomClient::OverflowQueue() {
-    ++m_done["more changes than the queue holds"];
     for (std::size_t i = 0; i < AppListClient::QUEUE_LENGTH + 50; ++i) {
-        ModifyItem(AnyId(), AnyItem());
+        const std::string id = AnyId();
+        const AppListClient::Item item = AnyItem();
+        m_host.Client().ModifyItem(id, item);
+        m_expected.Modify(id, item);
         m_host.Client().SetSelection(AnyId());
     }
 }
 
 std::vector<AppListClient::Item> RandomClient::AnyItems() {
-    std::map<std::string, AppListClient::Item> items;
-    for (std::size_t count = Pick(12); count > 0; --count) {
-        const AppListClient::Item item = AnyItem();
-        items[std::to_string(Pick(100))] = item;
+    std::vector<AppListClient::Item> items = LetterItems(AnyLetters());
+    for (AppListClient::Item& item : items) {
+        item.visibleName = AnyName();
     }
-    std::vector<AppListClient::Item> list;
-    std::map<std::string, bool> ids;
-    for (const auto& [key, item] : items) {
-        if (!std::exchange(ids[item.uniqueId], true)) {
-            list.push_back(item);
-        }
-    }
-    return list;
+    return items;
 }
 
-void RandomClient::Compare() {
-    m_partner.Continue();
-    std::pair<std::string, std::string> partner;
-    const bool equal = m_host.WaitUntil([&] {
-        partner = m_partner.List();
-        return partner == m_host.Records();
-    });
-    if (m_host.Records().first != m_expected.Stream()) {
-        throw std::runtime_error("host " + Hex::Of(m_host.Records().first) + ", expected " +
+void RandomClient::CheckHost() {
+    const std::string list = m_host.Records().first;
+    if (list != m_expected.Stream()) {
+        throw std::runtime_error("host " + Hex::Of(list) + ", expected " +
                                  Hex::Of(m_expected.Stream()));
     }
-    if (!equal) {
-        const auto [list, selection] = m_host.Records();
-        throw std::runtime_error("host " + Hex::Of(list) + " selection " + Hex::Of(selection) +
-                                 ", partner " + Hex::Of(partner.first) + " selection " +
-                                 Hex::Of(partner.second));
-    }
-    ++m_done["comparisons"];
-}
-
-std::map<std::string, unsigned long> RandomClient::Done() const {
-    std::map<std::string, unsigned long> done = m_partner.Done();
-    done.insert(m_done.begin(), m_done.end());
-    return done;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    gint64 steps = 100000;
-    gint64 seed = std::random_device()();
-    ParseOptions(argc, argv, SUMMARY,
-                 {NumberOption("steps", steps, "Make so many steps (100000)"),
-                  NumberOption("seed", seed, "Repeat the choices of this seed")});
-    QuietHost quiet;
-    const PrivateBus bus;
-    std::printf("seed %" PRId64 "\n", seed);
-    std::fflush(stdout);
-    const auto start = std::chrono::steady_clock::now();
-    RandomClient run(static_cast<std::uint64_t>(seed));
-    MakeRandomSteps(run, steps);
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    std::printf("%" PRId64 " steps in %.1f s, all equal\n", steps, took.count());
-    SharedBus::WaitUntilReleased();
-    return quiet.Criticals() == 0 ? 0 : 1;
+    return RunRandomEdits<RandomClient>(argc, argv, SUMMARY);
 }

@@ -7,11 +7,11 @@
 #include <random>
 #include <string>
 
-#include "MainLoop.h"
 #include "Options.h"
 #include "PrivateBus.h"
 #include "QuietHost.h"
 #include "RandomRun.h"
+#include "RandomSteps.h"
 #include "SharedBus.h"
 
 namespace {
@@ -31,10 +31,8 @@ struct Outcome {
 };
 
 void PrintDone(const RandomRun& run) {
-    for (const auto& [what, count] : run.Done()) {
-        std::printf("  %-32s %10lu\n", what.c_str(), count);
-    }
-    std::printf("  %-32s %10zu\n", "longest list", run.LongestList());
+    PrintActions(run.Done());
+    std::printf("  %-34s %10zu\n", "longest list", run.LongestList());
 }
 
 Outcome Run(std::uint64_t seed, unsigned long steps, gint64 seconds) {
@@ -48,9 +46,7 @@ Outcome Run(std::uint64_t seed, unsigned long steps, gint64 seconds) {
             run->Step();
         }
     } catch (const std::exception& difference) {
-        std::fprintf(stderr,
-                     "random: step %lu: %s\nrandom: repeat with --seed %" PRIu64 " --steps %lu\n",
-                     outcome.steps, difference.what(), seed, outcome.steps);
+        PrintDifference(difference, static_cast<gint64>(outcome.steps), static_cast<gint64>(seed));
         std::exit(1);
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;

@@ -2,12 +2,12 @@
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
-#include <exception>
 #include <random>
 #include <string>
 
 #include "Options.h"
 #include "PrivateBus.h"
+#include "RandomSteps.h"
 #include "ReplacementRun.h"
 
 namespace {
@@ -20,19 +20,6 @@ constexpr const char* SUMMARY =
     "A seed repeats the choices of a run, but not the scheduling of the processes.\n"
     "\n"
     "Exit status: 0 all equal, 1 a difference, 2 bad arguments.";
-
-constexpr gint64 STEPS_BETWEEN_COMPARISONS = 10;
-
-/** Returns after @p step steps; throws when a comparison fails. */
-void Run(ReplacementRun& run, gint64 steps, gint64& step) {
-    while (step < steps) {
-        ++step;
-        run.Step();
-        if (step % STEPS_BETWEEN_COMPARISONS == 0 || step == steps) {
-            run.CompareWhenQuiet();
-        }
-    }
-}
 
 } // namespace
 
@@ -50,20 +37,10 @@ int main(int argc, char** argv) {
     const auto start = std::chrono::steady_clock::now();
     ReplacementRun run(static_cast<std::uint64_t>(seed), fault != nullptr ? fault : "");
     g_free(fault);
-    gint64 step = 0;
-    try {
-        Run(run, steps, step);
-    } catch (const std::exception& difference) {
-        std::fprintf(stderr,
-                     "random: step %" PRId64 ": %s\nrandom: repeat with --seed %" PRId64
-                     " --steps %" PRId64 "\n",
-                     step, difference.what(), seed, step);
+    if (!MakeRandomSteps(run, steps, seed, 10)) {
         return 1;
     }
-    for (const auto& [kind, count] : run.Done()) {
-        std::printf("  %-32s %10lu\n", kind.c_str(), count);
-    }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    std::printf("%" PRId64 " steps in %.1f s, all equal\n", step, took.count());
+    std::printf("%" PRId64 " steps in %.1f s, all equal\n", steps, took.count());
     return 0;
 }

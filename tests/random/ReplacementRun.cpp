@@ -209,7 +209,7 @@ void ReplacementRun::PartnerRecreatesItsList() {
 
 // The comparison
 
-void ReplacementRun::CompareWhenQuiet() {
+void ReplacementRun::Compare() {
     ++m_done["comparison"];
     if (m_host.process == nullptr) {
         StartHost();

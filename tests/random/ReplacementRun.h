@@ -25,7 +25,7 @@ public:
      * Both processes run, one of them started again if necessary. Waits until both have the plain
      * list and selection. Throws std::runtime_error when they do not in time.
      */
-    void CompareWhenQuiet();
+    void Compare();
 
     /** The number of steps of each kind. */
     const std::map<std::string, unsigned long>& Done() const { return m_done; }
