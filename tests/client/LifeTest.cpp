@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <pthread.h>
 
+#include "CancelledThread.h"
 #include "CapturedLog.h"
 #include "ClientHost.h"
 #include "Hex.h"
@@ -184,17 +185,9 @@ TEST(ClientLife, DelaysTheCancellationOfAThreadToTheEndOfAnEventHandler) {
         pthread_testcancel();
         hasReturned = true;
     });
-    pthread_t thread{};
-    const auto dispatch = [](void* user_data) -> void* {
-        static_cast<DescriptorExecutor*>(user_data)->Dispatch();
-        pthread_testcancel();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, dispatch, &executor), 0);
-    void* result = nullptr;
-    pthread_join(thread, &result);
+    CancelledThread thread([&] { executor.Dispatch(); });
+    EXPECT_TRUE(thread.FinishedFirst());
     EXPECT_TRUE(hasReturned);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
 }
 
 } // namespace

@@ -10,10 +10,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <syslog.h>
 
 #include "AllocationCount.h"
+#include "CancelledThread.h"
 #include "PrivateSystemLog.h"
 
 namespace {
@@ -317,23 +317,10 @@ LOG_TEST(MissingLog, IsDetectedAgainWhenSyslogStops) {
 
 // A thread that is cancelled
 
-void* PrintCancelled(void* isFinished) {
-    pthread_cancel(pthread_self());
-    PlatformLogPrint(BUFFER, ERROR, TAG, "line\n");
-    *static_cast<bool*>(isFinished) = true;
-    pthread_testcancel();
-    return nullptr;
-}
-
 LOG_TEST(Log, FinishesALineOfAThreadThatIsCancelled) {
     log.OpenSyslog();
-    bool isFinished = false;
-    pthread_t thread = {};
-    ASSERT_EQ(pthread_create(&thread, nullptr, PrintCancelled, &isFinished), 0);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(isFinished);
+    EXPECT_TRUE(
+        FinishesBeforeItsCancellation([] { PlatformLogPrint(BUFFER, ERROR, TAG, "line\n"); }));
 }
 
 } // namespace

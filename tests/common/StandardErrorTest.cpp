@@ -20,6 +20,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "CancelledThread.h"
 #include "CapturedStandardError.h"
 #include "PrivateSystemLog.h"
 
@@ -147,23 +148,10 @@ LOG_TEST(LineOnStandardError, DoesNotControlTheTerminal) {
     EXPECT_THAT(log.JournalEntries().at(0), HasSubstr("name a\x1b[2J\nb\x7f \xc2\xa9 \xc2\x9b"));
 }
 
-void* WriteCancelled(void* isFinished) {
-    pthread_cancel(pthread_self());
-    StandardError::WriteLine(LOG_PRIORITY_ERROR, LOG_TAG, "line\n");
-    *static_cast<bool*>(isFinished) = true;
-    pthread_testcancel();
-    return nullptr;
-}
-
 LOG_TEST(LineOnStandardError, IsFinishedByAThreadThatIsCancelled) {
     const CapturedStandardError standardError;
-    bool isFinished = false;
-    pthread_t thread = {};
-    ASSERT_EQ(pthread_create(&thread, nullptr, WriteCancelled, &isFinished), 0);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(isFinished);
+    EXPECT_TRUE(FinishesBeforeItsCancellation(
+        [] { StandardError::WriteLine(LOG_PRIORITY_ERROR, LOG_TAG, "line\n"); }));
     EXPECT_THAT(standardError.Lines(), SizeIs(1));
 }
 

@@ -12,8 +12,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <unistd.h>
+
+#include "CancelledThread.h"
 
 namespace {
 
@@ -93,25 +94,12 @@ TEST(LineOnStandardOutput, IsNotInterruptedByOtherThreads) {
                 ElementsAre("line\n", "other"));
 }
 
-void* WriteCancelled(void* isFinished) {
-    pthread_cancel(pthread_self());
-    StandardOutput::WriteLine("line");
-    *static_cast<bool*>(isFinished) = true;
-    pthread_testcancel();
-    return nullptr;
-}
-
 TEST(LineOnStandardOutput, IsFinishedByAThreadThatIsCancelled) {
-    bool isFinished = false;
-    EXPECT_THAT(Writes([&] {
-                    pthread_t thread = {};
-                    pthread_create(&thread, nullptr, WriteCancelled, &isFinished);
-                    void* result = nullptr;
-                    pthread_join(thread, &result);
-                    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_THAT(Writes([] {
+                    EXPECT_TRUE(
+                        FinishesBeforeItsCancellation([] { StandardOutput::WriteLine("line"); }));
                 }),
                 ElementsAre("line\n"));
-    EXPECT_TRUE(isFinished);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 // Actions of a host on its own process beside the library: cancelled threads, forks, a closed bus
 // connection, and a reached limit of threads.
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <functional>
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "Bytes.h"
+#include "CancelledThread.h"
 #include "CapturedLog.h"
 #include "HostProcess.h"
 #include "MainLoop.h"
@@ -61,37 +61,6 @@ protected:
                                    }});
 };
 
-/** A cancelled thread that records the points it has passed. */
-class CancelledThread {
-public:
-    /** @param work is followed by a point at which a cancellation takes effect */
-    explicit CancelledThread(std::function<void()> work) : m_work(std::move(work)) {
-        EXPECT_EQ(pthread_create(&m_thread, nullptr, Run, this), 0);
-    }
-
-    void Cancel() const { pthread_cancel(m_thread); }
-
-    /** @return whether the work was finished before the cancellation ended the thread */
-    bool FinishedFirst() {
-        void* result = nullptr;
-        pthread_join(m_thread, &result);
-        return result == PTHREAD_CANCELED && m_isFinished;
-    }
-
-private:
-    static void* Run(void* self) {
-        auto& thread = *static_cast<CancelledThread*>(self);
-        thread.m_work();
-        thread.m_isFinished = true;
-        pthread_testcancel();
-        return nullptr;
-    }
-
-    std::function<void()> m_work;
-    pthread_t m_thread = {};
-    std::atomic<bool> m_isFinished{false};
-};
-
 using Cancellation = ConnectedHost;
 
 TEST_F(Cancellation, OfAThreadInsideARequestTakesEffectAfterTheReply) {
@@ -117,32 +86,22 @@ TEST_F(Cancellation, OfAThreadInsideARequestTakesEffectAfterTheReply) {
 
 TEST_F(Cancellation, ThatIsPendingTakesEffectAfterANotification) {
     Bytes event = ByteVector("event");
-    CancelledThread thread([&] {
-        pthread_cancel(pthread_self());
-        endpoint->SendNotification(event);
-    });
-    EXPECT_TRUE(thread.FinishedFirst());
+    EXPECT_TRUE(FinishesBeforeItsCancellation([&] { endpoint->SendNotification(event); }));
     EXPECT_TRUE(partner.WaitForNotifications(1));
     EXPECT_TRUE(Works());
 }
 
 TEST_F(Cancellation, ThatIsPendingTakesEffectAfterAnAnnouncement) {
     bool isAnnounced = false;
-    CancelledThread thread([&] {
+    EXPECT_TRUE(FinishesBeforeItsCancellation([&] {
         std::string name = "org.example.Name";
-        pthread_cancel(pthread_self());
         isAnnounced = endpoint->BroadcastName(name);
-    });
-    EXPECT_TRUE(thread.FinishedFirst());
+    }));
     EXPECT_TRUE(isAnnounced);
 }
 
 TEST_F(Cancellation, ThatIsPendingTakesEffectAfterTheDestructorOfAnEndpoint) {
-    CancelledThread thread([&] {
-        pthread_cancel(pthread_self());
-        endpoint.reset();
-    });
-    EXPECT_TRUE(thread.FinishedFirst());
+    EXPECT_TRUE(FinishesBeforeItsCancellation([&] { endpoint.reset(); }));
 }
 
 // The loop's thread, which is inside a handler.
@@ -154,12 +113,10 @@ TEST_F(Cancellation, ThatIsPendingTakesEffectAfterAHandlerOfTheHost) {
     };
     g_autoptr(GVariant) change = g_variant_ref_sink(g_variant_new(
         "(sss)", "org.morva.JavaMW.Applist_SERVICE_ACK", partner.UniqueName().c_str(), ""));
-    CancelledThread thread([&] {
-        pthread_cancel(pthread_self());
+    EXPECT_TRUE(FinishesBeforeItsCancellation([&] {
         JavaMWDbusRemote::cb_AckNameOwnerChanged(shared->Connection(), "", "", "", "", change,
                                                  static_cast<JavaMWDbusRemote*>(endpoint.get()));
-    });
-    EXPECT_TRUE(thread.FinishedFirst());
+    }));
     EXPECT_TRUE(isHandlerFinished);
     onReport = nullptr;
 }
@@ -168,11 +125,8 @@ TEST_F(Cancellation, ThatIsPendingTakesEffectAfterAHandlerOfTheHost) {
 TEST(CancellationOfAnEndpointsStart, ThatIsPendingTakesEffectAfterTheConnection) {
     const PrivateBus bus;
     std::unique_ptr<JavaMWDbusRemote> endpoint;
-    CancelledThread thread([&] {
-        pthread_cancel(pthread_self());
-        endpoint = std::make_unique<JavaMWDbusRemote>("Applist");
-    });
-    EXPECT_TRUE(thread.FinishedFirst());
+    EXPECT_TRUE(FinishesBeforeItsCancellation(
+        [&] { endpoint = std::make_unique<JavaMWDbusRemote>("Applist"); }));
     EXPECT_NE(endpoint, nullptr);
     endpoint.reset();
     EXPECT_TRUE(SharedBus::WaitUntilReleased());
