@@ -67,24 +67,34 @@ protected:
     CaptureWriter capture;
 };
 
+// A capture that begins with the handshake of a host and a partner.
+class ConnectedMonitorTest : public MonitorTest {
+protected:
+    ConnectedMonitorTest() { capture.Connect(); }
+};
+
 using MonitorHandshake = MonitorTest;
 using MonitorCheck = MonitorTest;
-using MonitorStuckHost = MonitorTest;
+using MonitorStuckHost = ConnectedMonitorTest;
 using MonitorHalfOpenPair = MonitorTest;
-using MonitorRequests = MonitorTest;
-using MonitorNotifications = MonitorTest;
-using MonitorSummary = MonitorTest;
-using MonitorCount = MonitorTest;
-using MonitorRead = MonitorTest;
-using MonitorJson = MonitorTest;
+using MonitorRequests = ConnectedMonitorTest;
+using MonitorNotifications = ConnectedMonitorTest;
+using MonitorSummary = ConnectedMonitorTest;
+using MonitorCount = ConnectedMonitorTest;
+using MonitorRead = ConnectedMonitorTest;
+using MonitorJson = ConnectedMonitorTest;
 
-json FindEvent(const std::vector<json>& objects, const std::string& event) {
+json Find(const std::vector<json>& objects, const std::string& key, const std::string& value) {
     for (const json& object : objects) {
-        if (object.at("event") == event) {
+        if (object.value(key, "") == value) {
             return object;
         }
     }
     return json();
+}
+
+json FindEvent(const std::vector<json>& objects, const std::string& event) {
+    return Find(objects, "event", event);
 }
 
 // --- The handshake -------------------------------------------------------------------------------
@@ -224,11 +234,7 @@ TEST_F(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
 TEST_F(MonitorHandshake, ReportsOtherProcessesToPrograms) {
     capture.Connect();
     capture.Notify(Message("", 4), "SendSignal", ":1.10");
-    bool isFound = false;
-    for (const json& object : ReadAsJson()) {
-        isFound = isFound || (object.value("what", "") == "unbound" && object.at("who") == ":1.10");
-    }
-    EXPECT_TRUE(isFound);
+    EXPECT_EQ(Find(ReadAsJson(), "what", "unbound").at("who"), ":1.10");
 }
 
 // The partner's announcement repairs pairs, and is dropped by a bound host.
@@ -301,13 +307,10 @@ TEST_F(MonitorCheck, IsNoConnectionOfAFreePartner) {
 
 // --- Stuck hosts ---------------------------------------------------------------------------------
 
-void SelectWithoutAQuery(CaptureWriter& capture) {
-    capture.Connect();
-    capture.Notify(Message("", 2));
-}
+// After notification 2, a selection, the host has to query for the selection.
 
 TEST_F(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
-    SelectWithoutAQuery(capture);
+    capture.Notify(Message("", 2));
     Wait(1200);
     Wait(5000);
     const std::string text = TextOf(4);
@@ -317,23 +320,19 @@ TEST_F(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
 }
 
 TEST_F(MonitorStuckHost, IsShownToPrograms) {
-    SelectWithoutAQuery(capture);
+    capture.Notify(Message("", 2));
     Wait(1200);
-    bool isFound = false;
-    for (const json& object : ReadAsJson()) {
-        isFound = isFound || (object.value("what", "") == "stuck" && object.at("who") == HOST);
-    }
-    EXPECT_TRUE(isFound);
+    EXPECT_EQ(Find(ReadAsJson(), "what", "stuck").at("who"), HOST);
 }
 
 TEST_F(MonitorStuckHost, IsNoneBeforeASecond) {
-    SelectWithoutAQuery(capture);
+    capture.Notify(Message("", 2));
     Wait(900);
     EXPECT_EQ(Read().status, 0);
 }
 
 TEST_F(MonitorStuckHost, IsNoneAfterItsQuery) {
-    SelectWithoutAQuery(capture);
+    capture.Notify(Message("", 2));
     capture.RequestAndReply(Framed("", 2001), 1);
     Wait(3000);
     EXPECT_EQ(Read().status, 0);
@@ -341,21 +340,20 @@ TEST_F(MonitorStuckHost, IsNoneAfterItsQuery) {
 
 // The partner blocks the host.
 TEST_F(MonitorStuckHost, IsNoneWhileARequestWaitsForItsReply) {
-    SelectWithoutAQuery(capture);
+    capture.Notify(Message("", 2));
     capture.Call(HOST, PARTNER, Message("", 2003));
     Wait(3000);
     EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
 }
 
 TEST_F(MonitorStuckHost, IsNoneForTheNotificationOfAnotherProcess) {
-    capture.Connect();
     capture.Notify(Message("", 2), "SendSignal", ":1.10");
     Wait(3000);
     EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
 }
 
 TEST_F(MonitorStuckHost, IsNoneAfterItHasLeft) {
-    SelectWithoutAQuery(capture);
+    capture.Notify(Message("", 2));
     capture.Leave(HOST);
     Wait(3000);
     EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
@@ -417,14 +415,10 @@ TEST_F(MonitorHalfOpenPair, IsReportedWhenTheHostAcceptedAnAnswerToAnotherHost) 
 TEST_F(MonitorHalfOpenPair, IsAnObjectInJson) {
     AnswerAHostThatHasLeft(capture);
     Wait(3000);
-    json pair;
     const std::vector<json> objects = ReadAsJson();
-    for (const json& object : objects) {
-        if (object.at("event") == "handshake" && object.at("what") == "half-open") {
-            pair = object;
-        }
-    }
+    const json pair = Find(objects, "what", "half-open");
     ASSERT_TRUE(pair.is_object());
+    EXPECT_EQ(pair.at("event"), "handshake");
     EXPECT_EQ(pair.at("who"), LATER_HOST);
     EXPECT_EQ(pair.at("side"), "host");
     EXPECT_EQ(pair.at("host"), LATER_HOST);
@@ -531,10 +525,10 @@ const MessageRow REQUESTS[] = {
      "APPLIST_ADD_ITEM_AT_END_FNC (2005): \\x1b[31mClock (c1)\n"},
 };
 
-class MonitorRequest : public MonitorTest, public testing::WithParamInterface<MessageRow> {};
+class MonitorRequest : public ConnectedMonitorTest,
+                       public testing::WithParamInterface<MessageRow> {};
 
 TEST_P(MonitorRequest, IsPrintedByNameWithItsItems) {
-    capture.Connect();
     capture.RequestAndReply(GetParam().bytes, 1);
     EXPECT_THAT(TextOf(),
                 HasSubstr("host :1.7 -> partner :1.8  #1 " + std::string(GetParam().report)));
@@ -552,7 +546,6 @@ TEST_F(MonitorRequests, CoverTheTableOfRequests) {
 INSTANTIATE_TEST_SUITE_P(, MonitorRequest, testing::ValuesIn(REQUESTS), RowName<MessageRow>);
 
 TEST_F(MonitorRequests, ArePrintedWithReplyAndLatency) {
-    capture.Connect();
     capture.RequestAndReply(Framed("", 2001), 0.42, "Clock\nc1\n");
     capture.RequestAndReply(Framed("", 2001), 2, "");
     capture.RequestAndReply(Framed("", 2003), 3, "abc");
@@ -564,7 +557,6 @@ TEST_F(MonitorRequests, ArePrintedWithReplyAndLatency) {
 }
 
 TEST_F(MonitorRequests, AreMatchedWithTheirOwnReplies) {
-    capture.Connect();
     const std::uint32_t first = capture.Call(HOST, PARTNER, Message("", 2001));
     const std::uint32_t second = capture.Call(HOST, PARTNER, Message("", 2003));
     capture.Reply("org.example", ":1.50", first, CaptureWriter::Body("not this one"));
@@ -576,7 +568,6 @@ TEST_F(MonitorRequests, AreMatchedWithTheirOwnReplies) {
 }
 
 TEST_F(MonitorRequests, ThatFailArePrintedWithTheError) {
-    capture.Connect();
     const std::uint32_t serial = capture.Call(HOST, PARTNER, Message("", 2003));
     capture.At(3).Error("org.freedesktop.DBus", HOST, serial, "org.freedesktop.DBus.Error.NoReply",
                         "gone");
@@ -585,7 +576,6 @@ TEST_F(MonitorRequests, ThatFailArePrintedWithTheError) {
 }
 
 TEST_F(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
-    capture.Connect();
     capture.Call(HOST, PARTNER, Message("", 2003));
     Wait(1501);
     const std::string text = TextOf(4);
@@ -597,7 +587,6 @@ TEST_F(MonitorRequests, WithoutAReplyArePrintedDuringTheWaitAndInTheSummary) {
 }
 
 TEST_F(MonitorRequests, WithALateReplyAreAFault) {
-    capture.Connect();
     const std::uint32_t serial = capture.Call(HOST, PARTNER, Message("", 2003));
     Wait(1501);
     capture.Reply(PARTNER, HOST, serial, CaptureWriter::Body(""));
@@ -608,7 +597,6 @@ TEST_F(MonitorRequests, WithALateReplyAreAFault) {
 
 // The partner has not received the end of its host.
 TEST_F(MonitorNotifications, ToAHostThatHasLeftMakeNoHost) {
-    capture.Connect();
     capture.Leave(HOST);
     capture.Notify(Message("", 4));
     const std::string text = TextOf();
@@ -618,7 +606,6 @@ TEST_F(MonitorNotifications, ToAHostThatHasLeftMakeNoHost) {
 }
 
 TEST_F(MonitorNotifications, ArePrintedByName) {
-    capture.Connect();
     capture.Notify(Message("", 1));
     capture.Notify(Message("", 2));
     capture.Notify(Message("ab", 3));
@@ -633,7 +620,6 @@ TEST_F(MonitorNotifications, ArePrintedByName) {
 }
 
 TEST_F(MonitorSummary, HasThePercentilesOfTheLatencies) {
-    capture.Connect();
     for (int i = 100; i >= 1; --i) {
         capture.RequestAndReply(Framed("A\na\n", 2005), i);
     }
@@ -644,7 +630,6 @@ TEST_F(MonitorSummary, HasThePercentilesOfTheLatencies) {
 }
 
 TEST_F(MonitorSummary, FitsATerminalOf80Columns) {
-    capture.Connect();
     for (int id = 2000; id <= 2008; ++id) {
         capture.RequestAndReply(Framed("", id), 24000);
     }
@@ -660,7 +645,6 @@ TEST_F(MonitorSummary, FitsATerminalOf80Columns) {
 }
 
 TEST_F(MonitorCount, EndsTheRunAfterThisNumberOfRequestsAndNotifications) {
-    capture.Connect();
     capture.RequestAndReply(Framed("", 2003), 1);
     capture.Notify(Message("", 1));
     capture.RequestAndReply(Framed("", 2001), 1);
@@ -733,10 +717,10 @@ const MalformedRow MALFORMED[] = {
      "a packet of 16 bytes is no D-Bus message"},
 };
 
-class MonitorMalformed : public MonitorTest, public testing::WithParamInterface<MalformedRow> {};
+class MonitorMalformed : public ConnectedMonitorTest,
+                         public testing::WithParamInterface<MalformedRow> {};
 
 TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
-    capture.Connect();
     GetParam().write(capture);
     capture.RequestAndReply(Framed("Z\nz\n", 2005), 1);
     const std::string text = TextOf(4);
@@ -749,7 +733,6 @@ TEST_P(MonitorMalformed, IsMarkedAndTheOtherMessagesArePrinted) {
 INSTANTIATE_TEST_SUITE_P(, MonitorMalformed, testing::ValuesIn(MALFORMED), RowName<MalformedRow>);
 
 TEST_F(MonitorRead, PrintsTheRestOfATruncatedMessage) {
-    capture.Connect();
     capture.CutAt(256);
     capture.RequestAndReply(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     const std::string text = TextOf();
@@ -793,10 +776,9 @@ const CutRow CUT[] = {
      "  the capture has 16 of the 117440528 bytes of a message"},
 };
 
-class MonitorCut : public MonitorTest, public testing::WithParamInterface<CutRow> {};
+class MonitorCut : public ConnectedMonitorTest, public testing::WithParamInterface<CutRow> {};
 
 TEST_P(MonitorCut, IsNoFault) {
-    capture.Connect();
     GetParam().write(capture);
     const std::string text = TextOf();
     EXPECT_THAT(text, HasSubstr(GetParam().report));
@@ -807,7 +789,6 @@ TEST_P(MonitorCut, IsNoFault) {
 INSTANTIATE_TEST_SUITE_P(, MonitorCut, testing::ValuesIn(CUT), RowName<CutRow>);
 
 TEST_F(MonitorRead, MarksACutMessageForPrograms) {
-    capture.Connect();
     capture.CutAt(256);
     capture.RequestAndReply(Framed(std::string(1000, 'a') + "\nb\n", 2005), 7);
     capture.CutAt(40);
@@ -828,7 +809,6 @@ std::string ManyItems() {
 }
 
 TEST_F(MonitorRead, ShortensALongListOfItems) {
-    capture.Connect();
     capture.RequestAndReply(ManyItems(), 1);
     const ToolResult report = Read();
     EXPECT_THAT(report.output, HasSubstr("(2004): 15 items\n"));
@@ -838,7 +818,6 @@ TEST_F(MonitorRead, ShortensALongListOfItems) {
 }
 
 TEST_F(MonitorRead, ShowsAllItemsOnRequest) {
-    capture.Connect();
     capture.RequestAndReply(ManyItems(), 1);
     const ToolResult report = Read({"--all"});
     EXPECT_THAT(report.output, HasSubstr("     Item 15  id15\n"));
@@ -847,7 +826,6 @@ TEST_F(MonitorRead, ShowsAllItemsOnRequest) {
 
 // busctl also captures the local signal of its own library at the end of the bus.
 TEST_F(MonitorRead, OmitsLocalMessages) {
-    capture.Connect();
     const std::string local = "no bus carries this: /org/freedesktop/DBus/Local";
     capture.Packet(local, local.size());
     const ToolResult report = Read();
@@ -857,7 +835,6 @@ TEST_F(MonitorRead, OmitsLocalMessages) {
 // --- Files ---------------------------------------------------------------------------------------
 
 TEST_F(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
-    capture.Connect();
     capture.RequestAndReply(Framed("", 2003), 1);
     const std::string& bytes = capture.Bytes();
     const ToolResult report = ReportOf(bytes.substr(0, bytes.size() - 10));
@@ -868,7 +845,6 @@ TEST_F(MonitorRead, PrintsATruncatedCaptureUpToItsEnd) {
 }
 
 TEST_F(MonitorRead, EndsAtAPacketWithAHugeLengthField) {
-    capture.Connect();
     capture.Append(std::string("\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff", 16));
     const ToolResult report = Read();
     EXPECT_EQ(report.status, 1);
@@ -896,7 +872,6 @@ TEST_F(MonitorRead, ReportsTheNameOfAMissingFile) {
 }
 
 TEST_F(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
-    capture.Connect();
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
@@ -904,7 +879,6 @@ TEST_F(MonitorRead, PrintsACaptureOnStandardInputAtOnce) {
 }
 
 TEST_F(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
-    capture.Connect();
     ToolProcess tool({"monitor", "--read", "-"});
     tool.SendBytes(capture.Bytes());
     EXPECT_TRUE(tool.WaitFor("connected: host :1.7"));
@@ -915,7 +889,6 @@ TEST_F(MonitorRead, EndsWithTheSummaryWhenInterruptedInAPipe) {
 // --- JSON ----------------------------------------------------------------------------------------
 
 TEST_F(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
-    capture.Connect();
     capture.RequestAndReply(Framed("", 2001), 1.25, "Clock\nc1\n");
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request.value("time", ""), "2023-11-14T22:13:20.001000Z");
@@ -929,17 +902,14 @@ TEST_F(MonitorJson, HasARequestWithReplyAndLatencyInOneObject) {
 }
 
 TEST_F(MonitorJson, HasTheHandshakeAndTheSummary) {
-    capture.Connect();
     capture.RequestAndReply(Framed("", 2003), 4);
     capture.Notify(Message("", 1));
     const std::vector<json> objects = ReadAsJson();
-    const auto ready = std::find_if(objects.begin(), objects.end(), [](const json& object) {
-        return object.value("what", "") == "ready";
-    });
-    ASSERT_NE(ready, objects.end());
-    EXPECT_EQ(ready->value("host", ""), HOST);
-    EXPECT_EQ(ready->value("partner", ""), PARTNER);
-    EXPECT_EQ(ready->value("elapsed_ms", 0.0), 1.0);
+    const json ready = Find(objects, "what", "ready");
+    ASSERT_TRUE(ready.is_object());
+    EXPECT_EQ(ready.value("host", ""), HOST);
+    EXPECT_EQ(ready.value("partner", ""), PARTNER);
+    EXPECT_EQ(ready.value("elapsed_ms", 0.0), 1.0);
     const json& summary = objects.back();
     EXPECT_EQ(summary.value("event", ""), "summary");
     EXPECT_EQ(summary["requests"]["APPLIST_REMOVE_ALL_ITEMS_FNC (2003)"]["latency_ms"]["p99"], 4.0);
@@ -948,14 +918,12 @@ TEST_F(MonitorJson, HasTheHandshakeAndTheSummary) {
 }
 
 TEST_F(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
-    capture.Connect();
     capture.RequestAndReply(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
 }
 
 TEST_F(MonitorJson, MarksMalformedMessages) {
-    capture.Connect();
     capture.RequestAndReply("abc", 1);
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request.value("malformed", ""), "3 bytes are too short for an id");
