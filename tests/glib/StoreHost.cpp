@@ -145,12 +145,13 @@ private:
     std::vector<AppListEntry*> m_entries;
 };
 
-/** Fails if the result of a call does not fit its error. */
-std::string ErrorOf(gboolean accepted, GError* error) {
-    const std::string text = error == nullptr ? "" : error->message;
-    g_assert((accepted != 0) == (error == nullptr));
-    g_clear_error(&error);
-    return text;
+/** @return the error of a call. Fails if the result of the call does not fit the error. */
+template <class Function, class... Arguments>
+std::string ErrorOf(Function function, AppListStore* store, Arguments... arguments) {
+    g_autoptr(GError) error = nullptr;
+    const gboolean accepted = function(store, arguments..., &error);
+    g_assert((accepted != FALSE) == (error == nullptr));
+    return error == nullptr ? "" : error->message;
 }
 
 } // namespace
@@ -165,50 +166,34 @@ StoreCalls::Items StoreCalls::Letters(const std::string& ids, const std::string&
 
 std::string StoreCalls::Set(AppListStore* store, const Items& items) {
     const NewEntries entries(items);
-    GError* error = nullptr;
-    const gboolean accepted =
-        applist_store_set_items(store, entries.Data(), entries.Count(), &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_set_items, store, entries.Data(), entries.Count());
 }
 
 std::string StoreCalls::Append(AppListStore* store, const Items& items) {
     const NewEntries entries(items);
-    GError* error = nullptr;
-    const gboolean accepted =
-        applist_store_append_items(store, entries.Data(), entries.Count(), &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_append_items, store, entries.Data(), entries.Count());
 }
 
 std::string StoreCalls::Replace(AppListStore* store, const std::string& id,
                                 const std::string& newId, const std::string& name) {
     const NewEntries entries({{newId, name}});
-    GError* error = nullptr;
-    const gboolean accepted = applist_store_replace(store, id.c_str(), entries.Data()[0], &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_replace, store, id.c_str(), entries.Data()[0]);
 }
 
 std::string StoreCalls::Remove(AppListStore* store, const std::string& id) {
-    GError* error = nullptr;
-    const gboolean accepted = applist_store_remove(store, id.c_str(), &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_remove, store, id.c_str());
 }
 
 std::string StoreCalls::RemoveAll(AppListStore* store) {
-    GError* error = nullptr;
-    const gboolean accepted = applist_store_remove_all(store, &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_remove_all, store);
 }
 
 std::string StoreCalls::Select(AppListStore* store, const std::string& id) {
-    GError* error = nullptr;
-    const gboolean accepted = applist_store_select(store, id.c_str(), &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_select, store, id.c_str());
 }
 
 std::string StoreCalls::Click(AppListStore* store, const std::string& id) {
-    GError* error = nullptr;
-    const gboolean accepted = applist_store_click(store, id.c_str(), &error);
-    return ErrorOf(accepted, error);
+    return ErrorOf(applist_store_click, store, id.c_str());
 }
 
 } // namespace applist_test
