@@ -185,9 +185,8 @@ LOG_TEST(UnknownLogLevel, IsReportedOnceAndIsEveryLine) {
                 HasSubstr("] Environment variable APPLIST_LOG_LEVEL has the unknown value "
                           "'verbose%s'\n"));
     EXPECT_EQ(JournalField(entries[0], "PRIORITY"), ERROR);
-    const auto lines = standardError.Lines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0], HasSubstr("APPLIST_LOG_LEVEL has the unknown value"));
+    const std::string line = Only(standardError.Lines());
+    EXPECT_THAT(line, HasSubstr("APPLIST_LOG_LEVEL has the unknown value"));
 }
 
 LOG_TEST(UnknownLog, IsReportedOnceAlsoOnStandardError) {
@@ -196,9 +195,8 @@ LOG_TEST(UnknownLog, IsReportedOnceAlsoOnStandardError) {
     const CapturedStandardError standardError;
     LogOneOfEach();
     EXPECT_THAT(Severities(log), ElementsAre(ERROR, DEBUG, INFO, ERROR));
-    const auto lines = standardError.Lines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0],
+    const std::string line = Only(standardError.Lines());
+    EXPECT_THAT(line,
                 HasSubstr("] Environment variable APPLIST_LOG has the unknown value 'STDERR'"));
 }
 

@@ -42,12 +42,11 @@ LOG_TEST(Journal, ReceivesALineWithItsFields) {
     log.OpenJournal();
     log.OpenSyslog();
     PlatformLogPrint(2, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "Hello you, 3 times\n");
-    EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
-    EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "a-tag");
-    EXPECT_EQ(JournalField(entries[0], "LOG_BUFFER"), "2");
+    const std::string entry = Only(log.JournalEntries());
+    EXPECT_EQ(JournalField(entry, "MESSAGE"), "Hello you, 3 times\n");
+    EXPECT_EQ(JournalField(entry, "PRIORITY"), "7");
+    EXPECT_EQ(JournalField(entry, "SYSLOG_IDENTIFIER"), "a-tag");
+    EXPECT_EQ(JournalField(entry, "LOG_BUFFER"), "2");
     EXPECT_THAT(log.SyslogLines(), IsEmpty());
 }
 
@@ -67,22 +66,20 @@ LOG_TEST(Journal, ReceivesALongLineCutWithAMarkAtItsEnd) {
     log.OpenJournal();
     const std::string name(3 * 1024 * 1024, 'n');
     PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    const std::string message = JournalField(entries[0], "MESSAGE");
+    const std::string entry = Only(log.JournalEntries());
+    const std::string message = JournalField(entry, "MESSAGE");
     EXPECT_EQ(message.substr(0, 10), "before nnn");
     EXPECT_EQ(message.size(), 4095u);
     EXPECT_EQ(message.substr(4095 - 7), "nnn...\n");
-    EXPECT_EQ(JournalField(entries[0], "PRIORITY"), "7");
+    EXPECT_EQ(JournalField(entry, "PRIORITY"), "7");
 }
 
 LOG_TEST(Journal, ReceivesTheLongestLineWhole) {
     log.OpenJournal();
     const std::string line = std::string(4094, 'n') + "\n";
     PlatformLogPrint(BUFFER, DEBUG, TAG, "%s", line.c_str());
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), line);
+    const std::string entry = Only(log.JournalEntries());
+    EXPECT_EQ(JournalField(entry, "MESSAGE"), line);
 }
 
 LOG_TEST(Journal, ReceivesALongLineCutBetweenTwoCharacters) {
@@ -106,18 +103,16 @@ LOG_TEST(Journal, ReceivesALongLineCutBetweenTwoCharacters) {
 LOG_TEST(Journal, ReceivesThePercentSignsOfANameUnchanged) {
     log.OpenJournal();
     PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "100%s%n%d%");
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name 100%s%n%d%\n");
+    const std::string entry = Only(log.JournalEntries());
+    EXPECT_EQ(JournalField(entry, "MESSAGE"), "name 100%s%n%d%\n");
 }
 
 LOG_TEST(Journal, ReceivesBytesThatAreNotUtf8) {
     log.OpenJournal();
     PlatformLogPrint(BUFFER, DEBUG, TAG, "name %s\n", "a\xff\n=b");
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "name a\xff\n=b\n");
-    EXPECT_EQ(JournalField(entries[0], "SYSLOG_IDENTIFIER"), "applist");
+    const std::string entry = Only(log.JournalEntries());
+    EXPECT_EQ(JournalField(entry, "MESSAGE"), "name a\xff\n=b\n");
+    EXPECT_EQ(JournalField(entry, "SYSLOG_IDENTIFIER"), "applist");
 }
 
 TEST(Journal, CostsNoAllocationForAnOrdinaryLine) {
@@ -142,24 +137,22 @@ LOG_TEST(Journal, ReceivesTheOriginOfALine) {
     log.OpenJournal();
     const std::string line = std::to_string(__LINE__ + 1);
     APPLIST_LOG_DEBUG("Sending sync message with %d bytes", 41);
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_EQ(JournalField(entries[0], "CODE_FILE"), "PlatformLogTest.cpp");
-    EXPECT_EQ(JournalField(entries[0], "CODE_LINE"), line);
-    EXPECT_EQ(JournalField(entries[0], "CODE_FUNC"), __func__);
+    const std::string entry = Only(log.JournalEntries());
+    EXPECT_EQ(JournalField(entry, "CODE_FILE"), "PlatformLogTest.cpp");
+    EXPECT_EQ(JournalField(entry, "CODE_LINE"), line);
+    EXPECT_EQ(JournalField(entry, "CODE_FUNC"), __func__);
     const std::string function = __func__;
-    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "PlatformLogTest.cpp: " + function + "(" + line +
-                                                       ") > [" + function + ":" + line +
-                                                       "] Sending sync message with 41 bytes\n");
+    EXPECT_EQ(JournalField(entry, "MESSAGE"), "PlatformLogTest.cpp: " + function + "(" + line +
+                                                  ") > [" + function + ":" + line +
+                                                  "] Sending sync message with 41 bytes\n");
 }
 
 LOG_TEST(Journal, ReceivesNoOriginOfALineWithoutPrefix) {
     log.OpenJournal();
     PlatformLogPrint(BUFFER, ERROR, TAG, "Connection not set.%s", "\n");
-    const auto entries = log.JournalEntries();
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_THAT(entries[0], Not(HasSubstr("CODE_")));
-    EXPECT_THAT(entries[0], Not(HasSubstr("MESSAGE_ID")));
+    const std::string entry = Only(log.JournalEntries());
+    EXPECT_THAT(entry, Not(HasSubstr("CODE_")));
+    EXPECT_THAT(entry, Not(HasSubstr("MESSAGE_ID")));
 }
 
 LOG_TEST(Journal, ReceivesTheIdOfEachError) {
@@ -189,9 +182,8 @@ LOG_TEST(Journal, ReceivesNoIdOfAnotherLine) {
 LOG_TEST(Syslog, ReceivesTagAndTextWithoutAJournal) {
     log.OpenSyslog();
     PlatformLogPrint(BUFFER, DEBUG, "a-tag", "Hello %s, %d times%s", "you", 3, "\n");
-    const auto lines = log.SyslogLines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0], HasSubstr(": a-tag: Hello you, 3 times"));
+    const std::string line = Only(log.SyslogLines());
+    EXPECT_THAT(line, HasSubstr(": a-tag: Hello you, 3 times"));
 }
 
 LOG_TEST(Syslog, ReceivesTheSeverityOfThePriority) {
@@ -211,29 +203,25 @@ LOG_TEST(Syslog, ReceivesTheSeverityOfThePriority) {
 LOG_TEST(Syslog, LeavesTheIdentOfTheHostUnchanged) {
     log.OpenSyslog();
     PlatformLogPrint(BUFFER, DEBUG, TAG, "line\n");
-    const auto lines = log.SyslogLines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0],
-                HasSubstr(std::string(" ") + program_invocation_short_name + ": applist: "));
+    const std::string line = Only(log.SyslogLines());
+    EXPECT_THAT(line, HasSubstr(std::string(" ") + program_invocation_short_name + ": applist: "));
 }
 
 LOG_TEST(Syslog, ReceivesALongLineCutWithAMarkAtItsEnd) {
     log.OpenSyslog();
     const std::string name(3 * 1024 * 1024, 'n');
     PlatformLogPrint(BUFFER, DEBUG, TAG, "before %s after\n", name.c_str());
-    const auto lines = log.SyslogLines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0], HasSubstr(": applist: before nnn"));
-    EXPECT_THAT(lines[0], HasSubstr("nnn..."));
-    EXPECT_LT(lines[0].size(), 5000u);
+    const std::string line = Only(log.SyslogLines());
+    EXPECT_THAT(line, HasSubstr(": applist: before nnn"));
+    EXPECT_THAT(line, HasSubstr("nnn..."));
+    EXPECT_LT(line.size(), 5000u);
 }
 
 LOG_TEST(Syslog, ReceivesThePercentSignsOfANameUnchanged) {
     log.OpenSyslog();
     PlatformLogPrint(BUFFER, DEBUG, "t%s", "name %s\n", "100%s%n%d");
-    const auto lines = log.SyslogLines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0], HasSubstr(": t%s: name 100%s%n%d"));
+    const std::string line = Only(log.SyslogLines());
+    EXPECT_THAT(line, HasSubstr(": t%s: name 100%s%n%d"));
 }
 
 // The allocations of the C library's syslog(3) are not counted: the library adds none.
@@ -278,17 +266,15 @@ auto WrittenUntilReceived(Read read) {
 LOG_TEST(MissingLog, IsReplacedSoonAfterSyslogStarts) {
     PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
     log.OpenSyslog();
-    const auto lines = WrittenUntilReceived([&] { return log.SyslogLines(); });
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0], HasSubstr(": applist: received"));
+    const std::string line = Only(WrittenUntilReceived([&] { return log.SyslogLines(); }));
+    EXPECT_THAT(line, HasSubstr(": applist: received"));
 }
 
 LOG_TEST(MissingLog, IsReplacedSoonAfterTheJournalStarts) {
     PlatformLogPrint(BUFFER, DEBUG, TAG, "lost\n");
     log.OpenJournal();
-    const auto entries = WrittenUntilReceived([&] { return log.JournalEntries(); });
-    ASSERT_THAT(entries, SizeIs(1));
-    EXPECT_EQ(JournalField(entries[0], "MESSAGE"), "received\n");
+    const std::string entry = Only(WrittenUntilReceived([&] { return log.JournalEntries(); }));
+    EXPECT_EQ(JournalField(entry, "MESSAGE"), "received\n");
 }
 
 LOG_TEST(MissingLog, IsRetriedAtOnceForAnError) {

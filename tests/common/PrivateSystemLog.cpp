@@ -162,6 +162,11 @@ std::vector<std::string> PrivateSystemLog::SyslogLines() const {
 
 // An entry is a row of fields: "NAME=value\n", or, for a value with a line feed in it, "NAME\n",
 // the length in eight bytes, least significant first, the value and "\n".
+std::string applist_test::Only(const std::vector<std::string>& lines) {
+    EXPECT_EQ(lines.size(), 1U);
+    return lines.empty() ? "" : lines.front();
+}
+
 std::string applist_test::JournalField(const std::string& entry, const std::string& name) {
     std::size_t at = 0;
     while (at < entry.size()) {

@@ -31,6 +31,9 @@ private:
     bool m_madeFolder = false;
 };
 
+/** The first of the @p lines. The test fails unless it is the only one. */
+std::string Only(const std::vector<std::string>& lines);
+
 /** The value of one field of a journal entry, "" when it has none. */
 std::string JournalField(const std::string& entry, const std::string& name);
 

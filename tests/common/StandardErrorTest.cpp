@@ -68,10 +68,9 @@ LOG_TEST(LineOnStandardError, HasTheTimeOfTheLine) {
     const time_t before = PresentSecond();
     APPLIST_LOG_DEBUG("line");
     const time_t after = PresentSecond();
-    const auto lines = standardError.Lines();
-    ASSERT_THAT(lines, SizeIs(1));
+    const std::string line = Only(standardError.Lines());
     tm parts = {};
-    ASSERT_NE(strptime(lines[0].c_str(), "%Y-%m-%dT%H:%M:%S", &parts), nullptr);
+    ASSERT_NE(strptime(line.c_str(), "%Y-%m-%dT%H:%M:%S", &parts), nullptr);
     EXPECT_GE(timegm(&parts), before);
     EXPECT_LE(timegm(&parts), after);
 }
@@ -106,19 +105,17 @@ LOG_TEST(LineOnStandardError, HasTheLevel) {
     const CapturedStandardError standardError;
     APPLIST_LOG_DEBUG("debug");
     APPLIST_LOG_INFO("info");
-    const auto lines = standardError.Lines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_EQ(Message(lines[0]), "info\n");
+    const std::string line = Only(standardError.Lines());
+    EXPECT_EQ(Message(line), "info\n");
 }
 
 LOG_TEST(LineOnStandardError, OfAnyLengthFitsAPipeInOnePiece) {
     UseStandardError();
     const CapturedStandardError standardError;
     APPLIST_LOG_DEBUG("%s", std::string(10000, 'n').c_str());
-    const auto lines = standardError.Lines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_EQ(lines[0].size(), 4096u);
-    EXPECT_EQ(lines[0].substr(4096 - 7), "nnn...\n");
+    const std::string line = Only(standardError.Lines());
+    EXPECT_EQ(line.size(), 4096u);
+    EXPECT_EQ(line.substr(4096 - 7), "nnn...\n");
 }
 
 LOG_TEST(LineOnStandardError, IsOneWrite) {
@@ -142,9 +139,8 @@ LOG_TEST(LineOnStandardError, DoesNotControlTheTerminal) {
     const CapturedStandardError standardError;
     // Only the second C2 begins a control character.
     APPLIST_LOG_DEBUG("name %s", "a\x1b[2J\nb\x7f \xc2\xa9 \xc2\x9b");
-    const auto lines = standardError.Lines();
-    ASSERT_THAT(lines, SizeIs(1));
-    EXPECT_THAT(lines[0], HasSubstr("name a?[2J?b? \xc2\xa9 ??\n"));
+    const std::string line = Only(standardError.Lines());
+    EXPECT_THAT(line, HasSubstr("name a?[2J?b? \xc2\xa9 ??\n"));
     EXPECT_THAT(log.JournalEntries().at(0), HasSubstr("name a\x1b[2J\nb\x7f \xc2\xa9 \xc2\x9b"));
 }
 
