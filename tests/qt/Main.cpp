@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "QtHost.h"
+#include "TaskOrder.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
-    const QApplication application(argc, argv);
+    const OrderedApplication<QApplication> application(argc, argv);
     if (argc == 2 && argv[1] == std::string(applist_test::POST_AND_END)) {
         PostATask();
         return 0;

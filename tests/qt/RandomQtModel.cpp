@@ -11,6 +11,7 @@
 
 #include "QtHost.h"
 #include "RandomEdits.h"
+#include "TaskOrder.h"
 
 namespace {
 
@@ -113,6 +114,6 @@ void RandomQtModel::CheckHost() {
 } // namespace
 
 int main(int argc, char** argv) {
-    const QCoreApplication application(argc, argv);
+    const OrderedApplication<QCoreApplication> application(argc, argv);
     return RunRandomEdits<RandomQtModel>(argc, argv, SUMMARY);
 }
