@@ -48,15 +48,16 @@ void PartnerList::OnNotificationBegin() {
     Exclusive().release();
     m_isInNotification = true;
     m_isPush = false;
-    m_isSoonAfterRequest = std::chrono::steady_clock::now() - m_lastRequest < PUSH_DELAY;
+    m_isSoonAfterEdit = std::chrono::steady_clock::now() - m_lastEdit < PUSH_DELAY;
 }
 
 // A partner with a new list processes requests between its report and the model's push. A removal
 // is then lost, and an added item comes first in the partner's list. The next change repairs the
-// list.
+// list. A selection or click alone needs no repair: the push sends the selection, and a repair
+// would replace a newer selection of the partner.
 void PartnerList::OnNotificationEnd() {
     m_isInNotification = false;
-    if (m_isPush && m_isSoonAfterRequest) {
+    if (m_isPush && m_isSoonAfterEdit) {
         m_observer.OnRefillNeeded();
     }
     m_exclusive.unlock();
@@ -78,6 +79,7 @@ void PartnerList::OnItemSelectionEvent(AppListModel* /*model*/) {
 RequestResult PartnerList::Make(const ListChange& change) {
     const std::unique_lock<std::mutex> lock = Exclusive();
     m_result = {};
+    m_isEdit = change.kind != ListChange::Kind::SELECT && change.kind != ListChange::Kind::CLICK;
     MakeOne(change);
     m_observer.OnMade(Selection());
     return m_result;
@@ -287,15 +289,16 @@ void PartnerList::OnRequestEnd(Outcome outcome, const char* reason) {
         m_hasQueryFailed = outcome != Outcome::ANSWERED;
         return;
     }
+    if (m_isEdit && outcome != Outcome::NO_PARTNER) {
+        m_lastEdit = std::chrono::steady_clock::now();
+    }
     switch (outcome) {
     case Outcome::ANSWERED:
-        m_lastRequest = std::chrono::steady_clock::now();
         return;
     case Outcome::NO_PARTNER:
         RequestWithoutModel();
         return;
     case Outcome::FAILED:
-        m_lastRequest = std::chrono::steady_clock::now();
         if (m_result.outcome != AppListClient::FAILED) {
             m_result = {AppListClient::FAILED, reason};
         }

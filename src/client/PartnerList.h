@@ -122,10 +122,11 @@ private:
     std::vector<std::unique_ptr<ModelItem>> m_modelItems; // of m_items, in the same order
     std::string m_selectionWithoutModel;
     RequestResult m_result;
-    std::chrono::steady_clock::time_point m_lastRequest;
+    std::chrono::steady_clock::time_point m_lastEdit;
+    bool m_isEdit = false;
     bool m_isInNotification = false;
     bool m_isPush = false;
-    bool m_isSoonAfterRequest = false;
+    bool m_isSoonAfterEdit = false;
     bool m_hasQueryFailed = false;
     std::atomic<bool> m_isAbandoned{false};
 };

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -30,6 +31,12 @@ Bytes BytesOf(const std::string& text) {
 
 int IdOf(const Bytes& request) {
     return Records::IdOf({request.begin(), request.end()});
+}
+
+std::vector<int> IdsOf(const std::vector<Bytes>& requests) {
+    std::vector<int> ids;
+    std::transform(requests.begin(), requests.end(), std::back_inserter(ids), IdOf);
+    return ids;
 }
 
 /** Released by the test, at the latest at its end. */
@@ -63,10 +70,7 @@ protected:
     }
 
     std::vector<int> RequestsFrom(std::size_t first) {
-        std::vector<int> ids;
-        for (const Bytes& request : m_partner.Requests()) {
-            ids.push_back(IdOf(request));
-        }
+        const std::vector<int> ids = IdsOf(m_partner.Requests());
         return {ids.begin() + static_cast<std::ptrdiff_t>(first), ids.end()};
     }
 
@@ -138,6 +142,33 @@ TEST_F(ClientRace, RepairsTheListAfterAPushThatTookLong) {
     ASSERT_TRUE(m_partner.WaitForRequests(4));
     EXPECT_THAT(RequestsFrom(1),
                 ElementsAre(Records::ADD_ITEMS, Records::REMOVE_ALL_ITEMS, Records::ADD_ITEMS));
+}
+
+// A repair removes all items and sends the host's selection again, so that it would replace a
+// selection that the partner makes after the push.
+TEST(ClientRaceOfASelection, KeepsThePartnersSelectionAfterAReportOfANewList) {
+    PrivateBus bus;
+    ClientHost host;
+    host.Client().AddItems(LetterItems("abc"), host.Record());
+    ASSERT_TRUE(host.WaitUntil([&] { return host.outcomes.size() == 1; }));
+    TestPartner partner(bus);
+    ASSERT_TRUE(host.WaitForEvent("connected"));
+    partner.AnswerWith([](const Bytes& request) {
+        return IdOf(request) == Records::GET_SELECTION ? BytesOf(Records::Write({"b", "b"}))
+                                                       : Bytes();
+    });
+    host.Client().SetSelection("c", host.Record());
+    ASSERT_TRUE(host.WaitUntil([&] { return host.outcomes.size() == 2; }));
+    for (const int event : {Records::CREATED_EVENT, Records::SELECTION_EVENT}) {
+        partner.Notify(SharedBus::CurrentUniqueName(), BytesOf(Records::Frame("", event)));
+    }
+    ASSERT_TRUE(host.WaitForEvent("selected b"));
+    host.Client().SetClicked("a", host.Record()); // after each earlier request
+    ASSERT_TRUE(host.WaitUntil([&] { return host.outcomes.size() == 3; }));
+    EXPECT_THAT(IdsOf(partner.Requests()),
+                ElementsAre(Records::SET_SELECTION, Records::ADD_ITEMS, Records::SET_SELECTION,
+                            Records::GET_SELECTION, Records::SET_CLICKED));
+    EXPECT_EQ(host.Client().GetSelection()->uniqueId, "b");
 }
 
 // The number of requests between the reply to the first change and the handling of a notification
