@@ -221,9 +221,18 @@ TEST_F(PartnerCheck, EndsWhenAHostAppearsDuringTheCheck) {
 }
 
 TEST_F(DeviceCheck, ReportsAMissingBus) {
-    const std::string output = CheckOutput(3, {"--bus=unix:path=/nonexistent/bus"});
+    bus.Kill();
+    const std::string output = CheckOutput(3);
     EXPECT_THAT(output, HasSubstr("MISSING  bus"));
-    EXPECT_THAT(output, HasSubstr("DBUS_SYSTEM_BUS_ADDRESS"));
+    EXPECT_THAT(output, HasSubstr("-> check that the bus daemon runs, and that "
+                                  "DBUS_SYSTEM_BUS_ADDRESS is unset or correct\n"));
+}
+
+TEST_F(DeviceCheck, NamesTheOptionThatGaveTheAddressOfAMissingBus) {
+    const std::string output = CheckOutput(3, {"--bus=unix:path=/nonexistent/bus"});
+    EXPECT_THAT(output, HasSubstr("-> check that the bus daemon runs, and that the address after "
+                                  "--bus is correct\n"));
+    EXPECT_THAT(output, Not(HasSubstr("DBUS_SYSTEM_BUS_ADDRESS")));
 }
 
 } // namespace

@@ -37,10 +37,7 @@ public:
 
     int Run() {
         if (m_host.Connection() == nullptr) {
-            m_verdicts.Wrong(
-                "bus", m_host.Problem(),
-                "check that the bus daemon runs, and that DBUS_SYSTEM_BUS_ADDRESS is unset or "
-                "correct");
+            m_verdicts.Wrong("bus", m_host.Problem(), SystemBus::Advice());
             return EXIT_STATUS_NO_BUS;
         }
         m_verdicts.Good("bus", "on " + SystemBus::Describe() + " as " + m_host.UniqueName() +

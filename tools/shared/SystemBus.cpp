@@ -72,6 +72,12 @@ std::string SystemBus::Describe() {
     return address != nullptr ? "the bus at " + std::string(address) : "the system bus";
 }
 
+std::string SystemBus::Advice() {
+    const std::string start = "check that the bus daemon runs, and that ";
+    return start + (IsFromOption() ? "the address after --bus is correct"
+                                   : std::string(ADDRESS_VARIABLE) + " is unset or correct");
+}
+
 void SystemBus::UseAddress(const std::string& address) {
     g_setenv(ADDRESS_VARIABLE, address.c_str(), TRUE);
     IsFromOption() = true;

@@ -32,6 +32,9 @@ public:
     /** "the system bus", or the address that replaces it. */
     static std::string Describe();
 
+    /** The remedy for a missing bus. It names the origin of the address. */
+    static std::string Advice();
+
     /** Makes @p address, the value of --bus, the system bus of this process. */
     static void UseAddress(const std::string& address);
 
