@@ -43,6 +43,15 @@ TEST_P(RefusedRole, IsPrintedByThePartnerToolWhichExits) {
     EXPECT_THAT(partner.Errors(), HasSubstr("\"applistctl check\""));
 }
 
+// The input ends before the bus has replied.
+TEST_P(RefusedRole, IsAFailureOfThePartnerToolAlsoWithoutInput) {
+    const StockBus bus("");
+    ToolProcess partner({"partner"});
+    EXPECT_EQ(partner.EndOfInput(), 1);
+    EXPECT_THAT(partner.Errors(),
+                HasSubstr("the bus policy refuses the name org.morva.JavaMW.Applist_SERVICE_SYN"));
+}
+
 TEST_P(RefusedRole, OfAUserWithTheOtherRoleIsPrinted) {
     const std::string me = std::to_string(geteuid());
     const StockBus bus(Policy::Make({"APPLIST_BUS_HOST_USER=" + me,

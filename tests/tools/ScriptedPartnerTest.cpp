@@ -163,6 +163,43 @@ TEST_F(ScriptedPartner, FailsOnAnUnknownFault) {
     EXPECT_THAT(partner.Errors(), HasSubstr("script:1: no request \"now\""));
 }
 
+struct FirstCommand : NamedRow {
+    const char* command;
+};
+
+const FirstCommand FIRST_COMMANDS[] = {
+    {"List", "list"},
+    {"Change", "change"},
+    {"Expect", "expect nothing 0"},
+    {"Wait", "wait 0"},
+    {"Vanish", "vanish"},
+    {"Restart", "restart"},
+    {"RestartLater", "restart 0"},
+};
+
+class MissingBus : public ScriptedPartner, public testing::WithParamInterface<FirstCommand> {};
+
+TEST_P(MissingBus, IsTheOnlyErrorOfAScript) {
+    std::vector<std::string> words = Script("timeout 1\n" + std::string(GetParam().command) + "\n");
+    words.emplace_back("--bus=unix:path=/nonexistent/bus");
+    ToolProcess partner(words);
+    EXPECT_EQ(partner.WaitForExit(), 3);
+    EXPECT_THAT(partner.Output(), IsEmpty());
+    EXPECT_THAT(partner.Errors(), StartsWith("applistctl partner: no bus: "));
+    EXPECT_EQ(partner.Errors().find('\n'), partner.Errors().size() - 1) << partner.Errors();
+}
+
+INSTANTIATE_TEST_SUITE_P(, MissingBus, testing::ValuesIn(FIRST_COMMANDS), RowName<FirstCommand>);
+
+TEST_F(ScriptedPartner, NamesTheConditionThatTheEndOfTheBusHasStopped) {
+    PrivateBus bus;
+    StartedTool partner(Script("timeout 600\nexpect connected\n"), "_SERVICE_SYN");
+    bus.Kill();
+    EXPECT_EQ(partner.WaitForExit(), 3);
+    EXPECT_THAT(partner.Errors(), StartsWith("applistctl partner: the bus is gone: "));
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:2: expect connected: the run was stopped\n"));
+}
+
 struct ReplyFault : NamedRow {
     const char* fault;
     std::string answer; ///< to the query for the selected item A, 1

@@ -95,8 +95,8 @@ bool ExpectCommand::ExpectNothing(const Words& words) {
     const auto& requests = m_session.Requests();
     const bool came =
         WaitUntil([&] { return !requests.empty() || m_session.HasStopped(); }, seconds);
-    return !came || Fail(requests.empty() ? "the run was stopped"
-                                          : "there is " + applistctl::Describe(requests.front()));
+    return !came ||
+           Fail(requests.empty() ? "" : "there is " + applistctl::Describe(requests.front()));
 }
 
 bool ExpectCommand::ExpectList(const Words& ids) {
@@ -129,7 +129,7 @@ bool ExpectCommand::WaitUntilTrue(const std::function<bool()>& happened) const {
 }
 
 bool ExpectCommand::Fail(const std::string& problem) const {
-    m_output.Error(m_condition + ": " + problem);
+    m_output.Error(m_condition + ": " + (m_session.HasStopped() ? "the run was stopped" : problem));
     return false;
 }
 

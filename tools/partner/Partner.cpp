@@ -36,7 +36,7 @@ Partner::~Partner() {
 void Partner::Start() {
     g_autoptr(GError) error = nullptr;
     if (!m_faults.Has(Fault::NoObject) && !RegisterObject(&error)) {
-        m_output.Error(std::string("cannot register the object: ") + error->message);
+        m_output.Failure(std::string("cannot register the object: ") + error->message);
         m_events.onFailure();
         return;
     }

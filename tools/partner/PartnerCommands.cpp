@@ -29,10 +29,7 @@ std::vector<Command> PartnerCommands::All() {
          [this](const Words& words) { return SetFault(words); }},
         {"expect", "CONDITION", "wait for a condition (--help lists them); fail after the time-out",
          1, ANY_NUMBER,
-         [this](const Words& words) {
-             m_session.StartOnce();
-             return m_expect.Run(words);
-         }},
+         [this](const Words& words) { return m_session.StartOnce() && m_expect.Run(words); }},
         {"forget", "", "ignore the earlier requests in later conditions", 0, 0,
          [this](const Words&) {
              m_session.Requests().clear();
@@ -72,8 +69,7 @@ bool PartnerCommands::Change(const Words& words) {
 }
 
 bool PartnerCommands::HasPartner() {
-    m_session.StartOnce();
-    if (m_session.Partner() == nullptr) {
+    if (m_session.StartOnce() && m_session.Partner() == nullptr) {
         m_output.Error("the partner has left the bus; restart brings it back");
     }
     return m_session.Partner() != nullptr;
@@ -103,25 +99,27 @@ bool PartnerCommands::Wait(const Words& words) {
         m_output.Error("SECONDS is a number from 0 to 3600");
         return false;
     }
-    m_session.StartOnce();
-    WaitUntil([this] { return m_session.HasStopped(); }, seconds);
-    return true;
+    if (m_session.StartOnce()) {
+        WaitUntil([this] { return m_session.HasStopped(); }, seconds);
+    }
+    return !m_session.HasStopped();
 }
 
 bool PartnerCommands::Vanish() {
-    m_session.StartOnce();
+    if (!m_session.StartOnce()) {
+        return false;
+    }
     m_session.Vanish();
     m_output.State("vanished from the bus");
     return true;
 }
 
 bool PartnerCommands::Restart(const Words& words) {
-    Vanish();
-    if (!words.empty() && !Wait(words)) {
+    if (!Vanish() || (!words.empty() && !Wait(words))) {
         return false;
     }
     m_session.Start();
-    return true;
+    return !m_session.HasStopped();
 }
 
 } // namespace applistctl

@@ -6,6 +6,12 @@
 
 namespace applistctl {
 
+namespace {
+
+constexpr int LONGEST_REPLY_MS = 5000; // a stopped bus does not keep the process
+
+} // namespace
+
 PartnerSession::PartnerSession(Output& output, std::function<void(int)> onStop)
     : m_output(output), m_onStop(std::move(onStop)) {}
 
@@ -13,10 +19,11 @@ PartnerSession::~PartnerSession() {
     Vanish();
 }
 
-void PartnerSession::StartOnce() {
+bool PartnerSession::StartOnce() {
     if (!m_started) {
         Start();
     }
+    return !m_stopped;
 }
 
 void PartnerSession::Start() {
@@ -26,12 +33,12 @@ void PartnerSession::Start() {
     m_started = true;
     m_bus = std::make_unique<SystemBus>(
         [this](const std::string& reason) {
-            m_output.Error("the bus is gone: " + reason);
+            m_output.Failure("the bus is gone: " + reason);
             Stop(EXIT_STATUS_NO_BUS);
         },
         SystemBus::Kind::Own);
     if (m_bus->Connection() == nullptr) {
-        m_output.Error("no bus: " + m_bus->Problem());
+        m_output.Failure("no bus: " + m_bus->Problem());
         Stop(EXIT_STATUS_NO_BUS);
         return;
     }
@@ -43,6 +50,19 @@ void PartnerSession::Start() {
                         [this](const Request& request) { Keep(request); },
                         [this] { m_vanishId = g_idle_add(OnVanish, this); }});
     m_partner->Start();
+}
+
+// The bus replies in order, and GDBus queues each reply before this call returns.
+void PartnerSession::AwaitReplies() {
+    if (m_partner == nullptr) {
+        return;
+    }
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        m_bus->Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, LONGEST_REPLY_MS,
+        nullptr, nullptr);
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
 }
 
 void PartnerSession::Vanish() {

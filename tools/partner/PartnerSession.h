@@ -26,8 +26,14 @@ public:
     /** Connects to the bus, with a new list. Without effect while the partner is connected. */
     void Start();
 
-    /** Connects for the first time. Without effect after a Start() or StartOnce(). */
-    void StartOnce();
+    /**
+     * Connects for the first time. Without effect after a Start() or StartOnce().
+     * @return false after a failure that ends the run, which is reported already
+     */
+    bool StartOnce();
+
+    /** Handles the replies of the bus to all earlier calls, such as the refusal of a name. */
+    void AwaitReplies();
 
     /** Leaves the bus without a notification. */
     void Vanish();

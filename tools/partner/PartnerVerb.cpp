@@ -77,6 +77,7 @@ int PartnerVerb::Run(const CommandLine& line) {
     const int status = line.Has("script")
                            ? RunScript(line.options.at("script"), session, commands, output)
                            : RunInput(session, commands, output, loop);
+    session.AwaitReplies();
     return session.HasStopped() ? stopStatus : status;
 }
 

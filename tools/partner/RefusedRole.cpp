@@ -9,16 +9,18 @@ namespace applistctl {
 void RefusedRole::Explain(Output& output) {
     const std::string user = BusPolicy::CurrentUser();
     const BusPolicy policy(BusPolicy::DefaultFolders(), BusPolicy::Role::Partner);
-    output.Error(policy.Describe(user));
+    output.Failure(policy.Describe(user));
     if (policy.Names(user)) {
-        output.Error("let the bus reload its configuration: systemctl reload dbus");
+        output.Failure("let the bus reload its configuration: systemctl reload dbus");
     } else {
-        output.Error("write this file to " + BusPolicy::DropInPath(user, BusPolicy::Role::Partner) +
-                     ", and let the bus reload its configuration (systemctl reload dbus):");
+        output.Failure("write this file to " +
+                       BusPolicy::DropInPath(user, BusPolicy::Role::Partner) +
+                       ", and let the bus reload its configuration (systemctl reload dbus):");
         output.Verbatim(BusPolicy::DropIn(user, BusPolicy::Role::Partner));
     }
-    output.Error("run \"applistctl check\" as the user of the host: it explains the policy of the "
-                 "host");
+    output.Failure(
+        "run \"applistctl check\" as the user of the host: it explains the policy of the "
+        "host");
 }
 
 } // namespace applistctl

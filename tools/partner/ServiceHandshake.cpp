@@ -284,8 +284,8 @@ void ServiceHandshake::Announce(Step step, const std::string& meaning,
                                  }
                                  break;
                              case Result::Refused:
-                                 m_output.Error("the bus policy refuses the name " + name + ": " +
-                                                problem);
+                                 m_output.Failure("the bus policy refuses the name " + name + ": " +
+                                                  problem);
                                  RefusedRole::Explain(m_output);
                                  m_events.onRefused();
                                  break;

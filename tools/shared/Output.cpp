@@ -128,11 +128,11 @@ void Output::Write(const std::string& text) {
     }
 }
 
-void Output::Error(const std::string& text) const {
+void Output::WriteError(const std::string& text) const {
     if (m_before != nullptr) {
         m_before();
     }
-    std::cerr << m_program << ": " << m_place << text << std::endl;
+    std::cerr << m_program << ": " << text << std::endl;
     if (m_after != nullptr) {
         m_after();
     }

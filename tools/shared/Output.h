@@ -46,7 +46,11 @@ public:
     void SetPlace(const std::string& place) { m_place = place.empty() ? "" : place + ": "; }
 
     /** Reports a failed command on standard error. */
-    void Error(const std::string& text) const;
+    void Error(const std::string& text) const { WriteError(m_place + text); }
+
+    /** Reports on standard error an event that no command has caused, such as the end of the bus.
+     */
+    void Failure(const std::string& text) const { WriteError(text); }
 
     /** Ends the process if nothing reads standard output. For code without a main loop. */
     void EndWithoutReader() const;
@@ -64,6 +68,7 @@ public:
 private:
     static gboolean OnClosed(gint fd, GIOCondition condition, gpointer user_data);
     void Write(const std::string& text);
+    void WriteError(const std::string& text) const;
     [[noreturn]] void End(int error) const;
 
     std::string m_program;
