@@ -86,7 +86,7 @@ int main() {
     std::string name;
     while (std::cin >> id && std::getline(std::cin >> std::ws, name)) {
         items.emplace_back(id, name);
-        list->AddItemAtEnd(&items.back()); // blocks this thread until the partner answers
+        list->AddItemAtEnd(&items.back()); // blocks this thread until the partner replies
     }
     loop.Stop(); // Destroying the proxy prints GLib's known warnings of invalid ids.
 }

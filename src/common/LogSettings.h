@@ -19,7 +19,7 @@ bool IncludesByHostsMask(int priority);
 
 /**
  * Whether a line of @p priority is written. A line below the level costs this call only: its
- * arguments are not evaluated. Any thread may call it.
+ * arguments are not evaluated. Any thread may call this function.
  */
 inline bool Includes(int priority) {
     const int lowest = g_lowestPriority.load(std::memory_order_acquire);

@@ -1,7 +1,7 @@
 // The one call to the platform's system log.
 //
-// A device with another logger replaces the C++ source file behind this function. The CMake cache
-// variable APPLIST_PLATFORM_LOG_SOURCE names it; docs/porting.md has an example.
+// A device with another logger replaces the C++ source file behind this function. The value of the
+// CMake variable APPLIST_PLATFORM_LOG_SOURCE is this file; docs/porting.md has an example.
 #ifndef APPLIST_COMMON_PLATFORMLOG_H
 #define APPLIST_COMMON_PLATFORMLOG_H
 
@@ -15,8 +15,8 @@
 /**
  * Writes one line to the system log.
  *
- * Called on any thread, also with locks held. It must not throw, must not call the library
- * except for LogSettings and StandardError, and must not be a cancellation point
+ * Called on any thread, also with locks held. The function must not throw, must not call the
+ * library except for LogSettings and StandardError, and must not be a cancellation point
  * (pthread_cancel(3)).
  *
  * @param bufferId the log buffer; this library writes to the main log, 0

@@ -10,9 +10,9 @@
 namespace ByteArray {
 
 /**
- * @return a floating "(ay)" with a copy of @p data, which a GDBus call takes over. On the bus
- * (D-Bus protocol, marshalling of arrays) it is the length in bytes, as 32 bits in the message's
- *         byte order, followed by at most 64 MiB of bytes.
+ * @return a floating "(ay)" with a copy of @p data, which a GDBus call takes over. On the bus, the
+ *         body is the length in bytes, as 32 bits in the message's byte order, and then at most
+ *         64 MiB of bytes (D-Bus protocol, marshalling of arrays).
  */
 inline GVariant* ToVariant(const std::vector<char>& data) {
     GVariant* array = g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, data.data(), data.size(), 1);
@@ -22,7 +22,7 @@ inline GVariant* ToVariant(const std::vector<char>& data) {
 /**
  * Copies the bytes of @p body, which is borrowed, into @p data.
  * @return false, with @p data empty, when @p body is not "(ay)". GDBus does not check the types of
- * a peer's signals and replies.
+ *         a peer's signals and replies.
  */
 inline bool FromVariant(GVariant* body, std::vector<char>& data) {
     data.clear();

@@ -4,8 +4,8 @@
 #define APPLIST_IPC_CHANNELOBSERVER_H
 
 /**
- * Receives the reports of one endpoint. The public classes report nothing to their callers, so that
- * code which needs the outcomes registers an observer in the endpoint's EndpointControl.
+ * Receives the reports of one endpoint. The public classes report nothing to their callers: code
+ * that needs the outcomes registers an observer in the endpoint's EndpointControl.
  *
  * An observer must exist until its endpoint has been destroyed. It must not throw.
  */

@@ -15,8 +15,8 @@
 /**
  * The adapter between a channel class @p Remote (JavaMWDbusRemote) and a @p Model.
  *
- * A binding is an object and one of its member functions. It is set exactly when the object is not
- * null. The adapter owns no object. Bind after the construction of the adapter, and unbind before
+ * A registration is an object and one of its member functions. A null object is no registration.
+ * The adapter owns no object. Register after the construction of the adapter, and unregister before
  * the destruction of any part of the model: the adapter does not wait for a running call.
  *
  * The message and notification handlers run on the thread that delivers the channel's callbacks,
@@ -47,7 +47,7 @@ public:
     IPCApplist& operator=(const IPCApplist&) = delete;
 
     /**
-     * Binds @p method of @p object to messages. The object belongs to the caller and must exist
+     * Registers @p method of @p object for messages. The object is the caller's. It must exist
      * until it is unregistered and no call of it runs. The result is the reply, without an id.
      */
     void RegisterOnMessage(Model* object, MessageMethod method) {
@@ -55,33 +55,33 @@ public:
         callbackMessageObject = object;
     }
 
-    /** Removes the binding of @p object, if it is bound. */
+    /** Removes the registration of @p object, if it is registered. */
     void UnregisterOnMessage(Model* object) {
         if (Unbind(callbackMessageObject, object)) {
             APPLIST_LOG_INFO("Unregistered callbackMessageObject");
         }
     }
 
-    /** Binds @p method of @p object to notifications, with the same rules. */
+    /** Registers @p method of @p object for notifications, with the same rules. */
     void RegisterOnNotification(Model* object, NotificationMethod method) {
         callbackNotificationMethod = method;
         callbackNotificationObject = object;
     }
 
-    /** Removes the binding of @p object, if it is bound. */
+    /** Removes the registration of @p object, if it is registered. */
     void UnregisterOnNotification(Model* object) {
         if (Unbind(callbackNotificationObject, object)) {
             APPLIST_LOG_INFO("Unregistered callbackNotificationObject");
         }
     }
 
-    /** Binds @p method of @p object to "ready", which is reported with the handshake mutex held. */
+    /** Registers @p method of @p object for "ready", reported with the handshake mutex held. */
     void RegisterOnConnectionReady(Model* object, ConnectionReadyMethod method) {
         callbackConnectionReadyMethod = method;
         callbackConnectionReadyObject = object;
     }
 
-    /** Removes the binding of @p object, if it is bound. */
+    /** Removes the registration of @p object, if it is registered. */
     void UnregisterOnConnectionReady(Model* object) {
         if (Unbind(callbackConnectionReadyObject, object)) {
             APPLIST_LOG_INFO("Unregistered callbackConnectionReadyObject");
@@ -89,8 +89,8 @@ public:
     }
 
     /**
-     * Answers with an empty vector when the message has no id (logged as an error) or no object is
-     * bound (logged as information).
+     * Returns an empty vector when the message has no id (logged as an error) or no object is
+     * registered (logged as information).
      */
     std::vector<char> HandleMessage(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleMessage");
@@ -107,7 +107,7 @@ public:
         return (object->*callbackMessageMethod)(id, data);
     }
 
-    /** Drops a notification without an id or without a bound object, with the same log lines. */
+    /** Drops a notification without an id or a registered object, with the same log lines. */
     void HandleNotification(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleNotification");
         std::int32_t id = 0;
@@ -123,7 +123,7 @@ public:
         (object->*callbackNotificationMethod)(id, data);
     }
 
-    /** Passes "ready" to the bound object. The loss of the connection is not forwarded. */
+    /** Passes "ready" to the registered object. The loss of the connection is not forwarded. */
     void HandleConnectionReady(bool ready, const std::string& partner) override {
         APPLIST_LOG_DEBUG("HandleConnectionReady state=%d, partner=%s", ready ? 1 : 0,
                           partner.c_str());

@@ -6,8 +6,8 @@
 // run even later. So an address from GDBus may be that of a destroyed endpoint.
 //
 // A later endpoint may have the same address and then receives the deliveries for the destroyed
-// one. It refuses those of another connection or of names that it does not watch. It receives a
-// step of its own names twice, and reports "ready" twice.
+// one. This endpoint refuses those of another connection or of names that it does not watch. It
+// receives a step of its own names twice, and reports "ready" twice.
 #ifndef APPLIST_IPC_LIVEENDPOINTS_H
 #define APPLIST_IPC_LIVEENDPOINTS_H
 
@@ -24,7 +24,7 @@ struct EndpointControl {
 
     /**
      * Held by a handshake callback and by a resend pass from start to end. A late callback can lock
-     * it after the endpoint has gone, and the endpoint's destructor waits for it.
+     * this mutex after the end of the endpoint. The endpoint's destructor waits for the mutex.
      */
     PTMutex callbackMutex APPLIST_ACQUIRED_BEFORE(&JavaMWDbusRemote::m_mutex);
 

@@ -109,15 +109,15 @@ public:
     virtual ~JavaMWDbusRemote();
 
     /**
-     * Answers one request of the partner. Called on the thread that iterates the main context; the
+     * Handles one message of the partner. Called on the thread that iterates the main context; the
      * partner waits for the return.
      *
-     * @param data the request's bytes; valid and writable during the call
+     * @param data the message's bytes; valid and writable during the call
      * @return the reply's bytes; an empty vector becomes an empty array
      *
      * The default implementation logs the bytes, writes them and a line feed to standard output,
      * and returns "Default handler from : " followed by this connection's unique name. An exception
-     * is logged and answered with the D-Bus error org.freedesktop.DBus.Error.Failed.
+     * is logged, and the reply is the D-Bus error org.freedesktop.DBus.Error.Failed.
      */
     virtual std::vector<char> HandleMessage(std::vector<char>& data);
 
@@ -164,10 +164,10 @@ public:
      * no lock; may be called from any thread.
      *
      * @param name a bus name of at most 255 bytes; neither changed nor kept
-     * @return true when this connection became the primary owner and the release was answered.
+     * @return true when this connection became the primary owner and ReleaseName had a reply.
      *         Otherwise an error was logged: the error of the call, the reply code (3: another
      *         connection owns the name, 4: this connection owns it already; see RequestName of
-     *         org.freedesktop.DBus), or the missing reply. After a request without an answer, the
+     *         org.freedesktop.DBus), or the missing reply. After a RequestName without a reply, the
      *         name is released without waiting, because the bus may grant it later.
      */
     bool BroadcastName(std::string& name);
@@ -186,8 +186,8 @@ public:
      *         "Connection not set." or "Proxy not ready" goes to standard output. A failed call and
      *         a reply of a type other than "(ay)" are logged as errors.
      *
-     * The reply's GVariant is never released: each answered request costs some 240 bytes plus the
-     * reply.
+     * The reply's GVariant is never released: each reply costs about 240 bytes plus the bytes of
+     * the reply.
      */
     std::vector<char> SendMessage(std::vector<char>& data);
 
@@ -214,7 +214,7 @@ public:
     /**
      * @name GDBus callbacks
      * Only GDBus calls these functions, on the thread that iterates the main context. All arguments
-     * are borrowed for the call, except the invocation, which the answer consumes. The user data is
+     * are borrowed for the call, except the invocation, which the reply consumes. The user data is
      * the endpoint. Null user data, a null connection and an endpoint that no longer exists are
      * refused with the logged error "Empty user_data or connection not valid.". No exception
      * leaves a callback.
@@ -246,7 +246,7 @@ public:
                                        void* user_data);
     /**
      * A GBusNameVanishedCallback: @p name has left the bus. A null connection means that the bus
-     * itself is gone. It is refused as above and does not count as a loss of the partner.
+     * itself has ended. Such a call is refused as above, and is no loss of the partner.
      */
     static void cb_PartnerNameVanished(GDBusConnection* connection, const char* name,
                                        void* user_data);

@@ -92,7 +92,7 @@ public:
     struct Events {
         std::size_t structSize = sizeof(Events); ///< set by the header; the host leaves it
         std::function<void()> connected;         ///< the partner is ready
-        std::function<void()> lost;              ///< the partner or the bus has gone
+        std::function<void()> lost;              ///< the partner or the bus has been lost
         /** The partner has changed the selection; empty without a selection. */
         std::function<void(const std::optional<Item>& selection)> selectionChanged;
         std::function<void()> changed; ///< the partner reports a change of its list
@@ -141,10 +141,10 @@ public:
      */
     /** @{ */
     /**
-     * Makes the list equal to @p items, with the fewest requests that leave equal items in place.
-     * The list is removed and filled again if more than three removals and replacements leave no
-     * item in place, or if their number exceeds 1,000 or a quarter of both lists together plus
-     * three. The selection stays if its unique id is in @p items. Rejected if any item is invalid.
+     * Makes the list equal to @p items by the fewest removals, replacements and appends. All items
+     * are removed and appended again if this change has more than three removals and replacements
+     * and no item stays in its place, or if it has more than 1,000, or three plus a quarter of both
+     * lists. The selection stays if its unique id is in @p items. Rejected if an item is invalid.
      */
     void SetItems(std::vector<Item> items, Completion completion = Completion());
     /** Appends @p items. Rejected as a whole if any item is invalid or in the list. */

@@ -139,9 +139,9 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
  * AppListStore:selected: (getter get_selected) (setter set_selected)
  *
  * The position of the selection, or %G_MAXUINT, which is %GTK_INVALID_LIST_POSITION, without a
- * selection. Host and partner change the selection. A notification also follows when the
- * selected entry was removed and added again, so that a property binding to a GtkSingleSelection
- * selects it again.
+ * selection. Host and partner change the selection. The signal #GObject::notify also follows when
+ * the selected entry was removed and added again, so that a property binding to a
+ * GtkSingleSelection selects this entry again.
  */
 
 /**

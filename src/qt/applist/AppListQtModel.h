@@ -115,7 +115,7 @@ public:
     Q_INVOKABLE void setCurrentIndex(int row);
 
 Q_SIGNALS:
-    /** A partner is ready, or the partner or the bus has gone. */
+    /** A partner is ready, or the partner or the bus has been lost. */
     void connectedChanged();
     /** Host or partner has changed the selection, or its row has changed. */
     void currentIndexChanged();
