@@ -18,8 +18,8 @@
  * longer the selection, or until the list's proxy has been destroyed.
  *
  * **Threads.** The accessors are called with the list's lock held, on any thread that uses the list
- * and on the thread that delivers the partner's events. They must not call the list and must not
- * throw. An exception reaches the caller after the list has changed; the partner receives no
+ * and on the thread that delivers the partner's events. An accessor must not call the list and must
+ * not throw. An exception reaches the caller after the list has changed; the partner receives no
  * request.
  */
 class APPLIST_API AppListItem {

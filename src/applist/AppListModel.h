@@ -90,8 +90,8 @@ public:
 
     /**
      * Registers @p listener after the registered ones; a second registration changes nothing.
-     * Listeners are called in this order. The listener belongs to the host and must exist until it
-     * has been removed or the list has been destroyed. It must not be null.
+     * Listeners are called in this order. The listener belongs to the host, must not be null, and
+     * must exist until it has been removed or the list has been destroyed.
      *
      * Register listeners right after the construction of the proxy, and never from a listener of
      * the same kind. No request is sent.

@@ -9,8 +9,8 @@ class AppListModel;
 /**
  * Implemented by the host and registered with AppListProxy::AddItemClickedListener.
  *
- * A listener belongs to the host and is never deleted by the library. It must exist until it has
- * been removed or the proxy has been destroyed.
+ * A listener belongs to the host and is never deleted by the library. A listener must exist until
+ * it has been removed or the proxy has been destroyed.
  */
 class APPLIST_API ItemClickListener {
 public:

@@ -1,6 +1,6 @@
 // Clang's thread-safety annotations: which mutex guards which field, and the order in which
-// mutexes are locked, checked at compile time (-Wthread-safety -Wthread-safety-beta). They are
-// empty for other compilers.
+// mutexes are locked, checked at compile time (-Wthread-safety -Wthread-safety-beta). For other
+// compilers, the annotations are empty.
 #ifndef APPLIST_COMMON_THREADANNOTATIONS_H
 #define APPLIST_COMMON_THREADANNOTATIONS_H
 

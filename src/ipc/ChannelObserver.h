@@ -7,7 +7,7 @@
  * Receives the reports of one endpoint. The public classes report nothing to their callers: code
  * that needs the outcomes registers an observer in the endpoint's EndpointControl.
  *
- * An observer must exist until its endpoint has been destroyed. It must not throw.
+ * An observer must exist until its endpoint has been destroyed, and must not throw.
  */
 class ChannelObserver {
 public:

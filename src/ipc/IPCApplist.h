@@ -47,7 +47,7 @@ public:
     IPCApplist& operator=(const IPCApplist&) = delete;
 
     /**
-     * Registers @p method of @p object for messages. The object is the caller's. It must exist
+     * Registers @p method of @p object for messages. The object is the caller's, and must exist
      * until it is unregistered and no call of it runs. The result is the reply, without an id.
      */
     void RegisterOnMessage(Model* object, MessageMethod method) {

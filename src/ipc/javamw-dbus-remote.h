@@ -18,8 +18,8 @@ struct EndpointControl;
 class EndpointRegistration;
 
 /**
- * A channel endpoint. It joins the system bus, publishes a communication object, finds its partner
- * through a three-step handshake, and carries byte messages in both directions.
+ * A channel endpoint, which joins the system bus, publishes a communication object, finds its
+ * partner through a three-step handshake, and carries byte messages in both directions.
  *
  * **Handshake.** A side announces a step by owning a bus name and releasing it at once. The other
  * side receives the NameOwnerChanged signal of the release, whose old owner is the announcer's
@@ -366,8 +366,8 @@ private:
     pthread_t m_resendThread APPLIST_GUARDED_BY(m_mutex) = 0;
     std::map<std::string, std::string> m_resendNames APPLIST_GUARDED_BY(m_mutex);
 
-    // Senders must not wait for m_mutex, which is held across bus calls and handlers. They copy the
-    // partner's fields under this mutex, which is held for nothing else.
+    // Senders must not wait for m_mutex, which is held across bus calls and handlers. Senders copy
+    // the partner's fields under this mutex, which is held for nothing else.
     PTMutex m_partnerMutex APPLIST_ACQUIRED_AFTER(m_mutex);
     // The last resend thread, until it has been joined. m_resendThread is zero as soon as that
     // thread is about to end.

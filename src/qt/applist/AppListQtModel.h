@@ -33,7 +33,7 @@ class AppListQtRows;
  * is at most two seconds. A new partner receives the whole list and the selection.
  *
  * **Threads.** The model belongs to the thread of its constructor, which must run an event loop of
- * Qt, with or without GLib. It cannot move to another thread.
+ * Qt, with or without GLib. The model cannot move to another thread.
  *
  * **Handlers.** A handler of connectedChanged, currentIndexChanged, clicked or partnerListChanged
  * may call every function, and may delete the model. A handler of the signals of rows may select
