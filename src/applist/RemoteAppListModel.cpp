@@ -264,7 +264,7 @@ void RemoteAppListModel::OnSelectionEvent() {
     APPLIST_LOG_DEBUG("Getting remote selection");
     const std::vector<char> data = GetRemoteSelectionData();
     // Decoded before the lock is taken, and one record at a time: only the first one counts, and
-    // readers of the list do not wait for a long answer.
+    // readers of the list do not wait for a long reply.
     std::optional<RemoteAppListItem> selection;
     Deserialize(data, [&](const RemoteAppListItem& item) {
         if (!selection) {

@@ -60,9 +60,9 @@ GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* par
 
 // Releases @p name after a RequestName that ended with @p error, without waiting. Only an error
 // that the bus returned means that the name is not owned. After a time-out the bus may grant the
-// name later; this connection would then own it for ever, and each later RequestName would be
-// answered with 4. The bus handles the two calls in their order, so the release comes after the
-// grant.
+// name later; this connection would then own the name for ever, and the reply to each later
+// RequestName would be 4. The bus handles the two calls in their order, so the release comes after
+// the grant.
 void ReleaseUnansweredName(GDBusConnection* connection, const char* name, const GError* error) {
     if (error == nullptr || g_dbus_error_is_remote_error(error) == FALSE) {
         g_dbus_connection_call(connection, BUS_NAME, BUS_PATH, BUS_INTERFACE, "ReleaseName",
@@ -616,7 +616,7 @@ std::vector<char> JavaMWDbusRemote::SendMessage(std::vector<char>& data) {
         return {};
     }
     APPLIST_LOG_DEBUG("Reply with %d bytes", static_cast<int>(bytes.size()));
-    // Deliberate: the reply is not released. It costs some 240 bytes plus its content per request.
+    // Deliberate: the reply is not released, and costs some 240 bytes plus its content per request.
     return bytes;
 }
 
@@ -673,7 +673,7 @@ void JavaMWDbusRemote::cb_MethodCall(GDBusConnection* connection, const char* se
         g_dbus_method_invocation_return_dbus_error(invocation, "org.freedesktop.DBus.Error.Failed",
                                                    "The message could not be handled");
     } else if (result == CallbackResult::REFUSED && connection != nullptr && user_data != nullptr) {
-        // The object outlives its endpoint, and the partner must not wait for an answer.
+        // The object outlives its endpoint, and the partner must not wait for a reply.
         g_dbus_method_invocation_return_dbus_error(
             invocation, "org.freedesktop.DBus.Error.UnknownObject", "The endpoint is gone");
     }
@@ -682,7 +682,7 @@ void JavaMWDbusRemote::cb_MethodCall(GDBusConnection* connection, const char* se
 void JavaMWDbusRemote::DispatchMessage(const char* objectPath, GVariant* parameters,
                                        GDBusMethodInvocation* invocation) {
     if (m_objectPath != objectPath) {
-        // Deliberate: no answer. GDBus delivers calls of a registered path only. Another path was
+        // Deliberate: no reply. GDBus delivers calls of a registered path only. Another path was
         // registered by a destroyed endpoint that had the same address.
         return;
     }
@@ -783,6 +783,6 @@ JavaMWDbusRemote::~JavaMWDbusRemote() {
                                              std::exchange(m_signalSubscriptionId, 0));
     }
     g_clear_pointer(&m_nodeInfo, g_dbus_node_info_unref);
-    // Deliberate: the object stays registered. A call to it is answered with UnknownObject.
+    // Deliberate: the object stays registered, and the reply to its calls is UnknownObject.
     g_clear_object(&m_connection);
 }
