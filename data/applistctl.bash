@@ -46,8 +46,7 @@ _applistctl() {
     case $verb in
     partner) options+=" --script" ;;
     monitor) options+=" --all --count --json --read --seconds" ;;
-    check) options+=" --limit --policies" ;;
-    check-host) options+=" --limit" ;;
+    check | check-host) options+=" --limit --policies" ;;
     check-partner)
         options+=" --baseline --drive --json --junit --limit --list --only --repeat --restart"
         options+=" --timeout --wait"

@@ -14,6 +14,7 @@ using testing::ContainsRegex, testing::HasSubstr, testing::Not;
 namespace {
 
 using DeviceCheck = BusTest;
+using HostCheck = BusTest;
 using PartnerCheck = BusTest;
 using PartnerTool = BusTest;
 
@@ -24,6 +25,24 @@ std::string CheckOutput(int status, std::vector<std::string> options = {}) {
     const ToolResult check = RunTool(options);
     EXPECT_EQ(check.status, status) << check.output;
     return check.output;
+}
+
+std::string CheckHostOutput(int status, const std::string& policies) {
+    const ToolResult check = RunTool({"check", "host", "--limit=0.5", "--policies=" + policies});
+    EXPECT_EQ(check.status, status) << check.output;
+    return check.output;
+}
+
+constexpr const char* DENY_RULES = "<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>";
+constexpr const char* DENY_SEND =
+    "<deny send_interface='org.morva.javamw.DbusCommunication' send_member='Send'/>";
+constexpr const char* DENY_INTROSPECTION =
+    "<deny send_interface='org.freedesktop.DBus.Introspectable'/>";
+
+// An installed policy that names @p user for the role with these names.
+std::string PolicyFor(const std::string& user, const std::string& names) {
+    return "<busconfig><policy user='" + user + "'><allow own='org.morva.JavaMW.Applist" + names +
+           "_SYN'/></policy></busconfig>";
 }
 
 TEST_F(DeviceCheck, PassesWithAPolicyAndAPartner) {
@@ -56,7 +75,39 @@ TEST_F(DeviceCheck, ReportsAMissingRightToAnnounce) {
     EXPECT_THAT(output, HasSubstr("MISSING  announce  the bus refuses "
                                   "org.morva.JavaMW.Applist_CLIENT_ACK"));
     EXPECT_THAT(output, HasSubstr("-> write this file to /etc/dbus-1/system.d/"));
-    EXPECT_THAT(output, HasSubstr("MISSING  partner   not checked"));
+    EXPECT_THAT(output, HasSubstr("MISSING  partner   not checked: the handshake needs the _CLIENT "
+                                  "names"));
+}
+
+// The names of the host are free, and the partner's own name prevents the handshake.
+TEST_F(DeviceCheck, NamesThePartnersNameThatIsNotReleased) {
+    const TemporaryFolder folder;
+    const StartedTool partner(
+        {"partner", "--script", folder.Write("script", "fault keep-names\nwait 600\n")},
+        "_SERVICE_SYN");
+    const std::string output = CheckOutput(4, {"--limit=0.2"});
+    EXPECT_THAT(output, HasSubstr("MISSING  names     org.morva.JavaMW.Applist_SERVICE_SYN is "
+                                  "owned by "));
+    EXPECT_THAT(output, HasSubstr("ok       announce"));
+    EXPECT_THAT(output, HasSubstr("MISSING  partner   not checked: the handshake needs the release "
+                                  "of _SERVICE_SYN\n"));
+    EXPECT_THAT(output, Not(HasSubstr("needs the _CLIENT names")));
+}
+
+TEST_F(DeviceCheck, ReportsASecondPartner) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    RunningPartner partner;
+    const SampleHost host(partner);
+    RunningPartner free;
+    for (const std::string& output :
+         {CheckOutput(4), CheckHostOutput(4, TemporaryFolder().Path())}) {
+        EXPECT_THAT(output, ContainsRegex("WRONG    partners  2 partners are on the bus: [^\n]* is "
+                                          "bound to :1[^\n]* is bound to no host\n"));
+        EXPECT_THAT(output, HasSubstr("(pid " + free.Id() + ", "));
+        EXPECT_THAT(output, HasSubstr("-> run one partner\n"));
+    }
 }
 
 TEST_F(DeviceCheck, ReportsAMissingRightToCall) {
@@ -133,8 +184,85 @@ TEST_F(DeviceCheck, ReportsThatAPartnerMayServeAnotherHostWithoutMatchRules) {
     RunningPartner partner;
     const SampleHost host(partner);
     const std::string output = CheckOutput(4, {"--limit=0.3"});
-    EXPECT_THAT(output, HasSubstr("may be bound to another host\n"));
-    EXPECT_THAT(output, HasSubstr(" are hosts or partners on the bus\n"));
+    EXPECT_THAT(output, ContainsRegex(":1\\.[0-9]+, which may be the partner, may be bound to "
+                                      "another host\n"));
+    EXPECT_THAT(output, ContainsRegex("\\(pid " + partner.Id() +
+                                      ", [^\n]*\\) is a host or a partner on the bus\n"));
+    EXPECT_THAT(output,
+                ContainsRegex("\\(pid " + host.Id() + ", [^\n]*\\) is a host on the bus\n"));
+}
+
+TEST_F(DeviceCheck, NamesTheProcessesOfUnknownRolesWithoutMatchRules) {
+    bus.SetPolicy(DENY_RULES);
+    RunningPartner partner;
+    RunningPartner other;
+    EXPECT_THAT(CheckOutput(0), HasSubstr(" are hosts or partners on the bus\n"));
+}
+
+// /proc shows the library in a process of the same user.
+TEST_F(DeviceCheck, DoesNotTakeAHostForAPartnerWithoutMatchRules) {
+    bus.SetPolicy(DENY_RULES);
+    const StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    const std::string output = CheckOutput(4, {"--limit=0.3"});
+    EXPECT_THAT(output, HasSubstr("s: no partner is on the bus\n"));
+    EXPECT_THAT(output, Not(HasSubstr("may be the partner")));
+}
+
+TEST_F(DeviceCheck, DoesNotClaimTheAbsenceOfAPartnerThatThePolicyHides) {
+    bus.SetPolicy(std::string(DENY_RULES) + DENY_SEND + DENY_INTROSPECTION);
+    const RawHost other(bus);
+    const std::string output = CheckOutput(4, {"--limit=0.2"});
+    EXPECT_THAT(output, HasSubstr("s: a partner may be on the bus, whose policy refuses user "));
+    EXPECT_THAT(output, Not(HasSubstr("no partner is on the bus")));
+}
+
+TEST_F(HostCheck, DoesNotClaimTheAbsenceOfAHostThatThePolicyHides) {
+    bus.SetPolicy(std::string(DENY_RULES) + DENY_SEND + DENY_INTROSPECTION);
+    const RawHost host(bus);
+    const TemporaryFolder folder;
+    const std::string file = folder.Write("applist.conf", PolicyFor("nobody", "_SERVICE"));
+    const std::string output = CheckHostOutput(4, folder.Path());
+    const std::string user = g_get_user_name();
+    EXPECT_THAT(output, HasSubstr("WRONG    host      unknown: a host may be on the bus, whose "
+                                  "policy refuses user " +
+                                  user + " every call to "));
+    EXPECT_THAT(output, HasSubstr("; " + file + " names user nobody for the partner, and you are " +
+                                  user + "\n"));
+    EXPECT_THAT(output, HasSubstr("-> run this check as user nobody\n"));
+    EXPECT_THAT(output, Not(HasSubstr("no host is on the bus")));
+}
+
+TEST_F(HostCheck, FindsAHostOfItsUserThatThePolicyHides) {
+    bus.SetPolicy(std::string(DENY_RULES) + DENY_SEND + DENY_INTROSPECTION);
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    EXPECT_THAT(CheckHostOutput(4, TemporaryFolder().Path()),
+                ContainsRegex("ok       host      :1\\.[0-9]+ \\(pid " + host.Id() + ", "));
+}
+
+// The bus answers instead of the host, whose loop is not at fault.
+TEST_F(HostCheck, NamesTheMissingPolicyInsteadOfTheLoop) {
+    bus.SetPolicy(DENY_SEND);
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    const TemporaryFolder folder;
+    const std::string output = CheckHostOutput(4, folder.Path());
+    EXPECT_THAT(output, HasSubstr("note     loop      not checked: the bus's policy refuses the "
+                                  "call\n"));
+    EXPECT_THAT(output, HasSubstr("may not call Send, which checks the loop; no policy in " +
+                                  folder.Path() + " names a user for the host or the partner\n"));
+    EXPECT_THAT(output, HasSubstr("<policy user=\"" + std::string(g_get_user_name()) + "\">"));
+    EXPECT_THAT(output, Not(HasSubstr("WRONG    loop")));
+    EXPECT_THAT(output, HasSubstr("binding "));
+}
+
+TEST_F(HostCheck, AdvisesAReloadToAUserThatThePolicyNames) {
+    bus.SetPolicy(DENY_SEND);
+    const RawHost host(bus);
+    const TemporaryFolder folder;
+    folder.Write("applist.conf", PolicyFor(g_get_user_name(), "_CLIENT"));
+    const std::string name = host.UniqueName();
+    const ToolResult check = RunTool({"check", "host", name, "--policies=" + folder.Path()});
+    EXPECT_EQ(check.status, 4) << check.output;
+    EXPECT_THAT(check.output, HasSubstr("-> let the bus reload its configuration"));
 }
 
 TEST_F(DeviceCheck, NamesTheProcessOfThePartnerThatAnswers) {

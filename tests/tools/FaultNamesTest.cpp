@@ -246,7 +246,8 @@ TEST(Check, ShowsAConnectedHostAndThePartnerThatIsBoundToTheHost) {
     EXPECT_THAT(result.output, HasSubstr(hostProcess));
     EXPECT_THAT(result.output, HasSubstr(partnerProcess));
     if (PrivateBus::IsBroker()) {
-        EXPECT_THAT(result.output, HasSubstr(" are hosts or partners on the bus"));
+        EXPECT_THAT(result.output, HasSubstr(" is a host on the bus"));
+        EXPECT_THAT(result.output, HasSubstr(" is a host or a partner on the bus"));
     } else {
         EXPECT_THAT(result.output,
                     ContainsRegex("note     hosts     :1\\.[0-9]+[^\n]* is a host on "

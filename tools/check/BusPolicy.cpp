@@ -122,6 +122,16 @@ void BusPolicy::ReadFile(const std::string& path) {
     }
 }
 
+std::string BusPolicy::Members() const {
+    std::string text;
+    for (const Block& block : m_blocks) {
+        if (block.kind == "user" || block.kind == "group") {
+            text.append(text.empty() ? "" : " or ").append(block.kind + " " + block.name);
+        }
+    }
+    return text;
+}
+
 bool BusPolicy::Names(const std::string& user) const {
     return std::any_of(m_blocks.begin(), m_blocks.end(), [&](const Block& block) {
         return block.kind == "context" ||
@@ -130,13 +140,17 @@ bool BusPolicy::Names(const std::string& user) const {
     });
 }
 
-std::string BusPolicy::Describe(const std::string& user) const {
+std::string BusPolicy::DescribeAbsence() const {
     std::string folders;
     for (const std::string& folder : m_folders) {
         folders += (folders.empty() ? "" : ", ") + folder;
     }
+    return "no policy in " + folders + " names a user for the ";
+}
+
+std::string BusPolicy::Describe(const std::string& user) const {
     if (m_blocks.empty()) {
-        return "no policy in " + folders + " names a user for the " + TextOf(m_role);
+        return DescribeAbsence() + TextOf(m_role);
     }
     std::string text;
     for (const Block& block : m_blocks) {

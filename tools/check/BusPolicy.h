@@ -24,6 +24,12 @@ public:
     /** A text such as "FILE names user root for the host, and you are launcher". */
     std::string Describe(const std::string& user) const;
 
+    /** "no policy in FOLDER, FOLDER names a user for the " */
+    std::string DescribeAbsence() const;
+
+    /** The users and groups with the role, such as "user javamw or group media"; may be empty. */
+    std::string Members() const;
+
     /** Whether a policy gives the role to @p user. */
     bool Names(const std::string& user) const;
 

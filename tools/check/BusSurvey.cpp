@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 
+#include <check/HostProcess.h>
 #include <check/PeerCall.h>
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
@@ -90,7 +91,7 @@ bool ReadRules(GDBusConnection* connection, std::map<std::string, Rules>& rules,
 // The names whose connection has the communication object.
 std::vector<std::string> FindObjects(GDBusConnection* connection,
                                      const std::vector<std::string>& names, double limit,
-                                     std::vector<std::string>& silent) {
+                                     BusSurvey& survey) {
     const std::string path = HandshakeNames::ObjectPath(ENDPOINT_ID);
     const std::vector<PeerReply> replies = CallPeers(
         connection, names, {path.c_str(), "org.freedesktop.DBus.Introspectable", "Introspect"},
@@ -109,7 +110,7 @@ std::vector<std::string> FindObjects(GDBusConnection* connection,
         } else if (reply.IsRefused()) {
             refused.push_back(names[i]);
         } else if (reply.IsMissing()) {
-            silent.push_back(names[i]);
+            survey.silent.push_back(names[i]);
         }
     }
     const std::vector<PeerReply> sent = SendNothing(connection, refused, limit);
@@ -117,10 +118,27 @@ std::vector<std::string> FindObjects(GDBusConnection* connection,
         if (sent[i].IsReply()) {
             found.push_back(refused[i]);
         } else if (sent[i].IsMissing()) {
-            silent.push_back(refused[i]);
+            survey.silent.push_back(refused[i]);
+        } else if (sent[i].IsRefused()) {
+            survey.refused.push_back(refused[i]);
         }
     }
     return found;
+}
+
+// Moves the hosts from @p names, whose connections show nothing, to the participants.
+void TakeHosts(GDBusConnection* connection, std::vector<std::string>& names, BusSurvey& survey) {
+    for (auto name = names.begin(); name != names.end();) {
+        Participant one;
+        one.name = *name;
+        one.process = FindPeerProcess(connection, one.name);
+        one.role = Participant::Role::Host;
+        const bool isHost = HostProcess::IsHost(one.process.pid);
+        if (isHost) {
+            survey.participants.push_back(one);
+        }
+        name = isHost ? names.erase(name) : std::next(name);
+    }
 }
 
 std::string OwnerOf(GDBusConnection* connection, const std::string& name) {
@@ -191,6 +209,13 @@ const Participant* BusSurvey::FirstOf(Participant::Role role) const {
     return found != participants.end() ? &*found : nullptr;
 }
 
+std::vector<Participant> BusSurvey::AllOf(Participant::Role role) const {
+    std::vector<Participant> all;
+    std::copy_if(participants.begin(), participants.end(), std::back_inserter(all),
+                 [&](const Participant& one) { return one.role == role; });
+    return all;
+}
+
 const Participant* BusSurvey::BoundTo(const std::string& peer, Participant::Role role) const {
     const auto found =
         std::find_if(participants.begin(), participants.end(),
@@ -221,12 +246,16 @@ BusSurvey SurveyBus(GDBusConnection* connection, double limit) {
         return survey;
     }
     for (const std::string& name :
-         FindObjects(connection, ListUniqueNames(connection), limit, survey.silent)) {
+         FindObjects(connection, ListUniqueNames(connection), limit, survey)) {
         Participant one;
         one.name = name;
         one.process = FindPeerProcess(connection, name);
+        one.role = HostProcess::IsHost(one.process.pid) ? Participant::Role::Host
+                                                        : Participant::Role::Unknown;
         survey.participants.push_back(one);
     }
+    TakeHosts(connection, survey.silent, survey);
+    TakeHosts(connection, survey.refused, survey);
     return survey;
 }
 

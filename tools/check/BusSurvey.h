@@ -17,8 +17,8 @@ struct Participant {
     enum class Role { Unknown, Host, Partner };
     std::string name; ///< unique
     PeerProcess process;
-    Role role = Role::Unknown; ///< unknown where the bus does not show match rules
-    std::string peer; ///< the other side of the binding; empty without one, or for an unknown role
+    Role role = Role::Unknown; ///< without match rules only that of a host, from /proc
+    std::string peer; ///< the other side of the binding; empty without one or without match rules
 
     /** ":1.7 (pid 77, launcher)" */
     std::string Describe() const;
@@ -26,12 +26,15 @@ struct Participant {
 
 struct BusSurvey {
     std::vector<Participant> participants;
-    bool hasRules = false;           ///< whether roles and bindings are known
-    std::string problem;             ///< why the match rules are not known
-    std::vector<std::string> silent; ///< without match rules: names without any reply
+    bool hasRules = false;            ///< whether all roles and bindings are known
+    std::string problem;              ///< why the match rules are not known
+    std::vector<std::string> silent;  ///< without match rules: names without any reply
+    std::vector<std::string> refused; ///< the same: names that the bus's policy hides
 
     const Participant* Find(const std::string& name) const;
     const Participant* FirstOf(Participant::Role role) const;
+
+    std::vector<Participant> AllOf(Participant::Role role) const;
 
     /** The participant of @p role that is bound to @p peer. */
     const Participant* BoundTo(const std::string& peer, Participant::Role role) const;
@@ -40,7 +43,8 @@ struct BusSurvey {
 /**
  * Reads the match rules of all connections, where the bus shows them, and otherwise introspects
  * each connection. Where the bus's policy refuses that too, calls Send without a message id, for
- * which a host logs an error. Leaves out the connection itself.
+ * which a host logs an error. Finds the hosts among the other processes in /proc, as far as it
+ * shows them to this user. Leaves out the connection itself.
  */
 BusSurvey SurveyBus(GDBusConnection* connection, double limit);
 

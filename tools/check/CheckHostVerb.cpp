@@ -4,11 +4,14 @@
 #include <cmath>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <check/BusSurvey.h>
 #include <check/HostProcess.h>
 #include <check/PeerCall.h>
+#include <check/PolicyReport.h>
+#include <check/SeveralPartners.h>
 #include <check/Verdicts.h>
 #include <shared/CheckMarker.h>
 #include <shared/Counted.h>
@@ -24,6 +27,7 @@ namespace {
 constexpr const char* CHECK_HOST = "applistctl check host";
 constexpr double HANDSHAKE_S = 2; ///< in which a handshake under way is over
 constexpr double BETWEEN_QUEUES_S = 0.5;
+constexpr const char* START_IT = "start the host; its log (journalctl -t applist) has the reason";
 
 std::string InMs(double seconds) {
     return std::to_string(std::lround(seconds * 1e3)) + " ms";
@@ -48,12 +52,28 @@ gint64 QueueOf(GDBusConnection* connection, const std::string& name) {
 // One inspection of the hosts of a bus, with a line for each finding.
 class HostCheck {
 public:
-    HostCheck(GDBusConnection* connection, Verdicts& verdicts, double limit)
-        : m_connection(connection), m_verdicts(verdicts), m_limit(limit) {}
+    HostCheck(GDBusConnection* connection, Verdicts& verdicts, PolicyReport& policy, double limit)
+        : m_connection(connection), m_verdicts(verdicts), m_policy(policy), m_limit(limit) {}
 
     int Run(const std::string& wanted) {
-        const bool hasOwnedNames = CheckNames();
+        CheckNames();
         m_survey = SurveyBus(m_connection, m_limit);
+        SeveralPartners::Report(m_connection, m_survey, m_verdicts,
+                                [](const Participant& one) { return one.Describe(); });
+        const std::vector<Participant> hosts = FindHosts(wanted);
+        if (hosts.empty()) {
+            return ReportNone(wanted);
+        }
+        for (const Participant& host : hosts) {
+            CheckHost(host);
+        }
+        return m_isHalfOpen            ? EXIT_STATUS_HALF_OPEN
+               : m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE
+                                       : EXIT_STATUS_DONE;
+    }
+
+private:
+    std::vector<Participant> FindHosts(const std::string& wanted) const {
         std::vector<Participant> hosts;
         for (const Participant& one : m_survey.participants) {
             const bool isWanted =
@@ -68,30 +88,45 @@ public:
             hosts.back().name = wanted;
             hosts.back().process = FindPeerProcess(m_connection, wanted);
         }
-        if (hosts.empty()) {
-            const bool isLost = CheckAbsent(wanted);
-            return hasOwnedNames || isLost ? EXIT_STATUS_TROUBLE : EXIT_STATUS_FAILED;
-        }
-        for (const Participant& host : hosts) {
-            CheckHost(host);
-        }
-        return m_isHalfOpen            ? EXIT_STATUS_HALF_OPEN
-               : m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE
-                                       : EXIT_STATUS_DONE;
+        return hosts;
     }
 
-private:
-    bool CheckNames() {
-        const std::vector<OwnedName> owned = FindOwnedNames(m_connection);
-        for (const OwnedName& one : owned) {
+    void CheckNames() {
+        for (const OwnedName& one : FindOwnedNames(m_connection)) {
             m_verdicts.Wrong("names", one.Describe(),
                              "restart that process: an announcement owns its name for a moment");
         }
-        return !owned.empty();
     }
 
-    // The process may have lost its connection, and goes on without one.
-    bool CheckAbsent(const std::string& wanted) {
+    // @return the exit status of a check without a host
+    int ReportNone(const std::string& wanted) {
+        const bool wasGood = !m_verdicts.AnyWrong();
+        const bool isLost = ReportLost();
+        if (!wanted.empty()) {
+            if (!isLost) {
+                m_verdicts.Wrong("host", wanted + " is not on the bus", START_IT);
+            }
+        } else if (!m_survey.refused.empty()) {
+            m_policy.MayNotCall("host",
+                                "unknown: a host may be on the bus, whose policy refuses " +
+                                    ("user " + BusPolicy::CurrentUser()) + " every call to " +
+                                    Counted(m_survey.refused.size(), "process", "processes"));
+        } else if (!m_survey.silent.empty()) {
+            m_verdicts.Wrong("host",
+                             "unknown: a host may be on the bus, and " +
+                                 Counted(m_survey.silent.size(), "process does", "processes do") +
+                                 " not reply within " + InSeconds(m_limit),
+                             "run this check as root or as the user of the host");
+        } else if (!isLost) {
+            m_verdicts.Wrong("host", "no host is on the bus", START_IT);
+        }
+        const bool isHidden =
+            wanted.empty() && !(m_survey.refused.empty() && m_survey.silent.empty());
+        return wasGood && !isLost && !isHidden ? EXIT_STATUS_FAILED : EXIT_STATUS_TROUBLE;
+    }
+
+    // A process may have lost its connection, and continue without one.
+    bool ReportLost() {
         std::set<guint32> onBus;
         for (const std::string& name : ListUniqueNames(m_connection)) {
             onBus.insert(FindPeerProcess(m_connection, name).pid);
@@ -107,18 +142,13 @@ private:
                                  "restart it: the library joins the bus once");
             }
         }
-        if (!isFound) {
-            m_verdicts.Wrong("host",
-                             wanted.empty() ? "no host is on the bus"
-                                            : wanted + " is not on the bus, or is no host",
-                             "start the host; its log (journalctl -t applist) has the reason");
-        }
         return isFound;
     }
 
     void CheckHost(const Participant& host) {
         const char* const role =
             host.role == Participant::Role::Host ? ""
+            : IsHidden(host)                     ? ", of an unknown role: the bus shows no rules"
             : !m_survey.hasRules                 ? ", a host or a partner: the bus shows no rules"
             : host.role == Participant::Role::Partner ? ", a partner"
                                                       : ", neither a host nor a partner";
@@ -129,6 +159,11 @@ private:
             ShowBinding(host);
         }
         CheckQueue(host);
+    }
+
+    // Neither a match rule nor a reply shows that this process takes part.
+    bool IsHidden(const Participant& host) const {
+        return !m_survey.hasRules && m_survey.Find(host.name) == nullptr;
     }
 
     bool CheckAlive(const Participant& host) {
@@ -158,13 +193,18 @@ private:
             m_verdicts.Good("loop", "an empty Send answered in " + InMs(reply.seconds));
             return true;
         }
+        if (reply.IsRefused()) {
+            ReportRefusal();
+            return true;
+        }
         if (!reply.IsMissing()) {
             const bool isGone = reply.error == "org.freedesktop.DBus.Error.UnknownObject" ||
                                 reply.error == "org.freedesktop.DBus.Error.UnknownMethod";
             m_verdicts.Wrong("loop", "an empty Send failed: " + reply.error + ": " + reply.text,
                              isGone ? "the host has destroyed its proxy: keep it for the life of "
                                       "the process"
-                                    : "run this as the partner's user or as root");
+                                    : "this reply is not of the library: see the program of the "
+                                      "host");
             return false;
         }
         const HostProcess::Loop loop = HostProcess::FindLoop(host.process.pid);
@@ -189,6 +229,15 @@ private:
             m_verdicts.Wrong("partner", one.text, one.advice);
         }
         return false;
+    }
+
+    // The bus answers instead of the host, for which nothing is proven.
+    void ReportRefusal() {
+        m_verdicts.Note("loop", "not checked: the bus's policy refuses the call");
+        if (!std::exchange(m_hasReportedPolicy, true)) {
+            m_policy.MayNotCall("policy", "user " + BusPolicy::CurrentUser() +
+                                              " may not call Send, which checks the loop");
+        }
     }
 
     void ReportLoop(const Participant& host, HostProcess::Loop loop) {
@@ -244,9 +293,10 @@ private:
         } else {
             names = m_survey.silent;
             for (const Participant& one : m_survey.participants) {
-                names.push_back(one.name);
+                if (one.role != Participant::Role::Host && one.name != host.name) {
+                    names.push_back(one.name);
+                }
             }
-            names.erase(std::remove(names.begin(), names.end(), host.name), names.end());
         }
         std::vector<Silence> silent = FindFrozen(names);
         if (!silent.empty()) {
@@ -412,9 +462,11 @@ private:
 
     GDBusConnection* m_connection;
     Verdicts& m_verdicts;
+    PolicyReport& m_policy;
     double m_limit;
     BusSurvey m_survey;
     bool m_isHalfOpen = false;
+    bool m_hasReportedPolicy = false;
 };
 
 } // namespace
@@ -426,16 +478,19 @@ Usage CheckHostVerb::Describe() {
         "Inspects a running host from outside of its process: the process, the iteration of its\n"
         "main context, its binding, its queue on the bus, and handshake names that a process does\n"
         "not release. Prints advice for each fault. Without UNIQUE-NAME, it inspects each host on\n"
-        "the bus. Run it as the partner's user or as root. Root gets the most details.",
+        "the bus. Run it as the partner's user, or as root if the bus policy names root. Root\n"
+        "gets the most details.",
         "The check announces nothing and changes no binding. It calls Send without data, because\n"
         "only an iterated main context replies. The host therefore logs one error, \"Data\n"
         "corrupted. Does not contain message id.\" If the bus does not show match rules\n"
         "(dbus-broker) and its policy refuses introspection, every process on the bus receives\n"
         "this call.\n\n"
-        "Exit status: 0 no fault, 1 no host, 2 wrong usage, 3 no bus, 4 a fault,\n"
-        "5 the host and its partner are a half-open pair.",
+        "Exit status: 0 no fault, 1 no host, 2 wrong usage, 3 no bus, 4 a fault, several\n"
+        "partners, or a bus policy that hides the hosts, 5 the host and its partner are a\n"
+        "half-open pair.",
         false,
-        {{"limit", "SECONDS", "Time limit for each reply of the host (default: 3)"}}};
+        {{"limit", "SECONDS", "Time limit for each reply of the host (default: 3)"},
+         PolicyReport::OPTION}};
 }
 
 int CheckHostVerb::Run(const CommandLine& line) {
@@ -458,7 +513,8 @@ int CheckHostVerb::Run(const CommandLine& line) {
     }
     CheckMarker::Send(bus.Connection());
     Verdicts verdicts(output, "WRONG");
-    return HostCheck(bus.Connection(), verdicts, limit).Run(wanted);
+    PolicyReport policy(output, verdicts, line);
+    return HostCheck(bus.Connection(), verdicts, policy, limit).Run(wanted);
 }
 
 } // namespace applistctl

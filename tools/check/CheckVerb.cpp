@@ -1,15 +1,15 @@
 #include <check/CheckVerb.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <applist/MessageIds.h>
 #include <check/BareHost.h>
-#include <check/BusPolicy.h>
 #include <check/BusSurvey.h>
 #include <check/HostProcess.h>
 #include <check/PeerCall.h>
+#include <check/PolicyReport.h>
+#include <check/SeveralPartners.h>
 #include <check/Verdicts.h>
 #include <ipc/HandshakeNames.h>
 #include <shared/Counted.h>
@@ -25,14 +25,21 @@ namespace {
 constexpr const char* CHECK = "applistctl check";
 constexpr double BUS_S = 5;
 
+std::string Joined(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return text;
+}
+
 // One check of a device, from the bus to the answer of the partner. Each step prints a line.
 class DeviceCheck {
 public:
-    DeviceCheck(Output& output, double limit, std::vector<std::string> policyFolders)
-        : m_output(output),
-          m_verdicts(output, "MISSING"),
+    DeviceCheck(Output& output, double limit, const CommandLine& line)
+        : m_verdicts(output, "MISSING"),
+          m_policy(output, m_verdicts, line),
           m_limit(limit),
-          m_policyFolders(std::move(policyFolders)),
           m_names(m_host.Connection()) {}
 
     int Run() {
@@ -44,11 +51,20 @@ public:
                                    ", user " + BusPolicy::CurrentUser());
         m_survey = SurveyBus(m_host.Connection(), m_limit);
         ShowOthers();
-        const bool mayAnnounce = CheckOwnedNames() && CheckAnnouncing();
+        SeveralPartners::Report(m_host.Connection(), m_survey, m_verdicts,
+                                [this](const Participant& one) { return m_names.Once(one.name); });
+        CheckOwnedNames();
+        const bool mayAnnounce = m_heldClientName.empty() && CheckAnnouncing();
         const bool maySend = CheckSending();
         CheckSignals();
-        if (!mayAnnounce) {
-            m_verdicts.Wrong("partner", "not checked", "the handshake needs the _CLIENT names");
+        if (!m_heldClientName.empty() || !m_heldServiceName.empty()) {
+            m_verdicts.Wrong("partner",
+                             "not checked: the handshake needs the release of " +
+                                 (m_heldClientName.empty() ? m_heldServiceName : m_heldClientName),
+                             "restart the process that owns this name, and check again");
+        } else if (!mayAnnounce) {
+            m_verdicts.Wrong("partner", "not checked: the handshake needs the _CLIENT names",
+                             "see \"announce\" above");
         } else if (CheckPartner() && maySend) {
             CheckAnswer();
         }
@@ -60,20 +76,23 @@ public:
 private:
     // A partner serves one host. A host on the bus may therefore explain a missing answer.
     void ShowOthers() {
-        std::string names;
+        std::vector<std::string> others;
         for (const Participant& one : m_survey.participants) {
             if (one.role == Participant::Role::Host) {
                 const std::string host = m_names.Once(one.name);
-                m_verdicts.Note("hosts", host + " is a host on the bus, bound to " + Peer(one));
+                m_verdicts.Note("hosts", host + " is a host on the bus" +
+                                             (m_survey.hasRules ? ", bound to " + Peer(one) : ""));
             } else if (one.role == Participant::Role::Partner && !one.peer.empty()) {
                 const std::string partner = m_names.Once(one.name);
                 m_verdicts.Note("hosts", "the partner " + partner + " is bound to " + Peer(one));
             } else if (!m_survey.hasRules && m_survey.participants.size() > 1) {
-                names += (names.empty() ? "" : ", ") + m_names.Once(one.name);
+                others.push_back(m_names.Once(one.name));
             }
         }
-        if (!names.empty()) {
-            m_verdicts.Note("hosts", names + " are hosts or partners on the bus");
+        if (!others.empty()) {
+            m_verdicts.Note("hosts", Joined(others) + (others.size() == 1
+                                                           ? " is a host or a partner on the bus"
+                                                           : " are hosts or partners on the bus"));
         }
     }
 
@@ -81,32 +100,14 @@ private:
         return one.peer.empty() ? "nobody" : m_names.Once(one.peer);
     }
 
-    // The policy that refuses is in a file, and so is its remedy.
-    void Refused(const std::string& what, const std::string& text) {
-        const std::string user = BusPolicy::CurrentUser();
-        const BusPolicy policy(m_policyFolders);
-        if (policy.Names(user)) {
-            m_verdicts.Wrong(what, text + "; " + policy.Describe(user),
-                             "let the bus reload its configuration: systemctl reload dbus");
-            return;
-        }
-        m_verdicts.Wrong(what, text + "; " + policy.Describe(user),
-                         m_hasShownDropIn ? "write the file above"
-                                          : "write this file to " + BusPolicy::DropInPath(user) +
-                                                ", and let the bus reload its configuration "
-                                                "(systemctl reload dbus):");
-        if (!std::exchange(m_hasShownDropIn, true)) {
-            m_output.Verbatim(BusPolicy::DropIn(user));
-        }
-    }
-
-    bool CheckOwnedNames() {
-        const std::vector<OwnedName> owned = FindOwnedNames(m_host.Connection());
-        for (const OwnedName& one : owned) {
+    void CheckOwnedNames() {
+        const std::string ofHosts = HandshakeNames::EndpointName(ENDPOINT_ID, "");
+        for (const OwnedName& one : FindOwnedNames(m_host.Connection())) {
             m_verdicts.Wrong("names", one.Describe(),
                              "restart that process: an announcement owns its name for a moment");
+            (one.name.rfind(ofHosts, 0) == 0 ? m_heldClientName : m_heldServiceName) =
+                one.name.substr(HandshakeNames::BaseName(ENDPOINT_ID).size());
         }
-        return owned.empty();
     }
 
     // The release of a name announces a step. Only the first step may be announced at this point.
@@ -114,9 +115,10 @@ private:
         for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
             const std::string problem = m_host.OwnName(suffix);
             if (!problem.empty()) {
-                Refused("announce", "the bus refuses " +
-                                        HandshakeNames::EndpointName(ENDPOINT_ID, suffix) + ": " +
-                                        problem);
+                m_policy.HostLacks("announce",
+                                   "the bus refuses " +
+                                       HandshakeNames::EndpointName(ENDPOINT_ID, suffix) + ": " +
+                                       problem);
                 return false;
             }
         }
@@ -130,7 +132,7 @@ private:
         const SentRequest request =
             m_host.SendRequestTo(m_host.UniqueName(), APPLIST_GET_SELECTION_FNC, {}, BUS_S);
         if (!request.problem.empty()) {
-            Refused("send", "Send to itself: " + request.problem);
+            m_policy.HostLacks("send", "Send to itself: " + request.problem);
             return false;
         }
         m_verdicts.Good("send", "this user may call Send");
@@ -144,7 +146,7 @@ private:
         if (WaitUntil([&] { return m_host.Seen().Notifications().size() > before; }, BUS_S / 5)) {
             m_verdicts.Good("signal", "SendSignal is delivered");
         } else {
-            Refused("signal", "SendSignal to itself is not delivered");
+            m_policy.HostLacks("signal", "SendSignal to itself is not delivered");
         }
     }
 
@@ -163,7 +165,9 @@ private:
             candidates.push_back(m_host.Partner());
         }
         if (!ReportStopped(candidates) && !ReportStopped(m_survey.silent)) {
-            candidates.empty() ? ReportAbsent() : ReportUnwilling(candidates);
+            !candidates.empty()         ? ReportUnwilling(candidates)
+            : !m_survey.refused.empty() ? ReportHidden()
+                                        : ReportAbsent();
         }
         return false;
     }
@@ -200,6 +204,14 @@ private:
             }
         }
         return false;
+    }
+
+    void ReportHidden() {
+        m_verdicts.Wrong("partner",
+                         NoAnswer() + "a partner may be on the bus, whose policy refuses user " +
+                             BusPolicy::CurrentUser() + " every call to " +
+                             Counted(m_survey.refused.size(), "process", "processes"),
+                         "see the refused step above, or run this check as root");
     }
 
     void ReportAbsent() {
@@ -255,21 +267,15 @@ private:
         }
     }
 
-    Output& m_output;
     Verdicts m_verdicts;
+    PolicyReport m_policy;
     double m_limit;
-    std::vector<std::string> m_policyFolders;
-    bool m_hasShownDropIn = false;
+    std::string m_heldClientName;  ///< "_CLIENT_SYN", of a process that does not release it
+    std::string m_heldServiceName; ///< "_SERVICE_SYN"
     BareHost m_host;
     ProcessNames m_names;
     BusSurvey m_survey;
 };
-
-// The policy is found where the bus finds it.
-std::vector<std::string> PolicyFolders(const CommandLine& line) {
-    return line.Has("policies") ? std::vector<std::string>{line.options.at("policies")}
-                                : BusPolicy::DefaultFolders();
-}
 
 } // namespace
 
@@ -279,15 +285,14 @@ Usage CheckVerb::Describe() {
         "",
         "Performs the steps of a host: reaches the bus, announces, calls, sends a signal, and\n"
         "waits for a partner. Shows other hosts on the bus, and a partner that is bound to one of\n"
-        "them. Prints advice for each missing step, and a policy file for a refused user. Run it "
-        "as the user of the host. A free\n"
-        "partner binds to this check until the check ends.",
+        "them. Prints advice for each missing step, and a policy file for a refused user. Run it\n"
+        "as the user of the host. A free partner binds to this check until the check ends.",
         "'applistctl check partner' checks the partner itself, 'applistctl check host' a host.\n\n"
-        "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing.",
+        "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing, or\n"
+        "several partners are on the bus.",
         false,
         {{"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"},
-         {"policies", "DIR",
-          "Read the bus policy in DIR (default: the folders of the system bus)"}}};
+         PolicyReport::OPTION}};
 }
 
 int CheckVerb::Run(const CommandLine& line) {
@@ -299,7 +304,7 @@ int CheckVerb::Run(const CommandLine& line) {
         return WrongOption(CHECK, line, "limit", "seconds up to 3600");
     }
     Output output(CHECK);
-    return DeviceCheck(output, limit, PolicyFolders(line)).Run();
+    return DeviceCheck(output, limit, line).Run();
 }
 
 } // namespace applistctl

@@ -204,6 +204,29 @@ std::string BusAddressOf(const std::string& environment) {
     return address.substr(0, address.find(',')); // without the bus's identifier
 }
 
+bool HasLibrary(guint32 pid) {
+    return ReadFile(PathOf(pid, "maps")).find("/libapplist.so") != std::string::npos;
+}
+
+bool IsThisProgram(guint32 pid) {
+    return LinkOf(PathOf(pid, "exe")) == LinkOf("/proc/self/exe");
+}
+
+// The verb of an applistctl, which may follow an option and its value.
+std::string VerbOf(guint32 pid) {
+    const std::string line = ReadFile(PathOf(pid, "cmdline"));
+    for (std::size_t begin = line.find('\0'); begin != std::string::npos;
+         begin = line.find('\0', begin + 1)) {
+        std::string word = line.c_str() + begin + 1;
+        for (const char* const verb : {"host", "partner", "monitor", "check"}) {
+            if (word == verb) {
+                return word;
+            }
+        }
+    }
+    return "";
+}
+
 // The letter of proc(5): 0 when it cannot be read.
 char StateOf(guint32 pid) {
     const std::string text = ReadFile(PathOf(pid, "stat"));
@@ -246,16 +269,18 @@ HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
     return runs > 0 ? Loop::Another : Loop::None;
 }
 
+bool HostProcess::IsHost(guint32 pid) {
+    return pid != 0 && HasLibrary(pid) && (!IsThisProgram(pid) || VerbOf(pid) == "host");
+}
+
 std::vector<guint32> HostProcess::WithLibrary() {
     std::vector<guint32> found;
     const char* const variable = g_getenv("DBUS_SYSTEM_BUS_ADDRESS");
     const std::string given = variable != nullptr ? variable : "";
     const std::string address = given.substr(0, given.find(','));
-    const std::string own = LinkOf("/proc/self/exe");
     for (const std::string& entry : ListFolder("/proc")) {
         const auto pid = static_cast<guint32>(std::strtoul(entry.c_str(), nullptr, 10));
-        if (pid == 0 || LinkOf(PathOf(pid, "exe")) == own ||
-            ReadFile(PathOf(pid, "maps")).find("/libapplist.so") == std::string::npos) {
+        if (pid == 0 || IsThisProgram(pid) || !HasLibrary(pid)) {
             continue;
         }
         if (BusAddressOf(ReadFile(PathOf(pid, "environ"))) == address) {

@@ -1,5 +1,5 @@
 // Reads the state of a process in /proc: whether it is stopped, whether a thread runs a main loop,
-// and which processes have the library loaded. These reads do not disturb the process.
+// and whether it is a host, which has the library loaded. These reads do not disturb the process.
 #ifndef APPLIST_TOOLS_HOSTPROCESS_H
 #define APPLIST_TOOLS_HOSTPROCESS_H
 
@@ -36,6 +36,12 @@ enum class Loop {
  * must be waiting in its context already. Needs the right to trace the process.
  */
 Loop FindLoop(guint32 pid);
+
+/**
+ * Whether the process has the library loaded, and is no "applistctl" of another verb than "host".
+ * False for a process that /proc does not show to this user.
+ */
+bool IsHost(guint32 pid);
 
 /** The processes that have the library loaded and use the same bus address; not this program. */
 std::vector<guint32> WithLibrary();

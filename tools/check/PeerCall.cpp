@@ -99,8 +99,10 @@ std::shared_ptr<GVariant> CallDaemon(GDBusConnection* connection, const char* in
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", interface, method, parameters,
         nullptr, G_DBUS_CALL_FLAGS_NONE, DAEMON_LIMIT_MS, nullptr, &error);
     if (reply == nullptr) {
+        const bool isRefused =
+            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED) != FALSE;
         g_dbus_error_strip_remote_error(error);
-        problem = error->message;
+        problem = isRefused ? std::string("its policy refuses ") + method : error->message;
         return nullptr;
     }
     return {reply, g_variant_unref};

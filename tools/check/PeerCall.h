@@ -45,7 +45,7 @@ std::vector<PeerReply> PingPeers(GDBusConnection* connection, const std::vector<
 std::vector<PeerReply> SendNothing(GDBusConnection* connection,
                                    const std::vector<std::string>& names, double limit);
 
-/** Calls the bus daemon. @return null, and the reason in @p problem, when it refuses */
+/** Calls the bus daemon. @return null, and the reason in @p problem, without a reply */
 std::shared_ptr<GVariant> CallDaemon(GDBusConnection* connection, const char* interface,
                                      const char* method, GVariant* parameters,
                                      std::string& problem);

@@ -24,8 +24,14 @@ public:
     }
 
     void Wrong(const std::string& what, const std::string& text, const std::string& advice) {
+        Fault(m_fault, what, text, advice);
+    }
+
+    /** A fault with a word of its own. */
+    void Fault(const std::string& word, const std::string& what, const std::string& text,
+               const std::string& advice) {
         m_anyWrong = true;
-        m_output.Line(Padded(m_fault, 9) + Padded(what, 10) + text, Output::Tone::Problem);
+        m_output.Line(Padded(word, 9) + Padded(what, 10) + text, Output::Tone::Problem);
         m_output.Line(Padded("", 19) + "-> " + advice);
     }
 

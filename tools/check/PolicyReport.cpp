@@ -1,0 +1,70 @@
+#include <check/PolicyReport.h>
+
+#include <utility>
+
+namespace applistctl {
+
+namespace {
+
+constexpr const char* RELOAD =
+    ", and let the bus reload its configuration (systemctl reload dbus):";
+
+} // namespace
+
+// The policy is found where the bus finds it.
+PolicyReport::PolicyReport(Output& output, Verdicts& verdicts, const CommandLine& line)
+    : m_output(output),
+      m_verdicts(verdicts),
+      m_folders(line.Has("policies") ? std::vector<std::string>{line.options.at("policies")}
+                                     : BusPolicy::DefaultFolders()) {}
+
+// The policy that refuses is in a file, and so is its remedy.
+void PolicyReport::HostLacks(const std::string& what, const std::string& text) {
+    const BusPolicy policy(m_folders);
+    if (policy.Names(m_user)) {
+        NeedsReload(what, text, policy);
+        return;
+    }
+    m_verdicts.Wrong(what, text + "; " + policy.Describe(m_user),
+                     m_hasShownDropIn
+                         ? "write the file above"
+                         : "write this file to " + BusPolicy::DropInPath(m_user) + RELOAD);
+    ShowDropIn(BusPolicy::Role::Host);
+}
+
+void PolicyReport::MayNotCall(const std::string& what, const std::string& text) {
+    const BusPolicy partner(m_folders, BusPolicy::Role::Partner);
+    const BusPolicy host(m_folders);
+    for (const BusPolicy* const policy : {&partner, &host}) {
+        if (policy->Names(m_user)) {
+            NeedsReload(what, text, *policy);
+            return;
+        }
+    }
+    for (const BusPolicy* const policy : {&partner, &host}) {
+        if (!policy->Members().empty()) {
+            m_verdicts.Wrong(what, text + "; " + policy->Describe(m_user),
+                             "run this check as " + policy->Members());
+            return;
+        }
+    }
+    m_verdicts.Wrong(what, text + "; " + partner.DescribeAbsence() + "host or the partner",
+                     "install the policy of the library, which names the users of host and "
+                     "partner; for this user alone, write this file to " +
+                         BusPolicy::DropInPath(m_user, BusPolicy::Role::Partner) + RELOAD);
+    ShowDropIn(BusPolicy::Role::Partner);
+}
+
+void PolicyReport::NeedsReload(const std::string& what, const std::string& text,
+                               const BusPolicy& policy) {
+    m_verdicts.Wrong(what, text + "; " + policy.Describe(m_user),
+                     "let the bus reload its configuration: systemctl reload dbus");
+}
+
+void PolicyReport::ShowDropIn(BusPolicy::Role role) {
+    if (!std::exchange(m_hasShownDropIn, true)) {
+        m_output.Verbatim(BusPolicy::DropIn(m_user, role));
+    }
+}
+
+} // namespace applistctl

@@ -1,0 +1,44 @@
+// Reports a call or a name that the bus's policy refuses, with the users of the installed policy
+// and a file for another user.
+#ifndef APPLIST_TOOLS_POLICYREPORT_H
+#define APPLIST_TOOLS_POLICYREPORT_H
+
+#include <string>
+#include <vector>
+
+#include <check/BusPolicy.h>
+#include <check/Verdicts.h>
+#include <shared/CommandLine.h>
+#include <shared/Output.h>
+
+namespace applistctl {
+
+class PolicyReport {
+public:
+    /** The option --policies of a check. */
+    static constexpr VerbOption OPTION = {
+        "policies", "DIR", "Read the bus policy in DIR (default: the folders of the system bus)"};
+
+    /** @param line with the value of --policies, or without */
+    PolicyReport(Output& output, Verdicts& verdicts, const CommandLine& line);
+
+    /** The user of this process lacks a right of the host. */
+    void HostLacks(const std::string& what, const std::string& text);
+
+    /** The user of this process may not call hosts, which host and partner may do. */
+    void MayNotCall(const std::string& what, const std::string& text);
+
+private:
+    void NeedsReload(const std::string& what, const std::string& text, const BusPolicy& policy);
+    void ShowDropIn(BusPolicy::Role role);
+
+    Output& m_output;
+    Verdicts& m_verdicts;
+    std::vector<std::string> m_folders;
+    const std::string m_user = BusPolicy::CurrentUser();
+    bool m_hasShownDropIn = false;
+};
+
+} // namespace applistctl
+
+#endif
