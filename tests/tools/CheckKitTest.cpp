@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include <check/JUnitFile.h>
 
@@ -183,8 +184,36 @@ TEST_F(CheckKit, WritesAJUnitFileWithOneSuiteForEachRun) {
 }
 
 TEST_F(CheckKit, ReportsAJUnitFileThatItCannotWrite) {
-    EXPECT_EQ(Check("wait 600\n", {"--junit=/nonexistent/results.xml", "--only=answers-syn"}), 1);
-    EXPECT_THAT(m_errors, HasSubstr("cannot write /nonexistent/results.xml"));
+    EXPECT_EQ(Check("wait 600\n", {"--junit=/dev/full", "--only=answers-syn"}), 1);
+    EXPECT_THAT(m_errors, HasSubstr("cannot write /dev/full"));
+}
+
+TEST_F(CheckKit, RefusesAJUnitFileThatItCannotWriteBeforeTheCheck) {
+    for (const std::string& file : {"/nonexistent/results.xml"s, m_folder.Path()}) {
+        EXPECT_EQ(Check("wait 600\n", {"--only=answers-syn", "--junit", file}), 2);
+        EXPECT_THAT(m_errors, HasSubstr("cannot write " + file));
+        EXPECT_THAT(m_output, IsEmpty());
+    }
+}
+
+TEST_F(CheckKit, LeavesNoJUnitFileWithoutAResult) {
+    const std::string file = m_folder.Path() + "/results.xml";
+    ToolProcess list({"check", "partner", "--list", "--junit", file});
+    EXPECT_EQ(list.WaitForExit(), 0);
+    EXPECT_NE(access(file.c_str(), F_OK), 0);
+}
+
+// The reasons for the omitted steps, for partners that do not block the library.
+TEST_F(CheckKit, NamesTheMissingObjectThatTheLibraryNeeds) {
+    Check("fault no-object\nwait 600\n", {"--limit=0.3", "--only=works-with-library"});
+    EXPECT_THAT(m_output, HasSubstr("  needs the communication object, without which each "
+                                    "request fails\n"));
+}
+
+TEST_F(CheckKit, NamesTheMissingNotificationThatTheLibraryNeeds) {
+    Check("fault no-created\nwait 600\n", {"--limit=0.3", "--only=works-with-library"});
+    EXPECT_THAT(m_output, HasSubstr("  needs notification 4, without which the library sends no "
+                                    "list\n"));
 }
 
 TEST_F(CheckKit, ReportsADriverThatFails) {

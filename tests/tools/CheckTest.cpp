@@ -1,4 +1,6 @@
 // "applistctl check": one line for each need of a host, with advice when it is missing.
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -333,6 +335,41 @@ TEST_F(PartnerCheck, NamesTheHostsAndPartnersWithoutMatchRules) {
     EXPECT_THAT(check.errors, HasSubstr("(pid " + host.Id() + ", "));
     EXPECT_THAT(check.errors, HasSubstr(" are hosts or partners on the bus, and a partner that is "
                                         "bound to another host does not answer: stop "));
+}
+
+// The duties after the stop are not at fault.
+TEST_F(PartnerCheck, EndsWhenThePartnerIsStopped) {
+    const TemporaryFolder folder;
+    StartedTool partner(
+        {"partner", "--script", folder.Write("script", "fault silence append\nwait 600\n")},
+        "_SERVICE_SYN");
+    const std::string file = folder.Path() + "/results";
+    ToolProcess check(
+        {"check", "partner", "--wait=0", "--limit=2", "--only=request-append", "--junit", file});
+    ASSERT_TRUE(partner.WaitFor("APPLIST_ADD_ITEM_AT_END_FNC"));
+    partner.Stop();
+    EXPECT_EQ(check.WaitForExit(), 1);
+    EXPECT_THAT(check.Errors(), ContainsRegex("the partner :1\\.[0-9]+ \\(pid " + partner.Id() +
+                                              ", [^\n]*\\) is stopped: let it continue \\(kill "
+                                              "-CONT " +
+                                              partner.Id() + "\\), and check again\n"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
+    std::stringstream results;
+    results << std::ifstream(file).rdbuf();
+    EXPECT_THAT(results.str(),
+                HasSubstr("<skipped message=\"not seen: the partner was stopped\"/>"));
+}
+
+TEST_F(PartnerCheck, ReportsAPartnerThatIsStoppedFromTheStart) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    RunningPartner partner;
+    partner.Stop();
+    const ToolResult check = RunTool({"check", "partner", "--wait=0", "--limit=0.2"});
+    EXPECT_EQ(check.status, 1);
+    EXPECT_THAT(check.errors, HasSubstr(") is stopped: let it continue (kill -CONT " +
+                                        partner.Id() + "), and check again\n"));
 }
 
 TEST_F(PartnerCheck, EndsWhenAHostAppearsDuringTheCheck) {

@@ -1,4 +1,5 @@
 // The output and the exit status of applistctl for each kind of command line.
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -84,6 +85,32 @@ TEST_P(CommandLine, IsAnswered) {
         EXPECT_THAT(tool.Errors(), StartsWith("applistctl"));
     }
 }
+
+class HelpOf : public testing::TestWithParam<Case> {};
+
+const Case HELP_ROWS[] = {
+    {"NoVerb", {}, 0, "", ""},
+    {"Host", {"host"}, 0, "", ""},
+    {"Partner", {"partner"}, 0, "", ""},
+    {"Monitor", {"monitor"}, 0, "", ""},
+    {"Check", {"check"}, 0, "", ""},
+    {"CheckHost", {"check", "host"}, 0, "", ""},
+    {"CheckPartner", {"check", "partner"}, 0, "", ""},
+};
+
+// Without a terminal, the lines are those of the source.
+TEST_P(HelpOf, HasAtMostAHundredColumns) {
+    std::vector<std::string> arguments = GetParam().arguments;
+    arguments.emplace_back("--help");
+    ToolProcess tool(arguments);
+    EXPECT_EQ(tool.WaitForExit(), 0);
+    std::istringstream lines(tool.Output());
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 100U) << line;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, HelpOf, testing::ValuesIn(HELP_ROWS), RowName<Case>);
 
 INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(CASES), RowName<Case>);
 

@@ -17,6 +17,7 @@
 #include <check/CheckRun.h>
 #include <check/JUnitFile.h>
 #include <check/OtherHosts.h>
+#include <check/PartnerProcesses.h>
 #include <shared/ExitStatus.h>
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
@@ -48,25 +49,43 @@ struct Options {
     }
 };
 
-// The library would wait 25 seconds for each reply of a partner that breaks one of these duties.
-bool IsFitForTheLibrary(const CheckRun& run) {
-    const Checklist& list = run.list;
-    return !run.isAway && !list.IsBroken(Duty::AnswersSyn) && !list.IsBroken(Duty::ServesAtOnce) &&
-           !list.IsBroken(Duty::ReleasesNames) && !list.IsBroken(Duty::SendsNoRequestMeanwhile) &&
-           !list.IsBroken(ChecklistRow(APPLIST_LOCAL_CREATED_EVENT)) &&
-           std::none_of(
-               std::begin(Protocol::REQUESTS), std::end(Protocol::REQUESTS),
-               [&list](const RequestKind& kind) { return list.IsBroken(ChecklistRow(kind.id)); });
+// @return the broken duty that the library needs, and its effect on the library; empty for none
+std::string DescribeUnfit(const CheckRun& run) {
+    struct Need {
+        ChecklistRow row;
+        const char* reason;
+    };
+    const Need needs[] = {
+        {Duty::AnswersSyn, "needs _SERVICE_SYN_ACK, with which the library binds"},
+        {Duty::ReleasesNames,
+         "needs the release of each name, without which the library never binds"},
+        {Duty::ServesAtOnce, "needs the communication object, without which each request fails"},
+        {ChecklistRow(APPLIST_LOCAL_CREATED_EVENT),
+         "needs notification 4, without which the library sends no list"},
+        {Duty::SendsNoRequestMeanwhile,
+         "a request of the partner while a reply is due would block the library for 25 s"},
+    };
+    for (const Need& need : needs) {
+        if (run.list.IsBroken(need.row)) {
+            return need.reason;
+        }
+    }
+    for (const RequestKind& kind : Protocol::REQUESTS) {
+        if (run.list.IsBroken(ChecklistRow(kind.id))) {
+            return "needs a valid reply to " + std::to_string(kind.id) +
+                   "; the library waits up to 25 s for each reply";
+        }
+    }
+    return run.isAway ? "the partner had left the bus" : "";
 }
 
 void CheckWithTheLibrary(CheckRun& run) {
     FreshHost(run, nullptr); // ends at once: the partner is free
-    const bool isFit = IsFitForTheLibrary(run);
-    if (isFit) {
+    std::string reason = DescribeUnfit(run);
+    if (reason.empty()) {
         LibraryCheck::Check(run);
+        reason = "the check with the library failed";
     }
-    const char* const reason = isFit ? "the check with the library failed"
-                                     : "skipped: a broken duty would block the library for 25 s";
     run.list.Skip(Duty::WorksWithTheLibrary, reason);
     run.list.Skip(Duty::ReconnectsAfterARestart, reason);
     for (const NotificationKind& kind : Protocol::NOTIFICATIONS) {
@@ -126,8 +145,23 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
         output.Error(other);
         return EXIT_STATUS_FAILED;
     }
-    Checklist list([&](int index, const Finding& finding) { channel.SendFinding(index, finding); });
     PartnerCommand partner(options.restart, [&](pid_t group) { channel.SendGroup(group); });
+    // From then on, the partner's behaviour proves nothing.
+    const auto end = [&](const std::string& reason, const std::string& text) {
+        output.Error(text);
+        channel.SendReason(reason);
+        partner.Stop();
+        std::exit(EXIT_STATUS_FAILED);
+    };
+    PartnerProcesses processes(others.Connection());
+    const auto endIfStopped = [&] {
+        const std::string stopped = processes.DescribeStopped();
+        if (!stopped.empty()) {
+            end("the partner was stopped", stopped);
+        }
+    };
+    Checklist list([&](int index, const Finding& finding) { channel.SendFinding(index, finding); },
+                   endIfStopped);
     DriveCommand drive(options.drive);
     CheckRun run{[&](const std::string& text) { channel.SendText(text); },
                  list,
@@ -135,14 +169,10 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
                  drive,
                  options.limit,
                  options.wait};
-    // From then on, the partner's behaviour proves nothing.
-    others.Watch([&](const std::string& text) {
-        output.Error(text);
-        partner.Stop();
-        std::exit(EXIT_STATUS_FAILED);
-    });
+    others.Watch([&](const std::string& text) { end("another host was on the bus", text); });
     HostPointer host = HandshakeCheck::FindPartner(run);
     if (host == nullptr) {
+        endIfStopped();
         output.Error("no partner has answered; " +
                      (run.candidates.empty()
                           ? std::string("run \"applistctl check\" for the reason")
@@ -198,6 +228,9 @@ std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
     if (problem.empty() && line.Has("baseline")) {
         problem = options.baseline.Read(line.Value("baseline", ""));
     }
+    if (problem.empty() && line.Has("junit")) {
+        problem = JUnitFile::FindProblem(line.Value("junit", ""));
+    }
     return problem.empty() ? std::nullopt : std::optional<int>(WrongUsage(CHECK_PARTNER, problem));
 }
 
@@ -233,14 +266,16 @@ private:
     void RunNext(int number) {
         CheckResult result(m_options.only, m_options.baseline);
         m_report.Begin(number, static_cast<int>(m_options.runs));
+        std::string reason;
         const CheckEnd end =
             RunCheck([this](const CheckChannel& channel) { return RunOnce(m_options, channel); },
                      {[&](int index, const Finding& finding) { Add(result, index, finding); },
-                      [this](const std::string& text) { m_report.Ask(text); }},
+                      [this](const std::string& text) { m_report.Ask(text); },
+                      [&](const std::string& text) { reason = text; }},
                      m_options.timeout);
         int status = end.status;
-        std::string reason =
-            end.status == EXIT_STATUS_FAILED ? "another host was on the bus" : "not decided";
+        const bool hasReason = !reason.empty();
+        reason = hasReason ? reason : "not decided";
         if (end.isTimedOut) {
             reason = "the time of --timeout was over";
             m_output.Error("not done within " + InSeconds(m_options.timeout));
@@ -259,7 +294,9 @@ private:
             ShowRest(result, reason);
             m_report.End(result, end.seconds);
         } else {
-            result.Complete(status == EXIT_STATUS_NO_BUS ? "no bus" : "no free partner was found");
+            result.Complete(status == EXIT_STATUS_NO_BUS ? "no bus"
+                            : hasReason                  ? reason
+                                                         : "no free partner was found");
         }
         m_junit.Add(number, result, end.seconds);
         m_status = Worse(m_status, status);
@@ -318,9 +355,9 @@ Usage CheckPartnerVerb::Describe() {
         "The command returns 0 after the action. Another exit status breaks the duty. Without\n"
         "--drive, and unless --wait is 0, the check asks you to select, click and change an item\n"
         "in the partner. Without your action, such a duty is \"not seen\".\n\n"
-        "Exit status: 0 no duty is broken, 1 no partner found, or another host on the bus,\n"
-        "2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is not broken, or\n"
-        "the time is over.",
+        "Exit status: 0 no duty is broken, 1 no partner found, a stopped partner, or another\n"
+        "host on the bus, 2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is\n"
+        "not broken, or the time is over.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
          {"drive", "COMMAND", "Act as the partner's user with this shell command"},

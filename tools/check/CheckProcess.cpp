@@ -52,6 +52,9 @@ private:
             words >> first;
             m_groups.insert(static_cast<pid_t>(first));
             break;
+        case 'R':
+            m_receiver.onReason(line.substr(1));
+            break;
         default:
             m_receiver.onText(line.substr(1));
             break;
@@ -98,6 +101,10 @@ void CheckChannel::SendFinding(int index, const Finding& finding) const {
 
 void CheckChannel::SendText(const std::string& text) const {
     Send("T" + text);
+}
+
+void CheckChannel::SendReason(const std::string& reason) const {
+    Send("R" + reason);
 }
 
 void CheckChannel::SendGroup(pid_t group) const {

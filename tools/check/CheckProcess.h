@@ -20,6 +20,7 @@ public:
 
     void SendFinding(int index, const Finding& finding) const;
     void SendText(const std::string& text) const;
+    void SendReason(const std::string& reason) const; ///< why the run ends before its last duty
     void SendGroup(pid_t group) const; ///< the parent ends this process group after the time limit
 
 private:
@@ -31,6 +32,7 @@ private:
 struct CheckReceiver {
     std::function<void(int index, const Finding& finding)> onFinding;
     std::function<void(const std::string& text)> onText;
+    std::function<void(const std::string& reason)> onReason;
 };
 
 struct CheckEnd {

@@ -52,6 +52,9 @@ void Fail(CheckRun& run, BareHost& host, ChecklistRow row, const std::string& wh
 bool CheckStep(CheckRun& run, ChecklistRow row, BareHost& host, const char* suffix,
                const std::string& when);
 
+/** @return the owner of a name of the partner that is not released; empty for none */
+std::string FindHolder(BareHost& host, const char* suffix);
+
 /** Records only the failure of a step, in the same way. */
 void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffix,
               const std::string& when, const std::string& problem);

@@ -29,6 +29,7 @@ void Checklist::Weaken(ChecklistRow row, const std::string& evidence) {
 }
 
 void Checklist::Break(ChecklistRow row, const std::string& evidence) {
+    m_beforeBreak();
     if (!IsBroken(row)) {
         Set(row, Grade::Broken, evidence);
         Report(Duties::IndexOf(row), m_findings[row]);

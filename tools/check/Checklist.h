@@ -24,7 +24,9 @@ public:
     /** @param index of the row. Called once for each row. */
     using OnDecided = std::function<void(int index, const Finding& finding)>;
 
-    explicit Checklist(OnDecided onDecided) : m_onDecided(std::move(onDecided)) {}
+    /** @param beforeBreak called before each duty that breaks, and may end the process */
+    Checklist(OnDecided onDecided, std::function<void()> beforeBreak)
+        : m_onDecided(std::move(onDecided)), m_beforeBreak(std::move(beforeBreak)) {}
 
     /** A later pass replaces the evidence of an earlier one. A worse grade stays. */
     void Pass(ChecklistRow row, const std::string& evidence);
@@ -52,6 +54,7 @@ private:
     void Report(int index, const Finding& finding);
 
     OnDecided m_onDecided;
+    std::function<void()> m_beforeBreak;
     std::map<ChecklistRow, Finding> m_findings;
     std::map<int, bool> m_reported;
 };

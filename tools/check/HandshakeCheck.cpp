@@ -121,7 +121,8 @@ bool FillList(CheckRun& run, BareHost& host) {
 
 void CheckEmptied(CheckRun& run, BareHost& host, bool wasFilled, const char* when) {
     if (!wasFilled) {
-        run.list.Skip(Duty::EmptiesItsList, "the partner had no selection before");
+        run.list.Skip(Duty::EmptiesItsList, CanQuery(run) ? "the partner had no selection before"
+                                                          : "needs a valid reply to 2001");
         return;
     }
     const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
@@ -181,17 +182,11 @@ bool CheckFirstHost(CheckRun& run, BareHost& host) {
 }
 
 void CheckNames(CheckRun& run, BareHost& host) {
-    // An announcement owns its name for a moment.
-
     for (const char* const suffix : {"_SYN", "_SYN_ACK", "_ACK"}) {
-        const auto isFree = [&] { return host.OwnerOfPartnersName(suffix).empty(); };
-        for (int i = 0; i < 5 && !isFree(); ++i) {
-            WaitFor(SILENCE_S / 5);
-        }
-        if (!isFree()) {
-            run.list.Break(Duty::ReleasesNames, host.OwnerOfPartnersName(suffix) +
-                                                    " owns _SERVICE" + suffix +
-                                                    " and does not release it");
+        const std::string owner = FindHolder(host, suffix);
+        if (!owner.empty()) {
+            run.list.Break(Duty::ReleasesNames,
+                           owner + " owns _SERVICE" + suffix + " and does not release it");
         }
     }
 }

@@ -1,5 +1,6 @@
 #include <check/JUnitFile.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iomanip>
 #include <sstream>
@@ -103,6 +104,20 @@ void JUnitFile::Add(int run, const CheckResult& result, double seconds) {
 std::string JUnitFile::Text() const {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n" + m_suites +
            "</testsuites>\n";
+}
+
+// A pipe would lose its reader, and is not opened here.
+std::string JUnitFile::FindProblem(const std::string& file) {
+    const bool isNew = g_file_test(file.c_str(), G_FILE_TEST_EXISTS) == FALSE;
+    if (!isNew && g_file_test(file.c_str(), G_FILE_TEST_IS_REGULAR) == FALSE &&
+        g_file_test(file.c_str(), G_FILE_TEST_IS_DIR) == FALSE) {
+        return "";
+    }
+    const bool isOpen = std::ofstream(file, std::ios::app).is_open();
+    if (isOpen && isNew) {
+        std::remove(file.c_str());
+    }
+    return isOpen ? "" : "cannot write " + file;
 }
 
 std::string JUnitFile::Write(const std::string& file) const {

@@ -12,6 +12,9 @@ class JUnitFile {
 public:
     void Add(int run, const CheckResult& result, double seconds);
 
+    /** Tests before a long check whether @p file can be written. @return as Write() */
+    static std::string FindProblem(const std::string& file);
+
     /** @return the problem, or an empty text */
     std::string Write(const std::string& file) const;
 

@@ -31,16 +31,30 @@ public:
     LibraryHost(const LibraryHost&) = delete;
     LibraryHost& operator=(const LibraryHost&) = delete;
 
-    /** Leaves the list as it was. @return the number of requests */
-    std::size_t SendEachOperation() {
-        m_proxy.SetSelection(&m_clock);
-        m_proxy.AddItemAtEnd(&m_extra);
-        m_proxy.ModifyItem(&m_extra, &m_other);
-        m_proxy.RemoveItem(&m_other);
-        m_proxy.RemoveAllItems();
-        m_proxy.AddItems({&m_clock, &m_music, &m_photos});
-        m_proxy.SetSelection(&m_music);
-        return 7;
+    /**
+     * Leaves the list as it was. Each operation without a reply lasts 25 s.
+     * @param continues called after each operation; returns false to omit the following ones
+     * @return the number of all requests
+     */
+    std::size_t SendEachOperation(const std::function<bool()>& continues) {
+        const std::function<void()> operations[] = {
+            [this] { m_proxy.SetSelection(&m_clock); },
+            [this] { m_proxy.AddItemAtEnd(&m_extra); },
+            [this] { m_proxy.ModifyItem(&m_extra, &m_other); },
+            [this] { m_proxy.RemoveItem(&m_other); },
+            [this] { m_proxy.RemoveAllItems(); },
+            [this] {
+                m_proxy.AddItems({&m_clock, &m_music, &m_photos});
+            },
+            [this] { m_proxy.SetSelection(&m_music); },
+        };
+        for (const std::function<void()>& operation : operations) {
+            operation();
+            if (!continues()) {
+                break;
+            }
+        }
+        return std::size(operations);
     }
 
     std::string Selection() {
@@ -82,13 +96,18 @@ bool WaitUntilFilled(CheckRun& run, const Traffic& traffic, std::size_t fills, d
 
 bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     const std::size_t before = traffic.SentRequests().size();
-    const std::size_t count = host.SendEachOperation();
+    const std::size_t count = host.SendEachOperation([&] {
+        const std::vector<SentRequest> sent = traffic.SentRequests();
+        return sent.empty() || sent.back().hasReply;
+    });
     const std::vector<SentRequest> all = traffic.SentRequests();
     double slowest = 0;
     std::string problem;
     for (std::size_t i = before; i < all.size(); ++i) {
         slowest = std::max(slowest, all[i].seconds);
-        problem = all[i].problem.empty() ? problem : all[i].problem;
+        problem = !all[i].hasReply         ? "no reply to " + std::to_string(all[i].id)
+                  : all[i].problem.empty() ? problem
+                                           : all[i].problem;
     }
     if (problem.empty() && all.size() - before != count) {
         problem = std::to_string(all.size() - before) + " of " + Counted(count, "operation") +

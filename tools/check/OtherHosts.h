@@ -28,6 +28,8 @@ public:
      */
     std::string Describe() const;
 
+    GDBusConnection* Connection() const { return m_bus.Connection(); }
+
     /** Calls @p onHost once, with the same line, when another host announces a step. */
     void Watch(std::function<void(const std::string& text)> onHost);
 

@@ -1,0 +1,42 @@
+// The processes that announce steps of the partner during a check, and whether one of them is
+// stopped: a stopped process breaks no duty.
+#ifndef APPLIST_TOOLS_PARTNERPROCESSES_H
+#define APPLIST_TOOLS_PARTNERPROCESSES_H
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+
+namespace applistctl {
+
+class PartnerProcesses {
+public:
+    /** @param connection outlives this object, whose callbacks run in the main context */
+    explicit PartnerProcesses(GDBusConnection* connection);
+    ~PartnerProcesses();
+
+    PartnerProcesses(const PartnerProcesses&) = delete;
+    PartnerProcesses& operator=(const PartnerProcesses&) = delete;
+
+    /**
+     * Describes a stopped partner on the bus: one that has announced a step, or before the first
+     * step one of the match rules.
+     * @return the process and the remedy in one line; empty without a stopped partner
+     */
+    std::string DescribeStopped();
+
+private:
+    static void OnNameOwnerChanged(GDBusConnection* connection, const char* sender,
+                                   const char* path, const char* interface, const char* signal,
+                                   GVariant* parameters, void* user_data);
+
+    GDBusConnection* m_connection;
+    std::vector<guint> m_subscriptionIds;
+    std::set<std::string> m_names; ///< unique
+};
+
+} // namespace applistctl
+
+#endif
