@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Turns the measurements of the client into a table and client-results.json.
 
 Usage: client_report.py FOLDER MODE

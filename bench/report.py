@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Turns what the programs of the benchmark wrote into a table, results.json and a plot.
 
 Usage: report.py FOLDER LIBRARY SECONDS MODE CORE

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """The mutation check: breaks one line of src/ at a time, in a private copy of the tree, and runs
 the suite until a test fails. Prints each broken line that no test detects.
 
