@@ -204,6 +204,25 @@ TEST_F(PartnerHandshake, DetectsTheLossOfItsHostAndAnnouncesItselfAgain) {
     EXPECT_TRUE(other.WaitForAnnouncement("_SYN"));
 }
 
+TEST_F(PartnerHandshake, MarksTheLossOfAHostBeforeItsEnd) {
+    RunningPartner partner;
+    std::string name;
+    {
+        RawHost host(bus);
+        name = host.UniqueName();
+        host.Announce("_SYN");
+        ASSERT_TRUE(host.WaitForAnnouncement("_SYN_ACK"));
+    }
+    EXPECT_TRUE(partner.WaitFor("lost the host " + name + " during the handshake\n"));
+    {
+        RawHost host(bus);
+        name = host.UniqueName();
+        ASSERT_TRUE(host.Connect());
+        ASSERT_TRUE(partner.WaitFor("connected with " + name));
+    }
+    EXPECT_TRUE(partner.WaitFor("lost the host " + name + "\n"));
+}
+
 TEST_F(PartnerHandshake, RepeatsAnAnnouncementWhileAnotherProcessOwnsTheName) {
     RawHost host(bus);
     ASSERT_EQ(BusDaemon::RequestName(host.Connection(), PARTNER_SYN), 1U);

@@ -23,7 +23,7 @@ Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Ev
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)),
       m_handshake(connection, output, faults,
                   {[this](const std::string& host) { OnBound(host); }, [this] { OnReady(); },
-                   [this](const std::string& host) { OnLost(host); },
+                   [this](const std::string& host, bool wasReady) { OnLost(host, wasReady); },
                    [this] { m_events.onFailure(); }}) {}
 
 Partner::~Partner() {
@@ -73,8 +73,8 @@ bool Partner::AskForTheList() {
     return Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
 }
 
-void Partner::OnLost(const std::string& host) {
-    m_output.State("lost the host " + host);
+void Partner::OnLost(const std::string& host, bool wasReady) {
+    m_output.State("lost the host " + host + (wasReady ? "" : " during the handshake"));
     SubscribeTo("");
 }
 

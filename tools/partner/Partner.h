@@ -63,7 +63,7 @@ private:
     bool RegisterObject(GError** error);
     void OnBound(const std::string& host);
     void OnReady();
-    void OnLost(const std::string& host);
+    void OnLost(const std::string& host, bool wasReady);
     void SubscribeTo(const std::string& host);
 
     std::vector<char> Answer(const Request& request) const;

@@ -155,8 +155,9 @@ void ServiceHandshake::OnHostVanished() {
         return;
     }
     const std::string host = m_host;
+    const bool wasReady = m_isReady;
     Unbind();
-    m_events.onLost(host);
+    m_events.onLost(host, wasReady);
     if (m_otherHosts.empty()) {
         AnnounceSyn("a partner is free");
         StartSynTimer();

@@ -66,7 +66,8 @@ public:
         std::function<void(const std::string& host)> onBound; ///< requests may come from now on
         /** Notifications may be sent. Called for each handshake, also with the same host. */
         std::function<void()> onReady;
-        std::function<void(const std::string& host)> onLost;
+        /** @param wasReady whether the handshake with this host was complete */
+        std::function<void(const std::string& host, bool wasReady)> onLost;
         std::function<void()> onRefused; ///< the bus policy refuses a name, permanently
     };
 
