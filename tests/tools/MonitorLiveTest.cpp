@@ -223,6 +223,17 @@ TEST_F(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {
     EXPECT_THAT(monitor.Output(), HasSubstr("summary of"));
 }
 
+TEST_F(MonitorLive, ClaimsNoConnectionAfterTheLossOfTheBus) {
+    RunningMonitor monitor;
+    RunningPartner partner;
+    SampleHost host(partner);
+    ASSERT_TRUE(monitor.WaitFor("== connected: host "));
+    bus.Kill();
+    EXPECT_EQ(monitor.WaitForExit(), 3);
+    EXPECT_THAT(monitor.Output(), ContainsRegex("\n  at the loss of the bus: host :1\\.[0-9]+ is "
+                                                "connected with partner :1\\.[0-9]+\n"));
+}
+
 // --- Captures of other programs ------------------------------------------------------------------
 
 struct CaptureRow : NamedRow {

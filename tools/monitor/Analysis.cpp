@@ -315,7 +315,11 @@ void Analysis::End() {
     for (const RequestSeen& request : open) {
         Finish(request);
     }
-    m_summary.SetHandshakes(m_handshake.States(), m_handshake.HalfOpenPairs());
+    std::vector<std::string> states = m_handshake.States();
+    for (std::string& state : states) {
+        state.insert(0, m_hasLostBus ? "at the loss of the bus: " : "");
+    }
+    m_summary.SetHandshakes(std::move(states), m_handshake.HalfOpenPairs());
     m_reporter.End(m_summary);
 }
 

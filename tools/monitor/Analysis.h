@@ -37,6 +37,9 @@ public:
     /** Reports overdue steps and replies. Times never go back. */
     void Tick(Microseconds now);
 
+    /** The states of the summary are then those at the loss of the bus. */
+    void LoseBus() { m_hasLostBus = true; }
+
     /** Reports open requests and the summary. */
     void End();
     void End(Microseconds now);
@@ -89,6 +92,7 @@ private:
     unsigned m_number = 0;
     std::size_t m_reportedCount = 0;
     Microseconds m_lastTick = 0;
+    bool m_hasLostBus = false;
     std::string m_path;
 };
 

@@ -84,6 +84,7 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
     SystemBus bus(
         [&](const std::string& reason) {
             output.Error("the bus is gone: " + reason);
+            analysis.LoseBus();
             status = EXIT_STATUS_NO_BUS;
             g_main_loop_quit(loop);
         },
