@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <sys/prctl.h>
 
 #include "BusTest.h"
 #include "RawHost.h"
@@ -291,6 +292,18 @@ TEST_F(DeviceCheck, NamesEachProcessOnce) {
     const std::size_t name = text.rfind(' ', start - 1);
     EXPECT_GT(CountOf(text, text.substr(name, start - name)), 1U) << text;
     EXPECT_EQ(CountOf(text, "(pid " + partner.Id() + ","), 1U) << text;
+}
+
+// A process chooses its own name.
+TEST_F(PartnerTool, ShowsControlCharactersInTheNameOfAProcessAsText) {
+    char name[16] = "";
+    prctl(PR_GET_NAME, name);
+    prctl(PR_SET_NAME, "a\x1b[2Jb");
+    RunningPartner partner;
+    RawHost host(bus);
+    EXPECT_TRUE(host.Connect());
+    EXPECT_TRUE(partner.WaitFor(", a\\x1b[2Jb\n"));
+    prctl(PR_SET_NAME, name);
 }
 
 TEST_F(PartnerTool, NamesTheProcessOfItsHostOnce) {

@@ -90,7 +90,7 @@ json Find(const std::vector<json>& objects, const std::string& key, const std::s
             return object;
         }
     }
-    return json();
+    return {};
 }
 
 json FindEvent(const std::vector<json>& objects, const std::string& event) {
@@ -921,6 +921,16 @@ TEST_F(MonitorJson, IsValidJsonWithNamesThatAreNotUtf8) {
     capture.RequestAndReply(Framed("\xff\"\x01\nc\xc3\n", 2005), 1);
     const json request = FindEvent(ReadAsJson(), "request");
     EXPECT_EQ(request["items"][0].value("name", ""), "\xef\xbf\xbd\"\x01");
+}
+
+TEST_F(MonitorJson, EscapesCharactersThatControlATerminal) {
+    const std::string name = std::string("\xe2\x80") + // U+202E, in two literals for clang-tidy
+                             "\xae"
+                             "A\x7f\xc2\x9b"
+                             "B";
+    capture.RequestAndReply(Framed(name + "\nc\n", 2005), 1);
+    EXPECT_EQ(FindEvent(ReadAsJson(), "request")["items"][0].value("name", ""), name);
+    EXPECT_THAT(Read({"--json"}).output, HasSubstr(R"("\u202eA\u007f\u009bB")"));
 }
 
 TEST_F(MonitorJson, MarksMalformedMessages) {

@@ -11,8 +11,9 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 // What is no UTF-8 in a name or an id is replaced: JSON cannot carry it.
-std::string Write(const Json& object) {
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+void Write(const Json& object, Output& output) {
+    const std::string line = object.dump(-1, ' ', false, Json::error_handler_t::replace);
+    output.Verbatim(ItemListing::PrintableJson(line) + "\n");
 }
 
 double Milliseconds(Microseconds span) {
@@ -128,7 +129,7 @@ Json RequestCounts(const Summary& summary) {
 } // namespace
 
 void JsonReporter::Begin(const std::string& source) {
-    m_output.Line(Write({{"event", "begin"}, {"source", source}}));
+    Write({{"event", "begin"}, {"source", source}}, m_output);
 }
 
 void JsonReporter::Handshake(const HandshakeEvent& event) {
@@ -156,7 +157,7 @@ void JsonReporter::Handshake(const HandshakeEvent& event) {
         object["elapsed_ms"] = Milliseconds(event.elapsed);
     }
     object["text"] = event.text;
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 void JsonReporter::Late(const RequestSeen& request, Microseconds waited) {
@@ -169,7 +170,7 @@ void JsonReporter::Late(const RequestSeen& request, Microseconds waited) {
     if (*request.receiverState != '\0') {
         object["to_state"] = request.receiverState;
     }
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 void JsonReporter::Done(const RequestSeen& request) {
@@ -186,26 +187,26 @@ void JsonReporter::Done(const RequestSeen& request) {
             object["reply"] = ReplyOf(*request.reply);
         }
     }
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 void JsonReporter::Notified(const NotificationSeen& notification) {
     Json object = Event("notification", notification.time);
     AddPeers(object, notification.from, notification.to);
     AddContent(object, notification.content);
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 void JsonReporter::Malformed(Microseconds time, const std::string& text) {
     Json object = Event("malformed", time);
     object["text"] = text;
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 void JsonReporter::Cut(Microseconds time, const std::string& text) {
     Json object = Event("cut", time);
     object["text"] = text;
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 void JsonReporter::End(const Summary& summary) {
@@ -225,7 +226,7 @@ void JsonReporter::End(const Summary& summary) {
     for (const auto& [title, count] : summary.NotificationsByTitle()) {
         object["notifications"][title] = count;
     }
-    m_output.Line(Write(object));
+    Write(object, m_output);
 }
 
 } // namespace applistctl

@@ -27,11 +27,22 @@ std::string InColumns(const ListedItem& item, std::size_t column) {
            ItemListing::Printable(item.id);
 }
 
+bool IsControl(gunichar character) {
+    return character < 0x20 || (character >= 0x7f && character < 0xa0);
+}
+
+// The controls of the bidirectional algorithm. They can change the order of the whole line.
+bool ChangesOrder(gunichar character) {
+    return character == 0x61c || character == 0x200e || character == 0x200f ||
+           (character >= 0x202a && character <= 0x202e) ||
+           (character >= 0x2066 && character <= 0x2069);
+}
+
 // The length of the character at @p next; 0 for a control character and for a byte outside UTF-8.
 std::size_t CharacterLength(const char* next, const char* end) {
     const gunichar character = g_utf8_get_char_validated(next, end - next);
-    constexpr gunichar MALFORMED = static_cast<gunichar>(-2);
-    if (character >= MALFORMED || character < 0x20 || (character >= 0x7f && character < 0xa0)) {
+    constexpr auto MALFORMED = static_cast<gunichar>(-2);
+    if (character >= MALFORMED || IsControl(character) || ChangesOrder(character)) {
         return 0;
     }
     return static_cast<std::size_t>(g_utf8_next_char(next) - next);
@@ -95,6 +106,21 @@ std::string Printable(const std::string& text) {
             next += length;
         } else {
             AppendEscaped(*next++, printable);
+        }
+    }
+    return printable;
+}
+
+std::string PrintableJson(const std::string& json) {
+    std::string printable;
+    for (const char* next = json.c_str(); *next != '\0'; next = g_utf8_next_char(next)) {
+        const gunichar character = g_utf8_get_char(next);
+        if (IsControl(character) || ChangesOrder(character)) {
+            char escaped[8];
+            g_snprintf(escaped, sizeof(escaped), "\\u%04x", character);
+            printable += escaped;
+        } else {
+            printable.append(next, static_cast<std::size_t>(g_utf8_next_char(next) - next));
         }
     }
     return printable;

@@ -36,8 +36,14 @@ void ShowItems(Output& output, const std::vector<ListedItem>& items);
  */
 void ShowList(Output& output, const std::vector<ListedItem>& items, const ListedItem* selection);
 
-/** Replaces control characters and bytes outside UTF-8 by \xNN. */
+/**
+ * Replaces control characters, also those of the writing direction, and bytes outside UTF-8 by
+ * \xNN.
+ */
 std::string Printable(const std::string& text);
+
+/** The same with \uNNNN, for an object on one line. The object stays equal. */
+std::string PrintableJson(const std::string& json);
 
 } // namespace ItemListing
 

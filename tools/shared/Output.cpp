@@ -15,6 +15,7 @@
 
 #include <shared/ExitStatus.h>
 #include <shared/Folding.h>
+#include <shared/ItemListing.h>
 
 namespace applistctl {
 
@@ -98,9 +99,13 @@ void Output::End(int error) const {
     std::exit(EXIT_STATUS_FAILED);
 }
 
+// The text may contain names that another process has chosen.
 void Output::Line(const std::string& text, Tone tone) {
     const char* const colour = m_colour ? ColourOf(tone) : nullptr;
-    const std::string line = m_isTerminal ? FoldLine(text, WidthOf(fileno(m_stream.get()))) : text;
+    std::string line = ItemListing::Printable(text);
+    if (m_isTerminal) {
+        line = FoldLine(line, WidthOf(fileno(m_stream.get())));
+    }
     Write(colour != nullptr ? colour + line + "\033[0m\n" : line + "\n");
 }
 
@@ -132,7 +137,7 @@ void Output::WriteError(const std::string& text) const {
     if (m_before != nullptr) {
         m_before();
     }
-    std::cerr << m_program << ": " << text << std::endl;
+    std::cerr << m_program << ": " << ItemListing::Printable(text) << std::endl;
     if (m_after != nullptr) {
         m_after();
     }

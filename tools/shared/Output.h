@@ -27,7 +27,7 @@ public:
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    /** Prints one line, folded at the width of a terminal. */
+    /** Prints one line, with \xNN for control characters, folded at the width of a terminal. */
     void Line(const std::string& text, Tone tone = Tone::Plain);
     void Received(const std::string& text) { Line("<- " + text, Tone::Received); }
     void Sent(const std::string& text) { Line("-> " + text, Tone::Sent); }
@@ -36,7 +36,7 @@ public:
     /** Prints the lines of a help text. On a terminal, its paragraphs have the terminal's width. */
     void Help(const std::string& text);
 
-    /** Prints lines for a file: neither folded nor coloured. */
+    /** Prints lines for a file or a program as they are. */
     void Verbatim(const std::string& text) { Write(text); }
 
     /** An unexpected event; the program continues. */
