@@ -56,7 +56,8 @@ Usage ProgramUsage() {
             "\n"
             "'applistctl VERB --help' also shows the help of a verb.",
             "Exit status: 0 done, 1 failed, 2 wrong usage, 3 no bus,\n"
-            "4 a problem was found, 5 a half-open pair.",
+            "4 a problem was found, 5 a half-open pair. An unreadable or\n"
+            "malformed input file is a failure (1).",
             true};
 }
 

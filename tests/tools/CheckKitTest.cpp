@@ -73,17 +73,15 @@ TEST_F(CheckKit, ShowsTheDutiesOfOnlyAlone) {
 TEST_F(CheckKit, RefusesAnUnknownDuty) {
     EXPECT_EQ(Check(NO_CLICK, {"--only=answers-sin"}), 2);
     EXPECT_THAT(m_errors, HasSubstr("no duty \"answers-sin\"; --list shows the duties"));
-    EXPECT_EQ(Check(NO_CLICK, {"--baseline", m_folder.Write("known", "\nanswers-sin\n")}), 2);
+    EXPECT_EQ(Check(NO_CLICK, {"--baseline", m_folder.Write("known", "\nanswers-sin\n")}), 1);
     EXPECT_THAT(m_errors, HasSubstr("known:2: no duty \"answers-sin\""));
-    EXPECT_EQ(Check(NO_CLICK, {"--baseline=/nonexistent/known"}), 2);
-    EXPECT_THAT(m_errors, HasSubstr("cannot read /nonexistent/known"));
 }
 
 TEST_F(CheckKit, RefusesAWrongNumber) {
     EXPECT_EQ(Check(NO_CLICK, {"--repeat=0"}), 2);
     EXPECT_THAT(m_errors, HasSubstr("--repeat takes a number from 1 to 1000, not \"0\""));
     EXPECT_EQ(Check(NO_CLICK, {"--timeout=soon"}), 2);
-    EXPECT_THAT(m_errors, HasSubstr("--timeout takes seconds up to 3600, not \"soon\""));
+    EXPECT_THAT(m_errors, HasSubstr("--timeout takes 0 to 3600 seconds, not \"soon\""));
 }
 
 TEST_F(CheckKit, ListsTheDutiesWithoutABus) {
@@ -190,7 +188,7 @@ TEST_F(CheckKit, ReportsAJUnitFileThatItCannotWrite) {
 
 TEST_F(CheckKit, RefusesAJUnitFileThatItCannotWriteBeforeTheCheck) {
     for (const std::string& file : {"/nonexistent/results.xml"s, m_folder.Path()}) {
-        EXPECT_EQ(Check("wait 600\n", {"--only=answers-syn", "--junit", file}), 2);
+        EXPECT_EQ(Check("wait 600\n", {"--only=answers-syn", "--junit", file}), 1);
         EXPECT_THAT(m_errors, HasSubstr("cannot write " + file));
         EXPECT_THAT(m_output, IsEmpty());
     }

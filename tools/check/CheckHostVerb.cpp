@@ -11,6 +11,7 @@
 #include <check/HostProcess.h>
 #include <check/PeerCall.h>
 #include <check/PolicyReport.h>
+#include <check/Seconds.h>
 #include <check/SeveralPartners.h>
 #include <check/Verdicts.h>
 #include <shared/CheckMarker.h>
@@ -503,7 +504,10 @@ int CheckHostVerb::Run(const CommandLine& line) {
         return WrongUsage(CHECK_HOST, "\"" + wanted + "\" is no unique name, like :1.42");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongOption(CHECK_HOST, line, "limit", "seconds up to 3600");
+        return WrongOption(CHECK_HOST, line, "limit", POSITIVE_SECONDS);
+    }
+    if (!PolicyReport::HasFolder(line)) {
+        return WrongOption(CHECK_HOST, line, "policies", "a folder");
     }
     Output output(CHECK_HOST);
     const SystemBus bus([](const std::string&) {}, SystemBus::Kind::Own);

@@ -18,6 +18,7 @@
 #include <check/JUnitFile.h>
 #include <check/OtherHosts.h>
 #include <check/PartnerProcesses.h>
+#include <check/Seconds.h>
 #include <shared/ExitStatus.h>
 #include <shared/Protocol.h>
 #include <shared/Waiting.h>
@@ -28,7 +29,6 @@ namespace {
 
 constexpr const char* CHECK_PARTNER = "applistctl check partner";
 constexpr unsigned MOST_RUNS = 1000;
-constexpr const char* SECONDS = "seconds up to 3600";
 
 struct Options {
     double limit = 3;
@@ -201,19 +201,19 @@ std::string ReadOnly(const std::string& text, std::set<int>& rows) {
     return "";
 }
 
-// @return the exit status of a wrong command line, which is reported
+// @return the exit status of a wrong command line or an unreadable file, which is reported
 std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
     if (!line.arguments.empty()) {
         return WrongUsage(CHECK_PARTNER, "check partner takes no arguments");
     }
     if (!ParseSeconds(line.Value("limit", "3"), options.limit) || options.limit <= 0) {
-        return WrongOption(CHECK_PARTNER, line, "limit", SECONDS);
+        return WrongOption(CHECK_PARTNER, line, "limit", POSITIVE_SECONDS);
     }
     if (!ParseSeconds(line.Value("wait", "30"), options.wait)) {
-        return WrongOption(CHECK_PARTNER, line, "wait", SECONDS);
+        return WrongOption(CHECK_PARTNER, line, "wait", ANY_SECONDS);
     }
     if (!ParseSeconds(line.Value("timeout", "0"), options.timeout)) {
-        return WrongOption(CHECK_PARTNER, line, "timeout", SECONDS);
+        return WrongOption(CHECK_PARTNER, line, "timeout", ANY_SECONDS);
     }
     guint64 runs = 1;
     if (g_ascii_string_to_unsigned(line.Value("repeat", "1").c_str(), 10, 1, MOST_RUNS, &runs,
@@ -224,14 +224,20 @@ std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
     options.runs = static_cast<unsigned>(runs);
     options.restart = line.Value("restart", "");
     options.drive = line.Value("drive", "");
-    std::string problem = ReadOnly(line.Value("only", ""), options.only);
-    if (problem.empty() && line.Has("baseline")) {
-        problem = options.baseline.Read(line.Value("baseline", ""));
+    const std::string unknown = ReadOnly(line.Value("only", ""), options.only);
+    if (!unknown.empty()) {
+        return WrongUsage(CHECK_PARTNER, unknown);
     }
+    std::string problem =
+        line.Has("baseline") ? options.baseline.Read(line.Value("baseline", "")) : "";
     if (problem.empty() && line.Has("junit")) {
         problem = JUnitFile::FindProblem(line.Value("junit", ""));
     }
-    return problem.empty() ? std::nullopt : std::optional<int>(WrongUsage(CHECK_PARTNER, problem));
+    if (!problem.empty()) {
+        Output(CHECK_PARTNER).Error(problem);
+        return EXIT_STATUS_FAILED;
+    }
+    return std::nullopt;
 }
 
 int ShowRows() {
@@ -355,9 +361,9 @@ Usage CheckPartnerVerb::Describe() {
         "The command returns 0 after the action. Another exit status breaks the duty. Without\n"
         "--drive, and unless --wait is 0, the check asks you to select, click and change an item\n"
         "in the partner. Without your action, such a duty is \"not seen\".\n\n"
-        "Exit status: 0 no duty is broken, 1 no partner found, a stopped partner, or another\n"
-        "host on the bus, 2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is\n"
-        "not broken, or the time is over.",
+        "Exit status: 0 no duty is broken, 1 no partner found, a stopped partner, another host\n"
+        "on the bus, or a FILE with an error, 2 wrong usage, 3 no bus, 4 a duty is broken, a\n"
+        "duty of the baseline is not broken, or the time is over.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
          {"drive", "COMMAND", "Act as the partner's user with this shell command"},

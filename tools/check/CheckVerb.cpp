@@ -9,6 +9,7 @@
 #include <check/HostProcess.h>
 #include <check/PeerCall.h>
 #include <check/PolicyReport.h>
+#include <check/Seconds.h>
 #include <check/SeveralPartners.h>
 #include <check/Verdicts.h>
 #include <ipc/HandshakeNames.h>
@@ -301,7 +302,10 @@ int CheckVerb::Run(const CommandLine& line) {
         return WrongUsage(CHECK, "unknown check \"" + line.arguments.front() + "\"");
     }
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
-        return WrongOption(CHECK, line, "limit", "seconds up to 3600");
+        return WrongOption(CHECK, line, "limit", POSITIVE_SECONDS);
+    }
+    if (!PolicyReport::HasFolder(line)) {
+        return WrongOption(CHECK, line, "policies", "a folder");
     }
     Output output(CHECK);
     return DeviceCheck(output, limit, line).Run();

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <glib.h>
+
 namespace applistctl {
 
 namespace {
@@ -10,6 +12,11 @@ constexpr const char* RELOAD =
     ", and let the bus reload its configuration (systemctl reload dbus):";
 
 } // namespace
+
+bool PolicyReport::HasFolder(const CommandLine& line) {
+    return !line.Has("policies") ||
+           g_file_test(line.options.at("policies").c_str(), G_FILE_TEST_IS_DIR) != FALSE;
+}
 
 // The policy is found where the bus finds it.
 PolicyReport::PolicyReport(Output& output, Verdicts& verdicts, const CommandLine& line)

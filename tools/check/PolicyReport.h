@@ -19,6 +19,9 @@ public:
     static constexpr VerbOption OPTION = {
         "policies", "DIR", "Read the bus policy in DIR (default: the folders of the system bus)"};
 
+    /** @return false when the value of the option is no folder */
+    static bool HasFolder(const CommandLine& line);
+
     /** @param line with the value of --policies, or without */
     PolicyReport(Output& output, Verdicts& verdicts, const CommandLine& line);
 

@@ -6,6 +6,10 @@
 
 namespace applistctl {
 
+/** The values of two kinds of options, for WrongOption. */
+constexpr const char* POSITIVE_SECONDS = "more than 0 and at most 3600 seconds";
+constexpr const char* ANY_SECONDS = "0 to 3600 seconds";
+
 using Clock = std::chrono::steady_clock;
 
 inline double SecondsSince(Clock::time_point start) {

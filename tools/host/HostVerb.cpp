@@ -49,8 +49,9 @@ Usage HostVerb::Describe() {
         "unique id is the desktop file id.",
         "Commands on standard input, quoted as in a shell:\n" +
             DescribeCommands(WithCommonCommands(Host::CommandsFor(nullptr))) +
-            "\nExit status: 0 done, 1 failed (a failed command that was not typed on a terminal,\n"
-            "or the bus policy still refuses a name at the end), 2 wrong usage, 3 no bus.",
+            "\nExit status: 0 done, 1 failed (a DIR is unreadable, a command failed that was not\n"
+            "typed on a terminal, or the bus policy still refuses a name at the end), 2 wrong\n"
+            "usage, 3 no bus.",
         false};
 }
 

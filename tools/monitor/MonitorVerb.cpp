@@ -37,8 +37,9 @@ Usage MonitorVerb::Describe() {
         "Captures are made by \"busctl capture --size=1000000 > FILE\" or\n"
         "\"dbus-monitor --system --pcap > FILE\", as root.\n"
         "\n"
-        "Exit status: 0 no fault, 1 failed (also when the bus refuses the monitor, or the capture\n"
-        "is damaged), 2 wrong usage, 3 no bus, 4 a fault, such as a request without a reply or a\n"
+        "Exit status: 0 no fault, 1 failed (also when the bus refuses the monitor, or FILE is\n"
+        "unreadable or damaged), 2 wrong usage, 3 no bus, 4 a fault, such as a request without a "
+        "reply or a\n"
         "missing step of the handshake, 5 a pair is half-open at the end: one side is ready, and\n"
         "the other side is not bound to it.",
         false,

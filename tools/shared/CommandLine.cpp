@@ -1,10 +1,12 @@
 #include <shared/CommandLine.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include <gio/gio.h>
 
 #include <shared/ExitStatus.h>
+#include <shared/ItemListing.h>
 #include <shared/Output.h>
 
 namespace applistctl {
@@ -59,6 +61,35 @@ GStrv CopyWords(const Usage& usage, const std::vector<std::string>& words) {
     return copy;
 }
 
+bool TakesValue(const GOptionEntry& entry) {
+    return entry.arg != G_OPTION_ARG_NONE && (entry.flags & G_OPTION_FLAG_NO_ARG) == 0;
+}
+
+// GLib accepts "--json=1" and drops the value. @return the name of such an option, or an empty text
+std::string FindFlagWithValue(const Usage& usage, const std::vector<GOptionEntry>& entries,
+                              const std::vector<std::string>& words) {
+    for (std::size_t i = 0; i < words.size() && words[i] != "--"; ++i) {
+        const bool isOption = words[i].rfind("--", 0) == 0;
+        if (!isOption && usage.hasVerbs) {
+            break;
+        }
+        const std::size_t end = words[i].find('=');
+        std::string name = isOption ? words[i].substr(0, end) : "";
+        const auto entry =
+            std::find_if(entries.begin(), entries.end(), [&](const GOptionEntry& one) {
+                return one.long_name != nullptr && name == std::string("--") + one.long_name;
+            });
+        if (entry == entries.end()) {
+            continue;
+        }
+        if (end != std::string::npos && !TakesValue(*entry)) {
+            return name;
+        }
+        i += end == std::string::npos && TakesValue(*entry) ? 1 : 0; // the next word is the value
+    }
+    return "";
+}
+
 } // namespace
 
 CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& words) {
@@ -76,6 +107,11 @@ CommandLine ReadCommandLine(const Usage& usage, const std::vector<std::string>& 
          {"version", 0, 0, G_OPTION_ARG_NONE, &version, "Show the version", nullptr},
          {G_OPTION_REMAINING, 0, 0, G_OPTION_ARG_FILENAME_ARRAY, &rest, nullptr, nullptr},
          {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}});
+    const std::string flag = FindFlagWithValue(usage, entries, words);
+    if (!flag.empty()) {
+        line.exitStatus = WrongUsage(usage.program, flag + " takes no value");
+        return line;
+    }
     g_autoptr(GOptionContext) context = MakeContext(usage, entries.data(), line);
     g_auto(GStrv) copy = CopyWords(usage, words);
     g_autoptr(GError) error = nullptr;
@@ -107,7 +143,8 @@ int WrongOption(const std::string& program, const CommandLine& line, const std::
 }
 
 int WrongUsage(const std::string& program, const std::string& problem) {
-    std::cerr << program << ": " << problem << "\nTry '" << program << " --help'." << std::endl;
+    std::cerr << program << ": " << ItemListing::Printable(problem) << "\nTry '" << program
+              << " --help'." << std::endl;
     return EXIT_STATUS_USAGE;
 }
 

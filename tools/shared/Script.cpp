@@ -1,17 +1,14 @@
 #include <shared/Script.h>
 
-#include <fstream>
+#include <shared/Lines.h>
 
 namespace applistctl {
 
 bool Script::Read(const std::string& file) {
-    std::ifstream stream(file);
-    for (std::string line; std::getline(stream, line);) {
-        m_lines.push_back(line);
-    }
+    const std::string unread = ReadLines(file, m_lines);
     m_file = file;
-    if (!stream.is_open() || stream.bad()) {
-        m_output.Error("cannot read " + file);
+    if (!unread.empty()) {
+        m_output.Error(unread);
         return false;
     }
     bool isGood = true;
