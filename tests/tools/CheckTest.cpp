@@ -306,11 +306,11 @@ TEST_F(PartnerTool, ShowsControlCharactersInTheNameOfAProcessAsText) {
     prctl(PR_SET_NAME, name);
 }
 
-TEST_F(PartnerTool, NamesTheProcessOfItsHostOnce) {
+TEST_F(PartnerTool, NamesTheProcessOfACheckOnce) {
     RunningPartner partner;
     CheckOutput(0);
     ASSERT_TRUE(partner.WaitFor("a partner is free"));
-    EXPECT_THAT(partner.Output(), ContainsRegex("the host :1.[0-9]+ is pid [0-9]+, user [^,]+, "
+    EXPECT_THAT(partner.Output(), ContainsRegex("the check :1.[0-9]+ is pid [0-9]+, user [^,]+, "
                                                 "applistctl\n"));
     EXPECT_EQ(partner.Output().find(" is pid "), partner.Output().rfind(" is pid "));
 }

@@ -75,6 +75,7 @@ protected:
 
 using MonitorHandshake = MonitorTest;
 using MonitorCheck = MonitorTest;
+using MonitorPartners = ConnectedMonitorTest;
 using MonitorStuckHost = ConnectedMonitorTest;
 using MonitorHalfOpenPair = MonitorTest;
 using MonitorRequests = ConnectedMonitorTest;
@@ -277,7 +278,8 @@ void Check(CaptureWriter& capture) {
 TEST_F(MonitorCheck, IsNoHostWithoutAPartner) {
     Check(capture);
     const std::string text = TextOf();
-    EXPECT_THAT(text, HasSubstr("check :1.5  _CLIENT_SYN: announced by a check\n"));
+    EXPECT_THAT(text, ContainsRegex("== check :1\\.5 is on the bus\n.*check :1\\.5  _CLIENT_SYN: "
+                                    "announced by a check\n"));
     EXPECT_THAT(text, HasSubstr("check :1.5 -> check :1.5  #1 APPLIST_GET_SELECTION_FNC"));
     EXPECT_THAT(text, HasSubstr("== the check :1.5 has left the bus\n"));
     for (const char* const untruth : {"host :1.5", "partner :1.5", "connected", "talk", "!!"}) {
@@ -290,6 +292,21 @@ TEST_F(MonitorCheck, IsNoSecondHostOfABoundPartner) {
     Check(capture);
     EXPECT_THAT(TextOf(), HasSubstr("handshakes: 1 completed, 0 problems\n"
                                     "  host :1.7 is connected with partner :1.8\n"));
+}
+
+// A host that does not reply to the check is reported by the check itself.
+TEST_F(MonitorCheck, IsNotLateWithItsEmptySend) {
+    capture.Connect();
+    capture.SignalOf(CHECK, CHECK, "org.morva.applistctl", "Check");
+    capture.Call(CHECK, HOST, CaptureWriter::Body(""));
+    const std::uint32_t refused = capture.Call(CHECK, PARTNER, CaptureWriter::Body(""));
+    capture.Error("org.freedesktop.DBus", CHECK, refused, "org.freedesktop.DBus.Error.AccessDenied",
+                  "refused");
+    Wait(3000);
+    const std::string text = TextOf();
+    EXPECT_THAT(text, HasSubstr("\n#1 no id got no reply from host :1.7\n"));
+    EXPECT_THAT(text, Not(HasSubstr("!!")));
+    EXPECT_THAT(text, Not(HasSubstr("without a reply for 1 s")));
 }
 
 TEST_F(MonitorCheck, IsNoConnectionOfAFreePartner) {
@@ -305,6 +322,35 @@ TEST_F(MonitorCheck, IsNoConnectionOfAFreePartner) {
     EXPECT_THAT(text, HasSubstr("handshakes: 0 completed, 0 problems"));
 }
 
+// --- Several partners ---------------------------------------------------------------------------
+
+constexpr const char* OTHER_PARTNER = ":1.9";
+
+TEST_F(MonitorPartners, AreReportedAfterTwoSecondsAndInTheSummary) {
+    capture.Announce("_SERVICE_SYN", OTHER_PARTNER);
+    Wait(200);
+    Wait(2300);
+    Wait(5000);
+    const ToolResult report = Read();
+    EXPECT_EQ(report.status, 4);
+    const std::string line = "!! 2 partners are on the bus: :1.8, :1.9; run one partner\n";
+    EXPECT_THAT(report.output, HasSubstr(line));
+    EXPECT_EQ(report.output.find(line), report.output.rfind(line));
+    EXPECT_THAT(report.output, HasSubstr("handshakes: 1 completed, 1 problem\n"
+                                         "  host :1.7 is connected with partner :1.8\n"
+                                         "  partner :1.9 waits for a host\n"));
+    EXPECT_EQ(Find(ReadAsJson(), "what", "several").at("who"), OTHER_PARTNER);
+}
+
+TEST_F(MonitorPartners, AreNoneWhenOneReplacesTheOther) {
+    capture.Announce("_SERVICE_SYN", OTHER_PARTNER);
+    Wait(200);
+    Wait(1000);
+    capture.Leave(PARTNER);
+    Wait(5000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("partners are on the bus")));
+}
+
 // --- Stuck hosts ---------------------------------------------------------------------------------
 
 // After notification 2, a selection, the host has to query for the selection.
@@ -316,13 +362,17 @@ TEST_F(MonitorStuckHost, IsMarkedWithoutAQueryForASecond) {
     const std::string text = TextOf(4);
     EXPECT_THAT(text, HasSubstr("!! host :1.7 is stuck: no query for the selection (2001) "
                                 "within 1.2 s after notification 2"));
-    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 1 problem\n"));
+    EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 0 problems\n"));
+    EXPECT_THAT(text, HasSubstr("\nstuck: 1 host\n"));
 }
 
 TEST_F(MonitorStuckHost, IsShownToPrograms) {
     capture.Notify(Message("", 2));
     Wait(1200);
-    EXPECT_EQ(Find(ReadAsJson(), "what", "stuck").at("who"), HOST);
+    const std::vector<json> objects = ReadAsJson();
+    EXPECT_EQ(Find(objects, "what", "stuck").at("who"), HOST);
+    EXPECT_EQ(FindEvent(objects, "summary").at("stuck"), 1);
+    EXPECT_EQ(FindEvent(objects, "summary").at("handshakes").at("problems"), 0);
 }
 
 TEST_F(MonitorStuckHost, IsNoneBeforeASecond) {

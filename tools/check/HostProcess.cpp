@@ -212,21 +212,6 @@ bool IsThisProgram(guint32 pid) {
     return LinkOf(PathOf(pid, "exe")) == LinkOf("/proc/self/exe");
 }
 
-// The verb of an applistctl, which may follow an option and its value.
-std::string VerbOf(guint32 pid) {
-    const std::string line = ReadFile(PathOf(pid, "cmdline"));
-    for (std::size_t begin = line.find('\0'); begin != std::string::npos;
-         begin = line.find('\0', begin + 1)) {
-        std::string word = line.c_str() + begin + 1;
-        for (const char* const verb : {"host", "partner", "monitor", "check"}) {
-            if (word == verb) {
-                return word;
-            }
-        }
-    }
-    return "";
-}
-
 // The letter of proc(5): 0 when it cannot be read.
 char StateOf(guint32 pid) {
     const std::string text = ReadFile(PathOf(pid, "stat"));

@@ -258,7 +258,7 @@ void Analysis::Tick(Microseconds now) {
     for (auto entry = m_pending.begin(); entry != m_pending.end();) {
         Pending& pending = entry->second;
         const Microseconds waited = now - pending.request.time;
-        if (!pending.late && waited >= LATE) {
+        if (!pending.late && waited >= LATE && !pending.request.IsOfCheck()) {
             pending.late = true;
             ReportLate(pending.request, waited);
         }

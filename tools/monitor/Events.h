@@ -40,6 +40,7 @@ struct Peer {
 struct HandshakeEvent {
     enum class Kind {
         Identified, ///< `process` is the process of `who`
+        Checking,   ///< `who` is a check whose process is not known
         Present,    ///< `who` was on the bus before the monitor
         Announced,  ///< `who` has announced `step`
         Ready,      ///< both sides are bound to each other and ready
@@ -50,6 +51,7 @@ struct HandshakeEvent {
         Refused,    ///< the bus refuses `who` the name of `step`
         Unbound,    ///< `who` sends to a process that is bound to another one
         Shared,     ///< two hosts have the same partner
+        Several,    ///< several partners are on the bus, `who` among them
         Stuck,      ///< `who` has not reacted to a notification
         Left        ///< `who` has left the bus
     };
@@ -99,6 +101,10 @@ struct RequestSeen {
     const char* receiverState = ""; ///< of a late reply: "stopped", "running", or unknown
 
     Microseconds Latency() const { return reply ? reply->time - time : 0; }
+    /** An empty Send of a check, whose result the check reports itself. */
+    bool IsOfCheck() const {
+        return from.side == Side::Check && content.size == 0 && content.problem.empty();
+    }
     bool Failed() const { return reply && !reply->errorName.empty(); }
 };
 

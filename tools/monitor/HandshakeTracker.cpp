@@ -549,7 +549,11 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
 // Sides that are no host and no partner, or were on the bus before the watching
 
 void HandshakeTracker::FoundCheck(Microseconds time, const std::string& name) {
+    const bool isNew = m_sides.count(name) == 0;
     SetSide(time, name, Side::Check);
+    if (isNew && m_processes.count(name) == 0) {
+        Report(HandshakeEvent::Kind::Checking, time, name, "", "check " + name + " is on the bus");
+    }
 }
 
 void HandshakeTracker::FoundHost(Microseconds time, const std::string& name,
@@ -607,6 +611,7 @@ void HandshakeTracker::Tick(Microseconds now) {
     TickHosts(now);
     TickHalfOpen(now);
     TickNames(now);
+    TickPartners(now);
 }
 
 void HandshakeTracker::TickHosts(Microseconds now) {
@@ -665,6 +670,43 @@ void HandshakeTracker::TickNames(Microseconds now) {
                    owned);
         }
     }
+}
+
+std::set<std::string> HandshakeTracker::Partners() const {
+    std::set<std::string> names;
+    for (const auto& [name, partner] : m_partners) {
+        if (!IsCheck(name)) {
+            names.insert(name);
+        }
+    }
+    return names;
+}
+
+bool HandshakeTracker::IsPartnerOfAHost(const std::string& partnerName) const {
+    return std::any_of(m_hosts.begin(), m_hosts.end(), [&](const auto& host) {
+        return !IsCheck(host.first) && host.second.peer == partnerName;
+    });
+}
+
+// A partner that is being replaced leaves the bus before the end of the patience.
+void HandshakeTracker::TickPartners(Microseconds now) {
+    std::set<std::string> present = Partners();
+    if (present != m_presentPartners) {
+        m_presentPartners = std::move(present);
+        m_presentSince = now;
+        m_areSeveralReported = false;
+    }
+    if (m_presentPartners.size() < 2 || m_areSeveralReported || now - m_presentSince < PATIENCE) {
+        return;
+    }
+    m_areSeveralReported = true;
+    std::string names;
+    for (const std::string& name : m_presentPartners) {
+        names += (names.empty() ? "" : ", ") + name + Process(name);
+    }
+    Report(HandshakeEvent::Kind::Several, now, *m_presentPartners.rbegin(), "",
+           std::to_string(m_presentPartners.size()) + " partners are on the bus: " + names +
+               "; run one partner");
 }
 
 // In words
@@ -763,7 +805,7 @@ std::vector<std::string> HandshakeTracker::States() const {
     for (const auto& [name, partner] : m_partners) {
         if (partner.isReported && IsHalfOpen(name, partner)) {
             states.push_back(DescribeHalfOpen(name));
-        } else if (!isHostPresent && !IsCheck(name)) {
+        } else if (!IsCheck(name) && (!isHostPresent || !IsPartnerOfAHost(name))) {
             states.push_back("partner " + name + " waits for a host");
         }
     }

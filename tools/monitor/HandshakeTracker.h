@@ -63,7 +63,7 @@ public:
     void OnMessage(Microseconds time, const std::string& host, const std::string& partner,
                    Side sender);
 
-    /** Reports overdue steps and half-open pairs. */
+    /** Reports overdue steps, half-open pairs, and several partners. */
     void Tick(Microseconds now);
 
     Side SideOf(const std::string& peer) const;
@@ -146,6 +146,9 @@ private:
     void TickHosts(Microseconds now);
     void TickHalfOpen(Microseconds now);
     void TickNames(Microseconds now);
+    void TickPartners(Microseconds now);
+    std::set<std::string> Partners() const;
+    bool IsPartnerOfAHost(const std::string& partnerName) const;
     bool IsHalfOpen(const std::string& name, const Endpoint& endpoint) const;
     std::string DescribeBinding(const std::string& name) const;
     std::string DescribeHalfOpen(const std::string& name) const;
@@ -173,6 +176,9 @@ private:
     std::string m_newestPartner;                   ///< the last one that announced itself
     std::map<std::string, NameOwner> m_nameOwners; ///< by step
     std::map<Call, std::string> m_requested;
+    std::set<std::string> m_presentPartners; ///< at the last tick
+    Microseconds m_presentSince = 0;         ///< these partners, without a change
+    bool m_areSeveralReported = false;       ///< the present partners
 };
 
 } // namespace applistctl

@@ -79,6 +79,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
     switch (kind) {
     case HandshakeEvent::Kind::Identified:
         return "identified";
+    case HandshakeEvent::Kind::Checking:
+        return "checking";
     case HandshakeEvent::Kind::Present:
         return "present";
     case HandshakeEvent::Kind::Announced:
@@ -99,6 +101,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "unbound";
     case HandshakeEvent::Kind::Shared:
         return "shared";
+    case HandshakeEvent::Kind::Several:
+        return "several";
     case HandshakeEvent::Kind::Stuck:
         return "stuck";
     case HandshakeEvent::Kind::Left:
@@ -221,6 +225,7 @@ void JsonReporter::End(const Summary& summary) {
                    {"requests", RequestCounts(summary)},
                    {"notifications", Json::object()},
                    {"late", summary.LateCount()},
+                   {"stuck", summary.StuckCount()},
                    {"malformed", summary.MalformedCount()},
                    {"cut", summary.CutCount()}};
     for (const auto& [title, count] : summary.NotificationsByTitle()) {

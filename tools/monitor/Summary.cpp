@@ -51,10 +51,14 @@ void Summary::Add(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Refused:
     case HandshakeEvent::Kind::Unbound:
     case HandshakeEvent::Kind::Shared:
-    case HandshakeEvent::Kind::Stuck:
+    case HandshakeEvent::Kind::Several:
         ++m_handshakeProblems;
         break;
+    case HandshakeEvent::Kind::Stuck:
+        m_stuckHosts.insert(event.who.name);
+        break;
     case HandshakeEvent::Kind::Identified:
+    case HandshakeEvent::Kind::Checking:
     case HandshakeEvent::Kind::Present:
     case HandshakeEvent::Kind::Announced:
     case HandshakeEvent::Kind::Found:
@@ -64,6 +68,16 @@ void Summary::Add(const HandshakeEvent& event) {
 }
 
 void Summary::Add(const RequestSeen& request) {
+    if (!request.IsOfCheck()) {
+        CountResult(request);
+    }
+    const bool badReply = request.reply && !request.reply->problem.empty();
+    const bool cutReply = request.reply && !request.reply->cut.empty();
+    m_cut += (request.content.cut.empty() ? 0U : 1U) + (cutReply ? 1U : 0U);
+    m_malformed += (request.content.problem.empty() ? 0U : 1U) + (badReply ? 1U : 0U);
+}
+
+void Summary::CountResult(const RequestSeen& request) {
     Requests& requests = m_requests[Decoder::Title(request.content)];
     if (!request.reply) {
         ++requests.unanswered;
@@ -73,10 +87,6 @@ void Summary::Add(const RequestSeen& request) {
         ++requests.answered;
         requests.latencies.Add(request.Latency());
     }
-    const bool badReply = request.reply && !request.reply->problem.empty();
-    const bool cutReply = request.reply && !request.reply->cut.empty();
-    m_cut += (request.content.cut.empty() ? 0U : 1U) + (cutReply ? 1U : 0U);
-    m_malformed += (request.content.problem.empty() ? 0U : 1U) + (badReply ? 1U : 0U);
 }
 
 void Summary::Add(const NotificationSeen& notification) {
@@ -86,7 +96,7 @@ void Summary::Add(const NotificationSeen& notification) {
 }
 
 bool Summary::HasTrouble() const {
-    return m_malformed > 0 || m_handshakeProblems > 0 || m_late > 0 ||
+    return m_malformed > 0 || m_handshakeProblems > 0 || m_late > 0 || !m_stuckHosts.empty() ||
            std::any_of(m_requests.begin(), m_requests.end(), [](const auto& entry) {
                return entry.second.failed > 0 || entry.second.unanswered > 0;
            });

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,10 @@ public:
     std::size_t ReadyCount() const { return m_ready; }
     std::size_t HandshakeProblems() const { return m_handshakeProblems; }
 
+    /** Counts the hosts that have not reacted to a notification in time, also those with a later
+     * reaction. */
+    std::size_t StuckCount() const { return m_stuckHosts.size(); }
+
     /** Counts the half-open pairs that remain at the end. */
     std::size_t HalfOpenPairs() const { return m_halfOpenPairs; }
     std::size_t MalformedCount() const { return m_malformed; }
@@ -77,6 +82,8 @@ public:
     bool HasTrouble() const;
 
 private:
+    void CountResult(const RequestSeen& request);
+
     std::size_t m_messages = 0;
     bool m_hasBegun = false;
     Microseconds m_start = 0;
@@ -87,6 +94,7 @@ private:
     std::size_t m_cut = 0;
     std::size_t m_late = 0;
     std::size_t m_halfOpenPairs = 0;
+    std::set<std::string> m_stuckHosts;
     std::vector<std::string> m_handshakes;
     std::map<std::string, Requests> m_requests;
     std::map<std::string, std::size_t> m_notifications;

@@ -64,6 +64,7 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
         Line(event.time, start + event.text, ToneOf(event.who.side));
         break;
     case HandshakeEvent::Kind::Identified:
+    case HandshakeEvent::Kind::Checking:
     case HandshakeEvent::Kind::Present:
     case HandshakeEvent::Kind::Ready:
     case HandshakeEvent::Kind::Found:
@@ -75,6 +76,7 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Held:
     case HandshakeEvent::Kind::Unbound:
     case HandshakeEvent::Kind::Shared:
+    case HandshakeEvent::Kind::Several:
     case HandshakeEvent::Kind::Stuck:
         Problem(event.time, event.text);
         break;
@@ -131,8 +133,9 @@ void TextReporter::Late(const RequestSeen& request, Microseconds waited) {
 
 void TextReporter::Done(const RequestSeen& request) {
     if (!request.reply) {
-        m_output.Problem(Number(request) + Decoder::Title(request.content) + " got no reply from " +
-                         Describe(request.to));
+        const std::string text = Number(request) + Decoder::Title(request.content) +
+                                 " got no reply from " + Describe(request.to);
+        request.IsOfCheck() ? m_output.Line(text) : m_output.Problem(text);
     } else {
         Answered(request);
     }
@@ -143,8 +146,11 @@ void TextReporter::Answered(const RequestSeen& request) {
     const std::string start = Describe(request.to) + "  " + Number(request);
     const std::string end = " after " + TimeText::Span(request.Latency());
     if (request.Failed()) {
-        Problem(reply.time,
-                start + "failed" + end + ": " + reply.errorName + ": " + reply.errorText);
+        const std::string text =
+            start + "failed" + end + ": " + reply.errorName + ": " + reply.errorText;
+        request.IsOfCheck()
+            ? Line(reply.time, ItemListing::Printable(text), ToneOf(request.to.side))
+            : Problem(reply.time, text);
     } else if (!reply.problem.empty()) {
         Problem(reply.time, start + "answered" + end + ", malformed: " + reply.problem);
     } else {
@@ -199,6 +205,9 @@ void TextReporter::End(const Summary& summary) {
     if (summary.LateCount() > 0) {
         m_output.Line("without a reply for 1 s: " + Counted(summary.LateCount(), "request"),
                       Output::Tone::Problem);
+    }
+    if (summary.StuckCount() > 0) {
+        m_output.Line("stuck: " + Counted(summary.StuckCount(), "host"), Output::Tone::Problem);
     }
     if (summary.CutCount() > 0) {
         m_output.Line("cut by the capture: " + std::to_string(summary.CutCount()));

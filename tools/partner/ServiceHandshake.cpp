@@ -81,7 +81,8 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
 void ServiceHandshake::ShowProcess(const std::string& host) {
     const std::string text = m_processes.DescribeOnce(host);
     if (!text.empty()) {
-        m_output.State("the host " + host + " is " + text);
+        m_output.State((m_processes.IsCheck(host) ? "the check " : "the host ") + host + " is " +
+                       text);
     }
 }
 

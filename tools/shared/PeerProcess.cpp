@@ -26,6 +26,25 @@ std::string CommandOf(guint32 pid) {
     return isCut ? name : command;
 }
 
+// Every user may read the arguments. The verb may follow an option and its value.
+std::string VerbOf(guint32 pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/cmdline");
+    std::string word;
+    std::getline(file, word, '\0'); // the program
+    while (std::getline(file, word, '\0')) {
+        for (const char* const verb : {"host", "partner", "monitor", "check"}) {
+            if (word == verb) {
+                return word;
+            }
+        }
+    }
+    return "";
+}
+
+bool PeerProcess::IsCheck() const {
+    return pid != 0 && command == "applistctl" && VerbOf(pid) == "check";
+}
+
 std::string PeerProcess::User() const {
     const passwd* const entry = user != G_MAXUINT32 ? getpwuid(user) : nullptr;
     return entry != nullptr ? entry->pw_name : user != G_MAXUINT32 ? std::to_string(user) : "";

@@ -19,6 +19,9 @@ struct PeerProcess {
 
     /** "pid 77, user weston, launcher", or nothing */
     std::string Describe() const;
+
+    /** Whether it is an "applistctl check", which acts as a host for a moment. */
+    bool IsCheck() const;
 };
 
 /** Queries the bus daemon, which answers every process. Blocks for one round trip. */
@@ -35,6 +38,10 @@ public:
     /** The description for the first time, and then nothing. */
     std::string DescribeOnce(const std::string& uniqueName);
 
+    bool IsCheck(const std::string& uniqueName) const {
+        return FindPeerProcess(m_connection, uniqueName).IsCheck();
+    }
+
 private:
     GDBusConnection* m_connection;
     std::set<std::string> m_named;
@@ -42,6 +49,9 @@ private:
 
 /** @return the name of the program that a process runs, or nothing */
 std::string CommandOf(guint32 pid);
+
+/** @return "host", "partner", "monitor" or "check" for an applistctl, or nothing */
+std::string VerbOf(guint32 pid);
 
 } // namespace applistctl
 
