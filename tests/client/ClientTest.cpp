@@ -105,10 +105,11 @@ TEST_F(Client, RejectsInvalidChangesAndLeavesTheList) {
     m_client.AddItemAtEnd({"c", "two\nlines"}, m_host.Record());
     m_client.ModifyItem("z", {"c", "c"}, m_host.Record());
     m_client.ModifyItem("a", {"b", "b"}, m_host.Record());
+    m_client.ModifyItem("a", {"a", "two\nlines"}, m_host.Record());
     m_client.RemoveItem("z", m_host.Record());
     m_client.SetSelection("z", m_host.Record());
     m_client.SetClicked("z", m_host.Record());
-    ASSERT_TRUE(WaitForOutcomes(11));
+    ASSERT_TRUE(WaitForOutcomes(12));
     EXPECT_THAT(m_host.outcomes, Each(AppListClient::REJECTED));
     EXPECT_THAT(m_host.reasons,
                 ElementsAre("the unique id 'a' is in the list", "the unique id 'c' is in the list",
@@ -116,6 +117,7 @@ TEST_F(Client, RejectsInvalidChangesAndLeavesTheList) {
                             "the unique id is empty", "a text of the item has a line feed",
                             "the list has no item with the unique id 'z'",
                             "the unique id 'b' is in the list",
+                            "a text of the item has a line feed",
                             "the list has no item with the unique id 'z'",
                             "the list has no item with the unique id 'z'",
                             "the list has no item with the unique id 'z'"));

@@ -69,6 +69,16 @@ TEST(RequestQueue, HoldsOneRefillAtATime) {
     EXPECT_TRUE(queue.IsEmpty());
 }
 
+TEST(RequestQueue, MergesChangesBehindARefill) {
+    RequestQueue queue;
+    Fill(queue, LENGTH);
+    queue.PushRefill();
+    EXPECT_EQ(Fill(queue, 1), LENGTH + 1);
+    EXPECT_EQ(queue.Pop().kind, ListChange::Kind::REFILL);
+    EXPECT_EQ(queue.Pop().kind, ListChange::Kind::DIFFERENCE);
+    EXPECT_TRUE(queue.IsEmpty());
+}
+
 TEST(RequestQueue, AcceptsALimitedNumberOfClicks) {
     RequestQueue queue;
     for (std::size_t i = 0; i < LENGTH; ++i) {
