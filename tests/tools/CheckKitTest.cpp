@@ -16,7 +16,7 @@
 
 using namespace applistctl;
 using namespace std::string_literals;
-using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty, testing::Not, testing::SizeIs;
+using testing::HasSubstr, testing::IsEmpty, testing::Not, testing::SizeIs;
 
 namespace {
 

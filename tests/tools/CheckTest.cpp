@@ -334,7 +334,7 @@ TEST_F(PartnerCheck, NamesTheHostThatIsBoundToThePartner) {
         EXPECT_THAT(check.errors,
                     ContainsRegex("the partner :1\\.[0-9]+ \\(pid " + partner.Id() +
                                   ", [^\n]*\\) is bound to the host :1\\.[0-9]+ \\(pid " +
-                                  host.Id() + ", [^\n]*\\): stop this host, and check again\n"));
+                                  host.Id() + ", [^\n]*\\): end this host, and check again\n"));
     }
 }
 
@@ -347,7 +347,7 @@ TEST_F(PartnerCheck, NamesTheHostsAndPartnersWithoutMatchRules) {
     EXPECT_THAT(check.errors, HasSubstr("(pid " + partner.Id() + ", "));
     EXPECT_THAT(check.errors, HasSubstr("(pid " + host.Id() + ", "));
     EXPECT_THAT(check.errors, HasSubstr(" are hosts or partners on the bus, and a partner that is "
-                                        "bound to another host does not answer: stop "));
+                                        "bound to another host does not answer: end "));
 }
 
 // The duties after the stop are not at fault.
@@ -393,7 +393,7 @@ TEST_F(PartnerCheck, EndsWhenAHostAppearsDuringTheCheck) {
     EXPECT_EQ(check.WaitForExit(), 1);
     EXPECT_THAT(check.Errors(),
                 ContainsRegex("the host " + host.UniqueName() +
-                              " \\(pid [^\n]*\\) has announced _CLIENT_SYN during the check: stop "
+                              " \\(pid [^\n]*\\) has announced _CLIENT_SYN during the check: end "
                               "this host, and check again\n"));
     EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
 }

@@ -351,10 +351,10 @@ Usage CheckPartnerVerb::Describe() {
         "Performs the host's side of the protocol, first step by step, then with the library.\n"
         "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
         "with a cost), BROKEN or not seen, with the evidence, and with the numbers of the\n"
-        "protocol statements that the duty proves. Stop other hosts first: the check ends when\n"
+        "protocol statements that the duty proves. End other hosts first: the check ends when\n"
         "it finds another host.",
         "The command of --restart ends the old partner, starts a new one, and returns, or it\n"
-        "stays in the foreground as the partner. The check stops such a command before the next\n"
+        "stays in the foreground as the partner. The check ends such a command before the next\n"
         "start. Without --restart, the check asks you to start and restart the partner.\n\n"
         "The command of --drive has two more arguments, for which \"$@\" stands: select, click,\n"
         "change or remove, and the id of the item. \"change\" changes the item, but not its id.\n"

@@ -226,7 +226,7 @@ private:
             if (found != nullptr && !found->peer.empty()) {
                 m_verdicts.Wrong("partner",
                                  NoAnswer() + Partner(name) + " is bound to " + Peer(*found),
-                                 "a partner serves one host: stop that host, or check it with "
+                                 "a partner serves one host: end that host, or check it with "
                                  "\"applistctl check host " +
                                      found->peer + "\"");
                 return;
@@ -240,7 +240,7 @@ private:
                              "monitor\" shows it");
         } else {
             m_verdicts.Wrong("partner", text + " may be bound to another host",
-                             "a partner serves one host: stop the other hosts, or run this check "
+                             "a partner serves one host: end the other hosts, or run this check "
                              "as root, to which the bus may show the bindings");
         }
     }

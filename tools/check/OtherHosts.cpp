@@ -17,7 +17,7 @@ namespace {
 constexpr int SURVEYS = 5;
 constexpr double BETWEEN_SURVEYS_S = 0.1;
 
-constexpr const char* STOP_IT = ": stop this host, and check again";
+constexpr const char* END_IT = ": end this host, and check again";
 
 } // namespace
 
@@ -51,7 +51,7 @@ std::string OtherHosts::Describe() const {
                                       host->Describe()
                                 : "the host " + host->Describe() +
                                       " is on the bus, and a partner serves one host at a time") +
-            STOP_IT;
+            END_IT;
         WaitFor(BETWEEN_SURVEYS_S);
     }
     return text;
@@ -85,7 +85,7 @@ void OtherHosts::OnNameOwnerChanged(GDBusConnection* connection, const char* /*s
         // The function may iterate the main context until it ends the process.
         const auto onHost = std::exchange(self->m_onHost, [](const std::string&) {});
         onHost("the host " + WithProcess(host, process) + " has announced _CLIENT" +
-               (name + stem.size()) + " during the check" + STOP_IT);
+               (name + stem.size()) + " during the check" + END_IT);
     }
 }
 
@@ -99,7 +99,7 @@ std::string OtherHosts::DescribeCandidates(GDBusConnection* connection, double l
         names += (names.empty() ? "" : " and ") + one.Describe();
     }
     return names + " are hosts or partners on the bus, and a partner that is bound to another host "
-                   "does not answer: stop the other host, and check again";
+                   "does not answer: end the other host, and check again";
 }
 
 } // namespace applistctl
