@@ -94,7 +94,7 @@ TEST_F(EndToEnd, ASecondHostConnectsWhenTheFirstExits) {
     RunningPartner partner;
     SampleHost first(partner);
     ToolProcess second({"host", std::string(SAMPLE_APPLICATIONS) + "/media"});
-    ASSERT_TRUE(partner.WaitFor("is our host, one at a time"));
+    ASSERT_TRUE(partner.WaitFor("is the host of this partner"));
     EXPECT_EQ(first.EndOfInput(), 0);
     EXPECT_TRUE(partner.WaitFor("my list has 2 items now"));
 }

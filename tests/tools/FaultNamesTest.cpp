@@ -306,7 +306,7 @@ TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
     Process& host = run.StartHost("none");
     const std::string name = run.NextHost();
     EXPECT_THAT(RunTool({"check", "host", name}).output,
-                HasSubstr("ok       queue     the bus keeps nothing for it"));
+                HasSubstr("ok       queue     no message waits on the bus"));
     host.Stop();
     g_autoptr(GDBusConnection) connection = run.Bus().Connect();
     const std::string text(100000, 'x');

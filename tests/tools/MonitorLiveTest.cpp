@@ -46,7 +46,7 @@ TEST_F(MonitorLive, FindsAPairThatIsAlreadyConnected) {
     StartedTool monitor({"monitor", "--count=1"}, "watching the bus at");
     partner.Send("change");
     EXPECT_EQ(monitor.WaitForExit(), 0);
-    EXPECT_THAT(monitor.Output(), HasSubstr("their handshake was before the watching"));
+    EXPECT_THAT(monitor.Output(), HasSubstr("their handshake was before the start of the monitor"));
     EXPECT_THAT(monitor.Output(), HasSubstr("APPLIST_ITEM_CHANGE_EVENT (1)"));
 }
 
@@ -117,10 +117,11 @@ TEST_F(MonitorLive, FindsASecondHostFromBeforeItsStart) {
     RunningPartner partner;
     SampleHost host(partner);
     ToolProcess second({"host", SAMPLE_APPLICATIONS});
-    ASSERT_TRUE(partner.WaitFor("is our host, one at a time"));
+    ASSERT_TRUE(partner.WaitFor("is the host of this partner"));
     RunningMonitor monitor;
     EXPECT_TRUE(monitor.WaitFor("are bound to each other: their handshake was before"));
-    EXPECT_TRUE(monitor.WaitFor(" was on the bus before the watching, bound to no partner\n"));
+    EXPECT_TRUE(
+        monitor.WaitFor(" was on the bus before the start of the monitor, bound to no partner\n"));
     EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
     EXPECT_THAT(monitor.Output(), HasSubstr("is pid " + second.Id() + User()));
     EXPECT_THAT(monitor.Output(), HasSubstr(" is not connected: it waits for a partner\n"));
@@ -140,7 +141,7 @@ TEST_F(MonitorLive, FindsABindingFromBeforeItsStart) {
     partner.Continue();
     ASSERT_TRUE(partner.WaitFor("lost the host"));
     RunningMonitor monitor;
-    EXPECT_TRUE(monitor.WaitFor(" was on the bus before the watching, bound to :1."));
+    EXPECT_TRUE(monitor.WaitFor(" was on the bus before the start of the monitor, bound to :1."));
 }
 
 TEST_F(MonitorLive, MarksAHostThatIsStuck) {

@@ -215,8 +215,9 @@ TEST_F(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
 
 TEST_F(MonitorHandshake, IsAssumedBeforeTheFirstRequestOfTheCapture) {
     capture.RequestAndReply(Framed("", 2003), 1);
-    EXPECT_THAT(TextOf(), HasSubstr("== host :1.7 and partner :1.8 talk: their handshake was "
-                                    "before the watching"));
+    EXPECT_THAT(TextOf(),
+                HasSubstr("== host :1.7 and partner :1.8 exchange messages: their handshake was "
+                          "before the start of the monitor"));
 }
 
 TEST_F(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
@@ -227,8 +228,8 @@ TEST_F(MonitorHandshake, ReportsOtherProcessesThatCallEitherSideOnce) {
         capture.Notify(Message("", 4), "SendSignal", ":1.10");
     }
     const std::string text = TextOf(4);
-    EXPECT_THAT(text, HasSubstr("!! :1.9 talks to the partner :1.8, which is connected"));
-    EXPECT_THAT(text, HasSubstr("!! :1.10 talks to the host :1.7, which is connected"));
+    EXPECT_THAT(text, HasSubstr("!! :1.9 sends requests to the partner :1.8, which is connected"));
+    EXPECT_THAT(text, HasSubstr("!! :1.10 notifies the host :1.7, which is connected"));
     EXPECT_THAT(text, HasSubstr("handshakes: 1 completed, 2 problems"));
 }
 

@@ -139,7 +139,7 @@ private:
                 m_verdicts.Wrong("bus",
                                  "pid " + std::to_string(pid) + ", " + CommandOf(pid) +
                                      ", has the library loaded and is not on the bus: it has lost "
-                                     "the bus and goes on (exit-on-close is off)",
+                                     "the bus and continues (exit-on-close is off)",
                                  "restart it: the library joins the bus once");
             }
         }
@@ -354,10 +354,10 @@ private:
         if (after > 0 && after >= before) {
             m_verdicts.Wrong("queue",
                              "the bus keeps " + Counted(static_cast<std::size_t>(after), "byte") +
-                                 " for it, and " + std::to_string(before) + " before",
+                                 " for the host, and " + std::to_string(before) + " before",
                              "the process does not read from the bus: see above");
         } else {
-            m_verdicts.Good("queue", "the bus keeps nothing for it");
+            m_verdicts.Good("queue", "no message waits on the bus");
         }
     }
 
@@ -479,7 +479,8 @@ Usage CheckHostVerb::Describe() {
         "Inspects a running host from outside of its process: the process, the iteration of its\n"
         "main context, its binding, its queue on the bus, and handshake names that a process does\n"
         "not release. Prints advice for each fault. Without UNIQUE-NAME, it inspects each host on\n"
-        "the bus. Run it as the partner's user, or as root if the bus policy names root. Root\n"
+        "the bus. Run the check as the partner's user, or as root if the bus policy names root. "
+        "Root\n"
         "gets the most details.",
         "The check announces nothing and changes no binding. It calls Send without data, because\n"
         "only an iterated main context replies. The host therefore logs one error, \"Data\n"

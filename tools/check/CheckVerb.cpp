@@ -98,7 +98,7 @@ private:
     }
 
     std::string Peer(const Participant& one) {
-        return one.peer.empty() ? "nobody" : m_names.Once(one.peer);
+        return one.peer.empty() ? "no process" : m_names.Once(one.peer);
     }
 
     void CheckOwnedNames() {

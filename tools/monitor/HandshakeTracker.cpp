@@ -236,7 +236,7 @@ void HandshakeTracker::OnServiceSyn(Microseconds time, const std::string& name) 
 void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name) {
     const bool isNew = m_hosts.count(name) == 0;
     Host& host = HostOf(name);
-    if (isNew) { // its own announcement was before the watching started
+    if (isNew) { // its own announcement was before the start of the monitor
         const auto newest = m_partners.find(m_newestPartner);
         host.progress.start = newest != m_partners.end() ? newest->second.since : time;
         host.progress.startStep = newest != m_partners.end() ? SERVICE_SYN : CLIENT_SYN_ACK;
@@ -290,7 +290,7 @@ void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
            IsCheck(name) ? BY_CHECK : "ready");
     host.progress.awaited.clear();
     if (host.peer.empty()) {
-        return; // the partner has left, or its announcement was before the watching
+        return; // the partner has left, or its announcement was before the start of the monitor
     }
     if (!std::exchange(host.isReady, true)) {
         host.since = time;
@@ -475,7 +475,7 @@ void HandshakeTracker::Connect(Microseconds time, const std::string& hostName) {
     event.partner = partnerName;
     event.text = "connected: host " + hostName + " and partner " + partnerName;
     if (progress.startStep.empty()) {
-        event.text += "; the start was before the watching";
+        event.text += "; the handshake began before the start of the monitor";
     } else {
         event.elapsed = time - progress.start;
         event.text += ", ready " + TimeText::Span(event.elapsed) + " after " + progress.startStep;
@@ -517,7 +517,8 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
         if (m_sides.count(unbound) == 0) { // reported once
             SetSide(time, unbound, Side::Unknown);
             Report(HandshakeEvent::Kind::Unbound, time, unbound, "",
-                   unbound + " talks to the " + (isRequest ? "partner " : "host ") +
+                   unbound +
+                       (isRequest ? " sends requests to the partner " : " notifies the host ") +
                        (isRequest ? partnerName : hostName) + ", which is connected with another");
         }
         return;
@@ -537,16 +538,16 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
         event.host = hostName;
         event.partner = partnerName;
         event.text = "host " + hostName + " and partner " + partnerName +
-                     " talk: their handshake was before the watching";
+                     " exchange messages: their handshake was before the start of the monitor";
         m_onEvent(event);
-        // Both sides of an unseen handshake count once each of them has talked.
+        // Both sides of an unseen handshake count once each of them has sent a message.
         host.isConnected = true;
     } else {
         Connect(time, hostName);
     }
 }
 
-// Sides that are no host and no partner, or were on the bus before the watching
+// Sides that are no host and no partner, or were on the bus before the start of the monitor
 
 void HandshakeTracker::FoundCheck(Microseconds time, const std::string& name) {
     const bool isNew = m_sides.count(name) == 0;
@@ -580,19 +581,20 @@ void HandshakeTracker::ReportFound(Microseconds time) {
             HandshakeEvent event = Event(HandshakeEvent::Kind::Found, time, name);
             event.host = name;
             event.partner = host.peer;
-            event.text = "host " + name + " and partner " + host.peer +
-                         " are bound to each other: their handshake was before the watching";
+            event.text =
+                "host " + name + " and partner " + host.peer +
+                " are bound to each other: their handshake was before the start of the monitor";
             m_onEvent(event);
         } else {
             Report(HandshakeEvent::Kind::Present, time, name, "",
-                   "host " + name + " was on the bus before the watching, bound to " +
+                   "host " + name + " was on the bus before the start of the monitor, bound to " +
                        (host.peer.empty() ? "no partner" : host.peer));
         }
     }
     for (const auto& [name, partner] : m_partners) {
         if (!IsConnected(partner.peer, name)) {
             Report(HandshakeEvent::Kind::Present, time, name, "",
-                   "partner " + name + " was on the bus before the watching" +
+                   "partner " + name + " was on the bus before the start of the monitor" +
                        (partner.peer.empty() ? "" : ", bound to " + partner.peer));
         }
     }

@@ -70,7 +70,7 @@ void Partner::OnReady() {
 
 bool Partner::AskForTheList() {
     m_awaitsWholeList = true;
-    return Notify(APPLIST_LOCAL_CREATED_EVENT, "my list is new, please fill it");
+    return Notify(APPLIST_LOCAL_CREATED_EVENT, "this partner's list is new");
 }
 
 void Partner::OnLost(const std::string& host, bool wasReady) {
@@ -100,7 +100,7 @@ void Partner::OnCall(GDBusConnection* /*connection*/, const char* sender, const 
     ByteArray::FromVariant(parameters, message); // GDBus has checked the type
     if (self->m_handshake.Host() != sender) {
         self->m_output.Problem(std::string("a request of ") + sender +
-                               ", which is not our host, is ignored");
+                               ", another process than the host, is ignored");
         g_dbus_method_invocation_return_value(invocation, ByteArray::ToVariant({}));
         return;
     }

@@ -57,7 +57,7 @@ void PartnerSession::AwaitReplies() {
     if (m_partner == nullptr) {
         return;
     }
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+    [[maybe_unused]] g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         m_bus->Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
         "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, LONGEST_REPLY_MS,
         nullptr, nullptr);

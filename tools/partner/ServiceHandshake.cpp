@@ -125,7 +125,7 @@ void ServiceHandshake::OnHostSyn(const std::string& host) {
 
 // The host has received _SERVICE_SYN, is bound, and waits for the answer.
 void ServiceHandshake::OnHostSynAck(const std::string& host) {
-    m_output.Received("_CLIENT_SYN_ACK from " + host + ": it is bound to a partner");
+    m_output.Received("_CLIENT_SYN_ACK from " + host + ": this host is bound to a partner");
     const bool isBoundAlready = host == m_host;
     if (!isBoundAlready) {
         Bind(host);
@@ -213,7 +213,7 @@ void ServiceHandshake::OnHostRequest() {
 // announced by a bound host, which drops _SERVICE_SYN.
 void ServiceHandshake::OnOtherHostStep(Step step, const std::string& host) {
     m_output.Problem(std::string("_CLIENT") + SuffixOf(step) + " of " + host +
-                     " is not answered: " + m_host + " is our host, one at a time");
+                     " is not answered: " + m_host + " is the host of this partner");
     ForgetOtherHost(host);
     if (step != Step::Syn && !m_faults.Has(Fault::ForgetOthers)) {
         auto watch = std::make_unique<VanishWatch>(m_connection, host,
