@@ -6,6 +6,8 @@ set(APPLIST_WARNINGS
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety-beta>
     $<$<CXX_COMPILER_ID:Clang>:-Werror=thread-safety>
+    # The macros of GLib 2.84 use __COUNTER__, which this clang reports as an extension.
+    $<$<AND:$<CXX_COMPILER_ID:Clang>,$<VERSION_GREATER_EQUAL:$<CXX_COMPILER_VERSION>,22>>:-Wno-c2y-extensions>
     # A switch over an enumeration names every value, so that a new value is an error wherever
     # it is forgotten. A default would hide that.
     -Werror=switch -Werror=switch-enum
