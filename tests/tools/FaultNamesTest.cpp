@@ -318,7 +318,7 @@ TEST(CheckHost, ReportsTheQueueOfTheBusForAProcessThatDoesNotRead) {
     const ToolResult result = RunTool({"check", "host", name, "--limit=0.5"});
     EXPECT_EQ(result.status, 4);
     EXPECT_THAT(result.output,
-                ContainsRegex("WRONG    queue     the bus keeps [0-9]+ bytes for it"));
+                ContainsRegex("WRONG    queue     the bus keeps [0-9]+ bytes for the host"));
 }
 
 // A host that waits in a request for a partner with this fault, and the check of the host.
