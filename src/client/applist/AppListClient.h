@@ -33,10 +33,10 @@ class ClientCore;
  * the constructor, in order. Events and completions may call every function of the client, and may
  * destroy the client.
  *
- * **Full queue.** At most QUEUE_LENGTH changes wait for the partner, with 65,536 items in all. A
- * further change removes the waiting changes from the queue, and the second thread later sends the
- * difference between the partner's list and the host's list. Clicks stay in the queue; a click is
- * rejected if QUEUE_LENGTH clicks are waiting.
+ * **Full queue.** At most QUEUE_LENGTH changes wait for the partner, with 65,536 items in all; a
+ * single change may have more items. A further change removes the waiting changes from the queue,
+ * and the second thread later sends the difference between the partner's list and the host's list.
+ * Clicks stay in the queue; a click is rejected if QUEUE_LENGTH clicks are waiting.
  *
  * **Partner.** A new partner receives the whole list and the selection. Changes without a partner
  * are therefore not lost, although their outcome is NO_PARTNER. If the partner does not reply, a
