@@ -96,8 +96,8 @@ public:
 
     /**
      * Leaves the partner and releases the connection. Waits for the handshake callback under way,
-     * including its announcement and its HandleConnectionReady, and for the resend thread, which
-     * takes half a second more.
+     * including its announcement and its HandleConnectionReady, and at most half a second more for
+     * the resend thread.
      *
      * The handshake subscriptions and the registered object stay on the bus connection as long as
      * another part of the process holds it. The library refuses their deliveries. The destructor
