@@ -36,8 +36,8 @@ class EndpointRegistration;
  * context other than the global default one must also push it with
  * g_main_context_push_thread_default(), because the subscriptions to the partner are made while
  * that thread runs a callback. The handlers run on the thread that iterates the context;
- * HandleConnectionReady may also run on the resend thread. The send operations may be called from
- * any thread.
+ * HandleConnectionReady may also run on the resend thread, which announces a failed answer again.
+ * The send operations may be called from any thread.
  *
  * **Lifetime.** No thread may be inside an operation of the endpoint when its destructor starts. A
  * handler must not destroy its endpoint. The destructor waits for a handshake callback that another

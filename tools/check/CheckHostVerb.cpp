@@ -479,9 +479,8 @@ Usage CheckHostVerb::Describe() {
         "Inspects a running host from outside of its process: the process, the iteration of its\n"
         "main context, its binding, its queue on the bus, and handshake names that a process does\n"
         "not release. Prints advice for each fault. Without UNIQUE-NAME, it inspects each host on\n"
-        "the bus. Run the check as the partner's user, or as root if the bus policy names root. "
-        "Root\n"
-        "gets the most details.",
+        "the bus. Run the check as the partner's user, or as root if the bus policy names root.\n"
+        "Root gets the most details.",
         "The check announces nothing and changes no binding. It calls Send without data, because\n"
         "only an iterated main context replies. The host therefore logs one error, \"Data\n"
         "corrupted. Does not contain message id.\" If the bus does not show match rules\n"

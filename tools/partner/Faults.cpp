@@ -55,7 +55,7 @@ constexpr Kind KINDS[] = {
     {"strict-mirror", Fault::StrictMirror, FaultArguments::Nothing,
      "the five faults above: the partner only mirrors the handshake of a host"},
     {"end-repeat", Fault::EndRepeat, FaultArguments::Nothing,
-     "end a repeated answer when the timer announces _SERVICE_SYN"},
+     "end a repeated answer at the next repeated _SERVICE_SYN"},
     {"early-created", Fault::EarlyCreated, FaultArguments::Nothing,
      "send notification 4 without waiting for the reply to _SERVICE_ACK"},
     {"no-owner-check", Fault::NoOwnerCheck, FaultArguments::Nothing,

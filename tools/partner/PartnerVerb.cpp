@@ -56,8 +56,8 @@ Usage PartnerVerb::Describe() {
             "number in the list, or the id of an item. Faults at the top of FILE apply from the\n"
             "start of the partner.\n" +
                 DescribeAllCommands() + "\n" + PartnerCommands::DescribeArguments() +
-                "\nExit status: 0 done, 1 failed (FILE, a command, a condition, or the bus\n"
-                "policy refuses a name), 2 wrong usage, 3 no bus.",
+                "\nExit status: 0 done, 1 failed (FILE, a command, a condition, or a name\n"
+                "that the bus policy refuses), 2 wrong usage, 3 no bus.",
             false,
             {{"script", "FILE", "Run the commands in FILE; the first failed one ends the run"}}};
 }
