@@ -20,8 +20,8 @@
 #include "ToolProcess.h"
 
 using namespace applistctl;
-using testing::ElementsAre, testing::ElementsAreArray, testing::HasSubstr, testing::IsEmpty,
-    testing::Not;
+using testing::ContainsRegex, testing::ElementsAre, testing::ElementsAreArray, testing::HasSubstr,
+    testing::IsEmpty, testing::Not;
 
 namespace {
 
@@ -131,6 +131,18 @@ TEST_F(CheckPartner, ReportsACommandThatStartsNoPartner) {
     EXPECT_EQ(ExitStatusOf(check), 4);
     EXPECT_THAT(FindingOf("announces-itself", check.Output()),
                 HasSubstr("from the command of --restart, exit status 6"));
+}
+
+// The broken duty of this partner is not selected.
+TEST_F(CheckPartner, NamesTheNameThatAPartnerKeeps) {
+    ToolProcess check(Words({"--limit=1", "--only=answers-syn", "--restart",
+                             PartnerWith("fault keep-names\nwait 600\n")}));
+    EXPECT_EQ(ExitStatusOf(check), 1);
+    EXPECT_THAT(
+        check.Errors(),
+        ContainsRegex(
+            "no partner has answered; org.morva.JavaMW.Applist_SERVICE_[A-Z_]+ is owned by"));
+    EXPECT_THAT(FindingOf("answers-syn", check.Output()), HasSubstr("and not released"));
 }
 
 TEST_F(CheckPartner, FailsWithoutAPartnerWhenNoSelectedDutyIsBroken) {

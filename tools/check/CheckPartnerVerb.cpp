@@ -12,6 +12,7 @@
 #include <glib.h>
 
 #include <check/Baseline.h>
+#include <check/BusSurvey.h>
 #include <check/CheckProcess.h>
 #include <check/CheckReport.h>
 #include <check/CheckRun.h>
@@ -129,6 +130,26 @@ void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
     list.EndPhase(PHASE_LIBRARY);
 }
 
+// A partner may be on the bus and own a name of a step, which then is no announcement.
+void ReportNoPartner(CheckRun& run, GDBusConnection* connection) {
+    const std::vector<OwnedName> owned = FindOwnedNames(connection);
+    const std::string reason =
+        owned.empty() ? "the partner is not found" : owned.front().Describe();
+    std::string advice = "run \"applistctl check\" for the reason";
+    if (!owned.empty()) {
+        advice = reason;
+    } else if (!run.candidates.empty()) {
+        advice = run.candidates;
+    }
+    Output(CHECK_PARTNER).Error("no partner has answered; " + advice);
+    if (run.list.AnyBroken()) {
+        for (const RowText& row : Duties::AllRows()) {
+            run.list.Skip(row.row, reason);
+        }
+        run.list.EndPhase(PHASE_LIBRARY);
+    }
+}
+
 // One run, in a process of its own. @return its exit status
 int RunOnce(const Options& options, const CheckChannel& channel) {
     Output output(CHECK_PARTNER);
@@ -173,16 +194,7 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
     HostPointer host = HandshakeCheck::FindPartner(run);
     if (host == nullptr) {
         endIfStopped();
-        output.Error("no partner has answered; " +
-                     (run.candidates.empty()
-                          ? std::string("run \"applistctl check\" for the reason")
-                          : run.candidates));
-        if (list.AnyBroken()) {
-            for (const RowText& row : Duties::AllRows()) {
-                list.Skip(row.row, "the partner is not found");
-            }
-            list.EndPhase(PHASE_LIBRARY);
-        }
+        ReportNoPartner(run, others.Connection());
         return EXIT_STATUS_FAILED;
     }
     CheckAll(run, std::move(host), options.Phases());
