@@ -37,7 +37,7 @@ constexpr Kind KINDS[] = {
     {"on-taking", Fault::OnAcquisition, FaultArguments::Nothing,
      "answer an announcement before the release of its name"},
     {"any-host", Fault::AnyHost, FaultArguments::Nothing,
-     "bind to each other host that announces itself"},
+     "bind to the next host that announces itself, even when bound"},
     {"keep-host", Fault::KeepHost, FaultArguments::Nothing,
      "stay bound to a host that has left the bus"},
     {"keep-names", Fault::KeepNames, FaultArguments::Nothing,

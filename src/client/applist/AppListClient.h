@@ -141,11 +141,13 @@ public:
      */
     /** @{ */
     /**
-     * Makes the list equal to @p items by the fewest removals, replacements and appends. All items
-     * are removed and appended again if this change has more than three removals and replacements
-     * and no item stays in its place. The same happens if the number of removals and replacements
-     * exceeds 1,000, or three plus a quarter of the items of both lists. The selection stays if its
-     * unique id is in @p items. Rejected if an item is invalid.
+     * Makes the list equal to @p items by the fewest removals, replacements and appends. A large
+     * change removes all items and appends @p items. A change is large in these cases:
+     * - It has more than three removals and replacements, and no item stays in its place.
+     * - It has more than 1,000 removals and replacements.
+     * - With n items in both lists together, it has more than 3 + n / 4 removals and replacements.
+     *
+     * The selection stays if its unique id is in @p items. Rejected if an item is invalid.
      */
     void SetItems(std::vector<Item> items, Completion completion = Completion());
     /** Appends @p items. Rejected as a whole if any item is invalid or in the list. */

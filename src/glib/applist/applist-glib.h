@@ -193,9 +193,9 @@ AppListStore* applist_store_new(void);
  * @n_entries: the number of @entries
  * @error: the reason of a failure
  *
- * Makes the list equal to @entries. An entry of the list with an equal id and name replaces the
- * given entry. As many entries as possible stay without a signal. More than 1,000 changed ranges
- * are emitted as one. The selection stays if @entries has its id.
+ * Makes the list equal to @entries. If the list already has an entry with an equal id and name, the
+ * list keeps its own entry object. "items-changed" is emitted for the changed ranges alone, or once
+ * for all of them if they are more than 1,000. The selection stays if @entries has its id.
  *
  * Returns: %FALSE with an error of the domain %G_IO_ERROR if an entry is invalid
  */
@@ -223,8 +223,8 @@ gboolean applist_store_append(AppListStore* self, AppListEntry* entry, GError** 
  * @n_entries: the number of @entries
  * @error: the reason of a failure
  *
- * Appends @entries with one request, and each entry behind the first 2,048 of the list with a
- * request of its own.
+ * Appends @entries. One request appends the entries up to the 2,048th place of the list; each later
+ * entry has a separate request.
  *
  * Returns: %FALSE with an error of the domain %G_IO_ERROR if an entry is invalid or in the list; no
  *   entry is appended then
