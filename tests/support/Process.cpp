@@ -53,7 +53,9 @@ Process::Process(const std::vector<std::string>& words, const Setup& setup) {
         throw std::runtime_error(error->message);
     }
     m_output.pipe = g_subprocess_get_stdout_pipe(m_process.get());
-    m_errors.pipe = g_subprocess_get_stderr_pipe(m_process.get());
+    if (!setup.sharesErrors) { // older versions of GLib log a critical message without a pipe
+        m_errors.pipe = g_subprocess_get_stderr_pipe(m_process.get());
+    }
 }
 
 Process::~Process() {
