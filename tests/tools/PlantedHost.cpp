@@ -22,6 +22,11 @@ void Print(const char* line) {
     }
 }
 
+// Older versions of GLib signal the descriptor of each new context, newer ones do not.
+void SignalUnusedContext() {
+    g_main_context_wakeup(nullptr);
+}
+
 int RunLoop(GMainContext* context) {
     g_autoptr(GMainLoop) loop = g_main_loop_new(context, FALSE);
     Print("started");
@@ -48,6 +53,7 @@ int RunStalled() {
 
 int RunNoLoop() {
     const AppListProxy proxy;
+    SignalUnusedContext();
     Print("started");
     DoNothing();
 }
@@ -56,6 +62,7 @@ int RunNoLoop() {
 int RunWithoutPush() {
     g_autoptr(GMainContext) context = g_main_context_new();
     const AppListProxy proxy;
+    SignalUnusedContext();
     return RunLoop(context);
 }
 

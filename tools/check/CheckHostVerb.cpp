@@ -208,7 +208,8 @@ private:
                                       "host");
             return false;
         }
-        const HostProcess::Loop loop = HostProcess::FindLoop(host.process.pid);
+        const HostProcess::Loop loop =
+            HostProcess::FindLoop(host.process.pid, [&] { SendWithoutWaiting(host); });
         std::vector<Silence> silent = FindSilentPartners(host);
         const bool mayBeInCall =
             loop == HostProcess::Loop::InCall || loop == HostProcess::Loop::Unreadable;
@@ -230,6 +231,12 @@ private:
             m_verdicts.Wrong("partner", one.text, one.advice);
         }
         return false;
+    }
+
+    // GDBus's own thread passes the message to the main context, and then answers the ping.
+    void SendWithoutWaiting(const Participant& host) {
+        SendNothing(m_connection, {host.name}, 0);
+        PingPeers(m_connection, {host.name}, m_limit);
     }
 
     // The bus answers instead of the host, for which nothing is proven.

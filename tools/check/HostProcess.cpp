@@ -6,6 +6,7 @@
 #include <ctime>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -58,8 +59,8 @@ std::string LinkOf(const std::string& path) {
     return size > 0 ? std::string(target, static_cast<std::size_t>(size)) : "";
 }
 
-// A main context has an eventfd, which stays readable until the context is iterated.
-bool IsPending(guint32 pid, const std::string& descriptor) {
+// A main context has an eventfd, whose count stays above zero until the context is iterated.
+std::uint64_t WakeUpCount(guint32 pid, const std::string& descriptor) {
     std::istringstream info(ReadFile(PathOf(pid, "fdinfo/" + descriptor)));
     std::string word;
     std::uint64_t count = 0;
@@ -68,7 +69,7 @@ bool IsPending(guint32 pid, const std::string& descriptor) {
             info >> std::hex >> count;
         }
     }
-    return count != 0;
+    return count;
 }
 
 std::set<int> Eventfds(guint32 pid) {
@@ -158,9 +159,12 @@ bool MayRead(guint32 pid) {
     return !ReadFile(PathOf(pid, "syscall")).empty() && !ListFolder(PathOf(pid, "fd")).empty();
 }
 
-// One sample of the descriptors: those with a pending wake-up, and whether a thread polls another.
+// The wake-ups of each descriptor with pending ones.
+using WakeUps = std::map<int, std::uint64_t>;
+
+// One sample of the descriptors: the pending wake-ups, and whether a thread polls a descriptor.
 struct Sample {
-    std::set<int> pending;
+    WakeUps pending;
     bool isLoopRun = false;
     bool isInCall = false;
 };
@@ -169,8 +173,9 @@ Sample SampleOf(guint32 pid) {
     Sample sample;
     const std::set<int> eventfds = Eventfds(pid);
     for (const int descriptor : eventfds) {
-        if (IsPending(pid, std::to_string(descriptor))) {
-            sample.pending.insert(descriptor);
+        const std::uint64_t count = WakeUpCount(pid, std::to_string(descriptor));
+        if (count != 0) {
+            sample.pending[descriptor] = count;
         }
     }
     for (const std::string& thread : ListFolder(PathOf(pid, "task"))) {
@@ -228,12 +233,13 @@ HostProcess::State HostProcess::FindState(guint32 pid) {
                                           : State::Running;
 }
 
-HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
+HostProcess::Loop HostProcess::FindLoop(guint32 pid, const std::function<void()>& sendMessage) {
     if (pid == 0 || !MayRead(pid)) {
         return Loop::Unreadable;
     }
     Sample sample = SampleOf(pid);
-    std::set<int> pending = sample.pending;
+    WakeUps pending = sample.pending;
+    sendMessage();
     int runs = sample.isLoopRun ? 1 : 0;
     bool isInCall = sample.isInCall;
     for (int i = 1; i < SAMPLES; ++i) {
@@ -242,13 +248,17 @@ HostProcess::Loop HostProcess::FindLoop(guint32 pid) {
         runs += sample.isLoopRun ? 1 : 0;
         isInCall = isInCall && sample.isInCall;
         for (auto one = pending.begin(); one != pending.end();) {
-            one = sample.pending.count(*one) != 0 ? std::next(one) : pending.erase(one);
+            one = sample.pending.count(one->first) != 0 ? std::next(one) : pending.erase(one);
         }
     }
     if (isInCall) {
         return Loop::InCall;
     }
-    if (!pending.empty()) {
+    // Each message adds a wake-up to a context with an owner. In older versions of GLib, a context
+    // without an owner has the one wake-up of its creation.
+    if (std::any_of(pending.begin(), pending.end(), [&](const WakeUps::value_type& one) {
+            return sample.pending[one.first] > one.second;
+        })) {
         return Loop::Stalled;
     }
     return runs > 0 ? Loop::Another : Loop::None;

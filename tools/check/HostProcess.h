@@ -3,6 +3,7 @@
 #ifndef APPLIST_TOOLS_HOSTPROCESS_H
 #define APPLIST_TOOLS_HOSTPROCESS_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ inline bool IsStopped(guint32 pid) {
 enum class Loop {
     Unreadable, ///< /proc does not show it to this user
     InCall,     ///< a thread waits for the reply to a synchronous call
-    Stalled,    ///< a thread owns a main context with a pending wake-up, and does not read it
+    Stalled,    ///< a thread owns a main context, and does not read its wake-ups
     Another,    ///< a thread waits in a main loop, of another context
     None        ///< no thread waits in a main loop
 };
@@ -34,8 +35,9 @@ enum class Loop {
 /**
  * Looks at the wake-up descriptors of the process's main contexts for half a second. A message
  * must be waiting in its context already. Needs the right to trace the process.
+ * @param sendMessage adds another message to this context, and returns when the context has it
  */
-Loop FindLoop(guint32 pid);
+Loop FindLoop(guint32 pid, const std::function<void()>& sendMessage);
 
 /**
  * Whether the process has the library loaded, and is no "applistctl" of another verb than "host".
