@@ -51,6 +51,10 @@ inline constexpr const char* HOST = "daemon";
 inline constexpr const char* PARTNER = "bin";
 inline constexpr const char* OTHER_USER = "nobody";
 inline constexpr const char* GROUP = "games";
+/** A user with this group in the user database, as its primary group. */
+inline constexpr const char* MEMBER = "games";
+/** No user above has this group. */
+inline constexpr const char* OTHER_GROUP = "users";
 } // namespace Users
 
 /** The settings for the first two of them. */

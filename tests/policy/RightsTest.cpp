@@ -154,9 +154,13 @@ TEST_P(RightsTest, OfAGroupBelongToItsMembersAlone) {
                                      std::string("APPLIST_BUS_PARTNER_USER=") + Users::PARTNER}));
     const BusUser partner(Users::PARTNER);
     const BusUser other(Users::HOST);
-    for (const BusUser& host :
-         {BusUser(Users::HOST, Users::GROUP), BusUser(Users::HOST, "", {"users", Users::GROUP})}) {
-        EXPECT_EQ(RightsOf(bus.Bus(), host, partner, other), HOST_RIGHTS + PARTNER_RIGHTS);
+    EXPECT_EQ(RightsOf(bus.Bus(), BusUser(Users::MEMBER), partner, other),
+              HOST_RIGHTS + PARTNER_RIGHTS);
+    // These groups are of the process alone.
+    const Rights rights = bus.ReadsGroupsOfProcesses() ? HOST_RIGHTS : Rights();
+    for (const BusUser& host : {BusUser(Users::HOST, Users::GROUP),
+                                BusUser(Users::HOST, "", {Users::OTHER_GROUP, Users::GROUP})}) {
+        EXPECT_EQ(RightsOf(bus.Bus(), host, partner, other), rights + PARTNER_RIGHTS);
     }
 }
 

@@ -35,10 +35,11 @@ const std::string MY_GID = std::to_string(getegid());
 const RoleRow ROLE_ROWS[] = {
     {"ThreeUsers", true, SettingsForUsers(), [] { return Named(Users::HOST); },
      [] { return Named(Users::PARTNER); }},
+    // The user database has the group for a dbus-daemon before 1.14.
     {"AGroupOfHosts",
      true,
      {Setting("HOST_GROUP", Users::GROUP), Setting("PARTNER_USER", Users::PARTNER)},
-     [] { return BusUser(Users::HOST, "", {Users::GROUP}); },
+     [] { return BusUser(Users::MEMBER, Users::OTHER_GROUP, {Users::GROUP}); },
      [] { return Named(Users::PARTNER); }},
     {"OneUserForBoth",
      true,

@@ -6,6 +6,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "BusDaemon.h"
+#include "Owners.h"
+
 namespace {
 
 constexpr const char* STOCK = "/usr/share/dbus-1/system.conf";
@@ -48,6 +51,11 @@ StockBus::StockBus(const std::string& policy)
           Write(m_folder, policy);
           return Configuration(address, m_folder.Path());
       }) {}
+
+bool StockBus::ReadsGroupsOfProcesses() const {
+    const ConnectionOwner connection(m_bus.Connect());
+    return PrivateBus::IsBroker() || BusDaemon::ReportsGroups(connection.get());
+}
 
 void StockBus::Install(const std::string& policy) {
     Write(m_folder, policy);

@@ -16,6 +16,12 @@ public:
 
     const PrivateBus& Bus() const { return m_bus; }
 
+    /**
+     * Whether the bus reads the groups of a connection from its process. A dbus-daemon before 1.14
+     * reads the groups of the user from the user database.
+     */
+    bool ReadsGroupsOfProcesses() const;
+
     /** Replaces the policy file. The new file applies on return. */
     void Install(const std::string& policy);
 

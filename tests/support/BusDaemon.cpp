@@ -37,6 +37,18 @@ bool BusDaemon::ReleaseName(GDBusConnection* connection, const std::string& name
     return Call(connection, "ReleaseName", g_variant_new("(s)", name.c_str()));
 }
 
+bool BusDaemon::ReportsGroups(GDBusConnection* connection) {
+    const char* const name = g_dbus_connection_get_unique_name(connection);
+    g_autoptr(GVariant) reply =
+        CallFor(connection, "GetConnectionCredentials", g_variant_new("(s)", name));
+    if (reply == nullptr) {
+        return false;
+    }
+    g_autoptr(GVariant) credentials = g_variant_get_child_value(reply, 0);
+    g_autoptr(GVariant) groups = g_variant_lookup_value(credentials, "UnixGroupIDs", nullptr);
+    return groups != nullptr;
+}
+
 pid_t BusDaemon::Process(GDBusConnection* connection) {
     return static_cast<pid_t>(NumberFor(connection, "GetConnectionUnixProcessID",
                                         g_variant_new("(s)", "org.freedesktop.DBus")));

@@ -24,6 +24,9 @@ std::uint32_t RequestName(GDBusConnection* connection, const std::string& name);
 /** @return whether the daemon replied. */
 bool ReleaseName(GDBusConnection* connection, const std::string& name);
 
+/** @return whether the credentials of the connection contain the groups of its process. */
+bool ReportsGroups(GDBusConnection* connection);
+
 /** @return the daemon's process, or 0. */
 pid_t Process(GDBusConnection* connection);
 
