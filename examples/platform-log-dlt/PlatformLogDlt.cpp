@@ -48,8 +48,8 @@ DltContext& Context(const char* tag) {
 } // namespace
 
 void PlatformLogPrint(int /*bufferId*/, int priority, const char* tag, const char* format, ...) {
-    // Not where the daemon has switched this level off.
     DltContextData message = {};
+    // False if the daemon has switched this level off.
     const bool isForDlt =
         dlt_user_log_write_start(&Context(tag), &message, LevelOf(priority)) == DLT_RETURN_TRUE;
     const bool isForStandardError = LogSettings::IncludesStandardError();

@@ -31,7 +31,7 @@ constexpr Kind KINDS[] = {
     {"no-crossed-ack", Fault::NoCrossedAck, FaultArguments::Nothing,
      "leave _CLIENT_SYN_ACK unanswered while bound"},
     {"no-crossed-start", Fault::NoCrossedStart, FaultArguments::Nothing,
-     "ignore a _CLIENT_SYN_ACK of the host that sent the first _CLIENT_SYN"},
+     "ignore _CLIENT_SYN_ACK of the first bound host, if bound by _CLIENT_SYN"},
     {"no-syn-again", Fault::NoSynAgain, FaultArguments::Nothing,
      "ignore _CLIENT_SYN of the bound host"},
     {"on-taking", Fault::OnAcquisition, FaultArguments::Nothing,
