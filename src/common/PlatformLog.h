@@ -1,7 +1,8 @@
 // The one call to the platform's system log.
 //
-// A device with another logger replaces the C++ source file behind this function. The value of the
-// CMake variable APPLIST_PLATFORM_LOG_SOURCE is this file; docs/porting.md has an example.
+// A device with another logger replaces the C++ source file behind this function. The CMake
+// variable APPLIST_PLATFORM_LOG_SOURCE is the path of the other file; docs/porting.md has an
+// example.
 #ifndef APPLIST_COMMON_PLATFORMLOG_H
 #define APPLIST_COMMON_PLATFORMLOG_H
 

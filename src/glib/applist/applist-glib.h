@@ -165,8 +165,9 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
  * @outcome: the outcome
  * @reason: the reason, empty if the partner has replied to every request
  *
- * Emitted once for each change, selection and click without an error, in the order of the calls,
- * unless the store ends first. A full queue reports its merged changes early.
+ * Emitted once for each accepted change, selection and click, in the order of the calls, unless the
+ * store ends first. A full queue reports its merged changes at once, before the outcomes of earlier
+ * calls.
  */
 
 /**
