@@ -219,6 +219,30 @@ TEST_F(CheckKit, ReportsADriverThatFails) {
     EXPECT_THAT(m_output, HasSubstr("the command of --drive failed with the exit status 5"));
 }
 
+// The first start is good, and the command of the second one fails.
+TEST_F(CheckKit, EndsOnceWhenTheCommandOfRestartFails) {
+    const std::string first = m_folder.Path() + "/started";
+    const std::string command = "mkdir " + first + " || exit 7; exec " + APPLISTCTL +
+                                " partner --script " + m_folder.Write("script", "wait 600\n");
+    ToolProcess check({"check", "partner", "--wait=0", "--limit=0.2",
+                       "--only=answers-syn,works-with-library,reconnects", "--restart", command});
+    EXPECT_EQ(check.WaitForExit(), 1);
+    EXPECT_EQ(check.Errors(), "applistctl check partner: the command of --restart failed with the "
+                              "exit status 7, and no partner has announced itself: " +
+                                  command + "\n");
+    EXPECT_THAT(check.Output(), HasSubstr("  not seen  2 duties not checked: the command of "
+                                          "--restart failed\n"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
+}
+
+TEST_F(CheckKit, NamesTheStatusOfACommandOfRestartThatFailsAtTheFirstStart) {
+    ToolProcess check({"check", "partner", "--wait=0", "--limit=0.1", "--restart", "exit 127"});
+    EXPECT_EQ(check.WaitForExit(), 1);
+    EXPECT_EQ(check.Errors(), "applistctl check partner: the command of --restart failed with the "
+                              "exit status 127, and no partner has announced itself: exit 127\n");
+    EXPECT_EQ(check.Output(), "");
+}
+
 // XML 1.0 has no form for most control characters, not even as references.
 TEST(JUnitText, EscapesEachByteThatXmlCannotContain) {
     EXPECT_EQ(JUnitFile::Escape("a<b>&\"c'"), "a&lt;b&gt;&amp;&quot;c&apos;");

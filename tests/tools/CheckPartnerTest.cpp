@@ -126,13 +126,6 @@ TEST_F(CheckPartner, AsksForAPartnerAndReportsThatNoneAnswers) {
     EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
 }
 
-TEST_F(CheckPartner, ReportsACommandThatStartsNoPartner) {
-    ToolProcess check(Words({"--limit=0.2", "--restart", "exit 6"}));
-    EXPECT_EQ(ExitStatusOf(check), 4);
-    EXPECT_THAT(FindingOf("announces-itself", check.Output()),
-                HasSubstr("from the command of --restart, exit status 6"));
-}
-
 // The broken duty of this partner is not selected.
 TEST_F(CheckPartner, NamesTheNameThatAPartnerKeeps) {
     ToolProcess check(Words({"--limit=1", "--only=answers-syn", "--restart",

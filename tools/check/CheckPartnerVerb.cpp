@@ -190,10 +190,12 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
                  drive,
                  options.limit,
                  options.wait};
+    run.end = end;
     others.Watch([&](const std::string& text) { end("another host was on the bus", text); });
     HostPointer host = HandshakeCheck::FindPartner(run);
     if (host == nullptr) {
         endIfStopped();
+        EndIfCommandFailed(run);
         ReportNoPartner(run, others.Connection());
         return EXIT_STATUS_FAILED;
     }
@@ -330,11 +332,13 @@ private:
     void ShowRest(CheckResult& result, const std::string& reason) {
         const std::map<int, Finding> shown = result.Findings();
         result.Complete(reason);
+        std::vector<int> rest;
         for (const auto& [index, finding] : result.Findings()) {
             if (shown.count(index) == 0) {
-                m_report.Show(index, finding, false);
+                rest.push_back(index);
             }
         }
+        m_report.ShowRest(rest, {Grade::NotSeen, reason});
     }
 
     // A broken duty of one run outweighs a missing partner in another one.
@@ -367,15 +371,17 @@ Usage CheckPartnerVerb::Describe() {
         "it finds another host.",
         "The command of --restart ends the old partner, starts a new one, and returns, or it\n"
         "stays in the foreground as the partner. The check ends such a command before the next\n"
-        "start. Without --restart, the check asks you to start and restart the partner.\n\n"
+        "start. When the command fails without an announcement of a partner, the check ends.\n"
+        "Without --restart, the check asks you to start and restart the partner.\n\n"
         "The command of --drive has two more arguments, for which \"$@\" stands: select, click,\n"
         "change or remove, and the id of the item. \"change\" changes the item, but not its id.\n"
         "The command returns 0 after the action. Another exit status breaks the duty. Without\n"
         "--drive, and unless --wait is 0, the check asks you to select, click and change an item\n"
         "in the partner. Without your action, such a duty is \"not seen\".\n\n"
-        "Exit status: 0 no duty is broken, 1 no partner found, a stopped partner, another host\n"
-        "on the bus, or a FILE with an error, 2 wrong usage, 3 no bus, 4 a duty is broken, a\n"
-        "duty of the baseline is not broken, or the time of --timeout is over.",
+        "Exit status: 0 no duty is broken, 1 no partner found, a failed command of --restart,\n"
+        "a stopped partner, another host on the bus, or a FILE with an error, 2 wrong usage,\n"
+        "3 no bus, 4 a duty is broken, a duty of the baseline is not broken, or the time of\n"
+        "--timeout is over.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
          {"drive", "COMMAND", "Act as the partner's user with this shell command"},

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <check/CheckResult.h>
 #include <shared/Output.h>
@@ -21,6 +22,10 @@ public:
     virtual void Ask(const std::string& text) = 0;
 
     virtual void Show(int index, const Finding& finding, bool isKnown) = 0;
+
+    /** The rows that the check did not reach, all for one reason. */
+    virtual void ShowRest(const std::vector<int>& indices, const Finding& finding) = 0;
+
     virtual void End(const CheckResult& result, double seconds) = 0;
 };
 

@@ -34,7 +34,11 @@ void Restart(CheckRun& run, BareHost& host) {
         run.isAway = false;
         if (run.list.IsBroken(Duty::AnnouncesItself) || run.list.IsBroken(Duty::ReleasesNames)) {
             FindSilentPartner(run, host);
+            if (!host.HasSeen("_SYN_ACK")) {
+                EndIfCommandFailed(run);
+            }
         } else if (!host.WaitForStep("_SYN", run.StartLimit())) {
+            EndIfCommandFailed(run);
             FailStep(run, host, Duty::AnnouncesItself, "_SYN", "at its start",
                      NotWithin("_SERVICE_SYN", run.StartLimit()) + " after a restart");
         }
@@ -137,6 +141,15 @@ SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
              request.problem);
     }
     return request;
+}
+
+void EndIfCommandFailed(CheckRun& run) {
+    const std::string failure = run.partner.DescribeFailure();
+    if (!failure.empty()) {
+        run.end("the command of --restart failed",
+                "the command of --restart " + failure +
+                    ", and no partner has announced itself: " + run.partner.Text());
+    }
 }
 
 HostPointer FreshHost(CheckRun& run, HostPointer host) {

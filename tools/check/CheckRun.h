@@ -26,6 +26,8 @@ struct CheckRun {
     std::set<std::string> losses = {}; ///< the causes that are reported
     std::optional<AppListRequest> lastRequest = std::nullopt; ///< with a reply
     std::string candidates = {}; ///< why no partner may answer, for a bus without match rules
+    /// ends the check: the reason for the remaining duties, and the error
+    std::function<void(const std::string& reason, const std::string& text)> end = {};
 
     /** Seconds for the start of the partner, which loads its program first. */
     double StartLimit() const { return 3 * limit; }
@@ -62,6 +64,9 @@ void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffi
 /** Sends a request. The loss of the partner breaks the row of the request. */
 SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
                  const std::vector<ListedItem>& items = {});
+
+/** Ends the check when the command of --restart has failed, and no partner has announced itself. */
+void EndIfCommandFailed(CheckRun& run);
 
 /**
  * Ends @p host and waits until the partner searches for the next one. Starts a partner that has

@@ -197,6 +197,7 @@ bool Find(CheckRun& run, BareHost& host) {
             AnswerPartnersSyn(run, host);
             return true;
         }
+        EndIfCommandFailed(run);
         FailStep(run, host, Duty::AnnouncesItself, "_SYN", "at its start",
                  NotWithin("_SERVICE_SYN", run.StartLimit()) + " from the command of --restart" +
                      run.partner.DescribeEnd());
@@ -291,6 +292,7 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
         const auto start = Clock::now();
         run.partner.Run();
         if (!observer.WaitForStep("_SYN", run.StartLimit())) {
+            EndIfCommandFailed(run);
             run.list.Skip(Duty::StartsTogether, "the partner does not announce itself");
             return;
         }

@@ -39,6 +39,12 @@ public:
                {"in_baseline", isKnown}});
     }
 
+    void ShowRest(const std::vector<int>& indices, const Finding& finding) override {
+        for (const int index : indices) {
+            Show(index, finding, false);
+        }
+    }
+
     void End(const CheckResult& result, double seconds) override {
         const CheckCounts counts = result.Count();
         Write({{"event", "summary"},

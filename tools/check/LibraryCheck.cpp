@@ -138,6 +138,9 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
     }
     const bool asked = WaitUntil(
         [&] { return traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) > created; }, seconds);
+    if (!asked) {
+        EndIfCommandFailed(run);
+    }
     const bool filled =
         asked &&
         WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) > fills; },

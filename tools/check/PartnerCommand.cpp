@@ -90,4 +90,15 @@ std::string PartnerCommand::DescribeEnd() {
     return ", exit status " + std::to_string(WEXITSTATUS(*m_status));
 }
 
+std::string PartnerCommand::DescribeFailure() {
+    if (!HasEnded() || *m_status == 0) {
+        return "";
+    }
+    if (WIFSIGNALED(*m_status)) {
+        const int number = WTERMSIG(*m_status);
+        return "was ended by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
+    }
+    return "failed with the exit status " + std::to_string(WEXITSTATUS(*m_status));
+}
+
 } // namespace applistctl

@@ -25,6 +25,7 @@ public:
     PartnerCommand& operator=(const PartnerCommand&) = delete;
 
     bool IsGiven() const { return !m_command.empty(); }
+    const std::string& Text() const { return m_command; }
 
     /** Stops the processes of an earlier run, and starts the command without waiting for it. */
     void Run();
@@ -37,6 +38,9 @@ public:
 
     /** ", exit status 7": of a partner that has left the bus. Empty for an unknown status. */
     std::string DescribeEnd();
+
+    /** "failed with the exit status 127": of a command that has ended so. Empty for another one. */
+    std::string DescribeFailure();
 
 private:
     bool HasEnded();

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include <shared/Counted.h>
+
 namespace applistctl {
 
 namespace {
@@ -54,6 +56,16 @@ public:
         case Grade::Broken:
             m_output.Line("  BROKEN    " + rest, Output::Tone::Problem);
             break;
+        }
+    }
+
+    // One line for all: the reason would hide the findings above it.
+    void ShowRest(const std::vector<int>& indices, const Finding& finding) override {
+        if (indices.size() == 1) {
+            Show(indices.front(), finding, false);
+        } else if (!indices.empty()) {
+            m_output.Line("  not seen  " + Counted(indices.size(), "duty", "duties") +
+                          " not checked: " + finding.evidence);
         }
     }
 
