@@ -94,13 +94,14 @@ TEST_P(RefusedRole, IsRemediedByTheFileThatTheCheckPrints) {
                                 "/org.morva.JavaMW.conf names user root for the "
                                 "host, and you are " +
                                 Users::HOST + "\n"));
-    EXPECT_THAT(text, HasSubstr(std::string("-> write this file to /etc/dbus-1/system.d/"
+    EXPECT_THAT(text, HasSubstr(std::string("-> write the file below to /etc/dbus-1/system.d/"
                                             "org.morva.JavaMW-") +
                                 Users::HOST + ".conf"));
     const std::size_t start = text.find("<!DOCTYPE");
     const std::string end = "</busconfig>\n";
     ASSERT_NE(start, std::string::npos) << text;
-    EXPECT_EQ(start, text.rfind("<!DOCTYPE")); // once for three refusals
+    EXPECT_EQ(text.find(end) + end.size(), text.size()) << text; // behind all rows
+    EXPECT_EQ(start, text.rfind("<!DOCTYPE"));                   // once for three refusals
     bus.Add("org.morva.JavaMW-daemon.conf",
             text.substr(start, text.find(end) + end.size() - start));
     ToolProcess allowed(words, {}, [&] { user.Become(); });

@@ -77,9 +77,30 @@ TEST_F(DeviceCheck, ReportsAMissingRightToAnnounce) {
     const std::string output = CheckOutput(4, {"--limit=0.2"});
     EXPECT_THAT(output, HasSubstr("MISSING  announce  the bus refuses "
                                   "org.morva.JavaMW.Applist_CLIENT_ACK"));
-    EXPECT_THAT(output, HasSubstr("-> write this file to /etc/dbus-1/system.d/"));
+    EXPECT_THAT(output, HasSubstr("-> write the file below to /etc/dbus-1/system.d/"));
     EXPECT_THAT(output, HasSubstr("MISSING  partner   not checked: the handshake needs the _CLIENT "
                                   "names"));
+}
+
+TEST_F(DeviceCheck, AdvisesTheUserOfThePolicyInsteadOfAWiderPolicy) {
+    bus.SetPolicy("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
+    const TemporaryFolder folder;
+    folder.Write("host.conf", PolicyFor("nobody", "_CLIENT"));
+    const ToolResult check = RunTool({"check", "--limit=0.2", "--policies", folder.Path()});
+    EXPECT_EQ(check.status, 4) << check.output;
+    EXPECT_THAT(check.output, HasSubstr("-> run this check as user nobody\n"));
+    EXPECT_THAT(check.output, Not(HasSubstr("<busconfig>")));
+}
+
+// Neither the superuser nor a missing user fits.
+TEST_F(DeviceCheck, AdvisesAWiderPolicyWithoutAUserOfThePolicy) {
+    bus.SetPolicy("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
+    const TemporaryFolder folder;
+    folder.Write("host.conf", PolicyFor("no-such-user", "_CLIENT"));
+    const ToolResult check = RunTool({"check", "--limit=0.2", "--policies", folder.Path()});
+    EXPECT_THAT(check.output, HasSubstr("-> write the file below to /etc/dbus-1/system.d/"));
+    EXPECT_THAT(check.output, HasSubstr("<busconfig>"));
+    EXPECT_THAT(check.output, Not(HasSubstr("run this check as")));
 }
 
 // The names of the host are free, and the partner's own name prevents the handshake.

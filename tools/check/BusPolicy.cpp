@@ -1,6 +1,7 @@
 #include <check/BusPolicy.h>
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 #include <gio/gio.h>
@@ -59,6 +60,22 @@ struct Reader {
 std::string NumberOf(const std::string& user) {
     const passwd* const entry = getpwnam(user.c_str());
     return entry != nullptr ? std::to_string(entry->pw_uid) : "";
+}
+
+bool IsRoot(const std::string& user) {
+    return user == "root" || user == "0";
+}
+
+bool IsNumber(const std::string& name) {
+    return !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
+}
+
+bool IsUser(const std::string& name) {
+    return IsNumber(name) || getpwnam(name.c_str()) != nullptr;
+}
+
+bool IsGroup(const std::string& name) {
+    return IsNumber(name) || getgrnam(name.c_str()) != nullptr;
 }
 
 bool IsInGroup(const std::string& user, const std::string& group) {
@@ -128,6 +145,21 @@ std::string BusPolicy::Members() const {
         if (block.kind == "user" || block.kind == "group") {
             text.append(text.empty() ? "" : " or ").append(block.kind + " " + block.name);
         }
+    }
+    return text;
+}
+
+std::string BusPolicy::OtherMembers() const {
+    std::set<std::string> members;
+    for (const Block& block : m_blocks) {
+        const bool isUser = block.kind == "user" && !IsRoot(block.name) && IsUser(block.name);
+        if (isUser || (block.kind == "group" && IsGroup(block.name))) {
+            members.insert(block.kind + " " + block.name);
+        }
+    }
+    std::string text;
+    for (const std::string& member : members) {
+        text += (text.empty() ? "" : " or ") + member;
     }
     return text;
 }

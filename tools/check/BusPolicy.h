@@ -30,6 +30,9 @@ public:
     /** The users and groups with the role, such as "user javamw or group media"; may be empty. */
     std::string Members() const;
 
+    /** The same without root, and without users and groups that this machine lacks. */
+    std::string OtherMembers() const;
+
     /** Whether a policy gives the role to @p user. */
     bool Names(const std::string& user) const;
 

@@ -525,7 +525,9 @@ int CheckHostVerb::Run(const CommandLine& line) {
     CheckMarker::Send(bus.Connection());
     Verdicts verdicts(output, "WRONG");
     PolicyReport policy(output, verdicts, line);
-    return HostCheck(bus.Connection(), verdicts, policy, limit).Run(wanted);
+    const int status = HostCheck(bus.Connection(), verdicts, policy, limit).Run(wanted);
+    policy.ShowFile();
+    return status;
 }
 
 } // namespace applistctl

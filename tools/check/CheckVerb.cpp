@@ -71,6 +71,7 @@ public:
         }
         // Owning the name has shown the policy. An earlier release would have been an announcement.
         m_host.ReleaseName("_SYN_ACK");
+        m_policy.ShowFile();
         return m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE : EXIT_STATUS_DONE;
     }
 

@@ -8,8 +8,7 @@ namespace applistctl {
 
 namespace {
 
-constexpr const char* RELOAD =
-    ", and let the bus reload its configuration (systemctl reload dbus):";
+constexpr const char* RELOAD = ", and let the bus reload its configuration (systemctl reload dbus)";
 
 } // namespace
 
@@ -32,11 +31,16 @@ void PolicyReport::HostLacks(const std::string& what, const std::string& text) {
         NeedsReload(what, text, policy);
         return;
     }
+    // A user of the role fits. Rights for another user would widen the policy.
+    const std::string members = policy.OtherMembers();
+    if (!members.empty()) {
+        m_verdicts.Wrong(what, text + "; " + policy.Describe(m_user),
+                         "run this check as " + members);
+        return;
+    }
     m_verdicts.Wrong(what, text + "; " + policy.Describe(m_user),
-                     m_hasShownDropIn
-                         ? "write the file above"
-                         : "write this file to " + BusPolicy::DropInPath(m_user) + RELOAD);
-    ShowDropIn(BusPolicy::Role::Host);
+                     "write the file below to " + BusPolicy::DropInPath(m_user) + RELOAD);
+    m_dropIn = BusPolicy::DropIn(m_user);
 }
 
 void PolicyReport::MayNotCall(const std::string& what, const std::string& text) {
@@ -57,9 +61,9 @@ void PolicyReport::MayNotCall(const std::string& what, const std::string& text) 
     }
     m_verdicts.Wrong(what, text + "; " + partner.DescribeAbsence() + "host or the partner",
                      "install the policy of the library, which names the users of host and "
-                     "partner; for this user alone, write this file to " +
+                     "partner; for this user alone, write the file below to " +
                          BusPolicy::DropInPath(m_user, BusPolicy::Role::Partner) + RELOAD);
-    ShowDropIn(BusPolicy::Role::Partner);
+    m_dropIn = BusPolicy::DropIn(m_user, BusPolicy::Role::Partner);
 }
 
 void PolicyReport::NeedsReload(const std::string& what, const std::string& text,
@@ -68,10 +72,8 @@ void PolicyReport::NeedsReload(const std::string& what, const std::string& text,
                      "let the bus reload its configuration: systemctl reload dbus");
 }
 
-void PolicyReport::ShowDropIn(BusPolicy::Role role) {
-    if (!std::exchange(m_hasShownDropIn, true)) {
-        m_output.Verbatim(BusPolicy::DropIn(m_user, role));
-    }
+void PolicyReport::ShowFile() {
+    m_output.Verbatim(std::exchange(m_dropIn, ""));
 }
 
 } // namespace applistctl

@@ -31,15 +31,18 @@ public:
     /** The user of this process may not call hosts, which host and partner may do. */
     void MayNotCall(const std::string& what, const std::string& text);
 
+    /** Prints the policy file that the advice names, after all rows; nothing without such advice.
+     */
+    void ShowFile();
+
 private:
     void NeedsReload(const std::string& what, const std::string& text, const BusPolicy& policy);
-    void ShowDropIn(BusPolicy::Role role);
 
     Output& m_output;
     Verdicts& m_verdicts;
     std::vector<std::string> m_folders;
     const std::string m_user = BusPolicy::CurrentUser();
-    bool m_hasShownDropIn = false;
+    std::string m_dropIn;
 };
 
 } // namespace applistctl
