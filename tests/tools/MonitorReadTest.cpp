@@ -912,6 +912,15 @@ TEST_F(MonitorRead, RefusesAFileThatIsNotACapture) {
     EXPECT_THAT(report.errors, HasSubstr(" is no capture: "));
 }
 
+TEST_F(MonitorRead, RefusesAFolderAndAnEmptyFile) {
+    const ToolResult folder = RunTool({"monitor", "--read=/"});
+    EXPECT_EQ(folder.status, 1);
+    EXPECT_EQ(folder.errors, "applistctl monitor: / is a folder: --read takes a capture file\n");
+    const ToolResult empty = RunTool({"monitor", "--read=/dev/null"});
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_EQ(empty.errors, "applistctl monitor: /dev/null is no capture: it is empty\n");
+}
+
 TEST_F(MonitorRead, RefusesACaptureOfAnotherProtocol) {
     const ToolResult report = ReportOf(CaptureWriter(1).Bytes());
     EXPECT_EQ(report.status, 1);

@@ -151,6 +151,15 @@ TEST_F(ScriptedPartner, StopsAtAWrongLineBeforeItStarts) {
     EXPECT_THAT(partner.Output(), IsEmpty());
 }
 
+TEST_F(ScriptedPartner, NamesTheWrongQuotingOfALine) {
+    ToolProcess partner(Script("expect selection \"a b\nexpect selection a\\\n"));
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    EXPECT_THAT(partner.Errors(),
+                HasSubstr("script:1: a quotation mark has no counterpart in this line\n"));
+    EXPECT_THAT(partner.Errors(), HasSubstr("script:2: no character follows the backslash at the "
+                                            "end of the line\n"));
+}
+
 TEST_F(ScriptedPartner, FailsOnAnUnknownFault) {
     ToolProcess partner(Script("fault silence now\n"));
     EXPECT_EQ(partner.WaitForExit(), 1);

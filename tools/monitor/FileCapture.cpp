@@ -37,6 +37,20 @@ bool IsLocal(const std::vector<unsigned char>& blob) {
     return std::search(blob.begin(), blob.end(), path.begin(), path.end()) != blob.end();
 }
 
+// Without bytes, libpcap reports only a length.
+std::string DescribeContent(const std::string& file, std::FILE* stream) {
+    struct stat status {};
+    if (fstat(fileno(stream), &status) == 0 && S_ISDIR(status.st_mode)) {
+        return file + " is a folder: --read takes a capture file";
+    }
+    const int first = std::getc(stream);
+    if (first == EOF) {
+        return file + " is no capture: it is empty";
+    }
+    std::ungetc(first, stream);
+    return "";
+}
+
 } // namespace
 
 bool FileCapture::Open(const std::string& file, std::string& problem) {
@@ -51,7 +65,15 @@ bool FileCapture::Open(const std::string& file, std::string& problem) {
         m_descriptor = fileno(stream);
     }
     char text[PCAP_ERRBUF_SIZE] = "";
-    Wait();
+    if (Wait()) {
+        problem = DescribeContent(file == "-" ? "standard input" : file, stream);
+    }
+    if (!problem.empty()) {
+        if (stream != stdin) {
+            std::fclose(stream);
+        }
+        return false;
+    }
     m_capture.reset(pcap_fopen_offline(stream, text)); // closes the stream with itself
     if (m_capture == nullptr) {
         if (stream != stdin) {

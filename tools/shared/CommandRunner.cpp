@@ -28,6 +28,18 @@ std::string DescribeCommands(const std::vector<Command>& commands) {
     return InTwoColumns(rows);
 }
 
+namespace {
+
+// Another character at the end completes an escape sequence, but no quotation.
+// @return the problem of a line that the shell's quoting rules do not allow
+std::string DescribeQuoting(const std::string& line) {
+    return g_shell_parse_argv((line + "x").c_str(), nullptr, nullptr, nullptr) != FALSE
+               ? "no character follows the backslash at the end of the line"
+               : "a quotation mark has no counterpart in this line";
+}
+
+} // namespace
+
 bool CommandRunner::RunLine(const std::string& line) {
     std::vector<std::string> arguments;
     std::string problem;
@@ -52,11 +64,10 @@ const Command* CommandRunner::Parse(const std::string& line, std::vector<std::st
     if (start == std::string::npos || line[start] == '#') {
         return nullptr;
     }
-    g_autoptr(GError) error = nullptr;
     g_auto(GStrv) words = nullptr;
     int count = 0;
-    if (g_shell_parse_argv(line.c_str(), &count, &words, &error) == FALSE) {
-        problem = error->message;
+    if (g_shell_parse_argv(line.c_str(), &count, &words, nullptr) == FALSE) {
+        problem = DescribeQuoting(line);
         return nullptr;
     }
     const std::string name = words[0];

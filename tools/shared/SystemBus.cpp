@@ -84,9 +84,9 @@ void SystemBus::UseAddress(const std::string& address) {
 }
 
 void SystemBus::OnClosed(GDBusConnection* /*connection*/, gboolean /*remotePeerVanished*/,
-                         GError* error, void* user_data) {
-    auto* const self = static_cast<SystemBus*>(user_data);
-    self->m_onClosed(error != nullptr ? error->message : "the connection was closed");
+                         GError* /*error*/, void* user_data) {
+    // GDBus names only the stream below the connection, for each cause alike.
+    static_cast<SystemBus*>(user_data)->m_onClosed("the bus daemon has closed the connection");
 }
 
 } // namespace applistctl
