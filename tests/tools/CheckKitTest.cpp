@@ -1,4 +1,5 @@
 // The options of "applistctl check partner" for scripts and CI, and its files.
+#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -65,9 +66,11 @@ protected:
 
 TEST_F(CheckKit, ShowsTheDutiesOfOnlyAlone) {
     EXPECT_EQ(Check(NO_CLICK, {"--only=answers-syn,keeps-its-host"}), 0) << m_errors;
-    EXPECT_THAT(m_output, HasSubstr("2 passed, 0 weak, 0 broken, 0 not seen; 2 of "));
+    EXPECT_THAT(m_output, HasSubstr("2 passed, 0 weak, 0 broken, 0 not seen, 40 duties not "
+                                    "selected; 2 of "));
     EXPECT_EQ(Check(NO_CLICK, {"--only=request-click"}), 4) << m_errors;
-    EXPECT_THAT(m_output, HasSubstr("0 passed, 0 weak, 1 broken, 0 not seen; 0 of "));
+    EXPECT_THAT(m_output, HasSubstr("0 passed, 0 weak, 1 broken, 0 not seen, 41 duties not "
+                                    "selected; 0 of "));
 }
 
 TEST_F(CheckKit, RefusesAnUnknownDuty) {
@@ -89,6 +92,18 @@ TEST_F(CheckKit, ListsTheDutiesWithoutABus) {
     EXPECT_EQ(list.WaitForExit(), 0);
     EXPECT_THAT(list.Output(), HasSubstr("\nanswers-syn  "));
     EXPECT_THAT(list.Output(), HasSubstr("_SERVICE_SYN_ACK [P9]\n"));
+}
+
+TEST_F(CheckKit, ListsTheDutiesAsJson) {
+    ToolProcess list({"check", "partner", "--list", "--json"});
+    EXPECT_EQ(list.WaitForExit(), 0);
+    const std::vector<Json> objects = ObjectsOf(list.Output());
+    ASSERT_THAT(objects, SizeIs(42));
+    for (const Json& object : objects) {
+        EXPECT_EQ(object["event"], "listed");
+        EXPECT_FALSE(object["duty"].get<std::string>().empty());
+        EXPECT_TRUE(object["statements"].is_array());
+    }
 }
 
 TEST_F(CheckKit, AcceptsABrokenDutyOfTheBaseline) {
@@ -136,6 +151,9 @@ TEST_F(CheckKit, PrintsAnObjectForEachDutyAndForTheSummary) {
     EXPECT_EQ(objects[2]["broken"], 1);
     EXPECT_EQ(objects[2]["statements_proven"], 1);
     EXPECT_EQ(objects[2]["failed"], true);
+    EXPECT_EQ(objects[2]["not_selected"], 40);
+    const double milliseconds = objects[2]["seconds"].get<double>() * 1e3;
+    EXPECT_NEAR(milliseconds, std::round(milliseconds), 1e-6);
 }
 
 // Counts the elements of a document, and fails on a malformed one.

@@ -254,8 +254,7 @@ std::optional<int> ReadOptions(const CommandLine& line, Options& options) {
     return std::nullopt;
 }
 
-int ShowRows() {
-    Output output(CHECK_PARTNER);
+int ShowRows(Output& output) {
     std::size_t width = 0;
     for (const RowText& row : Duties::AllRows()) {
         width = std::max(width, row.key.size());
@@ -402,10 +401,13 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
     if (const std::optional<int> status = ReadOptions(line, options)) {
         return *status;
     }
-    if (line.Has("list")) {
-        return ShowRows();
-    }
     Output output(CHECK_PARTNER);
+    if (line.Has("list") && !line.Has("json")) {
+        return ShowRows(output);
+    }
+    if (line.Has("list") && ListAsJson(output)) {
+        return EXIT_STATUS_DONE;
+    }
     const std::unique_ptr<CheckReport> report =
         line.Has("json") ? MakeJsonReport(output) : MakeTextReport(output);
     if (report == nullptr) {

@@ -34,6 +34,9 @@ std::unique_ptr<CheckReport> MakeTextReport(Output& output);
 /** One object in each line. @return null in a build without nlohmann-json */
 std::unique_ptr<CheckReport> MakeJsonReport(Output& output);
 
+/** Prints the duties, one object in each line. @return false in a build without nlohmann-json */
+bool ListAsJson(Output& output);
+
 } // namespace applistctl
 
 #endif

@@ -28,6 +28,11 @@ public:
 
     bool IsSelected(int index) const { return m_selected.empty() || m_selected.count(index) != 0; }
 
+    /** The duties that the user has left out. */
+    std::size_t CountUnselected() const {
+        return m_selected.empty() ? 0 : Duties::AllRows().size() - m_selected.size();
+    }
+
     void Add(int index, const Finding& finding) { m_findings[index] = finding; }
 
     /** Sets @p reason for each selected row without a finding. */

@@ -21,6 +21,12 @@ std::size_t LabelColumn() {
     return column;
 }
 
+// ", 40 duties not selected"
+std::string DescribeUnselected(const CheckResult& result) {
+    const std::size_t count = result.CountUnselected();
+    return count == 0 ? "" : ", " + Counted(count, "duty", "duties") + " not selected";
+}
+
 class TextCheckReport : public CheckReport {
 public:
     explicit TextCheckReport(Output& output) : m_output(output) {}
@@ -77,8 +83,8 @@ public:
         m_output.State(
             std::to_string(counts.passed) + " passed, " + std::to_string(counts.weak) + " weak, " +
             std::to_string(counts.broken) + " broken, " + std::to_string(counts.notSeen) +
-            " not seen; " + std::to_string(counts.proven) + " of " +
-            std::to_string(Duties::STATEMENTS) +
+            " not seen" + DescribeUnselected(result) + "; " + std::to_string(counts.proven) +
+            " of " + std::to_string(Duties::STATEMENTS) +
             " statements proven, not checked: " + Duties::Describe(Duties::UncheckedStatements()));
     }
 
