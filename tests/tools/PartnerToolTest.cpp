@@ -190,14 +190,15 @@ TEST_F(PartnerTool, ShowsBytesOutsideUtf8AsText) {
     EXPECT_TRUE(m_partner.WaitFor("M\\xfcnchen \xe2\x82\xac \\xc2\\x9b (\\xff)"));
 }
 
-// All characters that change the order of a line, between two that stay: ZWNJ and the ellipsis.
+// All characters that change the order of a line or divide it, between two that stay: ZWNJ and the
+// ellipsis.
 TEST_F(PartnerTool, ShowsControlsOfTheWritingDirectionAsText) {
     m_host.Request("a\u200c\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068"
-                   "\u2069\u2026\n\u202e1\n\xd5\x07\0\0"s);
+                   "\u2069\u2028\u2029\u2026\n\u202e1\n\xd5\x07\0\0"s);
     EXPECT_TRUE(m_partner.WaitFor(
         "a\u200c\\xd8\\x9c\\xe2\\x80\\x8e\\xe2\\x80\\x8f\\xe2\\x80\\xaa\\xe2\\x80\\xab"
         "\\xe2\\x80\\xac\\xe2\\x80\\xad\\xe2\\x80\\xae\\xe2\\x81\\xa6\\xe2\\x81\\xa7\\xe2\\x81\\xa8"
-        "\\xe2\\x81\\xa9\u2026 (\\xe2\\x80\\xae1)"));
+        "\\xe2\\x81\\xa9\\xe2\\x80\\xa8\\xe2\\x80\\xa9\u2026 (\\xe2\\x80\\xae1)"));
 }
 
 TEST_F(PartnerTool, AcceptsTheIdOfAnItemInPlaceOfItsNumber) {

@@ -28,7 +28,8 @@ std::string InColumns(const ListedItem& item, std::size_t column) {
 }
 
 bool IsControl(gunichar character) {
-    return character < 0x20 || (character >= 0x7f && character < 0xa0);
+    const bool isSeparator = character == 0x2028 || character == 0x2029; // of lines and paragraphs
+    return character < 0x20 || (character >= 0x7f && character < 0xa0) || isSeparator;
 }
 
 // The controls of the bidirectional algorithm. They can change the order of the whole line.
