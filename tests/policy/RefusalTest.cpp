@@ -111,6 +111,27 @@ TEST_P(RefusedRole, IsRemediedByTheFileThatTheCheckPrints) {
     }
 }
 
+// The folder is of root alone.
+TEST_P(RefusedRole, IsNotExplainedFromAnUnreadableFolder) {
+    SkipUnlessRoot();
+    const BusUser user(Users::HOST);
+    if (!user.MayRun(APPLISTCTL)) {
+        GTEST_SKIP() << "this user may not run " << APPLISTCTL;
+    }
+    const TemporaryFolder folder;
+    const StockBus bus("");
+    for (const char* const verb : {"", "host"}) {
+        std::vector<std::string> words = {"check", "--policies", folder.Path()};
+        if (*verb != '\0') {
+            words.insert(words.begin() + 1, verb);
+        }
+        ToolProcess check(words, {}, [&] { user.Become(); });
+        EXPECT_EQ(check.WaitForExit(), 1);
+        EXPECT_THAT(check.Errors(), HasSubstr("cannot read the folder " + folder.Path() +
+                                              " of --policies: Permission denied\n"));
+    }
+}
+
 TEST_P(RefusedRole, IsAMatterOfAReloadWhenThePolicyNamesTheUser) {
     const std::string me = std::to_string(geteuid());
     const TemporaryFolder folder;

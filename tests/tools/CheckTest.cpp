@@ -195,6 +195,17 @@ TEST_F(DeviceCheck, ReportsAStoppedPartner) {
     EXPECT_THAT(output, HasSubstr("-> let it continue: kill -CONT " + partner.Id()));
 }
 
+TEST_F(DeviceCheck, ReportsAStoppedHost) {
+    RunningPartner partner;
+    SampleHost host(partner);
+    host.Stop();
+    EXPECT_THAT(
+        CheckOutput(4, {"--limit=0.3"}),
+        ContainsRegex("note     hosts     [^\n]* is a host on the bus[^\n]*; it is stopped: "
+                      "let it continue \\(kill -CONT " +
+                      host.Id() + "\\)\n"));
+}
+
 TEST_F(DeviceCheck, ReportsAFreePartnerThatDoesNotAnswer) {
     RunningPartner partner;
     partner.Send("fault no-syn-ack");
@@ -232,7 +243,9 @@ TEST_F(DeviceCheck, NamesTheProcessesOfUnknownRolesWithoutMatchRules) {
     bus.SetPolicy(DENY_RULES);
     RunningPartner partner;
     RunningPartner other;
-    EXPECT_THAT(CheckOutput(0), HasSubstr(" are hosts or partners on the bus\n"));
+    const std::string output = CheckOutput(0);
+    EXPECT_THAT(output, HasSubstr(" are hosts or partners on the bus\n"));
+    EXPECT_THAT(output, HasSubstr("note     partners  not counted: "));
 }
 
 // /proc shows the library in a process of the same user.
@@ -250,6 +263,12 @@ TEST_F(DeviceCheck, DoesNotClaimTheAbsenceOfAPartnerThatThePolicyHides) {
     const std::string output = CheckOutput(4, {"--limit=0.2"});
     EXPECT_THAT(output, HasSubstr("s: a partner may be on the bus, whose policy refuses user "));
     EXPECT_THAT(output, Not(HasSubstr("no partner is on the bus")));
+}
+
+TEST_F(HostCheck, RefersToTheLogOnlyOfARunningHost) {
+    EXPECT_THAT(CheckHostOutput(1, TemporaryFolder().Path()),
+                HasSubstr("-> start the host; if it runs already, see its log (journalctl -t "
+                          "applist)\n"));
 }
 
 TEST_F(HostCheck, DoesNotClaimTheAbsenceOfAHostThatThePolicyHides) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -28,7 +29,8 @@ namespace {
 constexpr const char* CHECK_HOST = "applistctl check host";
 constexpr double HANDSHAKE_S = 2; ///< in which a handshake under way is over
 constexpr double BETWEEN_QUEUES_S = 0.5;
-constexpr const char* START_IT = "start the host; its log (journalctl -t applist) has the reason";
+constexpr const char* START_IT =
+    "start the host; if it runs already, see its log (journalctl -t applist)";
 
 std::string InMs(double seconds) {
     return std::to_string(std::lround(seconds * 1e3)) + " ms";
@@ -493,9 +495,9 @@ Usage CheckHostVerb::Describe() {
         "corrupted. Does not contain message id.\" If the bus does not show match rules\n"
         "(dbus-broker) and its policy refuses introspection, every process on the bus receives\n"
         "this call.\n\n"
-        "Exit status: 0 no fault, 1 no host, 2 wrong usage, 3 no bus, 4 a fault, several\n"
-        "partners, or a bus policy that hides the hosts, 5 the host and its partner are a\n"
-        "half-open pair.",
+        "Exit status: 0 no fault, 1 no host, or the folder of --policies is unreadable, 2 wrong\n"
+        "usage, 3 no bus, 4 a fault, several partners, or a bus policy that hides the hosts,\n"
+        "5 the host and its partner are a half-open pair.",
         false,
         {{"limit", "SECONDS", "Time limit for each reply of the host (default: 3)"},
          PolicyReport::OPTION}};
@@ -513,8 +515,8 @@ int CheckHostVerb::Run(const CommandLine& line) {
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
         return WrongOption(CHECK_HOST, line, "limit", POSITIVE_SECONDS);
     }
-    if (!PolicyReport::HasFolder(line)) {
-        return WrongOption(CHECK_HOST, line, "policies", "a folder");
+    if (const std::optional<int> status = PolicyReport::FindProblem(CHECK_HOST, line)) {
+        return *status;
     }
     Output output(CHECK_HOST);
     const SystemBus bus([](const std::string&) {}, SystemBus::Kind::Own);

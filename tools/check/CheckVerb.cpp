@@ -1,5 +1,6 @@
 #include <check/CheckVerb.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -83,7 +84,8 @@ private:
             if (one.role == Participant::Role::Host) {
                 const std::string host = m_names.Once(one.name);
                 m_verdicts.Note("hosts", host + " is a host on the bus" +
-                                             (m_survey.hasRules ? ", bound to " + Peer(one) : ""));
+                                             (m_survey.hasRules ? ", bound to " + Peer(one) : "") +
+                                             DescribeStop(one.name));
             } else if (one.role == Participant::Role::Partner && !one.peer.empty()) {
                 const std::string partner = m_names.Once(one.name);
                 m_verdicts.Note("hosts", "the partner " + partner + " is bound to " + Peer(one));
@@ -96,6 +98,14 @@ private:
                                                            ? " is a host or a partner on the bus"
                                                            : " are hosts or partners on the bus"));
         }
+    }
+
+    // A stopped host keeps its partner, which then answers no other host.
+    std::string DescribeStop(const std::string& name) const {
+        const guint32 pid = FindPeerProcess(m_host.Connection(), name).pid;
+        return HostProcess::IsStopped(pid)
+                   ? "; it is stopped: let it continue (kill -CONT " + std::to_string(pid) + ")"
+                   : "";
     }
 
     std::string Peer(const Participant& one) {
@@ -290,8 +300,8 @@ Usage CheckVerb::Describe() {
         "them. Prints advice for each missing step, and a policy file for a refused user. Run it\n"
         "as the user of the host. A free partner binds to this check until the check ends.",
         "'applistctl check partner' checks the partner itself, 'applistctl check host' a host.\n\n"
-        "Exit status: 0 no step is missing, 2 wrong usage, 3 no bus, 4 a step is missing, or\n"
-        "several partners are on the bus.",
+        "Exit status: 0 no step is missing, 1 the folder of --policies is unreadable, 2 wrong\n"
+        "usage, 3 no bus, 4 a step is missing, or several partners are on the bus.",
         false,
         {{"limit", "SECONDS", "Time limit for each step of the partner (default: 3)"},
          PolicyReport::OPTION}};
@@ -305,8 +315,8 @@ int CheckVerb::Run(const CommandLine& line) {
     if (!ParseSeconds(line.Value("limit", "3"), limit) || limit <= 0) {
         return WrongOption(CHECK, line, "limit", POSITIVE_SECONDS);
     }
-    if (!PolicyReport::HasFolder(line)) {
-        return WrongOption(CHECK, line, "policies", "a folder");
+    if (const std::optional<int> status = PolicyReport::FindProblem(CHECK, line)) {
+        return *status;
     }
     Output output(CHECK);
     return DeviceCheck(output, limit, line).Run();

@@ -1,8 +1,13 @@
 #include <check/PolicyReport.h>
 
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
+#include <dirent.h>
 #include <glib.h>
+
+#include <shared/ExitStatus.h>
 
 namespace applistctl {
 
@@ -12,9 +17,23 @@ constexpr const char* RELOAD = ", and let the bus reload its configuration (syst
 
 } // namespace
 
-bool PolicyReport::HasFolder(const CommandLine& line) {
-    return !line.Has("policies") ||
-           g_file_test(line.options.at("policies").c_str(), G_FILE_TEST_IS_DIR) != FALSE;
+std::optional<int> PolicyReport::FindProblem(const std::string& program, const CommandLine& line) {
+    if (!line.Has("policies")) {
+        return std::nullopt;
+    }
+    const std::string folder = line.options.at("policies");
+    if (g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR) == FALSE) {
+        return WrongOption(program, line, "policies", "a folder");
+    }
+    // An unreadable folder would look like one without policies.
+    DIR* const content = opendir(folder.c_str());
+    if (content == nullptr) {
+        const std::string reason = std::strerror(errno); // before another call
+        Output(program).Error("cannot read the folder " + folder + " of --policies: " + reason);
+        return EXIT_STATUS_FAILED;
+    }
+    closedir(content);
+    return std::nullopt;
 }
 
 // The policy is found where the bus finds it.

@@ -3,6 +3,7 @@
 #ifndef APPLIST_TOOLS_POLICYREPORT_H
 #define APPLIST_TOOLS_POLICYREPORT_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,8 @@ public:
     static constexpr VerbOption OPTION = {
         "policies", "DIR", "Read the bus policy in DIR (default: the folders of the system bus)"};
 
-    /** @return false when the value of the option is no folder */
-    static bool HasFolder(const CommandLine& line);
+    /** @return the exit status of a --policies without a readable folder, which is reported */
+    static std::optional<int> FindProblem(const std::string& program, const CommandLine& line);
 
     /** @param line with the value of --policies, or without */
     PolicyReport(Output& output, Verdicts& verdicts, const CommandLine& line);

@@ -10,11 +10,25 @@ namespace {
 
 constexpr double REPLACEMENT_S = 2; ///< in which a replaced partner has left the bus
 
+// Without match rules, each process of an unknown role may be a partner.
+bool MayHaveSeveral(const BusSurvey& survey) {
+    return survey.AllOf(Participant::Role::Unknown).size() + survey.silent.size() +
+               survey.refused.size() >
+           1;
+}
+
 } // namespace
 
 void SeveralPartners::Report(GDBusConnection* connection, const BusSurvey& survey,
                              Verdicts& verdicts,
                              const std::function<std::string(const Participant&)>& describe) {
+    if (!survey.hasRules) {
+        if (MayHaveSeveral(survey)) {
+            verdicts.Note("partners", "not counted: the bus does not show who is a partner (" +
+                                          survey.problem + ")");
+        }
+        return;
+    }
     if (survey.AllOf(Participant::Role::Partner).size() < 2) {
         return;
     }
