@@ -361,7 +361,8 @@ TEST_F(PartnerTool, ShowsControlCharactersInTheNameOfAProcessAsText) {
 TEST_F(PartnerTool, NamesTheProcessOfACheckOnce) {
     RunningPartner partner;
     CheckOutput(0);
-    ASSERT_TRUE(partner.WaitFor("a partner is free"));
+    ASSERT_TRUE(partner.WaitFor("lost the check :1."));
+    EXPECT_THAT(partner.Output(), Not(HasSubstr("lost the host")));
     EXPECT_THAT(partner.Output(), ContainsRegex("the check :1.[0-9]+ is pid [0-9]+, user [^,]+, "
                                                 "applistctl\n"));
     EXPECT_EQ(partner.Output().find(" is pid "), partner.Output().rfind(" is pid "));

@@ -74,7 +74,8 @@ bool Partner::AskForTheList() {
 }
 
 void Partner::OnLost(const std::string& host, bool wasReady) {
-    m_output.State("lost the host " + host + (wasReady ? "" : " during the handshake"));
+    m_output.State("lost " + m_handshake.DescribeRole(host) +
+                   (wasReady ? "" : " during the handshake"));
     SubscribeTo("");
 }
 

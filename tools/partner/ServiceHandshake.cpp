@@ -80,10 +80,17 @@ void ServiceHandshake::OnNameOwnerChanged(GDBusConnection* /*connection*/, const
 // After the answer, which has no time for a question to the bus.
 void ServiceHandshake::ShowProcess(const std::string& host) {
     const std::string text = m_processes.DescribeOnce(host);
-    if (!text.empty()) {
-        m_output.State((m_processes.IsCheck(host) ? "the check " : "the host ") + host + " is " +
-                       text);
+    if (text.empty()) {
+        return;
     }
+    if (m_processes.IsCheck(host)) {
+        m_checks.insert(host);
+    }
+    m_output.State(DescribeRole(host) + " is " + text);
+}
+
+std::string ServiceHandshake::DescribeRole(const std::string& host) const {
+    return (m_checks.count(host) != 0 ? "the check " : "the host ") + host;
 }
 
 void ServiceHandshake::OnHostStep(Step step, const std::string& host) {

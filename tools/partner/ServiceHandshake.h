@@ -34,6 +34,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -84,6 +85,9 @@ public:
     const std::string& Host() const { return m_host; }
     bool IsReady() const { return m_isReady; }
 
+    /** "the host :1.7", or "the check :1.7" after a handshake with "applistctl check" */
+    std::string DescribeRole(const std::string& host) const;
+
     /** A request of the bound host proves that the host is bound to this partner. */
     void OnHostRequest();
 
@@ -127,6 +131,7 @@ private:
     NameAnnouncement m_announcement;
     std::vector<guint> m_subscriptionIds;
     ProcessNames m_processes;
+    std::set<std::string> m_checks; ///< the unique names of "applistctl check"
     std::string m_host;
     std::unique_ptr<VanishWatch> m_hostWatch;
     bool m_isReady = false;
