@@ -342,6 +342,8 @@ TEST_F(WaitingHost, IsNotAtFaultWhileItsPartnerIsStopped) {
     Process& host = m_run.StartListOfHost();
     m_name = m_run.NextHost();
     ASSERT_TRUE(partner.WaitFor("my list has 5 items now"));
+    // The partner has then replied to the requests of the handshake.
+    ASSERT_TRUE(host.WaitFor("the partner has a new list: "));
     partner.Stop();
     host.Send("add radio Car Radio");
     ASSERT_TRUE(m_run.Monitor().WaitFor("APPLIST_ADD_ITEM_AT_END_FNC"));
