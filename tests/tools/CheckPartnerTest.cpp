@@ -139,7 +139,7 @@ TEST_F(CheckPartner, NamesTheNameThatAPartnerKeeps) {
 }
 
 TEST_F(CheckPartner, FailsWithoutAPartnerWhenNoSelectedDutyIsBroken) {
-    ToolProcess check(Words({"--limit=0.2", "--restart", "exit 6", "--only=answers-syn"}));
+    ToolProcess check(Words({"--limit=0.2", "--restart", "exit 0", "--only=answers-syn"}));
     EXPECT_EQ(ExitStatusOf(check), 1);
     EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
 }

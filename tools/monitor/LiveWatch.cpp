@@ -129,6 +129,9 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
         });
         analysis.SetFindState(DescribeState);
     }
+    // Before the first line of output: a user may interrupt as soon as the monitor prints.
+    const Repeat interrupt(g_unix_signal_add(SIGINT, CallFunction, &end));
+    const Repeat termination(g_unix_signal_add(SIGTERM, CallFunction, &end));
     reporter.Begin("watching " + SystemBus::Describe());
     analysis.Begin(capture.Now());
     if (second.Connection() != nullptr) {
@@ -136,13 +139,13 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
     }
     std::function<void()> tick = [&] { analysis.Tick(capture.Now()); };
     const Repeat ticks(g_timeout_add(TICK_MS, CallFunction, &tick));
-    const Repeat interrupt(g_unix_signal_add(SIGINT, CallFunction, &end));
-    const Repeat termination(g_unix_signal_add(SIGTERM, CallFunction, &end));
     std::optional<Repeat> limit;
     if (seconds != 0) { // a source of whole seconds would end up to a second too early
         limit.emplace(g_timeout_add(static_cast<guint>(seconds * 1000), CallFunction, &end));
     }
-    g_main_loop_run(loop);
+    if (!ended) {
+        g_main_loop_run(loop);
+    }
     analysis.End(capture.Now());
     analysis.SetFindProcess(nullptr);
     return status;
