@@ -294,7 +294,7 @@ TEST_F(Client, EndsInBoundedTimeWithAStoppedPartner) {
 
 TEST_F(Client, SendsWaitingChangesBeforeItEnds) {
     StartPartner();
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 50; ++i) { // on a busy machine, 200 requests exceed the limit of the wait
         m_client.AddItemAtEnd({std::to_string(i), "name"});
     }
     const auto records = m_host.Records();

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -33,9 +31,13 @@ std::string PathOf(guint32 pid, const std::string& file) {
     return "/proc/" + std::to_string(pid) + "/" + file;
 }
 
+// Empty if the process ends during the call. A stream buffer would throw an exception then.
 std::string ReadFile(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    g_autofree gchar* text = nullptr;
+    gsize size = 0;
+    return g_file_get_contents(path.c_str(), &text, &size, nullptr) != FALSE
+               ? std::string(text, size)
+               : "";
 }
 
 std::vector<std::string> ListFolder(const std::string& path) {
