@@ -19,8 +19,9 @@
  *
  * **Threads.** The accessors are called with the list's lock held, on any thread that uses the list
  * and on the thread that delivers the partner's events. An accessor must not call the list and must
- * not throw. An exception reaches the caller after the list has changed; the partner receives no
- * request.
+ * not throw. An exception reaches the caller of the list: the list may have changed by then, and
+ * the partner receives no request. During an event of the partner, the library catches the
+ * exception and logs an error.
  */
 class APPLIST_API AppListItem {
 public:

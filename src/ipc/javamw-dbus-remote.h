@@ -95,9 +95,9 @@ public:
     explicit JavaMWDbusRemote(std::string id);
 
     /**
-     * Leaves the partner and releases the connection. Waits for the handshake callback under way,
-     * including its announcement and its HandleConnectionReady, and at most half a second more for
-     * the resend thread.
+     * Leaves the partner and releases the connection. Waits for the handshake callback or the
+     * attempt of the resend thread under way, including the announcement and HandleConnectionReady.
+     * After that, waits at most half a second more for the end of the resend thread.
      *
      * The handshake subscriptions and the registered object stay on the bus connection as long as
      * another part of the process holds it. The library refuses their deliveries. The destructor
@@ -178,9 +178,9 @@ public:
      * context, the call delays all callbacks.
      *
      * @param data the request's bytes, which are sent without a further copy: no other thread may
-     *        access the vector during the call. The vector holds the same bytes on return. If the
-     *        message outlives the call, the address of data() changes, and without memory for the
-     *        copy the vector is empty.
+     *        access the vector during the call. The vector holds the same bytes on return. If
+     *        GDBus keeps the message longer than the call, the vector receives a copy of the bytes
+     *        at another address. Without memory for this copy, the vector is empty on return.
      *
      * @return the reply's bytes; empty also on failure. Without a partner, the line
      *         "Connection not set." or "Proxy not ready" goes to standard output. A failed call and
@@ -194,8 +194,8 @@ public:
     /**
      * Emits @p data as a signal to the partner alone and returns without waiting. May be called
      * from any thread. Failures are logged as errors: "Connection not set." without a partner,
-     * "SignalSubscription not ready" before the endpoint has subscribed to the partner's signals,
-     * or the error of g_dbus_connection_emit_signal(). A signal that the bus policy drops is not
+     * "SignalSubscription not ready" while the endpoint releases the objects of a lost partner, or
+     * the error of g_dbus_connection_emit_signal(). A signal that the bus policy drops is not
      * reported.
      *
      * GDBus queues signals without bound. Queued signals are lost when the process drops the
