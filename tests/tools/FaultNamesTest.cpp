@@ -389,6 +389,18 @@ TEST(CheckHost, ReportsAStoppedPartnerOfAnIdleHost) {
     EXPECT_THAT(result.output, HasSubstr("WRONG    partner   the partner :1."));
 }
 
+TEST(CheckHost, ReportsAProcessWithoutTheBusBesideAHealthyHost) {
+    FaultRun run;
+    Process& stale = run.StartHost("bus-lost");
+    run.Bus().Restart();
+    ASSERT_TRUE(stale.WaitFor("the bus is gone"));
+    run.StartHost("none");
+    const ToolResult result = RunTool({"check", "host", "--limit=1"});
+    EXPECT_EQ(result.status, 4) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("WRONG    bus       pid " + stale.Id() + ", "));
+    EXPECT_THAT(result.output, HasSubstr("ok       loop      "));
+}
+
 TEST(CheckHost, IsWrongUsageWithAWellKnownName) {
     EXPECT_EQ(RunTool({"check", "host", "org.morva.JavaMW"}).status, 2);
 }

@@ -29,6 +29,7 @@ namespace {
 constexpr const char* CHECK_HOST = "applistctl check host";
 constexpr double HANDSHAKE_S = 2; ///< in which a handshake under way is over
 constexpr double BETWEEN_QUEUES_S = 0.5;
+constexpr double START_S = 0.5; ///< in which a host that starts or exits has done so
 constexpr const char* START_IT =
     "start the host; if it runs already, see its log (journalctl -t applist)";
 
@@ -69,6 +70,9 @@ public:
         }
         for (const Participant& host : hosts) {
             CheckHost(host);
+        }
+        if (wanted.empty()) {
+            ReportLost();
         }
         return m_isHalfOpen            ? EXIT_STATUS_HALF_OPEN
                : m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE
@@ -128,15 +132,29 @@ private:
         return wasGood && !isLost && !isHidden ? EXIT_STATUS_FAILED : EXIT_STATUS_TROUBLE;
     }
 
+    // The processes that have the library loaded and no connection. The processes are listed before
+    // the connections, so a host that joins the bus between the two lists is not among them.
+    std::set<guint32> FindWithoutBus() const {
+        const std::vector<guint32> pids = HostProcess::WithLibrary();
+        std::set<guint32> found(pids.begin(), pids.end());
+        if (!found.empty()) {
+            for (const std::string& name : ListUniqueNames(m_connection)) {
+                found.erase(FindPeerProcess(m_connection, name).pid);
+            }
+        }
+        return found;
+    }
+
     // A process may have lost its connection, and continue without one.
     bool ReportLost() {
-        std::set<guint32> onBus;
-        for (const std::string& name : ListUniqueNames(m_connection)) {
-            onBus.insert(FindPeerProcess(m_connection, name).pid);
+        const std::set<guint32> first = FindWithoutBus();
+        if (first.empty()) {
+            return false;
         }
+        WaitFor(START_S);
         bool isFound = false;
-        for (const guint32 pid : HostProcess::WithLibrary()) {
-            if (onBus.count(pid) == 0) {
+        for (const guint32 pid : FindWithoutBus()) {
+            if (first.count(pid) != 0) {
                 isFound = true;
                 m_verdicts.Wrong("bus",
                                  "pid " + std::to_string(pid) + ", " + CommandOf(pid) +
