@@ -6,10 +6,12 @@
 
 #include <gmock/gmock.h>
 
+#include "BusDaemon.h"
 #include "BusTest.h"
 #include "CaptureProcess.h"
 #include "NamedRow.h"
 #include "RawHost.h"
+#include "SharedBus.h"
 #include "TemporaryFolder.h"
 #include "Terminal.h"
 #include "ToolProcess.h"
@@ -214,6 +216,16 @@ TEST_F(MonitorLive, NeedsABus) {
     ToolProcess monitor({"monitor", "--bus=unix:path=/nonexistent/bus"});
     EXPECT_EQ(monitor.WaitForExit(), 3);
     EXPECT_THAT(monitor.Errors(), HasSubstr("no bus: "));
+}
+
+TEST_F(MonitorLive, ReportsABusDaemonThatSendsNoReply) {
+    const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
+    kill(daemon, SIGSTOP);
+    ToolProcess monitor({"monitor"});
+    EXPECT_EQ(monitor.WaitForExit(), 3);
+    EXPECT_THAT(monitor.Errors(), HasSubstr("no bus: the bus daemon accepts the connection, but "
+                                            "sends no reply within 10 s; the address"));
+    kill(daemon, SIGCONT);
 }
 
 TEST_F(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {

@@ -1,5 +1,9 @@
 #include <shared/SystemBus.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 namespace applistctl {
@@ -7,6 +11,43 @@ namespace applistctl {
 namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
+constexpr std::chrono::seconds CONNECT_LIMIT(10);
+
+// Cancels a call that GLib would never end: a stopped bus daemon accepts a connection and sends
+// nothing.
+class ConnectLimit {
+public:
+    ConnectLimit() : m_thread([this] { Wait(); }) {}
+
+    ~ConnectLimit() {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_hasEnded = true;
+        }
+        m_ended.notify_one();
+        m_thread.join();
+        g_object_unref(m_cancellable);
+    }
+
+    ConnectLimit(const ConnectLimit&) = delete;
+    ConnectLimit& operator=(const ConnectLimit&) = delete;
+
+    GCancellable* Cancellable() const { return m_cancellable; }
+
+private:
+    void Wait() {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!m_ended.wait_for(lock, CONNECT_LIMIT, [this] { return m_hasEnded; })) {
+            g_cancellable_cancel(m_cancellable);
+        }
+    }
+
+    GCancellable* const m_cancellable = g_cancellable_new();
+    std::mutex m_mutex;
+    std::condition_variable m_ended;
+    bool m_hasEnded = false;
+    std::thread m_thread; ///< the last member, because the thread uses the others
+};
 
 bool& IsFromOption() {
     static bool isFromOption = false;
@@ -27,7 +68,7 @@ std::string DescribeAddress() {
                 : std::string("is the default, because ") + ADDRESS_VARIABLE + " is not set");
 }
 
-GDBusConnection* ConnectPrivately(GError** error) {
+GDBusConnection* ConnectPrivately(GCancellable* cancellable, GError** error) {
     g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
     if (address == nullptr) {
         return nullptr;
@@ -36,7 +77,7 @@ GDBusConnection* ConnectPrivately(GError** error) {
         address,
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                           G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, error);
+        nullptr, cancellable, error);
 }
 
 } // namespace
@@ -44,10 +85,19 @@ GDBusConnection* ConnectPrivately(GError** error) {
 SystemBus::SystemBus(std::function<void(const std::string&)> onClosed, Kind kind)
     : m_onClosed(std::move(onClosed)), m_kind(kind) {
     g_autoptr(GError) error = nullptr;
-    m_connection = kind == Kind::Own ? ConnectPrivately(&error)
-                                     : g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    {
+        const ConnectLimit limit;
+        m_connection = kind == Kind::Own
+                           ? ConnectPrivately(limit.Cancellable(), &error)
+                           : g_bus_get_sync(G_BUS_TYPE_SYSTEM, limit.Cancellable(), &error);
+    }
     if (m_connection == nullptr) {
-        m_problem = error->message + ("; " + DescribeAddress());
+        const bool isSilent = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE;
+        m_problem =
+            (isSilent ? "the bus daemon accepts the connection, but sends no reply within " +
+                            std::to_string(CONNECT_LIMIT.count()) + " s"
+                      : error->message) +
+            "; " + DescribeAddress();
         return;
     }
     // The default ends the process with a signal, without a message, when the bus is lost.
