@@ -17,8 +17,9 @@
  * nor deletes them. An item must exist until it has been removed, replaced or cleared and is no
  * longer the selection, or until the list's proxy has been destroyed.
  *
- * **Threads.** The accessors are called with the list's lock held, on any thread that uses the list
- * and on the thread that delivers the partner's events. An accessor must not call the list and must
+ * **Threads.** Any thread that uses the list calls the accessors, and so does the thread that
+ * delivers the partner's events. The list's lock is held during these calls, except in SetClicked,
+ * which takes no lock. An accessor must not call the list and must
  * not throw. An exception reaches the caller of the list: the list may have changed by then, and
  * the partner receives no request. During an event of the partner, the library catches the
  * exception and logs an error.

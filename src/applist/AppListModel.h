@@ -27,9 +27,9 @@ class ItemSelectionListener;
  * interfaces define their lifetimes. A lookup compares unique ids, from the front of the list.
  *
  * Any thread may call the operations, except those for listeners. Requests of two threads may reach
- * the partner in a different order from their changes of the copy. Lookups and serialisation, which
- * call the items' accessors, hold the lock. The lock is not held during calls to the partner and to
- * listeners.
+ * the partner in a different order from their changes of the copy. Lookups and serialisation,
+ * which call the items' accessors, hold the lock, except in SetClicked. The lock is not held during
+ * calls to the partner and to listeners.
  */
 class APPLIST_API AppListModel {
 public:
