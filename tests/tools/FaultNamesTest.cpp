@@ -181,6 +181,14 @@ ToolResult CheckLostBus() {
     return RunTool({"check", "host", "--limit=1"});
 }
 
+ToolResult CheckEarlyHost() {
+    FaultRun run;
+    run.Bus().Kill();
+    run.StartHost("none");
+    run.Bus().Restart();
+    return RunTool({"check", "host", "--limit=1"});
+}
+
 const FaultRow FAULTS[] = {
     {"PartnerReplacedUnderABusyHost", WatchReplacedPartner, "!! half-open pair: partner ", 5},
     {"HostReplacedUnderABusyPartner", WatchReplacedHost, "!! half-open pair: host ", 5},
@@ -193,7 +201,9 @@ const FaultRow FAULTS[] = {
     {"PolicyThatRefuses", CheckPolicy, "MISSING  announce  the bus refuses ", 4},
     {"PartnerThatIsSilent", WatchSilentPartner, " has no reply after ", 4},
     {"PartnerThatIsSilentToACheck", CheckSilentPartner, "MISSING  answer ", 4},
-    {"BusThatWasLost", CheckLostBus, "is not on the bus: it has lost the bus", 4},
+    {"BusThatWasLost", CheckLostBus, "or has lost the bus and continues", 4},
+    {"HostThatStartedBeforeTheBus", CheckEarlyHost,
+     "has no connection to the bus: it started before the bus, or ", 4},
 };
 
 // The bus must show match rules for these.

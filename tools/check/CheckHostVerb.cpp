@@ -145,7 +145,7 @@ private:
         return found;
     }
 
-    // A process may have lost its connection, and continue without one.
+    // A process may have started before the bus, or have lost its connection and continue.
     bool ReportLost() {
         const std::set<guint32> first = FindWithoutBus();
         if (first.empty()) {
@@ -156,11 +156,14 @@ private:
         for (const guint32 pid : FindWithoutBus()) {
             if (first.count(pid) != 0) {
                 isFound = true;
-                m_verdicts.Wrong("bus",
-                                 "pid " + std::to_string(pid) + ", " + CommandOf(pid) +
-                                     ", has the library loaded and is not on the bus: it has lost "
-                                     "the bus and continues (exit-on-close is off)",
-                                 "restart it: the library joins the bus once");
+                m_verdicts.Wrong(
+                    "bus",
+                    "pid " + std::to_string(pid) + ", " + CommandOf(pid) +
+                        ", has the library loaded and has no connection to the bus: it "
+                        "started before the bus, or has lost the bus and continues "
+                        "(exit-on-close is off)",
+                    "restart it after the bus: the library joins the bus once (boot "
+                    "order: docs/integration.md)");
             }
         }
         return isFound;
