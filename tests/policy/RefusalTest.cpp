@@ -52,6 +52,20 @@ TEST_P(RefusedRole, IsAFailureOfThePartnerToolAlsoWithoutInput) {
                 HasSubstr("the bus policy refuses the name org.morva.JavaMW.Applist_SERVICE_SYN"));
 }
 
+// No line of these scripts needs the bus.
+TEST_P(RefusedRole, IsAFailureOfAScriptWithoutCommandsForTheBus) {
+    const StockBus bus("");
+    const TemporaryFolder folder;
+    for (const char* const lines : {"", "quit\n", "forget\n"}) {
+        folder.Write("script", lines);
+        ToolProcess partner({"partner", "--script", folder.Path() + "/script"});
+        EXPECT_EQ(partner.WaitForExit(), 1) << lines;
+        EXPECT_THAT(partner.Errors(), HasSubstr("the bus policy refuses the name "
+                                                "org.morva.JavaMW.Applist_SERVICE_SYN"))
+            << lines;
+    }
+}
+
 TEST_P(RefusedRole, OfAUserWithTheOtherRoleIsPrinted) {
     const std::string me = std::to_string(geteuid());
     const StockBus bus(Policy::Make({"APPLIST_BUS_HOST_USER=" + me,

@@ -41,6 +41,9 @@ int RunScript(const std::string& file, PartnerSession& session, PartnerCommands&
     }
     session.KeepRequests();
     const bool isGood = script.Run([&] { return quit || session.HasStopped(); });
+    if (isGood) {
+        session.StartOnce(); // also without a command for the bus, to detect a refusal
+    }
     return isGood ? EXIT_STATUS_DONE : EXIT_STATUS_FAILED;
 }
 
