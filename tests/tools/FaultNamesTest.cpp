@@ -461,6 +461,14 @@ TEST_P(HealthyPair, IsNotReportedByTheTools) {
 
 INSTANTIATE_TEST_SUITE_P(, HealthyPair, testing::ValuesIn(HEALTHY), RowName<HealthyRow>);
 
+TEST(HealthyHost, IsNotReportedWithAForkedChild) {
+    FaultRun run;
+    run.StartPartner();
+    run.StartHost("child");
+    ASSERT_TRUE(run.Monitor().WaitFor("== connected: host "));
+    ExpectNoAlarm(RunTool({"check", "host"}));
+}
+
 TEST(HealthyPartner, IsNotReportedByACheck) {
     FaultRun run;
     run.StartPartner();

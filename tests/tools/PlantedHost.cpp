@@ -1,11 +1,13 @@
 // planted_host FAULT: a host with one fault, for the tools that must name it. It prints a line once
 // the fault is in force, and continues until it is killed.
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string>
 
 #include <applist/AppListProxy.h>
 #include <gio/gio.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -36,6 +38,20 @@ int RunLoop(GMainContext* context) {
 
 int RunHealthy() {
     const AppListProxy proxy;
+    return RunLoop(nullptr);
+}
+
+// The child has the library loaded, and uses neither the list nor the bus.
+int RunWithChild() {
+    const AppListProxy proxy;
+    const pid_t parent = getpid();
+    if (fork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() == parent) {
+            DoNothing();
+        }
+        _exit(EXIT_SUCCESS);
+    }
     return RunLoop(nullptr);
 }
 
@@ -95,6 +111,9 @@ int main(int argc, char** argv) {
     if (fault == "none") {
         return RunHealthy();
     }
+    if (fault == "child") {
+        return RunWithChild();
+    }
     if (fault == "stalled") {
         return RunStalled();
     }
@@ -110,6 +129,6 @@ int main(int argc, char** argv) {
     if (fault == "owned-name") {
         return RunWithOwnedName();
     }
-    std::cerr << "usage: planted_host none|stalled|no-loop|no-push|bus-lost|owned-name\n";
+    std::cerr << "usage: planted_host none|child|stalled|no-loop|no-push|bus-lost|owned-name\n";
     return 2;
 }

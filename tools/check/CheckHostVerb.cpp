@@ -136,10 +136,20 @@ private:
     // the connections, so a host that joins the bus between the two lists is not among them.
     std::set<guint32> FindWithoutBus() const {
         const std::vector<guint32> pids = HostProcess::WithLibrary();
-        std::set<guint32> found(pids.begin(), pids.end());
-        if (!found.empty()) {
+        const std::set<guint32> withLibrary(pids.begin(), pids.end());
+        std::set<guint32> onBus;
+        if (!pids.empty()) {
             for (const std::string& name : ListUniqueNames(m_connection)) {
-                found.erase(FindPeerProcess(m_connection, name).pid);
+                onBus.insert(FindPeerProcess(m_connection, name).pid);
+            }
+        }
+        std::set<guint32> found;
+        for (const guint32 pid : pids) {
+            // A forked child has the library of its parent, and is no host.
+            const guint32 parent = HostProcess::ParentOf(pid);
+            const bool isChildOfHost = withLibrary.count(parent) != 0 && onBus.count(parent) != 0;
+            if (onBus.count(pid) == 0 && !isChildOfHost) {
+                found.insert(pid);
             }
         }
         return found;

@@ -270,6 +270,16 @@ bool HostProcess::IsHost(guint32 pid) {
     return pid != 0 && HasLibrary(pid) && (!IsThisProgram(pid) || VerbOf(pid) == "host");
 }
 
+guint32 HostProcess::ParentOf(guint32 pid) {
+    const std::string text = ReadFile(PathOf(pid, "stat"));
+    const std::size_t end = text.rfind(')');
+    std::istringstream fields(end != std::string::npos ? text.substr(end + 1) : "");
+    char state = '\0';
+    guint32 parent = 0;
+    fields >> state >> parent;
+    return parent;
+}
+
 std::vector<guint32> HostProcess::WithLibrary() {
     std::vector<guint32> found;
     const char* const variable = g_getenv("DBUS_SYSTEM_BUS_ADDRESS");

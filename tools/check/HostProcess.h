@@ -45,6 +45,9 @@ Loop FindLoop(guint32 pid, const std::function<void()>& sendMessage);
  */
 bool IsHost(guint32 pid);
 
+/** @return 0 for a process that has ended */
+guint32 ParentOf(guint32 pid);
+
 /** The processes that have the library loaded and use the same bus address; not this program. */
 std::vector<guint32> WithLibrary();
 
