@@ -304,7 +304,8 @@ private:
                              text + "a thread runs a loop of another main context than the "
                                     "proxy's",
                              "call g_main_context_push_thread_default() with the loop's context "
-                             "before the proxy is created");
+                             "before the proxy is created, and in the thread of the loop before "
+                             "the loop runs");
             break;
         case HostProcess::Loop::None:
             m_verdicts.Wrong("loop", text + "no thread runs a main loop",
