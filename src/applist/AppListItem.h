@@ -19,10 +19,9 @@
  *
  * **Threads.** Any thread that uses the list calls the accessors, and so does the thread that
  * delivers the partner's events. The list's lock is held during these calls, except in SetClicked,
- * which takes no lock. An accessor must not call the list and must
- * not throw. An exception reaches the caller of the list: the list may have changed by then, and
- * the partner receives no request. During an event of the partner, the library catches the
- * exception and logs an error.
+ * which takes no lock. An accessor must not call the list and must not throw. An exception reaches
+ * the caller of the list: the list may have changed by then, and the partner receives no request.
+ * During an event of the partner, the library catches the exception and logs an error.
  */
 class APPLIST_API AppListItem {
 public:
