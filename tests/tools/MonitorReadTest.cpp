@@ -77,6 +77,7 @@ using MonitorHandshake = MonitorTest;
 using MonitorCheck = MonitorTest;
 using MonitorPartners = ConnectedMonitorTest;
 using MonitorStuckHost = ConnectedMonitorTest;
+using MonitorMissingList = ConnectedMonitorTest;
 using MonitorHalfOpenPair = MonitorTest;
 using MonitorRequests = ConnectedMonitorTest;
 using MonitorNotifications = ConnectedMonitorTest;
@@ -410,6 +411,57 @@ TEST_F(MonitorStuckHost, IsNoneAfterItHasLeft) {
     capture.Leave(HOST);
     Wait(3000);
     EXPECT_THAT(Read().output, Not(HasSubstr("stuck")));
+}
+
+// --- Missing lists -------------------------------------------------------------------------------
+
+// After notification 4, a new list of the partner, the host sends its list, unless this is empty.
+
+TEST_F(MonitorMissingList, IsNotedAfterASecond) {
+    capture.Notify(Message("", 4));
+    Wait(1200);
+    Wait(5000);
+    EXPECT_THAT(TextOf(), HasSubstr("== host :1.7 sent no list (2004) within 1.2 s after "
+                                    "notification 4: the list was empty, or the host does not "
+                                    "receive notifications\n"));
+}
+
+TEST_F(MonitorMissingList, IsShownToPrograms) {
+    capture.Notify(Message("", 4));
+    Wait(1200);
+    const std::vector<json> objects = ReadAsJson();
+    EXPECT_EQ(Find(objects, "what", "no-list").at("who"), HOST);
+    EXPECT_EQ(FindEvent(objects, "summary").at("stuck"), 0);
+}
+
+TEST_F(MonitorMissingList, IsNotedForEachNotification) {
+    capture.Notify(Message("", 4));
+    Wait(1200);
+    capture.Notify(Message("", 4));
+    Wait(5000);
+    EXPECT_EQ(Count(TextOf(), "sent no list"), 2U);
+}
+
+TEST_F(MonitorMissingList, IsNoneAfterTheList) {
+    capture.Notify(Message("", 4));
+    capture.RequestAndReply(Framed("", 2004), 1);
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("sent no list")));
+}
+
+// The partner blocks the host.
+TEST_F(MonitorMissingList, IsNoneWhileARequestWaitsForItsReply) {
+    capture.Notify(Message("", 4));
+    capture.Call(HOST, PARTNER, Message("", 2003));
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("sent no list")));
+}
+
+TEST_F(MonitorMissingList, IsNoneAfterTheHostHasLeft) {
+    capture.Notify(Message("", 4));
+    capture.Leave(HOST);
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("sent no list")));
 }
 
 // --- Half-open pairs -----------------------------------------------------------------------------

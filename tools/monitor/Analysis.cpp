@@ -122,6 +122,7 @@ void Analysis::OnOwnerChanged(const SeenMessage& seen) {
     m_handshake.OwnerChanged(seen.time, name, oldOwner, newOwner);
     if (*newOwner == '\0') {
         m_selections.erase(name);
+        m_lists.erase(name);
     }
 }
 
@@ -138,16 +139,24 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     if (!notification.content.name.empty()) {
         m_handshake.OnMessage(seen.time, Destination(seen), Sender(seen), Side::Partner);
     }
-    if (notification.content.id == APPLIST_ITEM_SELECTION_EVENT &&
-        !notification.content.name.empty() &&
+    if (!notification.content.name.empty() &&
         m_handshake.MayReceive(Destination(seen), Sender(seen))) {
-        m_selections.try_emplace(Destination(seen), Selection{seen.time, false});
+        AwaitReaction(seen, notification.content.id);
     }
     notification.from = PeerOf(Sender(seen));
     notification.to = PeerOf(Destination(seen));
     ++m_reportedCount;
     m_summary.Add(notification);
     m_reporter.Notified(notification);
+}
+
+void Analysis::AwaitReaction(const SeenMessage& seen, std::int32_t id) {
+    const Notified notified = {seen.time, false};
+    if (id == APPLIST_ITEM_SELECTION_EVENT) {
+        m_selections.try_emplace(Destination(seen), notified);
+    } else if (id == APPLIST_LOCAL_CREATED_EVENT) {
+        m_lists.insert_or_assign(Destination(seen), notified);
+    }
 }
 
 // Calls
@@ -187,6 +196,8 @@ void Analysis::OnSend(const SeenMessage& seen) {
     }
     if (request.content.id == APPLIST_GET_SELECTION_FNC) {
         m_selections.erase(Sender(seen));
+    } else if (request.content.id == APPLIST_ADD_ITEMS_FNC) {
+        m_lists.erase(Sender(seen));
     }
     request.from = PeerOf(Sender(seen));
     request.to = PeerOf(Destination(seen));
@@ -254,7 +265,7 @@ void Analysis::Tick(Microseconds now) {
     }
     m_lastTick = now;
     m_handshake.Tick(now);
-    TickSelections(now);
+    TickReactions(now);
     for (auto entry = m_pending.begin(); entry != m_pending.end();) {
         Pending& pending = entry->second;
         const Microseconds waited = now - pending.request.time;
@@ -272,30 +283,50 @@ void Analysis::Tick(Microseconds now) {
 }
 
 // A host with a request under way waits for its partner, and cannot react meanwhile.
-void Analysis::TickSelections(Microseconds now) {
-    for (const auto& [call, pending] : m_pending) {
-        const auto waiting = m_selections.find(call.first);
-        if (waiting != m_selections.end()) {
-            waiting->second.since = now;
+void Analysis::TickReactions(Microseconds now) {
+    for (ByHost* const hosts : {&m_selections, &m_lists}) {
+        for (const auto& [call, pending] : m_pending) {
+            const auto waiting = hosts->find(call.first);
+            if (waiting != hosts->end()) {
+                waiting->second.since = now;
+            }
         }
     }
-    for (auto& [host, selection] : m_selections) {
-        const Microseconds waited = now - selection.since;
-        if (selection.isReported || waited < LATE) {
-            continue;
+    ReportWaiting(m_selections, now, DescribeStuck);
+    ReportWaiting(m_lists, now, DescribeNoList);
+}
+
+template <typename Describe>
+void Analysis::ReportWaiting(ByHost& hosts, Microseconds now, Describe describe) {
+    for (auto& [host, notified] : hosts) {
+        const Microseconds waited = now - notified.since;
+        if (!notified.isReported && waited >= LATE) {
+            notified.isReported = true;
+            HandshakeEvent event;
+            event.time = now;
+            event.who = PeerOf(host);
+            event.elapsed = waited;
+            describe(event);
+            m_summary.Add(event);
+            m_reporter.Handshake(event);
         }
-        selection.isReported = true;
-        HandshakeEvent event;
-        event.kind = HandshakeEvent::Kind::Stuck;
-        event.time = now;
-        event.who = PeerOf(host);
-        event.elapsed = waited;
-        event.text = "host " + host + " is stuck: no query for the selection (2001) within " +
-                     TimeText::Span(waited) + " after notification 2; ";
-        event.text.append("run \"applistctl check host ").append(host).append("\"");
-        m_summary.Add(event);
-        m_reporter.Handshake(event);
     }
+}
+
+void Analysis::DescribeStuck(HandshakeEvent& event) {
+    const std::string& host = event.who.name;
+    event.kind = HandshakeEvent::Kind::Stuck;
+    event.text = "host " + host + " is stuck: no query for the selection (2001) within " +
+                 TimeText::Span(event.elapsed) + " after notification 2; ";
+    event.text.append("run \"applistctl check host ").append(host).append("\"");
+}
+
+// A host with an empty list sends nothing, so that the missing list is no problem by itself.
+void Analysis::DescribeNoList(HandshakeEvent& event) {
+    event.kind = HandshakeEvent::Kind::NoList;
+    event.text =
+        "host " + event.who.name + " sent no list (2004) within " + TimeText::Span(event.elapsed) +
+        " after notification 4: the list was empty, or the host does not receive notifications";
 }
 
 void Analysis::End(Microseconds now) {

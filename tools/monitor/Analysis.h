@@ -58,11 +58,12 @@ public:
     const Summary& Result() const { return m_summary; }
 
 private:
-    /** A notification 2, which a host answers with the query for the selection. */
-    struct Selection {
+    /** A notification 2 or 4, which a host answers with a request. */
+    struct Notified {
         Microseconds since = 0;
         bool isReported = false;
     };
+    using ByHost = std::map<std::string, Notified>;
     struct Pending {
         RequestSeen request;
         bool late = false;
@@ -72,7 +73,12 @@ private:
     void OnSignal(const SeenMessage& seen);
     void OnOwnerChanged(const SeenMessage& seen);
     void OnNotification(const SeenMessage& seen);
-    void TickSelections(Microseconds now);
+    void AwaitReaction(const SeenMessage& seen, std::int32_t id);
+    void TickReactions(Microseconds now);
+    template <typename Describe>
+    void ReportWaiting(ByHost& hosts, Microseconds now, Describe describe);
+    static void DescribeStuck(HandshakeEvent& event);
+    static void DescribeNoList(HandshakeEvent& event);
     void OnCall(const SeenMessage& seen);
     void OnNameCall(const SeenMessage& seen);
     void OnSend(const SeenMessage& seen);
@@ -88,7 +94,8 @@ private:
     HandshakeTracker m_handshake;
     std::function<const char*(guint32)> m_findState;
     std::map<Call, Pending> m_pending;
-    std::map<std::string, Selection> m_selections; ///< by host
+    ByHost m_selections; ///< hosts with a notification 2 before their query
+    ByHost m_lists;      ///< hosts with a notification 4 before their list
     unsigned m_number = 0;
     std::size_t m_reportedCount = 0;
     Microseconds m_lastTick = 0;

@@ -53,6 +53,7 @@ struct HandshakeEvent {
         Shared,     ///< two hosts have the same partner
         Several,    ///< several partners are on the bus, `who` among them
         Stuck,      ///< `who` has not reacted to a notification
+        NoList,     ///< `who` has sent no list after the notification that asks for the list
         Left        ///< `who` has left the bus
     };
     Kind kind = Kind::Announced;

@@ -105,6 +105,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "several";
     case HandshakeEvent::Kind::Stuck:
         return "stuck";
+    case HandshakeEvent::Kind::NoList:
+        return "no-list";
     case HandshakeEvent::Kind::Left:
         break;
     }

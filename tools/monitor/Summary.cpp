@@ -62,6 +62,7 @@ void Summary::Add(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Present:
     case HandshakeEvent::Kind::Announced:
     case HandshakeEvent::Kind::Found:
+    case HandshakeEvent::Kind::NoList:
     case HandshakeEvent::Kind::Left:
         break;
     }

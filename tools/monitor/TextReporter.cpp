@@ -68,6 +68,7 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Present:
     case HandshakeEvent::Kind::Ready:
     case HandshakeEvent::Kind::Found:
+    case HandshakeEvent::Kind::NoList:
     case HandshakeEvent::Kind::Left:
         Line(event.time, "== " + event.text, Output::Tone::State);
         break;
