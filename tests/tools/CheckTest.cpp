@@ -6,10 +6,14 @@
 
 #include <gmock/gmock.h>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 #include "BusTest.h"
+#include "Bytes.h"
+#include "Channel.h"
 #include "RawHost.h"
 #include "TemporaryFolder.h"
+#include "TestPartner.h"
 #include "ToolProcess.h"
 
 using testing::ContainsRegex, testing::HasSubstr, testing::Not;
@@ -449,6 +453,47 @@ TEST_F(PartnerCheck, EndsWhenAHostAppearsDuringTheCheck) {
                               " \\(pid [^\n]*\\) has announced _CLIENT_SYN during the check: end "
                               "this host, and check again\n"));
     EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
+}
+
+// Duties that another process fulfils prove nothing.
+void ExpectSeveralPartners(ToolProcess& check, const std::string& firstPid,
+                           const std::string& secondPid) {
+    EXPECT_EQ(check.WaitForExit(), 1);
+    EXPECT_THAT(check.Errors(),
+                ContainsRegex("check partner: 2 partners are on the bus: :1\\.[0-9]+ \\(pid (" +
+                              firstPid + "|" + secondPid + "), [^\n]*\\), :1\\.[0-9]+ \\(pid (" +
+                              firstPid + "|" + secondPid +
+                              "), [^\n]*\\): run one partner, and check again\n"));
+    EXPECT_EQ(check.Errors().find("run one partner"), check.Errors().rfind("run one partner"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
+}
+
+TEST_F(PartnerCheck, EndsWithTwoPartners) {
+    const RunningPartner first;
+    const RunningPartner second;
+    ToolProcess check({"check", "partner", "--wait=0", "--only=answers-syn,request-add"});
+    ExpectSeveralPartners(check, first.Id(), second.Id());
+    EXPECT_THAT(check.Output(), Not(HasSubstr("passed  ")));
+}
+
+TEST_F(PartnerCheck, EndsWhenASecondPartnerAnnouncesItself) {
+    const RunningPartner first;
+    TestPartner second(bus, false);
+    ToolProcess check({"check", "partner", "--wait=0.5", "--only=notification-change"});
+    ASSERT_TRUE(check.WaitFor("Please select an item"));
+    second.Announce("_SYN");
+    ExpectSeveralPartners(check, first.Id(), std::to_string(getpid()));
+}
+
+TEST_F(PartnerCheck, EndsWhenAnotherProcessSendsANotification) {
+    ToolProcess check({"check", "partner", "--limit=0.2", "--wait=60", "--only=request-add"});
+    ASSERT_TRUE(check.WaitFor("Please start the partner"));
+    TestPartner second(bus, false);
+    g_dbus_connection_emit_signal(second.Connection(), nullptr, PATH, INTERFACE, "SendSignal",
+                                  ByteBody("abc"), nullptr);
+    g_dbus_connection_flush_sync(second.Connection(), nullptr, nullptr);
+    const RunningPartner first;
+    ExpectSeveralPartners(check, first.Id(), std::to_string(getpid()));
 }
 
 TEST_F(DeviceCheck, ReportsAMissingBus) {

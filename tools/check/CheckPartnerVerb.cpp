@@ -181,19 +181,37 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
             end("the partner was stopped", stopped);
         }
     };
+    const auto endIfSeveral = [&] {
+        const std::string several = processes.DescribeSeveral();
+        if (!several.empty()) {
+            end("another partner was on the bus",
+                several + ": run one partner, and check again" +
+                    (partner.IsGiven() ? "; the command of --restart must end the old partner"
+                                       : ""));
+        }
+    };
     Checklist list([&](int index, const Finding& finding) { channel.SendFinding(index, finding); },
-                   endIfStopped);
+                   [&] {
+                       endIfSeveral();
+                       endIfStopped();
+                   },
+                   endIfSeveral);
     DriveCommand drive(options.drive);
-    CheckRun run{[&](const std::string& text) { channel.SendText(text); },
+    CheckRun run{[&](const std::string& text) {
+                     endIfSeveral();
+                     channel.SendText(text);
+                 },
                  list,
                  partner,
                  drive,
                  options.limit,
                  options.wait};
     run.end = end;
+    run.onNotifier = [&](const std::string& name) { processes.Add(name); };
     others.Watch([&](const std::string& text) { end("another host was on the bus", text); });
     HostPointer host = HandshakeCheck::FindPartner(run);
     if (host == nullptr) {
+        endIfSeveral();
         endIfStopped();
         EndIfCommandFailed(run);
         ReportNoPartner(run, others.Connection());
@@ -366,8 +384,8 @@ Usage CheckPartnerVerb::Describe() {
         "Performs the host's side of the protocol, first step by step, then with the library.\n"
         "Lists the duties of a partner as they are decided. Each duty is passed, weak (fulfilled\n"
         "with a cost), BROKEN or not seen, with the evidence, and with the numbers of the\n"
-        "protocol statements that the duty proves. End other hosts first: the check ends when\n"
-        "it finds another host.",
+        "protocol statements that the duty proves. End other hosts and run one partner: the\n"
+        "check ends when it finds another host or a second partner.",
         "The command of --restart ends the old partner, starts a new one, and returns, or it\n"
         "stays in the foreground as the partner. The check ends such a command before the next\n"
         "start. When the command fails without an announcement of a partner, the check ends.\n"
@@ -378,8 +396,9 @@ Usage CheckPartnerVerb::Describe() {
         "--drive, and unless --wait is 0, the check asks you to select, click and change an item\n"
         "in the partner. Without your action, such a duty is \"not seen\".\n\n"
         "Exit status: 0 no duty is broken, 1 no partner found, a failed command of --restart,\n"
-        "a stopped partner, another host on the bus, or a FILE with an error, 2 wrong usage,\n"
-        "3 no bus, 4 a duty is broken, a duty of the baseline is not broken, or the time of\n"
+        "a stopped partner, another host or a second partner on the bus, or a FILE with an\n"
+        "error, 2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is not broken, "
+        "or the time of\n"
         "--timeout is over.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},

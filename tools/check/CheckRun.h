@@ -28,6 +28,8 @@ struct CheckRun {
     std::string candidates = {}; ///< why no partner may answer, for a bus without match rules
     /// ends the check: the reason for the remaining duties, and the error
     std::function<void(const std::string& reason, const std::string& text)> end = {};
+    /// receives the unique name of each process that sends a notification
+    std::function<void(const std::string& uniqueName)> onNotifier = {};
 
     /** Seconds for the start of the partner, which loads its program first. */
     double StartLimit() const { return 3 * limit; }

@@ -62,6 +62,7 @@ bool Checklist::AnyBroken() const {
 }
 
 void Checklist::EndPhase(Phase phase) {
+    m_beforePhaseEnd();
     const std::vector<RowText>& rows = Duties::AllRows();
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (rows[i].last <= phase) {

@@ -24,9 +24,16 @@ public:
     /** @param index of the row. Called once for each row. */
     using OnDecided = std::function<void(int index, const Finding& finding)>;
 
-    /** @param beforeBreak called before each duty that breaks, and may end the process */
-    Checklist(OnDecided onDecided, std::function<void()> beforeBreak)
-        : m_onDecided(std::move(onDecided)), m_beforeBreak(std::move(beforeBreak)) {}
+    /**
+     * Each of these functions may end the process.
+     * @param beforeBreak called before each duty that breaks
+     * @param beforePhaseEnd called before the findings of a phase are reported
+     */
+    Checklist(OnDecided onDecided, std::function<void()> beforeBreak,
+              std::function<void()> beforePhaseEnd)
+        : m_onDecided(std::move(onDecided)),
+          m_beforeBreak(std::move(beforeBreak)),
+          m_beforePhaseEnd(std::move(beforePhaseEnd)) {}
 
     /** A later pass replaces the evidence of an earlier one. A worse grade stays. */
     void Pass(ChecklistRow row, const std::string& evidence);
@@ -55,6 +62,7 @@ private:
 
     OnDecided m_onDecided;
     std::function<void()> m_beforeBreak;
+    std::function<void()> m_beforePhaseEnd;
     std::map<ChecklistRow, Finding> m_findings;
     std::map<int, bool> m_reported;
 };

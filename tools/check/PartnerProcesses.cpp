@@ -1,12 +1,23 @@
 #include <check/PartnerProcesses.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include <check/BusSurvey.h>
 #include <check/HostProcess.h>
 #include <ipc/HandshakeNames.h>
 #include <shared/Endpoint.h>
 #include <shared/PeerProcess.h>
+#include <shared/Waiting.h>
 
 namespace applistctl {
+
+namespace {
+
+constexpr int PRESENCE_LOOKS = 10;
+constexpr double BETWEEN_PRESENCE_LOOKS_S = 0.1;
+
+} // namespace
 
 PartnerProcesses::PartnerProcesses(GDBusConnection* connection) : m_connection(connection) {
     for (const char* const suffix : HANDSHAKE_STEPS) {
@@ -54,6 +65,34 @@ std::string PartnerProcesses::DescribeStopped() {
         }
     }
     return "";
+}
+
+std::vector<std::string> PartnerProcesses::NamesOnBus() const {
+    const guint32 ownPid =
+        FindPeerProcess(m_connection, g_dbus_connection_get_unique_name(m_connection)).pid;
+    const std::vector<std::string> all = ListUniqueNames(m_connection);
+    std::vector<std::string> present;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(present), [&](const std::string& name) {
+        return m_names.count(name) > 0 && FindPeerProcess(m_connection, name).pid != ownPid;
+    });
+    return present;
+}
+
+std::string PartnerProcesses::DescribeSeveral() {
+    std::vector<std::string> names = NamesOnBus();
+    for (int look = 1; look < PRESENCE_LOOKS && names.size() > 1; ++look) {
+        WaitFor(BETWEEN_PRESENCE_LOOKS_S);
+        names = NamesOnBus();
+    }
+    if (names.size() < 2) {
+        return "";
+    }
+    std::string text = std::to_string(names.size()) + " partners are on the bus: ";
+    for (const std::string& name : names) {
+        text += (&name != &names.front() ? ", " : "") +
+                WithProcess(name, FindPeerProcess(m_connection, name));
+    }
+    return text;
 }
 
 } // namespace applistctl

@@ -1,5 +1,5 @@
-// The processes that announce steps of the partner during a check, and whether one of them is
-// stopped: a stopped process breaks no duty.
+// The processes that announce steps of the partner during a check, or send notifications. A stopped
+// process breaks no duty, and two partners would fulfil the duties of each other.
 #ifndef APPLIST_TOOLS_PARTNERPROCESSES_H
 #define APPLIST_TOOLS_PARTNERPROCESSES_H
 
@@ -27,10 +27,23 @@ public:
      */
     std::string DescribeStopped();
 
+    /** Adds the sender of a notification. */
+    void Add(const std::string& uniqueName) { m_names.insert(uniqueName); }
+
+    /**
+     * Describes the partners on the bus, when there are several. Waits for the end of a partner
+     * that is being replaced.
+     * @return the processes in one line; empty for fewer than two
+     */
+    std::string DescribeSeveral();
+
 private:
     static void OnNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
+
+    /** The names on the bus, without those of this process, which owns names of the partner. */
+    std::vector<std::string> NamesOnBus() const;
 
     GDBusConnection* m_connection;
     std::vector<guint> m_subscriptionIds;

@@ -296,7 +296,12 @@ void RecordTraffic(CheckRun& run, const Traffic& traffic) {
         }
     }
     std::size_t count = 0;
-    for (const Notification& notification : traffic.Notifications()) {
+    const std::vector<Notification> notifications = traffic.Notifications();
+    for (const Notification& notification : notifications) {
+        run.onNotifier(
+            notification.sender); // before a notification of another process breaks a duty
+    }
+    for (const Notification& notification : notifications) {
         if (!notification.problem.empty()) {
             run.list.Break(Duty::NotifiesItsHostOnly,
                            "a wrong notification: " + notification.problem);

@@ -149,6 +149,8 @@ void Traffic::Record::AddReply(GDBusMessage* message) {
 
 void Traffic::Record::AddNotification(GDBusMessage* message) {
     Notification notification;
+    const char* const sender = g_dbus_message_get_sender(message);
+    notification.sender = sender != nullptr ? sender : "";
     std::vector<char> bytes;
     if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
         notification.problem = "its type is " + TypeOf(message) + ", not (ay)";

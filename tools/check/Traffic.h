@@ -30,6 +30,7 @@ struct SentRequest {
 /** A notification of the partner. */
 struct Notification {
     std::int32_t id = 0;
+    std::string sender;  ///< unique name
     std::string problem; ///< empty for a correct notification
     bool isBroadcast = false;
 };
