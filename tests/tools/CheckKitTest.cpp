@@ -232,6 +232,12 @@ TEST_F(CheckKit, NamesTheMissingNotificationThatTheLibraryNeeds) {
                                     "list\n"));
 }
 
+TEST_F(CheckKit, NamesTheReplyThatHidesTheSelectionOfThePartner) {
+    Check("fault ignore select\nwait 600\n", {"--limit=0.3", "--only=empties-its-list"});
+    EXPECT_THAT(m_output, HasSubstr("  the reply to 2001 does not contain the item that 2000 "
+                                    "selected\n"));
+}
+
 TEST_F(CheckKit, ReportsADriverThatFails) {
     EXPECT_EQ(Check("wait 600\n", {"--drive=exit 5", "--only=notification-click"}), 4);
     EXPECT_THAT(m_output, HasSubstr("the command of --drive failed with the exit status 5"));

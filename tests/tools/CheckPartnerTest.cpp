@@ -307,8 +307,9 @@ class FaultyPartner : public CheckPartner, public testing::WithParamInterface<Ro
 protected:
     // Duties of a driven partner need a user.
     std::vector<std::string> Options() const {
-        const bool needsUser = GetParam().fault == "no-change" ||
-                               GetParam().fault == "no-selection" || GetParam().fault == "no-click";
+        const Keys needUser = {"no-change", "no-selection", "no-click", "cut query"};
+        const bool needsUser =
+            std::find(needUser.begin(), needUser.end(), GetParam().fault) != needUser.end();
         const std::string line = "fault " + GetParam().fault;
         return needsUser
                    ? DrivenPartnerWith(line)

@@ -112,17 +112,29 @@ bool HasSelection(const SentRequest& query) {
     return reply.find("\n" + SELECTED.id) != std::string::npos;
 }
 
-// @return whether the partner has a selection now
-bool FillList(CheckRun& run, BareHost& host) {
-    return CanQuery(run) && Send(run, host, APPLIST_ADD_ITEMS_FNC, {SELECTED}).problem.empty() &&
-           Send(run, host, APPLIST_SET_SELECTION_FNC, {SELECTED}).problem.empty() &&
-           HasSelection(Send(run, host, APPLIST_GET_SELECTION_FNC));
+// @return why the partner may have no selection now; empty with a selection
+std::string FillList(CheckRun& run, BareHost& host) {
+    const std::string needsQuery = "needs a valid reply to 2001";
+    if (!CanQuery(run)) {
+        return needsQuery;
+    }
+    for (const AppListRequest id : {APPLIST_ADD_ITEMS_FNC, APPLIST_SET_SELECTION_FNC}) {
+        if (!Send(run, host, id, {SELECTED}).problem.empty()) {
+            return "needs a valid reply to " + std::to_string(id);
+        }
+    }
+    const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
+    if (!query.problem.empty()) {
+        return needsQuery;
+    }
+    return HasSelection(query) ? ""
+                               : "the reply to 2001 does not contain the item that 2000 selected";
 }
 
-void CheckEmptied(CheckRun& run, BareHost& host, bool wasFilled, const char* when) {
-    if (!wasFilled) {
-        run.list.Skip(Duty::EmptiesItsList, CanQuery(run) ? "the partner had no selection before"
-                                                          : "needs a valid reply to 2001");
+// @param unfilled why the partner may have had no selection before; empty with a selection
+void CheckEmptied(CheckRun& run, BareHost& host, const std::string& unfilled, const char* when) {
+    if (!unfilled.empty()) {
+        run.list.Skip(Duty::EmptiesItsList, unfilled);
         return;
     }
     const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
@@ -135,7 +147,7 @@ void CheckEmptied(CheckRun& run, BareHost& host, bool wasFilled, const char* whe
 
 // The host has made a new list on its connection.
 void CheckSynAgain(CheckRun& run, BareHost& host) {
-    const bool isFilled = FillList(run, host);
+    const std::string unfilled = FillList(run, host);
     const std::size_t before = host.Seen().CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
     host.ClearSteps();
     host.Announce("_SYN");
@@ -148,7 +160,7 @@ void CheckSynAgain(CheckRun& run, BareHost& host) {
     } else if (!CheckListRequested(run, host, before + 1, "after a second _CLIENT_SYN")) {
         return;
     }
-    CheckEmptied(run, host, isFilled, "after a second _CLIENT_SYN");
+    CheckEmptied(run, host, unfilled, "after a second _CLIENT_SYN");
 }
 
 void CheckSecondHost(CheckRun& run, BareHost& first) {
@@ -163,11 +175,11 @@ void CheckSecondHost(CheckRun& run, BareHost& first) {
         "_SERVICE_SYN_ACK for " + second.UniqueName() + ", beside its host " + first.UniqueName());
 }
 
-// @return whether the partner has a selection for the next host to find
-bool CheckFirstHost(CheckRun& run, BareHost& host) {
+// @return why the next host may find no selection; empty with a selection
+std::string CheckFirstHost(CheckRun& run, BareHost& host) {
     AnnounceSlowly(run, host);
     if (!CheckStep(run, Duty::AnswersSyn, host, "_SYN_ACK", "during _CLIENT_SYN")) {
-        return false;
+        return "the partner is not bound to the host";
     }
     run.list.Pass(Duty::WaitsForTheRelease,
                   "no answer for " + InMilliseconds(SILENCE_S) + " while _CLIENT_SYN was owned");
@@ -176,9 +188,9 @@ bool CheckFirstHost(CheckRun& run, BareHost& host) {
     CheckListRequested(run, host, 1, "with the partner started first");
     CheckCrossed(run, host);
     CheckSynAgain(run, host);
-    const bool isFilled = FillList(run, host);
+    std::string unfilled = FillList(run, host);
     CheckSecondHost(run, host);
-    return isFilled;
+    return unfilled;
 }
 
 void CheckNames(CheckRun& run, BareHost& host) {
@@ -260,13 +272,15 @@ HostPointer HandshakeCheck::CheckHosts(CheckRun& run, HostPointer host) {
     if (run.isAway) {
         return host;
     }
-    const bool isFilled = CheckFirstHost(run, *host);
+    std::string unfilled = CheckFirstHost(run, *host);
     run.list.Skip(Duty::AnswersWhenBound, "the partner is not bound to the host");
     RecordTraffic(run, host->Seen());
     host = FreshHost(run, std::move(host));
     if (!run.isAway && AnswerPartnersSyn(run, *host)) {
-        const bool isNextHost = !run.list.IsBroken(Duty::AnnouncesItselfAgain);
-        CheckEmptied(run, *host, isFilled && isNextHost, "of the next host");
+        if (run.list.IsBroken(Duty::AnnouncesItselfAgain)) {
+            unfilled = "the partner was restarted for the next host";
+        }
+        CheckEmptied(run, *host, unfilled, "of the next host");
     }
     RecordTraffic(run, host->Seen());
     if (!run.isAway) {

@@ -57,6 +57,9 @@ public:
         return std::size(operations);
     }
 
+    bool HasSelection() { return m_proxy.GetSelection() != nullptr; }
+
+    /** @return the name of the selected item, or "none" */
     std::string Selection() {
         AppListItem* const item = m_proxy.GetSelection();
         return item != nullptr ? item->GetVisibleName() : "none";
@@ -85,14 +88,48 @@ std::size_t CountAnswered(const Traffic& traffic, std::int32_t id) {
         }));
 }
 
-// Waits until the partner has requested the list and answered the list and the selection.
-bool WaitUntilFilled(CheckRun& run, const Traffic& traffic, std::size_t fills, double seconds) {
-    return WaitUntil(
-               [&] { return traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) >= fills; },
-               seconds) &&
-           WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) >= fills; },
-                     run.limit);
-}
+// The steps of the partner that give it a list: its notification 4 and its replies.
+class ListTransfer {
+public:
+    /** Counts the steps from now on. */
+    explicit ListTransfer(const Traffic& traffic)
+        : m_traffic(traffic),
+          m_created(traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT)),
+          m_lists(CountAnswered(traffic, APPLIST_ADD_ITEMS_FNC)),
+          m_selections(CountAnswered(traffic, APPLIST_SET_SELECTION_FNC)) {}
+
+    /** Waits until the partner has requested the list. */
+    bool WaitForCreated(double seconds) const {
+        return WaitUntil(
+            [&] { return m_traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) > m_created; },
+            seconds);
+    }
+
+    /**
+     * Waits until the partner has answered the list, and the selection if the host has one.
+     * @return the missing reply; empty for none
+     */
+    std::string WaitForReplies(const CheckRun& run, bool hasSelection) const {
+        std::string missing = WaitForReply(run, APPLIST_ADD_ITEMS_FNC, m_lists);
+        if (missing.empty() && hasSelection) {
+            missing = WaitForReply(run, APPLIST_SET_SELECTION_FNC, m_selections);
+        }
+        return missing;
+    }
+
+private:
+    std::string WaitForReply(const CheckRun& run, AppListRequest id, std::size_t before) const {
+        return WaitUntil([&] { return CountAnswered(m_traffic, id) > before; }, run.limit)
+                   ? ""
+                   : NotWithin("valid reply to " + std::to_string(id), run) +
+                         " after notification 4";
+    }
+
+    const Traffic& m_traffic;
+    const std::size_t m_created;
+    const std::size_t m_lists;
+    const std::size_t m_selections;
+};
 
 bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     const std::size_t before = traffic.SentRequests().size();
@@ -119,13 +156,13 @@ bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     return problem.empty();
 }
 
-void CheckRestart(CheckRun& run, const Traffic& traffic) {
+void CheckRestart(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     if (run.list.IsBroken(Duty::AnnouncesItself) || run.list.IsBroken(Duty::AnswersSynAck)) {
         run.list.Skip(Duty::ReconnectsAfterARestart, "needs _SERVICE_SYN and _SERVICE_ACK");
         return;
     }
-    const std::size_t fills = CountAnswered(traffic, APPLIST_SET_SELECTION_FNC);
-    const std::size_t created = traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT);
+    const ListTransfer transfer(traffic);
+    const bool hasSelection = host.HasSelection();
     double seconds = run.StartLimit();
     if (run.partner.IsGiven()) {
         run.partner.Run();
@@ -136,20 +173,19 @@ void CheckRestart(CheckRun& run, const Traffic& traffic) {
         run.list.Skip(Duty::ReconnectsAfterARestart, "no restart requested (--restart, --wait)");
         return;
     }
-    const bool asked = WaitUntil(
-        [&] { return traffic.CountNotifications(APPLIST_LOCAL_CREATED_EVENT) > created; }, seconds);
+    const bool asked = transfer.WaitForCreated(seconds);
     if (!asked) {
         EndIfCommandFailed(run);
     }
-    const bool filled =
-        asked &&
-        WaitUntil([&] { return CountAnswered(traffic, APPLIST_SET_SELECTION_FNC) > fills; },
-                  run.limit);
     if (!asked && !run.partner.IsGiven()) {
         run.list.Skip(Duty::ReconnectsAfterARestart, "no restart within " + InSeconds(seconds));
     } else {
-        run.list.Record(Duty::ReconnectsAfterARestart, filled, "list and selection sent again",
-                        "the list was not requested and answered within " + InSeconds(seconds));
+        const std::string problem = asked ? transfer.WaitForReplies(run, hasSelection)
+                                          : NotWithin("notification 4", seconds);
+        run.list.Record(Duty::ReconnectsAfterARestart, problem.empty(),
+                        hasSelection ? "list and selection sent again"
+                                     : "list sent again, by a host without a selection",
+                        problem + ", after a restart");
         run.list.Pass(Duty::AnnouncesItself, "seen by the library after the restart");
     }
 }
@@ -197,8 +233,9 @@ bool WaitForNext(CheckRun& run, const Traffic& traffic, std::int32_t id, std::si
 }
 
 // One action of the partner's user, and the notification that must follow.
-bool Drive(CheckRun& run, const Traffic& traffic, const std::string& action,
-           const std::string& item, AppListNotification id) {
+// @return whether it has come; otherwise the row is broken
+bool Act(CheckRun& run, const Traffic& traffic, const std::string& action, const std::string& item,
+         AppListNotification id) {
     const std::size_t before = traffic.CountNotifications(id);
     const std::string problem = run.drive.Run(action, item);
     if (!problem.empty()) {
@@ -206,21 +243,56 @@ bool Drive(CheckRun& run, const Traffic& traffic, const std::string& action,
         return false;
     }
     const bool hasCome = WaitForNext(run, traffic, id, before);
-    run.list.Record(ChecklistRow(id), hasCome, "after \"" + action + " " + item + "\"",
-                    NotWithin("notification " + std::to_string(static_cast<int>(id)), run) +
-                        " of \"" + action + " " + item + "\"");
+    if (!hasCome) {
+        run.list.Break(ChecklistRow(id),
+                       NotWithin("notification " + std::to_string(static_cast<int>(id)), run) +
+                           " of \"" + action + " " + item + "\"");
+    }
     return hasCome;
+}
+
+void Drive(CheckRun& run, const Traffic& traffic, const std::string& action,
+           const std::string& item, AppListNotification id) {
+    if (Act(run, traffic, action, item, id)) {
+        run.list.Pass(ChecklistRow(id), "after \"" + action + " " + item + "\"");
+    }
+}
+
+// The last reply to 2001.
+std::string SelectionIn(const Traffic& traffic) {
+    std::string reply;
+    for (const SentRequest& request : traffic.SentRequests()) {
+        if (request.id == APPLIST_GET_SELECTION_FNC && request.hasReply) {
+            reply.assign(request.reply.begin(), request.reply.end());
+        }
+    }
+    return reply;
+}
+
+// A wrong reply to 2001, which breaks a duty of its own, may hide the selection from the library.
+void DriveSelection(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
+    const ChecklistRow row(APPLIST_ITEM_SELECTION_EVENT);
+    const int before = host.Selections();
+    if (!Act(run, traffic, "select", "check.photos", APPLIST_ITEM_SELECTION_EVENT)) {
+        return;
+    }
+    WaitUntil([&] { return host.Selections() > before; }, run.limit);
+    const std::string reply = SelectionIn(traffic);
+    if (host.Selection() == "Photos") {
+        run.list.Pass(row, "the library selected Photos");
+    } else if (!run.list.IsBroken(Duty::RepliesWithTheSelection)) {
+        run.list.Break(row, "the library selected " + host.Selection() + ", not Photos, for \"" +
+                                reply + "\" as the reply to 2001");
+    } else if (reply.find("\ncheck.photos") != std::string::npos) {
+        run.list.Pass(row, "the reply to 2001, whose end is wrong, contains check.photos");
+    } else {
+        run.list.Skip(row, "needs the selected item's bare record as the reply to 2001");
+    }
 }
 
 // The command of --drive is the user.
 void DriveUserActions(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
-    const int before = host.Selections();
-    if (Drive(run, traffic, "select", "check.photos", APPLIST_ITEM_SELECTION_EVENT)) {
-        WaitUntil([&] { return host.Selections() > before; }, run.limit);
-        run.list.Record(ChecklistRow(APPLIST_ITEM_SELECTION_EVENT), host.Selection() == "Photos",
-                        "the library selected Photos",
-                        "the library selected " + host.Selection() + ", not Photos");
-    }
+    DriveSelection(run, host, traffic);
     Drive(run, traffic, "click", "check.clock", APPLIST_ITEM_CLICKED_EVENT);
     Drive(run, traffic, "change", "check.music", APPLIST_ITEM_CHANGE_EVENT);
     Drive(run, traffic, "remove", "check.clock", APPLIST_ITEM_CHANGE_EVENT);
@@ -235,22 +307,24 @@ void LibraryCheck::Check(CheckRun& run) {
         return;
     }
     const Traffic traffic(bus.Connection());
+    const ListTransfer transfer(traffic);
     // Never deleted, as in every host. Its output without a partner is discarded.
     static LibraryHost* host = nullptr;
     {
         const CapturedOutput unread(STDOUT_FILENO, [](const std::string&) {});
         host = new LibraryHost();
     }
-    if (!WaitUntilFilled(run, traffic, 1, run.limit)) {
-        run.list.Break(Duty::WorksWithTheLibrary,
-                       "the list was not requested and answered within " + InSeconds(run.limit) +
-                           run.partner.DescribeEnd());
+    const std::string problem = transfer.WaitForCreated(run.limit)
+                                    ? transfer.WaitForReplies(run, true)
+                                    : NotWithin("notification 4", run);
+    if (!problem.empty()) {
+        run.list.Break(Duty::WorksWithTheLibrary, problem + run.partner.DescribeEnd());
         return;
     }
     if (CheckOperations(run, *host, traffic)) {
         run.drive.IsGiven() ? DriveUserActions(run, *host, traffic)
                             : CheckUserActions(run, *host, traffic);
-        CheckRestart(run, traffic);
+        CheckRestart(run, *host, traffic);
     }
     RecordTraffic(run, traffic);
 }
