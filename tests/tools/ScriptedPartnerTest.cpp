@@ -1,6 +1,7 @@
 // "applistctl partner --script": the conditions of expect, their failures, and the effect of each
 // fault.
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@
 #include "ToolProcess.h"
 
 using namespace std::string_literals;
-using testing::HasSubstr, testing::IsEmpty, testing::StartsWith;
+using testing::HasSubstr, testing::IsEmpty, testing::Not, testing::StartsWith;
 
 namespace {
 
@@ -149,6 +150,61 @@ TEST_F(ScriptedPartner, StopsAtAWrongLineBeforeItStarts) {
     EXPECT_THAT(partner.Errors(), HasSubstr("script:2: unknown command \"expct\""));
     EXPECT_THAT(partner.Errors(), HasSubstr("script:3: usage: fault FAULT"));
     EXPECT_THAT(partner.Output(), IsEmpty());
+}
+
+struct WrongLine {
+    const char* line;
+    const char* problem;
+};
+
+constexpr WrongLine WRONG_LINES[] = {
+    {"restart x", "SECONDS is a number from 0 to 3600"},
+    {"restart 3601", "SECONDS is a number from 0 to 3600"},
+    {"timeout soon", "SECONDS is a number from 0 to 3600"},
+    {"wait -1", "SECONDS is a number from 0 to 3600"},
+    {"expect connected now", "usage: expect connected"},
+    {"expect lost now", "usage: expect lost"},
+    {"expect nothing", "usage: expect nothing SECONDS"},
+    {"expect nothing x", "usage: expect nothing SECONDS"},
+    {"expect nothing 1 2", "usage: expect nothing SECONDS"},
+    {"expect selection", "usage: expect selection ID|none"},
+    {"expect selection a b", "usage: expect selection ID|none"},
+    {"expect conected", "expect conected: no such condition; --help lists the conditions"},
+    {"expect query a", "usage: expect query"},
+    {"expect append a b", "usage: expect append [ID]"},
+    {"expect modify a", "usage: expect modify [OLD_ID NEW_ID]"},
+    {"fault nonsense", "no fault \"nonsense\"; --help lists the faults"},
+    {"fault none now", "no fault \"none\"; --help lists the faults"},
+    {"fault no-syn now", "usage: fault no-syn"},
+    {"fault vanish 0", "usage: fault vanish N"},
+    {"fault delay 1 qery", "no request \"qery\"; usage: fault delay SECONDS [REQUEST]"},
+};
+
+TEST_F(ScriptedPartner, FindsEachWrongArgumentBeforeItStarts) {
+    std::string script;
+    std::string errors;
+    std::size_t number = 0;
+    for (const WrongLine& wrong : WRONG_LINES) {
+        script.append(wrong.line).append("\n");
+        errors += "script:" + std::to_string(++number) + ": " + wrong.problem + "\n";
+    }
+    ToolProcess partner(Script(script));
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    std::istringstream expected(errors);
+    for (std::string line; std::getline(expected, line);) {
+        EXPECT_THAT(partner.Errors(), HasSubstr(line + "\n"));
+    }
+    EXPECT_THAT(partner.Output(), IsEmpty());
+}
+
+TEST_F(ScriptedPartner, KeepsItsPlaceOnTheBusAfterAWrongRestart) {
+    ToolProcess partner({"partner"});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    partner.Send("restart x");
+    ASSERT_TRUE(partner.WaitForError("SECONDS is a number from 0 to 3600"));
+    partner.Send("quit");
+    EXPECT_EQ(partner.WaitForExit(), 1);
+    EXPECT_THAT(partner.Output(), Not(HasSubstr("vanished from the bus")));
 }
 
 TEST_F(ScriptedPartner, NamesTheWrongQuotingOfALine) {

@@ -34,6 +34,20 @@ std::string Join(const std::vector<std::string>& words) {
     return text;
 }
 
+// The words after a request in the usage of its condition.
+std::string ItemsOf(const RequestKind& kind) {
+    switch (kind.maxRecords) {
+    case 0:
+        return "";
+    case 1:
+        return " [ID]";
+    case 2:
+        return " [OLD_ID NEW_ID]";
+    default:
+        return " [ID...]";
+    }
+}
+
 } // namespace
 
 std::string ExpectCommand::Describe() {
@@ -44,6 +58,31 @@ std::string ExpectCommand::Describe() {
          {"nothing SECONDS", "no request arrives within this time"},
          {"list [ID...]", "the list has these items, in this order"},
          {"selection ID|none", "this item is selected"}});
+}
+
+std::string ExpectCommand::FindProblem(const Words& words) {
+    const std::string& condition = words[0];
+    const std::size_t count = words.size() - 1;
+    double seconds = 0;
+    if (condition == "connected" || condition == "lost") {
+        return count == 0 ? "" : "usage: expect " + condition;
+    }
+    if (condition == "nothing") {
+        return count == 1 && ParseSeconds(words[1], seconds) ? "" : "usage: expect nothing SECONDS";
+    }
+    if (condition == "list") {
+        return "";
+    }
+    if (condition == "selection") {
+        return count == 1 ? "" : "usage: expect selection ID|none";
+    }
+    const RequestKind* const kind = Protocol::FindRequest(condition);
+    if (kind == nullptr) {
+        return "expect " + Join(words) + ": no such condition; --help lists the conditions";
+    }
+    return count == 0 || (count >= kind->minRecords && count <= kind->maxRecords)
+               ? ""
+               : "usage: expect " + condition + ItemsOf(*kind);
 }
 
 bool ExpectCommand::Run(const Words& words) {
@@ -61,10 +100,7 @@ bool ExpectCommand::Run(const Words& words) {
     if (words[0] == "selection") {
         return ExpectSelection(rest);
     }
-    if (const RequestKind* const kind = Protocol::FindRequest(words[0])) {
-        return ExpectRequest(kind->id, rest);
-    }
-    return Fail("no such condition; --help lists the conditions");
+    return ExpectRequest(Protocol::FindRequest(words[0])->id, rest);
 }
 
 bool ExpectCommand::ExpectState(bool connected) {
@@ -89,9 +125,7 @@ bool ExpectCommand::ExpectRequest(std::int32_t id, const Words& ids) {
 
 bool ExpectCommand::ExpectNothing(const Words& words) {
     double seconds = 0;
-    if (words.size() != 1 || !ParseSeconds(words[0], seconds)) {
-        return Fail("usage: expect nothing SECONDS");
-    }
+    ParseSeconds(words[0], seconds);
     const auto& requests = m_session.Requests();
     const bool came =
         WaitUntil([&] { return !requests.empty() || m_session.HasStopped(); }, seconds);
@@ -110,9 +144,6 @@ bool ExpectCommand::ExpectList(const Words& ids) {
 }
 
 bool ExpectCommand::ExpectSelection(const Words& words) {
-    if (words.size() != 1) {
-        return Fail("usage: expect selection ID|none");
-    }
     const auto present = [&]() -> std::string {
         const ListedItem* const item =
             m_session.Partner() != nullptr ? m_session.Partner()->List().Selection() : nullptr;

@@ -18,7 +18,10 @@ public:
     /** The longest wait for a condition. */
     void SetTimeout(double seconds) { m_timeout = seconds; }
 
-    /** @param words of the condition @return false after a report of the failure */
+    /** @param words of the condition @return the problem of these words, or an empty text */
+    static std::string FindProblem(const std::vector<std::string>& words);
+
+    /** @param words without a problem @return false after a report of the failure */
     bool Run(const std::vector<std::string>& words);
 
     /** The conditions, for --help. */

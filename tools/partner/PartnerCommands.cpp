@@ -8,8 +8,23 @@
 namespace applistctl {
 
 namespace {
+
 constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
+
+// Of arguments that are empty, or SECONDS.
+std::string CheckSeconds(const std::vector<std::string>& words) {
+    double seconds = 0;
+    return words.empty() || ParseSeconds(words[0], seconds) ? ""
+                                                            : "SECONDS is a number from 0 to 3600";
 }
+
+double SecondsOf(const std::vector<std::string>& words) {
+    double seconds = 0;
+    ParseSeconds(words[0], seconds);
+    return seconds;
+}
+
+} // namespace
 
 std::vector<Command> PartnerCommands::All() {
     return {
@@ -24,21 +39,23 @@ std::vector<Command> PartnerCommands::All() {
                   &Partner::Recreate),
         {"vanish", "", "leave the bus", 0, 0, [this](const Words&) { return Vanish(); }},
         {"restart", "[SECONDS]", "leave the bus and connect again, at once or after SECONDS", 0, 1,
-         [this](const Words& words) { return Restart(words); }},
+         [this](const Words& words) { return Restart(words); }, CheckSeconds},
         {"fault", "FAULT", "behave wrongly from now on (--help lists the faults)", 1, 3,
-         [this](const Words& words) { return SetFault(words); }},
+         [this](const Words& words) { return SetFault(words); },
+         [](const Words& words) { return Faults().Set(words); }},
         {"expect", "CONDITION", "wait for a condition (--help lists them); fail after the time-out",
          1, ANY_NUMBER,
-         [this](const Words& words) { return m_session.StartOnce() && m_expect.Run(words); }},
+         [this](const Words& words) { return m_session.StartOnce() && m_expect.Run(words); },
+         ExpectCommand::FindProblem},
         {"forget", "", "ignore the earlier requests in later conditions", 0, 0,
          [this](const Words&) {
              m_session.Requests().clear();
              return true;
          }},
         {"timeout", "SECONDS", "set the time-out of expect (10)", 1, 1,
-         [this](const Words& words) { return SetTimeout(words); }},
+         [this](const Words& words) { return SetTimeout(words); }, CheckSeconds},
         {"wait", "SECONDS", "do nothing for this time", 1, 1,
-         [this](const Words& words) { return Wait(words); }},
+         [this](const Words& words) { return Wait(words); }, CheckSeconds},
     };
 }
 
@@ -76,31 +93,18 @@ bool PartnerCommands::HasPartner() {
 }
 
 bool PartnerCommands::SetFault(const Words& words) {
-    const std::string problem = m_session.Faults().Set(words);
-    if (!problem.empty()) {
-        m_output.Error(problem);
-    }
-    return problem.empty();
+    m_session.Faults().Set(words);
+    return true;
 }
 
 bool PartnerCommands::SetTimeout(const Words& words) {
-    double seconds = 0;
-    if (!ParseSeconds(words[0], seconds)) {
-        m_output.Error("SECONDS is a number from 0 to 3600");
-        return false;
-    }
-    m_expect.SetTimeout(seconds);
+    m_expect.SetTimeout(SecondsOf(words));
     return true;
 }
 
 bool PartnerCommands::Wait(const Words& words) {
-    double seconds = 0;
-    if (!ParseSeconds(words[0], seconds)) {
-        m_output.Error("SECONDS is a number from 0 to 3600");
-        return false;
-    }
     if (m_session.StartOnce()) {
-        WaitUntil([this] { return m_session.HasStopped(); }, seconds);
+        WaitUntil([this] { return m_session.HasStopped(); }, SecondsOf(words));
     }
     return !m_session.HasStopped();
 }

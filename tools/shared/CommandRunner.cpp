@@ -81,6 +81,8 @@ const Command* CommandRunner::Parse(const std::string& line, std::vector<std::st
     arguments.assign(words + 1, words + count);
     if (arguments.size() < command->minArguments || arguments.size() > command->maxArguments) {
         problem = "usage: " + name + (command->arguments.empty() ? "" : " ") + command->arguments;
+    } else if (command->check) {
+        problem = command->check(arguments);
     }
     return &*command;
 }

@@ -19,6 +19,8 @@ struct Command {
     std::size_t maxArguments;
     /** @return false when the command failed */
     std::function<bool(const std::vector<std::string>&)> run;
+    /** Checks the arguments before the command runs. @return the problem, or an empty text */
+    std::function<std::string(const std::vector<std::string>&)> check = {};
 };
 
 /** Lines of two columns for --help. The longest text sets the width of the first column. */
