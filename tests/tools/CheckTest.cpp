@@ -291,6 +291,20 @@ TEST_F(HostCheck, DoesNotClaimTheAbsenceOfAHostThatThePolicyHides) {
     EXPECT_THAT(output, Not(HasSubstr("no host is on the bus")));
 }
 
+TEST_F(HostCheck, DoesNotTakeAPartnerForAHostWithoutMatchRules) {
+    bus.SetPolicy(DENY_RULES);
+    const RunningPartner partner;
+    const std::string output = CheckHostOutput(4, TemporaryFolder().Path());
+    EXPECT_THAT(output,
+                ContainsRegex("note     host      :1\\.[0-9]+ \\(pid " + partner.Id() +
+                              ", [^\n]*\\), a host or a partner: the bus shows no rules\n"));
+    EXPECT_THAT(output,
+                HasSubstr("WRONG    host      unknown: the bus shows no rules, and no "
+                          "process on the bus is known to have libapplist.so in its memory\n"
+                          "                   -> start the host; "));
+    EXPECT_THAT(output, Not(HasSubstr("ok       host")));
+}
+
 TEST_F(HostCheck, FindsAHostOfItsUserThatThePolicyHides) {
     bus.SetPolicy(std::string(DENY_RULES) + DENY_SEND + DENY_INTROSPECTION);
     StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");

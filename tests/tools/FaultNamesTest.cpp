@@ -203,7 +203,7 @@ const FaultRow FAULTS[] = {
     {"PartnerThatIsSilentToACheck", CheckSilentPartner, "MISSING  answer ", 4},
     {"BusThatWasLost", CheckLostBus, "or has lost the bus and continues", 4},
     {"HostThatStartedBeforeTheBus", CheckEarlyHost,
-     "has no connection to the bus: it started before the bus, or ", 4},
+     "has no connection to the bus: it has not created a list yet, started before the bus, or ", 4},
 };
 
 // The bus must show match rules for these.

@@ -73,6 +73,7 @@ public:
         }
         if (wanted.empty()) {
             ReportLost();
+            ReportUnknown(hosts);
         }
         return m_isHalfOpen            ? EXIT_STATUS_HALF_OPEN
                : m_verdicts.AnyWrong() ? EXIT_STATUS_TROUBLE
@@ -132,6 +133,20 @@ private:
         return wasGood && !isLost && !isHidden ? EXIT_STATUS_FAILED : EXIT_STATUS_TROUBLE;
     }
 
+    // Each of these processes may be a partner.
+    void ReportUnknown(const std::vector<Participant>& hosts) {
+        if (std::all_of(hosts.begin(), hosts.end(), [](const Participant& one) {
+                return one.role == Participant::Role::Unknown;
+            })) {
+            m_verdicts.Wrong(
+                "host",
+                "unknown: the bus shows no rules, and no process on the bus is known to "
+                "have libapplist.so in its memory",
+                "start the host; if it runs already, run this check as root or as the "
+                "user of the host");
+        }
+    }
+
     // The processes that have the library loaded and no connection. The processes are listed before
     // the connections, so a host that joins the bus between the two lists is not among them.
     std::set<guint32> FindWithoutBus() const {
@@ -155,7 +170,8 @@ private:
         return found;
     }
 
-    // A process may have started before the bus, or have lost its connection and continue.
+    // A process may have no list yet, have started before the bus, or have lost its connection and
+    // continue.
     bool ReportLost() {
         const std::set<guint32> first = FindWithoutBus();
         if (first.empty()) {
@@ -169,11 +185,11 @@ private:
                 m_verdicts.Wrong(
                     "bus",
                     "pid " + std::to_string(pid) + ", " + CommandOf(pid) +
-                        ", has the library loaded and has no connection to the bus: it "
-                        "started before the bus, or has lost the bus and continues "
-                        "(exit-on-close is off)",
-                    "restart it after the bus: the library joins the bus once (boot "
-                    "order: docs/integration.md)");
+                        ", has the library loaded and has no connection to the bus: it has not "
+                        "created a list yet, started before the bus, or has lost the bus and "
+                        "continues (exit-on-close is off)",
+                    "restart a host with a list after the bus: the library joins the bus once "
+                    "(boot order: docs/integration.md)");
             }
         }
         return isFound;
@@ -181,12 +197,15 @@ private:
 
     void CheckHost(const Participant& host) {
         const char* const role =
-            host.role == Participant::Role::Host ? ""
-            : IsHidden(host)                     ? ", of an unknown role: the bus shows no rules"
-            : !m_survey.hasRules                 ? ", a host or a partner: the bus shows no rules"
+            IsHidden(host)       ? ", of an unknown role: the bus shows no rules"
+            : !m_survey.hasRules ? ", a host or a partner: the bus shows no rules"
             : host.role == Participant::Role::Partner ? ", a partner"
                                                       : ", neither a host nor a partner";
-        m_verdicts.Good("host", host.Describe() + role);
+        if (host.role == Participant::Role::Host) {
+            m_verdicts.Good("host", host.Describe());
+        } else {
+            m_verdicts.Note("host", host.Describe() + role);
+        }
         if (CheckAlive(host) && CheckLoop(host)) {
             CheckBinding(host);
         } else {
@@ -251,7 +270,8 @@ private:
             silent.push_back({DescribePartner(host.peer) +
                                   " replies to this check, and a thread of the host waits for a "
                                   "reply to a request, or to a call of its own code",
-                              "\"applistctl monitor\" shows a request without a reply"});
+                              "\"applistctl monitor\" shows requests that start after the monitor, "
+                              "and their missing replies"});
         }
         if (mayBeInCall && !silent.empty()) {
             m_verdicts.Note("loop", "no reply to an empty Send within " + InSeconds(m_limit) +
@@ -289,7 +309,7 @@ private:
                              text + "a thread waits for the reply to a synchronous call, for 25 s "
                                     "at most",
                              "the partner may not reply to the host: \"applistctl monitor\" shows "
-                             "the request");
+                             "requests that start after the monitor, and their missing replies");
             break;
         case HostProcess::Loop::Stalled:
             m_verdicts.Wrong("loop",
@@ -528,7 +548,7 @@ Usage CheckHostVerb::Describe() {
         "(dbus-broker) and its policy refuses introspection, every process on the bus receives\n"
         "this call.\n\n"
         "Exit status: 0 no fault, 1 no host, or the folder of --policies is unreadable, 2 wrong\n"
-        "usage, 3 no bus, 4 a fault, several partners, or a bus policy that hides the hosts,\n"
+        "usage, 3 no bus, 4 a fault, several partners, or a bus that hides the hosts,\n"
         "5 the host and its partner are a half-open pair.",
         false,
         {{"limit", "SECONDS", "Time limit for each reply of the host (default: 3)"},

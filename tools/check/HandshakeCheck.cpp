@@ -114,7 +114,7 @@ bool HasSelection(const SentRequest& query) {
 
 // @return why the partner may have no selection now; empty with a selection
 std::string FillList(CheckRun& run, BareHost& host) {
-    const std::string needsQuery = "needs a valid reply to 2001";
+    constexpr const char* needsQuery = "needs a valid reply to 2001";
     if (!CanQuery(run)) {
         return needsQuery;
     }

@@ -22,9 +22,6 @@ std::optional<int> PolicyReport::FindProblem(const std::string& program, const C
         return std::nullopt;
     }
     const std::string folder = line.options.at("policies");
-    if (g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR) == FALSE) {
-        return WrongOption(program, line, "policies", "a folder");
-    }
     // An unreadable folder would look like one without policies.
     DIR* const content = opendir(folder.c_str());
     if (content == nullptr) {
