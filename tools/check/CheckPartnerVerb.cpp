@@ -397,9 +397,8 @@ Usage CheckPartnerVerb::Describe() {
         "in the partner. Without your action, such a duty is \"not seen\".\n\n"
         "Exit status: 0 no duty is broken, 1 no partner found, a failed command of --restart,\n"
         "a stopped partner, another host or a second partner on the bus, or a FILE with an\n"
-        "error, 2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is not broken, "
-        "or the time of\n"
-        "--timeout is over.",
+        "error, 2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is not\n"
+        "broken, or the time of --timeout is over.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
          {"drive", "COMMAND", "Act as the partner's user with this shell command"},
