@@ -256,8 +256,8 @@ gboolean applist_store_remove(AppListStore* self, const char* id, GError** error
  *
  * Replaces an entry. @entry becomes the selection if it replaces the selection.
  *
- * Returns: %FALSE with an error of the domain %G_IO_ERROR if the list has no such entry, or if
- * @entry is invalid or in the list
+ * Returns: %FALSE with an error of the domain %G_IO_ERROR if the list has no such entry, if @entry
+ * is invalid, or if another entry has its id
  */
 APPLIST_GLIB_API
 gboolean applist_store_replace(AppListStore* self, const char* id, AppListEntry* entry,

@@ -81,8 +81,8 @@ public:
     Q_INVOKABLE int rowOf(const QString& uniqueId) const;
 
     /** @name Changes
-     * Each one returns whether it accepts the change. An invalid text or row, or a unique id that
-     * is already in the list, changes nothing.
+     * Each one returns whether it accepts the change. An invalid text or row changes nothing, and
+     * neither does a unique id that another row has.
      */
     /** @{ */
     /** Makes the list equal to @p items by the fewest moves. The selection stays if its item stays.
