@@ -137,6 +137,25 @@ TEST_F(CheckKit, EndsAfterItsTimeWithTheDutiesSoFar) {
     EXPECT_THAT(m_output, HasSubstr("statements proven"));
 }
 
+// The shell of the user recognizes the signal by the status.
+TEST_F(CheckKit, ShowsTheDutiesSoFarAfterAnInterruption) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const std::string file = m_folder.Path() + "/results.xml";
+        ToolProcess check({"check", "partner", "--wait=60", "--repeat=2",
+                           "--only=request-click,notification-click", "--junit", file, "--restart",
+                           std::string("exec ") + APPLISTCTL + " partner --script " +
+                               m_folder.Write("script", "wait 600\n")});
+        ASSERT_TRUE(check.WaitFor("Please select an item"));
+        check.Kill(signal);
+        EXPECT_EQ(check.WaitForExit(), 128 + signal);
+        EXPECT_THAT(check.Output(), HasSubstr("  passed    answers 2006, click "));
+        EXPECT_THAT(check.Output(), HasSubstr("  the check was interrupted\n"
+                                              "1 passed, 0 weak, 0 broken, 1 not seen, "));
+        EXPECT_THAT(check.Output(), Not(HasSubstr("Run 2 of 2")));
+        EXPECT_THAT(ReadFile(file), HasSubstr("not seen: the check was interrupted"));
+    }
+}
+
 TEST_F(CheckKit, PrintsAnObjectForEachDutyAndForTheSummary) {
     EXPECT_EQ(Check(NO_CLICK, {"--json", "--only=request-click,answers-syn"}), 4) << m_errors;
     const std::vector<Json> objects = ObjectsOf(m_output);

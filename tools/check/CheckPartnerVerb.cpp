@@ -16,6 +16,7 @@
 #include <check/CheckProcess.h>
 #include <check/CheckReport.h>
 #include <check/CheckRun.h>
+#include <check/DelayedSignals.h>
 #include <check/JUnitFile.h>
 #include <check/OtherHosts.h>
 #include <check/PartnerProcesses.h>
@@ -287,11 +288,12 @@ int ShowRows(Output& output) {
 // The runs, their report and their files.
 class Session {
 public:
-    Session(const Options& options, CheckReport& report, Output& output)
-        : m_options(options), m_report(report), m_output(output) {}
+    Session(const Options& options, const DelayedSignals& signals, CheckReport& report,
+            Output& output)
+        : m_options(options), m_signals(signals), m_report(report), m_output(output) {}
 
     int RunAll() {
-        for (unsigned i = 1; i <= m_options.runs; ++i) {
+        for (unsigned i = 1; i <= m_options.runs && !m_signals.IsPending(); ++i) {
             RunNext(static_cast<int>(i));
         }
         return m_status;
@@ -309,11 +311,13 @@ private:
                      {[&](int index, const Finding& finding) { Add(result, index, finding); },
                       [this](const std::string& text) { m_report.Ask(text); },
                       [&](const std::string& text) { reason = text; }},
-                     m_options.timeout);
+                     m_signals, m_options.timeout);
         int status = end.status;
         const bool hasReason = !reason.empty();
         reason = hasReason ? reason : "not decided";
-        if (end.isTimedOut) {
+        if (end.isInterrupted) {
+            reason = "the check was interrupted";
+        } else if (end.isTimedOut) {
             reason = "the time of --timeout was over";
             m_output.Error("not done within " + InSeconds(m_options.timeout));
             status = EXIT_STATUS_TROUBLE;
@@ -326,7 +330,7 @@ private:
             status = EXIT_STATUS_TROUBLE;
         }
         // Without a partner or a bus there is no result to show, only in the file.
-        const bool hasResult = !result.Findings().empty() || end.isTimedOut;
+        const bool hasResult = !result.Findings().empty() || end.isTimedOut || end.isInterrupted;
         if (hasResult) {
             ShowRest(result, reason);
             m_report.End(result, end.seconds);
@@ -369,6 +373,7 @@ private:
     }
 
     const Options& m_options;
+    const DelayedSignals& m_signals;
     CheckReport& m_report;
     Output& m_output;
     JUnitFile m_junit;
@@ -398,7 +403,8 @@ Usage CheckPartnerVerb::Describe() {
         "Exit status: 0 no duty is broken, 1 no partner found, a failed command of --restart,\n"
         "a stopped partner, another host or a second partner on the bus, or a FILE with an\n"
         "error, 2 wrong usage, 3 no bus, 4 a duty is broken, a duty of the baseline is not\n"
-        "broken, or the time of --timeout is over.",
+        "broken, or the time of --timeout is over. Ctrl-C and SIGTERM end the check after the\n"
+        "summary of the decided duties.",
         false,
         {{"restart", "COMMAND", "Start and restart the partner with this shell command"},
          {"drive", "COMMAND", "Act as the partner's user with this shell command"},
@@ -432,7 +438,8 @@ int CheckPartnerVerb::Run(const CommandLine& line) {
         return WrongUsage(CHECK_PARTNER,
                           "this applistctl is built without nlohmann-json, for --json");
     }
-    Session session(options, *report, output);
+    const DelayedSignals signals; // destroyed after the results are written
+    Session session(options, signals, *report, output);
     const int status = session.RunAll();
     const std::string unwritten =
         line.Has("junit") ? session.Results().Write(line.Value("junit", "")) : "";

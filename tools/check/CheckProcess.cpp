@@ -66,13 +66,17 @@ private:
     std::set<pid_t> m_groups;
 };
 
+// Returns without a message when a signal is pending.
 // @return false at the end of the child's messages, or of the time
-bool ReadSome(int descriptor, Messages& messages, double remaining) {
-    pollfd polled = {descriptor, POLLIN, 0};
+bool ReadSome(int descriptor, const DelayedSignals& signals, Messages& messages, double remaining) {
+    pollfd polled[] = {{descriptor, POLLIN, 0}, {signals.Descriptor(), POLLIN, 0}};
     const int timeout = remaining < 0 ? -1 : static_cast<int>(remaining * 1000) + 1;
-    const int ready = poll(&polled, 1, timeout);
+    const int ready = poll(polled, 2, timeout);
     if (ready < 0) {
         return errno == EINTR;
+    }
+    if (ready > 0 && polled[0].revents == 0) {
+        return true;
     }
     char bytes[4096];
     const ssize_t size = ready > 0 ? read(descriptor, bytes, sizeof bytes) : 0;
@@ -83,7 +87,8 @@ bool ReadSome(int descriptor, Messages& messages, double remaining) {
 }
 
 [[noreturn]] void RunChild(const std::function<int(const CheckChannel&)>& work, int descriptor,
-                           pid_t parent) {
+                           const DelayedSignals& signals, pid_t parent) {
+    signals.Admit();
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) {
         std::_Exit(1);
@@ -123,7 +128,7 @@ void CheckChannel::Send(const std::string& line) const {
 }
 
 CheckEnd RunCheck(const std::function<int(const CheckChannel&)>& work,
-                  const CheckReceiver& receiver, double limit) {
+                  const CheckReceiver& receiver, const DelayedSignals& signals, double limit) {
     const auto start = Clock::now();
     CheckEnd end;
     int ends[2];
@@ -135,18 +140,19 @@ CheckEnd RunCheck(const std::function<int(const CheckChannel&)>& work,
     const pid_t child = fork();
     if (child == 0) {
         close(ends[0]);
-        RunChild(work, ends[1], parent);
+        RunChild(work, ends[1], signals, parent);
     }
     close(ends[1]);
     Messages messages(receiver);
     const auto remaining = [&] { return limit > 0 ? limit - SecondsSince(start) : -1; };
     bool isOpen = true;
-    while (isOpen && (limit <= 0 || remaining() > 0)) {
-        isOpen = ReadSome(ends[0], messages, remaining());
+    while (isOpen && !signals.IsPending() && (limit <= 0 || remaining() > 0)) {
+        isOpen = ReadSome(ends[0], signals, messages, remaining());
         isOpen = isOpen || (limit > 0 && remaining() <= 0); // the time is over, not the messages
     }
-    end.isTimedOut = isOpen;
-    if (end.isTimedOut) {
+    end.isInterrupted = signals.IsPending();
+    end.isTimedOut = isOpen && !end.isInterrupted;
+    if (isOpen || end.isInterrupted) {
         kill(child, SIGKILL);
         for (const pid_t group : messages.Groups()) {
             kill(-group, SIGTERM);
@@ -155,7 +161,8 @@ CheckEnd RunCheck(const std::function<int(const CheckChannel&)>& work,
     close(ends[0]);
     int status = 0;
     waitpid(child, &status, 0);
-    end.signal = WIFSIGNALED(status) && !end.isTimedOut ? WTERMSIG(status) : 0;
+    const bool hasEnded = !end.isTimedOut && !end.isInterrupted;
+    end.signal = WIFSIGNALED(status) && hasEnded ? WTERMSIG(status) : 0;
     end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 1;
     end.seconds = SecondsSince(start);
     return end;

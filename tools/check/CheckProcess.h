@@ -10,6 +10,7 @@
 #include <sys/types.h>
 
 #include <check/Checklist.h>
+#include <check/DelayedSignals.h>
 
 namespace applistctl {
 
@@ -36,18 +37,20 @@ struct CheckReceiver {
 };
 
 struct CheckEnd {
-    int status = 0;          ///< the result of the work
-    int signal = 0;          ///< of a run that ended by a signal
-    bool isTimedOut = false; ///< ended by the time limit
+    int status = 0;             ///< the result of the work
+    int signal = 0;             ///< of a run that ended by a signal
+    bool isTimedOut = false;    ///< ended by the time limit
+    bool isInterrupted = false; ///< ended by a delayed signal, which is still pending
     double seconds = 0;
 };
 
 /**
  * Runs @p work in a child process. The caller must have no threads.
+ * @param signals end the run
  * @param limit seconds; 0 for no limit
  */
 CheckEnd RunCheck(const std::function<int(const CheckChannel&)>& work,
-                  const CheckReceiver& receiver, double limit);
+                  const CheckReceiver& receiver, const DelayedSignals& signals, double limit);
 
 } // namespace applistctl
 
