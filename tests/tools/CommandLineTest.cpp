@@ -94,7 +94,9 @@ const Case CASES[] = {
      {"partner", NO_BUS},
      3,
      "",
-     "; the address \"unix:path=/nonexistent/bus\" comes from --bus\n"},
+     "no bus: the socket of the bus does not exist; the address \"unix:path=/nonexistent/bus\" "
+     "comes "
+     "from --bus\n"},
     {"TheBusMayBeNamedBeforeTheVerb", {NO_BUS, "partner"}, 3, "", "no bus: "},
     {"AFolderThatIsNotThereFails", {"host", "/nonexistent/x"}, 1, "", "/nonexistent/x"},
     {"AScriptThatIsNotThereFails",

@@ -132,7 +132,8 @@ void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
 }
 
 // A partner may be on the bus and own a name of a step, which then is no announcement.
-void ReportNoPartner(CheckRun& run, GDBusConnection* connection) {
+void ReportNoPartner(const CheckRun& run, const CheckChannel& channel,
+                     GDBusConnection* connection) {
     const std::vector<OwnedName> owned = FindOwnedNames(connection);
     const std::string reason =
         owned.empty() ? "the partner is not found" : owned.front().Describe();
@@ -144,10 +145,7 @@ void ReportNoPartner(CheckRun& run, GDBusConnection* connection) {
     }
     Output(CHECK_PARTNER).Error("no partner has answered; " + advice);
     if (run.list.AnyBroken()) {
-        for (const RowText& row : Duties::AllRows()) {
-            run.list.Skip(row.row, reason);
-        }
-        run.list.EndPhase(PHASE_LIBRARY);
+        channel.SendRest(reason);
     }
 }
 
@@ -215,7 +213,7 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
         endIfSeveral();
         endIfStopped();
         EndIfCommandFailed(run);
-        ReportNoPartner(run, others.Connection());
+        ReportNoPartner(run, channel, others.Connection());
         return EXIT_STATUS_FAILED;
     }
     CheckAll(run, std::move(host), options.Phases());
@@ -306,11 +304,16 @@ private:
         CheckResult result(m_options.only, m_options.baseline);
         m_report.Begin(number, static_cast<int>(m_options.runs));
         std::string reason;
+        bool isRestShown = false;
         const CheckEnd end =
             RunCheck([this](const CheckChannel& channel) { return RunOnce(m_options, channel); },
                      {[&](int index, const Finding& finding) { Add(result, index, finding); },
                       [this](const std::string& text) { m_report.Ask(text); },
-                      [&](const std::string& text) { reason = text; }},
+                      [&](const std::string& text) { reason = text; },
+                      [&](const std::string& text) {
+                          reason = text;
+                          isRestShown = true;
+                      }},
                      m_signals, m_options.timeout);
         int status = end.status;
         const bool hasReason = !reason.empty();
@@ -330,7 +333,8 @@ private:
             status = EXIT_STATUS_TROUBLE;
         }
         // Without a partner or a bus there is no result to show, only in the file.
-        const bool hasResult = !result.Findings().empty() || end.isTimedOut || end.isInterrupted;
+        const bool hasResult =
+            !result.Findings().empty() || isRestShown || end.isTimedOut || end.isInterrupted;
         if (hasResult) {
             ShowRest(result, reason);
             m_report.End(result, end.seconds);

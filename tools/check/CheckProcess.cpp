@@ -52,6 +52,9 @@ private:
             words >> first;
             m_groups.insert(static_cast<pid_t>(first));
             break;
+        case 'A':
+            m_receiver.onRest(line.substr(1));
+            break;
         case 'R':
             m_receiver.onReason(line.substr(1));
             break;
@@ -110,6 +113,10 @@ void CheckChannel::SendText(const std::string& text) const {
 
 void CheckChannel::SendReason(const std::string& reason) const {
     Send("R" + reason);
+}
+
+void CheckChannel::SendRest(const std::string& reason) const {
+    Send("A" + reason);
 }
 
 void CheckChannel::SendGroup(pid_t group) const {

@@ -44,7 +44,8 @@ void Restart(CheckRun& run, BareHost& host) {
         }
         run.partner.OnPartnerFound();
     } else if (run.wait > 0) {
-        run.ask("Please restart the partner, within " + InSeconds(run.wait) + ".");
+        run.ask("Please restart the partner, within " + InSeconds(run.wait) + ": " +
+                (run.isAway ? "it has left the bus." : "it has not announced itself again."));
         run.isAway = !host.WaitForStep("_SYN", run.wait);
     } else {
         run.isAway = true;

@@ -167,7 +167,8 @@ void CheckRestart(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     if (run.partner.IsGiven()) {
         run.partner.Run();
     } else if (run.wait > 0) {
-        run.ask("Please restart the partner, within " + InSeconds(run.wait) + ".");
+        run.ask("Please restart the partner, within " + InSeconds(run.wait) +
+                ": the library must find it again.");
         seconds = run.wait;
     } else {
         run.list.Skip(Duty::ReconnectsAfterARestart, "no restart requested (--restart, --wait)");

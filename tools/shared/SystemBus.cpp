@@ -68,6 +68,29 @@ std::string DescribeAddress() {
                 : std::string("is the default, because ") + ADDRESS_VARIABLE + " is not set");
 }
 
+// The texts of GLib do not name the bus.
+std::string DescribeError(const GError* error) {
+    struct Reason {
+        GIOErrorEnum code;
+        const char* text;
+    };
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
+        return "the bus daemon accepts the connection, but sends no reply within " +
+               std::to_string(CONNECT_LIMIT.count()) + " s";
+    }
+    const Reason reasons[] = {
+        {G_IO_ERROR_NOT_FOUND, "the socket of the bus does not exist"},
+        {G_IO_ERROR_CONNECTION_REFUSED, "no bus daemon listens at the socket of the bus"},
+        {G_IO_ERROR_PERMISSION_DENIED, "this user may not connect to the socket of the bus"},
+    };
+    for (const Reason& reason : reasons) {
+        if (g_error_matches(error, G_IO_ERROR, reason.code) != FALSE) {
+            return reason.text;
+        }
+    }
+    return error->message;
+}
+
 GDBusConnection* ConnectPrivately(GCancellable* cancellable, GError** error) {
     g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
     if (address == nullptr) {
@@ -92,12 +115,7 @@ SystemBus::SystemBus(std::function<void(const std::string&)> onClosed, Kind kind
                            : g_bus_get_sync(G_BUS_TYPE_SYSTEM, limit.Cancellable(), &error);
     }
     if (m_connection == nullptr) {
-        const bool isSilent = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE;
-        m_problem =
-            (isSilent ? "the bus daemon accepts the connection, but sends no reply within " +
-                            std::to_string(CONNECT_LIMIT.count()) + " s"
-                      : error->message) +
-            "; " + DescribeAddress();
+        m_problem = DescribeError(error) + "; " + DescribeAddress();
         return;
     }
     // The default ends the process with a signal, without a message, when the bus is lost.
