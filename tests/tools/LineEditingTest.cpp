@@ -340,6 +340,22 @@ TEST_F(Job, EditsTheSameLineInTheForegroundAgain) {
     Expect("-> AddItemAtEnd: Radio (a)");
 }
 
+// The shell moves the job to the background and back before the host handles its continuation.
+TEST_F(Job, EditsTheLineAfterEachShortMoveToTheBackground) {
+    StartInBackground();
+    m_terminal.Type("fg\r");
+    Expect("> add a Rad");
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(MainLoop::IterateUntil([this] { return !IsRestored(); })) << i;
+        m_terminal.Type("\x1a");
+        Expect("Stopped");
+        m_terminal.Type("bg; fg\r");
+        Expect("> add a Rad");
+    }
+    m_terminal.Type("io\r");
+    Expect("-> AddItemAtEnd: Radio (a)");
+}
+
 TEST_F(Job, ExitsInTheBackgroundWithoutABus) {
     StartInBackground();
     m_bus.Kill();

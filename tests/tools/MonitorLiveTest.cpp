@@ -146,6 +146,24 @@ TEST_F(MonitorLive, FindsABindingFromBeforeItsStart) {
     EXPECT_TRUE(monitor.WaitFor(" was on the bus before the start of the monitor, bound to :1."));
 }
 
+// The steps of this partner do not count, so the partner and its host are no half-open pair.
+TEST_F(MonitorLive, FindsANameThatIsOwnedFromBeforeItsStart) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    const TemporaryFolder folder;
+    ToolProcess partner(
+        {"partner", "--script", folder.Write("script", "fault keep-names\nwait 600\n")});
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN_ACK"));
+    RunningMonitor monitor;
+    EXPECT_TRUE(monitor.WaitFor("_SERVICE_SYN_ACK is owned by :1."));
+    EXPECT_EQ(monitor.Interrupt(), 4);
+    EXPECT_THAT(monitor.Output(), HasSubstr(" owns the name of a step and has not released it\n"));
+    EXPECT_THAT(monitor.Output(), Not(HasSubstr("half-open")));
+}
+
 TEST_F(MonitorLive, MarksAHostThatIsStuck) {
     RunningMonitor monitor;
     RunningPartner partner;

@@ -152,21 +152,6 @@ std::string OwnerOf(GDBusConnection* connection, const std::string& name) {
     return owner;
 }
 
-std::map<std::string, std::string> OwnersOfSteps(GDBusConnection* connection) {
-    std::map<std::string, std::string> owners;
-    const std::string own = g_dbus_connection_get_unique_name(connection);
-    for (const char* const suffix : HANDSHAKE_STEPS) {
-        for (const std::string& name : {HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
-                                        HandshakeNames::PartnerName(ENDPOINT_ID, suffix)}) {
-            const std::string owner = OwnerOf(connection, name);
-            if (!owner.empty() && owner != own) {
-                owners[name] = owner;
-            }
-        }
-    }
-    return owners;
-}
-
 } // namespace
 
 std::vector<std::string> ListUniqueNames(GDBusConnection* connection) {
@@ -261,6 +246,21 @@ BusSurvey SurveyBus(GDBusConnection* connection, double limit) {
 
 std::string OwnedName::Describe() const {
     return name + " is owned by " + WithProcess(owner, process) + " and not released";
+}
+
+std::map<std::string, std::string> OwnersOfSteps(GDBusConnection* connection) {
+    std::map<std::string, std::string> owners;
+    const std::string own = g_dbus_connection_get_unique_name(connection);
+    for (const char* const suffix : HANDSHAKE_STEPS) {
+        for (const std::string& name : {HandshakeNames::EndpointName(ENDPOINT_ID, suffix),
+                                        HandshakeNames::PartnerName(ENDPOINT_ID, suffix)}) {
+            const std::string owner = OwnerOf(connection, name);
+            if (!owner.empty() && owner != own) {
+                owners[name] = owner;
+            }
+        }
+    }
+    return owners;
 }
 
 std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection) {

@@ -3,6 +3,7 @@
 #ifndef APPLIST_TOOLS_BUSSURVEY_H
 #define APPLIST_TOOLS_BUSSURVEY_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,10 @@ struct OwnedName {
     /** "_CLIENT_SYN_ACK is owned by :1.7 (pid 77, launcher) and not released" */
     std::string Describe() const;
 };
+
+/** The owners of the handshake names at this moment, without @p connection: unique names by name.
+ */
+std::map<std::string, std::string> OwnersOfSteps(GDBusConnection* connection);
 
 /** Takes more than a second when a handshake name is owned, and otherwise no time. */
 std::vector<OwnedName> FindOwnedNames(GDBusConnection* connection);

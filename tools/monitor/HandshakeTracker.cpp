@@ -629,12 +629,18 @@ void HandshakeTracker::TickHosts(Microseconds now) {
     }
 }
 
-// A side that is ready, and whose other side is bound to a third one or to none.
+// A side that is ready, and whose other side is bound to a third one or to none. A step whose name
+// is still owned does not count yet, and is a fault of its own.
 bool HandshakeTracker::IsHalfOpen(const std::string& name, const Endpoint& endpoint) const {
     const bool isOfCheck = IsCheck(name) || IsCheck(endpoint.peer);
     const Endpoint* const peer = endpoint.isReady && !isOfCheck ? Find(endpoint.peer) : nullptr;
     return peer != nullptr && peer->isKnown && peer->peer != name &&
-           ConnectedHostOf(endpoint.peer) == nullptr;
+           ConnectedHostOf(endpoint.peer) == nullptr && !OwnsStep(name) && !OwnsStep(endpoint.peer);
+}
+
+bool HandshakeTracker::OwnsStep(const std::string& name) const {
+    return std::any_of(m_nameOwners.begin(), m_nameOwners.end(),
+                       [&](const auto& entry) { return entry.second.uniqueName == name; });
 }
 
 void HandshakeTracker::TickHalfOpen(Microseconds now) {
@@ -807,6 +813,9 @@ std::vector<std::string> HandshakeTracker::States() const {
     for (const auto& [name, partner] : m_partners) {
         if (partner.isReported && IsHalfOpen(name, partner)) {
             states.push_back(DescribeHalfOpen(name));
+        } else if (!IsCheck(name) && OwnsStep(name)) {
+            states.push_back("partner " + name +
+                             " owns the name of a step and has not released it");
         } else if (!IsCheck(name) && (!isHostPresent || !IsPartnerOfAHost(name))) {
             states.push_back("partner " + name + " waits for a host");
         }

@@ -150,6 +150,7 @@ private:
     std::set<std::string> Partners() const;
     bool IsPartnerOfAHost(const std::string& partnerName) const;
     bool IsHalfOpen(const std::string& name, const Endpoint& endpoint) const;
+    bool OwnsStep(const std::string& name) const;
     std::string DescribeBinding(const std::string& name) const;
     std::string DescribeHalfOpen(const std::string& name) const;
     std::string DescribeMissing(const std::string& hostName, const Host& host) const;

@@ -72,6 +72,9 @@ void FindPresent(GDBusConnection* connection, const std::vector<std::string>& be
             handshake.FoundPartner(now, one.name, one.peer);
         }
     }
+    for (const auto& [name, owner] : OwnersOfSteps(connection)) {
+        handshake.OwnerChanged(now, name, "", owner);
+    }
     handshake.ReportFound(now);
 }
 

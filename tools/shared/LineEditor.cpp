@@ -229,10 +229,18 @@ void LineEditor::Return() {
     m_foreground.Stop();
     m_isAway = false;
     if (m_isEditing) {
-        tcsetattr(STDIN_FILENO, TCSANOW, &m_editingState); // the shell had its own state meanwhile
+        TakeTerminal();
         Show();
     } else {
         Edit();
+    }
+}
+
+// The shell had a state of its own meanwhile. The handler of the stop has not set the editing state
+// when the shell moved this process to the background first, and then to the foreground.
+void LineEditor::TakeTerminal() {
+    if (m_isEditing && IsInForeground()) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &m_editingState);
     }
 }
 
@@ -266,7 +274,10 @@ void LineEditor::Show() {
 
 void LineEditor::Resize() {
     el_resize(m_editor);
-    m_isShown = m_isShown && !TerminalGuard::TakeStop();
+    if (TerminalGuard::TakeStop()) {
+        m_isShown = false;
+        TakeTerminal();
+    }
     Hide();
     Show();
 }

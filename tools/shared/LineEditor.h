@@ -61,6 +61,7 @@ private:
     void StopEditing();
     void Leave();
     void Return();
+    void TakeTerminal();
     void Hide();
     void Show();
     void Resize();
