@@ -1,4 +1,5 @@
 // "applistctl check": one line for each need of a host, with advice when it is missing.
+#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -8,10 +9,12 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include "BusDaemon.h"
 #include "BusTest.h"
 #include "Bytes.h"
 #include "Channel.h"
 #include "RawHost.h"
+#include "SharedBus.h"
 #include "TemporaryFolder.h"
 #include "TestPartner.h"
 #include "ToolProcess.h"
@@ -508,6 +511,56 @@ TEST_F(PartnerCheck, EndsWhenAnotherProcessSendsANotification) {
     g_dbus_connection_flush_sync(second.Connection(), nullptr, nullptr);
     const RunningPartner first;
     ExpectSeveralPartners(check, first.Id(), std::to_string(getpid()));
+}
+
+constexpr const char* BUS_IS_GONE = ": the bus is gone: the bus daemon has closed the connection\n";
+
+TEST_F(DeviceCheck, EndsWithTheBus) {
+    ToolProcess check({"check", "--limit=1"});
+    ASSERT_TRUE(check.WaitFor("SendSignal is delivered"));
+    bus.Kill();
+    EXPECT_EQ(check.WaitForExit(), 3);
+    EXPECT_THAT(check.Errors(), HasSubstr("check" + std::string(BUS_IS_GONE)));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("MISSING")));
+}
+
+// The host waits for the reply of the stopped partner, so that its loop does not reply to the
+// check.
+TEST_F(HostCheck, EndsWithTheBus) {
+    RunningPartner partner;
+    SampleHost host(partner);
+    partner.Stop();
+    host.Send("add radio.desktop Radio");
+    ASSERT_TRUE(host.WaitFor("-> AddItemAtEnd"));
+    ToolProcess check({"check", "host", "--limit=1"});
+    ASSERT_TRUE(check.WaitFor("Peer.Ping answered"));
+    bus.Kill();
+    EXPECT_EQ(check.WaitForExit(), 3);
+    EXPECT_THAT(check.Errors(), HasSubstr("check host" + std::string(BUS_IS_GONE)));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("WRONG")));
+    partner.Continue();
+}
+
+TEST_F(PartnerCheck, EndsWithTheBus) {
+    RunningPartner partner;
+    ToolProcess check({"check", "partner", "--limit=0.5", "--wait=0"});
+    ASSERT_TRUE(check.WaitFor("passed"));
+    bus.Kill();
+    EXPECT_EQ(check.WaitForExit(), 3);
+    EXPECT_THAT(check.Errors(), ContainsRegex("check partner: (the bus is gone|no bus): "));
+    EXPECT_THAT(check.Output(), HasSubstr("duties not checked: the bus was gone\n"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("BROKEN")));
+}
+
+TEST_F(DeviceCheck, EndsWithABusDaemonThatStops) {
+    ToolProcess check({"check", "--limit=1"});
+    ASSERT_TRUE(check.WaitFor("SendSignal is delivered"));
+    const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
+    kill(daemon, SIGSTOP);
+    EXPECT_EQ(check.WaitForExit(), 3);
+    EXPECT_THAT(check.Errors(), HasSubstr("check: the bus daemon sends no reply within 10 s\n"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("MISSING")));
+    kill(daemon, SIGCONT);
 }
 
 TEST_F(DeviceCheck, ReportsAMissingBus) {

@@ -174,7 +174,7 @@ constexpr WrongLine WRONG_LINES[] = {
     {"expect append a b", "usage: expect append [ID]"},
     {"expect modify a", "usage: expect modify [OLD_ID NEW_ID]"},
     {"fault nonsense", "no fault \"nonsense\"; --help lists the faults"},
-    {"fault none now", "no fault \"none\"; --help lists the faults"},
+    {"fault none now", "usage: fault none"},
     {"fault no-syn now", "usage: fault no-syn"},
     {"fault vanish 0", "usage: fault vanish N"},
     {"fault delay 1 qery", "no request \"qery\"; usage: fault delay SECONDS [REQUEST]"},

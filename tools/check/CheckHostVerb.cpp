@@ -578,6 +578,7 @@ int CheckHostVerb::Run(const CommandLine& line) {
     }
     CheckMarker::Send(bus.Connection());
     Verdicts verdicts(output, "WRONG");
+    verdicts.EndWithoutBus(bus.Connection());
     PolicyReport policy(output, verdicts, line);
     const int status = HostCheck(bus.Connection(), verdicts, policy, limit).Run(wanted);
     policy.ShowFile();

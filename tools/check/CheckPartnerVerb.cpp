@@ -167,11 +167,23 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
     }
     PartnerCommand partner(options.restart, [&](pid_t group) { channel.SendGroup(group); });
     // From then on, the partner's behaviour proves nothing.
-    const auto end = [&](const std::string& reason, const std::string& text) {
+    const auto endWith = [&](const std::string& reason, const std::string& text, int status) {
         output.Error(text);
         channel.SendReason(reason);
         partner.Stop();
-        std::exit(EXIT_STATUS_FAILED);
+        std::exit(status);
+    };
+    const auto end = [&](const std::string& reason, const std::string& text) {
+        endWith(reason, text, EXIT_STATUS_FAILED);
+    };
+    const auto endWithoutBus = [&](const std::string& text) {
+        endWith("the bus was gone", text, EXIT_STATUS_NO_BUS);
+    };
+    const auto endIfBusIsLost = [&] {
+        const std::string loss = SystemBus::DescribeLoss(others.Connection());
+        if (!loss.empty()) {
+            endWithoutBus(loss);
+        }
     };
     PartnerProcesses processes(others.Connection());
     const auto endIfStopped = [&] {
@@ -181,6 +193,7 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
         }
     };
     const auto endIfSeveral = [&] {
+        endIfBusIsLost();
         const std::string several = processes.DescribeSeveral();
         if (!several.empty()) {
             end("another partner was on the bus",
@@ -206,6 +219,7 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
                  options.limit,
                  options.wait};
     run.end = end;
+    run.endWithoutBus = endWithoutBus;
     run.onNotifier = [&](const std::string& name) { processes.Add(name); };
     others.Watch([&](const std::string& text) { end("another host was on the bus", text); });
     HostPointer host = HandshakeCheck::FindPartner(run);

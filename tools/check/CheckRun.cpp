@@ -153,8 +153,16 @@ void EndIfCommandFailed(CheckRun& run) {
     }
 }
 
+HostPointer NewHost(const CheckRun& run) {
+    auto host = std::make_unique<BareHost>();
+    if (host->Connection() == nullptr) {
+        run.endWithoutBus("no bus: " + host->Problem());
+    }
+    return host;
+}
+
 HostPointer FreshHost(CheckRun& run, HostPointer host) {
-    auto next = std::make_unique<BareHost>();
+    auto next = NewHost(run);
     if (host != nullptr) {
         next->Remember(host->Partner());
         host.reset();

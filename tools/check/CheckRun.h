@@ -28,6 +28,8 @@ struct CheckRun {
     std::string candidates = {}; ///< why no partner may answer, for a bus without match rules
     /// ends the check: the reason for the remaining duties, and the error
     std::function<void(const std::string& reason, const std::string& text)> end = {};
+    /// ends the check without a bus: the error
+    std::function<void(const std::string& text)> endWithoutBus = {};
     /// receives the unique name of each process that sends a notification
     std::function<void(const std::string& uniqueName)> onNotifier = {};
 
@@ -69,6 +71,9 @@ SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
 
 /** Ends the check when the command of --restart has failed, and no partner has announced itself. */
 void EndIfCommandFailed(CheckRun& run);
+
+/** A new host. The check ends without a bus. */
+HostPointer NewHost(const CheckRun& run);
 
 /**
  * Ends @p host and waits until the partner searches for the next one. Starts a partner that has

@@ -49,6 +49,7 @@ public:
             m_verdicts.Wrong("bus", m_host.Problem(), SystemBus::Advice());
             return EXIT_STATUS_NO_BUS;
         }
+        m_verdicts.EndWithoutBus(m_host.Connection());
         m_verdicts.Good("bus", "on " + SystemBus::Describe() + " as " + m_host.UniqueName() +
                                    ", user " + BusPolicy::CurrentUser());
         m_survey = SurveyBus(m_host.Connection(), m_limit);

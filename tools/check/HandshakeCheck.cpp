@@ -261,7 +261,7 @@ bool StartCrossed(CheckRun& run) {
 } // namespace
 
 HostPointer HandshakeCheck::FindPartner(CheckRun& run) {
-    auto host = std::make_unique<BareHost>();
+    auto host = NewHost(run);
     const bool found = Find(run, *host);
     RecordTraffic(run, host->Seen());
     return found ? std::move(host) : nullptr;

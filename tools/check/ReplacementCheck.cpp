@@ -89,7 +89,7 @@ void CheckBindsOnAck(CheckRun& run, BareHost& host) {
 // The same while the partner is bound to that other one, which then goes: the host was started in
 // its place while the partner was stopped.
 HostPointer CheckRemembersOthers(CheckRun& run, HostPointer host) {
-    auto next = std::make_unique<BareHost>();
+    auto next = NewHost(run);
     next->Remember(host->Partner());
     host->Announce("_SYN");
     if (!host->WaitForStep("_SYN_ACK", run.limit)) {

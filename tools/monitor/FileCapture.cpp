@@ -64,9 +64,10 @@ bool FileCapture::Open(const std::string& file, std::string& problem) {
         std::setvbuf(stream, nullptr, _IONBF, 0);
         m_descriptor = fileno(stream);
     }
+    const std::string source = file == "-" ? "standard input" : file;
     char text[PCAP_ERRBUF_SIZE] = "";
     if (Wait()) {
-        problem = DescribeContent(file == "-" ? "standard input" : file, stream);
+        problem = DescribeContent(source, stream);
     }
     if (!problem.empty()) {
         if (stream != stdin) {
@@ -79,12 +80,12 @@ bool FileCapture::Open(const std::string& file, std::string& problem) {
         if (stream != stdin) {
             std::fclose(stream);
         }
-        problem = file + " is no capture: " + text;
+        problem = source + " is no capture: " + text;
         return false;
     }
     if (pcap_datalink(m_capture.get()) != DLT_DBUS) {
         const char* const type = pcap_datalink_val_to_name(pcap_datalink(m_capture.get()));
-        problem = file + " is a capture of " + (type != nullptr ? type : "something else") +
+        problem = source + " is a capture of " + (type != nullptr ? type : "something else") +
                   ", not of D-Bus";
         return false;
     }

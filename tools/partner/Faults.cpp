@@ -116,6 +116,9 @@ std::string Faults::Set(const std::vector<std::string>& words) {
         *this = Faults();
         return "";
     }
+    if (words[0] == "none") {
+        return "usage: fault none";
+    }
     const auto* const kind = std::find_if(std::begin(KINDS), std::end(KINDS),
                                           [&](const Kind& one) { return words[0] == one.name; });
     if (kind == std::end(KINDS)) {

@@ -12,6 +12,7 @@ namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 constexpr std::chrono::seconds CONNECT_LIMIT(10);
+constexpr const char* CLOSED = "the bus daemon has closed the connection"; // for each cause alike
 
 // Cancels a call that GLib would never end: a stopped bus daemon accepts a connection and sends
 // nothing.
@@ -135,6 +136,26 @@ SystemBus::~SystemBus() {
     }
 }
 
+std::string SystemBus::DescribeLoss(GDBusConnection* connection) {
+    if (connection == nullptr) {
+        return "no bus";
+    }
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE,
+        static_cast<int>(std::chrono::milliseconds(CONNECT_LIMIT).count()), nullptr, &error);
+    if (g_dbus_connection_is_closed(connection) != FALSE ||
+        g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED) != FALSE) {
+        return std::string("the bus is gone: ") + CLOSED;
+    }
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE) {
+        return "the bus daemon sends no reply within " + std::to_string(CONNECT_LIMIT.count()) +
+               " s";
+    }
+    return "";
+}
+
 std::string SystemBus::Describe() {
     const char* const address = g_getenv(ADDRESS_VARIABLE);
     return address != nullptr ? "the bus at " + std::string(address) : "the system bus";
@@ -153,8 +174,8 @@ void SystemBus::UseAddress(const std::string& address) {
 
 void SystemBus::OnClosed(GDBusConnection* /*connection*/, gboolean /*remotePeerVanished*/,
                          GError* /*error*/, void* user_data) {
-    // GDBus names only the stream below the connection, for each cause alike.
-    static_cast<SystemBus*>(user_data)->m_onClosed("the bus daemon has closed the connection");
+    // GDBus names only the stream below the connection.
+    static_cast<SystemBus*>(user_data)->m_onClosed(CLOSED);
 }
 
 } // namespace applistctl

@@ -29,6 +29,13 @@ public:
     GDBusConnection* Connection() const { return m_connection; }
     const std::string& Problem() const { return m_problem; }
 
+    /**
+     * Calls the bus daemon.
+     * @return why findings from now on would be wrong: the daemon has closed @p connection, or is
+     * stalled; empty with a bus
+     */
+    static std::string DescribeLoss(GDBusConnection* connection);
+
     /** "the system bus", or the address that replaces it. */
     static std::string Describe();
 
