@@ -141,7 +141,7 @@ std::string SystemBus::DescribeLoss(GDBusConnection* connection) {
         return "no bus";
     }
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+    [[maybe_unused]] g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE,
         static_cast<int>(std::chrono::milliseconds(CONNECT_LIMIT).count()), nullptr, &error);
