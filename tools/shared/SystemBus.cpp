@@ -12,7 +12,8 @@ namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 constexpr std::chrono::seconds CONNECT_LIMIT(10);
-constexpr const char* CLOSED = "the bus daemon has closed the connection"; // for each cause alike
+constexpr const char* CLOSED_BY_DAEMON =
+    "the bus daemon has closed the connection"; // for each cause alike
 
 // Cancels a call that GLib would never end: a stopped bus daemon accepts a connection and sends
 // nothing.
@@ -147,7 +148,7 @@ std::string SystemBus::DescribeLoss(GDBusConnection* connection) {
         static_cast<int>(std::chrono::milliseconds(CONNECT_LIMIT).count()), nullptr, &error);
     if (g_dbus_connection_is_closed(connection) != FALSE ||
         g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED) != FALSE) {
-        return std::string("the bus is gone: ") + CLOSED;
+        return std::string("the bus is gone: ") + CLOSED_BY_DAEMON;
     }
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE) {
         return "the bus daemon sends no reply within " + std::to_string(CONNECT_LIMIT.count()) +
@@ -175,7 +176,7 @@ void SystemBus::UseAddress(const std::string& address) {
 void SystemBus::OnClosed(GDBusConnection* /*connection*/, gboolean /*remotePeerVanished*/,
                          GError* /*error*/, void* user_data) {
     // GDBus names only the stream below the connection.
-    static_cast<SystemBus*>(user_data)->m_onClosed(CLOSED);
+    static_cast<SystemBus*>(user_data)->m_onClosed(CLOSED_BY_DAEMON);
 }
 
 } // namespace applistctl
