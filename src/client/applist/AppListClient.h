@@ -113,11 +113,12 @@ public:
     AppListClient(Executor executor, const Events& events);
 
     /**
-     * Ends the connection. No event and no completion runs after the return. Waits at most two
+     * Ends the connection. No event and no completion starts after the return. Waits at most two
      * seconds in all: for a task on another thread, for waiting requests, and for the end of both
-     * threads. Threads that still wait for the bus or the partner then end later by themselves, and
-     * the change under way ends after its current request; the next client of the process connects
-     * after the end of these threads.
+     * threads. A handler that runs on another thread for more than one second may still run after
+     * the return, and an error is logged. Threads that still wait for the bus or the partner then
+     * end later by themselves, and the change under way ends after its current request; the next
+     * client of the process connects after the end of these threads.
      */
     ~AppListClient();
 

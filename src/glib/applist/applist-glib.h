@@ -163,7 +163,7 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
  * AppListStore::outcome:
  * @self: the store
  * @outcome: the outcome
- * @reason: the reason, empty if the partner has replied to every request
+ * @reason: the reason, empty for %APPLIST_OUTCOME_ANSWERED and %APPLIST_OUTCOME_MERGED
  *
  * Emitted once for each accepted change, selection and click, in the order of the calls, unless the
  * store ends first. A full queue reports its merged changes at once, before the outcomes of earlier
