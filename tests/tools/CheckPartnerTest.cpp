@@ -196,6 +196,11 @@ const Row ROWS[] = {
      "no _SERVICE_SYN within 9 s from the command of --restart"},
     {{"KeepsADeadHost"}, "keep-host", {"announces-again"}, "no _SERVICE_SYN within"},
     {{"KeepsNames"}, "keep-names", {"releases-names"}, "owns _SERVICE_SYN and does not release it"},
+    {{"KeepsSynAck"},
+     "keep-syn-ack",
+     {"releases-names"},
+     "owns _SERVICE_SYN_ACK and does not release it"},
+    {{"KeepsAck"}, "keep-ack", {"releases-names"}, "owns _SERVICE_ACK and does not release it"},
     {{"NoSynAck"}, "no-syn-ack", {"answers-syn"}, "no _SERVICE_SYN_ACK within"},
     {{"NoAck"}, "no-ack", {"answers-syn-ack", "answers-when-bound"}, "no _SERVICE_ACK within"},
     {{"NoAckWhenBound"}, "no-crossed-ack", {"answers-when-bound"}, "no _SERVICE_ACK within"},
@@ -329,6 +334,9 @@ TEST_P(FaultyPartner, BreaksExactlyItsDuties) {
         EXPECT_THAT(KeysOf("weak", check.Output()), ElementsAreArray(GetParam().weak));
         const Keys& graded = GetParam().broken.empty() ? GetParam().weak : GetParam().broken;
         EXPECT_THAT(FindingOf(graded.front(), check.Output()), HasSubstr(GetParam().evidence));
+        for (const std::string& key : KeysOf("not seen", check.Output())) {
+            EXPECT_THAT(FindingOf(key, check.Output()), ContainsRegex("] +[^ ]")) << key;
+        }
     }
 }
 

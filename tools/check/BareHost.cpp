@@ -153,6 +153,9 @@ void BareHost::OnNameOwnerChanged(GDBusConnection* /*connection*/, const char* /
 }
 
 void BareHost::OnStep(const std::string& suffix, const std::string& partner) {
+    if (m_formerPartners.count(partner) > 0) {
+        return;
+    }
     m_steps.push_back(suffix);
     m_partner = partner;
     m_partners.insert(partner);
@@ -175,6 +178,11 @@ bool BareHost::HasSeen(const std::string& suffix) const {
     return std::find(m_steps.begin(), m_steps.end(), suffix) != m_steps.end();
 }
 
+void BareHost::ForgetPartners() {
+    m_formerPartners.merge(m_partners);
+    m_partners.clear();
+}
+
 bool BareHost::HasLostPartner() const {
     return std::any_of(m_partners.begin(), m_partners.end(),
                        [this](const std::string& name) { return OwnerOf(name).empty(); });
@@ -182,6 +190,11 @@ bool BareHost::HasLostPartner() const {
 
 std::string BareHost::OwnerOfPartnersName(const std::string& suffix) const {
     return OwnerOf(HandshakeNames::PartnerName(ENDPOINT_ID, suffix));
+}
+
+bool BareHost::IsPartnersNameKept(const std::string& suffix) const {
+    const std::string owner = OwnerOfPartnersName(suffix);
+    return !owner.empty() && m_formerPartners.count(owner) == 0;
 }
 
 std::string BareHost::OwnerOf(const std::string& name) const {

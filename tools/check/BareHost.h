@@ -58,8 +58,11 @@ public:
     /** Adds a partner of an earlier host to the known ones. */
     void Remember(const std::string& partner) { m_partners.insert(partner); }
 
-    /** Forgets the known partners, before a deliberate restart. */
-    void ForgetPartners() { m_partners.clear(); }
+    /**
+     * Forgets the known partners, before a deliberate restart, and ignores their later steps. At
+     * the end of such a partner, the bus releases each name that the partner still owns.
+     */
+    void ForgetPartners();
 
     /** Whether a known partner has left the bus. */
     bool HasLostPartner() const;
@@ -68,6 +71,9 @@ public:
 
     /** @return the unique name of the process that owns a name of the partner; empty for none */
     std::string OwnerOfPartnersName(const std::string& suffix) const;
+
+    /** Whether a partner owns the name, except a forgotten partner. */
+    bool IsPartnersNameKept(const std::string& suffix) const;
 
     /** Answers announcements from now on, as the library does. */
     void FollowHandshake() { m_follows = true; }
@@ -113,6 +119,7 @@ private:
     std::vector<std::string> m_steps;
     std::string m_partner;
     std::set<std::string> m_partners; ///< each sender of a step
+    std::set<std::string> m_formerPartners;
     bool m_follows = false;
     bool m_isBound = false;
     bool m_isReady = false;

@@ -95,26 +95,30 @@ void CheckWithTheLibrary(CheckRun& run) {
     }
 }
 
+void EndPhase(CheckRun& run, Phase phase) {
+    run.list.EndPhase(phase,
+                      run.isAway ? "the partner had left the bus" : "needs a duty that is broken");
+}
+
 void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
     Checklist& list = run.list;
-    list.EndPhase(PHASE_START);
+    EndPhase(run, PHASE_START);
     if ((phases & PHASE_HANDSHAKE) != 0) {
         host = HandshakeCheck::CheckHosts(run, std::move(host));
-        list.EndPhase(PHASE_HANDSHAKE);
+        EndPhase(run, PHASE_HANDSHAKE);
     }
     if ((phases & PHASE_REPLACEMENT) != 0) {
         host = ReplacementCheck::Check(run, std::move(host));
-        list.EndPhase(PHASE_REPLACEMENT);
+        EndPhase(run, PHASE_REPLACEMENT);
     }
     if ((phases & PHASE_TOGETHER) != 0 && run.partner.IsGiven()) {
-        host.reset();
-        HandshakeCheck::CheckStartsTogether(run);
-        list.EndPhase(PHASE_TOGETHER);
+        host = HandshakeCheck::CheckStartsTogether(run, std::move(host));
+        EndPhase(run, PHASE_TOGETHER);
     }
     list.Skip(Duty::StartsTogether, "needs --restart");
     if ((phases & PHASE_REQUESTS) != 0) {
         host = RequestCheck::Check(run, std::move(host));
-        list.EndPhase(PHASE_REQUESTS);
+        EndPhase(run, PHASE_REQUESTS);
     }
     if ((phases & PHASE_LIBRARY) != 0) {
         if (run.partner.IsGiven()) {
@@ -128,7 +132,7 @@ void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
         CheckWithTheLibrary(run);
     }
     list.Skip(Duty::AnnouncesItself, "the partner was running already");
-    list.EndPhase(PHASE_LIBRARY);
+    EndPhase(run, PHASE_LIBRARY);
 }
 
 // A partner may be on the bus and own a name of a step, which then is no announcement.
@@ -137,7 +141,10 @@ void ReportNoPartner(const CheckRun& run, const CheckChannel& channel,
     const std::vector<OwnedName> owned = FindOwnedNames(connection);
     const std::string reason =
         owned.empty() ? "the partner is not found" : owned.front().Describe();
-    std::string advice = "run \"applistctl check\" for the reason";
+    std::string advice =
+        run.partner.IsGiven()
+            ? "run the command of --restart by hand, and \"applistctl check\" beside it"
+            : "run \"applistctl check\" for the reason";
     if (!owned.empty()) {
         advice = reason;
     } else if (!run.candidates.empty()) {

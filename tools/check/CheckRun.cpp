@@ -20,7 +20,9 @@ void FindSilentPartner(CheckRun& run, BareHost& host) {
     const auto start = Clock::now();
     while (SecondsSince(start) < run.StartLimit() && !host.HasSeen("_SYN_ACK")) {
         host.Announce("_SYN");
-        host.WaitForStep("_SYN_ACK", SHORT_S);
+        if (!host.WaitForStep("_SYN_ACK", SHORT_S) && host.IsPartnersNameKept("_SYN_ACK")) {
+            return;
+        }
     }
 }
 

@@ -97,8 +97,11 @@ HostPointer FindPartner(CheckRun& run);
 /** A first host, a second host beside it, and the loss of the first host. */
 HostPointer CheckHosts(CheckRun& run, HostPointer host);
 
-/** Starts host and partner at the same time, repeatedly. Stops the partner before the return. */
-void CheckStartsTogether(CheckRun& run);
+/**
+ * Ends @p host, and starts hosts and partners at the same time, repeatedly.
+ * @return null, with the partner stopped; @p host if a broken duty prevents the starts
+ */
+HostPointer CheckStartsTogether(CheckRun& run, HostPointer host);
 
 } // namespace HandshakeCheck
 

@@ -61,11 +61,12 @@ bool Checklist::AnyBroken() const {
                        [](const auto& finding) { return finding.second.grade == Grade::Broken; });
 }
 
-void Checklist::EndPhase(Phase phase) {
+void Checklist::EndPhase(Phase phase, const std::string& reason) {
     m_beforePhaseEnd();
     const std::vector<RowText>& rows = Duties::AllRows();
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (rows[i].last <= phase) {
+            Skip(rows[i].row, reason);
             Report(static_cast<int>(i), m_findings[rows[i].row]);
         }
     }

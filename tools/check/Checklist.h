@@ -52,8 +52,11 @@ public:
     bool HasPassed(ChecklistRow row) const;
     bool AnyBroken() const;
 
-    /** Reports the rows that no phase after @p phase decides. */
-    void EndPhase(Phase phase);
+    /**
+     * Reports the rows that no phase after @p phase decides.
+     * @param reason for the duties that are not seen without a reason of their own
+     */
+    void EndPhase(Phase phase, const std::string& reason);
 
 private:
     Grade GradeOf(const ChecklistRow& row) const;

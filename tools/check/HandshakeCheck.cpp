@@ -273,7 +273,10 @@ HostPointer HandshakeCheck::CheckHosts(CheckRun& run, HostPointer host) {
         return host;
     }
     std::string unfilled = CheckFirstHost(run, *host);
-    run.list.Skip(Duty::AnswersWhenBound, "the partner is not bound to the host");
+    for (const Duty duty : {Duty::AnswersWhenBound, Duty::AnswersSynAgain, Duty::WaitsForTheRelease,
+                            Duty::KeepsItsHost}) {
+        run.list.Skip(duty, "the partner is not bound to the host");
+    }
     RecordTraffic(run, host->Seen());
     host = FreshHost(run, std::move(host));
     if (!run.isAway && AnswerPartnersSyn(run, *host)) {
@@ -291,14 +294,15 @@ HostPointer HandshakeCheck::CheckHosts(CheckRun& run, HostPointer host) {
 }
 
 // The start of a partner takes some time. Each run starts the host at another moment of it.
-void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
+HostPointer HandshakeCheck::CheckStartsTogether(CheckRun& run, HostPointer host) {
     for (const Duty duty : {Duty::AnnouncesItself, Duty::ReleasesNames, Duty::AnswersSyn,
                             Duty::AnswersSynAck, Duty::AnswersWhenBound}) {
         if (run.list.IsBroken(duty)) {
             run.list.Skip(Duty::StartsTogether, "needs the answers above");
-            return;
+            return host;
         }
     }
+    host.reset();
     double startTime = 0;
     run.partner.Stop();
     {
@@ -308,7 +312,7 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
         if (!observer.WaitForStep("_SYN", run.StartLimit())) {
             EndIfCommandFailed(run);
             run.list.Skip(Duty::StartsTogether, "the partner does not announce itself");
-            return;
+            return nullptr;
         }
         startTime = SecondsSince(start);
     }
@@ -321,6 +325,7 @@ void HandshakeCheck::CheckStartsTogether(CheckRun& run) {
     run.list.Record(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
     run.partner.Stop();
     run.isAway = true; // the next host starts it
+    return nullptr;
 }
 
 } // namespace applistctl

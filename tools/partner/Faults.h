@@ -25,6 +25,8 @@ enum class Fault {
     AnyHost,
     KeepHost,
     KeepNames,
+    KeepSynAck,
+    KeepAck,
     // Against the duties that repair half-open pairs (ServiceHandshake)
     NoRepeatFree,
     NoRepeatUnasked,

@@ -278,9 +278,9 @@ void ServiceHandshake::Announce(Step step, const std::string& meaning,
     using Result = NameAnnouncement::Result;
     using WhileOwned = NameAnnouncement::WhileOwned;
     const std::string name = HandshakeNames::PartnerName(ENDPOINT_ID, SuffixOf(step));
-    if (m_faults.Has(Fault::KeepNames)) {
-        m_announcement.KeepNames();
-    }
+    m_announcement.KeepNames(m_faults.Has(Fault::KeepNames) ||
+                             (step == Step::SynAck && m_faults.Has(Fault::KeepSynAck)) ||
+                             (step == Step::Ack && m_faults.Has(Fault::KeepAck)));
     const std::string text = std::string("_SERVICE") + SuffixOf(step) + ": " + meaning;
     const bool repeats = !m_faults.Has(Fault::NoRepeatRefused);
     m_announcement.Start(name, repeats ? WhileOwned::Repeat : WhileOwned::GiveUp,

@@ -18,7 +18,8 @@ inline std::string ReadLines(const std::string& file, std::vector<std::string>& 
         lines.push_back(line);
     }
     const bool isRead = stream.is_open() && !stream.bad(); // a folder opens, but has no bytes
-    return isRead ? "" : "cannot read " + file + ": " + std::strerror(errno);
+    return isRead ? ""
+                  : "cannot read " + (file.empty() ? "\"\"" : file) + ": " + std::strerror(errno);
 }
 
 } // namespace applistctl

@@ -48,8 +48,8 @@ public:
 
     void Cancel();
 
-    /** Owns each later name without a release, as a faulty partner does. */
-    void KeepNames() { m_keepsNames = true; }
+    /** Whether to own each later name without a release, as a faulty partner does. */
+    void KeepNames(bool keeps) { m_keepsNames = keeps; }
 
     bool IsUnderWay() const { return m_isUnderWay; }
 
