@@ -10,8 +10,8 @@
  * An item of the list, implemented by the host. RemoteAppListItem is a ready-made implementation.
  *
  * Two items are the same item when their unique ids are equal byte for byte. The visible name and
- * the address do not count. Both texts may hold any bytes except a line feed, which would shift the
- * following fields on their way to the partner.
+ * the address of the object do not count. The visible name and the unique id may hold any bytes
+ * except a line feed, which would shift the following fields on their way to the partner.
  *
  * **Lifetime.** Items belong to the host. The library keeps pointers to them, and neither copies
  * nor deletes them. An item must exist until it has been removed, replaced or cleared and is no

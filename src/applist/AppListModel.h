@@ -64,17 +64,21 @@ public:
     /**
      * Appends those of @p items whose unique id is not in the list. Sends all of @p items to the
      * partner, even those that were not appended. Null entries are an error of the caller: they are
-     * skipped and logged. The time grows with the product of the lengths of both lists.
+     * skipped and logged. The time grows with the product of the number of @p items and
+     * the length of the list after the call.
      */
     virtual void AddItems(const std::vector<AppListItem*>& items) = 0;
 
-    /** Appends @p item and sends it to the partner, even if its unique id is in the list. */
+    /**
+     * Appends @p item and sends it to the partner, even if its unique id is in the list. Does
+     * nothing for null.
+     */
     virtual void AddItemAtEnd(AppListItem* item) = 0;
 
     /**
      * Removes the first item with @p item's unique id and sends the request. Clears the selection
-     * if the removed object is selected. Does nothing without such an item. @p item need not be the
-     * object in the list, and its pointer is not kept.
+     * if the removed object is selected. Does nothing without such an item, or for null. @p item
+     * need not be the object in the list, and its pointer is not kept.
      */
     virtual void RemoveItem(AppListItem* item) = 0;
 

@@ -31,7 +31,7 @@ public:
     using NotificationMethod = void (Model::*)(int id, const std::vector<char>& data);
     using ConnectionReadyMethod = void (Model::*)(const std::string& partner);
 
-    /** Constructs the channel with @p id, which joins the bus and starts the handshake. */
+    /** Constructs the channel, which joins the bus with @p id and starts the handshake. */
     explicit IPCApplist(std::string id)
         : Remote(std::move(id), typename Remote::HandlersLater()),
           callbackMessageObject(nullptr),

@@ -89,8 +89,10 @@ public:
      *
      * @param id part of all bus names and of the object path; both sides use the same id. The id
      *        consists of letters, digits and '_', does not start with a digit, is not empty, and is
-     *        short enough for bus names of at most 255 bytes. Any other id leads to GLib warnings
-     *        and an endpoint without an object.
+     *        short enough for bus names of at most 255 bytes. With another character or an empty
+     * id, GLib prints a warning, and the endpoint has no object. With a leading digit or a longer
+     * id, the bus refuses the names: the announcement fails with a logged error, and the endpoint
+     * never becomes ready.
      */
     explicit JavaMWDbusRemote(std::string id);
 
@@ -186,8 +188,8 @@ public:
      *         "Connection not set." or "Proxy not ready" goes to standard output. A failed call and
      *         a reply of a type other than "(ay)" are logged as errors.
      *
-     * The reply's GVariant is never released: each reply costs about 240 bytes plus the bytes of
-     * the reply.
+     * The GVariant of a reply of type "(ay)" is never released: each such reply costs about 240
+     * bytes plus the bytes of the reply.
      */
     std::vector<char> SendMessage(std::vector<char>& data);
 
