@@ -30,8 +30,9 @@ class ClientCore;
  * changes are rejected.
  *
  * **Threads.** Any thread may call any function. Events and completions run through the executor of
- * the constructor, in order. Events and completions may call every function of the client, and may
- * destroy the client.
+ * the constructor, one after the other. Completions follow in the order of the calls, but the
+ * completions of merged and rejected calls do not wait for earlier ones. Events and completions may
+ * call every function of the client, and may destroy the client.
  *
  * **Full queue.** At most QUEUE_LENGTH changes wait for the partner, with 65,536 items in all; a
  * single change may have more items. A further change removes the waiting changes from the queue,
@@ -90,7 +91,7 @@ public:
      * version.
      */
     struct Events {
-        std::size_t structSize = sizeof(Events); ///< set by the header; the host leaves it
+        std::size_t structSize = sizeof(Events); ///< set by the header, not by the host
         std::function<void()> connected;         ///< the partner is ready
         std::function<void()> lost;              ///< the partner or the bus has been lost
         /** The partner has changed the selection; empty without a selection. */

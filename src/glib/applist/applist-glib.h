@@ -98,10 +98,11 @@ const char* applist_entry_get_name(AppListEntry* self);
  *
  * A list of #AppListEntry objects, kept equal to the list of the partner process.
  *
- * No function waits for the bus or the partner, except for the end of a store. Each function
- * changes the list at once and emits #GListModel::items-changed with the smallest ranges. The
- * requests to the partner follow in the order of the calls. The partner may start before or after
- * the store, and may be replaced: each new partner receives the whole list and the selection.
+ * No function waits for the bus or the partner, except for the end of a store. A function
+ * that changes the list does so at once, and emits #GListModel::items-changed with the smallest
+ * ranges. The requests to the partner follow in the order of the calls. The partner may start
+ * before or after the store, and may be replaced: each new partner receives the whole list and the
+ * selection.
  *
  * The functions belong to the thread that creates the store. Signals are emitted on this thread, in
  * the #GMainContext that was thread-default at the creation. The host must iterate this context. A
@@ -330,7 +331,8 @@ guint applist_store_get_selected(AppListStore* self);
  * @self: a store
  * @position: the position of an entry
  *
- * Selects the entry at @position, unless it is selected. Any other position is ignored, because the
+ * Selects the entry at @position, unless it is already selected. A position without an entry is
+ * ignored, because the
  * protocol has no request that only ends a selection.
  */
 APPLIST_GLIB_API

@@ -23,8 +23,8 @@ class AppListQtRows;
  *
  * **Rows.** Each row is an item. Only the functions of this class change rows, because the partner
  * changes only the selection. Each change of rows has its own signal: insertions, moves, changes
- * of names and removals. The model is reset only by setItems, if no item stays or if the change has
- * more than 1,000 steps.
+ * of an item in its row, and removals. The model is reset only by setItems and setList: if both
+ * lists have items and no unique id stays, or if the change has more than 1,000 steps.
  *
  * **Selection.** currentIndex is the row of the selected item, or -1. Host and partner both change
  * the selection. The protocol has no request that only ends it, so the value -1 cannot be set.
@@ -103,7 +103,8 @@ public:
     /** Removes an item, and the selection if it is this item. @param row of the item
      *  @return false if the row is invalid */
     Q_INVOKABLE bool remove(int row);
-    /** Removes all items and the selection. @return false only in a handler */
+    /** Removes all items and the selection. @return false only in a handler of the
+     *  signals of rows */
     Q_INVOKABLE bool clear();
     /** @} */
 
