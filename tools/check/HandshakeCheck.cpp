@@ -305,6 +305,7 @@ HostPointer HandshakeCheck::CheckStartsTogether(CheckRun& run, HostPointer host)
     host.reset();
     double startTime = 0;
     run.partner.Stop();
+    run.isAway = true; // the next host starts it
     {
         BareHost observer;
         const auto start = Clock::now();
@@ -312,6 +313,7 @@ HostPointer HandshakeCheck::CheckStartsTogether(CheckRun& run, HostPointer host)
         if (!observer.WaitForStep("_SYN", run.StartLimit())) {
             EndIfCommandFailed(run);
             run.list.Skip(Duty::StartsTogether, "the partner does not announce itself");
+            run.partner.Stop();
             return nullptr;
         }
         startTime = SecondsSince(start);
@@ -324,7 +326,6 @@ HostPointer HandshakeCheck::CheckStartsTogether(CheckRun& run, HostPointer host)
         std::to_string(found) + " of " + std::to_string(STARTS_TOGETHER) + " starts";
     run.list.Record(Duty::StartsTogether, found == STARTS_TOGETHER, count, count);
     run.partner.Stop();
-    run.isAway = true; // the next host starts it
     return nullptr;
 }
 
