@@ -240,6 +240,8 @@ TEST_F(DeviceCheck, ReportsThatAPartnerMayServeAnotherHostWithoutMatchRules) {
     const std::string output = CheckOutput(4, {"--limit=0.3"});
     EXPECT_THAT(output, ContainsRegex(":1\\.[0-9]+, which may be the partner, may be bound to "
                                       "another host\n"));
+    EXPECT_THAT(output, HasSubstr(geteuid() == 0 ? "or start \"applistctl monitor\" before"
+                                                 : "or run this check as root"));
     EXPECT_THAT(output, ContainsRegex("\\(pid " + partner.Id() +
                                       ", [^\n]*\\) is a host or a partner on the bus\n"));
     EXPECT_THAT(output,

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <applist/MessageIds.h>
 #include <check/BareHost.h>
 #include <check/BusSurvey.h>
@@ -251,9 +253,13 @@ private:
                              "names: the refused process receives the reason, and \"applistctl "
                              "monitor\" shows it");
         } else {
-            m_verdicts.Wrong("partner", text + " may be bound to another host",
-                             "a partner serves one host: end the other hosts, or run this check "
-                             "as root, to which the bus may show the bindings");
+            m_verdicts.Wrong(
+                "partner", text + " may be bound to another host",
+                std::string("a partner serves one host: end the other hosts, or ") +
+                    (geteuid() == 0 ? "start \"applistctl monitor\" before host and partner, which "
+                                      "shows their binding"
+                                    : "run this check as root, to which the bus may show the "
+                                      "bindings"));
         }
     }
 
