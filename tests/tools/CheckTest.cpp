@@ -79,6 +79,75 @@ TEST_F(DeviceCheck, ReportsAMissingPartner) {
     EXPECT_THAT(output, HasSubstr("-> start the partner"));
 }
 
+// A check that waits for a partner, with the names of the host.
+class WaitingCheck {
+public:
+    WaitingCheck() { EXPECT_TRUE(m_process.WaitFor("SendSignal is delivered")); }
+
+    std::string Name() {
+        const std::string& text = m_process.Output();
+        const std::size_t begin = text.find(" as :") + 4;
+        return text.substr(begin, text.find(',', begin) - begin);
+    }
+
+    void End() { m_process.Kill(SIGTERM); }
+
+private:
+    ToolProcess m_process{{"check", "--limit=60"}};
+};
+
+TEST_F(DeviceCheck, LeavesTheRoleOfTheHostToAnEarlierCheck) {
+    WaitingCheck earlier;
+    const std::string output = CheckOutput(4, {"--limit=0.3"});
+    EXPECT_THAT(output, ContainsRegex("note     hosts     " + earlier.Name() +
+                                      " \\(pid [^\n]*\\) is another check: waiting for its end\n"));
+    EXPECT_THAT(output, HasSubstr("MISSING  partner   not checked: the check " + earlier.Name() +
+                                  " has the role of the host until its end\n"
+                                  "                   -> check again after the end of "));
+    EXPECT_THAT(output, Not(HasSubstr("MISSING  names")));
+}
+
+TEST_F(DeviceCheck, WaitsForTheEndOfAnEarlierCheck) {
+    WaitingCheck earlier;
+    ToolProcess later({"check", "--limit=30"});
+    ASSERT_TRUE(later.WaitFor("is another check: waiting for its end\n"));
+    RunningPartner partner;
+    earlier.End();
+    EXPECT_EQ(later.WaitForExit(), 0) << later.Output();
+}
+
+TEST_F(HostCheck, IsNotMisledByACheckUnderWay) {
+    const WaitingCheck other;
+    const std::string output = CheckHostOutput(1, TemporaryFolder().Path());
+    EXPECT_THAT(output, HasSubstr("WRONG    host      no host is on the bus\n"));
+    EXPECT_THAT(output, Not(HasSubstr("is owned by")));
+}
+
+TEST_F(HostCheck, NamesTheCheckThatHasTakenThePartner) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show bindings";
+    }
+    RunningPartner partner;
+    partner.Send("fault silence");
+    partner.Send("list");
+    ASSERT_TRUE(partner.WaitFor("list: 0 items"));
+    ToolProcess check({"check", "--limit=60"});
+    ASSERT_TRUE(check.WaitFor("answer from "));
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    const std::string output = CheckHostOutput(4, TemporaryFolder().Path());
+    EXPECT_THAT(output, HasSubstr("-> check again after the end of this other check\n"));
+    EXPECT_THAT(output, Not(HasSubstr("run one host")));
+}
+
+TEST_F(PartnerCheck, NamesACheckUnderWay) {
+    WaitingCheck other;
+    const ToolResult check = RunTool({"check", "partner", "--limit=0.2", "--wait=0"});
+    EXPECT_EQ(check.status, 1) << check.output;
+    EXPECT_THAT(check.errors, ContainsRegex("the check " + other.Name() +
+                                            " \\(pid [^\n]*\\) is on the bus, and a partner "
+                                            "serves one host at a time: end this check, and "));
+}
+
 TEST_F(DeviceCheck, ReportsAMissingRightToAnnounce) {
     bus.SetPolicy("<deny own=\"org.morva.JavaMW.Applist_CLIENT_ACK\"/>");
     const std::string output = CheckOutput(4, {"--limit=0.2"});

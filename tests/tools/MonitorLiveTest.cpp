@@ -112,6 +112,35 @@ TEST_F(MonitorLive, DoesNotCountACheckAsASecondHost) {
     EXPECT_EQ(Count(monitor.Output(), "== connected: "), 1U) << monitor.Output();
 }
 
+// The mark of this check was sent before the start of the monitor.
+TEST_F(MonitorLive, DoesNotCountACheckFromBeforeItsStart) {
+    ToolProcess check({"check", "--limit=60"});
+    ASSERT_TRUE(check.WaitFor("SendSignal is delivered"));
+    const ToolResult monitor = RunTool({"monitor", "--seconds=3"});
+    EXPECT_EQ(monitor.status, 0) << monitor.output;
+    EXPECT_THAT(monitor.output,
+                ContainsRegex("== check :1\\.[0-9]+ is pid " + check.Id() + User()));
+    EXPECT_THAT(monitor.output, Not(HasSubstr("host :1")));
+    EXPECT_THAT(monitor.output, Not(HasSubstr("!!")));
+}
+
+TEST_F(MonitorLive, ClaimsNoConnectionOfABoundPairWithoutMessages) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    ToolProcess partner({"partner"});
+    partner.Send("fault no-ack");
+    ASSERT_TRUE(partner.WaitFor("this host is bound to a partner"));
+    RunningMonitor monitor;
+    ASSERT_TRUE(monitor.WaitFor("_SERVICE_SYN: a partner announces itself"));
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
+    EXPECT_THAT(monitor.Output(), Not(HasSubstr("is connected with")));
+    EXPECT_THAT(monitor.Output(),
+                HasSubstr(" are bound to each other; no message between them was seen, and the "
+                          "partner announces itself again: "));
+}
+
 TEST_F(MonitorLive, FindsASecondHostFromBeforeItsStart) {
     if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show match rules";
@@ -127,7 +156,9 @@ TEST_F(MonitorLive, FindsASecondHostFromBeforeItsStart) {
     EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
     EXPECT_THAT(monitor.Output(), HasSubstr("is pid " + second.Id() + User()));
     EXPECT_THAT(monitor.Output(), HasSubstr(" is not connected: it waits for a partner\n"));
-    EXPECT_THAT(monitor.Output(), ContainsRegex("host :1.[0-9]+ is connected with partner :1"));
+    EXPECT_THAT(monitor.Output(),
+                ContainsRegex("host :1.[0-9]+ and partner :1.[0-9]+ are bound to each other; no "
+                              "message between them was seen\n"));
 }
 
 TEST_F(MonitorLive, FindsABindingFromBeforeItsStart) {

@@ -93,6 +93,12 @@ int RunBeyondTheBus() {
     return RunLoop(nullptr);
 }
 
+// A connection of the process's own, and no list.
+int RunWithoutList() {
+    g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    return RunLoop(nullptr);
+}
+
 // As after a RequestName that timed out and was granted all the same.
 int RunWithOwnedName() {
     g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
@@ -126,9 +132,13 @@ int main(int argc, char** argv) {
     if (fault == "bus-lost") {
         return RunBeyondTheBus();
     }
+    if (fault == "no-list") {
+        return RunWithoutList();
+    }
     if (fault == "owned-name") {
         return RunWithOwnedName();
     }
-    std::cerr << "usage: planted_host none|child|stalled|no-loop|no-push|bus-lost|owned-name\n";
+    std::cerr << "usage: planted_host none|child|stalled|no-loop|no-push|bus-lost|no-list|"
+                 "owned-name\n";
     return 2;
 }

@@ -126,7 +126,8 @@ std::vector<std::string> FindObjects(GDBusConnection* connection,
     return found;
 }
 
-// Moves the hosts from @p names, whose connections show nothing, to the participants.
+// Moves the hosts from @p names, whose connections show nothing, to the participants. Drops the
+// connections of checks, of which a check shows one.
 void TakeHosts(GDBusConnection* connection, std::vector<std::string>& names, BusSurvey& survey) {
     for (auto name = names.begin(); name != names.end();) {
         Participant one;
@@ -137,7 +138,7 @@ void TakeHosts(GDBusConnection* connection, std::vector<std::string>& names, Bus
         if (isHost) {
             survey.participants.push_back(one);
         }
-        name = isHost ? names.erase(name) : std::next(name);
+        name = isHost || one.process.IsCheck() ? names.erase(name) : std::next(name);
     }
 }
 
@@ -218,6 +219,7 @@ BusSurvey SurveyRules(GDBusConnection* connection) {
         one.role = RoleOf(rules[name]);
         if (one.role != Participant::Role::Unknown) {
             one.process = FindPeerProcess(connection, name);
+            one.role = one.process.IsCheck() ? Participant::Role::Check : one.role;
             one.peer = PeerOf(rules[name]);
             survey.participants.push_back(one);
         }
@@ -235,8 +237,9 @@ BusSurvey SurveyBus(GDBusConnection* connection, double limit) {
         Participant one;
         one.name = name;
         one.process = FindPeerProcess(connection, name);
-        one.role = HostProcess::IsHost(one.process.pid) ? Participant::Role::Host
-                                                        : Participant::Role::Unknown;
+        one.role = one.process.IsCheck()                  ? Participant::Role::Check
+                   : HostProcess::IsHost(one.process.pid) ? Participant::Role::Host
+                                                          : Participant::Role::Unknown;
         survey.participants.push_back(one);
     }
     TakeHosts(connection, survey.silent, survey);

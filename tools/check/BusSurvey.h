@@ -15,14 +15,17 @@ namespace applistctl {
 
 /** A process on the bus that has the communication object. */
 struct Participant {
-    enum class Role { Unknown, Host, Partner };
-    std::string name; ///< unique
+    enum class Role { Unknown, Host, Partner, Check }; ///< Check: "applistctl check"
+    std::string name;                                  ///< unique
     PeerProcess process;
     Role role = Role::Unknown; ///< without match rules only that of a host, from /proc
     std::string peer; ///< the other side of the binding; empty without one or without match rules
 
     /** ":1.7 (pid 77, launcher)" */
     std::string Describe() const;
+
+    bool MayBeHost() const { return role == Role::Host || role == Role::Unknown; }
+    bool MayBePartner() const { return role == Role::Partner || role == Role::Unknown; }
 };
 
 struct BusSurvey {
@@ -63,6 +66,9 @@ struct OwnedName {
 
     /** "_CLIENT_SYN_ACK is owned by :1.7 (pid 77, launcher) and not released" */
     std::string Describe() const;
+
+    /** Whether the owner is a check, which owns names until its end. */
+    bool IsOfCheck() const { return process.IsCheck(); }
 };
 
 /** The owners of the handshake names at this moment, without @p connection: unique names by name.

@@ -84,9 +84,7 @@ private:
     std::vector<Participant> FindHosts(const std::string& wanted) const {
         std::vector<Participant> hosts;
         for (const Participant& one : m_survey.participants) {
-            const bool isWanted =
-                wanted.empty() ? one.role != Participant::Role::Partner : one.name == wanted;
-            if (isWanted) {
+            if (wanted.empty() ? one.MayBeHost() : one.name == wanted) {
                 hosts.push_back(one);
             }
         }
@@ -101,6 +99,9 @@ private:
 
     void CheckNames() {
         for (const OwnedName& one : FindOwnedNames(m_connection)) {
+            if (one.IsOfCheck()) {
+                continue; // until the end of the check
+            }
             m_verdicts.Wrong("names", one.Describe(),
                              "restart that process: an announcement owns its name for a moment");
         }
@@ -126,11 +127,27 @@ private:
                                  " not reply within " + InSeconds(m_limit),
                              "run this check as root or as the user of the host");
         } else if (!isLost) {
-            m_verdicts.Wrong("host", "no host is on the bus", START_IT);
+            ReportAbsent();
         }
         const bool isHidden =
             wanted.empty() && !(m_survey.refused.empty() && m_survey.silent.empty());
         return wasGood && !isLost && !isHidden ? EXIT_STATUS_FAILED : EXIT_STATUS_TROUBLE;
+    }
+
+    void ReportAbsent() {
+        for (const std::string& name : ListUniqueNames(m_connection)) {
+            const PeerProcess process = FindPeerProcess(m_connection, name);
+            if (HostProcess::IsHost(process.pid)) {
+                m_verdicts.Wrong("host",
+                                 "no host is on the bus; " + WithProcess(name, process) +
+                                     " has the library loaded and no list: it has not created a "
+                                     "list yet, or has destroyed it",
+                                 "create a list in this process, and see its log (journalctl -t "
+                                 "applist)");
+                return;
+            }
+        }
+        m_verdicts.Wrong("host", "no host is on the bus", START_IT);
     }
 
     // Each of these processes may be a partner.
@@ -196,15 +213,10 @@ private:
     }
 
     void CheckHost(const Participant& host) {
-        const char* const role =
-            IsHidden(host)       ? ", of an unknown role: the bus shows no rules"
-            : !m_survey.hasRules ? ", a host or a partner: the bus shows no rules"
-            : host.role == Participant::Role::Partner ? ", a partner"
-                                                      : ", neither a host nor a partner";
         if (host.role == Participant::Role::Host) {
             m_verdicts.Good("host", host.Describe());
         } else {
-            m_verdicts.Note("host", host.Describe() + role);
+            m_verdicts.Note("host", host.Describe() + ", " + RoleOf(host));
         }
         if (CheckAlive(host) && CheckLoop(host)) {
             CheckBinding(host);
@@ -212,6 +224,22 @@ private:
             ShowBinding(host);
         }
         CheckQueue(host);
+    }
+
+    const char* RoleOf(const Participant& one) const {
+        switch (one.role) {
+        case Participant::Role::Host:
+            return "a host";
+        case Participant::Role::Partner:
+            return "a partner";
+        case Participant::Role::Check:
+            return "a check";
+        case Participant::Role::Unknown:
+            break;
+        }
+        return IsHidden(one)        ? "of an unknown role: the bus shows no rules"
+               : !m_survey.hasRules ? "a host or a partner: the bus shows no rules"
+                                    : "neither a host nor a partner";
     }
 
     // Neither a match rule nor a reply shows that this process takes part.
@@ -355,7 +383,7 @@ private:
         } else {
             names = m_survey.silent;
             for (const Participant& one : m_survey.participants) {
-                if (one.role != Participant::Role::Host && one.name != host.name) {
+                if (one.MayBePartner() && one.name != host.name) {
                     names.push_back(one.name);
                 }
             }
@@ -428,9 +456,7 @@ private:
             m_verdicts.Note("binding", "unknown: the bus does not show it (" + m_survey.problem +
                                            "); \"applistctl monitor\" shows the next handshake");
         } else if (host.role != Participant::Role::Host) {
-            m_verdicts.Note("binding", host.name + (host.role == Participant::Role::Partner
-                                                        ? " is a partner"
-                                                        : " is neither a host nor a partner"));
+            m_verdicts.Note("binding", host.name + " is " + RoleOf(host));
         }
         return m_survey.hasRules && host.role == Participant::Role::Host;
     }
@@ -458,6 +484,7 @@ private:
 
     void CheckBinding(const Participant& host) {
         if (!HasBinding(host)) {
+            ReportStoppedPartner();
             return;
         }
         if (!DescribeFault(host.name).text.empty()) {
@@ -479,6 +506,23 @@ private:
             for (const Silence& one : FindFrozen({now->peer})) {
                 m_verdicts.Wrong("partner", one.text, one.advice);
             }
+        }
+    }
+
+    // Without match rules, a stopped process may be the partner, unless another process may be it.
+    void ReportStoppedPartner() {
+        if (m_survey.hasRules || std::exchange(m_hasLookedForStop, true) ||
+            m_survey.FirstOf(Participant::Role::Unknown) != nullptr) {
+            return;
+        }
+        std::vector<std::string> stopped;
+        for (const std::string& name : m_survey.silent) {
+            if (HostProcess::IsStopped(FindPeerProcess(m_connection, name).pid)) {
+                stopped.push_back(name);
+            }
+        }
+        for (const Silence& one : FindFrozen(stopped)) {
+            m_verdicts.Wrong("partner", one.text, one.advice);
         }
     }
 
@@ -506,10 +550,14 @@ private:
         }
         const Participant* const partner = m_survey.FirstOf(Participant::Role::Partner);
         if (host->peer.empty() && partner != nullptr) {
+            const Participant* const served = m_survey.Find(partner->peer);
+            const bool isChecked = served != nullptr && served->role == Participant::Role::Check;
             return {"unbound, and the partner " + partner->Describe() +
                         (partner->peer.empty() ? " is bound to no host"
                                                : " is bound to " + DescribePeer(partner->peer)),
-                    partner->peer.empty() ? "restart the partner" : "run one host"};
+                    partner->peer.empty() ? "restart the partner"
+                    : isChecked           ? "check again after the end of this other check"
+                                          : "run one host"};
         }
         const Participant* const peer = m_survey.Find(host->peer);
         if (peer != nullptr && peer->role == Participant::Role::Partner &&
@@ -529,6 +577,7 @@ private:
     BusSurvey m_survey;
     bool m_isHalfOpen = false;
     bool m_hasReportedPolicy = false;
+    bool m_hasLookedForStop = false;
 };
 
 } // namespace

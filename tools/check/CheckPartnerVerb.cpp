@@ -138,7 +138,10 @@ void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
 // A partner may be on the bus and own a name of a step, which then is no announcement.
 void ReportNoPartner(const CheckRun& run, const CheckChannel& channel,
                      GDBusConnection* connection) {
-    const std::vector<OwnedName> owned = FindOwnedNames(connection);
+    std::vector<OwnedName> owned = FindOwnedNames(connection);
+    owned.erase(std::remove_if(owned.begin(), owned.end(),
+                               [](const OwnedName& one) { return one.IsOfCheck(); }),
+                owned.end());
     const std::string reason =
         owned.empty() ? "the partner is not found" : owned.front().Describe();
     std::string advice =

@@ -28,6 +28,7 @@ namespace {
 
 constexpr const char* CHECK = "applistctl check";
 constexpr double BUS_S = 5;
+constexpr double BETWEEN_SURVEYS_S = 0.1;
 
 std::string Joined(const std::vector<std::string>& names) {
     std::string text;
@@ -35,6 +36,12 @@ std::string Joined(const std::vector<std::string>& names) {
         text += (text.empty() ? "" : ", ") + name;
     }
     return text;
+}
+
+// Whether a connection with the name @p first is older than one with the name @p second: :1.9,
+// :1.10.
+bool IsEarlier(const std::string& first, const std::string& second) {
+    return first.size() != second.size() ? first.size() < second.size() : first < second;
 }
 
 // One check of a device, from the bus to the answer of the partner. Each step prints a line.
@@ -55,14 +62,21 @@ public:
         m_verdicts.Good("bus", "on " + SystemBus::Describe() + " as " + m_host.UniqueName() +
                                    ", user " + BusPolicy::CurrentUser());
         m_survey = SurveyBus(m_host.Connection(), m_limit);
+        WaitForEarlierCheck();
         ShowOthers();
         SeveralPartners::Report(m_host.Connection(), m_survey, m_verdicts,
                                 [this](const Participant& one) { return m_names.Once(one.name); });
         CheckOwnedNames();
-        const bool mayAnnounce = m_heldClientName.empty() && CheckAnnouncing();
+        const bool mayAnnounce =
+            m_heldClientName.empty() && m_earlierCheck.empty() && CheckAnnouncing();
         const bool maySend = CheckSending();
         CheckSignals();
-        if (!m_heldClientName.empty() || !m_heldServiceName.empty()) {
+        if (!m_earlierCheck.empty()) {
+            m_verdicts.Wrong("partner",
+                             "not checked: the check " + m_names.Once(m_earlierCheck) +
+                                 " has the role of the host until its end",
+                             "check again after the end of this other check");
+        } else if (!m_heldClientName.empty() || !m_heldServiceName.empty()) {
             m_verdicts.Wrong("partner",
                              "not checked: the handshake needs the release of " +
                                  (m_heldClientName.empty() ? m_heldServiceName : m_heldClientName),
@@ -80,6 +94,30 @@ public:
     }
 
 private:
+    // Two checks at once would each be a second host for the partner of the other one. The bus
+    // numbers its connections, and the later one waits.
+    void WaitForEarlierCheck() {
+        if (FindEarlierCheck()) {
+            m_verdicts.Note("hosts", m_names.Once(m_earlierCheck) +
+                                         " is another check: waiting for its end");
+        }
+        g_autoptr(GTimer) timer = g_timer_new();
+        while (FindEarlierCheck() && g_timer_elapsed(timer, nullptr) < 2 * m_limit) {
+            WaitFor(BETWEEN_SURVEYS_S);
+            m_survey = SurveyBus(m_host.Connection(), m_limit);
+        }
+    }
+
+    bool FindEarlierCheck() {
+        m_earlierCheck.clear();
+        for (const Participant& one : m_survey.AllOf(Participant::Role::Check)) {
+            if (IsEarlier(one.name, m_host.UniqueName())) {
+                m_earlierCheck = one.name;
+            }
+        }
+        return !m_earlierCheck.empty();
+    }
+
     // A partner serves one host. A host on the bus may therefore explain a missing answer.
     void ShowOthers() {
         std::vector<std::string> others;
@@ -92,7 +130,8 @@ private:
             } else if (one.role == Participant::Role::Partner && !one.peer.empty()) {
                 const std::string partner = m_names.Once(one.name);
                 m_verdicts.Note("hosts", "the partner " + partner + " is bound to " + Peer(one));
-            } else if (!m_survey.hasRules && m_survey.participants.size() > 1) {
+            } else if (!m_survey.hasRules && one.role == Participant::Role::Unknown &&
+                       m_survey.participants.size() > 1) {
                 others.push_back(m_names.Once(one.name));
             }
         }
@@ -118,6 +157,9 @@ private:
     void CheckOwnedNames() {
         const std::string ofHosts = HandshakeNames::EndpointName(ENDPOINT_ID, "");
         for (const OwnedName& one : FindOwnedNames(m_host.Connection())) {
+            if (one.IsOfCheck()) {
+                continue;
+            }
             m_verdicts.Wrong("names", one.Describe(),
                              "restart that process: an announcement owns its name for a moment");
             (one.name.rfind(ofHosts, 0) == 0 ? m_heldClientName : m_heldServiceName) =
@@ -172,7 +214,7 @@ private:
         }
         std::vector<std::string> candidates;
         for (const Participant& one : m_survey.participants) {
-            if (one.role != Participant::Role::Host) {
+            if (one.MayBePartner()) {
                 candidates.push_back(one.name);
             }
         }
@@ -291,6 +333,7 @@ private:
     double m_limit;
     std::string m_heldClientName;  ///< "_CLIENT_SYN", of a process that does not release it
     std::string m_heldServiceName; ///< "_SERVICE_SYN"
+    std::string m_earlierCheck;    ///< unique name of a check that has the role of the host
     BareHost m_host;
     ProcessNames m_names;
     BusSurvey m_survey;

@@ -17,7 +17,19 @@ namespace {
 constexpr int SURVEYS = 5;
 constexpr double BETWEEN_SURVEYS_S = 0.1;
 
-constexpr const char* END_IT = ": end this host, and check again";
+// A check is a host until its end.
+std::string KindOf(const PeerProcess& process) {
+    return process.IsCheck() ? "check" : "host";
+}
+
+std::string EndIt(const PeerProcess& process) {
+    return ": end this " + KindOf(process) + ", and check again";
+}
+
+std::string DescribePresence(const std::string& name, const PeerProcess& process) {
+    return "the " + KindOf(process) + " " + WithProcess(name, process) +
+           " is on the bus, and a partner serves one host at a time" + EndIt(process);
+}
 
 } // namespace
 
@@ -40,21 +52,30 @@ std::string OtherHosts::Describe() const {
         const BusSurvey survey = SurveyRules(m_bus.Connection());
         const auto host = std::find_if(
             survey.participants.begin(), survey.participants.end(), [this](const Participant& one) {
-                return one.role == Participant::Role::Host && !IsOwn(one.process);
+                return one.role != Participant::Role::Partner && !IsOwn(one.process);
             });
         if (host == survey.participants.end()) {
-            return "";
+            return survey.hasRules ? "" : DescribeOwningCheck();
         }
         const Participant* const partner = survey.BoundTo(host->name, Participant::Role::Partner);
-        text =
-            (partner != nullptr ? "the partner " + partner->Describe() + " is bound to the host " +
-                                      host->Describe()
-                                : "the host " + host->Describe() +
-                                      " is on the bus, and a partner serves one host at a time") +
-            END_IT;
+        text = partner != nullptr
+                   ? "the partner " + partner->Describe() + " is bound to the " +
+                         KindOf(host->process) + " " + host->Describe() + EndIt(host->process)
+                   : DescribePresence(host->name, host->process);
         WaitFor(BETWEEN_SURVEYS_S);
     }
     return text;
+}
+
+// A check that waits for a partner shows itself by the names that it owns.
+std::string OtherHosts::DescribeOwningCheck() const {
+    for (const auto& [name, owner] : OwnersOfSteps(m_bus.Connection())) {
+        const PeerProcess process = FindPeerProcess(m_bus.Connection(), owner);
+        if (process.IsCheck() && !IsOwn(process)) {
+            return DescribePresence(owner, process);
+        }
+    }
+    return "";
 }
 
 void OtherHosts::Watch(std::function<void(const std::string& text)> onHost) {
@@ -84,14 +105,21 @@ void OtherHosts::OnNameOwnerChanged(GDBusConnection* connection, const char* /*s
         const std::string stem = HandshakeNames::EndpointName(ENDPOINT_ID, "");
         // The function may iterate the main context until it ends the process.
         const auto onHost = std::exchange(self->m_onHost, [](const std::string&) {});
-        onHost("the host " + WithProcess(host, process) + " has announced _CLIENT" +
-               (name + stem.size()) + " during the check" + END_IT);
+        onHost("the " + KindOf(process) + " " + WithProcess(host, process) +
+               " has announced _CLIENT" + (name + stem.size()) + " during " +
+               (process.IsCheck() ? "this check" : "the check") + EndIt(process));
     }
 }
 
 std::string OtherHosts::DescribeCandidates(GDBusConnection* connection, double limit) {
     const BusSurvey survey = SurveyBus(connection, limit);
-    if (survey.hasRules || survey.participants.size() < 2) {
+    if (survey.hasRules) {
+        return "";
+    }
+    if (const Participant* const check = survey.FirstOf(Participant::Role::Check)) {
+        return DescribePresence(check->name, check->process);
+    }
+    if (survey.participants.size() < 2) {
         return "";
     }
     std::string names;

@@ -23,7 +23,7 @@ public:
     OtherHosts& operator=(const OtherHosts&) = delete;
 
     /**
-     * Finds a host that is on the bus. Needs a bus that shows match rules.
+     * Finds a host that is on the bus. Without match rules, it finds only a waiting check.
      * @return the host, its partner and the remedy in one line; empty without another host
      */
     std::string Describe() const;
@@ -35,7 +35,8 @@ public:
 
     /**
      * Describes the hosts and partners of a bus without match rules, on which no partner answers.
-     * @return empty for fewer than two: a single one may be a partner without a host
+     * @return empty for fewer than two, unless one is a check: a single process may be a partner
+     *         without a host
      */
     static std::string DescribeCandidates(GDBusConnection* connection, double limit);
 
@@ -43,6 +44,7 @@ private:
     static void OnNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
+    std::string DescribeOwningCheck() const;
     bool IsOwn(const PeerProcess& process) const { return process.pid == m_ownPid; }
 
     SystemBus m_bus;

@@ -61,7 +61,8 @@ PeerProcess HandshakeTracker::ProcessOf(const std::string& name) const {
     return found != m_processes.end() ? found->second : PeerProcess();
 }
 
-// The process behind a name is reported once, before its first step.
+// The process behind a name is reported once, before its first step. The arguments of the process
+// show a check, whose mark may have been sent before the start of the monitor.
 void HandshakeTracker::SetSide(Microseconds time, const std::string& name, Side side) {
     const auto [entry, isNew] = m_sides.try_emplace(name, side);
     if (entry->second != Side::Check) {
@@ -70,14 +71,19 @@ void HandshakeTracker::SetSide(Microseconds time, const std::string& name, Side 
     if (!isNew || !m_findProcess) {
         return;
     }
-    HandshakeEvent event = Event(HandshakeEvent::Kind::Identified, time, name);
-    event.process = m_findProcess(name);
-    if (event.process.pid != 0) {
-        m_processes[name] = event.process;
-        event.text = (side == Side::Unknown ? "" : SideName(side) + std::string(" ")) + name +
-                     " is " + event.process.Describe();
-        m_onEvent(event);
+    const PeerProcess process = m_findProcess(name);
+    if (process.pid == 0) {
+        return;
     }
+    if (process.IsCheck()) {
+        side = entry->second = Side::Check;
+    }
+    m_processes[name] = process;
+    HandshakeEvent event = Event(HandshakeEvent::Kind::Identified, time, name);
+    event.process = process;
+    event.text = (side == Side::Unknown ? "" : SideName(side) + std::string(" ")) + name + " is " +
+                 process.Describe();
+    m_onEvent(event);
 }
 
 HandshakeEvent HandshakeTracker::Event(HandshakeEvent::Kind kind, Microseconds time,
@@ -220,6 +226,7 @@ void HandshakeTracker::OnServiceSyn(Microseconds time, const std::string& name) 
     Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_SYN, "a partner announces itself");
     Partner& partner = PartnerOf(name);
     m_newestPartner = name;
+    partner.isCalling = !partner.peer.empty();
     if (partner.since == 0) {
         partner.since = time;
     }
@@ -295,6 +302,7 @@ void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {
     if (!std::exchange(host.isReady, true)) {
         host.since = time;
     }
+    host.isFound = false;
     Partner& partner = PartnerOf(host.peer);
     // Without a _SERVICE_SYN_ACK, the step is no proof of a connection.
     if (isAnswer && partner.peer.empty() && !partner.isKnown) {
@@ -324,6 +332,7 @@ void HandshakeTracker::OnServiceAck(Microseconds time, const std::string& name) 
     if (host->second.peer == name) {
         host->second.progress.awaited.clear();
         host->second.isReady = true;
+        host->second.isFound = false;
     }
     Connect(time, host->first);
 }
@@ -424,6 +433,8 @@ void HandshakeTracker::SetPeer(Microseconds time, Endpoint& endpoint, const std:
     endpoint.isReady = false;
     endpoint.isReported = false;
     endpoint.isConnected = false;
+    endpoint.isFound = false;
+    endpoint.isCalling = false;
 }
 
 void HandshakeTracker::Await(Host& host, const std::string& step, const std::string& reason,
@@ -514,8 +525,11 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
                         knownHost->second.peer != partnerName && m_partners.count(partnerName) == 0;
     if (isUnbound) {
         const std::string& unbound = isRequest ? hostName : partnerName;
-        if (m_sides.count(unbound) == 0) { // reported once
-            SetSide(time, unbound, Side::Unknown);
+        if (m_sides.count(unbound) != 0) {
+            return; // reported already
+        }
+        SetSide(time, unbound, Side::Unknown);
+        if (!IsCheck(unbound)) {
             Report(HandshakeEvent::Kind::Unbound, time, unbound, "",
                    unbound +
                        (isRequest ? " sends requests to the partner " : " notifies the host ") +
@@ -526,6 +540,9 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
     const bool isNew = knownHost == m_hosts.end();
     SetSide(time, hostName, Side::Host);
     SetSide(time, partnerName, Side::Partner);
+    if (IsCheck(hostName) || IsCheck(partnerName)) {
+        return; // recognized by its process
+    }
     Host& host = HostOf(hostName);
     Partner& partner = PartnerOf(partnerName);
     Endpoint& endpoint = isRequest ? static_cast<Endpoint&>(host) : partner;
@@ -533,6 +550,7 @@ void HandshakeTracker::OnMessage(Microseconds time, const std::string& hostName,
     if (!std::exchange(endpoint.isReady, true)) {
         endpoint.since = time;
     }
+    host.isFound = false;
     if (isNew) {
         HandshakeEvent event = Event(HandshakeEvent::Kind::Found, time, hostName);
         event.host = hostName;
@@ -562,7 +580,7 @@ void HandshakeTracker::FoundHost(Microseconds time, const std::string& name,
     SetSide(time, name, Side::Host);
     Host& host = HostOf(name);
     SetPeer(time, host, peer);
-    host.isReady = !peer.empty();
+    host.isReady = host.isFound = !peer.empty();
 }
 
 // A partner may bind to a host without a match rule for it: no rule is no proof.
@@ -669,9 +687,12 @@ void HandshakeTracker::TickHalfOpen(Microseconds now) {
 void HandshakeTracker::TickNames(Microseconds now) {
     for (auto& [step, owner] : m_nameOwners) {
         const Microseconds owned = now - owner.since;
-        if (!owner.isReported && owned >= PATIENCE && !IsCheck(owner.uniqueName)) {
-            owner.isReported = true;
-            SetSide(now, owner.uniqueName, IsHostStep(step) ? Side::Host : Side::Partner);
+        if (owner.isReported || owned < PATIENCE) {
+            continue;
+        }
+        owner.isReported = true;
+        SetSide(now, owner.uniqueName, IsHostStep(step) ? Side::Host : Side::Partner);
+        if (!IsCheck(owner.uniqueName)) {
             Report(HandshakeEvent::Kind::Held, now, owner.uniqueName, step,
                    step + " is owned by " + owner.uniqueName + Process(owner.uniqueName) + " for " +
                        TimeText::Span(owned) + ": the step counts when the name is released",
@@ -776,9 +797,24 @@ std::string HandshakeTracker::DescribeMissing(const std::string& hostName, const
     return text;
 }
 
+// A partner announces itself again until the first request of its host.
+std::string HandshakeTracker::DescribeFound(const std::string& hostName,
+                                            const std::string& partnerName) const {
+    const Endpoint* const partner = Find(partnerName);
+    return "host " + hostName + " and partner " + partnerName +
+           " are bound to each other; no message between them was seen" +
+           (partner != nullptr && partner->isCalling
+                ? ", and the partner announces itself again: the list of the host is empty, or "
+                  "the handshake is not complete"
+                : "");
+}
+
 std::string HandshakeTracker::DescribeHost(const std::string& name, const Host& host) const {
     const std::string start = "host " + name;
     const std::string* const served = ConnectedHostOf(host.peer);
+    if (IsConnected(name, host.peer) && host.isFound) {
+        return DescribeFound(name, host.peer);
+    }
     if (IsConnected(name, host.peer)) {
         return start + " is connected with partner " + host.peer;
     }

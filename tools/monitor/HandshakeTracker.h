@@ -95,6 +95,8 @@ private:
         Microseconds since = 0;   ///< of the present peer, or of its absence
         bool isReported = false;  ///< as half-open, with the present peer
         bool isConnected = false; ///< reported, with the present peer
+        bool isFound = false;     ///< with the present peer, and no message has shown more
+        bool isCalling = false;   ///< announces itself again although it is bound
     };
 
     /** The next step that a host waits for. */
@@ -154,6 +156,7 @@ private:
     std::string DescribeBinding(const std::string& name) const;
     std::string DescribeHalfOpen(const std::string& name) const;
     std::string DescribeMissing(const std::string& hostName, const Host& host) const;
+    std::string DescribeFound(const std::string& hostName, const std::string& partnerName) const;
     std::string DescribeHost(const std::string& name, const Host& host) const;
     std::string Process(const std::string& name) const;
     const Endpoint* Find(const std::string& name) const;

@@ -61,6 +61,12 @@ const char* DescribeState(guint32 pid) {
 // Only dbus-daemon shows its match rules. A process that connects later appears with its messages.
 void FindPresent(GDBusConnection* connection, const std::vector<std::string>& before,
                  Microseconds now, HandshakeTracker& handshake) {
+    // A check marks its connection once, perhaps before the start of the monitor.
+    for (const std::string& name : ListUniqueNames(connection)) {
+        if (FindPeerProcess(connection, name).IsCheck()) {
+            handshake.FoundCheck(now, name);
+        }
+    }
     const BusSurvey survey = SurveyRules(connection);
     for (const Participant& one : survey.participants) {
         if (std::find(before.begin(), before.end(), one.name) == before.end()) {
@@ -68,7 +74,7 @@ void FindPresent(GDBusConnection* connection, const std::vector<std::string>& be
         }
         if (one.role == Participant::Role::Host) {
             handshake.FoundHost(now, one.name, one.peer);
-        } else {
+        } else if (one.role == Participant::Role::Partner) {
             handshake.FoundPartner(now, one.name, one.peer);
         }
     }
