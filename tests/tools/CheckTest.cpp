@@ -401,6 +401,29 @@ TEST_F(HostCheck, NamesTheMissingPolicyInsteadOfTheLoop) {
     EXPECT_THAT(output, HasSubstr("binding "));
 }
 
+// The user of a host may call it, and may read the state of its threads.
+TEST_F(HostCheck, AdvisesTheUserOfTheHostBeforeThatOfThePartner) {
+    bus.SetPolicy(DENY_SEND);
+    const RawHost host(bus);
+    const TemporaryFolder folder;
+    folder.Write("a.conf", PolicyFor("nobody", "_SERVICE"));
+    folder.Write("b.conf", PolicyFor("daemon", "_CLIENT"));
+    EXPECT_THAT(CheckHostOutput(4, folder.Path()), HasSubstr("-> run this check as user daemon\n"));
+}
+
+TEST_F(HostCheck, AdvisesOneHostToTwoHostsOfOnePartner) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show bindings";
+    }
+    StartedTool first({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    StartedTool second({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    RunningPartner partner;
+    ASSERT_TRUE(partner.WaitFor("is the host of this partner"));
+    const std::string output = CheckHostOutput(5, TemporaryFolder().Path());
+    EXPECT_THAT(output, HasSubstr("-> run one host\n"));
+    EXPECT_THAT(output, Not(HasSubstr("restart the host")));
+}
+
 TEST_F(HostCheck, AdvisesAReloadToAUserThatThePolicyNames) {
     bus.SetPolicy(DENY_SEND);
     const RawHost host(bus);

@@ -96,7 +96,7 @@ int RunBeyondTheBus() {
 // A connection of the process's own, and no list.
 int RunWithoutList() {
     g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    return RunLoop(nullptr);
+    return connection != nullptr ? RunLoop(nullptr) : EXIT_FAILURE;
 }
 
 // As after a RequestName that timed out and was granted all the same.

@@ -363,7 +363,8 @@ private:
             m_verdicts.Wrong("loop",
                              text + "the loop is stalled, never run, of another main context, or "
                                     "in a request for 25 s at most",
-                             "run this as root for the exact reason, or with --limit=30");
+                             "run this as the host's user for the exact reason, or as root if the "
+                             "bus policy names root, or with --limit=30");
             break;
         }
     }
@@ -565,7 +566,9 @@ private:
             return {"half-open: the host is bound to the partner " + peer->Describe() +
                         ", which is bound to " +
                         (peer->peer.empty() ? "no host" : DescribePeer(peer->peer)),
-                    "restart the host " + host->Describe(), true};
+                    m_survey.Find(peer->peer) != nullptr ? "run one host"
+                                                         : "restart the host " + host->Describe(),
+                    true};
         }
         return {};
     }
@@ -589,7 +592,7 @@ Usage CheckHostVerb::Describe() {
         "Inspects a running host from outside of its process: the process, the iteration of its\n"
         "main context, its binding, its queue on the bus, and handshake names that a process does\n"
         "not release. Prints advice for each fault. Without UNIQUE-NAME, it inspects each host on\n"
-        "the bus. Run the check as the partner's user, or as root if the bus policy names root.\n"
+        "the bus. Run the check as the host's user, or as root if the bus policy names root.\n"
         "Root gets the most details.",
         "The check announces nothing and changes no binding. It calls Send without data, because\n"
         "only an iterated main context replies. The host therefore logs one error, \"Data\n"

@@ -59,16 +59,17 @@ void PolicyReport::HostLacks(const std::string& what, const std::string& text) {
     m_dropIn = BusPolicy::DropIn(m_user);
 }
 
+// The host's user sees the most: also the threads of the host, in /proc.
 void PolicyReport::MayNotCall(const std::string& what, const std::string& text) {
     const BusPolicy partner(m_folders, BusPolicy::Role::Partner);
     const BusPolicy host(m_folders);
-    for (const BusPolicy* const policy : {&partner, &host}) {
+    for (const BusPolicy* const policy : {&host, &partner}) {
         if (policy->Names(m_user)) {
             NeedsReload(what, text, *policy);
             return;
         }
     }
-    for (const BusPolicy* const policy : {&partner, &host}) {
+    for (const BusPolicy* const policy : {&host, &partner}) {
         if (!policy->Members().empty()) {
             m_verdicts.Wrong(what, text + "; " + policy->Describe(m_user),
                              "run this check as " + policy->Members());
