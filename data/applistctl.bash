@@ -1,7 +1,7 @@
 # Bash completion of the verbs, options and files of applistctl.
 
 _applistctl() {
-    local word=$2 previous=$3 verb="" i
+    local word=$2 previous=$3 verb="" topic="" i
     local options="--bus --help --version -h"
     COMPREPLY=()
 
@@ -13,9 +13,16 @@ _applistctl() {
     fi
 
     for ((i = 1; i < COMP_CWORD; ++i)); do
+        # The value of --bus is no verb.
+        case ${COMP_WORDS[i - 1]} in
+        --bus) continue ;;
+        =) [ "${COMP_WORDS[i - 2]}" = --bus ] && continue ;;
+        esac
         case ${COMP_WORDS[i]} in
         host | partner | monitor | check | help)
-            if [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = partner ]; then
+            if [ "$verb" = help ]; then
+                topic=${COMP_WORDS[i]}
+            elif [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = partner ]; then
                 verb=check-partner
             elif [ "$verb" = check ] && [ "${COMP_WORDS[i]}" = host ]; then
                 verb=check-host
@@ -57,9 +64,9 @@ _applistctl() {
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
     elif [ -z "$verb" ]; then
         mapfile -t COMPREPLY < <(compgen -W "host partner monitor check help" -- "$word")
-    elif [ "$verb" = help ]; then
+    elif [ "$verb" = help ] && [ -z "$topic" ]; then
         mapfile -t COMPREPLY < <(compgen -W "host partner monitor check" -- "$word")
-    elif [ "$verb" = check ]; then
+    elif [ "$verb" = check ] || [ "$topic" = check ]; then
         mapfile -t COMPREPLY < <(compgen -W "host partner" -- "$word")
     elif [ "$verb" = host ]; then
         mapfile -t COMPREPLY < <(compgen -d -- "$word")

@@ -205,6 +205,15 @@ TEST_F(MonitorHandshake, ReportsANameThatTheBusRefuses) {
                 HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
 }
 
+TEST_F(MonitorHandshake, CountsNoProblemForANameThatAnotherProcessOwnsForAMoment) {
+    capture.Take("_SERVICE_SYN", ":1.9");
+    const std::uint32_t serial = capture.CallDaemon(
+        PARTNER, "RequestName",
+        g_variant_new("(su)", "org.morva.JavaMW.Applist_SERVICE_SYN", guint32{4}));
+    capture.Reply("org.freedesktop.DBus", PARTNER, serial, g_variant_new("(u)", guint32{3}));
+    EXPECT_THAT(TextOf(), Not(HasSubstr("!!")));
+}
+
 TEST_F(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
     capture.Announce("_CLIENT_SYN", HOST);
     capture.Announce("_CLIENT_SYN", ":1.9");

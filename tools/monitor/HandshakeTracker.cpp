@@ -166,14 +166,18 @@ void HandshakeTracker::NameRequested(const std::string& caller, guint32 serial,
 void HandshakeTracker::NameRefused(Microseconds time, const std::string& caller, guint32 serial,
                                    const std::string& reason) {
     const auto requested = m_requested.find({caller, serial});
-    if (requested == m_requested.end()) {
-        return;
+    if (requested != m_requested.end()) {
+        const std::string step = requested->second;
+        m_requested.erase(requested);
+        SetSide(time, caller, IsHostStep(step) ? Side::Host : Side::Partner);
+        Report(HandshakeEvent::Kind::Refused, time, caller, step, "cannot own the name: " + reason);
+        BindRefused(time, caller, step);
     }
-    const std::string step = requested->second;
-    m_requested.erase(requested);
-    SetSide(time, caller, IsHostStep(step) ? Side::Host : Side::Partner);
-    Report(HandshakeEvent::Kind::Refused, time, caller, step, "cannot own the name: " + reason);
-    // A host binds before it announces its answer, and repeats a refused answer.
+}
+
+// A host binds before it announces its answer, and repeats a refused answer.
+void HandshakeTracker::BindRefused(Microseconds time, const std::string& caller,
+                                   const std::string& step) {
     const auto host = m_hosts.find(caller);
     if (host != m_hosts.end() && host->second.peer.empty() && step != CLIENT_SYN) {
         Bind(time, host->second,
@@ -184,11 +188,17 @@ void HandshakeTracker::NameRefused(Microseconds time, const std::string& caller,
 void HandshakeTracker::NameReplied(Microseconds time, const std::string& caller, guint32 serial,
                                    guint32 code) {
     constexpr guint32 PRIMARY_OWNER = 1;
-    if (code != PRIMARY_OWNER) {
+    constexpr guint32 HAS_OTHER_OWNER = 3;
+    const auto requested = m_requested.find({caller, serial});
+    if (code == HAS_OTHER_OWNER && requested != m_requested.end() &&
+        m_nameOwners.count(requested->second) != 0) {
+        // The caller tries again. An owner that does not release the name is reported by itself.
+        BindRefused(time, caller, requested->second);
+    } else if (code != PRIMARY_OWNER) {
         NameRefused(time, caller, serial,
-                    code == 2   ? "another owns it, and it waits in the queue"
+                    code == 2   ? "another owns it, and the caller is in the queue"
                     : code == 3 ? "another owns it"
-                    : code == 4 ? "it owns it already"
+                    : code == 4 ? "the caller owns it already"
                                 : "the reply is " + std::to_string(code));
     }
     m_requested.erase({caller, serial});

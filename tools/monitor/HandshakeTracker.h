@@ -131,6 +131,7 @@ private:
     void OnClientAck(Microseconds time, const std::string& name);
     void OnServiceAck(Microseconds time, const std::string& name);
     void OnLeft(Microseconds time, const std::string& name);
+    void BindRefused(Microseconds time, const std::string& caller, const std::string& step);
 
     static void Receive(Endpoint& endpoint, const std::string& step, const std::string& from,
                         bool whileBound);
