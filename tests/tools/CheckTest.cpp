@@ -411,6 +411,18 @@ TEST_F(HostCheck, AdvisesTheUserOfTheHostBeforeThatOfThePartner) {
     EXPECT_THAT(CheckHostOutput(4, folder.Path()), HasSubstr("-> run this check as user daemon\n"));
 }
 
+TEST_F(DeviceCheck, NamesAMalformedPolicy) {
+    bus.SetPolicy("<deny own='org.morva.JavaMW.Applist_CLIENT_SYN'/>");
+    const TemporaryFolder folder;
+    const std::string file = folder.Write(
+        "applist.conf", "<busconfig><policy><allow own='org.morva.JavaMW.Applist_CLIENT_SYN'>");
+    folder.Write("other.conf", "<busconfig>");
+    const ToolResult check = RunTool({"check", "--limit=0.2", "--policies=" + folder.Path()});
+    EXPECT_EQ(check.status, 4);
+    EXPECT_THAT(check.output, HasSubstr("; " + file + " is malformed: "));
+    EXPECT_THAT(check.output, Not(HasSubstr("other.conf")));
+}
+
 TEST_F(HostCheck, AdvisesOneHostToTwoHostsOfOnePartner) {
     if (PrivateBus::IsBroker()) {
         GTEST_SKIP() << "dbus-broker does not show bindings";

@@ -1,4 +1,4 @@
-// Ten faults are planted, and the tools must name each of them; a healthy pair must cause no
+// Eleven faults are planted, and the tools must name each of them; a healthy pair must cause no
 // report. "scripts/long-run faults" repeats this on both buses.
 #include <csignal>
 #include <memory>

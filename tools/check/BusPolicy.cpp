@@ -1,6 +1,7 @@
 #include <check/BusPolicy.h>
 
 #include <algorithm>
+#include <cstring>
 #include <set>
 #include <vector>
 
@@ -132,8 +133,14 @@ void BusPolicy::ReadFile(const std::string& path) {
     const GMarkupParser parser = {Reader::OnElement, nullptr, nullptr, nullptr, nullptr};
     GMarkupParseContext* const context =
         g_markup_parse_context_new(&parser, GMarkupParseFlags{}, &reader, nullptr);
-    g_markup_parse_context_parse(context, text, static_cast<gssize>(size), nullptr);
+    g_autoptr(GError) error = nullptr;
+    const bool isWhole =
+        g_markup_parse_context_parse(context, text, static_cast<gssize>(size), &error) != FALSE &&
+        g_markup_parse_context_end_parse(context, &error) != FALSE;
     g_markup_parse_context_free(context);
+    if (!isWhole && strstr(text, HandshakeNames::BaseName(ENDPOINT_ID).c_str()) != nullptr) {
+        m_malformed += "; " + path + " is malformed: " + error->message;
+    }
     for (const auto& [kind, name] : reader.identities) {
         m_blocks.push_back({path, kind, name});
     }
@@ -172,24 +179,24 @@ bool BusPolicy::Names(const std::string& user) const {
     });
 }
 
-std::string BusPolicy::DescribeAbsence() const {
+std::string BusPolicy::DescribeAbsence(const std::string& role) const {
     std::string folders;
     for (const std::string& folder : m_folders) {
         folders += (folders.empty() ? "" : ", ") + folder;
     }
-    return "no policy in " + folders + " names a user for the ";
+    return "no policy in " + folders + " names a user for the " + role + m_malformed;
 }
 
 std::string BusPolicy::Describe(const std::string& user) const {
     if (m_blocks.empty()) {
-        return DescribeAbsence() + TextOf(m_role);
+        return DescribeAbsence(TextOf(m_role));
     }
     std::string text;
     for (const Block& block : m_blocks) {
         text.append(text.empty() ? "" : ", ").append(block.file + " names ");
         text += block.kind == "context" ? "all users" : block.kind + " " + block.name;
     }
-    return text + " for the " + TextOf(m_role) + ", and you are " + user;
+    return text + " for the " + TextOf(m_role) + ", and you are " + user + m_malformed;
 }
 
 std::string BusPolicy::DropInPath(const std::string& user, Role role) {

@@ -18,14 +18,18 @@ public:
     /** The folders of the system bus, the distribution's first. */
     static std::vector<std::string> DefaultFolders();
 
-    /** Reads the files *.conf in @p folders. Omits unreadable files. */
+    /** Reads the files *.conf in @p folders. Omits unreadable files and the rest of malformed ones.
+     */
     explicit BusPolicy(const std::vector<std::string>& folders, Role role = Role::Host);
 
-    /** A text such as "FILE names user root for the host, and you are launcher". */
+    /**
+     * A text such as "FILE names user root for the host, and you are launcher". A malformed file
+     * with a name of the handshake follows.
+     */
     std::string Describe(const std::string& user) const;
 
-    /** "no policy in FOLDER, FOLDER names a user for the " */
-    std::string DescribeAbsence() const;
+    /** "no policy in FOLDER, FOLDER names a user for the host", with @p role at the end. */
+    std::string DescribeAbsence(const std::string& role) const;
 
     /** The users and groups with the role, such as "user javamw or group media"; may be empty. */
     std::string Members() const;
@@ -52,6 +56,7 @@ private:
     std::vector<std::string> m_folders;
     Role m_role;
     std::vector<Block> m_blocks;
+    std::string m_malformed; ///< "; FILE is malformed: REASON" for each such file
 };
 
 } // namespace applistctl

@@ -76,7 +76,7 @@ void PolicyReport::MayNotCall(const std::string& what, const std::string& text) 
             return;
         }
     }
-    m_verdicts.Wrong(what, text + "; " + partner.DescribeAbsence() + "host or the partner",
+    m_verdicts.Wrong(what, text + "; " + partner.DescribeAbsence("host or the partner"),
                      "install the policy of the library, which names the users of host and "
                      "partner; for this user alone, write the file below to " +
                          BusPolicy::DropInPath(m_user, BusPolicy::Role::Partner) + RELOAD);
