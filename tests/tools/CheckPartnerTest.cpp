@@ -20,8 +20,8 @@
 #include "ToolProcess.h"
 
 using namespace applistctl;
-using testing::ContainsRegex, testing::ElementsAre, testing::ElementsAreArray, testing::HasSubstr,
-    testing::IsEmpty, testing::Not;
+using testing::Contains, testing::ContainsRegex, testing::ElementsAre, testing::ElementsAreArray,
+    testing::HasSubstr, testing::IsEmpty, testing::Not;
 
 namespace {
 
@@ -210,6 +210,7 @@ const Row ROWS[] = {
     {{"NoObject"}, "no-object", {"serves-at-once"}, "UnknownMethod"},
     {{"TwoHosts"}, "any-host", {"keeps-its-host"}, "beside its host"},
     {{"OldList"}, "keep-list", {"empties-its-list"}, "the old selection is the reply to 2001"},
+    {{"OldItems"}, "keep-items", {"empties-its-list"}, "the old item is still in the list"},
     {{"OneSynOnly"}, "no-repeat-free", {"repeats-while-free"}, "no second _SERVICE_SYN within"},
     {{"NoSynToASilentHost"},
      "no-repeat-unasked",
@@ -268,6 +269,14 @@ const Row ROWS[] = {
     {{"ClearIgnored"}, "ignore clear", {"replies-with-selection"}, "after 2003 emptied the list"},
     {{"AppendIgnored"}, "ignore append", {"drops-removed-selection"}, "after 2007 removed it"},
     {{"RemoveIgnored"}, "ignore remove", {"drops-removed-selection"}, "after 2007 removed it"},
+    {{"RemovedItemsKept"},
+     "keep-removed",
+     {"drops-removed-selection"},
+     "the item is still in the list after 2007"},
+    {{"ReplacedItemKept"},
+     "keep-replaced",
+     {"moves-modified-selection"},
+     "the list does not contain check.changed"},
     {{"AddIgnored"}, "ignore add", {"moves-modified-selection"}, "after 2008 replaced it"},
     {{"ModifyIgnored"}, "ignore modify", {"moves-modified-selection"}, "after 2008 replaced it"},
     {{"SelectionLost"},
@@ -353,6 +362,28 @@ TEST(FaultyPartners, OfTheseTestsBreakEachDuty) {
         }
     }
     EXPECT_THAT(missing, IsEmpty());
+}
+
+// The host sends its selection for the second notification 4, and not after the user's action.
+TEST_F(CheckPartner, LetsItsHostFillTheListBeforeTheUserActs) {
+    ToolProcess check(Words(DrivenPartnerWith("fault created-twice\nfault delay 0.3 add")));
+    EXPECT_EQ(ExitStatusOf(check), 0) << check.Output();
+    EXPECT_THAT(FindingOf("notification-selection", check.Output()),
+                HasSubstr("the library selected Photos"));
+}
+
+// The statements on the list of such a partner are not proven.
+TEST_F(CheckPartner, ClaimsNothingOfAListThatItCannotRead) {
+    ToolProcess check(Words(
+        {"--wait=0", "--restart",
+         PartnerWith("fault hide-list\nfault keep-removed\nfault keep-replaced\nwait 600\n")}));
+    EXPECT_EQ(ExitStatusOf(check), 0) << check.Errors();
+    for (const char* const key : {"empties-its-list", "drops-removed-selection",
+                                  "moves-modified-selection", "skips-known-items"}) {
+        EXPECT_THAT(FindingOf(key, check.Output()), HasSubstr("which hides the list")) << key;
+        EXPECT_THAT(KeysOf("not seen", check.Output()), Contains(key));
+    }
+    EXPECT_THAT(check.Output(), HasSubstr("; 35 of 52 statements proven, "));
 }
 
 // The check continues to its end after the partner leaves the bus.

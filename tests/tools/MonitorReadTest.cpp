@@ -214,6 +214,19 @@ TEST_F(MonitorHandshake, CountsNoProblemForANameThatAnotherProcessOwnsForAMoment
     EXPECT_THAT(TextOf(), Not(HasSubstr("!!")));
 }
 
+TEST_F(MonitorHandshake, FindsTheHostThatAnUnknownPartnerAnswers) {
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    EXPECT_THAT(TextOf(), HasSubstr("partner :1.8  _SERVICE_SYN_ACK: bound to :1.7\n"));
+}
+
+TEST_F(MonitorHandshake, ClaimsNoHostForAnUnknownPartnerThatMayAnswerTwo) {
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.Announce("_CLIENT_SYN", ":1.9");
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    EXPECT_THAT(TextOf(), HasSubstr("partner :1.8  _SERVICE_SYN_ACK: bound to a host that was"));
+}
+
 TEST_F(MonitorHandshake, ReportsTwoHostsBoundToOnePartner) {
     capture.Announce("_CLIENT_SYN", HOST);
     capture.Announce("_CLIENT_SYN", ":1.9");

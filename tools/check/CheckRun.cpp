@@ -146,6 +146,21 @@ SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
     return request;
 }
 
+bool IsListed(CheckRun& run, BareHost& host, const std::string& id) {
+    const std::string otherName = "Probe";
+    for (const AppListRequest request : {APPLIST_SET_SELECTION_FNC, APPLIST_GET_SELECTION_FNC}) {
+        if (run.list.IsBroken(ChecklistRow(request))) {
+            return false; // each missing reply costs the whole limit
+        }
+    }
+    if (!Send(run, host, APPLIST_SET_SELECTION_FNC, {{otherName, id}}).problem.empty()) {
+        return false;
+    }
+    const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
+    const std::string reply(query.reply.begin(), query.reply.end());
+    return query.problem.empty() && !reply.empty() && reply.rfind(otherName + "\n", 0) != 0;
+}
+
 void EndIfCommandFailed(CheckRun& run) {
     const std::string failure = run.partner.DescribeFailure();
     if (!failure.empty()) {

@@ -69,6 +69,16 @@ void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffi
 SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
                  const std::vector<ListedItem>& items = {});
 
+/** Why duties on the list are "not seen" for a partner whose list IsListed() cannot read. */
+constexpr const char* HIDDEN_LIST =
+    "the reply to 2001 repeats the record of 2000, which hides the list";
+
+/**
+ * Reads the partner's list, item by item. 2000 contains the id with another name, so the reply to
+ * 2001 contains the name of the listed item, or else this other name.
+ */
+bool IsListed(CheckRun& run, BareHost& host, const std::string& id);
+
 /** Ends the check when the command of --restart has failed, and no partner has announced itself. */
 void EndIfCommandFailed(CheckRun& run);
 

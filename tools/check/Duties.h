@@ -34,8 +34,8 @@ enum class Duty {
     BindsOnAck,
     AnswersRequest, ///< one row for each request
     RepliesWithTheSelection,
-    DropsARemovedSelection,
-    MovesAModifiedSelection,
+    RemovesItems,
+    ReplacesItems,
     SkipsKnownItems,
     AcceptsAnyBytes,
     AnswersUnknownIds,

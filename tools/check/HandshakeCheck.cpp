@@ -127,21 +127,32 @@ std::string FillList(CheckRun& run, BareHost& host) {
     if (!query.problem.empty()) {
         return needsQuery;
     }
-    return HasSelection(query) ? ""
-                               : "the reply to 2001 does not contain the item that 2000 selected";
+    if (!HasSelection(query)) {
+        return "the reply to 2001 does not contain the item that 2000 selected";
+    }
+    return IsListed(run, host, SELECTED.id) ? "" : HIDDEN_LIST;
 }
 
-// @param unfilled why the partner may have had no selection before; empty with a selection
+// @param unfilled why the partner may have had no list and no selection before; empty with both
 void CheckEmptied(CheckRun& run, BareHost& host, const std::string& unfilled, const char* when) {
-    if (!unfilled.empty()) {
+    const bool isHidden = unfilled == HIDDEN_LIST;
+    if (!unfilled.empty() && !isHidden) {
         run.list.Skip(Duty::EmptiesItsList, unfilled);
         return;
     }
     const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
-    if (query.problem.empty()) {
-        run.list.Record(Duty::EmptiesItsList, !HasSelection(query),
+    if (!query.problem.empty()) {
+        return;
+    }
+    if (HasSelection(query)) {
+        run.list.Break(Duty::EmptiesItsList,
+                       "the old selection is the reply to 2001 " + std::string(when));
+    } else if (isHidden) {
+        run.list.Skip(Duty::EmptiesItsList, unfilled);
+    } else {
+        run.list.Record(Duty::EmptiesItsList, !IsListed(run, host, SELECTED.id),
                         "with the same and with the next host",
-                        "the old selection is the reply to 2001 " + std::string(when));
+                        "the old item is still in the list " + std::string(when));
     }
 }
 

@@ -113,8 +113,12 @@ public:
     void CheckClear();
 
 private:
+    bool IsListed(const ListedItem& item) { return applistctl::IsListed(m_run, *m_host, item.id); }
+
     CheckRun& m_run;
     HostPointer m_host;
+    bool m_isListReadable = false;
+    bool m_hasRemoved = false; ///< at 2007, from the list and from the selection
 };
 
 void RequestSender::CheckSelection() {
@@ -123,6 +127,7 @@ void RequestSender::CheckSelection() {
     if (Succeeds(APPLIST_ADD_ITEMS_FNC, {first, second}) &&
         Succeeds(APPLIST_SET_SELECTION_FNC, {second})) {
         ExpectSelection(&second, "2000 selected it");
+        m_isListReadable = IsListed(second);
     }
     Send(APPLIST_SET_CLICKED_FNC, {first});
 }
@@ -130,16 +135,24 @@ void RequestSender::CheckSelection() {
 void RequestSender::CheckRemoval() {
     const ListedItem item = {"Third", "check.third"};
     if (!Succeeds(APPLIST_ADD_ITEM_AT_END_FNC, {item}) || !Selects(item)) {
-        m_run.list.Skip(Duty::DropsARemovedSelection, "the item is not selected before 2007");
+        m_run.list.Skip(Duty::RemovesItems, "the item is not selected before 2007");
         return;
     }
     if (!Succeeds(APPLIST_REMOVE_ITEM_FNC, {item})) {
         return;
     }
     const SentRequest query = Send(APPLIST_GET_SELECTION_FNC);
-    if (query.problem.empty()) {
-        m_run.list.Record(Duty::DropsARemovedSelection, !Names(TextOf(query), item.id),
-                          "after 2007", Quote(TextOf(query)) + " after 2007 removed it");
+    if (!query.problem.empty()) {
+        return;
+    }
+    if (Names(TextOf(query), item.id)) {
+        m_run.list.Break(Duty::RemovesItems, Quote(TextOf(query)) + " after 2007 removed it");
+    } else if (!m_isListReadable) {
+        m_run.list.Skip(Duty::RemovesItems, HIDDEN_LIST);
+    } else if (IsListed(item)) {
+        m_run.list.Break(Duty::RemovesItems, "the item is still in the list after 2007");
+    } else {
+        m_hasRemoved = true; // 2003 follows
     }
 }
 
@@ -147,23 +160,35 @@ void RequestSender::CheckModification() {
     const ListedItem before = {"Fourth", "check.fourth"};
     const ListedItem after = {"Fourth, changed", "check.changed"};
     if (!Succeeds(APPLIST_ADD_ITEMS_FNC, {before}) || !Selects(before)) {
-        m_run.list.Skip(Duty::MovesAModifiedSelection, "the item is not selected before 2008");
+        m_run.list.Skip(Duty::ReplacesItems, "the item is not selected before 2008");
         return;
     }
     if (!Succeeds(APPLIST_MODIFY_ITEM_FNC, {before, after})) {
         return;
     }
     const SentRequest query = Send(APPLIST_GET_SELECTION_FNC);
-    if (query.problem.empty()) {
-        m_run.list.Record(Duty::MovesAModifiedSelection, Names(TextOf(query), after.id),
-                          "to " + after.id,
-                          Quote(TextOf(query)) + " after 2008 replaced it by " + after.id);
+    if (!query.problem.empty()) {
+        return;
+    }
+    if (!Names(TextOf(query), after.id)) {
+        m_run.list.Break(Duty::ReplacesItems,
+                         Quote(TextOf(query)) + " after 2008 replaced it by " + after.id);
+    } else if (!m_isListReadable) {
+        m_run.list.Skip(Duty::ReplacesItems, HIDDEN_LIST);
+    } else {
+        m_run.list.Record(Duty::ReplacesItems, IsListed(after) && !IsListed(before),
+                          "by " + after.id,
+                          "the list does not contain " + after.id + " in place of " + before.id);
     }
 }
 
-// The list of a partner cannot be read. A second item with the id is still there after 2007 has
-// removed the first one, and the reply to 2001 has the name of the second one.
+// A second item with the id is still there after 2007 has removed the first one, and the reply to
+// 2001 has the name of the second one.
 void RequestSender::CheckKnownItems() {
+    if (!m_isListReadable) {
+        m_run.list.Skip(Duty::SkipsKnownItems, HIDDEN_LIST);
+        return;
+    }
     const ListedItem known = {"Fifth", "check.fifth"};
     const ListedItem again = {"Fifth, again", "check.fifth"};
     const ListedItem probe = {"Probe", "check.fifth"};
@@ -208,6 +233,10 @@ void RequestSender::CheckClear() {
     if (Succeeds(APPLIST_ADD_ITEMS_FNC, {item}) && Selects(item) &&
         Succeeds(APPLIST_REMOVE_ALL_ITEMS_FNC)) {
         ExpectSelection(nullptr, "2003 emptied the list");
+        if (m_hasRemoved && !m_run.list.IsBroken(Duty::RepliesWithTheSelection)) {
+            m_run.list.Record(Duty::RemovesItems, !IsListed(item), "at 2003 and at 2007",
+                              "the item is still in the list after 2003");
+        }
     } else if (!m_run.isAway && !m_run.list.HasPassed(ChecklistRow(APPLIST_REMOVE_ALL_ITEMS_FNC))) {
         Send(APPLIST_REMOVE_ALL_ITEMS_FNC);
     }

@@ -276,8 +276,12 @@ void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name
 
 // Announcements have no addressee: each waiting host accepts this one.
 void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& name) {
+    const bool isNew = m_partners.count(name) == 0;
     Partner& partner = PartnerOf(name);
-    const std::string answered = PopAnswered(partner, CLIENT_SYN);
+    std::string answered = PopAnswered(partner, CLIENT_SYN);
+    if (answered.empty() && isNew) { // its own announcement was before the start of the monitor
+        answered = OnlyHostAwaiting(SERVICE_SYN_ACK);
+    }
     if (!answered.empty()) {
         Bind(time, partner, answered);
     } else if (partner.peer.empty()) {
@@ -295,6 +299,19 @@ void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& nam
     if (!partner.peer.empty()) {
         Connect(time, partner.peer);
     }
+}
+
+std::string HandshakeTracker::OnlyHostAwaiting(const std::string& step) const {
+    std::string found;
+    for (const auto& [name, host] : m_hosts) {
+        if (host.progress.awaited == step) {
+            if (!found.empty()) {
+                return "";
+            }
+            found = name;
+        }
+    }
+    return found;
 }
 
 void HandshakeTracker::OnClientAck(Microseconds time, const std::string& name) {

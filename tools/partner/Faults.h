@@ -40,6 +40,7 @@ enum class Fault {
     // On the object and in notifications
     NoObject,
     NoCreated,
+    CreatedTwice,
     NoChange,
     NoSelection,
     NoClick,
@@ -47,7 +48,11 @@ enum class Fault {
     WrongId,
     // On its list
     KeepList,
+    KeepItems,
+    KeepRemoved,
+    KeepReplaced,
     AppendKnown,
+    HideList,
     LoseSelection,
     // In replies, to all requests or to those with one id
     Delay,

@@ -12,6 +12,12 @@
 
 namespace applistctl {
 
+namespace {
+
+constexpr guint SECOND_CREATED_MS = 100;
+
+} // namespace
+
 const GDBusInterfaceVTable Partner::VTABLE = {OnCall, nullptr, nullptr, {nullptr}};
 
 Partner::Partner(GDBusConnection* connection, Output& output, Faults& faults, Events events)
@@ -62,10 +68,15 @@ void Partner::OnBound(const std::string& host) {
 // Earlier changes of the host did not reach this partner, so the list is filled again.
 void Partner::OnReady() {
     m_output.State("connected with " + m_handshake.Host());
-    if (!m_faults.Has(Fault::KeepList)) {
+    if (m_faults.Has(Fault::KeepItems)) {
+        m_list.SelectNone();
+    } else if (!m_faults.Has(Fault::KeepList)) {
         m_list.Clear();
     }
     AskForTheList();
+    if (m_faults.Has(Fault::CreatedTwice)) {
+        m_secondCreated.Start(SECOND_CREATED_MS, [this] { AskForTheList(); });
+    }
 }
 
 bool Partner::AskForTheList() {
@@ -74,6 +85,7 @@ bool Partner::AskForTheList() {
 }
 
 void Partner::OnLost(const std::string& host, bool wasReady) {
+    m_secondCreated.Stop();
     m_output.State("lost " + m_handshake.DescribeRole(host) +
                    (wasReady ? "" : " during the handshake"));
     SubscribeTo("");
@@ -144,10 +156,11 @@ void Partner::Apply(const Request& request) {
     case APPLIST_GET_SELECTION_FNC:
         break; // Answer() contains the reply
     case APPLIST_SET_SELECTION_FNC:
-        m_list.Select(request.items[0]);
+        m_faults.Has(Fault::HideList) ? m_list.SelectRecord(request.items[0])
+                                      : m_list.Select(request.items[0]);
         break;
     case APPLIST_REMOVE_ALL_ITEMS_FNC:
-        m_list.Clear();
+        m_faults.Has(Fault::KeepRemoved) ? m_list.SelectNone() : m_list.Clear();
         ShowSize();
         break;
     case APPLIST_ADD_ITEMS_FNC:
@@ -163,9 +176,7 @@ void Partner::Apply(const Request& request) {
         Notify(APPLIST_ITEM_CLICKED_EVENT, ItemListing::Describe(request.items[0]));
         break;
     case APPLIST_REMOVE_ITEM_FNC:
-        if (!m_list.Remove(request.items[0].id)) {
-            m_output.Problem("that item is not in the list");
-        }
+        Remove(request.items[0]);
         ShowSize();
         break;
     case APPLIST_MODIFY_ITEM_FNC:
@@ -190,14 +201,32 @@ void Partner::AddItems(const std::vector<ListedItem>& items) {
     }
 }
 
+void Partner::Remove(const ListedItem& item) {
+    if (m_faults.Has(Fault::KeepRemoved)) {
+        if (IsSelected(item)) {
+            m_list.SelectNone();
+        }
+    } else if (!m_list.Remove(item.id)) {
+        m_output.Problem("that item is not in the list");
+    }
+}
+
 void Partner::Modify(const ListedItem& oldItem, const ListedItem& newItem) {
-    const ListedItem* const selection = m_list.Selection();
-    const bool isSelected = selection != nullptr && selection->id == oldItem.id;
-    if (!m_list.Modify(oldItem.id, newItem)) {
+    const bool isSelected = IsSelected(oldItem);
+    if (m_faults.Has(Fault::KeepReplaced)) {
+        if (isSelected) {
+            m_list.SelectRecord(newItem);
+        }
+    } else if (!m_list.Modify(oldItem.id, newItem)) {
         m_output.Problem("that item is not in the list");
     } else if (isSelected && m_faults.Has(Fault::LoseSelection)) {
         m_list.SelectNone();
     }
+}
+
+bool Partner::IsSelected(const ListedItem& item) const {
+    const ListedItem* const selection = m_list.Selection();
+    return selection != nullptr && selection->id == item.id;
 }
 
 void Partner::Show(const Request& request) {

@@ -16,6 +16,7 @@
 #include <partner/ServiceHandshake.h>
 #include <shared/Output.h>
 #include <shared/Request.h>
+#include <shared/Timer.h>
 
 namespace applistctl {
 
@@ -70,7 +71,9 @@ private:
     void Process(const Request& request);
     void Apply(const Request& request);
     void AddItems(const std::vector<ListedItem>& items);
+    void Remove(const ListedItem& item);
     void Modify(const ListedItem& oldItem, const ListedItem& newItem);
+    bool IsSelected(const ListedItem& item) const;
     void Show(const Request& request);
     void ShowSize();
     bool AskForTheList();
@@ -91,6 +94,7 @@ private:
     guint m_signalSubscriptionId = 0;
     PartnerList m_list;
     bool m_awaitsWholeList = false; ///< notification 4 has been sent
+    Timer m_secondCreated;          ///< of Fault::CreatedTwice
     ServiceHandshake m_handshake;
 };
 

@@ -55,7 +55,15 @@ bool PartnerList::Modify(const std::string& oldId, const ListedItem& newItem) {
 
 void PartnerList::Select(const ListedItem& item) {
     const auto found = Find(item.id);
-    m_selection = found != m_items.end() ? *found : std::make_shared<const ListedItem>(item);
+    if (found != m_items.end()) {
+        m_selection = *found;
+    } else {
+        SelectRecord(item);
+    }
+}
+
+void PartnerList::SelectRecord(const ListedItem& record) {
+    m_selection = std::make_shared<const ListedItem>(record);
 }
 
 bool PartnerList::IsPartOf(const std::vector<ListedItem>& items) const {

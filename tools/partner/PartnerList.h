@@ -31,6 +31,8 @@ public:
 
     /** Selects the first item with the id of @p item; without one in the list, @p item itself. */
     void Select(const ListedItem& item);
+    /** Selects @p record, which then is no item of the list. */
+    void SelectRecord(const ListedItem& record);
     void SelectAt(std::size_t index) { m_selection = m_items.at(index); }
     void SelectNone() { m_selection.reset(); }
 
