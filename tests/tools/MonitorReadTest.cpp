@@ -437,6 +437,20 @@ TEST_F(MonitorStuckHost, IsNoneAfterItHasLeft) {
 
 // --- Missing lists -------------------------------------------------------------------------------
 
+TEST_F(MonitorHandshake, ReportsAPartnerThatAsksForNoList) {
+    capture.Connect();
+    Wait(1200);
+    EXPECT_THAT(TextOf(), HasSubstr("== partner :1.8 has not asked for the list (notification 4) "
+                                    "within 1.2 s after the handshake: its list stays empty\n"));
+}
+
+TEST_F(MonitorHandshake, ReportsNoPartnerThatHasAskedForTheList) {
+    capture.Connect();
+    capture.Notify(Message("", 4));
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("has not asked")));
+}
+
 // After notification 4, a new list of the partner, the host sends its list, unless this is empty.
 
 TEST_F(MonitorMissingList, IsNotedAfterASecond) {

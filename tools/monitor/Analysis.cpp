@@ -51,6 +51,9 @@ Analysis::Analysis(Reporter& reporter)
       m_handshake([this](const HandshakeEvent& event) {
           m_summary.Add(event);
           m_reporter.Handshake(event);
+          if (event.kind == HandshakeEvent::Kind::Ready) {
+              m_partners[event.partner] = {event.time, false};
+          }
       }),
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)) {}
 
@@ -123,6 +126,7 @@ void Analysis::OnOwnerChanged(const SeenMessage& seen) {
     if (*newOwner == '\0') {
         m_selections.erase(name);
         m_lists.erase(name);
+        m_partners.erase(name);
     }
 }
 
@@ -156,6 +160,7 @@ void Analysis::AwaitReaction(const SeenMessage& seen, std::int32_t id) {
         m_selections.try_emplace(Destination(seen), notified);
     } else if (id == APPLIST_LOCAL_CREATED_EVENT) {
         m_lists.insert_or_assign(Destination(seen), notified);
+        m_partners.erase(Sender(seen));
     }
 }
 
@@ -284,7 +289,7 @@ void Analysis::Tick(Microseconds now) {
 
 // A host with a request under way waits for its partner, and cannot react meanwhile.
 void Analysis::TickReactions(Microseconds now) {
-    for (ByHost* const hosts : {&m_selections, &m_lists}) {
+    for (ByName* const hosts : {&m_selections, &m_lists}) {
         for (const auto& [call, pending] : m_pending) {
             const auto waiting = hosts->find(call.first);
             if (waiting != hosts->end()) {
@@ -294,17 +299,18 @@ void Analysis::TickReactions(Microseconds now) {
     }
     ReportWaiting(m_selections, now, DescribeStuck);
     ReportWaiting(m_lists, now, DescribeNoList);
+    ReportWaiting(m_partners, now, DescribeNoRequest);
 }
 
 template <typename Describe>
-void Analysis::ReportWaiting(ByHost& hosts, Microseconds now, Describe describe) {
-    for (auto& [host, notified] : hosts) {
+void Analysis::ReportWaiting(ByName& names, Microseconds now, Describe describe) {
+    for (auto& [name, notified] : names) {
         const Microseconds waited = now - notified.since;
         if (!notified.isReported && waited >= LATE) {
             notified.isReported = true;
             HandshakeEvent event;
             event.time = now;
-            event.who = PeerOf(host);
+            event.who = PeerOf(name);
             event.elapsed = waited;
             describe(event);
             m_summary.Add(event);
@@ -327,6 +333,14 @@ void Analysis::DescribeNoList(HandshakeEvent& event) {
     event.text =
         "host " + event.who.name + " sent no list (2004) within " + TimeText::Span(event.elapsed) +
         " after notification 4: the list was empty, or the host does not receive notifications";
+}
+
+// The monitor may have missed the notification, so that this line is no problem by itself.
+void Analysis::DescribeNoRequest(HandshakeEvent& event) {
+    event.kind = HandshakeEvent::Kind::NoRequest;
+    event.text = "partner " + event.who.name +
+                 " has not asked for the list (notification 4) within " +
+                 TimeText::Span(event.elapsed) + " after the handshake: its list stays empty";
 }
 
 void Analysis::End(Microseconds now) {

@@ -58,12 +58,12 @@ public:
     const Summary& Result() const { return m_summary; }
 
 private:
-    /** A notification 2 or 4, which a host answers with a request. */
+    /** A step that needs a reaction: a notification 2 or 4 of a host, or a partner's handshake. */
     struct Notified {
         Microseconds since = 0;
         bool isReported = false;
     };
-    using ByHost = std::map<std::string, Notified>;
+    using ByName = std::map<std::string, Notified>;
     struct Pending {
         RequestSeen request;
         bool late = false;
@@ -76,9 +76,10 @@ private:
     void AwaitReaction(const SeenMessage& seen, std::int32_t id);
     void TickReactions(Microseconds now);
     template <typename Describe>
-    void ReportWaiting(ByHost& hosts, Microseconds now, Describe describe);
+    void ReportWaiting(ByName& names, Microseconds now, Describe describe);
     static void DescribeStuck(HandshakeEvent& event);
     static void DescribeNoList(HandshakeEvent& event);
+    static void DescribeNoRequest(HandshakeEvent& event);
     void OnCall(const SeenMessage& seen);
     void OnNameCall(const SeenMessage& seen);
     void OnSend(const SeenMessage& seen);
@@ -94,8 +95,9 @@ private:
     HandshakeTracker m_handshake;
     std::function<const char*(guint32)> m_findState;
     std::map<Call, Pending> m_pending;
-    ByHost m_selections; ///< hosts with a notification 2 before their query
-    ByHost m_lists;      ///< hosts with a notification 4 before their list
+    ByName m_selections; ///< hosts with a notification 2 before their query
+    ByName m_lists;      ///< hosts with a notification 4 before their list
+    ByName m_partners;   ///< connected partners before their notification 4
     unsigned m_number = 0;
     std::size_t m_reportedCount = 0;
     Microseconds m_lastTick = 0;

@@ -54,6 +54,7 @@ struct HandshakeEvent {
         Several,    ///< several partners are on the bus, `who` among them
         Stuck,      ///< `who` has not reacted to a notification
         NoList,     ///< `who` has sent no list after the notification that asks for the list
+        NoRequest,  ///< `who`, a partner, has not asked for the list after the handshake
         Left        ///< `who` has left the bus
     };
     Kind kind = Kind::Announced;

@@ -107,6 +107,8 @@ const char* KindName(HandshakeEvent::Kind kind) {
         return "stuck";
     case HandshakeEvent::Kind::NoList:
         return "no-list";
+    case HandshakeEvent::Kind::NoRequest:
+        return "no-request";
     case HandshakeEvent::Kind::Left:
         break;
     }

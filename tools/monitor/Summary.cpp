@@ -63,6 +63,7 @@ void Summary::Add(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Announced:
     case HandshakeEvent::Kind::Found:
     case HandshakeEvent::Kind::NoList:
+    case HandshakeEvent::Kind::NoRequest:
     case HandshakeEvent::Kind::Left:
         break;
     }

@@ -69,6 +69,7 @@ void TextReporter::Handshake(const HandshakeEvent& event) {
     case HandshakeEvent::Kind::Ready:
     case HandshakeEvent::Kind::Found:
     case HandshakeEvent::Kind::NoList:
+    case HandshakeEvent::Kind::NoRequest:
     case HandshakeEvent::Kind::Left:
         Line(event.time, "== " + event.text, Output::Tone::State);
         break;
