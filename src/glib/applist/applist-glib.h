@@ -167,8 +167,8 @@ G_DECLARE_FINAL_TYPE(AppListStore, applist_store, APPLIST, STORE, GObject)
  * @reason: the reason, empty for %APPLIST_OUTCOME_ANSWERED and %APPLIST_OUTCOME_MERGED
  *
  * Emitted once for each accepted change, selection and click, in the order of the calls, unless the
- * store ends first. A full queue reports its merged changes at once, before the outcomes of earlier
- * calls.
+ * store ends first. A full queue reports its merged changes and its rejected clicks at once, before
+ * the outcomes of earlier calls.
  */
 
 /**
