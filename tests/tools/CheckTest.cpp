@@ -1,6 +1,7 @@
 // "applistctl check": one line for each need of a host, with advice when it is missing.
 #include <csignal>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -421,6 +422,59 @@ TEST_F(DeviceCheck, NamesAMalformedPolicy) {
     EXPECT_EQ(check.status, 4);
     EXPECT_THAT(check.output, HasSubstr("; " + file + " is malformed: "));
     EXPECT_THAT(check.output, Not(HasSubstr("other.conf")));
+}
+
+// The partner is still bound to a host that has left the bus.
+class PartnerOfALostHost : public BusTest {
+protected:
+    void StartHosts(RunningPartner& partner) {
+        { const SampleHost first(partner); }
+        m_next = std::make_unique<StartedTool>(
+            std::vector<std::string>{"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    }
+
+    std::unique_ptr<StartedTool> m_next;
+};
+
+TEST_F(PartnerOfALostHost, IsToBeRestarted) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show bindings";
+    }
+    RunningPartner partner;
+    partner.Send("fault keep-host");
+    StartHosts(partner);
+    const std::string host = CheckHostOutput(4, TemporaryFolder().Path());
+    EXPECT_THAT(host, ContainsRegex(", which has left the bus\n +-> restart the partner\n"));
+    EXPECT_THAT(host, Not(HasSubstr("run one host")));
+    const std::string device = CheckOutput(4, {"--limit=0.3"});
+    EXPECT_THAT(device, ContainsRegex(", which has left the bus\n +-> restart the partner\n"));
+}
+
+TEST_F(PartnerOfALostHost, IsToBeContinuedIfItIsStopped) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show bindings";
+    }
+    RunningPartner partner;
+    {
+        const SampleHost first(partner);
+        partner.Stop();
+    }
+    StartedTool next({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    const std::string output = CheckHostOutput(4, TemporaryFolder().Path());
+    EXPECT_THAT(output, HasSubstr("-> see \"partner\" below\n"));
+    EXPECT_THAT(output, HasSubstr("-> let it continue: kill -CONT " + partner.Id()));
+}
+
+// A bound partner announces itself until the first request of its host.
+TEST_F(DeviceCheck, ClaimsNoFreePartnerWithoutMatchRules) {
+    bus.SetPolicy(DENY_RULES);
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    ToolProcess partner({"partner"});
+    partner.Send("fault no-ack");
+    ASSERT_TRUE(partner.WaitFor("this host is bound to a partner"));
+    const std::string output = CheckOutput(4, {"--limit=2.5"});
+    EXPECT_THAT(output, HasSubstr("may be bound to another host\n"));
+    EXPECT_THAT(output, Not(HasSubstr("is bound to no host")));
 }
 
 TEST_F(HostCheck, AdvisesOneHostToTwoHostsOfOnePartner) {

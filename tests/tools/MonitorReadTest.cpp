@@ -437,6 +437,15 @@ TEST_F(MonitorStuckHost, IsNoneAfterItHasLeft) {
 
 // --- Missing lists -------------------------------------------------------------------------------
 
+// A partner may notify a host, or a check, that has left the bus at this moment.
+TEST_F(MonitorHandshake, AwaitsNoListOfAHostThatHasLeft) {
+    capture.Connect();
+    capture.Leave(HOST);
+    capture.Notify(Message("", 4));
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("sent no list")));
+}
+
 TEST_F(MonitorHandshake, ReportsAPartnerThatAsksForNoList) {
     capture.Connect();
     Wait(1200);

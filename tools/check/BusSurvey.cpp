@@ -195,6 +195,11 @@ const Participant* BusSurvey::FirstOf(Participant::Role role) const {
     return found != participants.end() ? &*found : nullptr;
 }
 
+std::string BusSurvey::DescribeLoss(const std::string& name) const {
+    return std::find(names.begin(), names.end(), name) != names.end() ? ""
+                                                                      : ", which has left the bus";
+}
+
 std::vector<Participant> BusSurvey::AllOf(Participant::Role role) const {
     std::vector<Participant> all;
     std::copy_if(participants.begin(), participants.end(), std::back_inserter(all),
@@ -213,7 +218,8 @@ BusSurvey SurveyRules(GDBusConnection* connection) {
     BusSurvey survey;
     std::map<std::string, Rules> rules;
     survey.hasRules = ReadRules(connection, rules, survey.problem);
-    for (const std::string& name : ListUniqueNames(connection)) {
+    survey.names = ListUniqueNames(connection);
+    for (const std::string& name : survey.names) {
         Participant one;
         one.name = name;
         one.role = RoleOf(rules[name]);

@@ -34,9 +34,13 @@ struct BusSurvey {
     std::string problem;              ///< why the match rules are not known
     std::vector<std::string> silent;  ///< without match rules: names without any reply
     std::vector<std::string> refused; ///< the same: names that the bus's policy hides
+    std::vector<std::string> names;   ///< all unique names
 
     const Participant* Find(const std::string& name) const;
     const Participant* FirstOf(Participant::Role role) const;
+
+    /** Of a unique name of a binding: "", or ", which has left the bus". */
+    std::string DescribeLoss(const std::string& name) const;
 
     std::vector<Participant> AllOf(Participant::Role role) const;
 

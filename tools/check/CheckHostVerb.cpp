@@ -496,7 +496,14 @@ private:
         const Participant* const now = m_survey.Find(host.name);
         if (!fault.text.empty()) {
             m_isHalfOpen = m_isHalfOpen || fault.isHalfOpen;
-            m_verdicts.Wrong("binding", fault.text, fault.advice);
+            const Participant* const partner = m_survey.FirstOf(Participant::Role::Partner);
+            const std::vector<Silence> frozen =
+                partner != nullptr ? FindFrozen({partner->name}) : std::vector<Silence>();
+            m_verdicts.Wrong("binding", fault.text,
+                             frozen.empty() ? fault.advice : "see \"partner\" below");
+            for (const Silence& one : frozen) {
+                m_verdicts.Wrong("partner", one.text, one.advice);
+            }
         } else if (now == nullptr) {
             m_verdicts.Note("binding", host.name + " has left the bus meanwhile");
         } else if (now->peer.empty()) {
@@ -553,12 +560,16 @@ private:
         if (host->peer.empty() && partner != nullptr) {
             const Participant* const served = m_survey.Find(partner->peer);
             const bool isChecked = served != nullptr && served->role == Participant::Role::Check;
+            const std::string loss =
+                partner->peer.empty() ? "" : m_survey.DescribeLoss(partner->peer);
+            const bool isFree = partner->peer.empty() || !loss.empty();
             return {"unbound, and the partner " + partner->Describe() +
                         (partner->peer.empty() ? " is bound to no host"
-                                               : " is bound to " + DescribePeer(partner->peer)),
-                    partner->peer.empty() ? "restart the partner"
-                    : isChecked           ? "check again after the end of this other check"
-                                          : "run one host"};
+                                               : " is bound to " + DescribePeer(partner->peer)) +
+                        loss,
+                    isFree      ? "restart the partner"
+                    : isChecked ? "check again after the end of this other check"
+                                : "run one host"};
         }
         const Participant* const peer = m_survey.Find(host->peer);
         if (peer != nullptr && peer->role == Participant::Role::Partner &&

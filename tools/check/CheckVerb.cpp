@@ -279,6 +279,13 @@ private:
     void ReportUnwilling(const std::vector<std::string>& names) {
         for (const std::string& name : names) {
             const Participant* const found = m_survey.Find(name);
+            const std::string loss = found != nullptr ? m_survey.DescribeLoss(found->peer) : "";
+            if (found != nullptr && !found->peer.empty() && !loss.empty()) {
+                m_verdicts.Wrong("partner",
+                                 NoAnswer() + Partner(name) + " is bound to " + found->peer + loss,
+                                 "restart the partner");
+                return;
+            }
             if (found != nullptr && !found->peer.empty()) {
                 m_verdicts.Wrong("partner",
                                  NoAnswer() + Partner(name) + " is bound to " + Peer(*found),
@@ -289,7 +296,8 @@ private:
             }
         }
         const std::string text = NoAnswer() + Partner(names.front());
-        if (m_survey.hasRules || m_host.HasSeen("_SYN")) {
+        // A bound partner, too, announces itself until the first request of its host.
+        if (m_survey.hasRules) {
             m_verdicts.Wrong("partner", text + " is bound to no host",
                              "check that its loop runs, and that its user may own the _SERVICE "
                              "names: the refused process receives the reason, and \"applistctl "

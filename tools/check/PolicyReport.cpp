@@ -85,8 +85,10 @@ void PolicyReport::MayNotCall(const std::string& what, const std::string& text) 
 
 void PolicyReport::NeedsReload(const std::string& what, const std::string& text,
                                const BusPolicy& policy) {
-    m_verdicts.Wrong(what, text + "; " + policy.Describe(m_user),
-                     "let the bus reload its configuration: systemctl reload dbus");
+    m_verdicts.Wrong(
+        what, text + "; " + policy.Describe(m_user),
+        "let the bus reload its configuration (systemctl reload dbus, or dbus-broker); "
+        "if the bus has read the file, add the missing rule of the library's policy");
 }
 
 void PolicyReport::ShowFile() {

@@ -647,7 +647,7 @@ void HandshakeTracker::ReportFound(Microseconds time) {
 
 bool HandshakeTracker::MayReceive(const std::string& host, const std::string& partner) const {
     const auto found = m_hosts.find(host);
-    return !IsCheck(host) && !IsCheck(partner) &&
+    return !IsCheck(host) && !IsCheck(partner) && !HasLeft(host) &&
            (found == m_hosts.end() || found->second.peer == partner ||
             (found->second.peer.empty() && !found->second.isKnown));
 }

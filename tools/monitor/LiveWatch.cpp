@@ -112,6 +112,10 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
     const std::string secondName = second.Connection() != nullptr
                                        ? g_dbus_connection_get_unique_name(second.Connection())
                                        : "";
+    if (second.Connection() == nullptr) {
+        output.Error("no second connection to the bus: " + second.Problem() +
+                     "; processes, and sides from before the start, are not shown");
+    }
     BusCapture capture(bus.Connection(), [&](const SeenMessage& seen) {
         if (!ended && !IsOf(secondName, seen)) {
             analysis.Take(seen);
