@@ -236,7 +236,7 @@ void HandshakeTracker::OnServiceSyn(Microseconds time, const std::string& name) 
     Report(HandshakeEvent::Kind::Announced, time, name, SERVICE_SYN, "a partner announces itself");
     Partner& partner = PartnerOf(name);
     m_newestPartner = name;
-    partner.isCalling = !partner.peer.empty();
+    partner.announcesAgain = !partner.peer.empty();
     if (partner.since == 0) {
         partner.since = time;
     }
@@ -461,7 +461,7 @@ void HandshakeTracker::SetPeer(Microseconds time, Endpoint& endpoint, const std:
     endpoint.isReported = false;
     endpoint.isConnected = false;
     endpoint.isFound = false;
-    endpoint.isCalling = false;
+    endpoint.announcesAgain = false;
 }
 
 void HandshakeTracker::Await(Host& host, const std::string& step, const std::string& reason,
@@ -830,7 +830,7 @@ std::string HandshakeTracker::DescribeFound(const std::string& hostName,
     const Endpoint* const partner = Find(partnerName);
     return "host " + hostName + " and partner " + partnerName +
            " are bound to each other; no message between them was seen" +
-           (partner != nullptr && partner->isCalling
+           (partner != nullptr && partner->announcesAgain
                 ? ", and the partner announces itself again: the list of the host is empty, or "
                   "the handshake is not complete"
                 : "");

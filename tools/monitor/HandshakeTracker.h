@@ -88,15 +88,15 @@ private:
     /** One side as far as its own announcements show it. */
     struct Endpoint {
         std::vector<Received> received;
-        std::string peer;         ///< its partner or its host; empty for none
-        std::string formerPeer;   ///< the last one that has left
-        bool isKnown = false;     ///< whether the absence of a peer was observed
-        bool isReady = false;     ///< by its own steps or by its requests and notifications
-        Microseconds since = 0;   ///< of the present peer, or of its absence
-        bool isReported = false;  ///< as half-open, with the present peer
-        bool isConnected = false; ///< reported, with the present peer
-        bool isFound = false;     ///< with the present peer, and no message has shown more
-        bool isCalling = false;   ///< announces itself again although it is bound
+        std::string peer;            ///< its partner or its host; empty for none
+        std::string formerPeer;      ///< the last one that has left
+        bool isKnown = false;        ///< whether the absence of a peer was observed
+        bool isReady = false;        ///< by its own steps or by its requests and notifications
+        Microseconds since = 0;      ///< of the present peer, or of its absence
+        bool isReported = false;     ///< as half-open, with the present peer
+        bool isConnected = false;    ///< reported, with the present peer
+        bool isFound = false;        ///< with the present peer, and no message has shown more
+        bool announcesAgain = false; ///< announces itself again although it is bound
     };
 
     /** The next step that a host waits for. */
