@@ -453,6 +453,13 @@ TEST_F(MonitorHandshake, ReportsAPartnerThatAsksForNoList) {
                                     "within 1.2 s after the handshake: its list stays empty\n"));
 }
 
+TEST_F(MonitorHandshake, AwaitsNoNotificationForAHostThatHasLeft) {
+    capture.Connect();
+    capture.Leave(HOST);
+    Wait(3000);
+    EXPECT_THAT(Read().output, Not(HasSubstr("has not asked")));
+}
+
 TEST_F(MonitorHandshake, ReportsNoPartnerThatHasAskedForTheList) {
     capture.Connect();
     capture.Notify(Message("", 4));

@@ -1,6 +1,7 @@
 #include <monitor/Analysis.h>
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include <applist/MessageIds.h>
@@ -126,7 +127,6 @@ void Analysis::OnOwnerChanged(const SeenMessage& seen) {
     if (*newOwner == '\0') {
         m_selections.erase(name);
         m_lists.erase(name);
-        m_partners.erase(name);
     }
 }
 
@@ -299,6 +299,10 @@ void Analysis::TickReactions(Microseconds now) {
     }
     ReportWaiting(m_selections, now, DescribeStuck);
     ReportWaiting(m_lists, now, DescribeNoList);
+    for (auto partner = m_partners.begin(); partner != m_partners.end();) {
+        const bool isConnected = m_handshake.ConnectedHostOf(partner->first) != nullptr;
+        partner = isConnected ? std::next(partner) : m_partners.erase(partner);
+    }
     ReportWaiting(m_partners, now, DescribeNoRequest);
 }
 

@@ -59,6 +59,9 @@ public:
     /** Whether the host receives the notifications of @p partner, as far as that is known. */
     bool MayReceive(const std::string& host, const std::string& partner) const;
 
+    /** @return the host that is connected with the partner; null for none */
+    const std::string* ConnectedHostOf(const std::string& partnerName) const;
+
     /** A request or a notification shows the binding of its sender, also without a handshake. */
     void OnMessage(Microseconds time, const std::string& host, const std::string& partner,
                    Side sender);
@@ -145,7 +148,6 @@ private:
     void Connect(Microseconds time, const std::string& hostName);
     void ReportShared(Microseconds time, const std::string& hostName);
     bool IsConnected(const std::string& hostName, const std::string& partnerName) const;
-    const std::string* ConnectedHostOf(const std::string& partnerName) const;
 
     void TickHosts(Microseconds now);
     void TickHalfOpen(Microseconds now);
