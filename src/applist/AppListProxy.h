@@ -34,9 +34,9 @@ class ItemSelectionListener;
  * host whose loop runs on another thread destroys the proxy on that thread, or stops the loop
  * first. JavaMWDbusRemote lists the registrations that stay on the bus connection.
  *
- * **One proxy per process.** A second proxy may never find the partner while the first exists, or
- * while the host still holds the shared bus connection after the first has been destroyed. The
- * destruction of one proxy may end the other's watch of the partner.
+ * **One proxy per process.** A second proxy possibly never finds the partner while the first
+ * exists, or while the host still holds the shared bus connection after the first has been
+ * destroyed. The destruction of one proxy may end the other's watch of the partner.
  */
 class APPLIST_API AppListProxy {
 public:

@@ -22,9 +22,9 @@ struct ListStep {
 /**
  * @return the steps from @p present to @p wanted, in this order: removals, replacements, one
  *         append. Requests can insert only at the end of a list. The steps are the fewest that
- *         leave equal items in place. The difference is REMOVE_ALL and one append instead if the
- *         steps are more than a quarter of both lists or more than 1,000, or leave nothing in
- *         place.
+ *         leave equal items in place. The difference is REMOVE_ALL and one append instead if there
+ *         are more than 1,000 removals and replacements, more than 3 plus a quarter of both lists,
+ *         or more than 3 with no item left in place.
  *
  * Neither list contains a unique id twice. During the replacements, the list can contain an id
  * twice, because a cycle of moved items has no other start. Requests find the first item with

@@ -7,9 +7,9 @@
 #define APPLIST_COMMON_PLATFORMLOG_H
 
 /**
- * The start of the format of each line of the library. A format with this start has three arguments
- * first: the base name of the source file and the function, of type const char*, and the line, of
- * type int. The rest of the format identifies the message.
+ * The start of the format of each line of the library. A format with this start has five arguments
+ * first: the base name of the source file and the function, of type const char*, the line, of type
+ * int, and then the function and the line again. The rest of the format identifies the message.
  */
 #define PLATFORM_LOG_PREFIX "%s: %s(%d) > [%s:%d] "
 

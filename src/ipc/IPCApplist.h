@@ -107,7 +107,10 @@ public:
         return (object->*callbackMessageMethod)(id, data);
     }
 
-    /** Drops a notification without an id or a registered object, with the same log lines. */
+    /**
+     * Drops a notification without an id (logged as the same error) or without a registered object
+     * (logged as information).
+     */
     void HandleNotification(std::vector<char>& data) override {
         APPLIST_LOG_DEBUG("IPC HandleNotification");
         std::int32_t id = 0;

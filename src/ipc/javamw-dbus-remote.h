@@ -90,9 +90,9 @@ public:
      * @param id part of all bus names and of the object path; both sides use the same id. The id
      *        consists of letters, digits and '_', does not start with a digit, is not empty, and is
      *        short enough for bus names of at most 255 bytes. With another character or an empty
-     * id, GLib prints a warning, and the endpoint has no object. With a leading digit or a longer
-     * id, the bus refuses the names: the announcement fails with a logged error, and the endpoint
-     * never becomes ready.
+     *        id, GLib prints a warning, and the endpoint has no object. With a leading digit or a
+     *        longer id, the bus refuses the names: the announcement fails with a logged error, and
+     *        the endpoint never becomes ready.
      */
     explicit JavaMWDbusRemote(std::string id);
 

@@ -31,8 +31,8 @@ constexpr std::size_t MOST_ROW_STEPS = 1000;
 
 /**
  * @return the steps from @p present to @p wanted: removals, the fewest moves, insertions, changes.
- *         Neighbours are one step, except for moves. The difference is a refill if no item stays,
- *         or if it has more than MOST_ROW_STEPS steps.
+ *         Neighbours are one step, except for moves. The difference is a refill if both lists have
+ *         items and no unique id stays, or if it has more than MOST_ROW_STEPS steps.
  *
  * Neither list holds a unique id twice.
  */

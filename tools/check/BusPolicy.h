@@ -18,8 +18,7 @@ public:
     /** The folders of the system bus, the distribution's first. */
     static std::vector<std::string> DefaultFolders();
 
-    /** Reads the files *.conf in @p folders. Omits unreadable files and the rest of malformed ones.
-     */
+    /** Reads the files *.conf in @p folders, a malformed one up to its error. */
     explicit BusPolicy(const std::vector<std::string>& folders, Role role = Role::Host);
 
     /**

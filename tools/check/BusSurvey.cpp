@@ -127,7 +127,7 @@ std::vector<std::string> FindObjects(GDBusConnection* connection,
 }
 
 // Moves the hosts from @p names, whose connections show nothing, to the participants. Drops the
-// connections of checks, of which a check shows one.
+// connections of checks, which are neither hosts nor partners.
 void TakeHosts(GDBusConnection* connection, std::vector<std::string>& names, BusSurvey& survey) {
     for (auto name = names.begin(); name != names.end();) {
         Participant one;

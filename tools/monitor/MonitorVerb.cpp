@@ -38,9 +38,9 @@ Usage MonitorVerb::Describe() {
         "\"dbus-monitor --system --pcap > FILE\", as root.\n"
         "\n"
         "Exit status: 0 no fault, 1 failed (also when the bus refuses the monitor, or FILE is\n"
-        "unreadable or damaged), 2 wrong usage, 3 no bus, or its end, 4 a fault, such as a\n"
-        "request without a reply or a missing step of the handshake, 5 a pair is half-open at\n"
-        "the end: one side is ready, and the other side is not bound to it. If several\n"
+        "unreadable or damaged), 2 wrong usage, 3 no bus, or the bus has ended, 4 a fault, such\n"
+        "as a request without a reply or a missing step of the handshake, 5 a pair is half-open\n"
+        "at the end: one side is ready, and the other side is not bound to it. If several\n"
         "statuses apply, 1, 2 and 3 precede 5, and 5 precedes 4.",
         false,
         {{"read", "FILE", "Read a capture (pcap or pcapng) instead of the bus; - is stdin"},

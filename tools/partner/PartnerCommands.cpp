@@ -60,8 +60,8 @@ std::vector<Command> PartnerCommands::All() {
 }
 
 std::string PartnerCommands::DescribeArguments() {
-    return "Conditions of expect; the words of the requests are\n" + Protocol::RequestWords() +
-           ":\n" + ExpectCommand::Describe() + "\nFaults:\n" + Faults::Describe();
+    return "Conditions of expect, where REQUEST is one of\n" + Protocol::RequestWords() + ":\n" +
+           ExpectCommand::Describe() + "\nFaults:\n" + Faults::Describe();
 }
 
 Command PartnerCommands::OnPartner(const char* name, const char* arguments, const char* help,

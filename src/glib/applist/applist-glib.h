@@ -332,8 +332,7 @@ guint applist_store_get_selected(AppListStore* self);
  * @position: the position of an entry
  *
  * Selects the entry at @position, unless it is already selected. A position without an entry is
- * ignored, because the
- * protocol has no request that only ends a selection.
+ * ignored, because the protocol has no request that only ends a selection.
  */
 APPLIST_GLIB_API
 void applist_store_set_selected(AppListStore* self, guint position);
