@@ -62,7 +62,7 @@ constexpr Kind KINDS[] = {
     {"early-created", Fault::EarlyCreated, FaultArguments::Nothing,
      "send notification 4 without waiting for the reply to _SERVICE_ACK"},
     {"no-owner-check", Fault::NoOwnerCheck, FaultArguments::Nothing,
-     "stay bound to a host that left the bus before the partner watched its name"},
+     "stay bound to a host that left before the partner watched its name"},
     {"no-object", Fault::NoObject, FaultArguments::Nothing, "have no communication object"},
     {"no-created", Fault::NoCreated, FaultArguments::Nothing, "do not send notification 4"},
     {"created-twice", Fault::CreatedTwice, FaultArguments::Nothing,
