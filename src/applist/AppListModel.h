@@ -14,11 +14,11 @@ class ItemSelectionListener;
 /**
  * An ordered list of items with a selection, kept equal to the list of the partner.
  *
- * Every operation first changes the host's copy under a lock. The operation then releases the lock
- * and sends the partner one synchronous request. The caller waits for the partner's reply, at most
- * GDBus's default time-out of 25 s (GDBusProxy:g-default-timeout). Without a partner the copy still
- * changes and the request is lost. The partner receives the whole list when it reports that its own
- * list is new.
+ * An operation that changes the list or the selection first changes the host's copy under a lock.
+ * The operation then releases the lock and sends the partner one synchronous request. The caller
+ * waits for the partner's reply, at most GDBus's default time-out of 25 s
+ * (GDBusProxy:g-default-timeout). Without a partner the copy still changes and the request is lost.
+ * The partner receives the whole list when it reports that its own list is new.
  *
  * No operation reports a failure to its caller. Failures are logged. A missing partner is reported
  * on standard output, with "Connection not set." or "Proxy not ready".

@@ -76,7 +76,7 @@ public:
     /** @return the endpoint of the list, for an observer of its requests. */
     const JavaMWDbusRemote& Endpoint() const { return m_ipc; }
 
-    /** Handles a notification of the partner, without its payload. */
+    /** Handles the notification @p id of the partner. The payload @p data is not read. */
     void OnNotificationReceive(int id, const std::vector<char>& data);
 
     /**

@@ -20,8 +20,8 @@ namespace applist_internal {
  * the store during each call.
  *
  * No function throws: without memory the process ends, as in GLib. The host's list of the client is
- * changed by this class alone, and so equals m_list. The selection of the partner reaches the
- * client first, and m_list with the event.
+ * changed by this class alone, and so equals m_list. The client receives the partner's selection
+ * first. m_list receives it with the event, or with an earlier change of the list.
  */
 class StoreCore {
 public:

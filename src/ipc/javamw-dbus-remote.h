@@ -64,7 +64,7 @@ public:
     enum HandshakeState {
         HANDSHAKE_NONE = 0,         ///< no partner, or the bus could not be reached
         HANDSHAKE_SYN_SENT = 1,     ///< _CLIENT_SYN announced, waiting for a partner
-        HANDSHAKE_SYN_ACK_SENT = 2, ///< bound to a partner that started later, waiting for its ACK
+        HANDSHAKE_SYN_ACK_SENT = 2, ///< bound by _SERVICE_SYN, waiting for _SERVICE_ACK
         HANDSHAKE_CONNECTED = 3     ///< complete
     };
 

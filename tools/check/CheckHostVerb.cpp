@@ -606,8 +606,10 @@ Usage CheckHostVerb::Describe() {
         "the bus. Run the check as the host's user, or as root if the bus policy names root.\n"
         "Root gets the most details.",
         "The check announces nothing and changes no binding. It calls Send without data, because\n"
-        "only an iterated main context replies. The host therefore logs one error, \"Data\n"
-        "corrupted. Does not contain message id.\" If the bus does not show match rules\n"
+        "only an iterated main context replies. For each such call, the host logs the error "
+        "\"Data\n"
+        "corrupted. Does not contain message id.\" A host without a reply receives a second call,\n"
+        "and its possible partners receive one, too. If the bus does not show match rules\n"
         "(dbus-broker) and its policy refuses introspection, every process on the bus receives\n"
         "this call.\n\n"
         "Exit status: 0 no fault, 1 no host, or the folder of --policies is unreadable, 2 wrong\n"

@@ -58,7 +58,7 @@ constexpr Kind KINDS[] = {
     {"strict-mirror", Fault::StrictMirror, FaultArguments::Nothing,
      "the five faults above: the partner only mirrors the handshake of a host"},
     {"end-repeat", Fault::EndRepeat, FaultArguments::Nothing,
-     "end a repeated answer at the next repeated _SERVICE_SYN"},
+     "give up a repeated answer when the next _SERVICE_SYN is due"},
     {"early-created", Fault::EarlyCreated, FaultArguments::Nothing,
      "send notification 4 without waiting for the reply to _SERVICE_ACK"},
     {"no-owner-check", Fault::NoOwnerCheck, FaultArguments::Nothing,

@@ -67,7 +67,7 @@ public:
         MERGED = 1,     ///< the queue was full: the change is sent as part of a later difference
         NO_PARTNER = 2, ///< no partner was connected; a new partner receives the whole list
         REJECTED = 3,   ///< the host's list did not change, and nothing is sent
-        FAILED = 4      ///< a request was sent, and its reply was an error or did not arrive
+        FAILED = 4      ///< a request had no reply, an error, or a reply of a wrong type
     };
 
     /** Called once per change or click, unless the client is destroyed first. */

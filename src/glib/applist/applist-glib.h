@@ -16,7 +16,7 @@ G_BEGIN_DECLS
  * @APPLIST_OUTCOME_NO_PARTNER: no partner was connected; a new partner receives the whole list, but
  *   no click
  * @APPLIST_OUTCOME_REJECTED: too many clicks wait for the partner, and the click is not sent
- * @APPLIST_OUTCOME_FAILED: a request was sent, and its reply was an error or did not arrive
+ * @APPLIST_OUTCOME_FAILED: a request had no reply, an error, or a reply of a wrong type
  *
  * The outcome of a change, a selection or a click.
  */
