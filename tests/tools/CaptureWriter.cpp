@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "Channel.h"
-
 namespace {
 
 constexpr const char* DAEMON = "org.freedesktop.DBus";
@@ -100,9 +98,10 @@ void CaptureWriter::Error(const std::string& from, const std::string& to, std::u
 }
 
 void CaptureWriter::SignalOf(const std::string& from, const std::string& to,
-                             const std::string& interface, const std::string& member) {
+                             const std::string& interface, const std::string& member,
+                             const std::string& path) {
     GDBusMessage* const message =
-        g_dbus_message_new_signal(PATH, interface.c_str(), member.c_str());
+        g_dbus_message_new_signal(path.c_str(), interface.c_str(), member.c_str());
     g_dbus_message_set_destination(message, to.c_str());
     Add(message, from, nullptr);
 }

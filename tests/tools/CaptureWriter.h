@@ -8,6 +8,8 @@
 
 #include <gio/gio.h>
 
+#include "Channel.h"
+
 inline namespace applist_test {
 
 class CaptureWriter {
@@ -41,7 +43,7 @@ public:
     void Notify(GVariant* body, const std::string& member = "SendSignal",
                 const std::string& from = PARTNER, const std::string& to = HOST);
     void SignalOf(const std::string& from, const std::string& to, const std::string& interface,
-                  const std::string& member);
+                  const std::string& member, const std::string& path = PATH);
 
     /** A request of the host, and the reply @p latency milliseconds later. */
     void RequestAndReply(const std::string& request, double latency, const std::string& reply = "");

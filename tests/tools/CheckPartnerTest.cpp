@@ -126,6 +126,14 @@ TEST_F(CheckPartner, AsksForAPartnerAndReportsThatNoneAnswers) {
     EXPECT_THAT(check.Errors(), HasSubstr("no partner has answered"));
 }
 
+TEST_F(CheckPartner, NamesTheObjectPathOfANotificationThatHostsIgnore) {
+    ToolProcess check(Words({"--limit=2", "--only=notifies-its-host", "--restart",
+                             PartnerWith("fault other-path\nwait 600\n")}));
+    EXPECT_EQ(ExitStatusOf(check), 4) << check.Errors();
+    EXPECT_THAT(FindingOf("notifies-its-host", check.Output()),
+                HasSubstr("a wrong notification: its object path is /, not /org/morva/"));
+}
+
 // The broken duty of this partner is not selected.
 TEST_F(CheckPartner, NamesTheNameThatAPartnerKeeps) {
     ToolProcess check(Words({"--limit=1", "--only=answers-syn,request-add", "--restart",
@@ -309,6 +317,10 @@ const Row ROWS[] = {
     {{"NoClickEvent"}, "no-click", {"notification-click"}, "of \"click check.clock\""},
     {{"WrongId"},
      "wrong-id",
+     {"notification-created", "notifies-its-host"},
+     "no notification 4 within"},
+    {{"OtherPath"},
+     "other-path",
      {"notification-created", "notifies-its-host"},
      "no notification 4 within"},
     {{"Broadcast"}, "broadcast", {}, "", {"notifies-its-host"}},

@@ -195,6 +195,16 @@ TEST_F(MonitorLive, FindsANameThatIsOwnedFromBeforeItsStart) {
     EXPECT_THAT(monitor.Output(), Not(HasSubstr("half-open")));
 }
 
+TEST_F(MonitorLive, NamesTheObjectPathOfANotificationThatHostsIgnore) {
+    RunningMonitor monitor;
+    ToolProcess partner({"partner"});
+    partner.Send("fault other-path");
+    ASSERT_TRUE(partner.WaitFor("_SERVICE_SYN"));
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "on the bus");
+    EXPECT_TRUE(monitor.WaitFor(", which hosts ignore: its object path is /, not /org/morva/"));
+    EXPECT_EQ(monitor.Interrupt(), 4) << monitor.Output();
+}
+
 TEST_F(MonitorLive, MarksAHostThatIsStuck) {
     RunningMonitor monitor;
     RunningPartner partner;

@@ -860,6 +860,14 @@ const MalformedRow MALFORMED[] = {
      "no id is malformed: its type is (i), not (ay)"},
     {"SignalUnknown", [](CaptureWriter& capture) { capture.Notify(Message("", 4), "Shout"); },
      "a signal Shout of :1.8, which is unknown"},
+    {"SignalFromAnotherPath",
+     [](CaptureWriter& capture) { capture.SignalOf(PARTNER, HOST, INTERFACE, "SendSignal", "/"); },
+     "a SendSignal of :1.8, which hosts ignore: its object path is /, not /org/morva/"},
+    {"SignalOfAnotherInterface",
+     [](CaptureWriter& capture) {
+         capture.SignalOf(PARTNER, HOST, "org.example.Other", "SendSignal");
+     },
+     "which hosts ignore: its interface is org.example.Other, not org.morva."},
     {"MethodUnknown",
      [](CaptureWriter& capture) { capture.Call(HOST, PARTNER, nullptr, "Receive"); },
      "a call of Receive by :1.7, which is no method"},

@@ -9,6 +9,7 @@
 #include <shared/Counted.h>
 #include <shared/Endpoint.h>
 #include <shared/Protocol.h>
+#include <shared/SignalAddress.h>
 
 namespace applistctl {
 
@@ -88,7 +89,8 @@ GDBusMessage* Traffic::OnMessage(GDBusConnection* /*connection*/, GDBusMessage* 
             }
             break;
         case G_DBUS_MESSAGE_TYPE_SIGNAL:
-            if (incoming != FALSE && IsOurs(message, JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME)) {
+            if (incoming != FALSE && g_strcmp0(g_dbus_message_get_member(message),
+                                               JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME) == 0) {
                 record.AddNotification(message);
             }
             break;
@@ -152,7 +154,11 @@ void Traffic::Record::AddNotification(GDBusMessage* message) {
     const char* const sender = g_dbus_message_get_sender(message);
     notification.sender = sender != nullptr ? sender : "";
     std::vector<char> bytes;
-    if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
+    if (!IsOurs(message, JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME)) {
+        // A host ignores this signal: the id stays 0.
+        notification.problem =
+            AddressProblem(g_dbus_message_get_path(message), g_dbus_message_get_interface(message));
+    } else if (!ByteArray::FromVariant(g_dbus_message_get_body(message), bytes)) {
         notification.problem = "its type is " + TypeOf(message) + ", not (ay)";
     } else if (!MessageFraming::RemoveId(bytes, notification.id)) {
         notification.problem = "its " + TooShortForAnId(bytes.size());

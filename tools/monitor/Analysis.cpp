@@ -10,6 +10,7 @@
 #include <monitor/TimeText.h>
 #include <shared/CheckMarker.h>
 #include <shared/Endpoint.h>
+#include <shared/SignalAddress.h>
 
 namespace applistctl {
 
@@ -30,6 +31,14 @@ std::string Sender(const SeenMessage& seen) {
 
 std::string Destination(const SeenMessage& seen) {
     return Text(g_dbus_message_get_destination(seen.message.get()));
+}
+
+std::string Path(const SeenMessage& seen) {
+    return Text(g_dbus_message_get_path(seen.message.get()));
+}
+
+std::string Interface(const SeenMessage& seen) {
+    return Text(g_dbus_message_get_interface(seen.message.get()));
 }
 
 std::string Member(const SeenMessage& seen) {
@@ -105,9 +114,9 @@ Peer Analysis::PeerOf(const std::string& name) const {
 // Signals
 
 void Analysis::OnSignal(const SeenMessage& seen) {
-    if (Text(g_dbus_message_get_interface(seen.message.get())) == CheckMarker::INTERFACE) {
+    if (Interface(seen) == CheckMarker::INTERFACE) {
         m_handshake.FoundCheck(seen.time, Sender(seen));
-    } else if (Text(g_dbus_message_get_path(seen.message.get())) == m_path) {
+    } else if (Path(seen) == m_path || Interface(seen) == JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE) {
         OnNotification(seen);
     } else if (Sender(seen) == DAEMON && Member(seen) == "NameOwnerChanged") {
         OnOwnerChanged(seen);
@@ -134,6 +143,12 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     if (Member(seen) != JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME) {
         Malformed(seen.time,
                   "a signal " + Member(seen) + " of " + Sender(seen) + ", which is unknown");
+        return;
+    }
+    const std::string problem = AddressProblem(Path(seen), Interface(seen));
+    if (!problem.empty()) {
+        Malformed(seen.time,
+                  "a SendSignal of " + Sender(seen) + ", which hosts ignore: " + problem);
         return;
     }
     NotificationSeen notification;
@@ -167,10 +182,10 @@ void Analysis::AwaitReaction(const SeenMessage& seen, std::int32_t id) {
 // Calls
 
 void Analysis::OnCall(const SeenMessage& seen) {
-    const std::string interface = Text(g_dbus_message_get_interface(seen.message.get()));
+    const std::string interface = Interface(seen);
     if (Destination(seen) == DAEMON) {
         OnNameCall(seen);
-    } else if (Text(g_dbus_message_get_path(seen.message.get())) != m_path ||
+    } else if (Path(seen) != m_path ||
                (!interface.empty() && interface != JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE)) {
         return; // introspection and the like
     } else if (Member(seen) == JavaMWDbusRemote::JAVAMW_DBUS_OBJ_METHOD) {

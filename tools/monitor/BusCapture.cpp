@@ -14,6 +14,7 @@ std::vector<std::string> Rules() {
     const std::string daemon = "org.freedesktop.DBus";
     return {
         "path='" + HandshakeNames::ObjectPath(ENDPOINT_ID) + "'",
+        "type='signal',interface='" + std::string(JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE) + "'",
         "type='method_return'",
         "type='error'",
         "type='signal',sender='" + daemon + "',member='NameOwnerChanged'",

@@ -72,6 +72,8 @@ constexpr Kind KINDS[] = {
     {"no-click", Fault::NoClick, FaultArguments::Nothing, "do not send notification 3"},
     {"broadcast", Fault::Broadcast, FaultArguments::Nothing, "send notifications to every process"},
     {"wrong-id", Fault::WrongId, FaultArguments::Nothing, "send notifications with the id 0"},
+    {"other-path", Fault::OtherPath, FaultArguments::Nothing,
+     "send notifications from the object path /"},
     {"keep-list", Fault::KeepList, FaultArguments::Nothing,
      "keep list and selection at a handshake"},
     {"keep-items", Fault::KeepItems, FaultArguments::Nothing, "keep the list at a handshake"},

@@ -46,6 +46,7 @@ enum class Fault {
     NoClick,
     Broadcast,
     WrongId,
+    OtherPath,
     // On its list
     KeepList,
     KeepItems,

@@ -291,7 +291,8 @@ bool Partner::Notify(AppListNotification id, const std::string& meaning) {
     const char* const receiver =
         m_faults.Has(Fault::Broadcast) ? nullptr : m_handshake.Host().c_str();
     g_autoptr(GError) error = nullptr;
-    if (g_dbus_connection_emit_signal(m_connection, receiver, m_path.c_str(),
+    const std::string path = m_faults.Has(Fault::OtherPath) ? "/" : m_path;
+    if (g_dbus_connection_emit_signal(m_connection, receiver, path.c_str(),
                                       JavaMWDbusRemote::JAVAMW_DBUS_OBJ_IFACE,
                                       JavaMWDbusRemote::JAVAMW_DBUS_SIG_NAME,
                                       ByteArray::ToVariant(message), &error) == FALSE) {
