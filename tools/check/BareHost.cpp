@@ -159,6 +159,7 @@ void BareHost::OnStep(const std::string& suffix, const std::string& partner) {
     m_steps.push_back(suffix);
     m_partner = partner;
     m_partners.insert(partner);
+    m_wasAnswered = m_wasAnswered || suffix != "_SYN";
     if (!m_follows) {
         return;
     }

@@ -55,6 +55,9 @@ public:
     bool HasSeen(const std::string& suffix) const;
     const std::string& Partner() const { return m_partner; }
 
+    /** Whether a partner has announced an answer, _SERVICE_SYN_ACK or _SERVICE_ACK. */
+    bool WasAnswered() const { return m_wasAnswered; }
+
     /** Adds a partner of an earlier host to the known ones. */
     void Remember(const std::string& partner) { m_partners.insert(partner); }
 
@@ -120,6 +123,7 @@ private:
     std::string m_partner;
     std::set<std::string> m_partners; ///< each sender of a step
     std::set<std::string> m_formerPartners;
+    bool m_wasAnswered = false;
     bool m_follows = false;
     bool m_isBound = false;
     bool m_isReady = false;

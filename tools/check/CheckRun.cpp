@@ -146,19 +146,29 @@ SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
     return request;
 }
 
-bool IsListed(CheckRun& run, BareHost& host, const std::string& id) {
+std::string FindInList(CheckRun& run, BareHost& host, const std::string& id) {
     const std::string otherName = "Probe";
     for (const AppListRequest request : {APPLIST_SET_SELECTION_FNC, APPLIST_GET_SELECTION_FNC}) {
-        if (run.list.IsBroken(ChecklistRow(request))) {
-            return false; // each missing reply costs the whole limit
+        if (run.list.IsBroken(ChecklistRow(request))) { // each missing reply costs the whole limit
+            return "needs a valid reply to " + std::to_string(request);
         }
     }
     if (!Send(run, host, APPLIST_SET_SELECTION_FNC, {{otherName, id}}).problem.empty()) {
-        return false;
+        return "needs a valid reply to 2000";
     }
     const SentRequest query = Send(run, host, APPLIST_GET_SELECTION_FNC);
+    if (!query.problem.empty()) {
+        return "needs a valid reply to 2001";
+    }
     const std::string reply(query.reply.begin(), query.reply.end());
-    return query.problem.empty() && !reply.empty() && reply.rfind(otherName + "\n", 0) != 0;
+    if (reply.empty()) {
+        return "needs the item that 2000 selected in the reply to 2001";
+    }
+    return reply.rfind(otherName + "\n", 0) == 0 ? HIDDEN_LIST : "";
+}
+
+bool IsListed(CheckRun& run, BareHost& host, const std::string& id) {
+    return FindInList(run, host, id).empty();
 }
 
 void EndIfCommandFailed(CheckRun& run) {
@@ -180,13 +190,18 @@ HostPointer NewHost(const CheckRun& run) {
 
 HostPointer FreshHost(CheckRun& run, HostPointer host) {
     auto next = NewHost(run);
+    // A partner that has not answered is not bound, and does not wait for the end of this host.
+    const bool isBound = host == nullptr || host->WasAnswered();
     if (host != nullptr) {
         next->Remember(host->Partner());
         host.reset();
     }
-    if (!run.isAway && !run.list.IsBroken(Duty::AnnouncesItselfAgain) &&
-        !run.list.IsBroken(Duty::ReleasesNames) &&
-        CheckStep(run, Duty::AnnouncesItselfAgain, *next, "_SYN", "at the end of its host")) {
+    const bool mayBeFree = !run.isAway && !run.list.IsBroken(Duty::AnnouncesItselfAgain) &&
+                           !run.list.IsBroken(Duty::ReleasesNames);
+    const bool isFree = mayBeFree && (isBound ? CheckStep(run, Duty::AnnouncesItselfAgain, *next,
+                                                          "_SYN", "at the end of its host")
+                                              : next->WaitForStep("_SYN", run.limit));
+    if (isFree) {
         return next;
     }
     Restart(run, *next);

@@ -23,6 +23,7 @@ struct CheckRun {
     double limit;                      ///< seconds for each step of the partner
     double wait;                       ///< seconds for each action of the user
     bool isAway = false;               ///< the partner has left the bus, or is stopped
+    std::string unreadableList = {};   ///< why the check cannot read the partner's list
     std::set<std::string> losses = {}; ///< the causes that are reported
     std::optional<AppListRequest> lastRequest = std::nullopt; ///< with a reply
     std::string candidates = {}; ///< why no partner may answer, for a bus without match rules
@@ -69,14 +70,16 @@ void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffi
 SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
                  const std::vector<ListedItem>& items = {});
 
-/** Why duties on the list are "not seen" for a partner whose list IsListed() cannot read. */
+/** The answer of FindInList() for a partner whose reply to 2001 has the name from 2000. */
 constexpr const char* HIDDEN_LIST =
-    "the reply to 2001 repeats the record of 2000, which hides the list";
+    "the reply to 2001 repeats the record of 2000: it hides the list, or 2004 added no item";
 
 /**
  * Reads the partner's list, item by item. 2000 contains the id with another name, so the reply to
  * 2001 contains the name of the listed item, or else this other name.
+ * @return empty if the item is in the list, else the reason why the check has not found it
  */
+std::string FindInList(CheckRun& run, BareHost& host, const std::string& id);
 bool IsListed(CheckRun& run, BareHost& host, const std::string& id);
 
 /** Ends the check when the command of --restart has failed, and no partner has announced itself. */

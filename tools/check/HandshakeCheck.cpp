@@ -130,7 +130,7 @@ std::string FillList(CheckRun& run, BareHost& host) {
     if (!HasSelection(query)) {
         return "the reply to 2001 does not contain the item that 2000 selected";
     }
-    return IsListed(run, host, SELECTED.id) ? "" : HIDDEN_LIST;
+    return FindInList(run, host, SELECTED.id);
 }
 
 // @param unfilled why the partner may have had no list and no selection before; empty with both

@@ -131,6 +131,16 @@ private:
     const std::size_t m_selections;
 };
 
+// A partner may reply to each request and drop the list.
+void RecordTransfer(CheckRun& run, Duty duty, const std::string& evidence,
+                    const std::string& problem) {
+    if (problem.empty() && !run.unreadableList.empty()) {
+        run.list.Skip(duty, run.unreadableList);
+    } else {
+        run.list.Record(duty, problem.empty(), evidence, problem);
+    }
+}
+
 bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     const std::size_t before = traffic.SentRequests().size();
     const std::size_t count = host.SendEachOperation([&] {
@@ -150,9 +160,9 @@ bool CheckOperations(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
         problem = std::to_string(all.size() - before) + " of " + Counted(count, "operation") +
                   " reached the partner";
     }
-    run.list.Record(Duty::WorksWithTheLibrary, problem.empty(),
-                    Counted(count, "operation") + ", the slowest " + InMilliseconds(slowest),
-                    problem.empty() ? problem : problem + run.partner.DescribeEnd());
+    RecordTransfer(run, Duty::WorksWithTheLibrary,
+                   Counted(count, "operation") + ", the slowest " + InMilliseconds(slowest),
+                   problem.empty() ? problem : problem + run.partner.DescribeEnd());
     return problem.empty();
 }
 
@@ -183,10 +193,10 @@ void CheckRestart(CheckRun& run, LibraryHost& host, const Traffic& traffic) {
     } else {
         const std::string problem = asked ? transfer.WaitForReplies(run, hasSelection)
                                           : NotWithin("notification 4", seconds);
-        run.list.Record(Duty::ReconnectsAfterARestart, problem.empty(),
-                        hasSelection ? "list and selection sent again"
-                                     : "list sent again, by a host without a selection",
-                        problem + ", after a restart");
+        RecordTransfer(run, Duty::ReconnectsAfterARestart,
+                       hasSelection ? "list and selection sent again"
+                                    : "list sent again, by a host without a selection",
+                       problem.empty() ? problem : problem + ", after a restart");
         run.list.Pass(Duty::AnnouncesItself, "seen by the library after the restart");
     }
 }

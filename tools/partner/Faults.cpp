@@ -27,6 +27,10 @@ struct Kind {
 constexpr Kind KINDS[] = {
     {"no-syn", Fault::NoSyn, FaultArguments::Nothing, "never announce _SERVICE_SYN"},
     {"no-syn-ack", Fault::NoSynAck, FaultArguments::Nothing, "leave _CLIENT_SYN unanswered"},
+    {"no-host-syn", Fault::NoHostSyn, FaultArguments::Nothing,
+     "behave as without a match rule for _CLIENT_SYN"},
+    {"no-host-syn-ack", Fault::NoHostSynAck, FaultArguments::Nothing,
+     "behave as without a match rule for _CLIENT_SYN_ACK"},
     {"no-ack", Fault::NoAck, FaultArguments::Nothing, "leave _CLIENT_SYN_ACK unanswered"},
     {"no-crossed-ack", Fault::NoCrossedAck, FaultArguments::Nothing,
      "leave _CLIENT_SYN_ACK unanswered while bound"},

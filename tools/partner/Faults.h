@@ -17,6 +17,8 @@ enum class Fault {
     // In the handshake
     NoSyn,
     NoSynAck,
+    NoHostSyn,
+    NoHostSynAck,
     NoAck,
     NoCrossedAck,
     NoCrossedStart,

@@ -94,6 +94,10 @@ std::string ServiceHandshake::DescribeRole(const std::string& host) const {
 }
 
 void ServiceHandshake::OnHostStep(Step step, const std::string& host) {
+    if ((step == Step::Syn && m_faults.Has(Fault::NoHostSyn)) ||
+        (step == Step::SynAck && m_faults.Has(Fault::NoHostSynAck))) {
+        return;
+    }
     if (!m_host.empty() && host != m_host) {
         if (!m_faults.Has(Fault::AnyHost)) {
             OnOtherHostStep(step, host);
