@@ -287,6 +287,17 @@ TEST_F(MonitorLive, ReportsABusDaemonThatSendsNoReply) {
     kill(daemon, SIGCONT);
 }
 
+TEST_F(MonitorLive, ReportsABusDaemonThatStopsLater) {
+    const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
+    RunningMonitor monitor;
+    StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    ASSERT_TRUE(monitor.WaitFor("a host has started"));
+    kill(daemon, SIGSTOP);
+    EXPECT_TRUE(monitor.WaitForError("monitor: the bus daemon sends no reply within 10 s\n"));
+    EXPECT_EQ(monitor.Interrupt(), 3);
+    kill(daemon, SIGCONT);
+}
+
 TEST_F(MonitorLive, PrintsTheSummaryWhenTheBusIsLost) {
     RunningMonitor monitor;
     bus.Kill();

@@ -188,6 +188,21 @@ TEST_P(MonitorMissing, StepIsReported) {
 
 INSTANTIATE_TEST_SUITE_P(, MonitorMissing, testing::ValuesIn(MISSING), RowName<MissingRow>);
 
+// The host is not ready without this step, and drops the notification.
+TEST_F(MonitorHandshake, ClaimsNoConnectionForANotificationWithoutTheAck) {
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Notify(Message("", 4));
+    Wait(3000);
+    const std::string text = TextOf(4);
+    const std::string missing =
+        "_SERVICE_ACK is missing: the partner :1.8 has not answered _CLIENT_SYN_ACK of :1.7\n";
+    EXPECT_THAT(text, HasSubstr("!! " + missing));
+    EXPECT_THAT(text, HasSubstr("  host :1.7 is not connected: " + missing));
+    EXPECT_THAT(text, Not(HasSubstr("connected: host")));
+    EXPECT_THAT(text, Not(HasSubstr("sent no list")));
+}
+
 TEST_F(MonitorHandshake, ReportsANameThatIsNotReleased) {
     capture.Take("_SERVICE_SYN", PARTNER);
     Wait(3000);

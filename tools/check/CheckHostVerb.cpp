@@ -331,6 +331,8 @@ private:
 
     void ReportLoop(const Participant& host, HostProcess::Loop loop) {
         const std::string text = "no reply to an empty Send within " + InSeconds(m_limit) + ": ";
+        // A partner needs no loop of the proxy's context, and may omit its reply.
+        const bool mayBePartner = host.role == Participant::Role::Unknown;
         switch (loop) {
         case HostProcess::Loop::InCall:
             m_verdicts.Wrong("loop",
@@ -348,12 +350,18 @@ private:
                                  " -batch -ex 'thread apply all bt'");
             break;
         case HostProcess::Loop::Another:
-            m_verdicts.Wrong("loop",
-                             text + "a thread runs a loop of another main context than the "
-                                    "proxy's",
-                             "call g_main_context_push_thread_default() with the loop's context "
-                             "before the proxy is created, and in the thread of the loop before "
-                             "the loop runs");
+            m_verdicts.Wrong(
+                "loop",
+                text +
+                    "a thread runs a loop of another main context than the "
+                    "proxy's" +
+                    (mayBePartner ? ", or this is a partner that omits the reply" : ""),
+                std::string(mayBePartner ? "in a partner, reply to each Send; in a "
+                                           "host, "
+                                         : "") +
+                    "call g_main_context_push_thread_default() with the loop's "
+                    "context before the proxy is created, and in the thread of the "
+                    "loop before the loop runs");
             break;
         case HostProcess::Loop::None:
             m_verdicts.Wrong("loop", text + "no thread runs a main loop",

@@ -478,13 +478,18 @@ void HandshakeTracker::Await(Host& host, const std::string& step, const std::str
 
 // Connections
 
+// A host becomes ready with this step. A partner may send a notification without it.
+bool HandshakeTracker::AwaitsAck(const Host& host) {
+    return host.progress.awaited == SERVICE_ACK;
+}
+
 bool HandshakeTracker::IsConnected(const std::string& hostName,
                                    const std::string& partnerName) const {
     const auto host = m_hosts.find(hostName);
     const auto partner = m_partners.find(partnerName);
     return host != m_hosts.end() && partner != m_partners.end() &&
            host->second.peer == partnerName && partner->second.peer == hostName &&
-           (host->second.isReady || partner->second.isReady);
+           (host->second.isReady || (partner->second.isReady && !AwaitsAck(host->second)));
 }
 
 const std::string* HandshakeTracker::ConnectedHostOf(const std::string& partnerName) const {
@@ -648,7 +653,8 @@ void HandshakeTracker::ReportFound(Microseconds time) {
 bool HandshakeTracker::MayReceive(const std::string& host, const std::string& partner) const {
     const auto found = m_hosts.find(host);
     return !IsCheck(host) && !IsCheck(partner) && !HasLeft(host) &&
-           (found == m_hosts.end() || found->second.peer == partner ||
+           (found == m_hosts.end() ||
+            (found->second.peer == partner && !AwaitsAck(found->second)) ||
             (found->second.peer.empty() && !found->second.isKnown));
 }
 

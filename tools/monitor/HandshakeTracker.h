@@ -147,6 +147,7 @@ private:
     void Await(Host& host, const std::string& step, const std::string& reason, Microseconds time);
     void Connect(Microseconds time, const std::string& hostName);
     void ReportShared(Microseconds time, const std::string& hostName);
+    static bool AwaitsAck(const Host& host);
     bool IsConnected(const std::string& hostName, const std::string& partnerName) const;
 
     void TickHosts(Microseconds now);

@@ -13,6 +13,7 @@
 #include <check/BusSurvey.h>
 #include <check/HostProcess.h>
 #include <monitor/BusCapture.h>
+#include <monitor/DaemonWatch.h>
 #include <shared/ExitStatus.h>
 #include <shared/PeerProcess.h>
 #include <shared/SystemBus.h>
@@ -152,6 +153,10 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
     }
     std::function<void()> tick = [&] { analysis.Tick(capture.Now()); };
     const Repeat ticks(g_timeout_add(TICK_MS, CallFunction, &tick));
+    std::optional<DaemonWatch> daemon;
+    if (second.Connection() != nullptr) {
+        daemon.emplace(second.Connection(), [&](const std::string& text) { output.Error(text); });
+    }
     std::optional<Repeat> limit;
     if (seconds != 0) { // a source of whole seconds would end up to a second too early
         limit.emplace(g_timeout_add(static_cast<guint>(seconds * 1000), CallFunction, &end));
@@ -161,7 +166,8 @@ int WatchBus(guint64 seconds, guint64 count, Analysis& analysis, Reporter& repor
     }
     analysis.End(capture.Now());
     analysis.SetFindProcess(nullptr);
-    return status;
+    const bool isSilent = daemon && daemon->IsSilent();
+    return isSilent ? EXIT_STATUS_NO_BUS : status;
 }
 
 } // namespace applistctl

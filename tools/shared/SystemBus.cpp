@@ -11,7 +11,7 @@ namespace applistctl {
 namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
-constexpr std::chrono::seconds CONNECT_LIMIT(10);
+constexpr std::chrono::milliseconds CONNECT_LIMIT(SystemBus::REPLY_LIMIT_MS);
 constexpr const char* CLOSED_BY_DAEMON =
     "the bus daemon has closed the connection"; // for each cause alike
 
@@ -78,7 +78,7 @@ std::string DescribeError(const GError* error) {
     };
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
         return "the bus daemon accepts the connection, but sends no reply within " +
-               std::to_string(CONNECT_LIMIT.count()) + " s";
+               std::to_string(SystemBus::REPLY_LIMIT_MS / 1000) + " s";
     }
     const Reason reasons[] = {
         {G_IO_ERROR_NOT_FOUND, "the socket of the bus does not exist"},
@@ -144,17 +144,19 @@ std::string SystemBus::DescribeLoss(GDBusConnection* connection) {
     g_autoptr(GError) error = nullptr;
     [[maybe_unused]] g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE,
-        static_cast<int>(std::chrono::milliseconds(CONNECT_LIMIT).count()), nullptr, &error);
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, REPLY_LIMIT_MS, nullptr, &error);
     if (g_dbus_connection_is_closed(connection) != FALSE ||
         g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED) != FALSE) {
         return std::string("the bus is gone: ") + CLOSED_BY_DAEMON;
     }
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE) {
-        return "the bus daemon sends no reply within " + std::to_string(CONNECT_LIMIT.count()) +
-               " s";
+        return DescribeSilence();
     }
     return "";
+}
+
+std::string SystemBus::DescribeSilence() {
+    return "the bus daemon sends no reply within " + std::to_string(REPLY_LIMIT_MS / 1000) + " s";
 }
 
 std::string SystemBus::Describe() {

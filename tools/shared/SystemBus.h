@@ -36,6 +36,10 @@ public:
      */
     static std::string DescribeLoss(GDBusConnection* connection);
 
+    /** The time for a reply of the daemon, and the description of a daemon that misses it. */
+    static constexpr int REPLY_LIMIT_MS = 10000;
+    static std::string DescribeSilence();
+
     /** "the system bus", or the address that replaces it. */
     static std::string Describe();
 
