@@ -148,6 +148,18 @@ TEST_F(CheckPartner, NamesTheNameThatAPartnerKeeps) {
                                               "by [^\n]* and not released\n"));
 }
 
+TEST_F(CheckPartner, NamesAPartnerThatAnswersNoStep) {
+    ToolProcess check(
+        Words({"--limit=1", "--only=answers-syn", "--restart",
+               PartnerWith("fault no-syn\nfault no-host-syn\nfault no-ack\nwait 600\n")}));
+    EXPECT_EQ(ExitStatusOf(check), 1);
+    if (!PrivateBus::IsBroker()) {
+        EXPECT_THAT(check.Errors(),
+                    ContainsRegex("no partner has answered; the partner :1.[0-9]+ .*is on the bus, "
+                                  "but answers no step"));
+    }
+}
+
 TEST_F(CheckPartner, FailsWithoutAPartnerWhenNoSelectedDutyIsBroken) {
     ToolProcess check(Words({"--limit=0.2", "--restart", "exit 0", "--only=answers-syn"}));
     EXPECT_EQ(ExitStatusOf(check), 1);

@@ -718,7 +718,9 @@ TEST_F(DeviceCheck, EndsWithABusDaemonThatStops) {
     const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
     kill(daemon, SIGSTOP);
     EXPECT_EQ(check.WaitForExit(), 3);
-    EXPECT_THAT(check.Errors(), HasSubstr("check: the bus daemon sends no reply within 10 s\n"));
+    EXPECT_THAT(
+        check.Errors(),
+        HasSubstr("check: the bus daemon sends no reply within 10 s: the daemon is stopped"));
     EXPECT_THAT(check.Output(), Not(HasSubstr("MISSING")));
     kill(daemon, SIGCONT);
 }

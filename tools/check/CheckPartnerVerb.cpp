@@ -144,6 +144,7 @@ void ReportNoPartner(const CheckRun& run, const CheckChannel& channel,
                 owned.end());
     const std::string reason =
         owned.empty() ? "the partner is not found" : owned.front().Describe();
+    const BusSurvey survey = SurveyRules(connection);
     std::string advice =
         run.partner.IsGiven()
             ? "run the command of --restart by hand, and \"applistctl check\" beside it"
@@ -152,6 +153,9 @@ void ReportNoPartner(const CheckRun& run, const CheckChannel& channel,
         advice = reason;
     } else if (!run.candidates.empty()) {
         advice = run.candidates;
+    } else if (const Participant* const partner = survey.FirstOf(Participant::Role::Partner)) {
+        advice = "the partner " + partner->Describe() +
+                 " is on the bus, but answers no step of the handshake: see its log, or " + advice;
     }
     Output(CHECK_PARTNER).Error("no partner has answered; " + advice);
     if (run.list.AnyBroken()) {

@@ -88,7 +88,8 @@ void PolicyReport::NeedsReload(const std::string& what, const std::string& text,
     m_verdicts.Wrong(
         what, text + "; " + policy.Describe(m_user),
         "let the bus reload its configuration (systemctl reload dbus, or dbus-broker); "
-        "if the bus has read the file, add the missing rule of the library's policy");
+        "if the bus has read the file, add the missing rule of the library's policy, or remove "
+        "a <deny> after it");
 }
 
 void PolicyReport::ShowFile() {

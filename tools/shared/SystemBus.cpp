@@ -70,6 +70,12 @@ std::string DescribeAddress() {
                 : std::string("is the default, because ") + ADDRESS_VARIABLE + " is not set");
 }
 
+// With the likely causes: the limit is far above the time of a reply.
+std::string ReplyLimit() {
+    return std::to_string(SystemBus::REPLY_LIMIT_MS / 1000) +
+           " s: the daemon is stopped (to let it continue: kill -CONT its pid) or overloaded";
+}
+
 // The texts of GLib do not name the bus.
 std::string DescribeError(const GError* error) {
     struct Reason {
@@ -77,8 +83,7 @@ std::string DescribeError(const GError* error) {
         const char* text;
     };
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE) {
-        return "the bus daemon accepts the connection, but sends no reply within " +
-               std::to_string(SystemBus::REPLY_LIMIT_MS / 1000) + " s";
+        return "the bus daemon accepts the connection, but sends no reply within " + ReplyLimit();
     }
     const Reason reasons[] = {
         {G_IO_ERROR_NOT_FOUND, "the socket of the bus does not exist"},
@@ -156,7 +161,7 @@ std::string SystemBus::DescribeLoss(GDBusConnection* connection) {
 }
 
 std::string SystemBus::DescribeSilence() {
-    return "the bus daemon sends no reply within " + std::to_string(REPLY_LIMIT_MS / 1000) + " s";
+    return "the bus daemon sends no reply within " + ReplyLimit();
 }
 
 std::string SystemBus::Describe() {
