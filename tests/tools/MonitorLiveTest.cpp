@@ -22,6 +22,14 @@ namespace {
 
 using MonitorLive = BusTest;
 
+std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 TEST_F(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
     RunningMonitor monitor;
     RunningPartner partner;
@@ -42,6 +50,40 @@ TEST_F(MonitorLive, PrintsHandshakeRequestsAndNotifications) {
     EXPECT_THAT(monitor.Output(), ContainsRegex("APPLIST_GET_SELECTION_FNC \\(2001\\) +1 "));
 }
 
+// The bus delivers a broadcast to all processes, and its message names none of them.
+TEST_F(MonitorLive, ReportsNoFaultBesideAPartnerThatBroadcasts) {
+    RunningMonitor monitor;
+    RunningPartner partner;
+    partner.Send("fault broadcast");
+    ToolProcess host({"host", SAMPLE_APPLICATIONS});
+    ASSERT_TRUE(monitor.WaitFor("~> all processes  APPLIST_LOCAL_CREATED_EVENT (4)"));
+    ASSERT_TRUE(monitor.WaitFor("#1 answered after "));
+    partner.Send("select 2");
+    ASSERT_TRUE(monitor.WaitFor("answered with Clock (clock.desktop) after "));
+    // Longer than the time limit of a reaction.
+    partner.Send("wait 1.5");
+    partner.Send("click 1");
+    ASSERT_TRUE(monitor.WaitFor("APPLIST_ITEM_CLICKED_EVENT (3)"));
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
+    EXPECT_EQ(Count(monitor.Output(), "== connected: host :1"), 1U) << monitor.Output();
+    for (const char* const untruth : {"!!", "host  ", "sent no list"}) {
+        EXPECT_THAT(monitor.Output(), Not(HasSubstr(untruth)));
+    }
+}
+
+// A partner may broadcast to a check, too.
+TEST_F(MonitorLive, FindsNoHostBesideACheckOfAPartnerThatBroadcasts) {
+    RunningMonitor monitor;
+    RunningPartner partner;
+    partner.Send("fault broadcast");
+    ToolProcess check({"check"});
+    EXPECT_EQ(check.WaitForExit(), 0) << check.Output();
+    ASSERT_TRUE(monitor.WaitFor("== the check :"));
+    EXPECT_EQ(monitor.Interrupt(), 0) << monitor.Output();
+    EXPECT_THAT(monitor.Output(), Not(HasSubstr("== connected")));
+    EXPECT_THAT(monitor.Output(), Not(HasSubstr("host  ")));
+}
+
 TEST_F(MonitorLive, FindsAPairThatIsAlreadyConnected) {
     RunningPartner partner;
     SampleHost host(partner);
@@ -50,14 +92,6 @@ TEST_F(MonitorLive, FindsAPairThatIsAlreadyConnected) {
     EXPECT_EQ(monitor.WaitForExit(), 0);
     EXPECT_THAT(monitor.Output(), HasSubstr("their handshake was before the start of the monitor"));
     EXPECT_THAT(monitor.Output(), HasSubstr("APPLIST_ITEM_CHANGE_EVENT (1)"));
-}
-
-std::size_t Count(const std::string& text, const std::string& part) {
-    std::size_t count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
 }
 
 // This user, as the tools name it.

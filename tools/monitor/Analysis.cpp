@@ -155,12 +155,14 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     notification.time = seen.time;
     notification.content =
         Decoder::ReadNotification(Body(seen), seen.cutBytes, m_handshake.SideOf(Sender(seen)));
-    if (!notification.content.name.empty()) {
-        m_handshake.OnMessage(seen.time, Destination(seen), Sender(seen), Side::Partner);
-    }
-    if (!notification.content.name.empty() &&
-        m_handshake.MayReceive(Destination(seen), Sender(seen))) {
-        AwaitReaction(seen, notification.content.id);
+    // A broadcast reaches all processes, and the host of its sender alone reacts.
+    const std::string host =
+        Destination(seen).empty() ? m_handshake.BoundHostOf(Sender(seen)) : Destination(seen);
+    if (!notification.content.name.empty() && !host.empty()) {
+        m_handshake.OnMessage(seen.time, host, Sender(seen), Side::Partner);
+        if (m_handshake.MayReceive(host, Sender(seen))) {
+            AwaitReaction(seen, host, notification.content.id);
+        }
     }
     notification.from = PeerOf(Sender(seen));
     notification.to = PeerOf(Destination(seen));
@@ -169,12 +171,12 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     m_reporter.Notified(notification);
 }
 
-void Analysis::AwaitReaction(const SeenMessage& seen, std::int32_t id) {
+void Analysis::AwaitReaction(const SeenMessage& seen, const std::string& host, std::int32_t id) {
     const Notified notified = {seen.time, false};
     if (id == APPLIST_ITEM_SELECTION_EVENT) {
-        m_selections.try_emplace(Destination(seen), notified);
+        m_selections.try_emplace(host, notified);
     } else if (id == APPLIST_LOCAL_CREATED_EVENT) {
-        m_lists.insert_or_assign(Destination(seen), notified);
+        m_lists.insert_or_assign(host, notified);
         m_partners.erase(Sender(seen));
     }
 }

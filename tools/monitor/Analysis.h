@@ -73,7 +73,7 @@ private:
     void OnSignal(const SeenMessage& seen);
     void OnOwnerChanged(const SeenMessage& seen);
     void OnNotification(const SeenMessage& seen);
-    void AwaitReaction(const SeenMessage& seen, std::int32_t id);
+    void AwaitReaction(const SeenMessage& seen, const std::string& host, std::int32_t id);
     void TickReactions(Microseconds now);
     template <typename Describe>
     void ReportWaiting(ByName& names, Microseconds now, Describe describe);

@@ -499,6 +499,11 @@ const std::string* HandshakeTracker::ConnectedHostOf(const std::string& partnerN
     return isConnected ? &partner->second.peer : nullptr;
 }
 
+std::string HandshakeTracker::BoundHostOf(const std::string& partnerName) const {
+    const auto partner = m_partners.find(partnerName);
+    return partner != m_partners.end() ? partner->second.peer : "";
+}
+
 void HandshakeTracker::Connect(Microseconds time, const std::string& hostName) {
     const auto found = m_hosts.find(hostName);
     if (found == m_hosts.end() || !IsConnected(hostName, found->second.peer) ||

@@ -62,6 +62,9 @@ public:
     /** @return the host that is connected with the partner; null for none */
     const std::string* ConnectedHostOf(const std::string& partnerName) const;
 
+    /** @return the host that the partner is bound to; empty for none */
+    std::string BoundHostOf(const std::string& partnerName) const;
+
     /** A request or a notification shows the binding of its sender, also without a handshake. */
     void OnMessage(Microseconds time, const std::string& host, const std::string& partner,
                    Side sender);

@@ -15,7 +15,8 @@ namespace {
 constexpr std::size_t MOST_SHOWN = 10; ///< items of one request
 
 std::string Describe(const Peer& peer) {
-    const std::string name = peer.name.empty() ? "everybody" : ItemListing::Printable(peer.name);
+    const std::string name =
+        peer.name.empty() ? "all processes" : ItemListing::Printable(peer.name);
     return peer.side == Side::Unknown ? name : SideName(peer.side) + (" " + name);
 }
 
