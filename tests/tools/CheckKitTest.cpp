@@ -218,6 +218,30 @@ TEST_F(CheckKit, WritesAJUnitFileWithOneSuiteForEachRun) {
     EXPECT_THAT(document.elements[7], HasSubstr("failure message=\"Second\\x0a"));
 }
 
+// A start script with an error is the most common mistake of the first run.
+TEST_F(CheckKit, ReportsEachDutyAfterAFailedFirstStart) {
+    const std::string file = m_folder.Path() + "/results.xml";
+    ToolProcess json({"check", "partner", "--json", "--wait=0", "--junit", file,
+                      "--only=request-click,answers-syn", "--restart=exit 7"});
+    EXPECT_EQ(json.WaitForExit(), 1);
+    const std::vector<Json> objects = ObjectsOf(json.Output());
+    ASSERT_THAT(objects, SizeIs(3));
+    EXPECT_EQ(objects[0]["grade"], "not seen");
+    EXPECT_EQ(objects[0]["evidence"], "the command of --restart failed");
+    EXPECT_EQ(objects[2]["not_seen"], 2);
+    const XmlDocument document(ReadFile(file));
+    EXPECT_THAT(document.elements[1], HasSubstr("tests=3 failures=0 errors=1 skipped=2 time="));
+    EXPECT_EQ(document.elements.back(), "error message=the command of --restart failed");
+}
+
+TEST_F(CheckKit, PrintsObjectsForProgramsWithoutAPartner) {
+    ToolProcess json({"check", "partner", "--json", "--wait=0", "--limit=0.2"});
+    EXPECT_EQ(json.WaitForExit(), 1);
+    const std::vector<Json> objects = ObjectsOf(json.Output());
+    ASSERT_THAT(objects, SizeIs(43));
+    EXPECT_EQ(objects[0]["evidence"], "no free partner was found");
+}
+
 TEST_F(CheckKit, ReportsAJUnitFileThatItCannotWrite) {
     EXPECT_EQ(Check("wait 600\n", {"--junit=/dev/full", "--only=answers-syn"}), 1);
     EXPECT_THAT(m_errors, HasSubstr("cannot write /dev/full"));
@@ -283,7 +307,8 @@ TEST_F(CheckKit, NamesTheStatusOfACommandOfRestartThatFailsAtTheFirstStart) {
     EXPECT_EQ(check.WaitForExit(), 1);
     EXPECT_EQ(check.Errors(), "applistctl check partner: the command of --restart failed with the "
                               "exit status 127, and no partner has announced itself: exit 127\n");
-    EXPECT_EQ(check.Output(), "");
+    EXPECT_THAT(check.Output(), HasSubstr("  not seen  42 duties not checked: the command of "
+                                          "--restart failed\n"));
 }
 
 // XML 1.0 has no form for most control characters, not even as references.

@@ -183,7 +183,7 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
     // From then on, the partner's behaviour proves nothing.
     const auto endWith = [&](const std::string& reason, const std::string& text, int status) {
         output.Error(text);
-        channel.SendReason(reason);
+        channel.SendRest(reason);
         partner.Stop();
         std::exit(status);
     };
@@ -332,47 +332,56 @@ private:
         CheckResult result(m_options.only, m_options.baseline);
         m_report.Begin(number, static_cast<int>(m_options.runs));
         std::string reason;
-        bool isRestShown = false;
         const CheckEnd end =
             RunCheck([this](const CheckChannel& channel) { return RunOnce(m_options, channel); },
                      {[&](int index, const Finding& finding) { Add(result, index, finding); },
                       [this](const std::string& text) { m_report.Ask(text); },
-                      [&](const std::string& text) { reason = text; },
-                      [&](const std::string& text) {
-                          reason = text;
-                          isRestShown = true;
-                      }},
+                      [&](const std::string& text) { reason = text; }},
                      m_signals, m_options.timeout);
-        int status = end.status;
-        const bool hasReason = !reason.empty();
-        reason = hasReason ? reason : "not decided";
-        if (end.isInterrupted) {
-            reason = "the check was interrupted";
-        } else if (end.isTimedOut) {
-            reason = "the time of --timeout was over";
-            m_output.Error("not done within " + InSeconds(m_options.timeout));
-            status = EXIT_STATUS_TROUBLE;
-        } else if (end.signal != 0) {
-            // GIO ends a process with SIGTERM when its shared connection to the bus is lost.
-            reason = std::string("the check ended with the signal ") + strsignal(end.signal);
-            m_output.Error(reason);
-            status = EXIT_STATUS_NO_BUS;
-        } else if (status != EXIT_STATUS_NO_BUS && result.HasFailed()) {
-            status = EXIT_STATUS_TROUBLE;
-        }
-        // Without a partner or a bus there is no result to show, only in the file.
-        const bool hasResult =
-            !result.Findings().empty() || isRestShown || end.isTimedOut || end.isInterrupted;
-        if (hasResult) {
-            ShowRest(result, reason);
+        const Outcome outcome = OutcomeOf(end, result, reason);
+        // Without a partner or a bus there is no result for people, only for programs.
+        if (outcome.hasResult || m_report.IsForPrograms()) {
+            ShowRest(result, outcome.reason);
             m_report.End(result, end.seconds);
         } else {
-            result.Complete(status == EXIT_STATUS_NO_BUS ? "no bus"
-                            : hasReason                  ? reason
-                                                         : "no free partner was found");
+            result.Complete(outcome.reason);
         }
-        m_junit.Add(number, result, end.seconds);
-        m_status = Worse(m_status, status);
+        const bool isUnfinished = outcome.status != EXIT_STATUS_DONE && !result.HasFailed();
+        m_junit.Add(number, result, end.seconds, isUnfinished ? outcome.reason : "");
+        m_status = Worse(m_status, outcome.status);
+    }
+
+    struct Outcome {
+        int status;         ///< of the run
+        std::string reason; ///< for the duties that are not decided
+        bool hasResult;     ///< for people
+    };
+
+    // @param reason of the run itself, or empty
+    Outcome OutcomeOf(const CheckEnd& end, const CheckResult& result, const std::string& reason) {
+        const bool hasResult = !result.Findings().empty() || !reason.empty();
+        const int status = result.HasFailed() ? EXIT_STATUS_TROUBLE : end.status;
+        if (end.isInterrupted) {
+            return {status, "the check was interrupted", true};
+        }
+        if (end.isTimedOut) {
+            m_output.Error("not done within " + InSeconds(m_options.timeout));
+            return {EXIT_STATUS_TROUBLE, "the time of --timeout was over", true};
+        }
+        if (end.signal != 0) {
+            // GIO ends a process with SIGTERM when its shared connection to the bus is lost.
+            const std::string text =
+                std::string("the check ended with the signal ") + strsignal(end.signal);
+            m_output.Error(text);
+            return {EXIT_STATUS_NO_BUS, text, hasResult};
+        }
+        const bool isWithoutBus = end.status == EXIT_STATUS_NO_BUS;
+        return {isWithoutBus ? EXIT_STATUS_NO_BUS : status,
+                !reason.empty() ? reason
+                : hasResult     ? "not decided"
+                : isWithoutBus  ? "no bus"
+                                : "no free partner was found",
+                hasResult};
     }
 
     void Add(CheckResult& result, int index, const Finding& finding) {

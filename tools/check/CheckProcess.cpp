@@ -52,11 +52,8 @@ private:
             words >> first;
             m_groups.insert(static_cast<pid_t>(first));
             break;
-        case 'A':
-            m_receiver.onRest(line.substr(1));
-            break;
         case 'R':
-            m_receiver.onReason(line.substr(1));
+            m_receiver.onRest(line.substr(1));
             break;
         default:
             m_receiver.onText(line.substr(1));
@@ -111,12 +108,8 @@ void CheckChannel::SendText(const std::string& text) const {
     Send("T" + text);
 }
 
-void CheckChannel::SendReason(const std::string& reason) const {
-    Send("R" + reason);
-}
-
 void CheckChannel::SendRest(const std::string& reason) const {
-    Send("A" + reason);
+    Send("R" + reason);
 }
 
 void CheckChannel::SendGroup(pid_t group) const {

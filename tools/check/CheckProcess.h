@@ -21,8 +21,7 @@ public:
 
     void SendFinding(int index, const Finding& finding) const;
     void SendText(const std::string& text) const;
-    void SendReason(const std::string& reason) const; ///< why the run ends before its last duty
-    void SendRest(const std::string& reason) const;   ///< the same, shown without a finding too
+    void SendRest(const std::string& reason) const; ///< why the run ends before its last duty
     void SendGroup(pid_t group) const; ///< the parent ends this process group after the time limit
 
 private:
@@ -34,7 +33,6 @@ private:
 struct CheckReceiver {
     std::function<void(int index, const Finding& finding)> onFinding;
     std::function<void(const std::string& text)> onText;
-    std::function<void(const std::string& reason)> onReason;
     std::function<void(const std::string& reason)> onRest;
 };
 

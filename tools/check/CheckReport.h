@@ -15,6 +15,9 @@ class CheckReport {
 public:
     virtual ~CheckReport() = default;
 
+    /** Programs read the duties and the summary of each run, also of a run without a partner. */
+    virtual bool IsForPrograms() const { return false; }
+
     /** @param run the number of the run, from 1 @param count the number of all runs */
     virtual void Begin(int run, int count) = 0;
 

@@ -64,7 +64,8 @@ std::string JUnitFile::Escape(const std::string& text) {
     return escaped;
 }
 
-void JUnitFile::Add(int run, const CheckResult& result, double seconds) {
+void JUnitFile::Add(int run, const CheckResult& result, double seconds,
+                    const std::string& problem) {
     std::size_t failures = 0;
     std::size_t skipped = 0;
     std::string cases;
@@ -93,10 +94,16 @@ void JUnitFile::Add(int run, const CheckResult& result, double seconds) {
         cases += "    <testcase" + Attribute("classname", std::string("partner.") + row.group) +
                  Attribute("name", name) + ">" + content + "</testcase>\n";
     }
+    const std::size_t errors = problem.empty() ? 0 : 1;
+    if (errors > 0) {
+        cases += "    <testcase classname=\"partner\" name=\"the check itself\">" +
+                 Element("error", problem) + "</testcase>\n";
+    }
     m_suites += "  <testsuite" +
                 Attribute("name", "applistctl check partner, run " + std::to_string(run)) +
-                Attribute("tests", std::to_string(result.Findings().size())) +
-                Attribute("failures", std::to_string(failures)) + Attribute("errors", "0") +
+                Attribute("tests", std::to_string(result.Findings().size() + errors)) +
+                Attribute("failures", std::to_string(failures)) +
+                Attribute("errors", std::to_string(errors)) +
                 Attribute("skipped", std::to_string(skipped)) +
                 Attribute("time", InSecondsOnly(seconds)) + ">\n" + cases + "  </testsuite>\n";
 }

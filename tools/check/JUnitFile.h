@@ -10,7 +10,8 @@ namespace applistctl {
 
 class JUnitFile {
 public:
-    void Add(int run, const CheckResult& result, double seconds);
+    /** @param problem why the check did not reach its end; empty for none */
+    void Add(int run, const CheckResult& result, double seconds, const std::string& problem);
 
     /** Tests before a long check whether @p file can be written. @return as Write() */
     static std::string FindProblem(const std::string& file);

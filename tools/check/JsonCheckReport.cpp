@@ -30,6 +30,8 @@ class JsonCheckReport : public CheckReport {
 public:
     explicit JsonCheckReport(Output& output) : m_output(output) {}
 
+    bool IsForPrograms() const override { return true; }
+
     void Begin(int run, int /*count*/) override { m_run = run; }
 
     // The lines of standard output are for programs.
