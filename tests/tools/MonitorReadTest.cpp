@@ -220,6 +220,24 @@ TEST_F(MonitorHandshake, ReportsANameThatTheBusRefuses) {
                 HasSubstr("!! partner :1.8  _SERVICE_SYN: cannot own the name: not you"));
 }
 
+// An answer that the policy refuses is repeated each half second.
+TEST_F(MonitorHandshake, ReportsARepeatedRefusalOnceAMinute) {
+    const auto refuse = [this](const char* step, const char* reason) {
+        const std::string name = std::string("org.morva.JavaMW.Applist") + step;
+        const std::uint32_t serial = capture.CallDaemon(
+            PARTNER, "RequestName", g_variant_new("(su)", name.c_str(), guint32{4}));
+        capture.Error("org.freedesktop.DBus", PARTNER, serial,
+                      "org.freedesktop.DBus.Error.AccessDenied", reason);
+    };
+    for (double time = 0; time < 120000; time += 500) {
+        capture.At(time);
+        refuse("_SERVICE_SYN_ACK", "not you");
+    }
+    refuse("_SERVICE_SYN_ACK", "another reason");
+    refuse("_SERVICE_ACK", "another reason");
+    EXPECT_THAT(TextOf(4), HasSubstr("handshakes: 0 completed, 4 problems\n"));
+}
+
 TEST_F(MonitorHandshake, CountsNoProblemForANameThatAnotherProcessOwnsForAMoment) {
     capture.Take("_SERVICE_SYN", ":1.9");
     const std::uint32_t serial = capture.CallDaemon(

@@ -15,6 +15,7 @@ namespace {
 constexpr Microseconds PATIENCE = 2 * SECOND;
 constexpr const char* BY_CHECK = "announced by a check";
 constexpr std::size_t MOST_REQUESTED = 1000; // at once, for calls without a reply
+constexpr Microseconds REFUSAL_PERIOD = 60 * SECOND;
 
 const std::string CLIENT_SYN = "_CLIENT_SYN";
 const std::string CLIENT_SYN_ACK = "_CLIENT_SYN_ACK";
@@ -170,9 +171,24 @@ void HandshakeTracker::NameRefused(Microseconds time, const std::string& caller,
         const std::string step = requested->second;
         m_requested.erase(requested);
         SetSide(time, caller, IsHostStep(step) ? Side::Host : Side::Partner);
-        Report(HandshakeEvent::Kind::Refused, time, caller, step, "cannot own the name: " + reason);
+        if (IsNewRefusal(time, {caller, step}, reason)) {
+            Report(HandshakeEvent::Kind::Refused, time, caller, step,
+                   "cannot own the name: " + reason);
+        }
         BindRefused(time, caller, step);
     }
+}
+
+// A side repeats a refused step twice in a second, for as long as the policy refuses the step.
+bool HandshakeTracker::IsNewRefusal(Microseconds time, const CallerAndStep& attempt,
+                                    const std::string& reason) {
+    const auto known = m_refusals.find(attempt);
+    if (known != m_refusals.end() && known->second.reason == reason &&
+        time - known->second.time < REFUSAL_PERIOD) {
+        return false;
+    }
+    m_refusals[attempt] = {reason, time};
+    return true;
 }
 
 // A host binds before it announces its answer, and repeats a refused answer.
@@ -375,6 +391,7 @@ void HandshakeTracker::OnLeft(Microseconds time, const std::string& name) {
         Report(HandshakeEvent::Kind::Left, time, name, "",
                "the " + std::string(SideName(SideOf(name))) + " " + name + " has left the bus");
     }
+    m_refusals.erase(m_refusals.lower_bound({name, ""}), m_refusals.upper_bound({name, "~"}));
     m_sides.erase(name);
     m_processes.erase(name);
     m_hosts.erase(name);

@@ -126,6 +126,13 @@ private:
         bool isReported;
     };
     using Call = std::pair<std::string, guint32>; // caller and serial
+    using CallerAndStep = std::pair<std::string, std::string>;
+
+    /** The last reported refusal of a step. */
+    struct Refusal {
+        std::string reason;
+        Microseconds time;
+    };
 
     void SetSide(Microseconds time, const std::string& name, Side side);
     bool IsCheck(const std::string& name) const { return SideOf(name) == Side::Check; }
@@ -138,6 +145,7 @@ private:
     void OnClientAck(Microseconds time, const std::string& name);
     void OnServiceAck(Microseconds time, const std::string& name);
     void OnLeft(Microseconds time, const std::string& name);
+    bool IsNewRefusal(Microseconds time, const CallerAndStep& attempt, const std::string& reason);
     void BindRefused(Microseconds time, const std::string& caller, const std::string& step);
 
     static void Receive(Endpoint& endpoint, const std::string& step, const std::string& from,
@@ -188,6 +196,7 @@ private:
     std::string m_newestPartner;                   ///< the last one that announced itself
     std::map<std::string, NameOwner> m_nameOwners; ///< by step
     std::map<Call, std::string> m_requested;
+    std::map<CallerAndStep, Refusal> m_refusals;
     std::set<std::string> m_presentPartners; ///< at the last tick
     Microseconds m_presentSince = 0;         ///< these partners, without a change
     bool m_areSeveralReported = false;       ///< the present partners
