@@ -493,6 +493,17 @@ TEST_F(MonitorHandshake, AwaitsNoNotificationForAHostThatHasLeft) {
     EXPECT_THAT(Read().output, Not(HasSubstr("has not asked")));
 }
 
+TEST_F(MonitorHandshake, ReportsNoPartnerThatHasAskedBeforeItsHostIsReady) {
+    capture.Announce("_CLIENT_SYN", HOST);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.Notify(Message("", 4));
+    capture.At(1).Announce("_CLIENT_ACK", HOST);
+    Wait(3000);
+    const std::string text = Read().output;
+    EXPECT_THAT(text, HasSubstr("== connected: host :1.7 and partner :1.8"));
+    EXPECT_THAT(text, Not(HasSubstr("has not asked")));
+}
+
 TEST_F(MonitorHandshake, ReportsNoPartnerThatHasAskedForTheList) {
     capture.Connect();
     capture.Notify(Message("", 4));
@@ -663,6 +674,33 @@ TEST_F(MonitorHalfOpenPair, IsNotReportedForABoundPartnerThatRepeatsItsAnnouncem
         capture.At(second * 1000).Announce("_SERVICE_SYN", PARTNER);
     }
     EXPECT_THAT(TextOf(), HasSubstr("host :1.7 is connected with partner :1.8"));
+}
+
+// The host has subscribed to the announcements before its own first one.
+TEST_F(MonitorHalfOpenPair, IsNotReportedWhenTheHostAnswersAnEarlierAnnouncement) {
+    capture.Announce("_SERVICE_SYN", PARTNER);
+    capture.At(1).Announce("_CLIENT_SYN", HOST);
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.At(2).Announce("_CLIENT_SYN_ACK", HOST);
+    capture.Announce("_SERVICE_ACK", PARTNER);
+    Wait(3000);
+    const std::string text = TextOf();
+    EXPECT_THAT(text, HasSubstr("_CLIENT_SYN_ACK: bound to :1.8\n"));
+    EXPECT_THAT(text, HasSubstr("== connected: host :1.7 and partner :1.8"));
+}
+
+// The partner has forgotten the announcement of the host with the half-open pair.
+TEST_F(MonitorHalfOpenPair, IsNoConnectionWhenThePartnerAnswersAThirdHost) {
+    AnswerAHostThatHasLeft(capture);
+    Wait(3000);
+    capture.Announce("_CLIENT_SYN", ":1.27");
+    capture.Announce("_SERVICE_SYN_ACK", PARTNER);
+    capture.Announce("_CLIENT_ACK", ":1.27");
+    Wait(6000);
+    const std::string text = TextOf(4);
+    EXPECT_THAT(text, HasSubstr("_SERVICE_SYN_ACK: bound to :1.27\n"));
+    EXPECT_THAT(text, HasSubstr("== connected: host :1.27 and partner :1.8"));
+    EXPECT_THAT(text, Not(HasSubstr("connected: host :1.17 ")));
 }
 
 TEST_F(MonitorHalfOpenPair, IsNotReportedForAPairConnectedBeforeTheMonitorStarted) {

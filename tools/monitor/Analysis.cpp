@@ -62,7 +62,7 @@ Analysis::Analysis(Reporter& reporter)
           m_summary.Add(event);
           m_reporter.Handshake(event);
           if (event.kind == HandshakeEvent::Kind::Ready) {
-              m_partners[event.partner] = {event.time, false};
+              AwaitNotification(event);
           }
       }),
       m_path(HandshakeNames::ObjectPath(ENDPOINT_ID)) {}
@@ -136,6 +136,7 @@ void Analysis::OnOwnerChanged(const SeenMessage& seen) {
     if (*newOwner == '\0') {
         m_selections.erase(name);
         m_lists.erase(name);
+        m_asked.erase(name);
     }
 }
 
@@ -159,6 +160,9 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     const std::string host =
         Destination(seen).empty() ? m_handshake.BoundHostOf(Sender(seen)) : Destination(seen);
     if (!notification.content.name.empty() && !host.empty()) {
+        if (notification.content.id == APPLIST_LOCAL_CREATED_EVENT) {
+            m_asked[Sender(seen)] = host;
+        }
         m_handshake.OnMessage(seen.time, host, Sender(seen), Side::Partner);
         if (m_handshake.MayReceive(host, Sender(seen))) {
             AwaitReaction(seen, host, notification.content.id);
@@ -169,6 +173,17 @@ void Analysis::OnNotification(const SeenMessage& seen) {
     ++m_reportedCount;
     m_summary.Add(notification);
     m_reporter.Notified(notification);
+}
+
+// A partner asks for the list as soon as it is ready, which may be before its host is.
+void Analysis::AwaitNotification(const HandshakeEvent& event) {
+    const auto asked = m_asked.find(event.partner);
+    if (asked == m_asked.end() || asked->second != event.host) {
+        m_partners[event.partner] = {event.time, false};
+    }
+    if (asked != m_asked.end()) {
+        m_asked.erase(asked);
+    }
 }
 
 void Analysis::AwaitReaction(const SeenMessage& seen, const std::string& host, std::int32_t id) {

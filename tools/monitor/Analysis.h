@@ -73,6 +73,7 @@ private:
     void OnSignal(const SeenMessage& seen);
     void OnOwnerChanged(const SeenMessage& seen);
     void OnNotification(const SeenMessage& seen);
+    void AwaitNotification(const HandshakeEvent& event);
     void AwaitReaction(const SeenMessage& seen, const std::string& host, std::int32_t id);
     void TickReactions(Microseconds now);
     template <typename Describe>
@@ -95,9 +96,10 @@ private:
     HandshakeTracker m_handshake;
     std::function<const char*(guint32)> m_findState;
     std::map<Call, Pending> m_pending;
-    ByName m_selections; ///< hosts with a notification 2 before their query
-    ByName m_lists;      ///< hosts with a notification 4 before their list
-    ByName m_partners;   ///< connected partners before their notification 4
+    ByName m_selections;                        ///< hosts with a notification 2 before their query
+    ByName m_lists;                             ///< hosts with a notification 4 before their list
+    ByName m_partners;                          ///< connected partners before their notification 4
+    std::map<std::string, std::string> m_asked; ///< partners with a notification 4, and its host
     unsigned m_number = 0;
     std::size_t m_reportedCount = 0;
     Microseconds m_lastTick = 0;

@@ -276,7 +276,9 @@ void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name
     }
     if (host.peer.empty()) {
         const std::string answered = PopAnswered(host, SERVICE_SYN);
-        Bind(time, host, answered.empty() && isNew ? m_newestPartner : answered);
+        // A host receives announcements before its own first one.
+        const bool mayBeEarlier = isNew || host.formerPeer.empty();
+        Bind(time, host, answered.empty() && mayBeEarlier ? m_newestPartner : answered);
     }
     Report(HandshakeEvent::Kind::Announced, time, name, CLIENT_SYN_ACK,
            IsCheck(name) ? BY_CHECK : DescribeBinding(name));
@@ -294,6 +296,7 @@ void HandshakeTracker::OnClientSynAck(Microseconds time, const std::string& name
 void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& name) {
     const bool isNew = m_partners.count(name) == 0;
     Partner& partner = PartnerOf(name);
+    DropAnnouncementsOfReadyHosts(partner);
     std::string answered = PopAnswered(partner, CLIENT_SYN);
     if (answered.empty() && isNew) { // its own announcement was before the start of the monitor
         answered = OnlyHostAwaiting(SERVICE_SYN_ACK);
@@ -314,6 +317,21 @@ void HandshakeTracker::OnServiceSynAck(Microseconds time, const std::string& nam
     }
     if (!partner.peer.empty()) {
         Connect(time, partner.peer);
+    }
+}
+
+// A free partner with several announcements answers the one of a host that waits for an answer.
+void HandshakeTracker::DropAnnouncementsOfReadyHosts(Partner& partner) const {
+    const auto isReady = [this](const Received& one) {
+        const auto host = m_hosts.find(one.from);
+        return host != m_hosts.end() && host->second.isReady;
+    };
+    std::vector<Received>& received = partner.received;
+    const bool isAwaited = std::any_of(received.begin(), received.end(), [&](const Received& one) {
+        return one.step == CLIENT_SYN && m_hosts.count(one.from) != 0 && !isReady(one);
+    });
+    if (partner.peer.empty() && isAwaited) {
+        EraseIf(received, isReady);
     }
 }
 

@@ -141,6 +141,7 @@ private:
     void OnServiceSyn(Microseconds time, const std::string& name);
     void OnClientSynAck(Microseconds time, const std::string& name);
     void OnServiceSynAck(Microseconds time, const std::string& name);
+    void DropAnnouncementsOfReadyHosts(Partner& partner) const;
     std::string OnlyHostAwaiting(const std::string& step) const;
     void OnClientAck(Microseconds time, const std::string& name);
     void OnServiceAck(Microseconds time, const std::string& name);
