@@ -148,10 +148,12 @@ TEST_F(ClientRace, RepairsTheListAfterAPushThatTookLong) {
 // selection that the partner makes after the push.
 TEST(ClientRaceOfASelection, KeepsThePartnersSelectionAfterAReportOfANewList) {
     PrivateBus bus;
+    TestPartner partner(bus, false);
     ClientHost host;
     host.Client().AddItems(LetterItems("abc"), host.Record());
     ASSERT_TRUE(host.WaitUntil([&] { return host.outcomes.size() == 1; }));
-    TestPartner partner(bus);
+    ASSERT_TRUE(partner.WaitForAnnouncement("_CLIENT_SYN"));
+    partner.Announce("_SYN_ACK");
     ASSERT_TRUE(host.WaitForEvent("connected"));
     partner.AnswerWith([](const Bytes& request) {
         return IdOf(request) == Records::GET_SELECTION ? BytesOf(Records::Write({"b", "b"}))
