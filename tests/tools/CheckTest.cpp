@@ -366,6 +366,27 @@ TEST_F(HostCheck, DoesNotClaimTheAbsenceOfAHostThatThePolicyHides) {
     EXPECT_THAT(output, Not(HasSubstr("no host is on the bus")));
 }
 
+// The bus refuses the names of this host, which this check cannot see.
+TEST_F(HostCheck, NamesThePolicyOfAnotherUserForAnUnboundHost) {
+    if (PrivateBus::IsBroker()) {
+        GTEST_SKIP() << "dbus-broker does not show match rules";
+    }
+    const TemporaryFolder folder;
+    folder.Write("applist.conf", "<busconfig><policy user='games'><allow own='org.morva.JavaMW."
+                                 "Applist_CLIENT_SYN'/></policy></busconfig>");
+    RunningPartner partner;
+    for (const char* const fault : {"fault no-syn", "fault no-host-syn"}) {
+        partner.Send(fault);
+    }
+    partner.Send("list");
+    ASSERT_TRUE(partner.WaitFor("list: 0 items"));
+    const StartedTool host({"host", SAMPLE_APPLICATIONS}, "no partner yet");
+    EXPECT_THAT(CheckHostOutput(4, folder.Path()),
+                HasSubstr("-> the installed policy names user games for the host, and not user "));
+    EXPECT_THAT(CheckHostOutput(4, TemporaryFolder().Path()),
+                HasSubstr("-> restart the partner\n"));
+}
+
 TEST_F(HostCheck, DoesNotTakeAPartnerForAHostWithoutMatchRules) {
     bus.SetPolicy(DENY_RULES);
     const RunningPartner partner;
@@ -572,14 +593,31 @@ TEST_F(PartnerCheck, NamesTheHostThatIsBoundToThePartner) {
     }
 }
 
-TEST_F(PartnerCheck, NamesTheHostsAndPartnersWithoutMatchRules) {
-    bus.SetPolicy("<deny send_interface='org.freedesktop.DBus.Debug.Stats'/>");
+TEST_F(PartnerCheck, FindsAHostWithoutMatchRules) {
+    bus.SetPolicy(DENY_RULES);
     RunningPartner partner;
     const SampleHost host(partner);
+    ToolProcess check({"check", "partner", "--limit=0.5", "--wait=0"});
+    EXPECT_EQ(check.WaitForExit(), 1) << check.Output();
+    EXPECT_THAT(check.Errors(), ContainsRegex("the host :1\\.[0-9]+ \\(pid " + host.Id() +
+                                              ", [^\n]*\\) is on the bus"));
+}
+
+TEST_F(PartnerCheck, NamesTheHostsAndPartnersWithoutMatchRules) {
+    bus.SetPolicy(DENY_RULES);
+    RunningPartner partner;
+    RunningPartner other;
+    for (RunningPartner* const silent : {&partner, &other}) {
+        for (const char* const fault : {"fault no-syn", "fault no-host-syn", "fault no-ack"}) {
+            silent->Send(fault);
+        }
+        silent->Send("list");
+        ASSERT_TRUE(silent->WaitFor("list: 0 items"));
+    }
     const ToolResult check = RunTool({"check", "partner", "--limit=0.2", "--wait=0.2"});
     ExpectNoBlame(check);
     EXPECT_THAT(check.errors, HasSubstr("(pid " + partner.Id() + ", "));
-    EXPECT_THAT(check.errors, HasSubstr("(pid " + host.Id() + ", "));
+    EXPECT_THAT(check.errors, HasSubstr("(pid " + other.Id() + ", "));
     EXPECT_THAT(check.errors, HasSubstr(" are hosts or partners on the bus, and a partner that is "
                                         "bound to another host does not answer: end "));
 }
@@ -701,6 +739,29 @@ TEST_F(HostCheck, EndsWithTheBus) {
     partner.Continue();
 }
 
+TEST_F(PartnerCheck, ReportsAPartnerThatAnswersTheSecondStepAlone) {
+    RunningPartner partner;
+    for (const char* const fault : {"fault no-syn", "fault no-syn-ack"}) {
+        partner.Send(fault);
+    }
+    partner.Send("list");
+    ASSERT_TRUE(partner.WaitFor("list: 0 items"));
+    ToolProcess check({"check", "partner", "--limit=0.7", "--wait=0", "--only=answers-syn"});
+    EXPECT_EQ(check.WaitForExit(), 4) << check.Output() << check.Errors();
+    EXPECT_THAT(check.Output(), HasSubstr("no _SERVICE_SYN_ACK within 0.7 s"));
+}
+
+TEST_F(PartnerCheck, ClaimsNoEndOfAPartnerThatDoesNotAnnounceItselfAgain) {
+    RunningPartner partner;
+    partner.Send("fault no-repeat-free");
+    partner.Send("list");
+    ASSERT_TRUE(partner.WaitFor("list: 0 items"));
+    ToolProcess check({"check", "partner", "--limit=0.7", "--wait=0", "--only=works-with-library"});
+    EXPECT_EQ(check.WaitForExit(), 0) << check.Output() << check.Errors();
+    EXPECT_THAT(check.Output(), HasSubstr("the partner had not announced itself again"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("left the bus")));
+}
+
 TEST_F(PartnerCheck, EndsWithTheBus) {
     RunningPartner partner;
     ToolProcess check({"check", "partner", "--limit=0.5", "--wait=0"});
@@ -723,6 +784,22 @@ TEST_F(DeviceCheck, EndsWithABusDaemonThatStops) {
         HasSubstr("check: the bus daemon sends no reply within 10 s: the daemon is stopped"));
     EXPECT_THAT(check.Output(), Not(HasSubstr("MISSING")));
     kill(daemon, SIGCONT);
+}
+
+// A partner behind a daemon that stops for some seconds has no fault.
+TEST_F(DeviceCheck, BlamesNobodyForABusDaemonThatRepliesLate) {
+    RunningPartner partner;
+    const SampleHost host(partner);
+    ToolProcess check({"check", "--limit=0.5"});
+    ASSERT_TRUE(check.WaitFor("SendSignal is delivered"));
+    const pid_t daemon = BusDaemon::Process(SharedBus().Connection());
+    kill(daemon, SIGSTOP);
+    g_usleep(3 * G_USEC_PER_SEC); // the check has no other sign of its next step
+    kill(daemon, SIGCONT);
+    EXPECT_EQ(check.WaitForExit(), 3) << check.Output();
+    EXPECT_THAT(check.Errors(), ContainsRegex("check: the bus daemon sent no reply for [0-9]+ ms, "
+                                              "and a finding of this time may be wrong"));
+    EXPECT_THAT(check.Output(), Not(HasSubstr("MISSING")));
 }
 
 TEST_F(DeviceCheck, ReportsAMissingBus) {

@@ -508,7 +508,7 @@ private:
             const std::vector<Silence> frozen =
                 partner != nullptr ? FindFrozen({partner->name}) : std::vector<Silence>();
             m_verdicts.Wrong("binding", fault.text,
-                             frozen.empty() ? fault.advice : "see \"partner\" below");
+                             frozen.empty() ? AdviceFor(host, fault) : "see \"partner\" below");
             for (const Silence& one : frozen) {
                 m_verdicts.Wrong("partner", one.text, one.advice);
             }
@@ -547,6 +547,20 @@ private:
         std::string advice;
         bool isHalfOpen = false;
     };
+
+    // Logs show each refused name, and this check sees none. A partner that is bound to the host
+    // proves that the bus has granted the names.
+    std::string AdviceFor(const Participant& host, const Fault& fault) {
+        const std::string user = host.process.User();
+        const std::string others = m_policy.OtherHostUsers(user);
+        const bool isGranted = m_survey.BoundTo(host.name, Participant::Role::Partner) != nullptr;
+        if (isGranted || others.empty()) {
+            return fault.advice;
+        }
+        return "the installed policy names " + others + " for the host, and not user " + user +
+               " of this host: run the host as " + others +
+               ", or name its user in the policy; if this bus uses another policy, " + fault.advice;
+    }
 
     std::string DescribePeer(const std::string& name) const {
         const Participant* const peer = m_survey.Find(name);

@@ -78,7 +78,7 @@ std::string DescribeUnfit(const CheckRun& run) {
                    "; the library waits up to 25 s for each reply";
         }
     }
-    return run.isAway ? "the partner had left the bus" : "";
+    return run.isAway ? run.absence : "";
 }
 
 void CheckWithTheLibrary(CheckRun& run) {
@@ -96,8 +96,7 @@ void CheckWithTheLibrary(CheckRun& run) {
 }
 
 void EndPhase(CheckRun& run, Phase phase) {
-    run.list.EndPhase(phase,
-                      run.isAway ? "the partner had left the bus" : "needs a duty that is broken");
+    run.list.EndPhase(phase, run.isAway ? run.absence : "needs a duty that is broken");
 }
 
 void CheckAll(CheckRun& run, HostPointer host, unsigned phases) {
@@ -174,7 +173,7 @@ int RunOnce(const Options& options, const CheckChannel& channel) {
         }
     }
     OtherHosts others;
-    const std::string other = others.Describe();
+    const std::string other = others.Describe(options.limit);
     if (!other.empty()) {
         output.Error(other);
         return EXIT_STATUS_FAILED;

@@ -29,6 +29,7 @@ void FindSilentPartner(CheckRun& run, BareHost& host) {
 // Starts the partner for a host that waits already.
 void Restart(CheckRun& run, BareHost& host) {
     run.lastRequest.reset();
+    const bool hasLeft = host.HasLostPartner();
     host.ForgetPartners();
     host.ClearSteps();
     if (run.partner.IsGiven()) {
@@ -47,10 +48,13 @@ void Restart(CheckRun& run, BareHost& host) {
         run.partner.OnPartnerFound();
     } else if (run.wait > 0) {
         run.ask("Please restart the partner, within " + InSeconds(run.wait) + ": " +
-                (run.isAway ? "it has left the bus." : "it has not announced itself again."));
+                (hasLeft ? "it has left the bus." : "it has not announced itself again."));
         run.isAway = !host.WaitForStep("_SYN", run.wait);
     } else {
         run.isAway = true;
+    }
+    if (run.isAway && !hasLeft) {
+        run.absence = "the partner had not announced itself again";
     }
 }
 
@@ -71,7 +75,7 @@ std::string NotWithin(const std::string& what, double seconds) {
 void Fail(CheckRun& run, BareHost& host, ChecklistRow row, const std::string& when,
           const std::string& problem) {
     if (run.isAway) {
-        run.list.Skip(row, "the partner had left the bus");
+        run.list.Skip(row, run.absence);
         return;
     }
     if (!host.HasLostPartner()) {
@@ -112,7 +116,7 @@ void FailStep(CheckRun& run, BareHost& host, ChecklistRow row, const char* suffi
 bool CheckStep(CheckRun& run, ChecklistRow row, BareHost& host, const char* suffix,
                const std::string& when) {
     if (run.isAway) {
-        run.list.Skip(row, "the partner had left the bus");
+        run.list.Skip(row, run.absence);
         return false;
     }
     const auto start = Clock::now();
@@ -130,7 +134,7 @@ SentRequest Send(CheckRun& run, BareHost& host, AppListRequest id,
                  const std::vector<ListedItem>& items) {
     SentRequest request;
     if (run.isAway) {
-        request.problem = "the partner had left the bus";
+        request.problem = run.absence;
         return request;
     }
     request = host.SendRequest(id, items, run.limit);

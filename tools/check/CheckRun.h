@@ -18,11 +18,12 @@ namespace applistctl {
 struct CheckRun {
     std::function<void(const std::string&)> ask; ///< asks the user for an action
     Checklist& list;
-    PartnerCommand& partner;           ///< starts the partner
-    DriveCommand& drive;               ///< acts as the user of the partner
-    double limit;                      ///< seconds for each step of the partner
-    double wait;                       ///< seconds for each action of the user
-    bool isAway = false;               ///< the partner has left the bus, or is stopped
+    PartnerCommand& partner; ///< starts the partner
+    DriveCommand& drive;     ///< acts as the user of the partner
+    double limit;            ///< seconds for each step of the partner
+    double wait;             ///< seconds for each action of the user
+    bool isAway = false;     ///< no partner answers: it has left, is stopped or is silent
+    std::string absence = "the partner had left the bus"; ///< the reason of isAway
     std::string unreadableList = {};   ///< why the check cannot read the partner's list
     std::set<std::string> losses = {}; ///< the causes that are reported
     std::optional<AppListRequest> lastRequest = std::nullopt; ///< with a reply

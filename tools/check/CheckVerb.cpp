@@ -212,6 +212,7 @@ private:
             m_verdicts.Good("partner", "answer from " + m_names.Once(m_host.Partner()));
             return true;
         }
+        m_verdicts.RequireSteadyBus();
         std::vector<std::string> candidates;
         for (const Participant& one : m_survey.participants) {
             if (one.MayBePartner()) {

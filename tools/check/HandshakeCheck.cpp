@@ -229,8 +229,13 @@ bool Find(CheckRun& run, BareHost& host) {
     if (host.WaitForStep("_SYN_ACK", run.limit)) {
         return true;
     }
+    const bool mayBeLater = host.HasSeen("_SYN");
     host.Announce("_SYN_ACK");
     if (host.WaitForStep("_ACK", run.limit)) {
+        if (!mayBeLater) { // the partner was on the bus at this announcement, and is free
+            Fail(run, host, Duty::AnswersSyn, "during _CLIENT_SYN",
+                 NotWithin("_SERVICE_SYN_ACK", run));
+        }
         return true;
     }
     run.candidates = OtherHosts::DescribeCandidates(host.Connection(), run.limit);

@@ -46,7 +46,7 @@ OtherHosts::~OtherHosts() {
     }
 }
 
-std::string OtherHosts::Describe() const {
+std::string OtherHosts::Describe(double limit) const {
     std::string text;
     for (int i = 0; i < SURVEYS; ++i) {
         const BusSurvey survey = SurveyRules(m_bus.Connection());
@@ -55,7 +55,7 @@ std::string OtherHosts::Describe() const {
                 return one.role != Participant::Role::Partner && !IsOwn(one.process);
             });
         if (host == survey.participants.end()) {
-            return survey.hasRules ? "" : DescribeOwningCheck();
+            return survey.hasRules ? "" : DescribeWithoutRules(limit);
         }
         const Participant* const partner = survey.BoundTo(host->name, Participant::Role::Partner);
         text = partner != nullptr
@@ -65,6 +65,16 @@ std::string OtherHosts::Describe() const {
         WaitFor(BETWEEN_SURVEYS_S);
     }
     return text;
+}
+
+// Another process shows its role in /proc alone, as far as this user may read it.
+std::string OtherHosts::DescribeWithoutRules(double limit) const {
+    for (const Participant& one : SurveyBus(m_bus.Connection(), limit).participants) {
+        if (one.role == Participant::Role::Host && !IsOwn(one.process)) {
+            return DescribePresence(one.name, one.process);
+        }
+    }
+    return DescribeOwningCheck();
 }
 
 // A check that waits for a partner shows itself by the names that it owns.

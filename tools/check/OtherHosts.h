@@ -26,7 +26,7 @@ public:
      * Finds a host that is on the bus. Without match rules, it finds only a waiting check.
      * @return the host, its partner and the remedy in one line; empty without another host
      */
-    std::string Describe() const;
+    std::string Describe(double limit) const;
 
     GDBusConnection* Connection() const { return m_bus.Connection(); }
 
@@ -44,6 +44,7 @@ private:
     static void OnNameOwnerChanged(GDBusConnection* connection, const char* sender,
                                    const char* path, const char* interface, const char* signal,
                                    GVariant* parameters, void* user_data);
+    std::string DescribeWithoutRules(double limit) const;
     std::string DescribeOwningCheck() const;
     bool IsOwn(const PeerProcess& process) const { return process.pid == m_ownPid; }
 

@@ -83,6 +83,11 @@ void PolicyReport::MayNotCall(const std::string& what, const std::string& text) 
     m_dropIn = BusPolicy::DropIn(m_user, BusPolicy::Role::Partner);
 }
 
+std::string PolicyReport::OtherHostUsers(const std::string& user) const {
+    const BusPolicy policy(m_folders);
+    return user.empty() || policy.Names(user) ? "" : policy.Members();
+}
+
 void PolicyReport::NeedsReload(const std::string& what, const std::string& text,
                                const BusPolicy& policy) {
     m_verdicts.Wrong(

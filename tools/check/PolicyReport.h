@@ -32,6 +32,13 @@ public:
     /** The user of this process may not call hosts, which host and partner may do. */
     void MayNotCall(const std::string& what, const std::string& text);
 
+    /**
+     * @param user of a host
+     * @return the users with the role of the host; empty if @p user is one of them, or without a
+     *         policy
+     */
+    std::string OtherHostUsers(const std::string& user) const;
+
     /** Prints the policy file that the advice names, after all rows; nothing without such advice.
      */
     void ShowFile();

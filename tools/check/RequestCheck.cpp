@@ -61,7 +61,7 @@ public:
         } else if (!m_run.isAway) {
             m_run.list.Break(ChecklistRow(id), request.problem);
         } else {
-            m_run.list.Skip(ChecklistRow(id), "the partner had left the bus");
+            m_run.list.Skip(ChecklistRow(id), m_run.absence);
         }
         return request;
     }

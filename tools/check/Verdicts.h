@@ -22,6 +22,18 @@ public:
     /** Ends the process in place of a line after the loss of this bus, which would be wrong. */
     void EndWithoutBus(GDBusConnection* connection) { m_connection = connection; }
 
+    /** Ends the process also when the bus daemon has replied late: a fault may be of that time. */
+    void RequireSteadyBus() {
+        const gint64 start = g_get_monotonic_time();
+        RequireBus();
+        const gint64 milliseconds = (g_get_monotonic_time() - start) / 1000;
+        if (milliseconds > LATE_MS) {
+            m_output.Error("the bus daemon sent no reply for " + std::to_string(milliseconds) +
+                           " ms, and a finding of this time may be wrong: check again");
+            std::exit(EXIT_STATUS_NO_BUS);
+        }
+    }
+
     void Good(const std::string& what, const std::string& text) {
         RequireBus();
         m_output.Line(Padded("ok", 9) + Padded(what, 10) + text, Output::Tone::Sent);
@@ -40,7 +52,7 @@ public:
     /** A fault with a word of its own. */
     void Fault(const std::string& word, const std::string& what, const std::string& text,
                const std::string& advice) {
-        RequireBus();
+        RequireSteadyBus();
         m_anyWrong = true;
         m_output.Line(Padded(word, 9) + Padded(what, 10) + text, Output::Tone::Problem);
         m_output.Line(Padded("", 19) + "-> " + advice);
@@ -49,6 +61,8 @@ public:
     bool AnyWrong() const { return m_anyWrong; }
 
 private:
+    static constexpr gint64 LATE_MS = 1000;
+
     void RequireBus() {
         const std::string loss =
             m_connection != nullptr ? SystemBus::DescribeLoss(m_connection) : "";
