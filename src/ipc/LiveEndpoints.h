@@ -34,7 +34,7 @@ struct EndpointControl {
     /** True as soon as the destruction of the endpoint has begun. */
     std::atomic<bool> ended{false};
 
-    /** Set at most once, on the thread that constructed the endpoint, before it iterates. */
+    /** Set at most once, on the constructing thread, before its main context is iterated. */
     std::atomic<ChannelObserver*> observer{nullptr};
 };
 

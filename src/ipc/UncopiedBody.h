@@ -17,7 +17,7 @@
  * when the reply arrives. Two cases release it later: a filter of the host keeps the message
  * (g_dbus_connection_add_filter()), or the call ends before the message is written (a time-out
  * while the bus daemon reads nothing). The destructor then moves the vector's storage to the body,
- * which frees the storage, and gives the vector a copy: the same bytes at another address.
+ * which frees the storage later. The vector receives a copy: the same bytes at another address.
  */
 class UncopiedBody {
 public:
